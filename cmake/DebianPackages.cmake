@@ -1,0 +1,43 @@
+# The three Debian packages that `cpack` makes: the libraries, what building against them takes, and the command.
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_CONTACT "libpxflowbook maintainers <root@localhost>" CACHE STRING "Maintainer of the packages")
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_COMPONENTS_GROUPING ONE_PER_GROUP)
+set(CPACK_COMPONENTS_ALL runtime development)
+if(TARGET pxplatform)
+    list(APPEND CPACK_COMPONENTS_ALL platform platform-development)
+endif()
+if(TARGET flowbook)
+    list(APPEND CPACK_COMPONENTS_ALL tool)
+endif()
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+# The command's dependency on the libraries is stated below: at packaging time no package has them yet.
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY >=)
+
+set(runtime_package libpxflowbook${PROJECT_VERSION_MAJOR})
+set(CPACK_DEBIAN_LIBRARIES_PACKAGE_NAME ${runtime_package})
+set(CPACK_DEBIAN_LIBRARIES_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_LIBRARIES_DESCRIPTION "Reads and writes flowbook files: shared libraries")
+
+set(CPACK_DEBIAN_HEADERS_PACKAGE_NAME libpxflowbook-dev)
+set(CPACK_DEBIAN_HEADERS_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_HEADERS_PACKAGE_DEPENDS
+    "${runtime_package} (= ${PROJECT_VERSION}), libboost1.81-dev, libxerces-c-dev")
+set(CPACK_DEBIAN_HEADERS_DESCRIPTION "Reads and writes flowbook files: development files")
+
+set(CPACK_DEBIAN_COMMAND_PACKAGE_NAME flowbook)
+set(CPACK_DEBIAN_COMMAND_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_COMMAND_PACKAGE_DEPENDS "${runtime_package} (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_COMMAND_DESCRIPTION "Reads and writes flowbook files: command")
+
+include(CPack)
+cpack_add_component(platform GROUP libraries)
+cpack_add_component(runtime GROUP libraries)
+cpack_add_component(platform-development GROUP headers)
+cpack_add_component(development GROUP headers)
+cpack_add_component(tool GROUP command)

@@ -1,0 +1,45 @@
+# What every target of this tree is compiled and linked with.
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+
+# The build tree has the layout of an installation and may be moved like one.
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
+file(RELATIVE_PATH PXFLOWBOOK_LIB_FROM_BIN ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+set(CMAKE_INSTALL_RPATH $ORIGIN $ORIGIN/../lib $ORIGIN/${PXFLOWBOOK_LIB_FROM_BIN})
+list(REMOVE_DUPLICATES CMAKE_INSTALL_RPATH)
+set(CMAKE_INSTALL_RPATH_USE_LINK_PATH ON)
+# One run path for both: CMake would pad that of the build tree with empty entries, which mean the working directory.
+set(CMAKE_BUILD_WITH_INSTALL_RPATH ON)
+
+find_program(CCACHE_PROGRAM ccache)
+if(CCACHE_PROGRAM AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
+endif()
+
+# Gives `target` the warnings of this project, all of them errors.
+function(pxflowbook_set_warnings target)
+    target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+    if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+        # Clang counts sign changes as conversions and GCC does not; both compilers are to agree.
+        target_compile_options(${target} PRIVATE -Wno-sign-conversion)
+    endif()
+endfunction()
+
+add_link_options(LINKER:--as-needed)
+if(PXFLOWBOOK_SANITIZE)
+    add_compile_options(-fsanitize=${PXFLOWBOOK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=${PXFLOWBOOK_SANITIZE})
+endif()
+# Clang leaves the sanitizer's run-time to the executable, so its shared libraries have undefined symbols.
+if(NOT (PXFLOWBOOK_SANITIZE AND CMAKE_CXX_COMPILER_ID MATCHES Clang))
+    add_link_options(LINKER:--no-undefined LINKER:-z,defs)
+endif()
+if(PXFLOWBOOK_COVERAGE)
+    add_compile_options(--coverage -fprofile-update=atomic)
+    add_link_options(--coverage)
+endif()

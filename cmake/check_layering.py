@@ -1,0 +1,194 @@
+#!/usr/bin/env python3
+"""Checks that the includes of the tree go one way: tools -> flowbook -> platform, and room by room inside those.
+
+Prints one line for each include that goes another way and exits with 1 when there is any. With --self-test it plants
+one violation of each kind into a scratch tree and fails unless exactly those are found.
+"""
+
+import re
+import sys
+import tempfile
+from pathlib import Path
+
+# Where quoted and angled names are looked for, as the build does, and the area that each root belongs to.
+ROOTS = {"include": "api", "platform/include": "platform-api", "src": "src", "platform/src": "platform-src",
+         "tools": "tools"}
+
+# The areas that an area may include, its own among them.
+AREAS = {
+    "platform-api": {"platform-api"},
+    "platform-src": {"platform-api", "platform-src"},
+    "api": {"api", "platform-api"},
+    "src": {"api", "platform-api", "src"},
+    "tools": {"api", "platform-api", "tools"},
+}
+
+# The other rooms of its side that a room may include.
+PLATFORM_ROOMS = {"fl": set(), "foundation": {"fl"}, "settings": {"fl"}, "opc": {"foundation", "fl"}}
+LIBRARY_ROOMS = {
+    "format": set(),
+    "package": {"format"},
+    "utils": {"format"},
+    "reader": {"package", "utils", "format"},
+    "writer": {"package", "utils", "format"},
+}
+
+# The export macro is no facility of the room that it lies in.
+COMMON_HEADERS = {"foundation/PlatformExport.hpp"}
+
+# The library leaves files, archives and XML to the platform, so it sees the plain standard library and Boost.
+FORBIDDEN_STANDARD = {"filesystem", "fstream"}
+FORBIDDEN_BOOST = ("boost/filesystem", "boost/iostreams", "boost/json", "boost/property_tree")
+XERCES_ROOMS = {"utils", "writer"}
+
+INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.MULTILINE)
+
+
+class Checker:
+    def __init__(self, tree):
+        self.tree = tree.resolve()
+
+    def violations(self):
+        found = []
+        for root, area in ROOTS.items():
+            for path in sorted((self.tree / root).rglob("*")):
+                if path.suffix in {".cpp", ".hpp", ".in"}:
+                    found += self.violations_of(path, root, area)
+        return found
+
+    def violations_of(self, path, root, area):
+        room = path.relative_to(self.tree / root).parts[0]
+        for match in INCLUDE.finditer(path.read_text(encoding="utf-8")):
+            reason = self.reason_against(path, area, room, match.group(2))
+            if reason:
+                yield f"{path.relative_to(self.tree)}: includes {match.group(2)}: {reason}"
+
+    def reason_against(self, path, area, room, name):
+        if area.startswith("platform") and room not in PLATFORM_ROOMS:
+            return f"{room} is no known room of the platform"
+        if area == "src" and room not in LIBRARY_ROOMS:
+            return f"{room} is no known room of the library"
+        target = self.resolve(path, area, name)
+        if target is None:
+            return self.reason_against_outside(area, room, name)
+        target_area, target_name = target
+        if target_area not in AREAS[area]:
+            return f"{area} may not use {target_area}"
+        return self.reason_against_room(area, room, target_area, target_name)
+
+    def resolve(self, path, area, name):
+        """The area and the root-relative name of the file of this tree that `name` means, or None.
+
+        A name that two areas have counts for the one that the including area may use.
+        """
+        places = [path.parent / name] + [self.tree / root / name for root in ROOTS]
+        targets = [self.place(place.resolve()) for place in places if place.is_file()]
+        targets.sort(key=lambda target: target is None or target[0] not in AREAS[area])
+        return targets[0] if targets else None
+
+    def place(self, file):
+        for root, area in ROOTS.items():
+            base = (self.tree / root).resolve()
+            if base in file.parents:
+                return area, file.relative_to(base).as_posix()
+        return "outside the layers", file.as_posix()
+
+    @staticmethod
+    def reason_against_room(area, room, target_area, target_name):
+        target_room = target_name.split("/")[0]
+        if target_name in COMMON_HEADERS or target_room == room:
+            return None
+        if area.startswith("platform") and target_room not in PLATFORM_ROOMS[room]:
+            return f"{room} may not use {target_room}"
+        if area == target_area == "src" and target_room not in LIBRARY_ROOMS[room]:
+            return f"{room} may not use {target_room}"
+        return None
+
+    @staticmethod
+    def reason_against_outside(area, room, name):
+        if name.split("/")[0] in {"flowbook", *PLATFORM_ROOMS, *LIBRARY_ROOMS}:
+            return "there is no such header"
+        if area not in {"src", "api"}:
+            return None
+        if name.startswith("xercesc/"):
+            return None if area == "src" and room in XERCES_ROOMS else f"{room} may not use Xerces-C"
+        if name.startswith("boost/") and not name.startswith(FORBIDDEN_BOOST):
+            return None
+        if re.fullmatch(r"[a-z_0-9]+", name) and name not in FORBIDDEN_STANDARD:
+            return None
+        return "files, archives and XML belong to the platform"
+
+
+# A file of the scratch tree, what it includes, and whether that is a violation.
+SELF_TEST = [
+    ("platform/include/foundation/PlatformExport.hpp", "cstddef", False),
+    ("platform/include/fl/Text.hpp", "foundation/PlatformExport.hpp", False),
+    ("platform/include/foundation/Storage.hpp", "fl/Text.hpp", False),
+    ("platform/include/opc/Package.hpp", "foundation/Storage.hpp", False),
+    ("platform/include/settings/Settings.hpp", "fl/Text.hpp", False),
+    ("platform/src/opc/Zip.hpp", "libdeflate.h", False),
+    ("platform/src/opc/Zip.cpp", "Zip.hpp", False),
+    ("include/flowbook/Reader.hpp", "opc/Package.hpp", False),
+    ("src/format/Names.hpp", "string", False),
+    ("src/package/Parts.hpp", "format/Names.hpp", False),
+    ("src/utils/Code.hpp", "xercesc/dom/DOM.hpp", False),
+    ("src/reader/Impl.hpp", "package/Parts.hpp", False),
+    ("src/writer/Impl.cpp", "utils/Code.hpp", False),
+    ("src/writer/Log.cpp", "boost/exception/diagnostic_information.hpp", False),
+    ("tools/flowbook/Main.cpp", "flowbook/Reader.hpp", False),
+    ("platform/src/fl/Back.cpp", "foundation/Storage.hpp", True),
+    ("platform/src/foundation/Back.cpp", "opc/Package.hpp", True),
+    ("platform/src/foundation/Hidden.cpp", "../opc/Zip.hpp", True),
+    ("platform/src/settings/Across.cpp", "foundation/Storage.hpp", True),
+    ("platform/src/opc/Across.cpp", "settings/Settings.hpp", True),
+    ("platform/src/opc/Up.cpp", "flowbook/Reader.hpp", True),
+    ("platform/include/opc/Leak.hpp", "opc/Zip.hpp", True),
+    ("platform/src/other/Unknown.cpp", "string", True),
+    ("include/flowbook/Leak.hpp", "format/Names.hpp", True),
+    ("include/flowbook/Xml.hpp", "xercesc/dom/DOM.hpp", True),
+    ("src/format/Back.cpp", "package/Parts.hpp", True),
+    ("src/package/Across.cpp", "utils/Code.hpp", True),
+    ("src/utils/Back.cpp", "reader/Impl.hpp", True),
+    ("src/writer/Across.cpp", "reader/Impl.hpp", True),
+    ("src/writer/Internal.cpp", "opc/Zip.hpp", True),
+    ("src/writer/Missing.cpp", "opc/Absent.hpp", True),
+    ("src/reader/Xml.cpp", "xercesc/dom/DOM.hpp", True),
+    ("src/writer/Zip.cpp", "zip.h", True),
+    ("src/writer/Files.cpp", "filesystem", True),
+    ("src/reader/Posix.cpp", "sys/stat.h", True),
+    ("src/reader/Boost.cpp", "boost/filesystem.hpp", True),
+    ("src/other/Unknown.cpp", "string", True),
+    ("tools/flowbook/Reach.cpp", "format/Names.hpp", True),
+    ("tools/flowbook/Relative.cpp", "../../platform/src/opc/Zip.hpp", True),
+]
+
+
+def self_test():
+    with tempfile.TemporaryDirectory() as folder:
+        tree = Path(folder)
+        for name, include, _ in SELF_TEST:
+            path = tree / name
+            path.parent.mkdir(parents=True, exist_ok=True)
+            path.write_text(f'#pragma once\n\n#include "{include}"\n', encoding="utf-8")
+        found = {line.split(":")[0] for line in Checker(tree).violations()}
+    planted = {name for name, _, violation in SELF_TEST if violation}
+    for name in sorted(planted - found):
+        print(f"layering self-test: not found: {name}")
+    for name in sorted(found - planted):
+        print(f"layering self-test: wrongly found: {name}")
+    return found == planted
+
+
+def main(arguments):
+    if arguments == ["--self-test"]:
+        return 0 if self_test() else 1
+    if arguments:
+        print("usage: check_layering.py [--self-test]", file=sys.stderr)
+        return 2
+    found = Checker(Path(__file__).parent.parent).violations()
+    print("\n".join(found) if found else "layering: fine")
+    return 1 if found else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))

@@ -1,0 +1,4 @@
+#pragma once
+
+/// Marks what libpxplatform exports; all else is hidden. Building and using it need the same attribute on ELF.
+#define PXPLATFORM_EXPORT __attribute__((visibility("default")))
