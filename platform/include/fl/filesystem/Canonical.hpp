@@ -1,0 +1,15 @@
+#pragma once
+
+#include "foundation/PlatformExport.hpp"
+
+#include <string>
+
+namespace fl::filesystem {
+
+/// The absolute form of an existing path, without symbolic links, "." and "..".
+/// @param base  what a relative path starts from; empty means the working directory.
+/// @throws FsysExceptionBase when the path does not exist or cannot be resolved, or when it is not
+///         well-formed UTF-16.
+PXPLATFORM_EXPORT std::u16string canonical(const std::u16string& path, const std::u16string& base);
+
+}  // namespace fl::filesystem

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "foundation/storage/vfs/StorageSystem.hpp"
+
+namespace foundation::storage::vfs {
+
+/// The file system of the machine. Names are paths (UTF-16; relative ones start from the working
+/// directory) and must be well-formed.
+///
+/// A replacement is written to a temporary file beside its target, private to the user, and takes the
+/// target's place by rename(2) when it and its folder entry can be made durable: atomic, durable,
+/// and a conflict when the target was changed meanwhile (told by device, inode, size, modification
+/// and change time) or has appeared. The target's owner (where permitted), mode, ACL and user
+/// attributes are kept; access never gets wider on the way. A symbolic link as the last component is
+/// followed, so links stay links; one that leads nowhere is refused. A hard-linked file is replaced under the given name only; its other
+/// names keep the old content. A file that the process may not write is refused, though its folder
+/// would permit the replacement. Temporaries that a killed process left are removed by a later
+/// replacement in the same folder, an hour after their last change at the earliest.
+class PXPLATFORM_EXPORT LocalStorage : public StorageSystem {
+public:
+    StorageGuarantees guarantees() const noexcept override;
+    bool exists(const std::u16string& name) const override;
+    std::unique_ptr<ReadableFile> openForReading(const std::u16string& name) const override;
+    std::unique_ptr<Replacement> beginReplacement(const std::u16string& name, const ReadableFile* replaced) override;
+};
+
+}  // namespace foundation::storage::vfs

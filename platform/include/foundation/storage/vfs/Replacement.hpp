@@ -1,0 +1,36 @@
+#pragma once
+
+#include "foundation/storage/vfs/ReadableFile.hpp"
+
+namespace foundation::storage::vfs {
+
+/// The new content of a file, under way. Nobody sees it under the file's name before commit(); after
+/// a failure, discard() or destruction nothing of it is left and the old file is as it was. One
+/// object is used by one thread at a time.
+class PXPLATFORM_EXPORT Replacement {
+public:
+    Replacement() = default;
+    Replacement(const Replacement&) = delete;
+    Replacement& operator=(const Replacement&) = delete;
+    /// Discards what was not committed. Never throws.
+    virtual ~Replacement();
+
+    /// Appends bytes. @throws StorageError; the replacement can then only be discarded.
+    virtual void write(const void* from, std::size_t count) = 0;
+
+    /// Appends `count` bytes of `source` from `offset` on; a storage may do so without moving them
+    /// through memory. @throws StorageError as write() and ReadableFile::read().
+    virtual void append(const ReadableFile& source, std::uint64_t offset, std::uint64_t count);
+
+    /// Gives the file its new content: atomically, and as durably as the storage's guarantees say.
+    /// At most once; nothing may be appended afterwards.
+    /// @throws StorageError. Kind Conflict: the file is no longer the one that was to be replaced, or
+    ///         a file has appeared where none was; it is left alone. Kind NotDurable: the file *is*
+    ///         replaced. With every other kind it is as it was before.
+    virtual void commit() = 0;
+
+    /// Gives up. Does nothing after commit(). Never throws.
+    virtual void discard() noexcept = 0;
+};
+
+}  // namespace foundation::storage::vfs

@@ -1,0 +1,179 @@
+#include "fl/i18n/Conversion.hpp"
+
+#include "fl/i18n/ConversionError.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <new>
+#include <stdexcept>
+#include <unicode/ustring.h>
+#include <unicode/utf16.h>
+#include <unicode/utf8.h>
+
+namespace fl::i18n {
+namespace {
+
+constexpr UChar32 kReplacementCharacter = 0xFFFD;
+
+/// Units that are looked at and copied at once: a fixed number, which the compiler turns into vector instructions.
+constexpr std::size_t kBlock = 32;
+
+/// Copies a block when all of it is ASCII; returns whether it was.
+template <class From, class To>
+bool copyAsciiBlock(const From* from, To* to) {
+    std::array<From, kBlock> block;  // a copy, which `to` cannot alias
+    std::memcpy(block.data(), from, sizeof block);
+    From all = 0;
+    for (const From unit : block) {
+        all = static_cast<From>(all | unit);
+    }
+    if (all > 0x7F) {
+        return false;
+    }
+    std::transform(block.begin(), block.end(), to, [](From unit) { return static_cast<To>(unit); });
+    return true;
+}
+
+/// Copies the ASCII units at the front and returns how many they were. Most text is ASCII, and this is what makes its
+/// conversion about as fast as copying it.
+template <class From, class To>
+std::size_t copyAscii(const From* from, std::size_t count, To* to) {
+    std::size_t done = 0;
+    while (count - done >= kBlock && copyAsciiBlock(from + done, to + done)) {
+        done += kBlock;
+    }
+    for (; done != count && from[done] <= 0x7F; ++done) {
+        to[done] = static_cast<To>(from[done]);
+    }
+    return done;
+}
+
+char16_t* append(UChar32 character, char16_t* to) {
+    if (U_IS_BMP(character)) {
+        *to++ = static_cast<char16_t>(character);
+    } else {
+        *to++ = static_cast<char16_t>(U16_LEAD(character));
+        *to++ = static_cast<char16_t>(U16_TRAIL(character));
+    }
+    return to;
+}
+
+char* append(UChar32 character, char* to) {
+    std::ptrdiff_t length = 0;
+    U8_APPEND_UNSAFE(to, length, character);
+    return to + length;
+}
+
+/// @param onMalformed  called with the offset of a malformed sequence; returns what to put there, or throws.
+template <class OnMalformed>
+std::u16string decode(std::string_view text, OnMalformed onMalformed) {
+    std::u16string result(text.size(), u'\0');  // a byte never becomes more than one unit
+    const auto* from = reinterpret_cast<const std::uint8_t*>(text.data());
+    char16_t* to = result.data();
+    const std::size_t end = text.size();
+    for (std::size_t at = 0; at != end;) {
+        const std::size_t run = copyAscii(from + at, end - at, to);
+        at += run;
+        to += run;
+        while (at != end && !U8_IS_SINGLE(from[at])) {
+            const std::size_t start = at;
+            UChar32 character = 0;
+            U8_NEXT(from, at, end, character);
+            to = append(character < 0 ? onMalformed(start) : character, to);
+        }
+    }
+    result.resize(static_cast<std::size_t>(to - result.data()));
+    return result;
+}
+
+/// Enough for every unit; too much only by two bytes for each surrogate pair.
+std::size_t utf8LengthBound(std::u16string_view text) {
+    std::size_t length = text.size();
+    for (const char16_t unit : text) {
+        length += static_cast<std::size_t>(unit > 0x7F) + static_cast<std::size_t>(unit > 0x7FF);
+    }
+    return length;
+}
+
+/// @param onMalformed  called with the offset of a lone surrogate; returns what to put there, or throws.
+template <class OnMalformed>
+std::string encode(std::u16string_view text, OnMalformed onMalformed) {
+    std::string result(utf8LengthBound(text), '\0');
+    const char16_t* from = text.data();
+    char* to = result.data();
+    const std::size_t end = text.size();
+    for (std::size_t at = 0; at != end;) {
+        const std::size_t run = copyAscii(from + at, end - at, to);
+        at += run;
+        to += run;
+        while (at != end && from[at] > 0x7F) {
+            const std::size_t start = at;
+            UChar32 character = 0;
+            U16_NEXT(from, at, end, character);
+            to = append(U_IS_SURROGATE(character) ? onMalformed(start) : character, to);
+        }
+    }
+    result.resize(static_cast<std::size_t>(to - result.data()));
+    return result;
+}
+
+UChar32 replaceMalformed(std::size_t) { return kReplacementCharacter; }
+
+[[noreturn]] UChar32 failAtByte(std::size_t offset) {
+    throw ConversionError("malformed UTF-8 at byte " + std::to_string(offset), offset);
+}
+
+[[noreturn]] UChar32 failAtUnit(std::size_t offset) {
+    throw ConversionError("malformed UTF-16: lone surrogate at unit " + std::to_string(offset), offset);
+}
+
+char16_t asciiToLower(char16_t unit) {
+    return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit + (u'a' - u'A')) : unit;
+}
+
+/// Returns the length of the result; when `to` is too small for it, nothing useful is in there.
+std::size_t icuToLower(std::u16string_view text, std::u16string& to) {
+    UErrorCode status = U_ZERO_ERROR;
+    const int32_t length = u_strToLower(to.data(), static_cast<int32_t>(to.size()), text.data(),
+                                        static_cast<int32_t>(text.size()), "", &status);
+    if (status == U_MEMORY_ALLOCATION_ERROR) {
+        throw std::bad_alloc();
+    }
+    if (U_FAILURE(status) && status != U_BUFFER_OVERFLOW_ERROR) {
+        throw std::runtime_error(std::string("cannot convert text to lower case: ") + u_errorName(status));
+    }
+    return static_cast<std::size_t>(length);
+}
+
+}  // namespace
+
+std::string to_string(std::u16string_view text) { return encode(text, replaceMalformed); }
+
+std::u16string to_ustring(std::string_view text) { return decode(text, replaceMalformed); }
+
+std::u16string utf8_to_ustring(std::string_view text) { return decode(text, failAtByte); }
+
+std::string ustring_to_utf8(std::u16string_view text) { return encode(text, failAtUnit); }
+
+std::u16string to_lower(std::u16string_view text) {
+    std::u16string result(text.size(), u'\0');
+    if (std::all_of(text.begin(), text.end(), [](char16_t unit) { return unit <= 0x7F; })) {
+        std::transform(text.begin(), text.end(), result.begin(), asciiToLower);
+        return result;
+    }
+    if (text.size() > static_cast<std::size_t>(std::numeric_limits<int32_t>::max())) {
+        throw std::length_error("cannot convert text of more than 2^31 units to lower case");
+    }
+    const std::size_t length = icuToLower(text, result);
+    const bool complete = length <= result.size();
+    result.resize(length);
+    if (!complete) {
+        icuToLower(text, result);
+    }
+    return result;
+}
+
+}  // namespace fl::i18n

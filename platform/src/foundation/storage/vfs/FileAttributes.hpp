@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+#include <sys/types.h>
+
+namespace foundation::storage::vfs {
+
+/// Gives an open file the user attributes, owner, ACL and mode of another, so that nobody gets more access to it than
+/// to the other.
+/// @param path  names the file in errors.
+/// @throws StorageError
+void copyAttributes(int from, int to, const std::string& path);
+
+/// @param path  names the file in errors.
+/// @throws StorageError
+void setMode(int descriptor, mode_t mode, const std::string& path);
+
+/// The permission bits, setuid, setgid and sticky included. @throws StorageError
+mode_t modeOf(int descriptor, const std::string& path);
+
+}  // namespace foundation::storage::vfs

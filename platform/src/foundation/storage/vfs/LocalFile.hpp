@@ -1,0 +1,32 @@
+#pragma once
+
+#include "foundation/storage/vfs/FileIdentity.hpp"
+#include "foundation/storage/vfs/ReadableFile.hpp"
+#include "foundation/storage/vfs/UniqueFd.hpp"
+
+#include <string>
+
+namespace foundation::storage::vfs {
+
+/// A regular file of the machine. It is read by pread(2), not mapped: a mapping of a file that another program
+/// truncates kills the whole process.
+class LocalFile final : public ReadableFile {
+public:
+    /// @throws StorageError when there is no file of that name, or what there is cannot be read or is no regular file.
+    explicit LocalFile(std::string path);
+
+    std::uint64_t size() const override { return identity_.size(); }
+    void read(std::uint64_t offset, void* to, std::size_t count) const override;
+
+    int descriptor() const noexcept { return descriptor_.get(); }
+
+    /// As it was when the file was opened.
+    const FileIdentity& identity() const noexcept { return identity_; }
+
+private:
+    std::string path_;
+    UniqueFd descriptor_;
+    FileIdentity identity_;
+};
+
+}  // namespace foundation::storage::vfs

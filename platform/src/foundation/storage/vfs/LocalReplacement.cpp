@@ -1,0 +1,287 @@
+#include "foundation/storage/vfs/LocalReplacement.hpp"
+
+#include "foundation/storage/vfs/FileAttributes.hpp"
+#include "foundation/storage/vfs/StorageError.hpp"
+#include "foundation/storage/vfs/SystemCall.hpp"
+#include "foundation/storage/vfs/Temporaries.hpp"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <memory>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+namespace foundation::storage::vfs {
+namespace {
+
+/// Many small writes would otherwise cost a system call each.
+constexpr std::size_t kBufferSize = 256 * 1024;
+constexpr mode_t kPrivateMode = S_IRUSR | S_IWUSR;
+constexpr mode_t kNewFileMode = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
+
+std::string withoutLinks(const std::string& path) {
+    const std::unique_ptr<char, decltype(&std::free)> resolved(::realpath(path.c_str(), nullptr), &std::free);
+    if (resolved == nullptr) {
+        throwErrno("resolve", path);
+    }
+    return resolved.get();
+}
+
+[[noreturn]] void throwConflict(const std::string& path, const char* found) {
+    throw StorageError(StorageErrorKind::Conflict, "cannot replace \"" + path + "\": " + found);
+}
+
+}  // namespace
+
+LocalReplacement::LocalReplacement(const std::string& path, const LocalFile* replaced)
+    : LocalReplacement(resolve(path, replaced != nullptr), replaced) {
+    // From here on the destructor runs whatever is thrown, as the constructor delegated to is done.
+    checkTarget();
+    checkWritable();
+    createTemporary();
+}
+
+LocalReplacement::LocalReplacement(Target target, const LocalFile* replaced)
+    : target_(std::move(target)), replaced_(replaced) {}
+
+LocalReplacement::Target LocalReplacement::resolve(const std::string& path, bool exists) {
+    Target target;
+    target.path = exists ? withoutLinks(path) : path;
+    const std::size_t nameAt = target.path.find_last_of('/') + 1;
+    target.name = target.path.substr(nameAt);
+    if (target.name.empty()) {
+        throw StorageError(StorageErrorKind::Other, "cannot write \"" + path + "\": it does not name a file");
+    }
+    const std::string folder = nameAt == 0 ? "." : target.path.substr(0, nameAt);
+    target.directory =
+        UniqueFd(retryInterrupted([&] { return ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+    if (!target.directory) {
+        throwErrno("open the folder of", path);
+    }
+    return target;
+}
+
+void LocalReplacement::checkTarget() const {
+    struct stat present {};
+    const bool found = ::fstatat(target_.directory.get(), target_.name.c_str(), &present, AT_SYMLINK_NOFOLLOW) == 0;
+    if (!found && errno != ENOENT) {
+        throwErrno("look at", target_.path);
+    }
+    if (replaced_ != nullptr) {
+        checkReplaced(found, present);
+    } else {
+        checkAbsent(found, present);
+    }
+}
+
+void LocalReplacement::checkReplaced(bool found, const struct stat& present) const {
+    if (!found) {
+        throwConflict(target_.path, "it has been removed since it was opened");
+    }
+    if (replaced_->identity() != FileIdentity(present)) {
+        throwConflict(target_.path, "it has changed since it was opened");
+    }
+}
+
+void LocalReplacement::checkAbsent(bool found, const struct stat& present) const {
+    if (found && !S_ISREG(present.st_mode)) {
+        throw StorageError(StorageErrorKind::Other,
+                           "cannot write \"" + target_.path + "\": what has that name is not a regular file");
+    }
+    if (found) {
+        throwConflict(target_.path, "it has appeared where no file was");
+    }
+}
+
+/// Renaming needs no right to the file itself; writing a file that is marked read-only is not what anybody expects.
+void LocalReplacement::checkWritable() const {
+    if (replaced_ != nullptr && ::faccessat(target_.directory.get(), target_.name.c_str(), W_OK, AT_EACCESS) == -1) {
+        throwErrno("write", target_.path);
+    }
+}
+
+/// A new file is to get the rights that the umask, or the default ACL of the folder in its place, gives to any new
+/// file. Only the kernel applies them right, and the umask cannot be read without changing it for all threads. So the
+/// file is created as any, what it got is noted, and only then is it closed to others. Who opens it in between has no
+/// right to it that the finished file does not give, and finds it empty.
+void LocalReplacement::createTemporary() {
+    std::string name = newTemporaryName();
+    const mode_t mode = replaced_ != nullptr ? kPrivateMode : kNewFileMode;
+    temporary_ = UniqueFd(retryInterrupted([&] {
+        return ::openat(target_.directory.get(), name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                        mode);
+    }));
+    if (!temporary_) {
+        throwErrno("create a temporary beside", target_.path);
+    }
+    temporaryName_ = std::move(name);
+    if (replaced_ == nullptr) {
+        newFileMode_ = modeOf(temporary_.get(), target_.path);
+        setMode(temporary_.get(), kPrivateMode, target_.path);
+    }
+}
+
+/// After a failure nothing more can come of the temporary, so it goes at once and frees the space.
+template <class Work>
+void LocalReplacement::discardOnFailure(Work work) {
+    try {
+        work();
+    } catch (...) {
+        discard();
+        throw;
+    }
+}
+
+void LocalReplacement::requireTemporary() const {
+    if (temporaryName_.empty()) {
+        throw StorageError(StorageErrorKind::Other,
+                           "cannot write \"" + target_.path + "\": its replacement is committed or discarded");
+    }
+}
+
+void LocalReplacement::write(const void* from, std::size_t count) {
+    discardOnFailure([&] {
+        requireTemporary();
+        writeBuffered(static_cast<const unsigned char*>(from), count);
+    });
+}
+
+void LocalReplacement::writeBuffered(const unsigned char* from, std::size_t count) {
+    if (count > kBufferSize - buffer_.size()) {
+        flush();
+    }
+    if (count >= kBufferSize) {
+        writeThrough(from, count);
+    } else {
+        buffer_.insert(buffer_.end(), from, from + count);
+    }
+}
+
+void LocalReplacement::writeThrough(const unsigned char* from, std::size_t count) {
+    while (count != 0) {
+        const ssize_t written = retryInterrupted([&] { return ::write(temporary_.get(), from, count); });
+        if (written == -1) {
+            throwErrno("write the temporary for", target_.path);
+        }
+        from += written;
+        count -= static_cast<std::size_t>(written);
+    }
+}
+
+void LocalReplacement::flush() {
+    writeThrough(buffer_.data(), buffer_.size());
+    buffer_.clear();
+}
+
+void LocalReplacement::append(const ReadableFile& source, std::uint64_t offset, std::uint64_t count) {
+    discardOnFailure([&] {
+        requireTemporary();
+        const auto* local = count < kBufferSize ? nullptr : dynamic_cast<const LocalFile*>(&source);
+        const std::uint64_t copied = local == nullptr ? 0 : copyInKernel(*local, offset, count);
+        Replacement::append(source, offset + copied, count - copied);
+    });
+}
+
+/// Returns how much it copied. Why it was not all is no matter: copying the rest through memory either works, as
+/// between two file systems, or fails with the reason.
+std::uint64_t LocalReplacement::copyInKernel(const LocalFile& source, std::uint64_t offset, std::uint64_t count) {
+    flush();
+    constexpr std::uint64_t kAtOnce = 1 << 30;
+    auto at = static_cast<off_t>(offset);
+    std::uint64_t copied = 0;
+    while (copied != count) {
+        const auto wanted = static_cast<std::size_t>(std::min(count - copied, kAtOnce));
+        const ssize_t got = ::copy_file_range(source.descriptor(), &at, temporary_.get(), nullptr, wanted, 0);
+        if (got <= 0) {
+            break;
+        }
+        copied += static_cast<std::uint64_t>(got);
+    }
+    return copied;
+}
+
+void LocalReplacement::commit() {
+    discardOnFailure([this] {
+        requireTemporary();
+        flush();
+        setFinalAttributes();
+        syncAndCloseTemporary();
+        checkTarget();
+        putInPlace();
+    });
+    syncDirectory();
+    sweepStaleTemporaries(target_.directory.get());
+}
+
+void LocalReplacement::setFinalAttributes() {
+    if (replaced_ != nullptr) {
+        copyAttributes(replaced_->descriptor(), temporary_.get(), target_.path);
+    } else {
+        setMode(temporary_.get(), newFileMode_, target_.path);
+    }
+}
+
+/// A failed fsync is never tried again: the kernel reports lost pages once, and then takes them for clean.
+void LocalReplacement::syncAndCloseTemporary() {
+    if (::fsync(temporary_.get()) == -1) {
+        throwErrno("make durable the temporary for", target_.path);
+    }
+    // Network file systems may report a failed write only now. An interrupted close has closed all the same.
+    if (::close(temporary_.release()) == -1 && errno != EINTR) {
+        throwErrno("close the temporary for", target_.path);
+    }
+}
+
+void LocalReplacement::putInPlace() {
+    const int directory = target_.directory.get();
+    const int result = replaced_ != nullptr
+                           ? ::renameat(directory, temporaryName_.c_str(), directory, target_.name.c_str())
+                           : renameToAbsent();
+    if (result == -1 && errno == EEXIST) {
+        throwConflict(target_.path, "it has appeared where no file was");
+    }
+    if (result == -1) {
+        throwErrno("rename the temporary onto", target_.path);
+    }
+    temporaryName_.clear();
+}
+
+/// Renames unless the target exists, atomically.
+int LocalReplacement::renameToAbsent() const {
+    const int directory = target_.directory.get();
+    const char* const temporary = temporaryName_.c_str();
+    const char* const target = target_.name.c_str();
+    const int result = ::renameat2(directory, temporary, directory, target, RENAME_NOREPLACE);
+    if (result == 0 || (errno != EINVAL && errno != ENOSYS)) {
+        return result;
+    }
+    // The file system cannot do that, but a link never replaces anything either.
+    if (::linkat(directory, temporary, directory, target, 0) == -1) {
+        return -1;
+    }
+    ::unlinkat(directory, temporary, 0);  // should this fail, a later sweep gets it
+    return 0;
+}
+
+void LocalReplacement::syncDirectory() const {
+    if (::fsync(target_.directory.get()) == -1) {
+        const std::string reason = std::generic_category().message(errno);
+        throw StorageError(StorageErrorKind::NotDurable,
+                           "replaced \"" + target_.path + "\", but cannot make its folder entry durable: " + reason);
+    }
+}
+
+void LocalReplacement::discard() noexcept {
+    temporary_.reset();
+    if (!temporaryName_.empty()) {
+        ::unlinkat(target_.directory.get(), temporaryName_.c_str(), 0);
+        temporaryName_.clear();
+    }
+    buffer_ = {};
+}
+
+}  // namespace foundation::storage::vfs

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "foundation/storage/vfs/LocalFile.hpp"
+#include "foundation/storage/vfs/Replacement.hpp"
+#include "foundation/storage/vfs/UniqueFd.hpp"
+
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+namespace foundation::storage::vfs {
+
+/// Writes a temporary beside the target and renames it onto the target.
+class LocalReplacement final : public Replacement {
+public:
+    /// @param path      the target; a relative one starts from the working directory.
+    /// @param replaced  the target, opened, and outliving this object; null when the target must not exist.
+    LocalReplacement(const std::string& path, const LocalFile* replaced);
+    ~LocalReplacement() override { LocalReplacement::discard(); }
+
+    void write(const void* from, std::size_t count) override;
+    void append(const ReadableFile& source, std::uint64_t offset, std::uint64_t count) override;
+    void commit() override;
+    void discard() noexcept override;
+
+private:
+    /// The folder is opened once and all is done relative to it, so that nobody who renames folders meanwhile makes
+    /// the steps work on different ones.
+    struct Target {
+        std::string path;
+        std::string name;  ///< the last component
+        UniqueFd directory;
+    };
+
+    LocalReplacement(Target target, const LocalFile* replaced);
+    static Target resolve(const std::string& path, bool exists);
+
+    void checkTarget() const;
+    void checkReplaced(bool found, const struct stat& present) const;
+    void checkAbsent(bool found, const struct stat& present) const;
+    void checkWritable() const;
+    void createTemporary();
+    template <class Work>
+    void discardOnFailure(Work work);
+    void requireTemporary() const;
+    void writeBuffered(const unsigned char* from, std::size_t count);
+    void writeThrough(const unsigned char* from, std::size_t count);
+    void flush();
+    std::uint64_t copyInKernel(const LocalFile& source, std::uint64_t offset, std::uint64_t count);
+    void setFinalAttributes();
+    void syncAndCloseTemporary();
+    void putInPlace();
+    int renameToAbsent() const;
+    void syncDirectory() const;
+
+    Target target_;
+    const LocalFile* replaced_;
+    std::string temporaryName_;  ///< empty while there is no temporary
+    UniqueFd temporary_;
+    mode_t newFileMode_ = 0;
+    std::vector<unsigned char> buffer_;
+};
+
+}  // namespace foundation::storage::vfs

@@ -1,0 +1,24 @@
+#include "foundation/storage/vfs/hasIRIPrefix.hpp"
+
+#include <algorithm>
+#include <string_view>
+
+namespace foundation::storage::vfs {
+namespace {
+
+bool isLetter(char16_t unit) { return (unit >= u'a' && unit <= u'z') || (unit >= u'A' && unit <= u'Z'); }
+
+bool isSchemeUnit(char16_t unit) {
+    return isLetter(unit) || (unit >= u'0' && unit <= u'9') || unit == u'+' || unit == u'-' || unit == u'.';
+}
+
+}  // namespace
+
+bool hasIRIPrefix(const std::u16string& name) {
+    constexpr std::u16string_view kAfterScheme = u"://";
+    const auto schemeEnd = std::find_if_not(name.begin(), name.end(), isSchemeUnit);
+    return !name.empty() && isLetter(name.front()) &&
+           name.compare(static_cast<std::size_t>(schemeEnd - name.begin()), kAfterScheme.size(), kAfterScheme) == 0;
+}
+
+}  // namespace foundation::storage::vfs
