@@ -1,0 +1,18 @@
+#pragma once
+
+#include "settings/core/Settings.hpp"
+
+#include <memory>
+
+namespace settings::standalone {
+
+/// The root of the user's settings, read anew on each call from one JSON file: the one that the
+/// environment variable PX_SETTINGS_FILE names, else `tarmic/settings.json` in the XDG configuration
+/// folder ($XDG_CONFIG_HOME, else $HOME/.config). In the file a JSON object is a node, its members of
+/// type object are child nodes, all others values (text as it is; numbers, booleans as JSON writes
+/// them; null means not set).
+/// @return empty when there is no such file.
+/// @throws std::runtime_error naming the file, when it cannot be read or is not such JSON.
+PXPLATFORM_EXPORT std::shared_ptr<const core::Settings> getSettingsRoot();
+
+}  // namespace settings::standalone

@@ -1,0 +1,7 @@
+#include "opc/OutputStream.hpp"
+
+namespace opc {
+
+OutputStream::~OutputStream() = default;
+
+}  // namespace opc
