@@ -1,0 +1,14 @@
+#pragma once
+
+#include "opc/Exception.hpp"
+
+namespace opc::model {
+
+/// The package has no part of that name.
+class PXPLATFORM_EXPORT PartNotFound : public Exception {
+public:
+    explicit PartNotFound(const std::string& message);
+    ~PartNotFound() override;
+};
+
+}  // namespace opc::model

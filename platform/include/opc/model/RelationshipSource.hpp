@@ -1,0 +1,63 @@
+#pragma once
+
+#include "opc/model/ExcludeMode.hpp"
+#include "opc/model/Relationship.hpp"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace opc::model {
+
+namespace detail {
+class PackageStore;
+class StoreAccess;
+}
+
+/// What relationships start from: a package or a part. All functions throw opc::Exception when the
+/// package is not open, or when the source's relationships part, which the first call reads, is
+/// malformed. Lists are in the order of the relationships part, new ones last.
+class PXPLATFORM_EXPORT RelationshipSource {
+public:
+    std::vector<Relationship> getRelationships(ExcludeMode exclude) const;
+
+    /// Types compare exactly, code unit by code unit.
+    std::vector<Relationship> getRelationshipsByType(const std::u16string& type) const;
+
+    /// @param target  stored as given. It need not exist.
+    /// @param id      an NCName that this source does not use yet; empty for a fresh one ("rId1", ...).
+    /// @throws opc::Exception also when the package is open for reading only.
+    Relationship createInternalRelationship(const std::u16string& type, const URI& target, const std::u16string& id);
+
+    /// As above, for a target outside the package.
+    Relationship createExternalRelationship(const std::u16string& type, const std::u16string& target,
+                                            const std::u16string& id);
+
+    /// @throws opc::Exception when there is no such relationship.
+    void deleteRelationship(const std::u16string& id);
+
+    /// Removes all relationships of a type; their targets stay.
+    void deleteRelationshipsByType(const std::u16string& type);
+
+protected:
+    /// @param source  the folded part name; empty for the package.
+    RelationshipSource(std::shared_ptr<detail::PackageStore> store, std::string source);
+    RelationshipSource(const RelationshipSource&) = default;
+    RelationshipSource(RelationshipSource&&) = default;
+    RelationshipSource& operator=(const RelationshipSource&) = default;
+    RelationshipSource& operator=(RelationshipSource&&) = default;
+    ~RelationshipSource() = default;
+
+    detail::PackageStore& store() const noexcept { return *store_; }
+    const std::shared_ptr<detail::PackageStore>& sharedStore() const noexcept { return store_; }
+    void setStore(std::shared_ptr<detail::PackageStore> store) noexcept { store_ = std::move(store); }
+    const std::string& sourceKey() const noexcept { return source_; }
+
+private:
+    friend class detail::StoreAccess;
+
+    std::shared_ptr<detail::PackageStore> store_;
+    std::string source_;
+};
+
+}  // namespace opc::model

@@ -1,0 +1,62 @@
+#pragma once
+
+#include "foundation/PlatformExport.hpp"
+#include "foundation/release_info/ReleaseInfo.hpp"
+
+#include <boost/date_time/posix_time/ptime.hpp>
+#include <boost/optional.hpp>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace opc::pxservices {
+
+/// A package's core properties (ECMA-376-2, 4th edition, clause 11), with the two that the maker adds
+/// in an extension part: the content type's friendly name and the TARMIC release. A value. An absent
+/// property is told apart from an empty one. Times are UTC, to the second.
+class PXPLATFORM_EXPORT CoreProperties {
+public:
+    using Text = boost::optional<std::u16string>;
+    using Time = boost::optional<boost::posix_time::ptime>;
+
+    CoreProperties();
+    CoreProperties(const CoreProperties&);
+    CoreProperties(CoreProperties&&) noexcept;
+    CoreProperties& operator=(const CoreProperties&);
+    CoreProperties& operator=(CoreProperties&&) noexcept;
+    ~CoreProperties();
+
+    /// Now, UTC, whole seconds.
+    static boost::posix_time::ptime getCurrentTime();
+    static foundation::release_info::ReleaseInfo getCurrentTARMICReleaseInfo();
+
+    Text getTitle() const;
+    Text getDescription() const;
+    Text getVersion() const;
+    Text getCategory() const;
+    Text getContentType() const;
+    Text getContentTypeFriendlyName() const;
+    Time getCreatedTime() const;
+    Time getLastModifiedTime() const;
+    /// Empty when the package does not tell.
+    std::u16string getTARMICRelease() const;
+
+    void setTitle(const std::u16string& value);
+    void setDescription(const std::u16string& value);
+    void setVersion(const std::u16string& value);
+    void setCategory(const std::u16string& value);
+    void setContentType(const std::u16string& value);
+    void setContentTypeFriendlyName(const std::u16string& value);
+    void setCreatedTime(const boost::posix_time::ptime& value);
+    void setLastModifiedTime(const boost::posix_time::ptime& value);
+    void setTARMICReleaseInfo(const foundation::release_info::ReleaseInfo& value);
+
+private:
+    friend class CorePropertiesManager;
+    /// Everything the two parts hold, elements without accessors included, so that they survive.
+    class Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace opc::pxservices

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "opc/FileSystemOpsSelector.hpp"
+#include "opc/interfaces/IPhysicalPackage.hpp"
+
+#include <memory>
+
+namespace opc::zippackage {
+
+/// A package's zip container. Reading follows the zip specification (APPNOTE 6.3) as far as
+/// ECMA-376-2 Annex C permits it, and refuses every file that two readers could understand
+/// differently: prepended data, several end records, overlapping or equivalent entries.
+class PXPLATFORM_EXPORT ZipPhysicalPackage : public interfaces::IPhysicalPackage {
+public:
+    /// @param verifyContent  whether read() checks the checksum too; sizes are always checked. False
+    ///                       only to salvage what is left of a damaged file.
+    ZipPhysicalPackage(const std::u16string& fileName, const FileSystemOpsSelector& selector, bool verifyContent,
+                       const Limits& limits = Limits());
+    ~ZipPhysicalPackage() override;
+    ZipPhysicalPackage(const ZipPhysicalPackage&) = delete;
+    ZipPhysicalPackage& operator=(const ZipPhysicalPackage&) = delete;
+
+    void open(interfaces::OpenMode mode) override;
+    const std::vector<interfaces::PhysicalItem>& items() const override;
+    Bytes read(std::size_t item) const override;
+    void commit(const std::vector<interfaces::PlannedItem>& plan) override;
+    std::u16string backUp(const std::u16string& extension) const override;
+    void close() noexcept override;
+    const std::string& displayName() const noexcept override;
+    const Limits& limits() const noexcept override;
+
+private:
+    class Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace opc::zippackage

@@ -1,0 +1,7 @@
+#include "opc/interfaces/IPhysicalPackage.hpp"
+
+namespace opc::interfaces {
+
+IPhysicalPackage::~IPhysicalPackage() = default;
+
+}  // namespace opc::interfaces

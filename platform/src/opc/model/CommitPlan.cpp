@@ -1,0 +1,164 @@
+#include "opc/model/CommitPlan.hpp"
+
+#include "opc/model/Ascii.hpp"
+#include "opc/model/Relationship.hpp"
+#include "opc/model/RelationshipTarget.hpp"
+
+#include <algorithm>
+#include <iterator>
+#include <string_view>
+#include <utility>
+
+namespace opc::model::detail {
+namespace {
+
+constexpr std::size_t kNoPart = static_cast<std::size_t>(-1);
+constexpr char kPackageSource[] = "/";
+
+/// Whether a relationship of the package leads to what describes it (properties, a thumbnail, signatures) and not
+/// to what it is about.
+bool isDescriptive(const RelationshipRecord& record) {
+    constexpr std::u16string_view kPrefixes[] = {u"http://schemas.openxmlformats.org/package/",
+                                                 u"http://schemas.pellarion.com/package/"};
+    return std::any_of(std::begin(kPrefixes), std::end(kPrefixes),
+                       [&](std::u16string_view prefix) { return record.type.compare(0, prefix.size(), prefix) == 0; });
+}
+
+}  // namespace
+
+CommitPlan::CommitPlan(PackageStore& store) : store_(store), itemDone_(store.dropped_), partDone_(store.parts_.size()) {
+    for (const auto& part : store_.parts_) {
+        if (part) {
+            assignRelationshipsType(part->relationships, part->name);
+        }
+    }
+    assignRelationshipsType(store_.packageRelationships_, kPackageSource);
+    addContentTypes();
+    addPackageRelationships();
+    addLeadingPart();
+    addOldItems();
+    for (std::size_t position = 0; position != partDone_.size(); ++position) {
+        addPart(position);
+    }
+}
+
+/// Changed relationships leave their old place, and must have or lose their content type.
+void CommitPlan::assignRelationshipsType(const SourceState& state, const std::string& sourceName) {
+    if (!state.changed) {
+        return;
+    }
+    const std::string name = relationshipsNameOf(sourceName);
+    markDone(oldItems(name));
+    if (state.list->isEmpty()) {
+        store_.contentTypes_.removeOverride(toLower(name));
+    } else {
+        store_.contentTypes_.assignByDefault(PartName(std::u16string(name.begin(), name.end())), relationshipsType());
+    }
+}
+
+CommitPlan::Items CommitPlan::oldItems(const std::string& name) const {
+    const auto found = store_.others_.find(toLower(name));
+    return found == store_.others_.end() ? Items() : found->second;
+}
+
+void CommitPlan::addContentTypes() {
+    const std::string name = "/" + std::string(ContentTypes::kItemName);
+    const Items items = oldItems(name);
+    if (!items.empty() && !store_.contentTypes_.isChanged()) {
+        carry(items);
+        return;
+    }
+    markDone(items);
+    addXml(name, store_.contentTypes_.toXml());
+}
+
+void CommitPlan::addPackageRelationships() {
+    const SourceState& state = store_.packageRelationships_;
+    if (state.changed) {
+        addChangedRelationships(state, kPackageSource);
+    } else {
+        carry(oldItems(relationshipsNameOf(kPackageSource)));
+    }
+}
+
+void CommitPlan::addLeadingPart() {
+    const auto records =
+        store_.relationships({}).select([](const RelationshipRecord& record) { return !isDescriptive(record); });
+    for (const auto& record : records) {
+        const auto target = internalTarget(Relationship(record));
+        const auto found = target ? store_.partPositions_.find(target->folded()) : store_.partPositions_.end();
+        if (found != store_.partPositions_.end()) {
+            addPart(found->second);
+            return;
+        }
+    }
+}
+
+void CommitPlan::addOldItems() {
+    std::vector<std::size_t> owners(itemDone_.size(), kNoPart);
+    for (std::size_t position = 0; position != partDone_.size(); ++position) {
+        for (const std::size_t item : store_.parts_[position] ? store_.parts_[position]->items : Items()) {
+            owners[item] = position;
+        }
+    }
+    for (std::size_t item = 0; item != owners.size(); ++item) {
+        if (owners[item] != kNoPart) {
+            addPart(owners[item]);
+        } else if (!itemDone_[item]) {
+            carry({item});
+        }
+    }
+}
+
+void CommitPlan::addPart(std::size_t position) {
+    const auto& part = store_.parts_[position];
+    if (!part || partDone_[position]) {
+        return;
+    }
+    partDone_[position] = true;
+    if (part->pending) {
+        markDone(part->items);
+        add(*part->pending, part->name, part->compression);
+    } else {
+        carry(part->items);
+    }
+    addChangedRelationships(part->relationships, part->name);
+}
+
+void CommitPlan::addChangedRelationships(const SourceState& state, const std::string& sourceName) {
+    if (state.changed && !state.list->isEmpty()) {
+        addXml(relationshipsNameOf(sourceName), state.list->toXml());
+    }
+}
+
+/// What is too large to be read again is not written.
+void CommitPlan::addXml(const std::string& name, Bytes xml) {
+    store_.refuseLargerXml(xml.size(), name);
+    xml_.push_back(std::move(xml));
+    add(xml_.back(), name, interfaces::CompressionType::Normal);
+}
+
+void CommitPlan::add(const Bytes& content, const std::string& name, interfaces::CompressionType compression) {
+    interfaces::PlannedItem item;
+    item.content = &content;
+    item.name = name.substr(1);
+    item.compression = compression;
+    items_.push_back(std::move(item));
+}
+
+void CommitPlan::carry(const Items& items) {
+    markDone(items);
+    for (const std::size_t old : items) {
+        interfaces::PlannedItem item;
+        item.carried = old;
+        items_.push_back(std::move(item));
+    }
+}
+
+void CommitPlan::markDone(const Items& items) {
+    for (const std::size_t item : items) {
+        itemDone_[item] = true;
+    }
+}
+
+}  // namespace opc::model::detail

@@ -1,0 +1,133 @@
+#include "opc/model/LogicalItems.hpp"
+
+#include "opc/model/Ascii.hpp"
+
+#include <algorithm>
+#include <optional>
+#include <string_view>
+#include <unordered_map>
+
+namespace opc::model::detail {
+namespace {
+
+using interfaces::PhysicalItem;
+
+struct Piece {
+    std::size_t number;
+    bool last;
+    std::size_t item;
+};
+
+/// A piece's name, taken apart.
+struct PieceName {
+    std::size_t wholeLength;  ///< of the name that the piece belongs to
+    std::size_t number;
+    bool last;
+};
+
+using Sequences = std::unordered_map<std::string, std::vector<Piece>>;
+
+bool endsWith(std::string_view text, std::string_view lowerCaseEnding) {
+    return text.size() >= lowerCaseEnding.size() &&
+           toLower(text.substr(text.size() - lowerCaseEnding.size())) == lowerCaseEnding;
+}
+
+/// A number as pieces have it, without leading zeros; nothing for any other text.
+std::optional<std::size_t> pieceNumber(std::string_view digits) {
+    constexpr std::size_t kMaxDigits = 9;  // far more pieces than a container has items
+    if (digits.empty() || digits.size() > kMaxDigits || (digits[0] == '0' && digits.size() > 1)) {
+        return std::nullopt;
+    }
+    std::size_t number = 0;
+    for (const char c : digits) {
+        if (!isDigit(static_cast<unsigned char>(c))) {
+            return std::nullopt;
+        }
+        number = number * 10 + static_cast<std::size_t>(c - '0');
+    }
+    return number;
+}
+
+std::optional<PieceName> parsePieceName(std::string_view name) {
+    constexpr std::string_view kPiece = "].piece";
+    constexpr std::string_view kLastPiece = "].last.piece";
+    const bool last = endsWith(name, kLastPiece);
+    if (!last && !endsWith(name, kPiece)) {
+        return std::nullopt;
+    }
+    name.remove_suffix(last ? kLastPiece.size() : kPiece.size());
+    const std::size_t opening = name.rfind("/[");
+    if (opening == std::string_view::npos || opening == 0) {
+        return std::nullopt;
+    }
+    const std::optional<std::size_t> number = pieceNumber(name.substr(opening + 2));
+    return number ? std::optional<PieceName>({opening, *number, last}) : std::nullopt;
+}
+
+Sequences findSequences(const std::vector<PhysicalItem>& items) {
+    Sequences sequences;
+    for (std::size_t at = 0; at != items.size(); ++at) {
+        if (const auto piece = parsePieceName(items[at].name)) {
+            sequences[toLower(items[at].name.substr(0, piece->wholeLength))].push_back(
+                {piece->number, piece->last, at});
+        }
+    }
+    return sequences;
+}
+
+/// Puts the pieces in their order.
+bool isComplete(std::vector<Piece>& pieces) {
+    std::sort(pieces.begin(), pieces.end(), [](const Piece& a, const Piece& b) { return a.number < b.number; });
+    for (std::size_t at = 0; at != pieces.size(); ++at) {
+        if (pieces[at].number != at || pieces[at].last != (at + 1 == pieces.size())) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// For every item the complete sequence that it is a piece of; null for most.
+std::vector<std::vector<Piece>*> completeSequenceOf(Sequences& sequences, std::size_t itemCount) {
+    std::vector<std::vector<Piece>*> sequenceOf(itemCount);
+    for (auto& [name, pieces] : sequences) {
+        if (isComplete(pieces)) {
+            for (const Piece& piece : pieces) {
+                sequenceOf[piece.item] = &pieces;
+            }
+        }
+    }
+    return sequenceOf;
+}
+
+std::vector<std::size_t> takeItems(std::vector<Piece>& pieces) {
+    std::vector<std::size_t> items;
+    items.reserve(pieces.size());
+    for (const Piece& piece : pieces) {
+        items.push_back(piece.item);
+    }
+    pieces.clear();
+    return items;
+}
+
+std::string wholeName(const std::string& pieceName) {
+    return pieceName.substr(0, parsePieceName(pieceName)->wholeLength);
+}
+
+}  // namespace
+
+std::vector<LogicalItem> logicalItems(const std::vector<PhysicalItem>& items) {
+    Sequences sequences = findSequences(items);
+    const auto sequenceOf = completeSequenceOf(sequences, items.size());
+    std::vector<LogicalItem> logical;
+    logical.reserve(items.size());
+    for (std::size_t at = 0; at != items.size(); ++at) {
+        if (sequenceOf[at] == nullptr) {
+            logical.push_back({"/" + items[at].name, {at}});
+        } else if (!sequenceOf[at]->empty()) {
+            logical.push_back({"/" + wholeName(items[at].name), takeItems(*sequenceOf[at])});
+        }
+    }
+    return logical;
+}
+
+}  // namespace opc::model::detail

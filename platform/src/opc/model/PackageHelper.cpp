@@ -1,0 +1,31 @@
+#include "opc/model/PackageHelper.hpp"
+
+#include "opc/model/RelationshipTarget.hpp"
+
+namespace opc::model {
+namespace {
+
+/// The relationships go first: one of the targets may be their source.
+void deleteWithTargets(Package& package, RelationshipSource& source, const std::u16string& type) {
+    const std::vector<Relationship> relationships = source.getRelationshipsByType(type);
+    source.deleteRelationshipsByType(type);
+    for (const Relationship& relationship : relationships) {
+        const auto target = detail::internalTarget(relationship);
+        if (target && package.hasPart(*target)) {
+            package.deletePart(*target);
+        }
+    }
+}
+
+}  // namespace
+
+void PackageHelper::deleteRelationshipsAndTargets(Package& package, const std::u16string& type) {
+    deleteWithTargets(package, package, type);
+}
+
+void PackageHelper::deleteRelationshipsAndTargets(Package& package, const Part& source, const std::u16string& type) {
+    Part handle = source;
+    deleteWithTargets(package, handle, type);
+}
+
+}  // namespace opc::model

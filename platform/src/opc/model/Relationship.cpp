@@ -1,0 +1,37 @@
+#include "opc/model/Relationship.hpp"
+
+#include "fl/i18n/Conversion.hpp"
+#include "opc/Exception.hpp"
+#include "opc/model/MessageText.hpp"
+#include "opc/model/RelationshipRecord.hpp"
+
+#include <utility>
+
+namespace opc::model {
+
+Relationship::Relationship(std::shared_ptr<const detail::RelationshipRecord> record) : record_(std::move(record)) {}
+
+const std::u16string& Relationship::getID() const noexcept { return record_->id; }
+
+const std::u16string& Relationship::getType() const noexcept { return record_->type; }
+
+const std::u16string& Relationship::getTarget() const noexcept { return record_->target; }
+
+TargetMode Relationship::getTargetMode() const noexcept { return record_->mode; }
+
+URI Relationship::getTargetURI() const {
+    const detail::RelationshipOrigin& origin = *record_->origin;
+    try {
+        const URI target(record_->target);
+        if (record_->mode == TargetMode::External) {
+            return target;
+        }
+        return target.resolvedAgainst(URI(std::u16string(origin.sourceName.begin(), origin.sourceName.end())));
+    } catch (const Exception& error) {
+        throw Exception(ErrorKind::Damaged, "package '" + origin.packageName + "', relationship " +
+                                                detail::shown(record_->id) + " of " + detail::shown(origin.sourceName) +
+                                                ": " + error.what());
+    }
+}
+
+}  // namespace opc::model

@@ -1,0 +1,183 @@
+#include "opc/model/RelationshipList.hpp"
+
+#include "fl/i18n/Conversion.hpp"
+#include "opc/model/FlatXmlHandler.hpp"
+#include "opc/model/MessageText.hpp"
+#include "opc/model/PackageXmlReader.hpp"
+#include "opc/model/XmlWriter.hpp"
+
+#include <algorithm>
+#include <iterator>
+
+namespace opc::model::detail {
+namespace {
+
+constexpr std::string_view kNamespace = "http://schemas.openxmlformats.org/package/2006/relationships";
+
+struct Range {
+    char32_t first;
+    char32_t last;
+};
+
+/// NameStartChar and what NameChar adds to it, without the colon (XML 1.0, 5th edition, 2.3).
+constexpr Range kStartRanges[] = {{U'A', U'Z'},     {U'_', U'_'},     {U'a', U'z'},      {0xC0, 0xD6},
+                                  {0xD8, 0xF6},     {0xF8, 0x2FF},    {0x370, 0x37D},    {0x37F, 0x1FFF},
+                                  {0x200C, 0x200D}, {0x2070, 0x218F}, {0x2C00, 0x2FEF},  {0x3001, 0xD7FF},
+                                  {0xF900, 0xFDCF}, {0xFDF0, 0xFFFD}, {0x10000, 0xEFFFF}};
+constexpr Range kFurtherRanges[] = {{U'-', U'.'}, {U'0', U'9'}, {0xB7, 0xB7}, {0x300, 0x36F}, {0x203F, 0x2040}};
+
+template <std::size_t count>
+bool isIn(char32_t c, const Range (&ranges)[count]) {
+    return std::any_of(std::begin(ranges), std::end(ranges), [c](Range r) { return c >= r.first && c <= r.last; });
+}
+
+/// Takes the next code point off `text`; a lone surrogate is handed out as it is, which no range holds.
+char32_t nextCodePoint(std::u16string_view& text) {
+    const char32_t first = text[0];
+    if (first < 0xD800 || first > 0xDBFF || text.size() == 1 || text[1] < 0xDC00 || text[1] > 0xDFFF) {
+        text.remove_prefix(1);
+        return first;
+    }
+    const char32_t second = text[1];
+    text.remove_prefix(2);
+    return 0x10000 + ((first - 0xD800) << 10U) + (second - 0xDC00);
+}
+
+TargetMode targetModeOf(const XmlElement& element) {
+    const std::string_view* mode = element.attribute("TargetMode");
+    if (mode == nullptr || *mode == "Internal") {
+        return TargetMode::Internal;
+    }
+    if (*mode != "External") {
+        throw XmlFault{"the target mode " + shown(*mode) + " is neither 'Internal' nor 'External'"};
+    }
+    return TargetMode::External;
+}
+
+/// Fills a list from its XML.
+class Handler : public FlatXmlHandler {
+public:
+    explicit Handler(RelationshipList& list) : FlatXmlHandler(kNamespace, "Relationships"), list_(list) {}
+
+private:
+    void listed(const XmlElement& element) override {
+        if (element.name.local != "Relationship") {
+            throw XmlFault{"unexpected element " + shown(element.name.local)};
+        }
+        permitOnly(element, {"Id", "Type", "Target", "TargetMode"});
+        list_.add(recordOf(element));
+    }
+
+    RelationshipRecord recordOf(const XmlElement& element) const {
+        RelationshipRecord record;
+        record.id = fl::i18n::to_ustring(required(element, "Id"));
+        if (!isNCName(record.id) || list_.has(record.id)) {
+            throw XmlFault{"the id " + shown(record.id) + " is " +
+                           (list_.has(record.id) ? "there twice" : "no NCName")};
+        }
+        const std::string_view* target = element.attribute("Target");
+        if (target == nullptr) {
+            throw XmlFault{"the relationship " + shown(record.id) + " has no 'Target'"};
+        }
+        record.type = fl::i18n::to_ustring(required(element, "Type"));
+        record.target = fl::i18n::to_ustring(*target);
+        record.mode = targetModeOf(element);
+        return record;
+    }
+
+    RelationshipList& list_;
+};
+
+}  // namespace
+
+const ContentType& relationshipsType() {
+    static const ContentType type(u"application/vnd.openxmlformats-package.relationships+xml");
+    return type;
+}
+
+bool isNCName(std::u16string_view text) {
+    if (text.empty() || !isIn(nextCodePoint(text), kStartRanges)) {
+        return false;
+    }
+    while (!text.empty()) {
+        const char32_t c = nextCodePoint(text);
+        if (!isIn(c, kStartRanges) && !isIn(c, kFurtherRanges)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+void RelationshipList::parse(const std::vector<unsigned char>& bytes, const std::string& where) {
+    Handler handler(*this);
+    parsePackageXml(bytes, where, handler);
+}
+
+std::u16string RelationshipList::freshId() {
+    std::u16string id;
+    do {
+        const std::string number = std::to_string(++lastFreshId_);
+        id = u"rId" + std::u16string(number.begin(), number.end());
+    } while (has(id));
+    return id;
+}
+
+RelationshipList::RecordPtr RelationshipList::add(RelationshipRecord record) {
+    record.origin = origin_;
+    RecordPtr added = std::make_shared<const RelationshipRecord>(std::move(record));
+    records_.push_back(added);
+    positions_.emplace(added->id, records_.size() - 1);
+    return added;
+}
+
+bool RelationshipList::remove(std::u16string_view id) {
+    const auto found = positions_.find(id);
+    if (found == positions_.end()) {
+        return false;
+    }
+    const RecordPtr removed = std::move(records_[found->second]);  // the key is a view of its id
+    positions_.erase(found);
+    if (records_.size() > 2 * positions_.size()) {
+        compact();
+    }
+    return true;
+}
+
+bool RelationshipList::removeByType(std::u16string_view type) {
+    const std::size_t before = positions_.size();
+    for (RecordPtr& record : records_) {
+        if (record && record->type == type) {
+            positions_.erase(record->id);
+            record.reset();
+        }
+    }
+    compact();
+    return positions_.size() != before;
+}
+
+std::vector<unsigned char> RelationshipList::toXml() const {
+    XmlWriter xml;
+    xml.start("Relationships").attribute("xmlns", kNamespace);
+    for (const RecordPtr& record : records_) {
+        if (record) {
+            xml.start("Relationship").attribute("Id", fl::i18n::to_string(record->id));
+            xml.attribute("Type", fl::i18n::to_string(record->type));
+            xml.attribute("Target", fl::i18n::to_string(record->target));
+            if (record->mode == TargetMode::External) {
+                xml.attribute("TargetMode", "External");
+            }
+            xml.end();
+        }
+    }
+    return xml.end().finish();
+}
+
+/// Closes the gaps. Doing so only when there are as many of them as records keeps removal cheap.
+void RelationshipList::compact() {
+    records_.erase(std::remove(records_.begin(), records_.end(), nullptr), records_.end());
+    for (std::size_t at = 0; at != records_.size(); ++at) {
+        positions_[records_[at]->id] = at;
+    }
+}
+
+}  // namespace opc::model::detail

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+struct libdeflate_compressor;
+struct libdeflate_decompressor;
+
+namespace opc::zippackage {
+
+/// Deflates and inflates whole items. What it needs is made on first use and kept. Throws std::bad_alloc only.
+class DeflateCodec {
+public:
+    struct Inflated {
+        std::size_t consumed;
+        std::size_t produced;
+    };
+
+    DeflateCodec() = default;
+
+    /// Fills `content` from the start. Nothing when the data is not valid or inflates to more than fits.
+    std::optional<Inflated> inflate(std::string_view packed, std::vector<unsigned char>& content);
+
+    /// The deflated content, valid until the next call; empty when it would not be smaller.
+    std::string_view deflate(std::string_view content);
+
+    static std::uint32_t checksum(std::string_view content) noexcept;
+
+private:
+    struct Deleter {
+        void operator()(libdeflate_compressor* compressor) const noexcept;
+        void operator()(libdeflate_decompressor* decompressor) const noexcept;
+    };
+
+    std::unique_ptr<libdeflate_compressor, Deleter> compressor_;
+    std::unique_ptr<libdeflate_decompressor, Deleter> decompressor_;
+    std::unique_ptr<char[]> packed_;
+    std::size_t capacity_ = 0;
+};
+
+}  // namespace opc::zippackage

@@ -1,0 +1,129 @@
+#include "opc/zippackage/ZipEntryReader.hpp"
+
+#include "opc/zippackage/ZipExtra.hpp"
+#include "opc/zippackage/ZipText.hpp"
+
+#include <algorithm>
+
+namespace opc::zippackage {
+namespace {
+
+// Most local headers have less of extra fields, so one access to the file does.
+constexpr std::uint64_t kLikelyExtra = 128;
+
+// A deflated bit pair stands for 258 bytes at most.
+constexpr std::uint64_t kLargestDeflateRatio = 1032;
+
+std::string hex(std::uint32_t number) {
+    constexpr char kDigits[] = "0123456789abcdef";
+    std::string digits = "0x";
+    for (int shift = 28; shift >= 0; shift -= 4) {
+        digits += kDigits[number >> shift & 15];
+    }
+    return digits;
+}
+
+}  // namespace
+
+ZipEntryReader::ZipEntryReader(const ZipInput& input, DeflateCodec& codec, bool verifyContent)
+    : input_(input), codec_(codec), verifyContent_(verifyContent) {}
+
+ZipEntryReader::Place ZipEntryReader::locate(const ZipEntry& entry, ZipInput::Buffer& buffer) const {
+    const std::uint64_t fixedSize = kLocalSize + entry.name.size();
+    const std::uint64_t room = entry.end - entry.offset;
+    std::string_view header = input_.view(entry.offset, std::min(room, fixedSize + kLikelyExtra), buffer);
+    const std::uint16_t nameSize = FieldReader(header.substr(kLocalSize - 4)).u16();
+    const std::uint16_t extraSize = FieldReader(header.substr(kLocalSize - 2)).u16();
+    if (nameSize != entry.name.size() || room - fixedSize < extraSize ||
+        room - fixedSize - extraSize < entry.storedSize) {
+        damaged(entry, text("its local header with a name of ", nameSize, " and extra fields of ", extraSize,
+                            " bytes leaves no room for its data"));
+    }
+    if (header.size() < fixedSize + extraSize) {
+        header = input_.view(entry.offset, fixedSize + extraSize, buffer);
+    }
+    const std::string_view extra = header.substr(fixedSize, extraSize);
+    FieldReader fields(header);
+    checkHeader(entry, fields, extra);
+    return {entry.offset + fixedSize + extraSize, extra};
+}
+
+void ZipEntryReader::checkHeader(const ZipEntry& entry, FieldReader& fields, std::string_view extra) const {
+    const bool isHeader = fields.u32() == kLocalSignature;
+    fields.bytes(2);  // the version
+    const std::uint16_t flags = fields.u16();
+    const std::uint16_t method = fields.u16();
+    fields.bytes(4);  // the time
+    const std::uint32_t crc = fields.u32();
+    std::uint64_t storedSize = fields.u32();
+    std::uint64_t size = fields.u32();
+    fields.bytes(4);  // the lengths
+    const bool sameName = fields.bytes(entry.name.size()) == entry.name;
+    if (!isHeader || !sameName || method != entry.method || (flags & kEncryptionFlags) != 0) {
+        damaged(entry, "its local header is missing or not like the index");
+    }
+    const auto parsed = parseExtra(extra);
+    std::string_view wide = parsed ? parsed->zip64.value_or(std::string_view()) : std::string_view();
+    if (!parsed || (parsed->zip64 && !(takeZip64(wide, size) && takeZip64(wide, storedSize)))) {
+        damaged(entry, "the extra fields of its local header are malformed");
+    }
+    const bool describedLater = (flags & kDataDescriptorFlag) != 0;
+    const auto agrees = [describedLater](std::uint64_t here, std::uint64_t inIndex) {
+        return here == inIndex || (describedLater && here == 0);
+    };
+    if (!agrees(crc, entry.crc) || !agrees(storedSize, entry.storedSize) || !agrees(size, entry.size)) {
+        damaged(entry, text("its local header tells ", storedSize, " stored bytes, ", size, " bytes, checksum ",
+                            hex(crc), ", the index ", entry.storedSize, ", ", entry.size, ", ", hex(entry.crc)));
+    }
+}
+
+std::vector<unsigned char> ZipEntryReader::read(const ZipEntry& entry) const {
+    if (entry.method != kStored && entry.method != kDeflated) {
+        damaged(entry, text("compressed by method ", entry.method, ", which packages do not permit"));
+    }
+    ZipInput::Buffer buffer;
+    const std::uint64_t dataOffset = locate(entry, buffer).dataOffset;
+    std::vector<unsigned char> content =
+        entry.method == kStored ? readStored(entry, dataOffset) : readDeflated(entry, dataOffset);
+    if (verifyContent_) {
+        const std::uint32_t crc = DeflateCodec::checksum(asText(content));
+        if (crc != entry.crc) {
+            damaged(entry, text("its content has the checksum ", hex(crc), ", the index tells ", hex(entry.crc)));
+        }
+    }
+    return content;
+}
+
+std::vector<unsigned char> ZipEntryReader::readStored(const ZipEntry& entry, std::uint64_t dataOffset) const {
+    if (entry.size != entry.storedSize) {
+        damaged(entry, text("not compressed, but ", entry.size, " bytes stored in ", entry.storedSize));
+    }
+    std::vector<unsigned char> content(entry.size);
+    input_.copy(dataOffset, entry.size, content.data());
+    return content;
+}
+
+std::vector<unsigned char> ZipEntryReader::readDeflated(const ZipEntry& entry, std::uint64_t dataOffset) const {
+    if (entry.size / kLargestDeflateRatio > entry.storedSize) {
+        damaged(entry, text(entry.storedSize, " deflated bytes cannot be ", entry.size, " bytes"));
+    }
+    ZipInput::Buffer buffer;
+    const std::string_view packed = input_.view(dataOffset, entry.storedSize, buffer);
+    std::vector<unsigned char> content(entry.size);
+    const auto inflated = codec_.inflate(packed, content);
+    if (!inflated) {
+        damaged(entry, text("its deflated data is invalid or inflates to more than the ", entry.size,
+                            " bytes that the index tells"));
+    }
+    if (inflated->produced != entry.size || inflated->consumed != entry.storedSize) {
+        damaged(entry, text("inflates to ", inflated->produced, " bytes from ", inflated->consumed,
+                            ", the index tells ", entry.size, " from ", entry.storedSize));
+    }
+    return content;
+}
+
+void ZipEntryReader::damaged(const ZipEntry& entry, const std::string& found) const {
+    input_.damaged(text("item ", quoted(entry.name), " at offset ", entry.offset, ": ", found));
+}
+
+}  // namespace opc::zippackage

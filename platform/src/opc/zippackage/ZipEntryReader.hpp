@@ -1,0 +1,40 @@
+#pragma once
+
+#include "opc/zippackage/DeflateCodec.hpp"
+#include "opc/zippackage/FieldReader.hpp"
+#include "opc/zippackage/ZipEntry.hpp"
+#include "opc/zippackage/ZipInput.hpp"
+
+#include <vector>
+
+namespace opc::zippackage {
+
+/// Reads the entries of a container whose index was read. Failures are opc::Exception, kind Damaged or InputOutput.
+class ZipEntryReader {
+public:
+    /// Where the data of an entry is, and the extra fields of its local header.
+    struct Place {
+        std::uint64_t dataOffset;
+        std::string_view extra;
+    };
+
+    /// @param input, codec  outlive the object. @param verifyContent  whether to check the checksums.
+    ZipEntryReader(const ZipInput& input, DeflateCodec& codec, bool verifyContent);
+
+    /// Checks the local header against the index. @param buffer  may hold the header while the result is used.
+    Place locate(const ZipEntry& entry, ZipInput::Buffer& buffer) const;
+
+    std::vector<unsigned char> read(const ZipEntry& entry) const;
+
+private:
+    void checkHeader(const ZipEntry& entry, FieldReader& fields, std::string_view extra) const;
+    std::vector<unsigned char> readStored(const ZipEntry& entry, std::uint64_t dataOffset) const;
+    std::vector<unsigned char> readDeflated(const ZipEntry& entry, std::uint64_t dataOffset) const;
+    [[noreturn]] void damaged(const ZipEntry& entry, const std::string& found) const;
+
+    const ZipInput& input_;
+    DeflateCodec& codec_;
+    bool verifyContent_;
+};
+
+}  // namespace opc::zippackage

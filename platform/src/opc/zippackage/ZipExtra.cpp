@@ -1,0 +1,43 @@
+#include "opc/zippackage/ZipExtra.hpp"
+
+#include "opc/zippackage/FieldReader.hpp"
+#include "opc/zippackage/ZipFormat.hpp"
+
+namespace opc::zippackage {
+
+std::optional<ZipExtra> parseExtra(std::string_view bytes) {
+    constexpr std::size_t kHeadSize = 4;
+    ZipExtra result{bytes, std::nullopt, {}};
+    FieldReader fields(bytes);
+    while (fields.remaining() != 0) {
+        const std::size_t start = bytes.size() - fields.remaining();
+        if (fields.remaining() < kHeadSize) {
+            return std::nullopt;
+        }
+        const std::uint16_t id = fields.u16();
+        const std::uint16_t size = fields.u16();
+        if (fields.remaining() < size || (id == kZip64ExtraId && result.zip64)) {
+            return std::nullopt;
+        }
+        const std::string_view data = fields.bytes(size);
+        if (id == kZip64ExtraId) {
+            result = {bytes.substr(0, start), data, bytes.substr(start + kHeadSize + size)};
+        }
+    }
+    return result;
+}
+
+bool takeZip64(std::string_view& data, std::uint64_t& value) {
+    if (value != kOnes32) {
+        return true;
+    }
+    if (data.size() < sizeof(value)) {
+        return false;
+    }
+    FieldReader fields(data);
+    value = fields.u64();
+    data.remove_prefix(sizeof(value));
+    return true;
+}
+
+}  // namespace opc::zippackage

@@ -1,0 +1,248 @@
+#include "opc/zippackage/ZipIndexReader.hpp"
+
+#include "opc/zippackage/ZipExtra.hpp"
+#include "opc/zippackage/ZipNames.hpp"
+#include "opc/zippackage/ZipText.hpp"
+
+#include <algorithm>
+
+namespace opc::zippackage {
+namespace {
+
+constexpr std::string_view kEndMark("PK\5\6", 4);
+
+bool isFolder(const ZipEntry& entry) { return entry.name.back() == '/'; }
+
+/// A field of the end record is all ones or equals the one of the zip64 end record.
+bool agree(std::uint64_t plain, std::uint64_t ones, std::uint64_t wide) { return plain == ones || plain == wide; }
+
+}  // namespace
+
+ZipIndexReader::ZipIndexReader(ZipInput& input, const Limits& limits)
+    : input_(input), limitCheck_(input.doing(), limits) {}
+
+ZipIndex ZipIndexReader::read() {
+    const EndRecord end = readEndRecord();
+    limitCheck_.checkCount(end.entries);
+    checkDirectoryPlace(end);
+    limitCheck_.checkDirectory(end.directorySize);
+    input_.hold(end.directoryOffset);
+    ZipIndex index;
+    readDirectory(end, index.entries);
+    checkNames(index.entries);
+    checkPlaces(index.entries, end.directoryOffset);
+    const auto folders = std::remove_if(index.entries.begin(), index.entries.end(), isFolder);
+    index.entries.erase(folders, index.entries.end());
+    index.comment = input_.held(end.position + kEndSize, input_.size() - end.position - kEndSize);
+    return index;
+}
+
+bool ZipIndexReader::reachesEnd(std::uint64_t position) const {
+    if (input_.size() - position < kEndSize) {
+        return false;
+    }
+    FieldReader commentSize(input_.held(position + kEndSize - 2, 2));
+    return position + kEndSize + commentSize.u16() == input_.size();
+}
+
+/// Readers look for the mark from the end, so a mark behind the real record, or a second record that fits, would let
+/// them see different containers.
+std::uint64_t ZipIndexReader::findEndRecord() const {
+    const std::string_view tail = input_.held(input_.heldFrom(), input_.size() - input_.heldFrom());
+    std::size_t marks = 0;
+    std::size_t fitting = 0;
+    std::uint64_t last = 0;
+    for (std::size_t at = tail.find(kEndMark); at != tail.npos; at = tail.find(kEndMark, at + 1)) {
+        last = input_.heldFrom() + at;
+        ++marks;
+        fitting += reachesEnd(last) ? 1 : 0;
+    }
+    if (marks == 0) {
+        input_.damaged(text("not a zip container, or cut off: no end record in ", input_.size(), " bytes"));
+    }
+    if (fitting == 0) {
+        input_.damaged(
+            text("cut off, or data appended: the end record at offset ", last, " does not end with the file"));
+    }
+    if (fitting > 1 || !reachesEnd(last)) {
+        input_.damaged("several end records");
+    }
+    return last;
+}
+
+ZipIndexReader::EndRecord ZipIndexReader::readEndRecord() const {
+    const std::uint64_t position = findEndRecord();
+    FieldReader fields(input_.held(position + sizeof(kEndSignature), kEndSize - sizeof(kEndSignature)));
+    const std::uint16_t disk = fields.u16();
+    const std::uint16_t directoryDisk = fields.u16();
+    const std::uint16_t entriesHere = fields.u16();
+    EndRecord end{position, position, fields.u16(), fields.u32(), fields.u32()};
+    const bool zip64 = hasZip64(end);
+    const auto isFirstDisk = [zip64](std::uint16_t number) { return number == 0 || (zip64 && number == kOnes16); };
+    if (!isFirstDisk(disk) || !isFirstDisk(directoryDisk) || entriesHere != end.entries) {
+        input_.damaged("part of a container of several files");
+    }
+    if (zip64) {
+        readZip64(end);
+    }
+    return end;
+}
+
+bool ZipIndexReader::hasZip64(const EndRecord& end) const {
+    return end.position >= kZip64LocatorSize &&
+           FieldReader(input_.held(end.position - kZip64LocatorSize, 4)).u32() == kZip64LocatorSignature;
+}
+
+void ZipIndexReader::readZip64(EndRecord& end) const {
+    const std::uint64_t locatorPosition = end.position - kZip64LocatorSize;
+    FieldReader locator(input_.held(locatorPosition + 4, kZip64LocatorSize - 4));
+    const std::uint32_t recordDisk = locator.u32();
+    end.start = locator.u64();
+    if (recordDisk != 0 || locator.u32() != 1 || locatorPosition < kZip64EndSize ||
+        end.start != locatorPosition - kZip64EndSize) {
+        input_.damaged(text("the zip64 locator tells of a record at offset ", end.start, ", not directly before it"));
+    }
+    FieldReader record(input_.held(end.start, kZip64EndSize));
+    const bool isRecord = record.u32() == kZip64EndSignature && record.u64() == kZip64EndSize - 12;
+    record.bytes(4);  // the versions
+    const bool isFirstDisk = record.u64() == 0;
+    const std::uint64_t entriesHere = record.u64();
+    const EndRecord wide{end.position, end.start, record.u64(), record.u64(), record.u64()};
+    if (!isRecord || !isFirstDisk || entriesHere != wide.entries || !agree(end.entries, kOnes16, wide.entries) ||
+        !agree(end.directorySize, kOnes32, wide.directorySize) ||
+        !agree(end.directoryOffset, kOnes32, wide.directoryOffset)) {
+        input_.damaged(
+            text("the zip64 end record at offset ", end.start, " is malformed or contradicts the end record"));
+    }
+    end = wide;
+}
+
+void ZipIndexReader::checkDirectoryPlace(const EndRecord& end) const {
+    if (end.directorySize > end.start || end.directoryOffset != end.start - end.directorySize) {
+        input_.damaged(text("the index of ", end.directorySize, " bytes at offset ", end.directoryOffset,
+                            " does not end where the end record begins, at ", end.start));
+    }
+    if (end.entries > end.directorySize / kCentralSize) {
+        input_.damaged(text("an index of ", end.directorySize, " bytes cannot have ", end.entries, " items"));
+    }
+    if (end.entries == 0 && end.directoryOffset != 0) {
+        input_.damaged(text("no items, but ", end.directoryOffset, " bytes before the index"));
+    }
+}
+
+void ZipIndexReader::readDirectory(const EndRecord& end, std::vector<ZipEntry>& entries) {
+    FieldReader directory(input_.held(end.directoryOffset, end.directorySize));
+    entries.reserve(end.entries);
+    for (std::size_t number = 1; number <= end.entries; ++number) {
+        entries.push_back(readEntry(directory, number));
+        checkEntry(entries.back());
+        limitCheck_.addEntry(entries.back().name, entries.back().size, entries.back().storedSize);
+    }
+    if (directory.remaining() != 0) {
+        input_.damaged(text(directory.remaining(), " bytes are left in the index after its ", end.entries, " items"));
+    }
+}
+
+ZipEntry ZipIndexReader::readEntry(FieldReader& directory, std::size_t number) const {
+    if (directory.remaining() < kCentralSize || directory.u32() != kCentralSignature) {
+        input_.damaged(text("record ", number, " of the index is missing or malformed"));
+    }
+    ZipEntry entry;
+    entry.versionMadeBy = directory.u16();
+    entry.versionNeeded = directory.u16();
+    entry.flags = directory.u16();
+    entry.method = directory.u16();
+    entry.time = directory.u16();
+    entry.date = directory.u16();
+    entry.crc = directory.u32();
+    entry.storedSize = directory.u32();
+    entry.size = directory.u32();
+    const std::size_t nameSize = directory.u16();
+    const std::size_t extraSize = directory.u16();
+    const std::size_t commentSize = directory.u16();
+    const std::uint16_t disk = directory.u16();
+    entry.internalAttributes = directory.u16();
+    entry.externalAttributes = directory.u32();
+    entry.offset = directory.u32();
+    if (directory.remaining() < nameSize + extraSize + commentSize) {
+        input_.damaged(text("record ", number, " of the index is longer than the index"));
+    }
+    entry.name = directory.bytes(nameSize);
+    entry.extra = directory.bytes(extraSize);
+    entry.comment = directory.bytes(commentSize);
+    resolveZip64(entry, disk);
+    return entry;
+}
+
+void ZipIndexReader::resolveZip64(ZipEntry& entry, std::uint16_t disk) const {
+    const auto extra = parseExtra(entry.extra);
+    if (!extra) {
+        input_.damaged(text("item ", quoted(entry.name), " has malformed extra fields in the index"));
+    }
+    bool isFirstDisk = disk == 0;
+    if (extra->zip64) {
+        std::string_view wide = *extra->zip64;
+        bool complete =
+            takeZip64(wide, entry.size) && takeZip64(wide, entry.storedSize) && takeZip64(wide, entry.offset);
+        if (complete && disk == kOnes16 && wide.size() == 4) {
+            isFirstDisk = FieldReader(wide).u32() == 0;
+            wide = {};
+        }
+        if (!complete || !wide.empty()) {
+            input_.damaged(text("item ", quoted(entry.name), " has a zip64 field that does not fit its record"));
+        }
+    }
+    if (!isFirstDisk) {
+        input_.damaged(text("item ", quoted(entry.name), " is in another file of several"));
+    }
+}
+
+void ZipIndexReader::checkEntry(const ZipEntry& entry) const {
+    if (const char* fault = faultOfName(entry.name)) {
+        input_.damaged(text("the item name ", quoted(entry.name), " ", fault));
+    }
+    if ((entry.flags & kEncryptionFlags) != 0) {
+        input_.damaged(text("item ", quoted(entry.name), " is encrypted, which packages do not permit"));
+    }
+    if (isFolder(entry) && entry.size != 0) {
+        input_.damaged(text("the folder ", quoted(entry.name), " has a content of ", entry.size, " bytes"));
+    }
+}
+
+void ZipIndexReader::checkNames(const std::vector<ZipEntry>& entries) const {
+    std::vector<std::string_view> names;
+    names.reserve(entries.size());
+    for (const ZipEntry& entry : entries) {
+        names.push_back(entry.name);
+    }
+    if (const auto found = findEquivalent(names)) {
+        input_.damaged(text("two items have equivalent names, ", quoted(found->first), " and ", quoted(found->second)));
+    }
+}
+
+/// Sets the entries' ends. Overlapping entries would be a bomb, or hide one file in another.
+void ZipIndexReader::checkPlaces(std::vector<ZipEntry>& entries, std::uint64_t directoryOffset) const {
+    std::vector<ZipEntry*> order;
+    order.reserve(entries.size());
+    for (ZipEntry& entry : entries) {
+        order.push_back(&entry);
+    }
+    std::sort(order.begin(), order.end(), [](const auto* a, const auto* b) { return a->offset > b->offset; });
+    if (!order.empty() && order.back()->offset != 0) {
+        input_.damaged(text("the first item begins at offset ", order.back()->offset, ", data was put before it"));
+    }
+    std::uint64_t end = directoryOffset;
+    for (ZipEntry* entry : order) {
+        const std::uint64_t headerSize = kLocalSize + entry->name.size();
+        if (entry->offset > end || end - entry->offset < headerSize ||
+            end - entry->offset - headerSize < entry->storedSize) {
+            input_.damaged(text("item ", quoted(entry->name), " of ", entry->storedSize, " bytes at offset ",
+                                entry->offset, " reaches beyond offset ", end,
+                                ", where the next item or the index begins"));
+        }
+        entry->end = end;
+        end = entry->offset;
+    }
+}
+
+}  // namespace opc::zippackage

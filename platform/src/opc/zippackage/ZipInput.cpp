@@ -1,0 +1,57 @@
+#include "opc/zippackage/ZipInput.hpp"
+
+#include "opc/StorageErrors.hpp"
+#include "opc/zippackage/ZipFormat.hpp"
+#include "opc/zippackage/ZipText.hpp"
+
+#include <algorithm>
+#include <cstring>
+
+namespace opc::zippackage {
+namespace {
+
+constexpr std::uint64_t kLongestEnd = kZip64EndSize + kZip64LocatorSize + kEndSize + kOnes16;
+
+}  // namespace
+
+ZipInput::ZipInput(const foundation::storage::vfs::ReadableFile& file, const std::string& fileName)
+    : file_(file), doing_(text("Reading package '", fileName, "': ")), size_(file.size()), heldFrom_(size_) {
+    hold(size_ - std::min(size_, kLongestEnd));
+}
+
+void ZipInput::hold(std::uint64_t offset) {
+    if (offset >= heldFrom_) {
+        return;
+    }
+    Buffer extended(new char[size_ - offset]);
+    copy(offset, size_ - offset, extended.get());
+    held_ = std::move(extended);
+    heldFrom_ = offset;
+}
+
+std::string_view ZipInput::held(std::uint64_t offset, std::uint64_t count) const {
+    return {held_.get() + (offset - heldFrom_), count};
+}
+
+std::string_view ZipInput::view(std::uint64_t offset, std::uint64_t count, Buffer& buffer) const {
+    if (offset >= heldFrom_) {
+        return held(offset, count);
+    }
+    buffer = Buffer(new char[count]);
+    copy(offset, count, buffer.get());
+    return {buffer.get(), count};
+}
+
+void ZipInput::copy(std::uint64_t offset, std::uint64_t count, void* to) const {
+    const std::uint64_t unheld = offset < heldFrom_ ? std::min(count, heldFrom_ - offset) : 0;
+    if (unheld != 0) {
+        translatingStorageErrors(doing_, [&] { file_.read(offset, to, unheld); });
+    }
+    if (count != unheld) {
+        std::memcpy(static_cast<char*>(to) + unheld, held(offset + unheld, count - unheld).data(), count - unheld);
+    }
+}
+
+void ZipInput::damaged(const std::string& found) const { throw Exception(ErrorKind::Damaged, doing_ + found); }
+
+}  // namespace opc::zippackage

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "foundation/storage/vfs/ReadableFile.hpp"
+#include "foundation/storage/vfs/Replacement.hpp"
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace opc::zippackage {
+
+/// The bytes of a container, the end of which is held in memory: a small file is read at once. Failures are
+/// opc::Exception.
+class ZipInput {
+public:
+    using Buffer = std::unique_ptr<char[]>;
+
+    /// Holds as much of the end as the end records can take up. @param file  outlives the object.
+    ZipInput(const foundation::storage::vfs::ReadableFile& file, const std::string& fileName);
+
+    std::uint64_t size() const noexcept { return size_; }
+
+    /// Makes sure that everything from `offset` on is held. Views of what was held before become invalid.
+    void hold(std::uint64_t offset);
+
+    std::uint64_t heldFrom() const noexcept { return heldFrom_; }
+
+    /// A view of bytes that are held.
+    std::string_view held(std::uint64_t offset, std::uint64_t count) const;
+
+    /// A view of bytes that are held, or that are read into `buffer`.
+    std::string_view view(std::uint64_t offset, std::uint64_t count, Buffer& buffer) const;
+
+    void copy(std::uint64_t offset, std::uint64_t count, void* to) const;
+
+    const foundation::storage::vfs::ReadableFile& file() const noexcept { return file_; }
+
+    /// What every message about this container begins with.
+    const std::string& doing() const noexcept { return doing_; }
+
+    /// @throws opc::Exception of kind Damaged.
+    [[noreturn]] void damaged(const std::string& found) const;
+
+private:
+    const foundation::storage::vfs::ReadableFile& file_;
+    std::string doing_;
+    std::uint64_t size_;
+    std::uint64_t heldFrom_;
+    Buffer held_;
+};
+
+}  // namespace opc::zippackage

@@ -1,0 +1,232 @@
+#include "opc/zippackage/ZipPhysicalPackage.hpp"
+
+#include "fl/i18n/Conversion.hpp"
+#include "opc/Exception.hpp"
+#include "opc/StorageErrors.hpp"
+#include "opc/zippackage/ZipIndexReader.hpp"
+#include "opc/zippackage/ZipNames.hpp"
+#include "opc/zippackage/ZipText.hpp"
+#include "opc/zippackage/ZipWriter.hpp"
+
+#include <algorithm>
+#include <optional>
+
+namespace opc::zippackage {
+
+using foundation::storage::vfs::ReadableFile;
+using foundation::storage::vfs::Replacement;
+using interfaces::OpenMode;
+using interfaces::PhysicalItem;
+using interfaces::PlannedItem;
+
+namespace {
+
+/// A container that was opened for reading, with all that refers to it.
+class OpenContainer {
+public:
+    OpenContainer(std::unique_ptr<ReadableFile> file, const std::string& fileName, const Limits& limits,
+                  DeflateCodec& codec, bool verifyContent)
+        : file_(std::move(file)),
+          input_(*file_, fileName),
+          index_(ZipIndexReader(input_, limits).read()),
+          reader_(input_, codec, verifyContent) {}
+
+    const ZipInput& input() const noexcept { return input_; }
+    const ZipIndex& index() const noexcept { return index_; }
+    const ZipEntryReader& reader() const noexcept { return reader_; }
+
+private:
+    std::unique_ptr<ReadableFile> file_;
+    ZipInput input_;
+    ZipIndex index_;
+    ZipEntryReader reader_;
+};
+
+std::vector<PhysicalItem> itemsOf(const ZipIndex& index) {
+    std::vector<PhysicalItem> items;
+    items.reserve(index.entries.size());
+    for (const ZipEntry& entry : index.entries) {
+        items.push_back({std::string(entry.name), entry.size, entry.storedSize});
+    }
+    return items;
+}
+
+}  // namespace
+
+class ZipPhysicalPackage::Impl {
+public:
+    Impl(const std::u16string& fileName, const FileSystemOpsSelector& selector, bool verifyContent,
+         const Limits& limits)
+        : fileName_(fileName),
+          displayName_(fl::i18n::to_string(fileName)),
+          ops_(selector.getForPath(fileName)),
+          verifyContent_(verifyContent),
+          limits_(limits) {}
+
+    void open(OpenMode mode);
+    const std::vector<PhysicalItem>& items() const noexcept { return items_; }
+    Bytes read(std::size_t item) const;
+    void commit(const std::vector<PlannedItem>& plan);
+    std::u16string backUp(const std::u16string& extension) const;
+    void close() noexcept;
+    const std::string& displayName() const noexcept { return displayName_; }
+    const Limits& limits() const noexcept { return limits_; }
+
+private:
+    const OpenContainer& container(std::string_view doing) const;
+    const ZipEntry& entry(std::size_t item, std::string_view doing) const;
+    void checkPlan(const std::vector<PlannedItem>& plan, const std::string& doing) const;
+    void write(const std::vector<PlannedItem>& plan, Replacement& out, const std::string& doing);
+    void copyTo(const std::u16string& target, const ReadableFile& source) const;
+    [[noreturn]] void misused(std::string_view doing, const std::string& found) const;
+
+    std::u16string fileName_;
+    std::string displayName_;
+    FileSystemOps ops_;
+    bool verifyContent_;
+    Limits limits_;
+    DeflateCodec codec_;
+    std::optional<OpenMode> mode_;
+    std::unique_ptr<const OpenContainer> container_;
+    std::vector<PhysicalItem> items_;
+};
+
+void ZipPhysicalPackage::Impl::open(OpenMode mode) {
+    if (mode_) {
+        misused("Opening", "it is open already");
+    }
+    if (mode != OpenMode::Create) {
+        auto opened = std::make_unique<const OpenContainer>(ops_.openForReading(fileName_), displayName_, limits_,
+                                                            codec_, verifyContent_);
+        items_ = itemsOf(opened->index());
+        container_ = std::move(opened);
+    }
+    mode_ = mode;
+}
+
+ZipPhysicalPackage::Bytes ZipPhysicalPackage::Impl::read(std::size_t item) const {
+    return container("Reading").reader().read(entry(item, "Reading"));
+}
+
+void ZipPhysicalPackage::Impl::commit(const std::vector<PlannedItem>& plan) {
+    if (!mode_ || *mode_ == OpenMode::ReadOnly) {
+        misused("Writing", "it is not open for writing");
+    }
+    const std::string doing = text("Writing package '", displayName_, "': ");
+    checkPlan(plan, doing);
+    const auto replacement = ops_.beginReplacement(fileName_, container_ ? &container_->input().file() : nullptr);
+    write(plan, *replacement, doing);
+    translatingStorageErrors(doing, [&] { replacement->commit(); });
+}
+
+/// Whatever is written can be opened again, so the reader's rules hold here.
+void ZipPhysicalPackage::Impl::checkPlan(const std::vector<PlannedItem>& plan, const std::string& doing) const {
+    ZipLimitCheck limitCheck(doing, limits_);
+    limitCheck.checkCount(plan.size());
+    std::vector<std::string_view> names;
+    names.reserve(plan.size());
+    for (const PlannedItem& item : plan) {
+        if (item.content == nullptr) {
+            const ZipEntry& carried = entry(item.carried, "Writing");
+            names.push_back(carried.name);
+            limitCheck.addEntry(carried.name, carried.size, carried.storedSize);
+            continue;
+        }
+        if (faultOfName(item.name) != nullptr || item.name.back() == '/' || !isAscii(item.name)) {
+            misused("Writing", quoted(item.name) + " is no name for an item");
+        }
+        names.push_back(item.name);
+        limitCheck.addEntry(item.name, item.content->size(), item.content->size());
+    }
+    if (const auto found = findEquivalent(names)) {
+        misused("Writing",
+                text("two items have equivalent names, ", quoted(found->first), " and ", quoted(found->second)));
+    }
+}
+
+void ZipPhysicalPackage::Impl::write(const std::vector<PlannedItem>& plan, Replacement& out, const std::string& doing) {
+    ZipWriter writer(doing, out, codec_, limits_);
+    for (const PlannedItem& item : plan) {
+        if (item.content != nullptr) {
+            writer.addContent(item.name, *item.content, item.compression);
+            continue;
+        }
+        const ZipEntry& carried = container_->index().entries[item.carried];
+        ZipInput::Buffer buffer;
+        writer.addCarried(container_->input(), carried, container_->reader().locate(carried, buffer));
+    }
+    writer.finish(container_ ? container_->index().comment : std::string_view());
+}
+
+std::u16string ZipPhysicalPackage::Impl::backUp(const std::u16string& extension) const {
+    if (extension.empty()) {
+        misused("Backing up", "the extension of the backup is empty");
+    }
+    const ReadableFile& source = container("Backing up").input().file();
+    std::u16string target = fileName_ + extension;
+    try {
+        copyTo(target, source);
+    } catch (const Exception& error) {
+        // Kinds like Conflict and NotDurable would tell of the package, which nothing has happened to.
+        throw Exception(ErrorKind::InputOutput, text("Backing up package '", displayName_, "': ", error.what()));
+    }
+    return target;
+}
+
+void ZipPhysicalPackage::Impl::copyTo(const std::u16string& target, const ReadableFile& source) const {
+    const auto replaced = ops_.exists(target) ? ops_.openForReading(target) : nullptr;
+    const auto replacement = ops_.beginReplacement(target, replaced.get());
+    translatingStorageErrors("", [&] {
+        replacement->append(source, 0, source.size());
+        replacement->commit();
+    });
+}
+
+void ZipPhysicalPackage::Impl::close() noexcept {
+    items_.clear();
+    container_.reset();
+    mode_.reset();
+}
+
+const OpenContainer& ZipPhysicalPackage::Impl::container(std::string_view doing) const {
+    if (!container_) {
+        misused(doing, "it is not open for reading");
+    }
+    return *container_;
+}
+
+const ZipEntry& ZipPhysicalPackage::Impl::entry(std::size_t item, std::string_view doing) const {
+    const std::vector<ZipEntry>& entries = container(doing).index().entries;
+    if (item >= entries.size()) {
+        misused(doing, text("item ", item, " of ", entries.size(), " was asked for"));
+    }
+    return entries[item];
+}
+
+void ZipPhysicalPackage::Impl::misused(std::string_view doing, const std::string& found) const {
+    throw Exception(ErrorKind::Misuse, text(doing, " package '", displayName_, "': ", found));
+}
+
+ZipPhysicalPackage::ZipPhysicalPackage(const std::u16string& fileName, const FileSystemOpsSelector& selector,
+                                       bool verifyContent, const Limits& limits)
+    : impl_(std::make_unique<Impl>(fileName, selector, verifyContent, limits)) {}
+
+ZipPhysicalPackage::~ZipPhysicalPackage() = default;
+
+void ZipPhysicalPackage::open(OpenMode mode) { impl_->open(mode); }
+
+const std::vector<PhysicalItem>& ZipPhysicalPackage::items() const { return impl_->items(); }
+
+ZipPhysicalPackage::Bytes ZipPhysicalPackage::read(std::size_t item) const { return impl_->read(item); }
+
+void ZipPhysicalPackage::commit(const std::vector<PlannedItem>& plan) { impl_->commit(plan); }
+
+std::u16string ZipPhysicalPackage::backUp(const std::u16string& extension) const { return impl_->backUp(extension); }
+
+void ZipPhysicalPackage::close() noexcept { impl_->close(); }
+
+const std::string& ZipPhysicalPackage::displayName() const noexcept { return impl_->displayName(); }
+
+const Limits& ZipPhysicalPackage::limits() const noexcept { return impl_->limits(); }
+
+}  // namespace opc::zippackage

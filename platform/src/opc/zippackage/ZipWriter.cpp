@@ -1,0 +1,169 @@
+#include "opc/zippackage/ZipWriter.hpp"
+
+#include "opc/StorageErrors.hpp"
+#include "opc/zippackage/ZipExtra.hpp"
+#include "opc/zippackage/ZipLimitCheck.hpp"
+#include "opc/zippackage/ZipText.hpp"
+
+#include <algorithm>
+
+namespace opc::zippackage {
+namespace {
+
+// Less is collected before it is written, so that small entries do not cost a system call each.
+constexpr std::size_t kWorthOneWrite = std::size_t{64} * 1024;
+
+std::uint16_t narrow16(std::uint64_t value, bool wide) { return wide ? kOnes16 : static_cast<std::uint16_t>(value); }
+std::uint32_t narrow32(std::uint64_t value, bool wide) { return wide ? kOnes32 : static_cast<std::uint32_t>(value); }
+
+}  // namespace
+
+ZipWriter::ZipWriter(std::string doing, foundation::storage::vfs::Replacement& out, DeflateCodec& codec,
+                     const Limits& limits, Zip64From zip64From)
+    : doing_(std::move(doing)), out_(out), codec_(codec), limits_(limits), zip64From_(zip64From) {}
+
+void ZipWriter::addContent(std::string_view name, const std::vector<unsigned char>& content,
+                           interfaces::CompressionType compression) {
+    ZipEntry entry;
+    entry.name = name;
+    entry.size = content.size();
+    std::string_view data = asText(content);
+    entry.crc = DeflateCodec::checksum(data);
+    if (compression == interfaces::CompressionType::Normal) {
+        const std::string_view deflated = codec_.deflate(data);
+        // What deflates too well would look like a bomb to the reader.
+        if (!deflated.empty() && !ZipLimitCheck::exceedsRatio(limits_, entry.size, deflated.size())) {
+            data = deflated;
+            entry.method = kDeflated;
+        }
+    }
+    entry.storedSize = data.size();
+    addHeaders(entry, {});
+    put(data);
+}
+
+void ZipWriter::addCarried(const ZipInput& input, const ZipEntry& entry, const ZipEntryReader::Place& place) {
+    addHeaders(entry, place.extra);
+    if (place.dataOffset >= input.heldFrom()) {
+        put(input.held(place.dataOffset, entry.storedSize));
+        return;
+    }
+    flush();
+    translatingStorageErrors(doing_, [&] { out_.append(input.file(), place.dataOffset, entry.storedSize); });
+    position_ += entry.storedSize;
+}
+
+void ZipWriter::finish(std::string_view comment) {
+    ZipLimitCheck(doing_, limits_).checkDirectory(directory_.size());
+    const std::uint64_t offset = position_;
+    const bool manyEntries = count_ >= zip64From_.count;
+    std::string end;
+    FieldWriter fields(end);
+    if (manyEntries || needsZip64(offset) || needsZip64(directory_.size())) {
+        putZip64End(fields);
+    }
+    fields.u32(kEndSignature).u16(0).u16(0);
+    fields.u16(narrow16(count_, manyEntries)).u16(narrow16(count_, manyEntries));
+    fields.u32(narrow32(directory_.size(), needsZip64(directory_.size()))).u32(narrow32(offset, needsZip64(offset)));
+    fields.u16(static_cast<std::uint16_t>(comment.size())).bytes(comment);
+    put(directory_);
+    put(end);
+    flush();
+}
+
+void ZipWriter::putZip64End(FieldWriter& fields) const {
+    fields.u32(kZip64EndSignature).u64(kZip64EndSize - 12).u16(kVersionZip64).u16(kVersionZip64).u32(0).u32(0);
+    fields.u64(count_).u64(count_).u64(directory_.size()).u64(position_);
+    fields.u32(kZip64LocatorSignature).u32(0).u64(position_ + directory_.size()).u32(1);
+}
+
+/// The local header goes out, the directory's record is kept for later.
+void ZipWriter::addHeaders(ZipEntry entry, std::string_view localExtra) {
+    entry.offset = position_;
+    entry.flags = static_cast<std::uint16_t>(entry.flags & ~kDataDescriptorFlag);
+    if (hasWideSizes(entry) || needsZip64(entry.offset)) {
+        entry.versionNeeded = std::max(entry.versionNeeded, kVersionZip64);
+    }
+    putLocal(entry, localExtra);
+    putCentral(entry);
+    ++count_;
+}
+
+void ZipWriter::putLocal(const ZipEntry& entry, std::string_view otherExtra) {
+    const std::string extra = extraOf(entry, otherExtra, false);
+    std::string header;
+    FieldWriter fields(header);
+    fields.u32(kLocalSignature);
+    putShared(fields, entry, extra.size());
+    fields.bytes(entry.name).bytes(extra);
+    put(header);
+}
+
+void ZipWriter::putCentral(const ZipEntry& entry) {
+    const std::string extra = extraOf(entry, entry.extra, true);
+    FieldWriter fields(directory_);
+    fields.u32(kCentralSignature).u16(entry.versionMadeBy);
+    putShared(fields, entry, extra.size());
+    fields.u16(static_cast<std::uint16_t>(entry.comment.size())).u16(0);
+    fields.u16(entry.internalAttributes).u32(entry.externalAttributes);
+    fields.u32(narrow32(entry.offset, needsZip64(entry.offset)));
+    fields.bytes(entry.name).bytes(extra).bytes(entry.comment);
+}
+
+/// The fields that local header and directory record have in common.
+void ZipWriter::putShared(FieldWriter& fields, const ZipEntry& entry, std::size_t extraSize) const {
+    const bool wide = hasWideSizes(entry);
+    fields.u16(entry.versionNeeded).u16(entry.flags).u16(entry.method).u16(entry.time).u16(entry.date);
+    fields.u32(entry.crc).u32(narrow32(entry.storedSize, wide)).u32(narrow32(entry.size, wide));
+    fields.u16(static_cast<std::uint16_t>(entry.name.size())).u16(static_cast<std::uint16_t>(extraSize));
+}
+
+bool ZipWriter::hasWideSizes(const ZipEntry& entry) const noexcept {
+    return needsZip64(entry.size) || needsZip64(entry.storedSize);
+}
+
+/// A zip64 field if one is needed, and the others as they were.
+std::string ZipWriter::extraOf(const ZipEntry& entry, std::string_view others, bool inDirectory) const {
+    std::string wide;
+    FieldWriter values(wide);
+    if (hasWideSizes(entry)) {
+        values.u64(entry.size).u64(entry.storedSize);
+    }
+    if (inDirectory && needsZip64(entry.offset)) {
+        values.u64(entry.offset);
+    }
+    std::string extra;
+    if (!wide.empty()) {
+        FieldWriter(extra).u16(kZip64ExtraId).u16(static_cast<std::uint16_t>(wide.size())).bytes(wide);
+    }
+    if (const auto parsed = parseExtra(others)) {
+        extra.append(parsed->before).append(parsed->after);
+    }
+    if (extra.size() > kOnes16) {
+        throw Exception(ErrorKind::LimitExceeded,
+                        text(doing_, "item ", quoted(entry.name), " has no room for its zip64 field"));
+    }
+    return extra;
+}
+
+void ZipWriter::put(std::string_view bytes) {
+    position_ += bytes.size();
+    if (pending_.size() + bytes.size() > kWorthOneWrite) {
+        flush();
+    }
+    if (bytes.size() > kWorthOneWrite) {
+        translatingStorageErrors(doing_, [&] { out_.write(bytes.data(), bytes.size()); });
+    } else {
+        pending_ += bytes;
+    }
+}
+
+/// Hands over what was collected.
+void ZipWriter::flush() {
+    if (!pending_.empty()) {
+        translatingStorageErrors(doing_, [&] { out_.write(pending_.data(), pending_.size()); });
+        pending_.clear();
+    }
+}
+
+}  // namespace opc::zippackage

@@ -1,0 +1,70 @@
+#pragma once
+
+#include "foundation/storage/vfs/MemoryStorage.hpp"
+#include "opc/Exception.hpp"
+#include "opc/zippackage/ZipPhysicalPackage.hpp"
+#include "support/ZipBuilder.hpp"
+
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+
+namespace opc::zippackage {
+
+inline std::vector<unsigned char> toBytes(const std::string& text) { return {text.begin(), text.end()}; }
+inline std::string toText(const std::vector<unsigned char>& bytes) { return {bytes.begin(), bytes.end()}; }
+
+/// Text that deflates well, but not to nothing.
+inline std::string proseOf(std::size_t size) {
+    std::string text;
+    for (unsigned i = 0; text.size() < size; ++i) {
+        text += "Line " + std::to_string(i * i % 977) + " of many.\n";
+    }
+    return text.substr(0, size);
+}
+
+/// Bytes that do not deflate.
+inline std::string noiseOf(std::size_t size) {
+    std::string text(size, '\0');
+    std::uint32_t state = 12345;
+    for (char& c : text) {
+        state = state * 1664525 + 1013904223;
+        c = static_cast<char>(state >> 24);
+    }
+    return text;
+}
+
+/// Containers in a storage in memory.
+class ZipTest : public testing::Test {
+protected:
+    using Storage = foundation::storage::vfs::MemoryStorage;
+
+    ZipPhysicalPackage package(const Limits& limits = Limits()) { return package(u"f.zip", true, limits); }
+
+    ZipPhysicalPackage package(const std::u16string& name, bool verify = true, const Limits& limits = Limits()) {
+        return {name, selector(storage), verify, limits};
+    }
+
+    void put(const std::string& bytes) { storage->put(u"f.zip", toBytes(bytes)); }
+    std::string stored(const std::u16string& name = u"f.zip") const { return toText(storage->get(name)); }
+
+    static FileSystemOpsSelector selector(std::shared_ptr<foundation::storage::vfs::StorageSystem> storage) {
+        return FileSystemOpsSelector(foundation::storage::vfs::StorageSystemReference(std::move(storage)));
+    }
+
+    std::shared_ptr<Storage> storage = std::make_shared<Storage>();
+};
+
+template <class Action>
+void expectError(ErrorKind kind, const std::string& fragment, Action&& action) {
+    try {
+        action();
+        ADD_FAILURE() << "no failure; expected: " << fragment;
+    } catch (const Exception& error) {
+        EXPECT_EQ(error.kind(), kind) << error.what();
+        EXPECT_NE(std::string(error.what()).find(fragment), std::string::npos) << error.what();
+        EXPECT_NE(std::string(error.what()).find("f.zip"), std::string::npos) << error.what();
+    }
+}
+
+}  // namespace opc::zippackage
