@@ -1,0 +1,158 @@
+#pragma once
+
+#include "flowbook/FlowbookExport.hpp"
+
+#include <stdexcept>
+#include <string>
+
+/// @file
+/// Every failure that the library itself reports. Each class names one failure and carries the name
+/// of the flowbook file concerned; the message and the file name are never joined.
+///
+/// The library throws these wrapped in the host's exception framework: what is thrown is caught as its
+/// class, as FlowbookExceptionBase, as std::runtime_error and std::exception, and as
+/// foundation::core::except::IInternalException. Failures of the package library
+/// (opc::Exception) that happen outside of opening and closing a file pass through unwrapped.
+///
+/// Exceptions are values that own their texts; they may be copied between threads.
+namespace flowbook {
+
+/// Base of the family. Abstract.
+class PXFLOWBOOK_EXPORT FlowbookExceptionBase : public std::runtime_error {
+public:
+    /// @param fileName  the name as the caller gave it to the reader or writer.
+    /// @param message   UTF-8; what what() returns.
+    FlowbookExceptionBase(const std::u16string& fileName, const std::string& message);
+    FlowbookExceptionBase(const FlowbookExceptionBase& other) = default;
+    FlowbookExceptionBase& operator=(const FlowbookExceptionBase& other) = default;
+    ~FlowbookExceptionBase() override = 0;
+
+    /// The flowbook file's name as the caller gave it; may be empty.
+    std::u16string getFileName() const;
+
+private:
+    std::u16string fileName_;
+};
+
+/// The reader was given a name that ends neither in ".tqx" nor in ".tqapp".
+class PXFLOWBOOK_EXPORT FlowbookInvalidFileName : public FlowbookExceptionBase {
+public:
+    explicit FlowbookInvalidFileName(const std::u16string& fileName);
+    FlowbookInvalidFileName(const FlowbookInvalidFileName&) = default;
+    ~FlowbookInvalidFileName() override;
+};
+
+/// The reader found no file to open.
+class PXFLOWBOOK_EXPORT FlowbookFileReaderPackageNotFound : public FlowbookExceptionBase {
+public:
+    explicit FlowbookFileReaderPackageNotFound(const std::u16string& fileName);
+    FlowbookFileReaderPackageNotFound(const FlowbookFileReaderPackageNotFound&) = default;
+    ~FlowbookFileReaderPackageNotFound() override;
+};
+
+/// For callers that keep packages of their own; the library does not throw it.
+class PXFLOWBOOK_EXPORT FlowbookFilePackageNotOpened : public FlowbookExceptionBase {
+public:
+    explicit FlowbookFilePackageNotOpened(const std::u16string& fileName);
+    FlowbookFilePackageNotOpened(const FlowbookFilePackageNotOpened&) = default;
+    ~FlowbookFilePackageNotOpened() override;
+};
+
+/// The file has no code part, or its rich code is not an XML document.
+class PXFLOWBOOK_EXPORT FlowbookNotFound : public FlowbookExceptionBase {
+public:
+    explicit FlowbookNotFound(const std::u16string& fileName);
+    FlowbookNotFound(const FlowbookNotFound&) = default;
+    ~FlowbookNotFound() override;
+};
+
+/// For callers that look for stored outputs; the library does not throw it.
+class PXFLOWBOOK_EXPORT FlowbookOutputNotFound : public FlowbookExceptionBase {
+public:
+    explicit FlowbookOutputNotFound(const std::u16string& fileName);
+    FlowbookOutputNotFound(const FlowbookOutputNotFound&) = default;
+    ~FlowbookOutputNotFound() override;
+};
+
+/// For callers that look for stored images; the library does not throw it.
+class PXFLOWBOOK_EXPORT FlowbookImageNotFound : public FlowbookExceptionBase {
+public:
+    explicit FlowbookImageNotFound(const std::u16string& fileName);
+    FlowbookImageNotFound(const FlowbookImageNotFound&) = default;
+    ~FlowbookImageNotFound() override;
+};
+
+/// Readable code was asked of a file whose code is encrypted.
+class PXFLOWBOOK_EXPORT FlowbookEncrypted : public FlowbookExceptionBase {
+public:
+    explicit FlowbookEncrypted(const std::u16string& fileName);
+    FlowbookEncrypted(const FlowbookEncrypted&) = default;
+    ~FlowbookEncrypted() override;
+};
+
+/// Encrypted code was asked of a file whose code is not encrypted.
+class PXFLOWBOOK_EXPORT FlowbookNotEncrypted : public FlowbookExceptionBase {
+public:
+    explicit FlowbookNotEncrypted(const std::u16string& fileName);
+    FlowbookNotEncrypted(const FlowbookNotEncrypted&) = default;
+    ~FlowbookNotEncrypted() override;
+};
+
+/// The file does not have the property that was asked for.
+class PXFLOWBOOK_EXPORT FlowbookPropertyNotFound : public FlowbookExceptionBase {
+public:
+    /// @param propertyName  the label of the property, such as "Title".
+    FlowbookPropertyNotFound(const std::u16string& fileName, const std::string& propertyName);
+    FlowbookPropertyNotFound(const FlowbookPropertyNotFound&) = default;
+    ~FlowbookPropertyNotFound() override;
+
+    /// One of "Title", "Description", "Version", "TARMICRelease", "Created Time" and
+    /// "Last Modified Time", where the library threw it.
+    std::string getPropertyName() const;
+
+private:
+    std::string propertyName_;
+};
+
+/// Opening a file, or finding its code part, failed in the package library, whose text ends the
+/// message. A writer that cannot open its file throws this class too.
+class PXFLOWBOOK_EXPORT FlowbookFileReaderGenericException : public FlowbookExceptionBase {
+public:
+    FlowbookFileReaderGenericException(const std::u16string& fileName, const std::string& message);
+    FlowbookFileReaderGenericException(const FlowbookFileReaderGenericException&) = default;
+    ~FlowbookFileReaderGenericException() override;
+};
+
+/// Closing a writer failed in the package library, whose text ends the message.
+class PXFLOWBOOK_EXPORT FlowbookFileWriterGenericException : public FlowbookExceptionBase {
+public:
+    FlowbookFileWriterGenericException(const std::u16string& fileName, const std::string& message);
+    FlowbookFileWriterGenericException(const FlowbookFileWriterGenericException&) = default;
+    ~FlowbookFileWriterGenericException() override;
+};
+
+/// For callers that check rich code before they write it; the library does not throw it.
+class PXFLOWBOOK_EXPORT FlowbookFileWriterInvalidRichCode : public FlowbookExceptionBase {
+public:
+    explicit FlowbookFileWriterInvalidRichCode(const std::u16string& fileName);
+    FlowbookFileWriterInvalidRichCode(const FlowbookFileWriterInvalidRichCode&) = default;
+    ~FlowbookFileWriterInvalidRichCode() override;
+};
+
+/// For callers that check outputs before they write them; the library does not throw it.
+class PXFLOWBOOK_EXPORT FlowbookFileWriterInvalidOutput : public FlowbookExceptionBase {
+public:
+    explicit FlowbookFileWriterInvalidOutput(const std::u16string& fileName);
+    FlowbookFileWriterInvalidOutput(const FlowbookFileWriterInvalidOutput&) = default;
+    ~FlowbookFileWriterInvalidOutput() override;
+};
+
+/// For callers that check images before they write them; the library does not throw it.
+class PXFLOWBOOK_EXPORT FlowbookFileWriterInvalidImage : public FlowbookExceptionBase {
+public:
+    explicit FlowbookFileWriterInvalidImage(const std::u16string& fileName);
+    FlowbookFileWriterInvalidImage(const FlowbookFileWriterInvalidImage&) = default;
+    ~FlowbookFileWriterInvalidImage() override;
+};
+
+}  // namespace flowbook

@@ -1,0 +1,16 @@
+#include "format/HasExtension.hpp"
+
+#include "fl/i18n/Conversion.hpp"
+
+namespace flowbook::detail {
+
+bool hasExtension(const std::u16string& fileName, const std::u16string& extension) {
+    if (extension.size() >= fileName.size()) {
+        return false;
+    }
+    const std::u16string lowered = fl::i18n::to_lower(fileName);
+    return lowered.size() >= extension.size() &&
+           lowered.compare(lowered.size() - extension.size(), extension.size(), extension) == 0;
+}
+
+}  // namespace flowbook::detail
