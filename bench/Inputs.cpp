@@ -1,0 +1,125 @@
+#include "Inputs.hpp"
+
+#include "flowbook/FlowbookFileWriter.hpp"
+
+#include <filesystem>
+#include <random>
+#include <stdlib.h>
+#include <sys/stat.h>
+
+namespace bench {
+
+namespace {
+
+class Folder {
+public:
+    Folder() : path_((std::filesystem::temp_directory_path() / "flowbook-bench-XXXXXX").string()) {
+        if (mkdtemp(path_.data()) == nullptr) {
+            throw std::runtime_error("cannot make the folder " + path_);
+        }
+    }
+    ~Folder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
+    Folder(const Folder&) = delete;
+    Folder& operator=(const Folder&) = delete;
+
+    const std::string& path() const { return path_; }
+
+private:
+    std::string path_;
+};
+
+/// Base64 of random bytes: like a picture, it does not compress beyond six bits a character.
+std::string randomImage(std::mt19937_64& random, std::size_t size) {
+    static const char digits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::string image = "data:image/png;base64,";
+    image.reserve(size);
+    while (image.size() < size) {
+        std::uint64_t bits = random();
+        for (int i = 0; i < 10 && image.size() < size; ++i, bits >>= 6) {
+            image.push_back(digits[bits & 63]);
+        }
+    }
+    return image;
+}
+
+std::string snapshotFile(const std::string& name, const flowbook::FlowbookFilePackage& snapshot) {
+    const std::string path = pathOf(name);
+    if (!std::filesystem::exists(path)) {
+        flowbook::FlowbookFileWriter writer(utf16(path), {});
+        writer.write(snapshot);
+        writer.setTitle(u"A benchmark");
+        writer.close(false);
+    }
+    return path;
+}
+
+}  // namespace
+
+std::string pathOf(const std::string& name) {
+    static const Folder folder;
+    return folder.path() + "/" + name;
+}
+
+std::u16string utf16(const std::string& ascii) { return {ascii.begin(), ascii.end()}; }
+
+std::u16string codeOfLines(std::size_t lines) {
+    std::mt19937 random(7);
+    std::string code;
+    for (std::size_t i = 0; i < lines; ++i) {
+        code += "value" + std::to_string(random() % 1000) + " = compute(input" + std::to_string(i) + ", " +
+                std::to_string(random() % 100000) + ") + offset;\n";
+    }
+    return utf16(code);
+}
+
+Bytes richCodeOfLines(std::size_t lines) {
+    const std::u16string code = codeOfLines(lines);
+    std::string xml = "<?xml version=\"1.0\" encoding=\"UTF-8\"?><w:document "
+                      "xmlns:w=\"http://schemas.openxmlformats.org/wordprocessingml/2006/main\"><w:body>";
+    std::size_t start = 0;
+    for (std::size_t end = code.find(u'\n'); end != std::u16string::npos; end = code.find(u'\n', start)) {
+        xml += "<w:p><w:pPr><w:pStyle w:val=\"code\"/></w:pPr><w:r><w:t><![CDATA[";
+        xml.append(code.begin() + static_cast<std::ptrdiff_t>(start), code.begin() + static_cast<std::ptrdiff_t>(end));
+        xml += "]]></w:t></w:r></w:p>";
+        start = end + 1;
+    }
+    xml += "</w:body></w:document>";
+    return {xml.begin(), xml.end()};
+}
+
+std::string plainCodeFile(std::size_t lines) {
+    const std::string path = pathOf("plain" + std::to_string(lines) + ".tqx");
+    if (!std::filesystem::exists(path)) {
+        flowbook::FlowbookFileWriter writer(utf16(path), {});
+        writer.setTARMICCode(codeOfLines(lines));
+        writer.setTitle(u"A benchmark");
+        writer.close(false);
+    }
+    return path;
+}
+
+std::string richCodeFile(std::size_t lines) {
+    Bytes document = richCodeOfLines(lines);
+    return snapshotFile("rich" + std::to_string(lines) + ".tqx", flowbook::FlowbookFilePackage(document));
+}
+
+flowbook::FlowbookFilePackage imageSnapshot(std::size_t images, std::size_t imageSize) {
+    std::mt19937_64 random(11);
+    std::vector<std::string> strings;
+    strings.reserve(images);
+    for (std::size_t i = 0; i < images; ++i) {
+        strings.push_back(randomImage(random, imageSize));
+    }
+    Bytes document = richCodeOfLines(50);
+    return {document, strings};
+}
+
+std::string largeFile() {
+    const std::string path = pathOf("large.tqx");
+    return std::filesystem::exists(path) ? path : snapshotFile("large.tqx", imageSnapshot(64, std::size_t{1} << 20));
+}
+
+}  // namespace bench
