@@ -1,0 +1,28 @@
+# Completes the flowbook command in fish.
+set -l commands cat info parts extract new set copy
+set -l none "not __fish_seen_subcommand_from $commands"
+
+complete -c flowbook -s h -l help -d 'Print help'
+complete -c flowbook -n $none -l version -d 'Print the version'
+complete -c flowbook -n $none -f -a cat -d 'Print the code of flowbooks'
+complete -c flowbook -n $none -f -a info -d 'Tell the form of the code, the properties and the parts'
+complete -c flowbook -n $none -f -a parts -d 'Show how the parts refer to each other'
+complete -c flowbook -n $none -f -a extract -d 'Unpack code, pictures and parts'
+complete -c flowbook -n $none -f -a new -d 'Create a flowbook'
+complete -c flowbook -n $none -f -a set -d 'Change the code or properties'
+complete -c flowbook -n $none -f -a copy -d 'Write what the flowbook consists of into a new file'
+
+complete -c flowbook -n '__fish_seen_subcommand_from cat' -l format -x -a 'text xml raw' -d 'What to print'
+complete -c flowbook -n '__fish_seen_subcommand_from info parts' -l json -d 'Print JSON'
+complete -c flowbook -n '__fish_seen_subcommand_from extract' -s d -l directory -x -a '(__fish_complete_directories)' \
+    -d 'Folder to unpack into'
+complete -c flowbook -n '__fish_seen_subcommand_from extract' -l code -d 'The plain code'
+complete -c flowbook -n '__fish_seen_subcommand_from extract' -l images -d 'The pictures'
+complete -c flowbook -n '__fish_seen_subcommand_from extract' -l part -x -d 'The part of this name'
+complete -c flowbook -n '__fish_seen_subcommand_from new set' -l code -r -d 'File with plain code'
+complete -c flowbook -n '__fish_seen_subcommand_from new' -l rich -r -d 'File with a rich code document'
+complete -c flowbook -n '__fish_seen_subcommand_from new' -l image -r -d 'File with a picture'
+complete -c flowbook -n '__fish_seen_subcommand_from new set' -l title -x -d Title
+complete -c flowbook -n '__fish_seen_subcommand_from new set' -l description -x -d Description
+complete -c flowbook -n '__fish_seen_subcommand_from new set' -l version -x -d 'Version of the document'
+complete -c flowbook -n '__fish_seen_subcommand_from extract new copy' -l force -d 'Replace files that are there'

@@ -1,0 +1,188 @@
+#!/usr/bin/env bash
+# Installs the built tree and uses it as its users would. usage: check.sh CASE SOURCE BUILD
+# With UPDATE=1 in the environment the cases "debian" and "abi" rewrite their records under packaging/ instead.
+set -euo pipefail
+source=$2
+build=$3
+scratch=$build/tests/install/scratch
+prefix=$scratch/prefix
+export PKG_CONFIG_PATH=$prefix/$LIBDIR/pkgconfig CMAKE_GENERATOR=Ninja
+unset CMAKE_PREFIX_PATH LD_LIBRARY_PATH
+
+fail() {
+    echo "install: $*" >&2
+    exit 1
+}
+
+skip_without() {
+    command -v "$1" >/dev/null || { echo "install: skipped, as there is no $1 here"; exit 77; }
+}
+
+# Compares stdin with the record, or makes it the record.
+check_record() {
+    local record=$source/packaging/$1
+    if [[ -n ${UPDATE:-} ]]; then
+        cat >"$record"
+    else
+        diff -u "$record" - || fail "packaging/$1 differs; if that is intended: ./dev abi"
+    fi
+}
+
+# Takes paths below a prefix to the form that they are recorded in.
+as_recorded() {
+    sed "s|^\./||; s|^$LIBDIR/|lib/|; s|${VERSION//./\\.}$|VERSION|"
+}
+
+# Prints "package path" for every file of the packages in a folder.
+files_of_packages() {
+    local package
+    for package in "$1"/*.deb; do
+        dpkg-deb --fsys-tarfile "$package" | tar -t | sed '/\/$/d; s|^\./usr/||' | as_recorded |
+            sed "s|^|$(dpkg-deb -f "$package" Package) |"
+    done | LC_ALL=C sort
+}
+
+# Installs the named components, or all, and moves the result, so that nothing can count on where it was put.
+install_moved() {
+    local target=$1 component
+    rm -rf "$target" "$target.staged"
+    for component in "${@:2}"; do
+        cmake --install "$build" --prefix "$target.staged" --component "$component" >/dev/null
+    done
+    (($# > 1)) || cmake --install "$build" --prefix "$target.staged" >/dev/null
+    mv "$target.staged" "$target"
+}
+
+case_tree() {
+    install_moved "$prefix"
+    diff -u <(cut -d ' ' -f 2 "$source/packaging/installed-files.txt" | LC_ALL=C sort) \
+        <(cd "$prefix" && find . ! -type d | as_recorded | LC_ALL=C sort) ||
+        fail "packaging/installed-files.txt differs; if that is intended: ./dev abi"
+    ! grep -rlF -e "$source" -e "$scratch" "$prefix" || fail "these files name the folders of the build"
+}
+
+# Builds examples/consumer in the folder $1 and runs what it makes.
+check_consumer() {
+    local folder=$scratch/$1
+    cmake -S "$source/examples/consumer" -B "$folder" -DCMAKE_BUILD_TYPE=Debug "${@:2}" >/dev/null
+    cmake --build "$folder" --target write read
+    cd "$folder"
+    rm -f hello.tqx
+    # The exception crosses the border of the library as the class that it is.
+    ! ./read 2>messages || fail "read what is not there"
+    grep -q '^hello.tqx: ' messages || fail "read said: $(cat messages)"
+    ./write
+    diff <(printf 'Hello\nx = 1;\ny = x + 1;\n') <(./read)
+}
+
+case_find_package() {
+    rm -rf "${scratch:?}/find_package"
+    check_consumer find_package "-DCMAKE_PREFIX_PATH=$prefix"
+}
+
+case_pkg_config() {
+    rm -rf "${scratch:?}/pkg_config"
+    check_consumer pkg_config -DFLOWBOOK_BY_PKG_CONFIG=ON
+}
+
+case_add_subdirectory() {
+    check_consumer add_subdirectory "-DFLOWBOOK_SOURCE_DIR=$source" -DCMAKE_EXPORT_COMPILE_COMMANDS=ON
+    ! grep '"command".*/read\.cpp' compile_commands.json | grep -E -e ' -(W|O|fvis)' || fail "compile flags leak"
+    ! ninja -t targets all | grep -E '^(pxflowbook/)?(test|bin/flowbook)' || fail "more is built than the libraries"
+    cmake --install . --prefix installed >/dev/null
+    [[ ! -e installed ]] || fail "the parent installs our files"
+}
+
+# The libraries that case_add_subdirectory builds have debug information, which tells the layout of classes.
+case_abi() {
+    skip_without abidw
+    local libraries=$scratch/add_subdirectory/pxflowbook/lib record=$source/packaging/abi/record.py
+    "$record" "$libraries/libpxflowbook.so" "$source/include" | check_record abi/libpxflowbook.txt
+    "$record" "$libraries/libpxplatform.so" "$source/platform/include" | check_record abi/libpxplatform.txt
+}
+
+case_host_platform() {
+    local host=$scratch/host folder=$scratch/host_platform
+    install_moved "$host" platform platform-development
+    cmake -S "$source" -B "$folder" -DCMAKE_BUILD_TYPE=Debug "-DCMAKE_PREFIX_PATH=$host" \
+        -DPXFLOWBOOK_PLATFORM=pxplatform >/dev/null
+    cmake --build "$folder" --target pxflowbook flowbook
+    cd "$folder"
+    ldd bin/flowbook | grep -qF "$host/$LIBDIR/libpxplatform.so" || fail "the command does not use the host's platform"
+    check_command bin/flowbook
+}
+
+# Writes and reads a flowbook with the command.
+check_command() {
+    "$1" --version | grep -qF "flowbook $VERSION " || fail "$1 --version"
+    echo 'x = 1;' | "$1" new --force command.tqx --code -
+    [[ $("$1" cat command.tqx) == 'x = 1;' ]] || fail "$1 does not read what it wrote"
+}
+
+# Works in the root of case_debian. Without their lists of files dpkg grumbles about every package of the machine.
+run_dpkg() {
+    local messages=$scratch/debian/messages
+    dpkg "--root=$scratch/debian/root" --log=/dev/null --force-not-root --force-bad-path --force-script-chrootless \
+        "$@" >"$messages" 2>&1 || { grep -v 'files list file' "$messages" >&2; fail "dpkg $*"; }
+}
+
+case_debian() {
+    skip_without dpkg-deb
+    skip_without dpkg-shlibdeps
+    local folder=$scratch/debian root=$scratch/debian/root
+    rm -rf "$folder"
+    mkdir -p "$root"/var/lib/dpkg/{info,updates}
+    # The state of the machine, so that the dependencies are checked against real packages.
+    cp /var/lib/dpkg/status "$root/var/lib/dpkg/"
+    (cd "$build" && cpack -G DEB -B "$folder" >/dev/null)
+    files_of_packages "$folder" | check_record installed-files.txt
+    run_dpkg -i "$folder"/*.deb
+    (cd "$folder" && check_command "$root/usr/bin/flowbook")
+    run_dpkg -r flowbook libpxflowbook-dev libpxflowbook1
+    [[ ! -e $root/usr ]] || fail "removal leaves files: $(find "$root/usr")"
+}
+
+# Prints the options that the help of a subcommand tells, sorted.
+options_of() {
+    "$prefix/bin/flowbook" "$1" --help | grep -oE '^ +-[^ ]+' | tr -d ' ' | tr , '\n' | LC_ALL=C sort
+}
+
+# The options that the completion of bash offers for a subcommand, sorted.
+bash_completions_of() (
+    # shellcheck source=packaging/completions/flowbook.bash
+    source "$source/packaging/completions/flowbook.bash"
+    # What the completion function reads: the words on the command line, and which of them is being completed.
+    # shellcheck disable=SC2034
+    COMP_WORDS=(flowbook "$1" -) COMP_CWORD=2
+    _flowbook
+    printf '%s\n' "${COMPREPLY[@]}" | LC_ALL=C sort
+)
+
+case_usage_texts() {
+    skip_without mandoc
+    local texts=$source/packaging command option name
+    for command in cat info parts extract new set copy; do
+        diff <(options_of "$command") <(bash_completions_of "$command") || fail "bash completion of $command"
+        grep -qx ".It Cm $command" "$texts/flowbook.1" || fail "the man page lacks $command"
+        for option in $(options_of "$command"); do
+            name=${option##*-}
+            grep -qE "(Fl|,) -?$name( |\$)" "$texts/flowbook.1" || fail "the man page lacks $option"
+            grep -qe "$option" "$texts/completions/_flowbook" || fail "the zsh completion lacks $option"
+            grep -qE -e "-(l|s) $name " "$texts/completions/flowbook.fish" || fail "the fish completion lacks $option"
+        done
+    done
+    mandoc -T lint -W warning "$texts/flowbook.1"
+    rm -rf "$scratch/mime"
+    cp -r "$prefix/share/mime" "$scratch/mime"
+    update-mime-database "$scratch/mime"
+    grep -qx 'application/vnd.pellarion.tarmic.code:\*.tqx' "$scratch/mime/globs" || fail "*.tqx has no type"
+}
+
+case_reference() {
+    skip_without doxygen
+    cd "$source"
+    mkdir -p "$scratch"
+    (cat docs/Doxyfile && echo "OUTPUT_DIRECTORY = $scratch/reference") | PXFLOWBOOK_VERSION=$VERSION doxygen -
+}
+
+"case_$1"
