@@ -30,6 +30,19 @@ function(pxflowbook_set_warnings target)
     endif()
 endfunction()
 
+# The shared libraries are optimised as wholes in a release, which a small file's reading gains some 5 % from. The objects
+# stay fit for an ordinary link too, so that the tests need not wait for one of this kind.
+set(PXFLOWBOOK_WHOLE_PROGRAM OFF)
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_BUILD_TYPE STREQUAL Release AND NOT PXFLOWBOOK_SANITIZE)
+    set(PXFLOWBOOK_WHOLE_PROGRAM ON)
+endif()
+function(pxflowbook_optimise_whole objects library)
+    if(PXFLOWBOOK_WHOLE_PROGRAM)
+        target_compile_options(${objects} PRIVATE -flto=auto -ffat-lto-objects)
+        target_link_options(${library} PRIVATE -flto=auto)
+    endif()
+endfunction()
+
 add_link_options(LINKER:--as-needed)
 if(PXFLOWBOOK_SANITIZE)
     add_compile_options(-fsanitize=${PXFLOWBOOK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)

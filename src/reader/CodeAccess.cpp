@@ -61,7 +61,7 @@ std::u16string FlowbookFileReader::FlowbookFileReaderImpl::getRichTARMICCode() c
         Bytes bytes;
         copyContent(part, bytes);
         const fl::i18n::codecvt_string_to_ustring toUstring("UTF-8");
-        richCode_ = toUstring(std::string(bytes.begin(), bytes.end()));
+        richCode_ = toUstring(std::string(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
     }
     return *richCode_;
 }

@@ -12,7 +12,7 @@ namespace opc::model {
 namespace detail {
 class PackageStore;
 class StoreAccess;
-}
+}  // namespace detail
 
 /// What relationships start from: a package or a part. All functions throw opc::Exception when the
 /// package is not open, or when the source's relationships part, which the first call reads, is
@@ -25,7 +25,8 @@ public:
     std::vector<Relationship> getRelationshipsByType(const std::u16string& type) const;
 
     /// @param target  stored as given. It need not exist.
-    /// @param id      an NCName that this source does not use yet; empty for a fresh one ("rId1", ...).
+    /// @param id      an NCName that this source does not use yet; empty for a fresh one ("rId1", ...),
+    ///                which changes once more when a later call asks for just that id.
     /// @throws opc::Exception also when the package is open for reading only.
     Relationship createInternalRelationship(const std::u16string& type, const URI& target, const std::u16string& id);
 

@@ -86,6 +86,8 @@ void ContentTypes::assignByDefault(const PartName& name, const ContentType& type
     }
 }
 
+bool ContentTypes::hasMixedExtension(const PartName& name) { return extensionOf(name.folded()) == "xml"; }
+
 void ContentTypes::removeOverride(const std::string& foldedName) {
     const auto found = overrides_.find(foldedName);
     if (found != overrides_.end()) {

@@ -35,6 +35,9 @@ public:
     /// As above, but adds a Default when the extension has none.
     void assignByDefault(const PartName& name, const ContentType& type);
 
+    /// Whether parts with the extension of this one are commonly of different types.
+    static bool hasMixedExtension(const PartName& name);
+
     void removeOverride(const std::string& foldedName);
 
     bool isChanged() const noexcept { return changed_; }

@@ -200,13 +200,23 @@ void PackageStore::createPart(const PartName& name, const ContentType& type,
     dropRelationshipsPart(name.ascii());  // one that a part of this name left behind
     PartState part;
     part.name = name.ascii();
-    part.type = contentTypes_.assign(name, type);
+    part.type = assignType(name, type);
     part.pending = std::make_shared<Bytes>();
     part.compression = info.getCompressionType();
     part.sizeHint = info.getSizeHint();
     part.relationships.list = newRelationships(part.name);
     addPart(std::move(folded), std::move(part));
     partsChanged_ = true;
+}
+
+/// Many parts of one kind, as images are, need one default for their extension, not an override each. In a file that
+/// exists a new default could make parts of items that are none, and parts with the extension "xml" are of all kinds.
+const ContentType* PackageStore::assignType(const PartName& name, const ContentType& type) {
+    if (mode_ == OpenMode::Create && !ContentTypes::hasMixedExtension(name)) {
+        contentTypes_.assignByDefault(name, type);
+        return contentTypes_.find(name.folded());
+    }
+    return contentTypes_.assign(name, type);
 }
 
 void PackageStore::takeName(const PartName& name, const std::string& folded) {
@@ -361,8 +371,11 @@ RelationshipList::RecordPtr PackageStore::addRelationship(const std::string& sou
     requireWritable();
     SourceState& state = sourceState(source);
     RelationshipList& list = loadRelationships(state, nameOfSource(source));
-    if (record.id.empty()) {
+    record.isIdChosen = record.id.empty();
+    if (record.isIdChosen) {
         record.id = list.freshId();
+    } else {
+        list.giveWay(record.id);
     }
     if (const char* fault = faultOf(record, list)) {
         throw Exception(list.has(record.id) ? ErrorKind::Conflict : ErrorKind::Misuse,

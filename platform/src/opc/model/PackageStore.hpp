@@ -74,6 +74,7 @@ private:
     void requireOpen() const;
     void requireWritable() const;
     /// Also takes the name into the tree of names.
+    const ContentType* assignType(const PartName& name, const ContentType& type);
     void takeName(const PartName& name, const std::string& folded);
     PartState& writablePart(const std::string& name);
 

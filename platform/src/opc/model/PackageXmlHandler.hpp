@@ -18,6 +18,9 @@ class PackageXmlHandler {
 public:
     virtual ~PackageXmlHandler() = default;
 
+    /// Whether elements are to tell their lines, which takes time to count.
+    virtual bool wantsLines() const { return false; }
+
     virtual void startElement(const XmlElement& element) = 0;
     virtual void endElement() = 0;
 

@@ -8,6 +8,7 @@
 #include <expat.h>
 #include <memory>
 #include <new>
+#include <random>
 #include <type_traits>
 
 namespace opc::model::detail {
@@ -23,6 +24,34 @@ struct ParserDeleter {
     void operator()(XML_Parser parser) const noexcept { XML_ParserFree(parser); }
 };
 using ParserPtr = std::unique_ptr<std::remove_pointer_t<XML_Parser>, ParserDeleter>;
+
+/// Making a parser costs as much as parsing a small part, so each thread keeps one from part to part.
+thread_local ParserPtr idleParser;
+
+/// A parser that has grown with a large part is not worth keeping.
+constexpr std::size_t kMaxBytesOfReused = std::size_t{64} << 10;
+
+/// What keys the parser's hash tables, lest a file be made to collide in them. Expat would ask the system for one for
+/// every document.
+unsigned long hashSalt() {
+    static const unsigned long salt = [] {
+        std::random_device random;
+        return static_cast<unsigned long>(random()) << 32 | random() | 1;  // 0 stands for none
+    }();
+    return salt;
+}
+
+ParserPtr takeParser() {
+    ParserPtr parser = std::move(idleParser);
+    if (!parser || XML_ParserReset(parser.get(), nullptr) != XML_TRUE) {
+        parser.reset(XML_ParserCreateNS(nullptr, kSeparator));
+    }
+    if (!parser) {
+        throw std::bad_alloc();
+    }
+    XML_SetHashSalt(parser.get(), hashSalt());
+    return parser;
+}
 
 std::string_view view(const XML_Char* text) { return text == nullptr ? std::string_view() : text; }
 
@@ -46,10 +75,7 @@ XmlName splitName(std::string_view text) {
 class Parse {
 public:
     Parse(const std::string& where, PackageXmlHandler& handler)
-        : parser_(XML_ParserCreateNS(nullptr, kSeparator)), where_(where), handler_(handler) {
-        if (!parser_) {
-            throw std::bad_alloc();
-        }
+        : parser_(takeParser()), where_(where), handler_(handler) {
         XML_Parser parser = parser_.get();
         XML_SetUserData(parser, this);
         XML_SetReturnNSTriplet(parser, 1);
@@ -68,6 +94,9 @@ public:
             feed(reinterpret_cast<const char*>(bytes.data()) + at, static_cast<int>(count), last);
             at += count;
         } while (at != bytes.size());
+        if (bytes.size() <= kMaxBytesOfReused) {
+            idleParser = std::move(parser_);
+        }
     }
 
 private:
@@ -123,7 +152,9 @@ private:
 
     void startElement(const XML_Char* name, const XML_Char** attributes) {
         element_.name = splitName(name);
-        element_.line = XML_GetCurrentLineNumber(parser_.get());
+        if (handler_.wantsLines()) {
+            element_.line = XML_GetCurrentLineNumber(parser_.get());
+        }
         element_.attributes.clear();
         for (; *attributes != nullptr; attributes += 2) {
             element_.attributes.push_back({splitName(attributes[0]), attributes[1]});

@@ -130,6 +130,19 @@ RelationshipList::RecordPtr RelationshipList::add(RelationshipRecord record) {
     return added;
 }
 
+void RelationshipList::giveWay(std::u16string_view id) {
+    const auto found = positions_.find(id);
+    if (found == positions_.end() || !records_[found->second]->isIdChosen) {
+        return;
+    }
+    const std::size_t position = found->second;
+    auto renamed = std::make_shared<RelationshipRecord>(*records_[position]);
+    renamed->id = freshId();
+    positions_.emplace(renamed->id, position);
+    positions_.erase(found);
+    records_[position] = std::move(renamed);
+}
+
 bool RelationshipList::remove(std::u16string_view id) {
     const auto found = positions_.find(id);
     if (found == positions_.end()) {

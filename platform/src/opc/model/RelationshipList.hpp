@@ -42,6 +42,10 @@ public:
     /// @param record  with an id that is an NCName and not there yet; its origin is set here.
     RecordPtr add(RelationshipRecord record);
 
+    /// Frees an id that this library chose itself, by choosing another: a caller's own ids are referred to by the
+    /// content of the part, chosen ones by nobody yet. Does nothing when the id is not of that kind.
+    void giveWay(std::u16string_view id);
+
     /// False when there is no such relationship.
     bool remove(std::u16string_view id);
 

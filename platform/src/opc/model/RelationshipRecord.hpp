@@ -20,6 +20,7 @@ struct RelationshipRecord {
     std::u16string type;
     std::u16string target;
     TargetMode mode = TargetMode::Internal;
+    bool isIdChosen = false;  ///< by this library, for a relationship that is not in the file yet
 };
 
 }  // namespace opc::model::detail

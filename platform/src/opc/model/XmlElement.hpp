@@ -26,7 +26,7 @@ struct XmlAttribute {
 struct XmlElement {
     XmlName name;
     std::vector<XmlAttribute> attributes;
-    std::size_t line = 0;
+    std::size_t line = 0;  ///< for a handler that wants lines
 
     /// The value of an attribute in no namespace; null when there is none.
     const std::string_view* attribute(std::string_view local) const {

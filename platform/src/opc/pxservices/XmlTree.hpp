@@ -50,6 +50,7 @@ public:
     /// @param ownBindings  must outlive the handler.
     XmlTreeHandler(std::string_view rootNs, std::string_view rootName, const XmlBindings& ownBindings);
 
+    bool wantsLines() const override { return true; }
     void startElement(const model::detail::XmlElement& element) override;
     void endElement() override;
     void characters(std::string_view text) override;

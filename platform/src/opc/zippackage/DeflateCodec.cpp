@@ -16,25 +16,27 @@ void own(Owner& owner, Pointer made) {
     owner.reset(made);
 }
 
+libdeflate_decompressor* decompressor() {
+    thread_local std::unique_ptr<libdeflate_decompressor, decltype(&libdeflate_free_decompressor)> kept(
+        nullptr, &libdeflate_free_decompressor);
+    if (!kept) {
+        own(kept, libdeflate_alloc_decompressor());
+    }
+    return kept.get();
+}
+
 }  // namespace
 
 void DeflateCodec::Deleter::operator()(libdeflate_compressor* compressor) const noexcept {
     libdeflate_free_compressor(compressor);
 }
 
-void DeflateCodec::Deleter::operator()(libdeflate_decompressor* decompressor) const noexcept {
-    libdeflate_free_decompressor(decompressor);
-}
-
 std::optional<DeflateCodec::Inflated> DeflateCodec::inflate(std::string_view packed,
                                                             std::vector<unsigned char>& content) {
-    if (!decompressor_) {
-        own(decompressor_, libdeflate_alloc_decompressor());
-    }
     Inflated result{};
     const libdeflate_result code =
-        libdeflate_deflate_decompress_ex(decompressor_.get(), packed.data(), packed.size(), content.data(),
-                                         content.size(), &result.consumed, &result.produced);
+        libdeflate_deflate_decompress_ex(decompressor(), packed.data(), packed.size(), content.data(), content.size(),
+                                         &result.consumed, &result.produced);
     return code == LIBDEFLATE_SUCCESS ? std::optional(result) : std::nullopt;
 }
 

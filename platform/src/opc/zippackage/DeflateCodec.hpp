@@ -10,7 +10,8 @@ struct libdeflate_decompressor;
 
 namespace opc::zippackage {
 
-/// Deflates and inflates whole items. What it needs is made on first use and kept. Throws std::bad_alloc only.
+/// Deflates and inflates whole items. What deflating needs is made on first use and kept; what inflating needs is kept
+/// from package to package, one for each thread. Throws std::bad_alloc only.
 class DeflateCodec {
 public:
     struct Inflated {
@@ -21,7 +22,7 @@ public:
     DeflateCodec() = default;
 
     /// Fills `content` from the start. Nothing when the data is not valid or inflates to more than fits.
-    std::optional<Inflated> inflate(std::string_view packed, std::vector<unsigned char>& content);
+    static std::optional<Inflated> inflate(std::string_view packed, std::vector<unsigned char>& content);
 
     /// The deflated content, valid until the next call; empty when it would not be smaller.
     std::string_view deflate(std::string_view content);
@@ -31,11 +32,9 @@ public:
 private:
     struct Deleter {
         void operator()(libdeflate_compressor* compressor) const noexcept;
-        void operator()(libdeflate_decompressor* decompressor) const noexcept;
     };
 
     std::unique_ptr<libdeflate_compressor, Deleter> compressor_;
-    std::unique_ptr<libdeflate_decompressor, Deleter> decompressor_;
     std::unique_ptr<char[]> packed_;
     std::size_t capacity_ = 0;
 };

@@ -25,8 +25,8 @@ std::string hex(std::uint32_t number) {
 
 }  // namespace
 
-ZipEntryReader::ZipEntryReader(const ZipInput& input, DeflateCodec& codec, bool verifyContent)
-    : input_(input), codec_(codec), verifyContent_(verifyContent) {}
+ZipEntryReader::ZipEntryReader(const ZipInput& input, bool verifyContent)
+    : input_(input), verifyContent_(verifyContent) {}
 
 ZipEntryReader::Place ZipEntryReader::locate(const ZipEntry& entry, ZipInput::Buffer& buffer) const {
     const std::uint64_t fixedSize = kLocalSize + entry.name.size();
@@ -110,7 +110,7 @@ std::vector<unsigned char> ZipEntryReader::readDeflated(const ZipEntry& entry, s
     ZipInput::Buffer buffer;
     const std::string_view packed = input_.view(dataOffset, entry.storedSize, buffer);
     std::vector<unsigned char> content(entry.size);
-    const auto inflated = codec_.inflate(packed, content);
+    const auto inflated = DeflateCodec::inflate(packed, content);
     if (!inflated) {
         damaged(entry, text("its deflated data is invalid or inflates to more than the ", entry.size,
                             " bytes that the index tells"));

@@ -18,8 +18,8 @@ public:
         std::string_view extra;
     };
 
-    /// @param input, codec  outlive the object. @param verifyContent  whether to check the checksums.
-    ZipEntryReader(const ZipInput& input, DeflateCodec& codec, bool verifyContent);
+    /// @param input  outlives the object. @param verifyContent  whether to check the checksums.
+    ZipEntryReader(const ZipInput& input, bool verifyContent);
 
     /// Checks the local header against the index. @param buffer  may hold the header while the result is used.
     Place locate(const ZipEntry& entry, ZipInput::Buffer& buffer) const;
@@ -33,7 +33,6 @@ private:
     [[noreturn]] void damaged(const ZipEntry& entry, const std::string& found) const;
 
     const ZipInput& input_;
-    DeflateCodec& codec_;
     bool verifyContent_;
 };
 

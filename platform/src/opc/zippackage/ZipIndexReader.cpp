@@ -5,6 +5,7 @@
 #include "opc/zippackage/ZipText.hpp"
 
 #include <algorithm>
+#include <functional>
 
 namespace opc::zippackage {
 namespace {
@@ -31,7 +32,8 @@ ZipIndex ZipIndexReader::read() {
     readDirectory(end, index.entries);
     checkNames(index.entries);
     checkPlaces(index.entries, end.directoryOffset);
-    const auto folders = std::remove_if(index.entries.begin(), index.entries.end(), isFolder);
+    const auto folders = std::stable_partition(index.entries.begin(), index.entries.end(), std::not_fn(isFolder));
+    index.folders.assign(folders, index.entries.end());
     index.entries.erase(folders, index.entries.end());
     index.comment = input_.held(end.position + kEndSize, input_.size() - end.position - kEndSize);
     return index;

@@ -13,6 +13,7 @@ namespace opc::zippackage {
 /// The index of a container; its texts are views of what the input holds.
 struct ZipIndex {
     std::vector<ZipEntry> entries;  ///< in the order of the directory, without the folders
+    std::vector<ZipEntry> folders;  ///< which hold nothing and are only carried over
     std::string_view comment;
 };
 

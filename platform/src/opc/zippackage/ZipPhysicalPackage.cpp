@@ -25,11 +25,11 @@ namespace {
 class OpenContainer {
 public:
     OpenContainer(std::unique_ptr<ReadableFile> file, const std::string& fileName, const Limits& limits,
-                  DeflateCodec& codec, bool verifyContent)
+                  bool verifyContent)
         : file_(std::move(file)),
           input_(*file_, fileName),
           index_(ZipIndexReader(input_, limits).read()),
-          reader_(input_, codec, verifyContent) {}
+          reader_(input_, verifyContent) {}
 
     const ZipInput& input() const noexcept { return input_; }
     const ZipIndex& index() const noexcept { return index_; }
@@ -85,7 +85,6 @@ private:
     FileSystemOps ops_;
     bool verifyContent_;
     Limits limits_;
-    DeflateCodec codec_;
     std::optional<OpenMode> mode_;
     std::unique_ptr<const OpenContainer> container_;
     std::vector<PhysicalItem> items_;
@@ -97,7 +96,7 @@ void ZipPhysicalPackage::Impl::open(OpenMode mode) {
     }
     if (mode != OpenMode::Create) {
         auto opened = std::make_unique<const OpenContainer>(ops_.openForReading(fileName_), displayName_, limits_,
-                                                            codec_, verifyContent_);
+                                                            verifyContent_);
         items_ = itemsOf(opened->index());
         container_ = std::move(opened);
     }
@@ -145,17 +144,25 @@ void ZipPhysicalPackage::Impl::checkPlan(const std::vector<PlannedItem>& plan, c
 }
 
 void ZipPhysicalPackage::Impl::write(const std::vector<PlannedItem>& plan, Replacement& out, const std::string& doing) {
-    ZipWriter writer(doing, out, codec_, limits_);
+    DeflateCodec codec;
+    ZipWriter writer(doing, out, codec, limits_);
+    const auto carry = [&](const ZipEntry& entry) {
+        ZipInput::Buffer buffer;
+        writer.addCarried(container_->input(), entry, container_->reader().locate(entry, buffer));
+    };
     for (const PlannedItem& item : plan) {
         if (item.content != nullptr) {
             writer.addContent(item.name, *item.content, item.compression);
-            continue;
+        } else {
+            carry(container_->index().entries[item.carried]);
         }
-        const ZipEntry& carried = container_->index().entries[item.carried];
-        ZipInput::Buffer buffer;
-        writer.addCarried(container_->input(), carried, container_->reader().locate(carried, buffer));
     }
-    writer.finish(container_ ? container_->index().comment : std::string_view());
+    if (!container_) {
+        writer.finish({});
+        return;
+    }
+    std::for_each(container_->index().folders.begin(), container_->index().folders.end(), carry);
+    writer.finish(container_->index().comment);
 }
 
 std::u16string ZipPhysicalPackage::Impl::backUp(const std::u16string& extension) const {
