@@ -1,7 +1,6 @@
 #include "support/SystemCallScript.hpp"
 
 #include <cerrno>
-#include <cstdio>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -27,9 +26,6 @@ void SystemCallScript::fail(const std::string& call, int error, int passing) {
 int SystemCallScript::intercept(const char* call) { return active == nullptr ? 0 : active->enter(call); }
 
 int SystemCallScript::enter(const std::string& call) {
-    if (calls_++ == exitBefore_) {
-        ::_exit(0);
-    }
     if (call != "write" || trace_.empty() || trace_.back() != call) {
         trace_.push_back(call);
     }

@@ -6,7 +6,7 @@
 namespace support {
 
 /// Watches the system calls that a replacement consists of (write, copy_file_range, fchmod, fsync, renameat, renameat2)
-/// while it lives, and makes one of them fail, or ends the process before one. One at a time, for one thread.
+/// while it lives, and makes one of them fail. One at a time, for one thread.
 class SystemCallScript {
 public:
     SystemCallScript();
@@ -16,9 +16,6 @@ public:
 
     /// Makes calls of that name fail, but for the first `passing` ones.
     void fail(const std::string& call, int error, int passing = 0);
-
-    /// Ends the process, as if killed, before the call of that number, counted from 0.
-    void exitBefore(std::size_t call) { exitBefore_ = call; }
 
     /// The calls so far. Writes in a row count as one.
     const std::vector<std::string>& trace() const noexcept { return trace_; }
@@ -33,8 +30,6 @@ private:
     std::string failing_;
     int error_ = 0;
     int passing_ = 0;
-    std::size_t calls_ = 0;
-    std::size_t exitBefore_ = static_cast<std::size_t>(-1);
 };
 
 }  // namespace support

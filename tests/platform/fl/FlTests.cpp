@@ -7,79 +7,69 @@
 
 #include <filesystem>
 #include <gtest/gtest.h>
-#include <optional>
 
 using namespace fl::i18n;
 
 namespace {
 
-const std::u16string kLongText(1000, u'x');
-
-struct Utf8Case {
-    std::string utf8;
-    std::u16string utf16;              ///< what the lenient conversion gives
-    std::optional<std::size_t> fault;  ///< where the strict one finds a malformed sequence
-};
+template <class Convert>
+void expectFault(std::size_t offset, Convert convert) {
+    try {
+        convert();
+        ADD_FAILURE() << "not refused";
+    } catch (const ConversionError& error) {
+        EXPECT_EQ(error.offset(), offset);
+        EXPECT_NE(std::string(error.what()).find(std::to_string(offset)), std::string::npos);
+    }
+}
 
 TEST(I18n, Utf8ToUtf16) {
-    const std::vector<Utf8Case> cases = {
-        {"", u"", {}},
-        {"plain ASCII of more than one word", u"plain ASCII of more than one word", {}},
-        {std::string("a\0b", 3), std::u16string(u"a\0b", 3), {}},
-        {"\xEF\xBB\xBF\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80", u"\uFEFF\x7F\x80\u07FF\u0800", {}},
-        {"1234567\xF0\x90\x80\x80\xF4\x8F\xBF\xBF", u"1234567\U00010000\U0010FFFF", {}},
-        {"\xEF\xBF\xBD", u"\uFFFD", {}},
+    const std::pair<std::string, std::u16string> cases[] = {
+        {"", u""},
+        {"plain ASCII of more than one word", u"plain ASCII of more than one word"},
+        {std::string("a\0b", 3), std::u16string(u"a\0b", 3)},
+        {"\xEF\xBB\xBF\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80", u"\uFEFF\x7F\x80\u07FF\u0800"},
+        {"1234567\xF0\x90\x80\x80\xF4\x8F\xBF\xBF\xEF\xBF\xBD", u"1234567\U00010000\U0010FFFF\uFFFD"},
+    };
+    for (const auto& [utf8, utf16] : cases) {
+        EXPECT_EQ(to_ustring(utf8), utf16);
+        EXPECT_EQ(utf8_to_ustring(utf8), utf16);
+        EXPECT_EQ(ustring_to_utf8(utf16), utf8);
+    }
+    EXPECT_THROW(codecvt_string_to_ustring("latin1"), std::invalid_argument);
+}
+
+TEST(I18n, MalformedUtf8) {
+    const std::tuple<std::string, std::u16string, std::size_t> cases[] = {
         {"ab\x80z", u"ab\uFFFDz", 2},                          // a continuation byte alone
         {"\xC0\xAF", u"\uFFFD\uFFFD", 0},                      // an overlong form
         {"12345678\xE2\x82", u"12345678\uFFFD", 8},            // cut short at the end
         {"\xE2\x82(", u"\uFFFD(", 0},                          // cut short by a character
         {"x\xED\xA0\x80", u"x\uFFFD\uFFFD\uFFFD", 1},          // a surrogate
         {"\xF4\x90\x80\x80", u"\uFFFD\uFFFD\uFFFD\uFFFD", 0},  // beyond U+10FFFF
-        {std::string(1000, 'x') + "\xFF", kLongText + u'\uFFFD', 1000},
     };
-    for (const Utf8Case& test : cases) {
-        SCOPED_TRACE(testing::PrintToString(test.utf8));
-        EXPECT_EQ(to_ustring(test.utf8), test.utf16);
-        if (!test.fault) {
-            EXPECT_EQ(utf8_to_ustring(test.utf8), test.utf16);
-            EXPECT_EQ(ustring_to_utf8(test.utf16), test.utf8);
-            continue;
-        }
-        try {
-            codecvt_string_to_ustring("utf-8")(test.utf8);
-            ADD_FAILURE() << "not refused";
-        } catch (const ConversionError& error) {
-            EXPECT_EQ(error.offset(), *test.fault);
-            EXPECT_NE(std::string(error.what()).find(std::to_string(*test.fault)), std::string::npos);
-        }
+    for (const auto& [utf8, lenient, fault] : cases) {
+        EXPECT_EQ(to_ustring(utf8), lenient);
+        expectFault(fault, [&utf8 = utf8] { codecvt_string_to_ustring("utf-8")(utf8); });
     }
-    EXPECT_THROW(codecvt_string_to_ustring("latin1"), std::invalid_argument);
 }
 
 TEST(I18n, LoneSurrogates) {
-    const std::vector<std::pair<std::u16string, std::size_t>> cases = {
+    const std::pair<std::u16string, std::size_t> cases[] = {
         {{0xD800}, 0}, {{u'a', 0xDC00, u'b'}, 1}, {{u'a', u'b', 0xDBFF}, 2}, {{0xD83D, 0xDE00, 0xDE00}, 2}};
     for (const auto& [text, fault] : cases) {
-        const std::string lenient = to_string(text);
-        EXPECT_NE(lenient.find("\xEF\xBF\xBD"), std::string::npos);
-        EXPECT_EQ(to_ustring(lenient).size(), text.size());
-        try {
-            ustring_to_utf8(text);
-            ADD_FAILURE() << "not refused: " << lenient;
-        } catch (const ConversionError& error) {
-            EXPECT_EQ(error.offset(), fault);
-        }
+        EXPECT_NE(to_string(text).find("\xEF\xBF\xBD"), std::string::npos);
+        EXPECT_EQ(to_ustring(to_string(text)).size(), text.size());
+        expectFault(fault, [&text = text] { ustring_to_utf8(text); });
     }
 }
 
 TEST(I18n, LowerCase) {
     const std::vector<std::pair<std::u16string, std::u16string>> cases = {
-        {u"", u""},
         {u"Model.TQX @[`{", u"model.tqx @[`{"},
         {u"\u0130I", u"i\u0307i"},                                       // one unit becomes two
         {u"\u0130\u0130\u0130\u0130", u"i\u0307i\u0307i\u0307i\u0307"},  // and the text outgrows its length
         {u"\u039F\u03A3 \u03A3\u0391", u"\u03BF\u03C2 \u03C3\u03B1"},    // a sigma at the end of a word
-        {u"\u212A", u"k"},
         {u"\U00010400", u"\U00010428"},
     };
     for (const auto& [text, lower] : cases) {
@@ -98,7 +88,6 @@ TEST(Filesystem, Canonical) {
     using fl::filesystem::canonical;
     EXPECT_EQ(canonical(base + u"/sub/./../f\u00E9.tqx", u""), file);
     EXPECT_EQ(canonical(u"sub/link", base), file);
-    EXPECT_EQ(canonical(base + u"/sub/link", u"/nowhere"), file);
     EXPECT_EQ(canonical(u".", u""), fs::current_path().u16string());
     for (const std::u16string& bad : {base + u"/absent", base + u"/\xD800", base + std::u16string(1, u'\0'), {}}) {
         EXPECT_THROW(canonical(bad, u""), fl::filesystem::FsysExceptionBase) << to_string(bad);

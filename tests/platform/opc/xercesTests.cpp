@@ -5,7 +5,6 @@
 #include "opc/model/XercesHelper.hpp"
 
 #include <chrono>
-#include <functional>
 #include <gtest/gtest.h>
 #include <memory>
 #include <thread>
@@ -17,7 +16,6 @@ using opc::model::InvalidXMLDocument;
 using opc::model::XercesGuard;
 using opc::model::XercesHelper;
 using opc::model::XercesString;
-using Strings = std::vector<std::string>;
 
 struct Releaser {
     template <class Owned>
@@ -31,8 +29,6 @@ using DocumentPtr = std::unique_ptr<xercesc::DOMDocument, Releaser>;
 
 const std::u16string kNamespace = u"urn:w";
 
-std::u16string wide(const std::string& ascii) { return {ascii.begin(), ascii.end()}; }
-
 std::string repeated(const std::string& text, std::size_t count) {
     std::string all;
     for (std::size_t i = 0; i < count; ++i) {
@@ -41,38 +37,39 @@ std::string repeated(const std::string& text, std::size_t count) {
     return all;
 }
 
-std::vector<unsigned char> utf16(const std::u16string& text, bool isBigEndian) {
-    std::vector<unsigned char> bytes;
+std::string utf16(const std::u16string& text, bool isBigEndian) {
+    std::string bytes;
     for (const char16_t unit : u'\uFEFF' + text) {
-        const auto high = static_cast<unsigned char>(unit >> 8);
-        const auto low = static_cast<unsigned char>(unit & 0xFF);
-        bytes.insert(bytes.end(), {isBigEndian ? high : low, isBigEndian ? low : high});
+        const char low = static_cast<char>(unit & 0xFF), high = static_cast<char>(unit >> 8);
+        bytes.append({isBigEndian ? high : low, isBigEndian ? low : high});
     }
     return bytes;
 }
 
 class XercesTest : public testing::Test {
 protected:
-    std::u16string textOf(const std::u16string& xml) {
-        return XercesHelper::getTextContent(
-            XercesHelper::readDocumentFromString(parser_.get(), xml, false, u"", u"")->getDocumentElement());
+    const xercesc::DOMElement* read(const std::u16string& xml, const std::u16string& publicId = u"",
+                                    const std::u16string& systemId = u"") {
+        return XercesHelper::readDocumentFromString(parser_.get(), xml, false, publicId, systemId)
+            ->getDocumentElement();
     }
 
-    std::u16string textOf(const std::vector<unsigned char>& bytes) {
+    const xercesc::DOMElement* read(const std::string& xml) {
+        const std::vector<unsigned char> bytes(xml.begin(), xml.end());
         opc::ByteArrayInAdaptor in(bytes);
-        return XercesHelper::getTextContent(
-            XercesHelper::readDocumentFromStream(parser_.get(), in, false, u"", u"")->getDocumentElement());
+        return XercesHelper::readDocumentFromStream(parser_.get(), in, false, u"", u"")->getDocumentElement();
     }
 
-    std::u16string textOf(const std::string& bytes) {
-        return textOf(std::vector<unsigned char>(bytes.begin(), bytes.end()));
+    template <class... Xml>
+    std::u16string textOf(const Xml&... xml) {
+        return XercesHelper::getTextContent(read(xml...));
     }
 
     /// What reading complains of; empty when it does not.
-    template <class Xml>
-    std::string complaint(const Xml& xml) {
+    template <class... Xml>
+    std::string complaint(const Xml&... xml) {
         try {
-            textOf(xml);
+            read(xml...);
             return "";
         } catch (const InvalidXMLDocument& error) {
             EXPECT_EQ(error.kind(), opc::ErrorKind::Damaged);
@@ -85,49 +82,33 @@ protected:
 };
 
 TEST_F(XercesTest, RefusesHostileAndMalformedDocuments) {
-    const std::string laughs = "<!DOCTYPE a [<!ENTITY b 'ha'><!ENTITY c '&b;&b;&b;'>]><a>&c;</a>";
-    struct Case {
-        std::string xml;
-        std::string finding;
-    };
-    const Case cases[] = {
+    const std::pair<std::string, const char*> cases[] = {
         {"<!DOCTYPE a><a/>", "line 1, column 10: invalid document structure (a document type declaration"},
-        {"<?xml version='1.0'?>\n<!DOCTYPE a [<!ELEMENT a ANY>]><a/>", "line 2, column 10: "},
         {"<!DOCTYPE a SYSTEM 'file:///etc/passwd'><a/>", "document type declaration"},
         {"<!DOCTYPE a [<!ENTITY e SYSTEM 'file:///etc/passwd'>]><a>&e;</a>", "document type declaration"},
-        {laughs, "document type declaration"},
-        {"<a/><!DOCTYPE a>", "not well-formed"},
+        {"<!DOCTYPE a [<!ENTITY b 'ha'><!ENTITY c '&b;&b;&b;'>]><a>&c;</a>", "document type declaration"},
         {"<a>&undefined;</a>", "line 1, column 15: entity 'undefined' not found"},
-        {"<a><b></a>", "line 1, column 9: expected end of tag 'b'"},
-        {"<a>\n <b", "line 2, column 4"},
+        {"<a>\n<b></a>", "line 2, column 6: expected end of tag 'b'"},
         {"<a><![CDATA[open", "not well-formed"},
         {"<a/><b/>", "not well-formed"},
-        {"<a/>text", "not well-formed"},
         {std::string("<a/>\0<b/>", 9), "NUL"},
-        {std::string("<a>\0</a>", 8), "not well-formed"},
-        {"text", "invalid document structure"},
         {"", "not well-formed"},
         {"<a x='1' x='2'/>", "not well-formed"},
         {"<a b:x='1'/>", "not well-formed"},
-        {"<b:a/>", "not well-formed"},
         {"<a>\x01</a>", "not well-formed"},
-        {"<a>&#0;</a>", "not well-formed"},
-        {"<a>]]></a>", "not well-formed"},
-        {"<a>\xC3</a>", "not well-formed"},
         {"<a>\xC0\xAF</a>", "not well-formed"},
-        {"<a>\xED\xA0\x80</a>", "not well-formed"},
         {"<?xml version='1.0' encoding='ISO-8859-1'?><a>\xE4</a>", "its encoding is ISO-8859-1"},
-        {"<?xml version='1.0' encoding='IBM037'?><a/>", "encoding"},
         {"<?xml version='1.0' encoding='no-such'?><a/>", "not well-formed"},
         {repeated("<a>", 100000) + repeated("</a>", 100000), "refused at line 1, column 3076: more than 1024"},
-        {repeated("<a>", 100000), "more than 1024"},
         {repeated("<a x='1' y='2'>", 1000), "more than 1024"},
     };
-    for (const Case& each : cases) {
-        const std::string found = complaint(each.xml);
-        EXPECT_NE(found.find(each.finding), std::string::npos) << each.xml.substr(0, 80) << "\n  -> " << found;
+    for (const auto& [xml, finding] : cases) {
+        const std::string found = complaint(xml);
+        EXPECT_NE(found.find(finding), std::string::npos) << xml.substr(0, 80) << "\n  -> " << found;
         EXPECT_EQ(found.find("the XML document is "), 0U) << found;
     }
+    EXPECT_EQ(complaint(std::u16string(u"<"), u"", u"/a b").find("the XML document \"/a b\" is not well-formed"), 0U);
+    EXPECT_EQ(complaint(std::u16string(u"<"), u"p", u"").find("the XML document \"p\" is not well-formed"), 0U);
 }
 
 TEST_F(XercesTest, RefusesVeryManyAttributesInLinearTime) {
@@ -141,94 +122,54 @@ TEST_F(XercesTest, RefusesVeryManyAttributesInLinearTime) {
 }
 
 TEST_F(XercesTest, ReadsTheUnusualButHarmless) {
-    const std::string attributes = "<a xmlns:xsi='http://www.w3.org/2001/XMLSchema-instance' "
-                                   "xsi:schemaLocation='urn:x file:///nonexistent.xsd'>t</a>";
-    struct Case {
-        std::string xml;
-        std::u16string text;
-    };
-    const Case cases[] = {
+    const std::string schema =
+        "xmlns:x='http://www.w3.org/2001/XMLSchema-instance' x:schemaLocation='urn:x file:///no'";
+    const std::pair<std::string, std::u16string> cases[] = {
         {"<a>x<!-- no --><b>y<c>z</c></b><?no no?><![CDATA[<w>]]></a>", u"xyz<w>"},
-        {"<a>" + repeated("&amp;&#x41;", 1000) + "</a>", wide(repeated("&A", 1000))},
-        {"<a><xi:include xmlns:xi='http://www.w3.org/2001/XInclude' href='file:///etc/passwd'/></a>", u""},
-        {attributes, u"t"},
-        {"<a>" + repeated("<b>1</b>", 2000) + "</a>", wide(repeated("1", 2000))},
+        {"<a>" + repeated("&amp;", 1000) + "</a>", std::u16string(1000, u'&')},
+        {"<a><i:include xmlns:i='http://www.w3.org/2001/XInclude' href='file:///etc/passwd'/></a>", u""},
+        {"<a " + schema + ">t</a>", u"t"},
+        {"<a>" + repeated("<b x=''>1</b>", 2000) + "</a>", std::u16string(2000, u'1')},
         {repeated("<a>", 1000) + "deep" + repeated("</a>", 1000), u"deep"},
         {"<?xml version='1.0' encoding='UTF-16'?><a>\xC3\xA4</a>", u"\u00E4"},
-        {"<a>1\r\n2\r3</a>", u"1\n2\n3"},
-        {"\xEF\xBB\xBF<?xml version='1.0' encoding='utf-8' standalone='yes'?><a>\xC3\xA4\xF0\x9F\x98\x80</a>",
-         u"\u00E4\U0001F600"},
+        {"\xEF\xBB\xBF<?xml version='1.0' encoding='utf-8'?><a>\xC3\xA4\xF0\x9F\x98\x80</a>", u"\u00E4\U0001F600"},
+        {utf16(u"<a>\u00E4\U0001F600</a>", false), u"\u00E4\U0001F600"},
+        {utf16(u"<?xml version='1.0' encoding='UTF-16'?><a>\u00E4</a>", true), u"\u00E4"},
     };
-    for (const Case& each : cases) {
-        EXPECT_EQ(textOf(each.xml), each.text) << each.xml.substr(0, 80);
+    for (const auto& [xml, text] : cases) {
+        EXPECT_EQ(textOf(xml), text) << xml.substr(0, 80);
     }
-}
-
-TEST_F(XercesTest, ReadsStringsWhateverEncodingTheyDeclare) {
-    for (const std::string encoding : {"UTF-8", "UTF-16", "UTF-16BE", "ISO-8859-1", "no-such", "utf-8"}) {
-        const std::u16string xml =
-            wide("<?xml version='1.0' encoding='" + encoding + "' standalone='no'?><a>") + u"\u00E4\U0001F600</a>";
-        EXPECT_EQ(textOf(xml), u"\u00E4\U0001F600") << encoding;
-        EXPECT_EQ(textOf(u'\uFEFF' + xml), u"\u00E4\U0001F600") << encoding;
+    // Of text that is decoded already, no declared encoding counts.
+    for (const std::u16string encoding : {u"UTF-8", u"UTF-16BE", u"ISO-8859-1", u"no-such"}) {
+        const std::u16string xml = u"<?xml version='1.0' encoding='" + encoding + u"'?><a>\u00E4\U0001F600</a>";
+        EXPECT_EQ(textOf(xml), u"\u00E4\U0001F600");
+        EXPECT_EQ(textOf(u'\uFEFF' + xml), u"\u00E4\U0001F600");
     }
-    const std::u16string halves[] = {u"<a>\xD83D</a>", u"<a>\xDE00</a>", u"<a>\xD83D\xD83D</a>"};
-    for (const std::u16string& xml : halves) {
-        EXPECT_NE(complaint(xml), "");
-    }
-}
-
-TEST_F(XercesTest, DetectsUtf16InStreams) {
-    const std::u16string text = u"\u00E4\U0001F600";
-    for (const bool isBigEndian : {false, true}) {
-        for (const std::u16string declaration : {u"", u"<?xml version='1.0' encoding='UTF-16'?>"}) {
-            EXPECT_EQ(textOf(utf16(declaration + u"<a>" + text + u"</a>", isBigEndian)), text);
-        }
-    }
-}
-
-TEST_F(XercesTest, NamesTheDocumentInMessages) {
-    const auto read = [&](const std::u16string& publicId, const std::u16string& systemId) -> std::string {
-        try {
-            XercesHelper::readDocumentFromString(parser_.get(), u"<", false, publicId, systemId);
-        } catch (const InvalidXMLDocument& error) {
-            return error.what();
-        }
-        return "";
-    };
-    EXPECT_EQ(read(u"", u"/a b.xml").find("the XML document \"/a b.xml\" is not well-formed at line 1, "), 0U);
-    EXPECT_EQ(read(u"p", u"").find("the XML document \"p\" is not well-formed at line 1, "), 0U);
+    EXPECT_NE(complaint(std::u16string(u"<a>\xD83D</a>")), "");
 }
 
 TEST_F(XercesTest, AdoptedDocumentsOutliveTheirParser) {
     const DocumentPtr document(XercesHelper::readDocumentFromString(parser_.get(), u"<a>1</a>", true, u"", u""));
-    EXPECT_EQ(textOf(u"<a>2</a>"), u"2");
+    EXPECT_EQ(textOf(std::u16string(u"<a>2</a>")), u"2");
     parser_.reset();
     EXPECT_EQ(XercesHelper::getTextContent(document->getDocumentElement()), u"1");
 }
 
 TEST_F(XercesTest, ReleasedParsersAreAsNew) {
-    const auto setUpDifferently = [&](const std::function<void(xercesc::DOMConfiguration&)>& change) {
-        const ParserPtr parser(XercesHelper::createParser());
-        change(*parser->getDomConfig());
-        EXPECT_THROW(XercesHelper::readDocumentFromString(parser.get(), u"<!DOCTYPE a><a><b>", false, u"", u""),
-                     InvalidXMLDocument);
-    };
-    using xercesc::DOMConfiguration;
     using xercesc::XMLUni;
-    setUpDifferently([](DOMConfiguration&) {});
-    setUpDifferently([](DOMConfiguration& config) { config.setParameter(XMLUni::fgDOMDisallowDoctype, false); });
-    setUpDifferently([](DOMConfiguration& config) { config.setParameter(XMLUni::fgDOMNamespaces, false); });
-    setUpDifferently([](DOMConfiguration& config) {
-        config.setParameter(XMLUni::fgDOMErrorHandler, static_cast<const void*>(nullptr));
-    });
+    for (const XMLCh* const changed : {XMLUni::fgDOMDisallowDoctype, XMLUni::fgDOMNamespaces}) {
+        parser_.reset(XercesHelper::createParser());
+        parser_->getDomConfig()->setParameter(changed, false);
+        EXPECT_NE(complaint(std::u16string(u"<!DOCTYPE a><a><b>")), "");
+    }
+    parser_.reset(XercesHelper::createParser());
+    parser_->getDomConfig()->setParameter(XMLUni::fgDOMErrorHandler, static_cast<const void*>(nullptr));
+    EXPECT_NE(complaint(std::u16string(u"<a><b>")), "");
     for (int i = 0; i < 3; ++i) {
         parser_.reset(XercesHelper::createParser());
         parser_->getDomConfig()->setParameter(XMLUni::fgDOMNamespaces, true);
-        EXPECT_NE(complaint(u"<!DOCTYPE a><a/>"), "");
-        const auto* const document =
-            XercesHelper::readDocumentFromString(parser_.get(), u"<a xmlns='urn:w'>1</a>", false, u"", u"");
-        EXPECT_EQ(document->getDocumentElement()->getNamespaceURI(), kNamespace);
-        EXPECT_NE(complaint(u"<a><b>"), "");
+        EXPECT_NE(complaint(std::u16string(u"<!DOCTYPE a><a/>")), "");
+        EXPECT_EQ(read(std::u16string(u"<a xmlns='urn:w'>1</a>"))->getNamespaceURI(), kNamespace);
     }
 }
 
@@ -237,30 +178,26 @@ TEST_F(XercesTest, ParsersWorkOnSeveralThreads) {
         for (int i = 0; i < 300; ++i) {
             const XercesGuard guard;
             const ParserPtr parser(XercesHelper::createParser());
-            const std::u16string number = wide(std::to_string(i));
-            const auto* const document =
-                XercesHelper::readDocumentFromString(parser.get(), u"<a>" + number + u"</a>", false, u"", u"");
-            ASSERT_EQ(XercesHelper::getTextContent(document->getDocumentElement()), number);
-            ASSERT_THROW(XercesHelper::readDocumentFromString(parser.get(), u"<a", false, u"", u""),
-                         InvalidXMLDocument);
+            const auto read = [&](const std::u16string& xml) {
+                return XercesHelper::readDocumentFromString(parser.get(), xml, false, u"", u"")->getDocumentElement();
+            };
+            const std::u16string text(static_cast<std::size_t>(i), u'x');
+            ASSERT_EQ(XercesHelper::getTextContent(read(u"<a>" + text + u"</a>")), text);
+            ASSERT_THROW(read(u"<a"), InvalidXMLDocument);
         }
     };
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back(work);
-    }
+    std::thread threads[] = {std::thread(work), std::thread(work), std::thread(work), std::thread(work)};
     for (std::thread& each : threads) {
         each.join();
     }
 }
 
 TEST_F(XercesTest, FindsElementsAndAttributesByNamespace) {
-    const auto* const document = XercesHelper::readDocumentFromString(
-        parser_.get(), u"<r xmlns:w='urn:w'><p/><w:p w:v='1' v='2'/><x><w:p/></x><w:p v=''/></r>", false, u"", u"");
-    const auto* const root = document->getDocumentElement();
+    const std::u16string xml = u"<r xmlns:w='urn:w'><p/><w:p w:v='1' v='2'/><x><w:p/></x><w:p v=''/></r>";
+    const auto* const root = read(xml);
     auto* const first = XercesHelper::getElementNS(root, kNamespace, u"p");
-    EXPECT_EQ(XercesHelper::getElementsNS(root, kNamespace, u"p"),
-              (std::vector<xercesc::DOMElement*>{first, root->getLastElementChild()}));
+    auto* const last = root->getLastElementChild();
+    EXPECT_EQ(XercesHelper::getElementsNS(root, kNamespace, u"p"), (std::vector<xercesc::DOMElement*>{first, last}));
     EXPECT_EQ(XercesHelper::getElementNS(root, u"", u"p"), root->getFirstElementChild());
     EXPECT_EQ(XercesHelper::getElementNS(root, kNamespace, u"v"), nullptr);
     std::u16string value = u"before";
@@ -268,22 +205,19 @@ TEST_F(XercesTest, FindsElementsAndAttributesByNamespace) {
     EXPECT_EQ(value, u"before");
     EXPECT_TRUE(XercesHelper::getElementAttributeNS(first, kNamespace, u"v", value));
     EXPECT_EQ(value, u"1");
-    EXPECT_TRUE(XercesHelper::getElementAttributeNS(root->getLastElementChild(), u"", u"v", value));
+    EXPECT_TRUE(XercesHelper::getElementAttributeNS(last, u"", u"v", value));
     EXPECT_EQ(value, u"");
 }
 
 /// Refuses whatever it is given once it has taken some bytes.
-class FullStream final : public opc::OutputStream {
-public:
+struct FullStream : opc::OutputStream {
     void write(const void* /*from*/, std::size_t count) override {
-        taken_ += count;
-        if (taken_ > 100000) {
+        taken += count;
+        if (taken > 100000) {
             throw std::domain_error("full");
         }
     }
-
-private:
-    std::size_t taken_ = 0;
+    std::size_t taken = 0;
 };
 
 class XercesWriterTest : public XercesTest {
@@ -316,16 +250,13 @@ TEST_F(XercesWriterTest, WritesPlainUtf8) {
 }
 
 TEST_F(XercesWriterTest, CdataComesBackAsWritten) {
-    std::vector<std::u16string> texts = {
-        u"]]>", u"a]]>b]]>", u"]]]]>", u"]]", u">", u"]]>]]>]]>", u"<![CDATA[x]]>", u" &amp;<>\t\n", u"\u00E4\u4E2D",
-    };
+    std::vector<std::u16string> texts = {u"a]]>b]]>", u"]]]]>", u"]]", u"]]>]]>]]>", u"<![CDATA[x]]>", u" &amp;<>\t\n"};
     // Around the sizes in which the text may be handled on its way.
-    for (const std::size_t size : {4096U, 16384U, 65536U, 1048576U}) {
+    for (const std::size_t size : {4096U, 16384U, 65536U}) {
         for (std::size_t before = size - 4; before <= size + 1; ++before) {
             texts.push_back(std::u16string(before, u'x') + u"]]>\U0001F600end");
         }
     }
-    texts.push_back(wide(repeated("]]>", 20000)));
     for (const std::u16string& text : texts) {
         ASSERT_TRUE(textOf(written(makeDocument(text, text.substr(0, 100)))) == text + text.substr(0, 100))
             << text.size() << " units";
@@ -333,7 +264,6 @@ TEST_F(XercesWriterTest, CdataComesBackAsWritten) {
 }
 
 TEST_F(XercesWriterTest, RefusesWhatXmlCannotHoldAndStaysUsable) {
-    const std::u16string units[] = {u"a\xD83D", u"\xDE00", u"\xD83D\xD83D", u"\x01", u"\uFFFE"};
     const std::string expected = written(makeDocument(u"fine"));
     const auto expectMisuse = [&](const DocumentPtr& document) {
         try {
@@ -344,7 +274,7 @@ TEST_F(XercesWriterTest, RefusesWhatXmlCannotHoldAndStaysUsable) {
         }
         EXPECT_EQ(written(makeDocument(u"fine")), expected);
     };
-    for (const std::u16string& text : units) {
+    for (const std::u16string text : {u"a\xD83D", u"\xDE00", u"\x01", u"\uFFFE"}) {
         expectMisuse(makeDocument(text));
         expectMisuse(makeDocument(u"", text));
         expectMisuse(makeDocument(u"", u"", text));

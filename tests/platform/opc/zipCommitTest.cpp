@@ -8,15 +8,9 @@ namespace {
 
 using foundation::storage::vfs::ReadableFile;
 using foundation::storage::vfs::Replacement;
-using foundation::storage::vfs::StorageError;
 using foundation::storage::vfs::StorageErrorKind;
 using interfaces::CompressionType;
-using interfaces::OpenMode;
 using interfaces::PlannedItem;
-using support::zip64Field;
-using support::ZipFile;
-using support::ZipHeader;
-using support::ZipItem;
 
 PlannedItem fresh(const std::string& name, const std::vector<unsigned char>& content,
                   CompressionType compression = CompressionType::Normal) {
@@ -34,27 +28,21 @@ protected:
 };
 
 TEST_F(ZipCommitTest, WritesTheSameBytesForTheSameContent) {
-    const std::string prose = proseOf(100000);
-    const std::string noise = noiseOf(70000);
-    const auto proseBytes = toBytes(prose), noiseBytes = toBytes(noise), none = toBytes("");
-    const auto letters = toBytes(std::string(5000, 'x'));
+    const std::string prose = proseOf(100000), noise = noiseOf(70000), letters(5000, 'x');
+    const auto proseBytes = toBytes(prose), noiseBytes = toBytes(noise), none = toBytes(""), many = toBytes(letters);
     Limits limits;
     limits.ratioFreeSize = 4999;
     limits.maxRatio = 100;
     commit(package(limits), OpenMode::Create,
-           {fresh("[Content_Types].xml", proseBytes), fresh("n", noiseBytes), fresh("e", none),
-            fresh("s", proseBytes, CompressionType::None), fresh("too/good", letters)});
+           {fresh("prose", proseBytes), fresh("n", noiseBytes), fresh("e", none),
+            fresh("s", proseBytes, CompressionType::None), fresh("too/good", many)});
     ZipFile expected;
-    expected.items = {{"[Content_Types].xml", prose, true},
-                      {"n", noise},
-                      {"e", ""},
-                      {"s", prose},
-                      {"too/good", std::string(5000, 'x')}};
+    expected.items = {{"prose", prose, true}, {"n", noise}, {"e", ""}, {"s", prose}, {"too/good", letters}};
     EXPECT_TRUE(stored() == expected.bytes());
-    ASSERT_NO_THROW(package(limits).open(OpenMode::ReadOnly));
-
-    commit(package(u"empty f.zip"), OpenMode::Create, {});
-    EXPECT_EQ(stored(u"empty f.zip"), ZipFile().bytes());
+    ZipPhysicalPackage opened = package(limits);
+    opened.open(OpenMode::Update);
+    opened.commit({});
+    EXPECT_EQ(stored(), ZipFile().bytes());
 }
 
 ZipFile odd(bool described) {
@@ -73,12 +61,10 @@ ZipFile odd(bool described) {
     item.local.extra = std::string("UT\2\0xy", 6);
     item.change([](ZipHeader& h) { h.method = 12, h.versionNeeded = 46; });
     if (described) {
-        item.change([](ZipHeader& h) { h.flags |= 8; });
+        item.change([](ZipHeader& h) { h.flags |= 8, h.extra += zip64Field({h.size, h.storedSize}); });
+        item.change([](ZipHeader& h) { h.size = h.storedSize = kOnes32; });
         item.local.crc = 0;
         item.after = "the data descriptor";
-        item.change([](ZipHeader& h) {
-            h.extra += zip64Field({h.size, h.storedSize}), h.size = h.storedSize = kOnes32;
-        });
     }
     return file;
 }
@@ -126,116 +112,97 @@ TEST_F(ZipCommitTest, WritesZip64RecordsThatItReads) {
 }
 
 TEST_F(ZipCommitTest, LeavesTheFileAloneWhenItRefuses) {
-    const auto content = toBytes(noiseOf(100));
+    const auto content = toBytes(noiseOf(100)), large = toBytes(noiseOf(151));
     Limits limits;
     limits.maxEntries = 3;
     limits.maxPartSize = 150;
     limits.maxPackageSize = 250;
-    const auto large = toBytes(noiseOf(151));
-    const std::string longName(20000, 'n');
     ZipFile file;
     file.items = {{"old", std::string(60, 'o')}};
     const std::string before = file.bytes();
     put(before);
-    struct Case {
+    struct Row {
+        OpenMode mode;
         std::vector<PlannedItem> plan;
         ErrorKind kind;
         const char* message;
-        OpenMode mode = OpenMode::Update;
     };
-    const Case rows[] = {
-        {{fresh("a", content), fresh("b", content), carried(0)},
-         ErrorKind::LimitExceeded,
-         "260, the limit maxPackageSize is 250"},
-        {{fresh("a", large)}, ErrorKind::LimitExceeded, "'a' is 151, the limit maxPartSize is 150"},
-        {{carried(0), carried(0), carried(0), carried(0)}, ErrorKind::LimitExceeded, "4, the limit maxEntries is 3"},
-        {{fresh(longName, content)}, ErrorKind::LimitExceeded, "4096 times maxEntries"},
-        {{fresh("a", content), fresh("A", content)}, ErrorKind::Misuse, "equivalent names"},
-        {{fresh("OLD", content), carried(0)}, ErrorKind::Misuse, "equivalent names"},
-        {{fresh("/a", content)}, ErrorKind::Misuse, "'/a' is no name"},
-        {{fresh("a/", content)}, ErrorKind::Misuse, "'a/' is no name"},
-        {{fresh("\xC3\xA4", content)}, ErrorKind::Misuse, "is no name"},
-        {{carried(1)}, ErrorKind::Misuse, "item 1 of 1"},
-        {{carried(0)}, ErrorKind::Misuse, "not open for reading", OpenMode::Create},
-        {{carried(0)}, ErrorKind::Misuse, "not open for writing", OpenMode::ReadOnly},
-        {{fresh("a", content)}, ErrorKind::Conflict, "f.zip", OpenMode::Create},
+    const auto update = OpenMode::Update;
+    const auto limit = ErrorKind::LimitExceeded, misuse = ErrorKind::Misuse;
+    const Row rows[] = {
+        {update, {fresh("a", content), fresh("b", content), carried(0)}, limit, "260, the limit maxPackageSize is 250"},
+        {update, {fresh("a", large)}, limit, "'a' is 151, the limit maxPartSize is 150"},
+        {update, {carried(0), carried(0), carried(0), carried(0)}, limit, "4, the limit maxEntries is 3"},
+        {update, {fresh(std::string(20000, 'n'), content)}, limit, "4096 times maxEntries"},
+        {update, {fresh("OLD", content), carried(0)}, misuse, "equivalent names"},
+        {update, {fresh("/a", content)}, misuse, "'/a' is no name"},
+        {update, {fresh("a/", content)}, misuse, "'a/' is no name"},
+        {update, {fresh("\xC3\xA4", content)}, misuse, "is no name"},
+        {update, {carried(1)}, misuse, "item 1 of 1"},
+        {OpenMode::Create, {carried(0)}, misuse, "not open for reading"},
+        {OpenMode::ReadOnly, {carried(0)}, misuse, "not open for writing"},
+        {OpenMode::Create, {fresh("a", content)}, ErrorKind::Conflict, "f.zip"},
     };
-    for (const Case& row : rows) {
-        SCOPED_TRACE(row.message);
+    for (const Row& row : rows) {
         expectError(row.kind, row.message, [&] { commit(package(limits), row.mode, row.plan); });
-        EXPECT_TRUE(stored() == before);
+        EXPECT_TRUE(stored() == before) << row.message;
     }
     ZipPhysicalPackage opened = package();
-    expectError(ErrorKind::Misuse, "not open", [&] { opened.commit({}); });
-    opened.open(OpenMode::Update);
-    expectError(ErrorKind::Misuse, "open already", [&] { opened.open(OpenMode::Update); });
-    expectError(ErrorKind::Misuse, "item 1 of 1", [&] { opened.read(1); });
+    expectError(misuse, "not open", [&] { opened.commit({}); });
+    opened.open(update);
+    expectError(misuse, "open already", [&] { opened.open(update); });
+    expectError(misuse, "item 1 of 1", [&] { opened.read(1); });
+    expectError(misuse, "empty", [&] { opened.backUp(u""); });
     put("changed outside");
     expectError(ErrorKind::Conflict, "f.zip", [&] { opened.commit({}); });
     EXPECT_EQ(stored(), "changed outside");
-    opened.close();
-    EXPECT_TRUE(opened.items().empty());
-    expectError(ErrorKind::Misuse, "not open", [&] { opened.read(0); });
-}
-
-TEST_F(ZipCommitTest, BacksUpTheVersionThatWasOpened) {
-    ZipFile file;
-    file.items = {{"old", "content"}};
-    const std::string before = file.bytes();
-    put(before);
-    ZipPhysicalPackage opened = package();
-    opened.open(OpenMode::Update);
-    opened.commit({});
     for (int i = 0; i < 2; ++i) {  // the second time over the first backup
         EXPECT_EQ(opened.backUp(u".bak"), u"f.zip.bak");
-        EXPECT_EQ(stored(u"f.zip.bak"), before);
+        EXPECT_EQ(stored(u"f.zip.bak"), before) << "not the version that was opened";
         storage->put(u"f.zip.bak", toBytes("an older backup"));
     }
-    expectError(ErrorKind::Misuse, "empty", [&] { opened.backUp(u""); });
+    opened.close();
+    EXPECT_TRUE(opened.items().empty());
+    expectError(misuse, "not open", [&] { opened.read(0); });
 }
 
-/// Fails in one operation.
+/// Does nothing but fail in one step.
 class FailingStorage : public foundation::storage::vfs::StorageSystem {
 public:
-    enum class Step { Open, ReadFile, Begin, Write, Commit };
+    enum class Step { Open, Read, Begin, Write, Commit };
 
-    FailingStorage(Step step, StorageErrorKind kind, std::string bytes)
-        : step_(step), kind_(kind), bytes_(std::move(bytes)) {}
-
-    void pass(Step step) const {
-        if (step == step_) {
-            throw StorageError(kind_, "the storage's reason, f.zip");
-        }
-    }
+    FailingStorage(Step step, StorageErrorKind kind, std::string bytes) : step_(step), kind_(kind), bytes_(bytes) {}
 
     foundation::storage::vfs::StorageGuarantees guarantees() const noexcept override { return {}; }
     bool exists(const std::u16string&) const override { return false; }
     std::unique_ptr<ReadableFile> openForReading(const std::u16string&) const override {
         pass(Step::Open);
-        return std::make_unique<File>(*this);
+        return std::make_unique<Handle>(*this);
     }
     std::unique_ptr<Replacement> beginReplacement(const std::u16string&, const ReadableFile*) override {
         pass(Step::Begin);
-        return std::make_unique<Discarding>(*this);
+        return std::make_unique<Handle>(*this);
     }
 
 private:
-    struct File : ReadableFile {
-        explicit File(const FailingStorage& owner) : owner_(owner) {}
-        std::uint64_t size() const override { return owner_.bytes_.size(); }
+    struct Handle : ReadableFile, Replacement {
+        explicit Handle(const FailingStorage& given) : owner(given) {}
+        std::uint64_t size() const override { return owner.bytes_.size(); }
         void read(std::uint64_t offset, void* to, std::size_t count) const override {
-            owner_.pass(Step::ReadFile);
-            owner_.bytes_.copy(static_cast<char*>(to), count, offset);
+            owner.pass(Step::Read);
+            owner.bytes_.copy(static_cast<char*>(to), count, offset);
         }
-        const FailingStorage& owner_;
-    };
-    struct Discarding : Replacement {
-        explicit Discarding(const FailingStorage& owner) : owner_(owner) {}
-        void write(const void*, std::size_t) override { owner_.pass(Step::Write); }
-        void commit() override { owner_.pass(Step::Commit); }
+        void write(const void*, std::size_t) override { owner.pass(Step::Write); }
+        void commit() override { owner.pass(Step::Commit); }
         void discard() noexcept override {}
-        const FailingStorage& owner_;
+        const FailingStorage& owner;
     };
+
+    void pass(Step step) const {
+        if (step == step_) {
+            throw foundation::storage::vfs::StorageError(kind_, "the storage's reason, f.zip");
+        }
+    }
 
     Step step_;
     StorageErrorKind kind_;
@@ -246,33 +213,31 @@ TEST_F(ZipCommitTest, PassesOnTheReasonsOfTheStorage) {
     using Step = FailingStorage::Step;
     ZipFile file;
     file.items = {{"large", noiseOf(200000)}};
-    struct Case {
+    const std::string bytes = file.bytes();
+    struct Row {
         Step step;
         StorageErrorKind kind;
-        ErrorKind expected;
-        ErrorKind expectedOfBackup;
+        ErrorKind expected, expectedOfBackup;
     };
-    const Case rows[] = {
+    const Row rows[] = {
         {Step::Open, StorageErrorKind::NotFound, ErrorKind::NotFound, ErrorKind::NotFound},
         {Step::Open, StorageErrorKind::AccessDenied, ErrorKind::InputOutput, ErrorKind::InputOutput},
-        {Step::ReadFile, StorageErrorKind::Other, ErrorKind::InputOutput, ErrorKind::InputOutput},
+        {Step::Read, StorageErrorKind::Other, ErrorKind::InputOutput, ErrorKind::InputOutput},
         {Step::Begin, StorageErrorKind::NotFound, ErrorKind::InputOutput, ErrorKind::InputOutput},
         {Step::Write, StorageErrorKind::NoSpace, ErrorKind::InputOutput, ErrorKind::InputOutput},
         {Step::Commit, StorageErrorKind::Conflict, ErrorKind::Conflict, ErrorKind::InputOutput},
         {Step::Commit, StorageErrorKind::NotDurable, ErrorKind::NotDurable, ErrorKind::InputOutput},
     };
-    for (const Case& row : rows) {
-        const auto failing = std::make_shared<FailingStorage>(row.step, row.kind, file.bytes());
-        const auto run = [&](auto&& action) {
+    for (const Row& row : rows) {
+        const auto expectReason = [&](ErrorKind kind, auto action) {
+            const auto failing = std::make_shared<FailingStorage>(row.step, row.kind, bytes);
             ZipPhysicalPackage opened(u"f.zip", selector(failing), true);
-            opened.open(OpenMode::Update);
-            action(opened);
+            expectError(kind, "the storage's reason", [&] { opened.open(OpenMode::Update), action(opened); });
         };
-        const char* reason = "the storage's reason";
-        expectError(row.expected, reason, [&] { run([](auto& p) { p.commit({carried(0)}); }); });
-        expectError(row.expectedOfBackup, reason, [&] { run([](auto& p) { p.backUp(u".bak"); }); });
+        expectReason(row.expected, [](auto& package) { package.commit({carried(0)}); });
+        expectReason(row.expectedOfBackup, [](auto& package) { package.backUp(u".bak"); });
     }
-    EXPECT_THROW(package(u"missing").open(OpenMode::Update), model::PackageNotFound);
+    EXPECT_THROW(package().open(OpenMode::Update), model::PackageNotFound);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include "foundation/storage/vfs/MemoryStorage.hpp"
 #include "opc/Exception.hpp"
+#include "opc/zippackage/ZipFormat.hpp"
 #include "opc/zippackage/ZipPhysicalPackage.hpp"
 #include "support/ZipBuilder.hpp"
 
@@ -10,6 +11,19 @@
 #include <string>
 
 namespace opc::zippackage {
+
+using interfaces::OpenMode;
+using support::zip64Field;
+using support::ZipFile;
+using support::ZipHeader;
+using support::ZipItem;
+
+/// A change to a file or an item, and what the failure tells.
+template <class Changed>
+struct ChangeRow {
+    void (*change)(Changed& it);
+    const char* message;
+};
 
 inline std::vector<unsigned char> toBytes(const std::string& text) { return {text.begin(), text.end()}; }
 inline std::string toText(const std::vector<unsigned char>& bytes) { return {bytes.begin(), bytes.end()}; }
@@ -39,10 +53,8 @@ class ZipTest : public testing::Test {
 protected:
     using Storage = foundation::storage::vfs::MemoryStorage;
 
-    ZipPhysicalPackage package(const Limits& limits = Limits()) { return package(u"f.zip", true, limits); }
-
-    ZipPhysicalPackage package(const std::u16string& name, bool verify = true, const Limits& limits = Limits()) {
-        return {name, selector(storage), verify, limits};
+    ZipPhysicalPackage package(const Limits& limits = Limits(), bool verify = true) {
+        return {u"f.zip", selector(storage), verify, limits};
     }
 
     void put(const std::string& bytes) { storage->put(u"f.zip", toBytes(bytes)); }
@@ -61,9 +73,9 @@ void expectError(ErrorKind kind, const std::string& fragment, Action&& action) {
         action();
         ADD_FAILURE() << "no failure; expected: " << fragment;
     } catch (const Exception& error) {
-        EXPECT_EQ(error.kind(), kind) << error.what();
-        EXPECT_NE(std::string(error.what()).find(fragment), std::string::npos) << error.what();
-        EXPECT_NE(std::string(error.what()).find("f.zip"), std::string::npos) << error.what();
+        const std::string what = error.what();
+        EXPECT_EQ(error.kind(), kind) << what;
+        EXPECT_TRUE(what.find(fragment) != what.npos && what.find("f.zip") != what.npos) << what << "\n" << fragment;
     }
 }
 
