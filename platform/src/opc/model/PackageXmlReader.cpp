@@ -4,6 +4,7 @@
 #include "opc/model/InvalidXMLDocument.hpp"
 
 #include <algorithm>
+#include <cstdlib>
 #include <exception>
 #include <expat.h>
 #include <memory>
@@ -41,10 +42,25 @@ unsigned long hashSalt() {
     return salt;
 }
 
+/// Expat takes some of its failures to get memory for faults of the document, such as an unbound prefix.
+thread_local bool memoryRanOut = false;
+
+void* noting(void* memory) {
+    memoryRanOut = memoryRanOut || memory == nullptr;
+    return memory;
+}
+
+const XML_Memory_Handling_Suite kNotingMemory = {
+    [](std::size_t size) { return noting(std::malloc(size)); },
+    [](void* old, std::size_t size) { return noting(std::realloc(old, size)); },
+    [](void* memory) { std::free(memory); },
+};
+
 ParserPtr takeParser() {
+    memoryRanOut = false;
     ParserPtr parser = std::move(idleParser);
     if (!parser || XML_ParserReset(parser.get(), nullptr) != XML_TRUE) {
-        parser.reset(XML_ParserCreateNS(nullptr, kSeparator));
+        parser.reset(XML_ParserCreate_MM(nullptr, &kNotingMemory, &kSeparator));
     }
     if (!parser) {
         throw std::bad_alloc();
@@ -111,7 +127,7 @@ private:
             rethrowHandlerFailure();
         }
         const XML_Error error = XML_GetErrorCode(parser_.get());
-        if (error == XML_ERROR_NO_MEMORY) {
+        if (error == XML_ERROR_NO_MEMORY || memoryRanOut) {
             throw std::bad_alloc();
         }
         throw InvalidXMLDocument(place() + (refusal_ == nullptr ? view(XML_ErrorString(error)).data() : refusal_));

@@ -1,12 +1,14 @@
 #include "opc/model/XercesHelper.hpp"
 
 #include "opc/ByteArrayOutAdaptor.hpp"
+#include "opc/model/XercesArena.hpp"
 #include "opc/model/XercesErrors.hpp"
 #include "opc/model/XercesParser.hpp"
 #include "opc/model/XercesParserPool.hpp"
 #include "opc/model/XercesTraversal.hpp"
 #include "opc/model/XercesWriter.hpp"
 
+#include <memory>
 #include <string_view>
 #include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/util/XMLUni.hpp>
@@ -33,14 +35,16 @@ struct Bytes {
 xercesc::DOMDocument* readDocument(xercesc::DOMLSParser* parser, const Bytes& bytes, bool adoptDocument,
                                    const std::u16string& publicId, const std::u16string& systemId) {
     return translatingXercesErrors("cannot read the XML document", [&] {
-        xercesc::MemBufInputSource source(static_cast<const XMLByte*>(bytes.data), bytes.size, systemId.c_str());
+        auto& own = asOwn<XercesParser>(parser);
+        xercesc::MemBufInputSource source(static_cast<const XMLByte*>(bytes.data), bytes.size, systemId.c_str(), false,
+                                          &own.memory());
         source.setCopyBufToStream(false);
         source.setPublicId(publicId.c_str());
         if (bytes.encoding != nullptr) {
             source.setEncoding(bytes.encoding);
         }
         const std::u16string& name = systemId.empty() ? publicId : systemId;
-        return asOwn<XercesParser>(parser).read(source, bytes.size, name, adoptDocument);
+        return own.read(source, bytes.size, name, adoptDocument);
     });
 }
 
@@ -81,8 +85,12 @@ xercesc::DOMLSSerializer* XercesHelper::createWriter() {
 }
 
 xercesc::DOMDocument* XercesHelper::createDocument() {
-    return translatingXercesErrors("cannot create an XML document",
-                                   [] { return xercesc::DOMImplementation::getImplementation()->createDocument(); });
+    return translatingXercesErrors("cannot create an XML document", [] {
+        auto arena = std::make_unique<XercesArena>();
+        auto* const document = xercesc::DOMImplementation::getImplementation()->createDocument(arena.get());
+        arena.release()->endWithLastBlock();
+        return document;
+    });
 }
 
 xercesc::DOMDocument* XercesHelper::readDocumentFromString(xercesc::DOMLSParser* parser, const std::u16string& text,

@@ -6,7 +6,8 @@
 
 #include <algorithm>
 #include <array>
-#include <xercesc/dom/DOMNamedNodeMap.hpp>
+#include <memory>
+#include <xercesc/dom/DOM.hpp>
 #include <xercesc/framework/XMLErrorCodes.hpp>
 #include <xercesc/internal/XMLScanner.hpp>
 #include <xercesc/sax/InputSource.hpp>
@@ -25,6 +26,11 @@ constexpr std::size_t kMaxOpenNodes = 1024;
 // Tables of names and buffers grow with what a parser has read and never shrink.
 constexpr std::size_t kMaxBytesOfReused = std::size_t{1} << 20;
 
+struct ReleaseDocument {
+    void operator()(xercesc::DOMDocument* document) const { document->release(); }
+};
+using DocumentPtr = std::unique_ptr<xercesc::DOMDocument, ReleaseDocument>;
+
 std::string toText(const XMLCh* text) { return fl::i18n::to_string(text == nullptr ? u"" : text); }
 
 bool isPackageEncoding(const XMLCh* encoding) {
@@ -36,7 +42,7 @@ bool isPackageEncoding(const XMLCh* encoding) {
 
 }  // namespace
 
-XercesParser::XercesParser() {
+XercesParser::XercesParser() : DOMLSParserImpl(nullptr, &arena_) {
     // Of the scanners that look for repeated attributes in linear time, the one that knows no schemas.
     const XMLCh* const scanner = XMLUni::fgDGXMLScanner;
     setParameter(XMLUni::fgXercesScannerName, static_cast<const void*>(scanner));
@@ -69,7 +75,16 @@ xercesc::DOMDocument* XercesParser::read(const xercesc::InputSource& source, std
         const std::string quoted = name.empty() ? "" : " \"" + fl::i18n::to_string(name) + '"';
         throw InvalidXMLDocument("the XML document" + quoted + failure_);
     }
-    return adopt ? adoptDocument() : getDocument();
+    return adopt ? copyDocument() : getDocument();
+}
+
+// The depth of what was parsed is limited, so the recursion of importNode() is.
+xercesc::DOMDocument* XercesParser::copyDocument() {
+    DocumentPtr copy(xercesc::DOMImplementation::getImplementation()->createDocument());
+    for (xercesc::DOMNode* node = getDocument()->getFirstChild(); node != nullptr; node = node->getNextSibling()) {
+        copy->appendChild(copy->importNode(node, true));
+    }
+    return copy.release();
 }
 
 void XercesParser::release() {

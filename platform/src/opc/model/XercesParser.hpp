@@ -1,5 +1,7 @@
 #pragma once
 
+#include "opc/model/XercesArena.hpp"
+
 #include <cstddef>
 #include <string>
 #include <xercesc/parsers/DOMLSParserImpl.hpp>
@@ -9,7 +11,7 @@ namespace opc::model {
 
 /// A DOM parser that reads nothing but the bytes it is given and stops at the first error. release()
 /// gives it back to the pool, unless it was set up differently or grew large.
-class XercesParser final : public xercesc::DOMLSParserImpl {
+class XercesParser final : private InXercesArena, public xercesc::DOMLSParserImpl {
 public:
     XercesParser();
     XercesParser(const XercesParser&) = delete;
@@ -20,6 +22,9 @@ public:
     /// @throws InvalidXMLDocument.
     xercesc::DOMDocument* read(const xercesc::InputSource& source, std::size_t size, const std::u16string& name,
                                bool adopt);
+
+    /// What everything of one read is to be made in.
+    xercesc::MemoryManager& memory() noexcept { return arena_; }
 
     void release() override;
     void setParameter(const XMLCh* name, const void* value) override;
@@ -39,6 +44,8 @@ public:
     void endDocument() override;
 
 private:
+    /// A copy of the document that does not live in the arena.
+    xercesc::DOMDocument* copyDocument();
     [[noreturn]] void refuse(const std::string& reason);
     void record(const char* finding, XMLFileLoc line, XMLFileLoc column, const std::string& reason);
     bool isReusable() const;
