@@ -31,19 +31,20 @@ FlowbookFilePackage snapshot(std::vector<Part> parts, std::vector<Relationship> 
 TEST(SnapshotWrite, KeepsTheIdsOfInternalPartRelationshipsOnly) {
     const Book book;
     FlowbookFileWriter writer = book.writer();
-    writer.write(snapshot(
-        {part(u"/media/image1.png", "png"), part(u"/empty.xml", ""),
-         part(u"/tarmic/document.xml", "doc",
-              {relationship(u"image", u"../media/image1.png", u"img7"), relationship(u"image", u"/empty.xml", u"rId1"),
-               relationship(u"image", u"http://example.com/x", u"ext8", false)})},
-        {relationship(u"document", u"tarmic/document.xml", u"rId9"),
-         relationship(u"link", u"mailto:a@example.com", u"rId5", false),
-         relationship(u"output", u"/empty.xml", u"mine")}));
+    writer.write(
+        snapshot({part(u"/media/image1.png", "png"), part(u"/empty.xml", ""),
+                  part(u"/tarmic/document.xml", "doc",
+                       {relationship(u"image", u"http://example.com/x", u"ext8", false),  // gives way to the rId1 below
+                        relationship(u"image", u"../media/image1.png", u"img7"),
+                        relationship(u"image", u"/empty.xml", u"rId1")})},
+                 {relationship(u"document", u"tarmic/document.xml", u"rId9"),
+                  relationship(u"link", u"mailto:a@example.com", u"rId5", false),
+                  relationship(u"output", u"/empty.xml", u"mine")}));
     writer.close(false);
     EXPECT_EQ(
         book.inventory(),
-        (Lines{"/tarmic/document.xml text/xml doc", "/tarmic/document.xml img7 image ../media/image1.png",
-               "/tarmic/document.xml rId1 image /empty.xml", "/tarmic/document.xml rId2 image <http://example.com/x>",
+        (Lines{"/tarmic/document.xml text/xml doc", "/tarmic/document.xml rId2 image <http://example.com/x>",
+               "/tarmic/document.xml img7 image ../media/image1.png", "/tarmic/document.xml rId1 image /empty.xml",
                "/media/image1.png text/xml png", "/empty.xml text/xml ", "/ rId1 document tarmic/document.xml",
                "/ rId2 link <mailto:a@example.com>", "/ rId3 output /empty.xml"}));
 }
