@@ -122,4 +122,9 @@ std::string largeFile() {
     return std::filesystem::exists(path) ? path : snapshotFile("large.tqx", imageSnapshot(64, std::size_t{1} << 20));
 }
 
+std::string largeImageFile() {
+    const std::string path = pathOf("image.tqx");
+    return std::filesystem::exists(path) ? path : snapshotFile("image.tqx", imageSnapshot(1, std::size_t{64} << 20));
+}
+
 }  // namespace bench

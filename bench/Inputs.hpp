@@ -29,5 +29,7 @@ std::string richCodeFile(std::size_t lines);
 flowbook::FlowbookFilePackage imageSnapshot(std::size_t images, std::size_t imageSize);
 /// A flowbook of 64 images of 1 MB; about 50 MB on disk.
 std::string largeFile();
+/// As large, in one image.
+std::string largeImageFile();
 
 }  // namespace bench

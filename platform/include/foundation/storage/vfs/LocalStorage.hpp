@@ -12,8 +12,8 @@ namespace foundation::storage::vfs {
 /// and a conflict when the target was changed meanwhile (told by device, inode, size, modification
 /// and change time) or has appeared. The target's owner (where permitted), mode, ACL and user
 /// attributes are kept; access never gets wider on the way. A symbolic link as the last component is
-/// followed, so links stay links; one that leads nowhere is refused. A hard-linked file is replaced under the given name only; its other
-/// names keep the old content. A file that the process may not write is refused, though its folder
+/// followed, so links stay links; one that leads nowhere is refused. A hard-linked file is replaced under the given
+/// name only; its other names keep the old content. A file that the process may not write is refused, though its folder
 /// would permit the replacement. Temporaries that a killed process left are removed by a later
 /// replacement in the same folder, an hour after their last change at the earliest.
 class PXPLATFORM_EXPORT LocalStorage : public StorageSystem {
