@@ -108,13 +108,13 @@ case_host_platform() {
         -DPXFLOWBOOK_PLATFORM=pxplatform >/dev/null
     cmake --build "$folder" --target pxflowbook flowbook
     cd "$folder"
-    ldd bin/flowbook | grep -qF "$host/$LIBDIR/libpxplatform.so" || fail "the command does not use the host's platform"
+    ldd bin/flowbook | grep -F "$host/$LIBDIR/libpxplatform.so" >/dev/null || fail "the command does not use the host's platform"
     check_command bin/flowbook
 }
 
 # Writes and reads a flowbook with the command.
 check_command() {
-    "$1" --version | grep -qF "flowbook $VERSION " || fail "$1 --version"
+    "$1" --version | grep -F "flowbook $VERSION " >/dev/null || fail "$1 --version"
     echo 'x = 1;' | "$1" new --force command.tqx --code -
     [[ $("$1" cat command.tqx) == 'x = 1;' ]] || fail "$1 does not read what it wrote"
 }
