@@ -174,6 +174,7 @@ void XercesParser::refuse(const std::string& reason) {
     const xercesc::Locator* const place = getScanner()->getLocator();
     record("refused", place->getLineNumber(), place->getColumnNumber(), reason);
     // What the scanner takes for the end of parsing.
+    // NOLINTNEXTLINE(misc-throw-by-value-catch-by-reference)
     throw xercesc::XMLErrs::InvalidDocumentStructure;
 }
 
