@@ -1,6 +1,7 @@
 #include "durability/common/Place.hpp"
 
 #include "foundation/storage/vfs/LocalStorage.hpp"
+#include "foundation/storage/vfs/MemoryStorage.hpp"
 
 namespace durability {
 
@@ -46,7 +47,7 @@ Content Place::content() const {
         return std::nullopt;
     }
     const auto file = storage_->openForReading(file_);
-    Bytes bytes(static_cast<std::size_t>(file->size()));
+    std::vector<unsigned char> bytes(static_cast<std::size_t>(file->size()));
     file->read(0, bytes.data(), bytes.size());
     return bytes;
 }

@@ -3,6 +3,8 @@
 #include "durability/common/Scenario.hpp"
 #include "support/TempDir.hpp"
 
+#include <memory>
+
 namespace durability {
 
 /// Where the file of a scenario is: in memory, or in a folder of its own.
@@ -26,7 +28,7 @@ public:
 private:
     std::unique_ptr<support::TempDir> folder_;
     std::shared_ptr<foundation::storage::vfs::StorageSystem> storage_;
-    std::u16string file_ = u"memory://file.tqx";
+    std::u16string file_ = u"mem://file.tqx";
 };
 
 }  // namespace durability

@@ -1,41 +1,24 @@
 #include "durability/common/Scenario.hpp"
 
 #include "flowbook/FlowbookExceptions.hpp"
-#include "flowbook/FlowbookFileReader.hpp"
 #include "opc/Exception.hpp"
+#include "support/Flowbooks.hpp"
 
+#include <boost/algorithm/string/join.hpp>
 #include <cstring>
 #include <random>
+#include <stdexcept>
 
 namespace durability {
 
 using namespace flowbook;
-using foundation::storage::vfs::MemoryStorage;
 using foundation::storage::vfs::StorageSystemReference;
+using support::Book;
 
 namespace {
 
 constexpr std::size_t kSmall = 40;
-constexpr std::size_t kLarge = 600 * 1000;  // large enough to be carried over within the kernel
-
-std::string image(const std::string& type, std::size_t size) {
-    std::mt19937 random(42);
-    std::string text = "data:image/" + type + ";base64,";
-    for (const std::size_t end = text.size() + size; text.size() < end;) {
-        text += "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/"[random() % 64];
-    }
-    return text;
-}
-
-Bytes makeFile(std::size_t imageSize) {
-    const auto storage = std::make_shared<MemoryStorage>();
-    FlowbookFileWriter writer(u"memory://old.tqx", StorageSystemReference(storage), {});
-    writer.write(snapshotWithImages(imageSize));
-    writer.setTitle(u"Old title");
-    writer.setDescription(u"Old description");
-    writer.close(false);
-    return storage->get(u"memory://old.tqx");
-}
+constexpr std::size_t kLarge = 600 * 1000;  // enough to be carried over within the kernel
 
 const Content& none() {
     static const Content kNone;
@@ -44,60 +27,72 @@ const Content& none() {
 
 template <std::size_t imageSize>
 const Content& file() {
-    static const Content kFile = makeFile(imageSize);
+    static const Content kFile = [] {
+        const Book book;
+        FlowbookFileWriter writer(book.kName, book.storage(), {});
+        writer.write(snapshotWithImage(imageSize));
+        writer.setTitle(u"Old title");
+        writer.setDescription(u"Old description");
+        writer.close(false);
+        return book.get();
+    }();
     return kFile;
 }
 
 void doNothing(FlowbookFileWriter&) {}
 
-void setTitle(FlowbookFileWriter& writer) { writer.setTitle(u"New title"); }
+void setProperties(FlowbookFileWriter& writer) {
+    writer.setTitle(u"New title");
+    writer.setDescription(u"New description");
+}
 
 void setCode(FlowbookFileWriter& writer) { writer.setTARMICCode(u"x = 1\nprint(x)"); }
 
-void setCodeAndTitle(FlowbookFileWriter& writer) {
+void setAll(FlowbookFileWriter& writer) {
     setCode(writer);
-    setTitle(writer);
+    setProperties(writer);
 }
 
 void writeSnapshot(FlowbookFileWriter& writer) {
-    static const FlowbookFilePackage kSnapshot = snapshotWithImages(2 * kSmall);
+    static const FlowbookFilePackage kSnapshot = snapshotWithImage(2 * kSmall);
     writer.write(kSnapshot);
+    setProperties(writer);
 }
 
-std::u16string propertyOf(const FlowbookFileReader& reader, std::u16string (FlowbookFileReader::*get)() const) {
-    try {
-        return (reader.*get)();
-    } catch (const FlowbookPropertyNotFound&) {
-        return u"none";
-    }
-}
-
-void describe(std::string& text, const std::vector<FlowbookFilePackage::Relationship>& relationships) {
-    for (const auto& relationship : relationships) {
-        for (const auto& field : {relationship.type, relationship.target, relationship.id}) {
-            text.append(field.begin(), field.end()).append(relationship.isInternal ? "|" : "|external|");
-        }
-    }
+Outcome outcomeOf(const FlowbookFileWriterGenericException& error) {
+    return std::strstr(error.what(), "folder entry durable") != nullptr ? Outcome::NotConfirmed : Outcome::CloseFailed;
 }
 
 }  // namespace
 
-FlowbookFilePackage snapshotWithImages(std::size_t imageSize) {
+FlowbookFilePackage snapshotWithImage(std::size_t imageSize) {
+    std::mt19937 random(42);
+    std::vector<std::string> images{"data:image/png;base64,"};
+    while (images[0].size() < imageSize) {
+        images[0] += "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/"[random() % 64];
+    }
     auto document = FlowbookFilePackage::createEmptyDocumentPart().content;
-    std::vector<std::string> images{image("png", imageSize), image("gif", imageSize / 2)};
     return {document, images};
 }
 
 const std::vector<Scenario>& scenarios() {
-    static const std::vector<Scenario> kScenarios{{"Create", none, setCodeAndTitle},
+    static const std::vector<Scenario> kScenarios{{"Create", none, setAll},
+                                                  {"CreateFromSnapshot", none, writeSnapshot},
                                                   {"UpdateCode", file<kSmall>, setCode},
-                                                  {"UpdateProperties", file<kSmall>, setTitle},
-                                                  {"UpdateLargeFile", file<kLarge>, setTitle},
+                                                  {"UpdateProperties", file<kSmall>, setProperties},
                                                   {"ChangeNothing", file<kSmall>, doNothing},
                                                   {"WriteSnapshot", file<kSmall>, writeSnapshot},
-                                                  {"CreateFromSnapshot", none, writeSnapshot}};
+                                                  {"UpdateLargeFile", file<kLarge>, setProperties}};
     return kScenarios;
 }
+
+std::ostream& operator<<(std::ostream& out, Outcome outcome) {
+    static const char* const kNames[] = {"saved",        "not confirmed", "open failed", "edit failed",
+                                         "close failed", "out of memory", "undocumented"};
+    return out << kNames[static_cast<int>(outcome)];
+}
+
+std::ostream& operator<<(std::ostream& out, const Scenario& scenario) { return out << scenario.name; }
 
 Outcome Scenario::save(const StorageSystemReference& storage, const std::u16string& file) const {
     Outcome failure = Outcome::OpenFailed;
@@ -113,10 +108,7 @@ Outcome Scenario::save(const StorageSystemReference& storage, const std::u16stri
     } catch (const FlowbookFileReaderGenericException&) {
         return failure == Outcome::OpenFailed ? failure : Outcome::Undocumented;
     } catch (const FlowbookFileWriterGenericException& error) {
-        if (failure != Outcome::CloseFailed) {
-            return Outcome::Undocumented;
-        }
-        return std::strstr(error.what(), "folder entry durable") != nullptr ? Outcome::NotConfirmed : failure;
+        return failure == Outcome::CloseFailed ? outcomeOf(error) : Outcome::Undocumented;
     } catch (const opc::Exception&) {
         return failure == Outcome::EditFailed ? failure : Outcome::Undocumented;
     } catch (...) {
@@ -124,30 +116,43 @@ Outcome Scenario::save(const StorageSystemReference& storage, const std::u16stri
     }
 }
 
-std::string describe(const StorageSystemReference& storage, const std::u16string& file) {
+std::string tell(const StorageSystemReference& storage, const std::u16string& file) {
     const FlowbookFileReader reader(file, storage);
-    std::string text(reader.isPlainCode() ? "plain " : "rich ");
-    for (const auto& field : {reader.getTARMICCode(), propertyOf(reader, &FlowbookFileReader::getTitle),
-                              propertyOf(reader, &FlowbookFileReader::getDescription)}) {
-        text.append(field.begin(), field.end()).append("|");
+    std::string told;
+    for (const auto& text : {reader.getTARMICCode(), reader.getTitle(), reader.getDescription()}) {
+        told += support::text(text) + '\n';
     }
-    const FlowbookFilePackage package = reader.read();
-    describe(text, package.getRelationships());
-    for (const auto& part : package.getParts()) {
-        text.append(part.partName.begin(), part.partName.end()).append(" ");
-        text.append(part.contentType.begin(), part.contentType.end()).append(" ");
-        text.append(part.content.begin(), part.content.end());
-        describe(text, part.relationships);
-    }
-    return text;
+    return told + boost::algorithm::join(support::listing(reader.read()), "\n");
 }
 
-std::ostream& operator<<(std::ostream& out, Outcome outcome) {
-    static const char* const kNames[] = {"saved",        "not confirmed", "open failed", "edit failed",
-                                         "close failed", "out of memory", "undocumented"};
-    return out << kNames[static_cast<int>(outcome)];
+Oracle::Oracle(const Scenario& scenario) : old_(scenario.old()) {
+    const Book book = old_ ? Book(*old_) : Book();
+    if (scenario.save(book.storage(), book.kName) != Outcome::Saved) {
+        throw std::runtime_error("the undisturbed save fails");
+    }
+    new_ = tell(book.storage(), book.kName);
 }
 
-std::ostream& operator<<(std::ostream& out, const Scenario& scenario) { return out << scenario.name; }
+bool Oracle::isNew(const Content& content) const {
+    try {
+        return content && tell(Book(*content).storage(), Book::kName) == new_;
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
+bool Oracle::accepts(Outcome outcome, const Content& content) const {
+    switch (outcome) {
+    case Outcome::Saved:
+    case Outcome::NotConfirmed:
+        return isNew(content);
+    case Outcome::OutOfMemory:
+        return isOld(content) || isNew(content);
+    case Outcome::Undocumented:
+        return false;
+    default:
+        return isOld(content);
+    }
+}
 
 }  // namespace durability

@@ -1,17 +1,17 @@
 #pragma once
 
 #include "flowbook/FlowbookFileWriter.hpp"
-#include "foundation/storage/vfs/MemoryStorage.hpp"
+#include "foundation/storage/vfs/StorageSystemReference.hpp"
 
 #include <optional>
 #include <ostream>
+#include <string>
+#include <vector>
 
 namespace durability {
 
-using Bytes = foundation::storage::vfs::MemoryStorage::Bytes;
-
 /// What a file holds; none when there is no file.
-using Content = std::optional<Bytes>;
+using Content = std::optional<std::vector<unsigned char>>;
 
 /// How a save ended: where it failed, when with the documented exception of that place.
 enum class Outcome { Saved, NotConfirmed, OpenFailed, EditFailed, CloseFailed, OutOfMemory, Undocumented };
@@ -28,13 +28,31 @@ struct Scenario {
 };
 
 const std::vector<Scenario>& scenarios();
+std::ostream& operator<<(std::ostream& out, const Scenario& scenario);
 
-/// As many bytes as an image that no compression gets much smaller.
-flowbook::FlowbookFilePackage snapshotWithImages(std::size_t imageSize);
+/// A snapshot with an image of about that size, which no compression makes much smaller.
+flowbook::FlowbookFilePackage snapshotWithImage(std::size_t imageSize);
 
 /// All that a reader tells of a file, but for its times. @throws as the reader.
-std::string describe(const foundation::storage::vfs::StorageSystemReference& storage, const std::u16string& file);
+std::string tell(const foundation::storage::vfs::StorageSystemReference& storage, const std::u16string& file);
 
-std::ostream& operator<<(std::ostream& out, const Scenario& scenario);
+/// Judges what a disturbed save has made of its file.
+class Oracle {
+public:
+    /// Runs the scenario undisturbed, to learn what it makes.
+    explicit Oracle(const Scenario& scenario);
+
+    bool isOld(const Content& content) const { return content == old_; }
+
+    /// Whether the content opens and tells the same as after an undisturbed save.
+    bool isNew(const Content& content) const;
+
+    /// Whether a save that ended so may have left this.
+    bool accepts(Outcome outcome, const Content& content) const;
+
+private:
+    const Content& old_;
+    std::string new_;
+};
 
 }  // namespace durability

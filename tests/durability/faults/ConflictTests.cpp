@@ -9,10 +9,7 @@ namespace {
 namespace fs = std::filesystem;
 using Folder = support::TempDir;
 
-const Content& oldFile() {
-    static const Content kFile = scenarios().at(1).old();
-    return kFile;
-}
+const Content& oldFile() { return scenarios().back().old(); }
 
 /// As long as the old file.
 void overwrite(const Folder& folder) { folder.put("file.tqx", std::string(oldFile()->size(), 'x')); }

@@ -1,5 +1,5 @@
-#include "durability/common/Oracle.hpp"
 #include "durability/common/Place.hpp"
+#include "durability/common/Scenario.hpp"
 
 #include <cerrno>
 #include <csignal>
@@ -11,10 +11,10 @@ namespace durability {
 namespace {
 
 /// More than the disks of these tests hold.
-void writeMuch(flowbook::FlowbookFileWriter& writer) { writer.write(snapshotWithImages(5 * 1000 * 1000)); }
+void writeMuch(flowbook::FlowbookFileWriter& writer) { writer.write(snapshotWithImage(5 * 1000 * 1000)); }
 
 void expectOldFileAfterSave(Place& place) {
-    const Content old = scenarios().at(1).old();
+    const Content& old = scenarios().back().old();
     place.reset(old);
     const Scenario scenario{"WriteMuch", nullptr, writeMuch};
     EXPECT_EQ(scenario.save(place.storage(), place.file()), Outcome::CloseFailed);

@@ -1,4 +1,3 @@
-#include "durability/common/Oracle.hpp"
 #include "durability/common/Place.hpp"
 
 #include <gtest/gtest.h>

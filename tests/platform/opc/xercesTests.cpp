@@ -89,6 +89,7 @@ TEST_F(XercesTest, RefusesHostileAndMalformedDocuments) {
         {"<!DOCTYPE a [<!ENTITY b 'ha'><!ENTITY c '&b;&b;&b;'>]><a>&c;</a>", "document type declaration"},
         {"<a>&undefined;</a>", "line 1, column 15: entity 'undefined' not found"},
         {"<a>\n<b></a>", "line 2, column 6: expected end of tag 'b'"},
+        {"<?xml version='1.0UTF-16'?><a/>", "version"},
         {"<a><![CDATA[open", "not well-formed"},
         {"<a/><b/>", "not well-formed"},
         {std::string("<a/>\0<b/>", 9), "NUL"},

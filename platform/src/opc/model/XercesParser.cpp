@@ -143,6 +143,11 @@ void XercesParser::XMLDecl(const XMLCh* version, const XMLCh* encoding, const XM
     if (!isEncodingGiven_ && !isPackageEncoding(actualEncoding)) {
         refuse("its encoding is " + toText(actualEncoding) + ", neither UTF-8 nor UTF-16");
     }
+    // Later ones the DOM refuses, with an error that tells nothing.
+    if (!xercesc::XMLString::equals(version, XMLUni::fgVersion1_0) &&
+        !xercesc::XMLString::equals(version, XMLUni::fgVersion1_1)) {
+        refuse("its XML version is " + toText(version) + ", neither 1.0 nor 1.1");
+    }
     DOMLSParserImpl::XMLDecl(version, encoding, standalone, actualEncoding);
 }
 
