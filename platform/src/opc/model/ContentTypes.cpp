@@ -76,14 +76,15 @@ const ContentType* ContentTypes::assign(const PartName& name, const ContentType&
     return kept;
 }
 
-void ContentTypes::assignByDefault(const PartName& name, const ContentType& type) {
+const ContentType* ContentTypes::assignByDefault(const PartName& name, const ContentType& type) {
     const std::string_view extension = extensionOf(name.ascii());
-    if (find(name.folded()) == nullptr && !extension.empty()) {
-        changed_ = true;
-        add(true, extension, intern(fl::i18n::to_string(type.toString())));
-    } else {
-        assign(name, type);
+    if (extension.empty() || find(name.folded()) != nullptr) {
+        return assign(name, type);
     }
+    const ContentType* kept = intern(fl::i18n::to_string(type.toString()));
+    changed_ = true;
+    add(true, extension, kept);
+    return kept;
 }
 
 bool ContentTypes::hasMixedExtension(const PartName& name) { return extensionOf(name.folded()) == "xml"; }

@@ -33,7 +33,7 @@ public:
     const ContentType* assign(const PartName& name, const ContentType& type);
 
     /// As above, but adds a Default when the extension has none.
-    void assignByDefault(const PartName& name, const ContentType& type);
+    const ContentType* assignByDefault(const PartName& name, const ContentType& type);
 
     /// Whether parts with the extension of this one are commonly of different types.
     static bool hasMixedExtension(const PartName& name);

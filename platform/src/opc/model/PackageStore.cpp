@@ -212,11 +212,8 @@ void PackageStore::createPart(const PartName& name, const ContentType& type,
 /// Many parts of one kind, as images are, need one default for their extension, not an override each. In a file that
 /// exists a new default could make parts of items that are none, and parts with the extension "xml" are of all kinds.
 const ContentType* PackageStore::assignType(const PartName& name, const ContentType& type) {
-    if (mode_ == OpenMode::Create && !ContentTypes::hasMixedExtension(name)) {
-        contentTypes_.assignByDefault(name, type);
-        return contentTypes_.find(name.folded());
-    }
-    return contentTypes_.assign(name, type);
+    const bool byDefault = mode_ == OpenMode::Create && !ContentTypes::hasMixedExtension(name);
+    return byDefault ? contentTypes_.assignByDefault(name, type) : contentTypes_.assign(name, type);
 }
 
 void PackageStore::takeName(const PartName& name, const std::string& folded) {
