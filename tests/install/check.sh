@@ -102,13 +102,18 @@ case_abi() {
 }
 
 case_host_platform() {
-    local host=$scratch/host folder=$scratch/host_platform
+    local host folder=$scratch/host_platform
+    # Outside the source tree, as a host is: CMake leaves folders within it out of the run path.
+    host=$(mktemp -d)/host
+    # shellcheck disable=SC2064
+    trap "rm -rf '${host%/host}'" EXIT
+    rm -rf "$folder"
     install_moved "$host" platform platform-development
     cmake -S "$source" -B "$folder" -DCMAKE_BUILD_TYPE=Debug "-DCMAKE_PREFIX_PATH=$host" \
         -DPXFLOWBOOK_PLATFORM=pxplatform >/dev/null
     cmake --build "$folder" --target pxflowbook flowbook
     cd "$folder"
-    ldd bin/flowbook | grep -F "$host/$LIBDIR/libpxplatform.so" >/dev/null || fail "the command does not use the host's platform"
+    ldd bin/flowbook | grep -F "$host/$LIBDIR/libpxplatform.so" >/dev/null || fail "the command does not use the host's platform: $(ldd bin/flowbook)"
     check_command bin/flowbook
 }
 
