@@ -2,6 +2,7 @@
 #include "format/Vocabulary.hpp"
 #include "opc/model/XercesGuard.hpp"
 #include "opc/model/XercesHelper.hpp"
+#include "utils/CodeScan.hpp"
 
 #include <boost/algorithm/string/join.hpp>
 #include <memory>
@@ -62,6 +63,9 @@ std::u16string plainCode(const xercesc::DOMDocument& document) {
 }  // namespace
 
 std::u16string FlowbookFileUtils::getTARMICCodeFromRichTARMICCode(const std::u16string& richCode) {
+    if (std::optional<std::u16string> code = detail::scanForCode(richCode)) {
+        return std::move(*code);
+    }
     const opc::model::XercesGuard guard;
     const Parser parser = makeParser();
     return plainCode(*XercesHelper::readDocumentFromString(parser.get(), richCode, false, u"", u""));
