@@ -141,11 +141,14 @@ std::string merged(const URI& base, const std::string& path) {
     return slash == kNone ? "/" + path : base.path().substr(0, slash + 1) + path;
 }
 
+/// Whether the start of a path would be read as a scheme (RFC 3986, 4.2).
+bool looksLikeScheme(const std::string& path) { return path.substr(0, path.find('/')).find(':') != kNone; }
+
 }  // namespace
 
 URI::URI(const std::u16string& text) {
     parse(percentEncoded(text));
-    if (scheme_.empty() && !hasAuthority_ && path_.substr(0, path_.find('/')).find(':') != kNone) {
+    if (scheme_.empty() && !hasAuthority_ && looksLikeScheme(path_)) {
         fail(text, "what comes before the ':' is no scheme");
     }
 }
@@ -203,6 +206,8 @@ std::u16string URI::toString() const {
         text += "//" + authority_;
     } else if (path_.compare(0, 2, "//") == 0) {
         text += "/.";  // else the path would be read as an authority
+    } else if (!hasScheme() && looksLikeScheme(path_)) {
+        text += "./";
     }
     text += path_;
     if (hasQuery_) {

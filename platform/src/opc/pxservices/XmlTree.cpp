@@ -9,7 +9,6 @@ namespace {
 
 using model::detail::XmlElement;
 using model::detail::XmlFault;
-using model::detail::XmlName;
 using model::detail::XmlWriter;
 
 /// Trees are written and destroyed by recursion, and take far more memory than their text. Properties that anybody

@@ -19,7 +19,7 @@ namespace foundation::storage::vfs {
 namespace {
 
 /// Many small writes would otherwise cost a system call each.
-constexpr std::size_t kBufferSize = 256 * 1024;
+constexpr std::size_t kBufferSize = std::size_t{256} << 10;
 constexpr mode_t kPrivateMode = S_IRUSR | S_IWUSR;
 constexpr mode_t kNewFileMode = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
 
