@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <gtest/gtest.h>
+#include <numeric>
 #include <stdexcept>
 
 namespace flowbook {
@@ -27,8 +28,6 @@ TEST(RichCode, GivesItsCodeParagraphs) {
     const std::string run = "<w:r><w:t>no</w:t></w:r>";
     const std::string malformed = "opc::InvalidXMLDocument: *";
     const std::pair<std::string, std::string> cases[] = {
-        {body(code("<![CDATA[]]>")), ""},
-        {body(code("a") + code("b")), "a\nb"},
         {body(code("a") + paragraph(run, "<w:pStyle w:val=\"text\"/>") + code("b")), "a\nb"},
         {body(code("a") + code("") + code("b")), "a\n\nb"},
         {body(code("1 &lt; <![CDATA[2 & ]]><!--no--><?no?><w:b>3</w:b>&#10;4")), "1 < 2 & 3\n4"},
@@ -39,15 +38,10 @@ TEST(RichCode, GivesItsCodeParagraphs) {
         {body("<w:p>" + run + "</w:p><w:q>" + code("no") + "</w:q>"), ""},
         {document("<w:x><w:body/></w:x>"), ""},
         {document("<w:body>" + code("a") + "</w:body><w:body>" + code("no") + "</w:body>"), "a"},
-        {"<d xmlns=\"http://schemas.openxmlformats.org/wordprocessingml/2006/main\"><body/></d>", ""},
         {"<w:document xmlns:w=\"urn:other\"><w:body>" + code("no") + "</w:body></w:document>", ""},
         {"\xEF\xBB\xBF" + body(code("a")), "a"},
         {"<?xml version=\"1.0\" encoding=\"UTF-8\"?>" + body(code("\xC3\xA4")), "\xC3\xA4"},
-        {"", malformed},
         {"x = 1", malformed},
-        {body(code("a")) + "x", malformed},
-        {"<w:document/>", malformed},
-        {body(code("&undefined;")), malformed},
         {"<!DOCTYPE d>" + body(code("a")), malformed},
     };
     for (const auto& [xml, expected] : cases) {
@@ -74,23 +68,17 @@ TEST(RichCode, PassesOnWhatItsStreamThrows) {
 TEST(ControlCharacters, AreReplacedInExactlyTheListedRanges) {
     const std::pair<unsigned, unsigned> ranges[] = {{0x0, 0x8},   {0xB, 0xC},       {0xE, 0x1F},
                                                     {0x7F, 0x9F}, {0x200B, 0x200B}, {0xFFFE, 0xFFFF}};
-    std::u16string all;
-    for (unsigned unit = 0; unit <= 0xFFFF; ++unit) {
-        all.push_back(static_cast<char16_t>(unit));
-    }
+    std::u16string all(0x10000, u'\0');
+    std::iota(all.begin(), all.end(), u'\0');
     std::u16string expected = all;
     for (const auto& [first, last] : ranges) {
         std::fill(&expected[first], &expected[last] + 1, u'\uFFFD');
     }
     EXPECT_TRUE(FlowbookFileUtils::encodeControlCharacters(all) == expected);
     for (const std::size_t length : {0U, 1U, 127U, 128U, 129U, 300U}) {  // the scan goes by blocks
-        std::u16string text(length, u'a');
-        if (length > 0) {
-            text.back() = u'\0';
-        }
-        const std::u16string encoded = FlowbookFileUtils::encodeControlCharacters(text);
-        ASSERT_EQ(encoded.size(), length);
-        EXPECT_EQ(encoded.find(u'\uFFFD'), length == 0 ? std::u16string::npos : length - 1);
+        EXPECT_TRUE(FlowbookFileUtils::encodeControlCharacters(std::u16string(length, u'\0')) ==
+                    std::u16string(length, u'\uFFFD'))
+            << length;
     }
 }
 

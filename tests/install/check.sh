@@ -64,7 +64,7 @@ case_tree() {
 # Builds examples/consumer in the folder $1 and runs what it makes.
 check_consumer() {
     local folder=$scratch/$1
-    cmake -S "$source/examples/consumer" -B "$folder" -DCMAKE_BUILD_TYPE=Debug "${@:2}" >/dev/null
+    cmake --fresh -S "$source/examples/consumer" -B "$folder" -DCMAKE_BUILD_TYPE=Debug "${@:2}" >/dev/null
     cmake --build "$folder" --target write read
     cd "$folder"
     rm -f hello.tqx
@@ -75,15 +75,8 @@ check_consumer() {
     diff <(printf 'Hello\nx = 1;\ny = x + 1;\n') <(./read)
 }
 
-case_find_package() {
-    rm -rf "${scratch:?}/find_package"
-    check_consumer find_package "-DCMAKE_PREFIX_PATH=$prefix"
-}
-
-case_pkg_config() {
-    rm -rf "${scratch:?}/pkg_config"
-    check_consumer pkg_config -DFLOWBOOK_BY_PKG_CONFIG=ON
-}
+case_find_package() { check_consumer find_package "-DCMAKE_PREFIX_PATH=$prefix"; }
+case_pkg_config() { check_consumer pkg_config -DFLOWBOOK_BY_PKG_CONFIG=ON; }
 
 case_add_subdirectory() {
     check_consumer add_subdirectory "-DFLOWBOOK_SOURCE_DIR=$source" -DCMAKE_EXPORT_COMPILE_COMMANDS=ON

@@ -5,7 +5,7 @@
 #include "foundation/storage/vfs/MemoryStorage.hpp"
 
 #include <exception>
-#include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -14,21 +14,18 @@
 namespace support {
 
 using Bytes = std::vector<unsigned char>;
+using Lines = std::vector<std::string>;
 
 Bytes bytes(std::string_view text);
 std::string text(const Bytes& content);
 std::string text(const std::u16string& utf16);
 
 /// A package that another program wrote, by its name without extension.
-std::filesystem::path fixturePath(const std::string& name);
 Bytes fixture(const std::string& name);
 
 /// The part of a relationship type after the maker's base; other types whole.
 std::string shortType(const std::u16string& type);
 std::u16string longType(const std::u16string& shortName);
-
-/// Runs a shell command and gives its exit code and what it printed.
-std::pair<int, std::string> run(const std::string& command);
 
 /// One flowbook in memory. Its name is an address, as a plain path would be looked for on disk when it is updated.
 class Book {
@@ -41,17 +38,19 @@ public:
 
     bool exists() const { return storage_->exists(kName); }
     Bytes get() const { return storage_->get(kName); }
-    void set(const Bytes& content) { storage_->put(kName, content); }
+    void set(const Bytes& content) const { storage_->put(kName, content); }
 
     flowbook::FlowbookFileReader reader() const { return {kName, reference_}; }
     flowbook::FlowbookFileWriter writer(std::pair<std::u16string, std::u16string> contentTypeInfo = {}) const {
         return {kName, reference_, std::move(contentTypeInfo)};
     }
+    /// Commits what a writer is made to do.
+    void update(const std::function<void(flowbook::FlowbookFileWriter&)>& work) const;
     const foundation::storage::vfs::StorageSystemReference& storage() const { return reference_; }
 
-    /// The parts ("name type content") and relationships ("source id type target", an external target in angle
-    /// brackets) in their orders, without the core properties.
-    std::vector<std::string> inventory() const;
+    /// The parts ("name type content"), each followed by its relationships ("source id type target", an external target
+    /// in angle brackets), then the relationships of the package; without the core properties.
+    Lines inventory() const;
 
 private:
     std::shared_ptr<foundation::storage::vfs::MemoryStorage> storage_ =
@@ -59,8 +58,8 @@ private:
     foundation::storage::vfs::StorageSystemReference reference_{storage_};
 };
 
-/// A snapshot in the notation of Book::inventory: each part followed by its relationships, then the package's.
-std::vector<std::string> listing(const flowbook::FlowbookFilePackage& snapshot);
+/// A snapshot in the notation of Book::inventory.
+Lines listing(const flowbook::FlowbookFilePackage& snapshot);
 
 /// "Class: message" of a failure, with the name of the property that was not found, and with "opc::" before what the
 /// package library threw. A failure of this library must be of the framework too, and tell the name of the file.
@@ -78,6 +77,6 @@ std::string outcome(Call call, const std::u16string& fileName = Book::kName) {
 
 /// Whether a text is the wanted one, in which a trailing "*" stands for anything more.
 bool matches(const std::string& wanted, const std::string& found);
-bool allMatch(const std::vector<std::string>& wanted, const std::vector<std::string>& found);
+bool allMatch(const Lines& wanted, const Lines& found);
 
 }  // namespace support

@@ -1,52 +1,32 @@
 #include "support/SystemCallScript.hpp"
 
 #include <cerrno>
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/types.h>
 #include <unistd.h>
 
-namespace support {
 namespace {
 
-SystemCallScript* active = nullptr;
+struct {
+    std::string_view call;
+    int error, passing;
+} failing;
 
-}  // namespace
-
-SystemCallScript::SystemCallScript() { active = this; }
-
-SystemCallScript::~SystemCallScript() { active = nullptr; }
-
-void SystemCallScript::fail(const std::string& call, int error, int passing) {
-    failing_ = call;
-    error_ = error;
-    passing_ = passing;
-}
-
-int SystemCallScript::intercept(const char* call) { return active == nullptr ? 0 : active->enter(call); }
-
-int SystemCallScript::enter(const std::string& call) {
-    if (call != "write" || trace_.empty() || trace_.back() != call) {
-        trace_.push_back(call);
-    }
-    return call == failing_ && passing_-- <= 0 ? error_ : 0;
-}
-
-}  // namespace support
-
-namespace {
-
-/// Makes the system call unless the script fails it.
+/// Makes the system call unless it is to fail.
 template <class Result, class... Arguments>
 Result scripted(const char* name, long number, Arguments... arguments) {
-    if (const int error = support::SystemCallScript::intercept(name)) {
-        errno = error;
+    if (name == failing.call && failing.passing-- <= 0) {
+        errno = failing.error;
         return -1;
     }
     return static_cast<Result>(::syscall(number, arguments...));
 }
 
 }  // namespace
+
+void support::SystemCallScript::fail(std::string_view call, int error, int passing) {
+    failing = {call, error, passing};
+}
 
 // Definitions in the executable come before those of the C library.
 extern "C" {

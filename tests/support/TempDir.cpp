@@ -10,6 +10,14 @@
 namespace support {
 namespace fs = std::filesystem;
 
+std::string readFile(const fs::path& path) {
+    std::ifstream stream(path, std::ios::binary);
+    if (!stream) {
+        throw std::runtime_error("cannot read " + path.string());
+    }
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
 TempDir::TempDir(const fs::path& parent) {
     std::string pattern = (parent.empty() ? fs::temp_directory_path() : parent) / "pxflowbook-test-XXXXXX";
     if (::mkdtemp(pattern.data()) == nullptr) {
@@ -29,14 +37,6 @@ void TempDir::put(const std::string& file, const std::string& content) const {
     if (!(stream << content).flush()) {
         throw std::runtime_error("cannot write " + path(file).string());
     }
-}
-
-std::string TempDir::get(const std::string& file) const {
-    std::ifstream stream(path(file), std::ios::binary);
-    if (!stream) {
-        throw std::runtime_error("cannot read " + path(file).string());
-    }
-    return {std::istreambuf_iterator<char>(stream), {}};
 }
 
 bool TempDir::holdsTemporary() const {

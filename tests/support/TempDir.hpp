@@ -5,6 +5,8 @@
 
 namespace support {
 
+std::string readFile(const std::filesystem::path& path);
+
 /// A folder of its own for a test. When it goes, it fails the test if a temporary of a replacement was left in it.
 class TempDir {
 public:
@@ -21,7 +23,7 @@ public:
     std::u16string name(const std::string& file) const { return path(file).u16string(); }
 
     void put(const std::string& file, const std::string& content) const;
-    std::string get(const std::string& file) const;
+    std::string get(const std::string& file) const { return readFile(path(file)); }
 
     /// Whether there is a temporary of a replacement in the folder or in one below it.
     bool holdsTemporary() const;

@@ -3,65 +3,68 @@
 #include "foundation/storage/vfs/LocalStorage.hpp"
 #include "foundation/storage/vfs/MemoryStorage.hpp"
 
+#include <algorithm>
+#include <fstream>
+#include <gtest/gtest.h>
+
 namespace durability {
 
 using namespace foundation::storage::vfs;
 
 namespace {
 
-/// Thousands of saves would wait for a disk thousands of times.
-std::filesystem::path memoryDisk() {
-    const std::filesystem::path path = "/dev/shm";
-    return std::filesystem::is_directory(path) ? path : std::filesystem::path();
+struct OverwritingReplacement : Replacement {
+    explicit OverwritingReplacement(const std::u16string& name) : path(name) {}
+
+    void write(const void* from, std::size_t count) override { content.append(static_cast<const char*>(from), count); }
+    void commit() override { std::ofstream(path, std::ios::binary) << content; }
+    void discard() noexcept override { content.clear(); }
+
+    std::filesystem::path path;
+    std::string content;
+};
+
+struct OverwritingStorage : LocalStorage {
+    std::unique_ptr<Replacement> beginReplacement(const std::u16string& name, const ReadableFile*) override {
+        return std::make_unique<OverwritingReplacement>(name);
+    }
+};
+
+std::shared_ptr<StorageSystem> storageOf(Place::Kind kind) {
+    if (kind == Place::Memory) {
+        return std::make_shared<MemoryStorage>();
+    }
+    return kind == Place::Local ? std::make_shared<LocalStorage>() : std::make_shared<OverwritingStorage>();
 }
 
 }  // namespace
 
-Place::Place(Kind kind, const std::filesystem::path& parent) {
-    if (kind == Kind::Local) {
-        folder_ = std::make_unique<support::TempDir>(parent.empty() ? memoryDisk() : parent);
-        storage_ = std::make_shared<LocalStorage>();
-        file_ = folder_->name("file.tqx");
-    }
-}
-
-void Place::reset(const Content& old) {
-    if (folder_ == nullptr) {
-        const auto memory = std::make_shared<MemoryStorage>();
-        if (old) {
-            memory->put(file_, *old);
-        }
-        storage_ = memory;
-        return;
-    }
-    std::filesystem::remove(file_);
+Place::Place(Kind kind, const Content& old, const std::filesystem::path& parent)
+    : folder(parent), storage(storageOf(kind)), file(kind == Memory ? u"mem://file.tqx" : folder.name("file.tqx")) {
     if (old) {
-        folder_->put("file.tqx", std::string(old->begin(), old->end()));
+        const auto creation = storage->beginReplacement(file, nullptr);
+        creation->write(old->data(), old->size());
+        creation->commit();
     }
 }
 
-StorageSystemReference Place::storage() const { return StorageSystemReference(storage_); }
+Place::~Place() { EXPECT_EQ(leftovers().size(), 0U) << leftovers().front() << " is left"; }
 
 Content Place::content() const {
-    if (!storage_->exists(file_)) {
+    if (!storage->exists(file)) {
         return std::nullopt;
     }
-    const auto file = storage_->openForReading(file_);
-    std::vector<unsigned char> bytes(static_cast<std::size_t>(file->size()));
-    file->read(0, bytes.data(), bytes.size());
+    const auto opened = storage->openForReading(file);
+    std::vector<unsigned char> bytes(static_cast<std::size_t>(opened->size()));
+    opened->read(0, bytes.data(), bytes.size());
     return bytes;
 }
 
-std::vector<std::string> Place::leftovers() const {
-    std::vector<std::string> names;
-    if (folder_ != nullptr) {
-        for (const auto& entry : std::filesystem::directory_iterator(folder_->path())) {
-            if (entry.path().u16string() != file_) {
-                names.push_back(entry.path().filename());
-            }
-        }
-    }
-    return names;
+std::vector<std::filesystem::path> Place::leftovers() const {
+    const std::filesystem::directory_iterator entries(folder.path());
+    std::vector<std::filesystem::path> paths(begin(entries), end(entries));
+    paths.erase(std::remove(paths.begin(), paths.end(), file), paths.end());
+    return paths;
 }
 
 }  // namespace durability

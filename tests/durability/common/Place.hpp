@@ -3,32 +3,28 @@
 #include "durability/common/Scenario.hpp"
 #include "support/TempDir.hpp"
 
-#include <memory>
-
 namespace durability {
 
-/// Where the file of a scenario is: in memory, or in a folder of its own.
-class Place {
-public:
-    enum class Kind { Memory, Local };
-    explicit Place(Kind kind, const std::filesystem::path& parent = {});
+/// Where the file of a scenario is: in memory, or in a folder of its own, by default on a disk that is memory, as
+/// thousands of saves would wait for a real one thousands of times.
+struct Place {
+    enum Kind {
+        Memory,
+        Local,
+        Overwriting
+    };  ///< the last writes over the old file, which the tests have to find unsafe
 
-    /// Puts the file into the state before a save.
-    void reset(const Content& old);
+    Place(Kind kind, const Content& old, const std::filesystem::path& parent = "/dev/shm");
+    ~Place();  ///< fails the test if anything but the file is left in the folder
 
-    foundation::storage::vfs::StorageSystemReference storage() const;
-    const std::u16string& file() const noexcept { return file_; }
-    const support::TempDir& folder() const { return *folder_; }  ///< of a local place only
-
+    Outcome save(const Scenario& scenario) const { return scenario.save(storage, file); }
     Content content() const;
 
-    /// The names of all files in the folder but the scenario's.
-    std::vector<std::string> leftovers() const;
+    std::vector<std::filesystem::path> leftovers() const;
 
-private:
-    std::unique_ptr<support::TempDir> folder_;
-    std::shared_ptr<foundation::storage::vfs::StorageSystem> storage_;
-    std::u16string file_ = u"mem://file.tqx";
+    support::TempDir folder;
+    foundation::storage::vfs::StorageSystemReference storage;
+    std::u16string file;
 };
 
 }  // namespace durability

@@ -13,22 +13,21 @@ namespace durability {
 /// What a file holds; none when there is no file.
 using Content = std::optional<std::vector<unsigned char>>;
 
-/// How a save ended: where it failed, when with the documented exception of that place.
-enum class Outcome { Saved, NotConfirmed, OpenFailed, EditFailed, CloseFailed, OutOfMemory, Undocumented };
-
+/// How a save ended: Failed with the exception that is documented for what it was doing.
+enum class Outcome { Saved, NotConfirmed, Failed, OutOfMemory, Undocumented };
 std::ostream& operator<<(std::ostream& out, Outcome outcome);
 
 /// One kind of save.
 struct Scenario {
     const char* name;
-    const Content& (*old)();  ///< the file before the save
+    Content old;  ///< the file before the save
     void (*edit)(flowbook::FlowbookFileWriter& writer);
 
     Outcome save(const foundation::storage::vfs::StorageSystemReference& storage, const std::u16string& file) const;
 };
+std::ostream& operator<<(std::ostream& out, const Scenario& scenario);
 
 const std::vector<Scenario>& scenarios();
-std::ostream& operator<<(std::ostream& out, const Scenario& scenario);
 
 /// A snapshot with an image of about that size, which no compression makes much smaller.
 flowbook::FlowbookFilePackage snapshotWithImage(std::size_t imageSize);

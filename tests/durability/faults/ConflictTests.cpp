@@ -1,58 +1,55 @@
 #include "durability/common/Place.hpp"
 #include "flowbook/FlowbookExceptions.hpp"
 
+#include <fstream>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 namespace durability {
 namespace {
 
 namespace fs = std::filesystem;
-using Folder = support::TempDir;
 
-const Content& oldFile() { return scenarios().back().old(); }
+const Content& oldFile() { return scenarios().back().old; }
 
-/// As long as the old file.
-void overwrite(const Folder& folder) { folder.put("file.tqx", std::string(oldFile()->size(), 'x')); }
+/// Keeps the size of the old file.
+void overwrite(const fs::path& file) { std::ofstream(file) << std::string(oldFile()->size(), 'x'); }
 
-void replaceByEqual(const Folder& folder) {
-    folder.put("other", folder.get("file.tqx"));
-    fs::rename(folder.path("other"), folder.path("file.tqx"));
+void replaceByEqual(const fs::path& file) {
+    const fs::path other = file.parent_path() / "other";
+    fs::copy(file, other);
+    fs::rename(other, file);
 }
 
-void remove(const Folder& folder) { fs::remove(folder.path("file.tqx")); }
-
-struct Conflict {
-    const char* name;
-    bool exists;  ///< when the writer is constructed
-    void (*change)(const Folder& folder);
-};
-
-std::ostream& operator<<(std::ostream& out, const Conflict& conflict) { return out << conflict.name; }
-
-class Conflicts : public testing::TestWithParam<Conflict> {};
-
-TEST_P(Conflicts, AreReportedAndLoseNoVersion) {
-    Place place(Place::Kind::Local);
-    place.reset(GetParam().exists ? oldFile() : std::nullopt);
-    flowbook::FlowbookFileWriter writer(place.file(), {});
-    writer.setTARMICCode(u"mine");
-    GetParam().change(place.folder());
-    const Content others = place.content();
-    EXPECT_THROW(writer.close(false), flowbook::FlowbookFileWriterGenericException);
-    EXPECT_EQ(place.content(), others);
-    EXPECT_EQ(place.leftovers(), std::vector<std::string>());
-    if (!GetParam().exists) {  // once the cause is gone, the writer still has its version
-        remove(place.folder());
-        writer.close(false);
-        EXPECT_NE(place.content(), std::nullopt);
+TEST(Conflicts, AreReportedAndLoseNoVersion) {
+    const struct {
+        const char* name;
+        bool exists;  ///< when the writer is constructed
+        void (*change)(const fs::path& file);
+    } cases[] = {
+        {"written in place", true, overwrite},
+        {"mode changed", true, [](const fs::path& file) { fs::permissions(file, fs::perms::owner_all); }},
+        {"replaced", true, replaceByEqual},
+        {"removed", true, [](const fs::path& file) { fs::remove(file); }},
+        {"appeared", false, overwrite},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.name);
+        const Place place(Place::Local, test.exists ? oldFile() : std::nullopt);
+        flowbook::FlowbookFileWriter writer(place.file, place.storage, {});
+        writer.setTARMICCode(u"mine");
+        ::usleep(10'000);  // file times have the resolution of the kernel's tick
+        test.change(place.file);
+        const Content others = place.content();
+        EXPECT_THROW(writer.close(false), flowbook::FlowbookFileWriterGenericException);
+        EXPECT_EQ(place.content(), others);
+        if (!test.exists) {  // once the cause is gone, the writer still has its version
+            fs::remove(place.file);
+            writer.close(false);
+            EXPECT_NE(place.content(), std::nullopt);
+        }
     }
 }
-
-INSTANTIATE_TEST_SUITE_P(Causes, Conflicts,
-                         testing::Values(Conflict{"WrittenInPlace", true, overwrite},
-                                         Conflict{"Replaced", true, replaceByEqual}, Conflict{"Removed", true, remove},
-                                         Conflict{"Appeared", false, overwrite}),
-                         testing::PrintToStringParamName());
 
 }  // namespace
 }  // namespace durability

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <array>
-#include <cstdint>
+#include "durability/common/Place.hpp"
+
 #include <functional>
-#include <string>
 #include <sys/types.h>
+#include <sys/user.h>
 
 namespace durability {
 
@@ -12,28 +12,18 @@ namespace durability {
 struct TracedCall {
     pid_t process;
     bool entering = false;
-    std::uint64_t number = 0;
-    std::array<std::uint64_t, 6> arguments{};
-    std::int64_t result = 0;  ///< at the exit; negative is an error
+    user_regs_struct registers{};  ///< the number in orig_rax, the result in rax; what is changed takes effect
 
     /// False for the calls that manage memory, signals and the process.
     bool touchesFiles() const;
-
-    /// The path by which the tracer reaches the file that the first argument is the descriptor of.
-    std::string pathOfDescriptor() const;
-
-    /// Changes a register, by its offset in user_regs_struct: of an argument or the number at the entry, of the result
-    /// at the exit.
-    void setRegister(std::size_t offset, std::int64_t value) const;
-
-    void update();
 };
 
-constexpr int kKilled = -1;
+constexpr auto kKilled = static_cast<Outcome>(-1);
 
-/// Runs `work` in a child process and calls `watch` at the entry and the exit of each of its system calls.
-/// @returns what `work` returned, or kKilled. @throws std::runtime_error when the system forbids tracing, or the
-///          process crashes.
-int runTraced(const std::function<int()>& work, const std::function<void(TracedCall&)>& watch);
+/// Saves in a child process and calls `watch` at the entry and the exit of each of its system calls. The process ends
+/// with the outcome as its exit code.
+/// @returns how the save ended, or kKilled. @throws std::exception when the system forbids tracing, or the process
+///          crashes.
+Outcome saveTraced(const Scenario& scenario, const Place& place, const std::function<void(TracedCall&)>& watch);
 
 }  // namespace durability

@@ -1,47 +1,51 @@
+#include "opc/ByteArrayInAdaptor.hpp"
+#include "opc/StreamHelper.hpp"
 #include "opc/model/PackageNotFound.hpp"
 #include "opc/zippackage/ZipIndexReader.hpp"
 #include "opc/zippackage/ZipWriter.hpp"
-#include "zipTesting.hpp"
+#include "platform/opc/zipTesting.hpp"
+
+#include <list>
+#include <sstream>
 
 namespace opc::zippackage {
 namespace {
 
-using foundation::storage::vfs::ReadableFile;
-using foundation::storage::vfs::Replacement;
-using foundation::storage::vfs::StorageErrorKind;
+namespace vfs = foundation::storage::vfs;
 using interfaces::CompressionType;
 using interfaces::PlannedItem;
-
-PlannedItem fresh(const std::string& name, const std::vector<unsigned char>& content,
-                  CompressionType compression = CompressionType::Normal) {
-    return {&content, 0, name, compression};
-}
 
 PlannedItem carried(std::size_t item) { return {nullptr, item, "", CompressionType::Normal}; }
 
 class ZipCommitTest : public ZipTest {
 protected:
-    void commit(ZipPhysicalPackage package, OpenMode mode, const std::vector<PlannedItem>& plan) {
+    PlannedItem fresh(const std::string& name, const std::string& content,
+                      CompressionType compression = CompressionType::Normal) {
+        contents_.push_back(toBytes(content));
+        return {&contents_.back(), 0, name, compression};
+    }
+
+    static void commit(ZipPhysicalPackage package, OpenMode mode, const std::vector<PlannedItem>& plan) {
         package.open(mode);
         package.commit(plan);
     }
+
+private:
+    std::list<std::vector<unsigned char>> contents_;
 };
 
 TEST_F(ZipCommitTest, WritesTheSameBytesForTheSameContent) {
     const std::string prose = proseOf(100000), noise = noiseOf(70000), letters(5000, 'x');
-    const auto proseBytes = toBytes(prose), noiseBytes = toBytes(noise), none = toBytes(""), many = toBytes(letters);
     Limits limits;
     limits.ratioFreeSize = 4999;
     limits.maxRatio = 100;
     commit(package(limits), OpenMode::Create,
-           {fresh("prose", proseBytes), fresh("n", noiseBytes), fresh("e", none),
-            fresh("s", proseBytes, CompressionType::None), fresh("too/good", many)});
+           {fresh("prose", prose), fresh("n", noise), fresh("e", ""), fresh("s", prose, CompressionType::None),
+            fresh("too/good", letters)});
     ZipFile expected;
     expected.items = {{"prose", prose, true}, {"n", noise}, {"e", ""}, {"s", prose}, {"too/good", letters}};
     EXPECT_TRUE(stored() == expected.bytes());
-    ZipPhysicalPackage opened = package(limits);
-    opened.open(OpenMode::Update);
-    opened.commit({});
+    commit(package(limits), OpenMode::Update, {});
     EXPECT_EQ(stored(), ZipFile().bytes());
 }
 
@@ -57,8 +61,8 @@ ZipFile odd(bool described) {
     }
     ZipItem& item = file.items[2];
     item.comment = "comment of the item";
-    item.central.extra = std::string("UT\1\0x", 5);
-    item.local.extra = std::string("UT\2\0xy", 6);
+    item.central.extra = "UT\1\0x"s;
+    item.local.extra = "UT\2\0xy"s;
     item.change([](ZipHeader& h) { h.method = 12, h.versionNeeded = 46; });
     if (described) {
         item.change([](ZipHeader& h) { h.flags |= 8, h.extra += zip64Field({h.size, h.storedSize}); });
@@ -71,10 +75,9 @@ ZipFile odd(bool described) {
 
 TEST_F(ZipCommitTest, CarriesOverAsItIsWhatIsNotChanged) {
     put(odd(true).bytes());
-    const auto content = toBytes("fresh");
     ZipPhysicalPackage opened = package();
     opened.open(OpenMode::Update);
-    opened.commit({carried(3), fresh("new", content), carried(1), carried(2)});
+    opened.commit({carried(3), fresh("new", "fresh"), carried(1), carried(2)});
     ZipFile expected = odd(false);
     expected.items = {expected.items[3], ZipItem("new", "fresh"), expected.items[1], expected.items[2]};
     EXPECT_TRUE(stored() == expected.bytes());
@@ -88,6 +91,7 @@ TEST_F(ZipCommitTest, WritesZip64RecordsThatItReads) {
     const Limits limits;
     const auto content = toBytes(proseOf(500));
     for (const Zip64From& from : {Zip64From{0, 0}, Zip64From{400, kOnes16}, Zip64From{kOnes32, 2}}) {
+        SCOPED_TRACE(from.value);
         const auto out = storage->beginReplacement(u"f.zip", nullptr);
         ZipWriter writer("Writing f.zip: ", *out, codec, limits, from);
         writer.addContent("first", content, CompressionType::None);
@@ -95,11 +99,7 @@ TEST_F(ZipCommitTest, WritesZip64RecordsThatItReads) {
         writer.finish("comment");
         out->commit();
         EXPECT_NE(stored().find("PK\6\7"), std::string::npos);
-        ZipPhysicalPackage opened = package();
-        opened.open(OpenMode::Update);
-        EXPECT_EQ(opened.read(0), content);
-        EXPECT_EQ(opened.read(1), content);
-        opened.commit({carried(0), carried(1)});
+        commit(package(), OpenMode::Update, {carried(0), carried(1)});
         ZipFile expected;
         expected.comment = "comment";
         expected.items = {{"first", proseOf(500)}, {"second", proseOf(500), true}};
@@ -107,12 +107,12 @@ TEST_F(ZipCommitTest, WritesZip64RecordsThatItReads) {
             item.change([&](ZipHeader& h) { h.versionNeeded = from.value == kOnes32 ? 20 : 45; });
         }
         EXPECT_TRUE(stored() == expected.bytes());
-        storage = std::make_shared<Storage>();
+        storage = std::make_shared<vfs::MemoryStorage>();
     }
 }
 
 TEST_F(ZipCommitTest, LeavesTheFileAloneWhenItRefuses) {
-    const auto content = toBytes(noiseOf(100)), large = toBytes(noiseOf(151));
+    const std::string content = noiseOf(100);
     Limits limits;
     limits.maxEntries = 3;
     limits.maxPartSize = 150;
@@ -121,17 +121,16 @@ TEST_F(ZipCommitTest, LeavesTheFileAloneWhenItRefuses) {
     file.items = {{"old", std::string(60, 'o')}};
     const std::string before = file.bytes();
     put(before);
-    struct Row {
+    const auto update = OpenMode::Update;
+    const auto limit = ErrorKind::LimitExceeded, misuse = ErrorKind::Misuse;
+    const struct {
         OpenMode mode;
         std::vector<PlannedItem> plan;
         ErrorKind kind;
         const char* message;
-    };
-    const auto update = OpenMode::Update;
-    const auto limit = ErrorKind::LimitExceeded, misuse = ErrorKind::Misuse;
-    const Row rows[] = {
+    } rows[] = {
         {update, {fresh("a", content), fresh("b", content), carried(0)}, limit, "260, the limit maxPackageSize is 250"},
-        {update, {fresh("a", large)}, limit, "'a' is 151, the limit maxPartSize is 150"},
+        {update, {fresh("a", noiseOf(151))}, limit, "'a' is 151, the limit maxPartSize is 150"},
         {update, {carried(0), carried(0), carried(0), carried(0)}, limit, "4, the limit maxEntries is 3"},
         {update, {fresh(std::string(20000, 'n'), content)}, limit, "4096 times maxEntries"},
         {update, {fresh("OLD", content), carried(0)}, misuse, "equivalent names"},
@@ -143,7 +142,7 @@ TEST_F(ZipCommitTest, LeavesTheFileAloneWhenItRefuses) {
         {OpenMode::ReadOnly, {carried(0)}, misuse, "not open for writing"},
         {OpenMode::Create, {fresh("a", content)}, ErrorKind::Conflict, "f.zip"},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         expectError(row.kind, row.message, [&] { commit(package(limits), row.mode, row.plan); });
         EXPECT_TRUE(stored() == before) << row.message;
     }
@@ -166,78 +165,47 @@ TEST_F(ZipCommitTest, LeavesTheFileAloneWhenItRefuses) {
     expectError(misuse, "not open", [&] { opened.read(0); });
 }
 
-/// Does nothing but fail in one step.
-class FailingStorage : public foundation::storage::vfs::StorageSystem {
-public:
-    enum class Step { Open, Read, Begin, Write, Commit };
-
-    FailingStorage(Step step, StorageErrorKind kind, std::string bytes) : step_(step), kind_(kind), bytes_(bytes) {}
-
-    foundation::storage::vfs::StorageGuarantees guarantees() const noexcept override { return {}; }
-    bool exists(const std::u16string&) const override { return false; }
-    std::unique_ptr<ReadableFile> openForReading(const std::u16string&) const override {
-        pass(Step::Open);
-        return std::make_unique<Handle>(*this);
+struct FailingStorage : vfs::MemoryStorage {
+    std::unique_ptr<vfs::Replacement> beginReplacement(const std::u16string&, const vfs::ReadableFile*) override {
+        throw vfs::StorageError(kind, "the storage's reason, f.zip");
     }
-    std::unique_ptr<Replacement> beginReplacement(const std::u16string&, const ReadableFile*) override {
-        pass(Step::Begin);
-        return std::make_unique<Handle>(*this);
-    }
-
-private:
-    struct Handle : ReadableFile, Replacement {
-        explicit Handle(const FailingStorage& given) : owner(given) {}
-        std::uint64_t size() const override { return owner.bytes_.size(); }
-        void read(std::uint64_t offset, void* to, std::size_t count) const override {
-            owner.pass(Step::Read);
-            owner.bytes_.copy(static_cast<char*>(to), count, offset);
-        }
-        void write(const void*, std::size_t) override { owner.pass(Step::Write); }
-        void commit() override { owner.pass(Step::Commit); }
-        void discard() noexcept override {}
-        const FailingStorage& owner;
-    };
-
-    void pass(Step step) const {
-        if (step == step_) {
-            throw foundation::storage::vfs::StorageError(kind_, "the storage's reason, f.zip");
-        }
-    }
-
-    Step step_;
-    StorageErrorKind kind_;
-    std::string bytes_;
+    vfs::StorageErrorKind kind;
 };
 
 TEST_F(ZipCommitTest, PassesOnTheReasonsOfTheStorage) {
-    using Step = FailingStorage::Step;
-    ZipFile file;
-    file.items = {{"large", noiseOf(200000)}};
-    const std::string bytes = file.bytes();
-    struct Row {
-        Step step;
-        StorageErrorKind kind;
-        ErrorKind expected, expectedOfBackup;
-    };
-    const Row rows[] = {
-        {Step::Open, StorageErrorKind::NotFound, ErrorKind::NotFound, ErrorKind::NotFound},
-        {Step::Open, StorageErrorKind::AccessDenied, ErrorKind::InputOutput, ErrorKind::InputOutput},
-        {Step::Read, StorageErrorKind::Other, ErrorKind::InputOutput, ErrorKind::InputOutput},
-        {Step::Begin, StorageErrorKind::NotFound, ErrorKind::InputOutput, ErrorKind::InputOutput},
-        {Step::Write, StorageErrorKind::NoSpace, ErrorKind::InputOutput, ErrorKind::InputOutput},
-        {Step::Commit, StorageErrorKind::Conflict, ErrorKind::Conflict, ErrorKind::InputOutput},
-        {Step::Commit, StorageErrorKind::NotDurable, ErrorKind::NotDurable, ErrorKind::InputOutput},
-    };
-    for (const Row& row : rows) {
-        const auto expectReason = [&](ErrorKind kind, auto action) {
-            const auto failing = std::make_shared<FailingStorage>(row.step, row.kind, bytes);
-            ZipPhysicalPackage opened(u"f.zip", selector(failing), true);
-            expectError(kind, "the storage's reason", [&] { opened.open(OpenMode::Update), action(opened); });
-        };
-        expectReason(row.expected, [](auto& package) { package.commit({carried(0)}); });
-        expectReason(row.expectedOfBackup, [](auto& package) { package.backUp(u".bak"); });
-    }
+    using Kind = vfs::StorageErrorKind;
+    const auto failing = std::make_shared<FailingStorage>();
+    storage = failing;
     EXPECT_THROW(package().open(OpenMode::Update), model::PackageNotFound);
+    put(ZipFile().bytes());
+    ZipPhysicalPackage opened = package();
+    opened.open(OpenMode::Update);
+    const auto other = ErrorKind::InputOutput;
+    const std::pair<Kind, ErrorKind> rows[] = {{Kind::NotFound, other},
+                                               {Kind::NoSpace, other},
+                                               {Kind::Conflict, ErrorKind::Conflict},
+                                               {Kind::NotDurable, ErrorKind::NotDurable}};
+    for (const auto& [kind, expected] : rows) {
+        failing->kind = kind;
+        expectError(expected, "the storage's reason", [&] { opened.commit({}); });
+        expectError(other, "the storage's reason", [&] { opened.backUp(u".bak"); });
+    }
+}
+
+struct PiecewiseStream : InputStream {
+    explicit PiecewiseStream(const std::vector<unsigned char>& bytes) : in(bytes) {}
+    std::size_t read(void* to, std::size_t count) override { return in.read(to, std::min<std::size_t>(count, 777)); }
+    ByteArrayInAdaptor in;
+};
+
+TEST(StreamHelperTest, CopiesAllPiecesAndTellsWhenTheTargetFails) {
+    const auto bytes = toBytes(noiseOf(40000));
+    PiecewiseStream first(bytes), second(bytes);
+    std::ostringstream out;
+    EXPECT_TRUE(StreamHelper::copyStreamToStream(first, out));
+    EXPECT_TRUE(out.str() == toText(bytes));
+    out.setstate(std::ios::badbit);
+    EXPECT_FALSE(StreamHelper::copyStreamToStream(second, out));
 }
 
 }  // namespace

@@ -6,9 +6,9 @@
 #include "opc/zippackage/ZipPhysicalPackage.hpp"
 #include "support/ZipBuilder.hpp"
 
+#include <algorithm>
 #include <gtest/gtest.h>
-#include <memory>
-#include <string>
+#include <random>
 
 namespace opc::zippackage {
 
@@ -17,13 +17,7 @@ using support::zip64Field;
 using support::ZipFile;
 using support::ZipHeader;
 using support::ZipItem;
-
-/// A change to a file or an item, and what the failure tells.
-template <class Changed>
-struct ChangeRow {
-    void (*change)(Changed& it);
-    const char* message;
-};
+using namespace std::string_literals;
 
 inline std::vector<unsigned char> toBytes(const std::string& text) { return {text.begin(), text.end()}; }
 inline std::string toText(const std::vector<unsigned char>& bytes) { return {bytes.begin(), bytes.end()}; }
@@ -40,31 +34,24 @@ inline std::string proseOf(std::size_t size) {
 /// Bytes that do not deflate.
 inline std::string noiseOf(std::size_t size) {
     std::string text(size, '\0');
-    std::uint32_t state = 12345;
-    for (char& c : text) {
-        state = state * 1664525 + 1013904223;
-        c = static_cast<char>(state >> 24);
-    }
+    std::generate(text.begin(), text.end(),
+                  [random = std::mt19937()]() mutable { return static_cast<char>(random()); });
     return text;
 }
 
 /// Containers in a storage in memory.
 class ZipTest : public testing::Test {
 protected:
-    using Storage = foundation::storage::vfs::MemoryStorage;
-
     ZipPhysicalPackage package(const Limits& limits = Limits(), bool verify = true) {
-        return {u"f.zip", selector(storage), verify, limits};
+        return {u"f.zip", FileSystemOpsSelector(foundation::storage::vfs::StorageSystemReference(storage)), verify,
+                limits};
     }
 
     void put(const std::string& bytes) { storage->put(u"f.zip", toBytes(bytes)); }
     std::string stored(const std::u16string& name = u"f.zip") const { return toText(storage->get(name)); }
 
-    static FileSystemOpsSelector selector(std::shared_ptr<foundation::storage::vfs::StorageSystem> storage) {
-        return FileSystemOpsSelector(foundation::storage::vfs::StorageSystemReference(std::move(storage)));
-    }
-
-    std::shared_ptr<Storage> storage = std::make_shared<Storage>();
+    std::shared_ptr<foundation::storage::vfs::MemoryStorage> storage =
+        std::make_shared<foundation::storage::vfs::MemoryStorage>();
 };
 
 template <class Action>

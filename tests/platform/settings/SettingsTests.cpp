@@ -10,21 +10,15 @@ namespace {
 class SettingsTest : public testing::Test {
 protected:
     SettingsTest() {
-        for (const char* const folder : {"/.config", "/.config/tarmic", "/xdg", "/xdg/tarmic"}) {
-            std::filesystem::create_directory(path_ + folder);
-        }
+        std::filesystem::create_directories(path_ + "/.config/tarmic");
+        std::filesystem::create_directories(path_ + "/xdg/tarmic");
         ::setenv("HOME", path_.c_str(), 1);
         ::unsetenv("XDG_CONFIG_HOME");
-    }
-    ~SettingsTest() override {
-        for (const char* const name : {"PX_SETTINGS_FILE", "XDG_CONFIG_HOME"}) {
-            ::unsetenv(name);
-        }
-        ::setenv("HOME", home_.c_str(), 1);
+        ::unsetenv("PX_SETTINGS_FILE");
     }
 
     /// The text of "v" at `node`; "none" when there is no such node.
-    std::u16string value(const std::string& node) const {
+    static std::u16string value(const std::string& node) {
         const auto root = settings::standalone::getSettingsRoot();
         const auto found = root == nullptr ? nullptr : root->getSettingsByFullName(node);
         return found == nullptr ? u"none" : found->get<std::u16string>("v", "fallback");
@@ -38,7 +32,6 @@ protected:
 
     support::TempDir folder_;
     const std::string path_ = folder_.path();
-    const std::string home_ = std::getenv("HOME") == nullptr ? "" : std::getenv("HOME");
 };
 
 TEST_F(SettingsTest, FindsValuesOfNodes) {
