@@ -64,7 +64,7 @@ private:
                    const std::u16string& relationshipType, const Fill& fill);
 
     void writePackageParts(std::vector<FlowbookFilePackage::Part> parts);
-    void writePackageRelationships(std::vector<FlowbookFilePackage::Relationship> relationships);
+    void writePackageRelationships(const std::vector<FlowbookFilePackage::Relationship>& relationships);
     void writePartRelationships(opc::model::Part part, std::vector<FlowbookFilePackage::Relationship> relationships);
     void deletePackageParts();
     void deletePartRelationships(const opc::model::Part& part);

@@ -39,7 +39,7 @@ void FlowbookFileWriter::FlowbookFileWriterImpl::write(const FlowbookFilePackage
 }
 
 void FlowbookFileWriter::FlowbookFileWriterImpl::writePackageRelationships(
-    std::vector<FlowbookFilePackage::Relationship> relationships) {
+    const std::vector<FlowbookFilePackage::Relationship>& relationships) {
     for (const auto& relationship : relationships) {
         writePackageRelationship(relationship);
     }

@@ -61,6 +61,8 @@ char16_t* append(UChar32 character, char16_t* to) {
     return to;
 }
 
+// The nesting is that of ICU's macros.
+// NOLINTBEGIN(readability-function-size)
 char* append(UChar32 character, char* to) {
     std::ptrdiff_t length = 0;
     U8_APPEND_UNSAFE(to, length, character);
@@ -119,6 +121,8 @@ std::string encode(std::u16string_view text, OnMalformed onMalformed) {
     result.resize(static_cast<std::size_t>(to - result.data()));
     return result;
 }
+
+// NOLINTEND(readability-function-size)
 
 UChar32 replaceMalformed(std::size_t) { return kReplacementCharacter; }
 

@@ -65,8 +65,8 @@ long parseOffset(Scanner& scanner) {
     }
     const unsigned hours = scanner.number(2, 0, 23);
     scanner.expect(':');
-    const auto minutes = static_cast<long>(hours * 60 + scanner.number(2, 0, 59));
-    return east ? minutes : -minutes;
+    const unsigned minutes = hours * 60 + scanner.number(2, 0, 59);
+    return east ? long{minutes} : -long{minutes};
 }
 
 /// The time of day, as UTC has it: negative or beyond a day where the offset leads there.

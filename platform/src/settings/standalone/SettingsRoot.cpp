@@ -39,7 +39,7 @@ std::string environment(const char* name) {
 
 /// Empty when nothing tells where the file would be.
 std::string settingsPath() {
-    if (const std::string named = environment("PX_SETTINGS_FILE"); !named.empty()) {
+    if (std::string named = environment("PX_SETTINGS_FILE"); !named.empty()) {
         return named;
     }
     const std::string inFolder = "/tarmic/settings.json";

@@ -23,16 +23,21 @@ constexpr std::size_t kBufferSize = std::size_t{256} << 10;
 constexpr mode_t kPrivateMode = S_IRUSR | S_IWUSR;
 constexpr mode_t kNewFileMode = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
 
+[[noreturn]] void throwConflict(const std::string& path, const char* found) {
+    throw StorageError(StorageErrorKind::Conflict, "cannot replace \"" + path + "\": " + found);
+}
+
+[[noreturn]] void throwRemoved(const std::string& path) {
+    throwConflict(path, "it has been removed since it was opened");
+}
+
+/// @param path  of what was there when it was opened.
 std::string withoutLinks(const std::string& path) {
     const std::unique_ptr<char, decltype(&std::free)> resolved(::realpath(path.c_str(), nullptr), &std::free);
     if (resolved == nullptr) {
-        throwErrno("resolve", path);
+        errno == ENOENT ? throwRemoved(path) : throwErrno("resolve", path);
     }
     return resolved.get();
-}
-
-[[noreturn]] void throwConflict(const std::string& path, const char* found) {
-    throw StorageError(StorageErrorKind::Conflict, "cannot replace \"" + path + "\": " + found);
 }
 
 }  // namespace
@@ -80,7 +85,7 @@ void LocalReplacement::checkTarget() const {
 
 void LocalReplacement::checkReplaced(bool found, const struct stat& present) const {
     if (!found) {
-        throwConflict(target_.path, "it has been removed since it was opened");
+        throwRemoved(target_.path);
     }
     if (replaced_->identity() != FileIdentity(present)) {
         throwConflict(target_.path, "it has changed since it was opened");
