@@ -65,7 +65,8 @@ private:
 
     void writePackageParts(std::vector<FlowbookFilePackage::Part> parts);
     void writePackageRelationships(const std::vector<FlowbookFilePackage::Relationship>& relationships);
-    void writePartRelationships(opc::model::Part part, std::vector<FlowbookFilePackage::Relationship> relationships);
+    void writePartRelationships(opc::model::Part part,
+                                const std::vector<FlowbookFilePackage::Relationship>& relationships);
     void deletePackageParts();
     void deletePartRelationships(const opc::model::Part& part);
 

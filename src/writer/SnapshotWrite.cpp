@@ -69,7 +69,7 @@ void FlowbookFileWriter::FlowbookFileWriterImpl::writePackagePart(const Flowbook
 }
 
 void FlowbookFileWriter::FlowbookFileWriterImpl::writePartRelationships(
-    opc::model::Part part, std::vector<FlowbookFilePackage::Relationship> relationships) {
+    opc::model::Part part, const std::vector<FlowbookFilePackage::Relationship>& relationships) {
     for (const auto& relationship : relationships) {
         createRelationship(part, relationship, relationship.id);
     }

@@ -22,7 +22,7 @@ TargetMode Relationship::getTargetMode() const noexcept { return record_->mode; 
 URI Relationship::getTargetURI() const {
     const detail::RelationshipOrigin& origin = *record_->origin;
     try {
-        const URI target(record_->target);
+        URI target(record_->target);
         if (record_->mode == TargetMode::External) {
             return target;
         }
