@@ -8,30 +8,28 @@
 namespace opc::model {
 namespace {
 
-using namespace testing;
+using namespace tests;
 
 void open(const Items& items) { TestPackage package(items, OpenMode::ReadOnly); }
 
 void openWithTypes(const std::string& xml) { open({{"[Content_Types].xml", xml}}); }
 
-std::string namesOf(const std::vector<Part>& parts) {
+std::string namesOf(const Package& package) {
     std::string names;
-    for (const Part& part : parts) {
+    for (const Part& part : package.getParts()) {
         names += part.getName().ascii() + " ";
     }
     return names;
 }
 
 TEST(PackageReadTest, HandlesOfAClosedPackageRefuse) {
-    FakePhysicalPackage physical(smallPackage());
-    std::optional<Package> package(std::in_place, physical);
-    expectFailure(ErrorKind::Misuse, {"fake.tqx", "is not open"}, [&] { package->getParts(); });
-    package->open(OpenMode::Update);
+    std::optional<TestPackage> package(smallPackage());
     expectFailure(ErrorKind::Misuse, {"is open already"}, [&] { package->open(OpenMode::ReadOnly); });
     Part part = package->getPart(PartName(u"/b.xml"));
     const auto relationship = package->getRelationships(ExcludeMode::None).at(0);
     const auto stream = part.getOutputStream();
     package->revert();
+    expectFailure(ErrorKind::Misuse, {"fake.tqx", "is not open"}, [&] { package->getParts(); });
     package->open(OpenMode::ReadOnly);  // which is no return to life for handles of before
     expectFailure(ErrorKind::Misuse, {"is not open"}, [&] { part.getInputStream(); });
     package.reset();
@@ -71,12 +69,10 @@ TEST(PackageReadTest, PartsAreWhatHasANameAndAContentType) {
     const TestPackage package(packageOf(
         typesXml("<Override PartName='/D/a.xml' ContentType='o/o'/><Override PartName='/plain' ContentType='p/p'/>"),
         "d/A.xml|d.xml/plain|plain|x.y.XML|x.y|not a name.xml|\xC3\xA4.xml|d/_rels/A.xml.rels"));
-    EXPECT_EQ("/d/A.xml /plain /x.y.XML ", namesOf(package.getParts()));
+    EXPECT_EQ("/d/A.xml /plain /x.y.XML ", namesOf(package));
     EXPECT_EQ(u"o/o", package.part(u"/d/a.xml").getContentType().toString());
     EXPECT_EQ(u"text/xml", package.part(u"/x.y.xml").getContentType().toString());
-    EXPECT_EQ("/d/A.xml", package.part(u"/D/A.XML").getName().ascii());
     EXPECT_THROW(package.part(u"/x.y"), PartNotFound);
-    EXPECT_THROW(package.part(u"/d/_rels/A.xml.rels"), PartNotFound);
 }
 
 TEST(PackageReadTest, RefusesNamesThatAreEquivalentOrDeriveFromOthers) {
@@ -117,9 +113,9 @@ TEST(PackageReadTest, AMalformedRelationshipsPartFailsItsSourceOnly) {
     const TestPackage package(packageOf(typesXml(), "docs/a.xml|docs/_rels/a.xml.rels"));
     Part part = package.part(u"/docs/a.xml");
     EXPECT_EQ("docs/a.xml", textOf(part));
-    EXPECT_THROW(part.getRelationships(ExcludeMode::None), InvalidXMLDocument);
+    EXPECT_THROW(part.createExternalRelationship(u"t", u"x", u""), InvalidXMLDocument);
     expectFailure(ErrorKind::Damaged, {"'/docs/_rels/a.xml.rels', line 1, column"},
-                  [&] { part.createExternalRelationship(u"t", u"x", u""); });
+                  [&] { part.getRelationships(ExcludeMode::None); });
 }
 
 TEST(PackageReadTest, TargetsFailWhenFollowedOnly) {
@@ -150,7 +146,7 @@ TEST(PackageReadTest, EncodingsOfPackageXml) {
         const std::u16string units = fl::i18n::to_ustring(text);
         return std::string(reinterpret_cast<const char*>(units.data()), 2 * units.size());
     };
-    const std::string mark = "\xEF\xBB\xBF";  // which tells the byte order
+    const std::string mark = "\xEF\xBB\xBF";
     for (const std::string& xml : {mark + typesXml(), declared("utf-8"), utf16(mark + typesXml()),
                                    utf16(mark + declared("UTF-16")), utf16(declared("UTF-16"))}) {
         EXPECT_NO_THROW(openWithTypes(xml)) << xml;
@@ -165,9 +161,8 @@ TEST(PackageReadTest, EncodingsOfPackageXml) {
 TEST(PackageReadTest, PackageXmlHasALimitThatIsCheckedBeforeReading) {
     FakePhysicalPackage physical(smallPackage());
     physical.limit.maxPackageXmlSize = 20;
-    Package package(physical);
     expectFailure(ErrorKind::LimitExceeded, {"[Content_Types].xml", "maxPackageXmlSize", "20"},
-                  [&] { package.open(OpenMode::ReadOnly); });
+                  [&] { Package(physical).open(OpenMode::ReadOnly); });
     EXPECT_EQ(0, physical.reads);
 }
 
@@ -176,7 +171,7 @@ TEST(PackageReadTest, PutsCompletePiecesTogether) {
                                         "open.xml/[0].piece|zero.xml/[00].last.piece|x.xml/[2].LAST.piece");
     items[0].first += "/[0].last.piece";
     TestPackage package(items);
-    EXPECT_EQ("/x.xml ", namesOf(package.getParts()));
+    EXPECT_EQ("/x.xml ", namesOf(package));
     const Part part = package.part(u"/x.xml");
     EXPECT_EQ("X.XML/[0].Piecex.xml/[1].piecex.xml/[2].LAST.piece", textOf(part));
     EXPECT_EQ(50U, part.getSize());
@@ -191,20 +186,17 @@ TEST(PackageReadTest, PutsCompletePiecesTogether) {
 // Doubling the input must not quadruple the time. Bounds are generous: they are to catch minutes, not jitter.
 TEST(PackageReadTest, LargeInputTakesLinearTime) {
     const auto start = std::chrono::steady_clock::now();
-    const std::string longName = repeated("a/", 16000);
-    std::string relationships;
-    std::string overrides;
-    std::string names;
+    std::string relationships, overrides, names = repeated("a/", 50000) + "long.xml";
     for (int i = 0; i != 16000; ++i) {
         const std::string number = std::to_string(i);
         relationships += relationshipXml("rId" + number, "t", "x");
         overrides += "<Override PartName='/p" + number + "' ContentType='a/b;p=" + number + "'/>";
-        names += (i < 10 ? longName + number + ".xml|" : "p" + number + "|");
+        names += "|p" + number;
     }
     Items items = packageOf(typesXml(overrides), names);
     items.emplace_back("_rels/.rels", relationshipsXml(relationships));
     TestPackage package(items);
-    for (int i = 10; i != 10000; ++i) {
+    for (int i = 0; i != 10000; ++i) {
         const std::u16string number = fl::i18n::to_ustring(std::to_string(i));
         package.createInternalRelationship(u"new", URI(u"y"), u"");
         package.create(u"/new" + number);

@@ -1,21 +1,18 @@
 #pragma once
 
 #include "fl/i18n/Conversion.hpp"
-#include "opc/Exception.hpp"
 #include "opc/StreamHelper.hpp"
 #include "opc/interfaces/IPhysicalPackage.hpp"
 #include "opc/model/Package.hpp"
 #include "opc/model/StandardPartInfo.hpp"
+#include "platform/opc/opcTesting.hpp"
 
 #include <functional>
-#include <gtest/gtest.h>
 #include <map>
 #include <sstream>
-#include <string>
 #include <utility>
-#include <vector>
 
-namespace opc::model::testing {
+namespace opc::tests {
 
 using interfaces::OpenMode;
 using Items = std::vector<std::pair<std::string, std::string>>;
@@ -30,74 +27,59 @@ inline std::vector<std::string> split(const std::string& text) {
     return pieces;
 }
 
-inline std::string repeated(const std::string& text, std::size_t count) {
-    std::string result;
-    while (result.size() != text.size() * count) {
-        result += text;
-    }
-    return result;
-}
-
 inline std::string textOf(const Items& items, const std::string& name) {
-    return std::map<std::string, std::string>(items.begin(), items.end()).at(name);
+    return std::map(items.begin(), items.end()).at(name);
 }
 
 /// A container of named texts that commits into itself and notes how. Whoever opened it must close it.
-class FakePhysicalPackage : public interfaces::IPhysicalPackage {
-public:
+struct FakePhysicalPackage : interfaces::IPhysicalPackage {
     explicit FakePhysicalPackage(Items items) : content(std::move(items)) {}
-    ~FakePhysicalPackage() override { EXPECT_FALSE(isOpen_) << "it was not closed"; }
+    ~FakePhysicalPackage() override { EXPECT_FALSE(isOpen) << "it was not closed"; }
 
     void open(OpenMode) override {
-        isOpen_ = true;
-        index_.clear();
-        for (const auto& [name, text] : content) {
-            index_.push_back({name, text.size(), text.size() + 1});
+        isOpen = true;
+        index.clear();
+        for (const auto& [itemName, text] : content) {
+            index.push_back({itemName, text.size(), text.size() + 1});
         }
     }
-
-    const std::vector<interfaces::PhysicalItem>& items() const override { return index_; }
-
     Bytes read(std::size_t item) const override {
         ++reads;
-        return {content.at(item).second.begin(), content.at(item).second.end()};
+        return toBytes(content.at(item).second);
     }
-
     void commit(const std::vector<interfaces::PlannedItem>& plan) override {
         if (failCommit) {
             throw Exception(ErrorKind::InputOutput, "disk full");
         }
         Items next;
-        for (const auto& [bytes, carried, name, compression] : plan) {
-            next.push_back(bytes == nullptr ? content.at(carried)
-                                            : std::pair(name, std::string(bytes->begin(), bytes->end())));
-            log += (bytes == nullptr ? " =" : " +") + next.back().first;
+        for (const interfaces::PlannedItem& item : plan) {
+            next.push_back(item.content == nullptr ? content.at(item.carried)
+                                                   : std::pair(item.name, toText(*item.content)));
+            log += (item.content == nullptr ? " =" : " +") + next.back().first;
         }
         content = std::move(next);
     }
-
     std::u16string backUp(const std::u16string& extension) const override {
         log += " backup";
         return u"fake" + extension;
     }
-
-    void close() noexcept override { isOpen_ = false; }
-    const std::string& displayName() const noexcept override { return name_; }
+    void close() noexcept override { isOpen = false; }
+    const std::vector<interfaces::PhysicalItem>& items() const override { return index; }
+    const std::string& displayName() const noexcept override { return name; }
     const Limits& limits() const noexcept override { return limit; }
 
     Items content;
     mutable std::string log;  ///< of the commits: "+" for what was written, "=" for what was carried over
     Limits limit;
-    bool failCommit = false;
+    bool failCommit = false, isOpen = false;
     mutable int reads = 0;
-
-private:
-    std::string name_ = "fake.tqx";
-    std::vector<interfaces::PhysicalItem> index_;
-    bool isOpen_ = false;
+    std::string name = "fake.tqx";
+    std::vector<interfaces::PhysicalItem> index;
 };
 
-inline void write(Part part, const std::string& text) { part.getOutputStream()->write(text.data(), text.size()); }
+inline void write(model::Part part, const std::string& text) {
+    part.getOutputStream()->write(text.data(), text.size());
+}
 
 inline std::string textOf(InputStream& in) {
     std::ostringstream text;
@@ -105,26 +87,26 @@ inline std::string textOf(InputStream& in) {
     return text.str();
 }
 
-inline std::string textOf(const Part& part) { return textOf(*part.getInputStream()); }
+inline std::string textOf(const model::Part& part) { return textOf(*part.getInputStream()); }
 
 struct HasPhysical {
     FakePhysicalPackage physical;
 };
 
 /// An open package over a container in memory.
-struct TestPackage : HasPhysical, Package {
+struct TestPackage : HasPhysical, model::Package {
     explicit TestPackage(Items items, OpenMode mode = OpenMode::Update)
         : HasPhysical{FakePhysicalPackage(std::move(items))}, Package(physical) {
         open(physical.content.empty() ? OpenMode::Create : mode);
     }
 
-    Part part(const std::u16string& name) const { return getPart(PartName(name)); }
-    void remove(const std::u16string& name) { deletePart(PartName(name)); }
+    model::Part part(const std::u16string& name) const { return getPart(model::PartName(name)); }
+    void remove(const std::u16string& name) { deletePart(model::PartName(name)); }
 
-    Part create(const std::u16string& name, const std::string& text = "new") {
-        Part part = createPart(PartName(name), ContentType(u"application/x"),
-                               StandardPartInfo(interfaces::CompressionType::Normal, 0));
-        write(part, text);
+    model::Part create(const std::u16string& name, const std::u16string& type = u"application/x") {
+        const model::StandardPartInfo info(interfaces::CompressionType::Normal, 0);
+        model::Part part = createPart(model::PartName(name), model::ContentType(type), info);
+        write(part, "new");
         return part;
     }
 };
@@ -167,34 +149,16 @@ inline Items smallPackage() {
             {"stray", "no type"}};
 }
 
-/// Expects an opc::Exception of a kind whose text holds all the given pieces.
-inline void expectFailure(ErrorKind kind, const std::vector<std::string>& pieces, const std::function<void()>& call) {
-    try {
-        call();
-        ADD_FAILURE() << "nothing was thrown, expected: " << pieces.back();
-    } catch (const Exception& error) {
-        const std::string what = error.what();
-        EXPECT_EQ(kind, error.kind()) << what;
-        for (const std::string& piece : pieces) {
-            EXPECT_NE(std::string::npos, what.find(piece)) << what << "\nlacks: " << piece;
-        }
-    }
-}
-
-/// Inputs, to be split, and what their refusals have in common.
-struct Refused {
-    std::string reason;
-    std::string inputs;
-};
-
-inline void expectRefusals(ErrorKind kind, const std::string& place, const std::vector<Refused>& cases,
+/// Each case is a reason of refusals and the inputs, to be split, that are refused for it.
+inline void expectRefusals(ErrorKind kind, const std::string& place,
+                           const std::vector<std::pair<std::string, std::string>>& cases,
                            const std::function<void(const std::string&)>& use) {
-    for (const Refused& each : cases) {
-        for (const std::string& input : split(each.inputs)) {
+    for (const auto& [reason, inputs] : cases) {
+        for (const std::string& input : split(inputs)) {
             SCOPED_TRACE(input.substr(0, 300));
-            expectFailure(kind, {place, each.reason}, [&] { use(input); });
+            expectFailure(kind, {place, reason}, [&] { use(input); });
         }
     }
 }
 
-}  // namespace opc::model::testing
+}  // namespace opc::tests

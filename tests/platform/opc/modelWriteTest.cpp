@@ -6,11 +6,10 @@
 namespace opc::model {
 namespace {
 
-using namespace testing;
-using Change = void (*)(TestPackage&);
+using namespace tests;
 
 TEST(PackageWriteTest, PlansOfACommit) {
-    const std::tuple<const char*, Change, const char*> cases[] = {
+    const std::tuple<const char*, void (*)(TestPackage&), const char*> cases[] = {
         {"nothing but reading and an empty deletion",
          [](TestPackage& package) {
              package.deleteRelationshipsByType(u"none");
@@ -82,14 +81,12 @@ TEST(PackageWriteTest, ContentTypesKeepTheirOrderAndLoseDeletedParts) {
     const std::string types = typesXml("<Override PartName='/A.xml' ContentType='o/o'/>" + png);
     TestPackage package(packageOf(types, "a.xml"));
     package.remove(u"/a.xml");
-    const StandardPartInfo info(interfaces::CompressionType::None, 0);
-    package.createPart(PartName(u"/same.xml"), ContentType(u"text/xml"), info);
-    package.createPart(PartName(u"/other.xml"), ContentType(u"text/plain"), info);
+    package.create(u"/same.xml", u"text/xml");
+    package.create(u"/other.xml", u"text/plain");
     package.close();
     EXPECT_EQ(R"(<?xml version="1.0" encoding="UTF-8" standalone="yes"?>)" +
                   typesXml(png + R"(<Override PartName="/other.xml" ContentType="text/plain"/>)"),
               textOf(package.physical.content, "[Content_Types].xml"));
-    EXPECT_EQ(" +[Content_Types].xml +same.xml +other.xml", package.physical.log);
 }
 
 TEST(PackageWriteTest, RelationshipsPartsGetTheirContentTypeWhateverTheirDefault) {
@@ -143,33 +140,31 @@ TEST(PackageWriteTest, ContentOfAPartUnderWay) {
     Part part = package.part(u"/b.xml");
     const auto before = part.getInputStream();
     const auto out = part.getOutputStream();
-    EXPECT_EQ("", textOf(part));
     out->write("ab", 2);
     const auto during = part.getInputStream();
     out->write("cd", 2);
-    EXPECT_EQ("abcd", textOf(part));
     EXPECT_EQ(4U, part.getSize());
     EXPECT_EQ(0U, part.getStoredSize());
     part.getOutputStream();
     EXPECT_EQ("B", textOf(*before));
-    EXPECT_EQ("abcd", textOf(*during));
+    char start[3] = {};
+    EXPECT_EQ(3U, during->read(start, sizeof start));
+    EXPECT_EQ("abc", std::string(start, sizeof start));
+    EXPECT_EQ("d", textOf(*during));
+    EXPECT_EQ(0U, during->read(start, sizeof start));
     package.close();
     EXPECT_EQ("", textOf(package.physical.content, "b.xml"));
 }
 
 TEST(PackageWriteTest, AReadOnlyPackageRefusesChanges) {
-    const Change changes[] = {
-        [](TestPackage& package) { package.create(u"/n"); },
-        [](TestPackage& package) { package.remove(u"/b.xml"); },
-        [](TestPackage& package) { package.part(u"/b.xml").getOutputStream(); },
-        [](TestPackage& package) { package.createInternalRelationship(u"t", URI(u"x"), u""); },
-        [](TestPackage& package) { package.deleteRelationship(u"rId1"); },
-        [](TestPackage& package) { package.deleteRelationshipsByType(u"t:doc"); },
-    };
     TestPackage package(smallPackage(), OpenMode::ReadOnly);
-    for (const Change change : changes) {
-        expectFailure(ErrorKind::Misuse, {"fake.tqx", "for reading only"}, [&] { change(package); });
-    }
+    const auto refuses = [](auto change) { expectFailure(ErrorKind::Misuse, {"fake.tqx", "reading only"}, change); };
+    refuses([&] { package.create(u"/n"); });
+    refuses([&] { package.remove(u"/b.xml"); });
+    refuses([&] { package.part(u"/b.xml").getOutputStream(); });
+    refuses([&] { package.createInternalRelationship(u"t", URI(u"x"), u""); });
+    refuses([&] { package.deleteRelationship(u"rId1"); });
+    refuses([&] { package.deleteRelationshipsByType(u"t:doc"); });
     package.close();
     EXPECT_EQ("", package.physical.log);
 }

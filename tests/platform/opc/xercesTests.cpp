@@ -4,16 +4,17 @@
 #include "opc/model/InvalidXMLDocument.hpp"
 #include "opc/model/XercesGuard.hpp"
 #include "opc/model/XercesHelper.hpp"
+#include "platform/opc/opcTesting.hpp"
 
 #include <chrono>
-#include <gtest/gtest.h>
-#include <thread>
+#include <memory>
 #include <xercesc/util/XMLUni.hpp>
 
 namespace opc::model {
 namespace {
 
 using namespace std::string_literals;
+using tests::repeated;
 using xercesc::XMLUni;
 
 struct Releaser {
@@ -22,20 +23,10 @@ struct Releaser {
         owned->release();
     }
 };
-using ParserPtr = std::unique_ptr<xercesc::DOMLSParser, Releaser>;
-using WriterPtr = std::unique_ptr<xercesc::DOMLSSerializer, Releaser>;
 using DocumentPtr = std::unique_ptr<xercesc::DOMDocument, Releaser>;
 
 const std::u16string kNamespace = u"urn:w";
 const std::string kSmile = "[\xC3\xA4\xF0\x9F\x98\x80]";
-
-std::string repeated(const std::string& text, std::size_t count) {
-    std::string all;
-    while (count-- != 0) {
-        all += text;
-    }
-    return all;
-}
 
 std::string manyAttributes() {
     std::string xml = "<a";
@@ -45,14 +36,15 @@ std::string manyAttributes() {
     return xml + "/>";
 }
 
-struct Reader {
+class XercesTest : public testing::Test {
+protected:
     const xercesc::DOMElement* read(const std::u16string& xml, const std::u16string& publicId = u"",
                                     const std::u16string& systemId = u"") {
         return XercesHelper::readDocumentFromString(parser.get(), xml, false, publicId, systemId)->getDocumentElement();
     }
 
     const xercesc::DOMElement* read(const std::string& xml) {
-        const std::vector<unsigned char> bytes(xml.begin(), xml.end());
+        const auto bytes = tests::toBytes(xml);
         ByteArrayInAdaptor in(bytes);
         return XercesHelper::readDocumentFromStream(parser.get(), in, false, u"", u"")->getDocumentElement();
     }
@@ -69,10 +61,8 @@ struct Reader {
     }
 
     XercesGuard guard;
-    ParserPtr parser{XercesHelper::createParser()};
+    std::unique_ptr<xercesc::DOMLSParser, Releaser> parser{XercesHelper::createParser()};
 };
-
-class XercesTest : public testing::Test, protected Reader {};
 
 TEST_F(XercesTest, RefusesHostileAndMalformedDocumentsInBoundedTime) {
     const std::string doctype = "document type declaration", malformed = "the XML document is not well-formed at line ";
@@ -91,7 +81,7 @@ TEST_F(XercesTest, RefusesHostileAndMalformedDocumentsInBoundedTime) {
         {"version", {"<?xml version='1.0UTF-16'?><a/>"}},
         {"NUL", {"<a/>\0<b/>"s}},
         {"its encoding is ISO-8859-1", {"<?xml version='1.0' encoding='ISO-8859-1'?><a>\xE4</a>"}},
-        {"refused at line 1, column 3076: " + deep, {repeated("<a>", 100000) + repeated("</a>", 100000)}},
+        {"refused at line 1, column 3076: " + deep, {repeated("<a>", 100000)}},
         {deep, {repeated("<a x='1' y='2'>", 1000), manyAttributes()}},
         // Unusual, but harmless.
         {"[xyz<w>]", {"<a>x<!-- no --><b>y<c>z</c></b><?no no?><![CDATA[<w>]]></a>"}},
@@ -132,36 +122,17 @@ TEST_F(XercesTest, AdoptedDocumentsOutliveTheirParser) {
     EXPECT_EQ(XercesHelper::getTextContent(document->getDocumentElement()), u"1");
 }
 
-TEST_F(XercesTest, ReleasedParsersAreAsNew) {
-    void (*const changes[])(xercesc::DOMConfiguration&) = {
-        [](auto& config) { config.setParameter(XMLUni::fgDOMDisallowDoctype, false); },
-        [](auto& config) { config.setParameter(XMLUni::fgDOMNamespaces, false); },
-        [](auto& config) { config.setParameter(XMLUni::fgDOMErrorHandler, static_cast<const void*>(nullptr)); },
-        [](auto& config) { config.setParameter(XMLUni::fgDOMNamespaces, true); },
-    };
-    for (const auto change : changes) {
-        change(*parser->getDomConfig());
+TEST_F(XercesTest, WhatIsSetInAParserWeakensNeitherItsErrorsNorLaterParsers) {
+    for (const XMLCh* const name : {XMLUni::fgDOMDisallowDoctype, XMLUni::fgDOMNamespaces}) {
+        parser->getDomConfig()->setParameter(name, false);
         EXPECT_THROW(read(u"<a><b>"s), InvalidXMLDocument);
         parser.reset();
         parser.reset(XercesHelper::createParser());
         EXPECT_THROW(read(u"<!DOCTYPE a><a/>"s), InvalidXMLDocument);
         EXPECT_EQ(read(u"<a xmlns='urn:w'>1</a>"s)->getNamespaceURI(), kNamespace);
     }
-}
-
-TEST_F(XercesTest, ParsersWorkOnSeveralThreads) {
-    const auto work = [] {
-        for (std::size_t i = 0; i < 300; ++i) {
-            Reader reader;
-            const std::string text(i, 'x');
-            ASSERT_EQ(reader.outcome("<a>" + text + "</a>"), '[' + text + ']');
-            ASSERT_THROW(reader.read("<a"s), InvalidXMLDocument);
-        }
-    };
-    std::thread threads[] = {std::thread(work), std::thread(work), std::thread(work), std::thread(work)};
-    for (std::thread& each : threads) {
-        each.join();
-    }
+    parser->getDomConfig()->setParameter(XMLUni::fgDOMErrorHandler, static_cast<const void*>(nullptr));
+    EXPECT_THROW(read(u"<a><b>"s), InvalidXMLDocument);
 }
 
 TEST_F(XercesTest, FindsWhatIsInNoNamespaceAndLeavesTheValueOfWhatIsNotThere) {
@@ -181,10 +152,9 @@ protected:
                                     const std::u16string& attribute = u"") {
         DocumentPtr document(XercesHelper::createDocument());
         auto* const root = XercesHelper::appendElementNS(document.get(), kNamespace, XercesString(u"w:r"));
-        auto* const child = XercesHelper::appendElementNS(root, kNamespace, XercesString(u"w:t"));
-        XercesHelper::setElementAttributeNS(child, kNamespace, XercesString(u"w:v"), attribute);
-        child->appendChild(document->createCDATASection(cdata.c_str()));
-        child->appendChild(document->createTextNode(text.c_str()));
+        XercesHelper::setElementAttributeNS(root, kNamespace, XercesString(u"w:v"), attribute);
+        root->appendChild(document->createCDATASection(cdata.c_str()));
+        root->appendChild(document->createTextNode(text.c_str()));
         return document;
     }
 
@@ -192,16 +162,17 @@ protected:
         std::vector<unsigned char> bytes;
         ByteArrayOutAdaptor out(bytes);
         XercesHelper::writeDocumentToStream(writer_.get(), document.get(), out);
-        return {bytes.begin(), bytes.end()};
+        return tests::toText(bytes);
     }
 
-    WriterPtr writer_{XercesHelper::createWriter()};
+    std::unique_ptr<xercesc::DOMLSSerializer, Releaser> writer_{XercesHelper::createWriter()};
+    const std::string sound_ = written(makeDocument(u"sound"));
 };
 
 TEST_F(XercesWriterTest, WritesWhatReadsBackTheSame) {
     EXPECT_EQ(written(makeDocument(u"a]]>\u00E4\n", u"<", u"\"&")),
-              "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\" ?><w:r xmlns:w=\"urn:w\">"
-              "<w:t w:v=\"&quot;&amp;\"><![CDATA[a]]]]><![CDATA[>\xC3\xA4\n]]>&lt;</w:t></w:r>");
+              "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\" ?><w:r xmlns:w=\"urn:w\" "
+              "w:v=\"&quot;&amp;\"><![CDATA[a]]]]><![CDATA[>\xC3\xA4\n]]>&lt;</w:r>");
     std::vector<std::u16string> texts = {u"a]]>b]]>", u"]]]]>", u"]]", u"]]>]]>]]>", u"<![CDATA[x]]>", u" &amp;<>\t\n"};
     // Around the sizes in which the text may be handled on its way.
     for (const std::size_t size : {4096U, 16384U, 65536U}) {
@@ -223,22 +194,16 @@ TEST_F(XercesWriterTest, RefusesWhatXmlCannotHoldAndStaysUsable) {
         unwritable.push_back(makeDocument(u"", text));
         unwritable.push_back(makeDocument(u"", u"", text));
     }
-    unwritable.emplace_back(XercesHelper::createDocument());
-    auto* element = XercesHelper::appendElementNS(unwritable.back().get(), kNamespace, XercesString(u"w:r"));
+    unwritable.push_back(makeDocument(u""));
+    auto* element = unwritable.back()->getDocumentElement();
     for (int i = 0; i < 100000; ++i) {
         element = XercesHelper::appendElementNS(element, kNamespace, XercesString(u"w:t"));
     }
     EXPECT_THROW(XercesHelper::appendElementNS(element, kNamespace, XercesString(u"1")), Exception);
-    const std::string expected = written(makeDocument(u"fine"));
-    for (std::size_t i = 0; i < unwritable.size(); ++i) {
-        SCOPED_TRACE(i);
-        try {
-            written(unwritable[i]);
-            ADD_FAILURE() << "written";
-        } catch (const Exception& error) {
-            EXPECT_EQ(error.kind(), ErrorKind::Misuse) << error.what();
-        }
-        EXPECT_EQ(written(makeDocument(u"fine")), expected);
+    for (const DocumentPtr& each : unwritable) {
+        SCOPED_TRACE(&each - unwritable.data());
+        tests::expectFailure(ErrorKind::Misuse, {""}, [&] { written(each); });
+        EXPECT_EQ(written(makeDocument(u"sound")), sound_);
     }
 }
 
@@ -249,7 +214,7 @@ TEST_F(XercesWriterTest, FailuresOfTheStreamPassThrough) {
     const std::u16string text(500000, u'x');
     for (const auto& document : {makeDocument(text), makeDocument(u"", text)}) {
         EXPECT_THROW(XercesHelper::writeDocumentToStream(writer_.get(), document.get(), out), std::domain_error);
-        EXPECT_NE(written(makeDocument(u"")).find("xmlns:w"), std::string::npos);
+        EXPECT_EQ(written(makeDocument(u"sound")), sound_);
     }
 }
 

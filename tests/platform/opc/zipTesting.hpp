@@ -1,26 +1,24 @@
 #pragma once
 
 #include "foundation/storage/vfs/MemoryStorage.hpp"
-#include "opc/Exception.hpp"
 #include "opc/zippackage/ZipFormat.hpp"
 #include "opc/zippackage/ZipPhysicalPackage.hpp"
+#include "platform/opc/opcTesting.hpp"
 #include "support/ZipBuilder.hpp"
 
 #include <algorithm>
-#include <gtest/gtest.h>
 #include <random>
 
 namespace opc::zippackage {
 
 using interfaces::OpenMode;
+using std::string_literals::operator""s;
 using support::zip64Field;
 using support::ZipFile;
 using support::ZipHeader;
 using support::ZipItem;
-using namespace std::string_literals;
-
-inline std::vector<unsigned char> toBytes(const std::string& text) { return {text.begin(), text.end()}; }
-inline std::string toText(const std::vector<unsigned char>& bytes) { return {bytes.begin(), bytes.end()}; }
+using tests::toBytes;
+using tests::toText;
 
 /// Text that deflates well, but not to nothing.
 inline std::string proseOf(std::size_t size) {
@@ -34,9 +32,13 @@ inline std::string proseOf(std::size_t size) {
 /// Bytes that do not deflate.
 inline std::string noiseOf(std::size_t size) {
     std::string text(size, '\0');
-    std::generate(text.begin(), text.end(),
-                  [random = std::mt19937()]() mutable { return static_cast<char>(random()); });
+    std::generate(text.begin(), text.end(), std::mt19937());
     return text;
+}
+
+template <class Call>
+void expectError(ErrorKind kind, const std::string& fragment, Call&& call) {
+    tests::expectFailure(kind, {"f.zip", fragment}, call);
 }
 
 /// Containers in a storage in memory.
@@ -53,17 +55,5 @@ protected:
     std::shared_ptr<foundation::storage::vfs::MemoryStorage> storage =
         std::make_shared<foundation::storage::vfs::MemoryStorage>();
 };
-
-template <class Action>
-void expectError(ErrorKind kind, const std::string& fragment, Action&& action) {
-    try {
-        action();
-        ADD_FAILURE() << "no failure; expected: " << fragment;
-    } catch (const Exception& error) {
-        const std::string what = error.what();
-        EXPECT_EQ(error.kind(), kind) << what;
-        EXPECT_TRUE(what.find(fragment) != what.npos && what.find("f.zip") != what.npos) << what << "\n" << fragment;
-    }
-}
 
 }  // namespace opc::zippackage

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "opc/Exception.hpp"
+
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+namespace opc::tests {
+
+inline std::vector<unsigned char> toBytes(const std::string& text) { return {text.begin(), text.end()}; }
+inline std::string toText(const std::vector<unsigned char>& bytes) { return {bytes.begin(), bytes.end()}; }
+
+inline std::string repeated(const std::string& text, std::size_t count) {
+    std::string result;
+    while (count-- != 0) {
+        result += text;
+    }
+    return result;
+}
+
+/// Expects an opc::Exception of a kind whose text holds all the given pieces.
+template <class Call>
+void expectFailure(ErrorKind kind, const std::vector<std::string>& pieces, Call&& call) {
+    try {
+        call();
+        ADD_FAILURE() << "nothing was thrown, expected: " << pieces.back();
+    } catch (const Exception& error) {
+        EXPECT_EQ(error.kind(), kind) << error.what();
+        for (const std::string& piece : pieces) {
+            EXPECT_PRED_FORMAT2(::testing::IsSubstring, piece, error.what());
+        }
+    }
+}
+
+}  // namespace opc::tests
