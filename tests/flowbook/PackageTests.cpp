@@ -37,14 +37,11 @@ TEST(NewPackage, HasTheStandardPartsAndRelationships) {
 }
 
 TEST(NewPackage, TakesTheLayoutFromTheSettings) {
-    const auto settings = [](const std::string& display) {
-        return "{\"tarmic\":{\"editor\":{\"displaysettings\":{" + display + "}}}}";
-    };
     const std::pair<std::string, std::string> cases[] = {
-        {"{}", "code"},
-        {settings(""), "code"},
-        {settings("\"DefaultView\":\"\""), "code"},
-        {settings("\"DefaultView\":\"<\u00E4 & \\u00df>\""), "<\u00E4 & \u00DF>"},
+        {R"({})", "code"},
+        {R"({"tarmic":{"editor":{"displaysettings":{}}}})", "code"},
+        {R"({"tarmic":{"editor":{"displaysettings":{"DefaultView":""}}}})", "code"},
+        {R"({"tarmic":{"editor":{"displaysettings":{"DefaultView":"<& \u00df>"}}}})", "<& \u00DF>"},
     };
     const support::TempDir folder;
     setenv("PX_SETTINGS_FILE", folder.path("settings.json").c_str(), 1);
@@ -81,9 +78,7 @@ TEST(Images, BecomePartsNumberedPerExtension) {
     expected.insert(expected.end(), relationships.begin(), relationships.end());
     expectListing(expected, {content, images});
 
-    std::string extension = "\u00E4", malformed = "\xFF";
-    const auto odd = FlowbookFilePackage::createImageRelationship(-1, extension, -2);
-    EXPECT_EQ(text(odd.id) + " " + text(odd.target), "rId-1 /media/image-2.\u00E4");
+    std::string malformed = "\xFF";
     EXPECT_THROW(FlowbookFilePackage::createImageRelationship(1, malformed, 1), fl::i18n::ConversionError);
 }
 

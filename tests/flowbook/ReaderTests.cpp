@@ -45,7 +45,6 @@ TEST(Reader, GivesTheCodeInItsForms) {
          "false",
          "a\nb"},
         {{"one_paragraph", "plaincode_quoted", "plaincode_spaced"}, "true", "a\nb"},
-        {{"mixed_styles"}, "false", "a\nb"},
         {{"docx"}, "true", "from docx"},
         {{"two_documents"}, "false", "second"},
         {{"no_body"}, "false", ""},
@@ -84,9 +83,15 @@ TEST(Reader, RefusesWhatItCannotOpen) {
     const std::string badName = "FlowbookInvalidFileName: Not a valid flowbook filename ";
     const std::string missing = "FlowbookFileReaderPackageNotFound: FlowbookFileReader cannot find package to open ";
     const std::pair<std::u16string, std::string> names[] = {
-        {u"", badName},      {u".tqx", badName},    {u"book.zip", badName},
-        {u"book", badName},  {u"a.tqx/b", badName}, {u"mem://other.tqx", missing},
-        {u"X.TQX", missing}, {u"x.tqapp", missing},
+        {u"", badName},
+        {u".tqx", badName},
+        {u"book.zip", badName},
+        {u"a.tqx/b", badName},
+        {u"mem://other.tqx", missing},
+        {u"X.TQX", missing},
+        {u"x.tqapp", missing},
+        {u"\u0130.tqx", missing},
+        {u"x.tqx.bak", badName},
     };
     for (const auto& [name, expected] : names) {
         const auto open = [&name = name] { return FlowbookFileReader(name, Book().storage()), "opened"; };

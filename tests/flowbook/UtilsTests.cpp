@@ -11,6 +11,8 @@
 namespace flowbook {
 namespace {
 
+using support::text;
+
 std::string document(const std::string& body) {
     return "<w:document xmlns:w=\"http://schemas.openxmlformats.org/wordprocessingml/2006/main\">" + body +
            "</w:document>";
@@ -24,13 +26,15 @@ std::string code(const std::string& text) { return paragraph("<w:r><w:t>" + text
 
 std::string body(const std::string& paragraphs) { return document("<w:body>" + paragraphs + "</w:body>"); }
 
+std::string times(const std::string& tag, int count) { return count == 0 ? "" : tag + times(tag, count - 1); }
+
 TEST(RichCode, GivesItsCodeParagraphs) {
     const std::string run = "<w:r><w:t>no</w:t></w:r>";
     const std::string malformed = "opc::InvalidXMLDocument: *";
     const std::pair<std::string, std::string> cases[] = {
         {body(code("a") + paragraph(run, "<w:pStyle w:val=\"text\"/>") + code("b")), "a\nb"},
         {body(code("a") + code("") + code("b")), "a\n\nb"},
-        {body(code("1 &lt; <![CDATA[2 & ]]><!--no--><?no?><w:b>3</w:b>&#10;4")), "1 < 2 & 3\n4"},
+        {body(code("1 &lt; <![CDATA[2 & ]]><!--no--><w:b>3</w:b>&#10;4\r\n5")), "1 < 2 & 3\n4\n5"},
         {body(paragraph("<w:r><w:t>1</w:t><w:t>no</w:t></w:r>" + run)), "1"},
         {body(paragraph("<w:r/>" + run) + paragraph("") + code("a")), "a"},
         {body(paragraph(run, "<w:pStyle w:val=\"Code\"/>") + paragraph(run, "<w:pStyle w:val=\"code \"/>")), ""},
@@ -39,22 +43,27 @@ TEST(RichCode, GivesItsCodeParagraphs) {
         {document("<w:x><w:body/></w:x>"), ""},
         {document("<w:body>" + code("a") + "</w:body><w:body>" + code("no") + "</w:body>"), "a"},
         {"<w:document xmlns:w=\"urn:other\"><w:body>" + code("no") + "</w:body></w:document>", ""},
-        {"\xEF\xBB\xBF" + body(code("a")), "a"},
         {"<?xml version=\"1.0\" encoding=\"UTF-8\"?>" + body(code("\xC3\xA4")), "\xC3\xA4"},
+        {"\xEF\xBB\xBF" + body(code("a")), "a"},
+        // What is left to the DOM.
+        {body(code("<?no?>a<b \xC3\xA4=\"\"/>")), "a"},
+        {body(code("<\xC3\xA4/>a<x:b xmlns:x=\"urn:x\"/>")), "a"},
+        {"<?xml version=\"1.1\"?>" + body(code("a\xC2\x85")), "a\n"},
+        {body(code(times("<w:b>", 100) + "a" + times("</w:b>", 100))), "a"},
+        {body(times("<a xmlns:b=\"urn:b\"/>", 100) + code("a")), "a"},
         {"x = 1", malformed},
+        {body(code("a")) + "x", malformed},
+        {body(code("&undefined;")), malformed},
         {"<!DOCTYPE d>" + body(code("a")), malformed},
     };
     for (const auto& [xml, expected] : cases) {
-        const std::string fromText = support::outcome([&xml = xml] {
-            return support::text(FlowbookFileUtils::getTARMICCodeFromRichTARMICCode(fl::i18n::utf8_to_ustring(xml)));
-        });
-        const std::string fromStream = support::outcome([&xml = xml] {
-            const support::Bytes content = support::bytes(xml);
-            opc::ByteArrayInAdaptor in(content);
-            return support::text(FlowbookFileUtils::getTARMICCodeFromRichTARMICCode(in));
-        });
-        EXPECT_TRUE(support::matches(expected, fromText)) << xml << "\n" << fromText;
-        EXPECT_TRUE(support::matches(expected, fromStream)) << xml << "\n" << fromStream;
+        const std::u16string wide = fl::i18n::utf8_to_ustring(xml);
+        const support::Bytes content = support::bytes(xml);
+        opc::ByteArrayInAdaptor in(content);
+        const auto fromText = [&] { return text(FlowbookFileUtils::getTARMICCodeFromRichTARMICCode(wide)); };
+        const auto fromStream = [&] { return text(FlowbookFileUtils::getTARMICCodeFromRichTARMICCode(in)); };
+        EXPECT_PRED2(support::matches, expected, support::outcome(fromText)) << xml;
+        EXPECT_PRED2(support::matches, expected, support::outcome(fromStream)) << xml;
     }
 }
 

@@ -28,16 +28,12 @@ check_record() {
     fi
 }
 
-# Takes paths below a prefix to the form that they are recorded in.
-as_recorded() {
-    sed "s|^\./||; s|^$LIBDIR/|lib/|; s|${VERSION//./\\.}$|VERSION|"
-}
-
 # Prints "package path" for every file of the packages in a folder.
 files_of_packages() {
     local package
     for package in "$1"/*.deb; do
-        dpkg-deb --fsys-tarfile "$package" | tar -t | sed '/\/$/d; s|^\./usr/||' | as_recorded |
+        dpkg-deb --fsys-tarfile "$package" | tar -t |
+            sed "/\/$/d; s|^\./usr/||; s|^$LIBDIR/|lib/|; s|${VERSION//./\\.}$|VERSION|" |
             sed "s|^|$(dpkg-deb -f "$package" Package) |"
     done | LC_ALL=C sort
 }
@@ -55,9 +51,6 @@ install_moved() {
 
 case_tree() {
     install_moved "$prefix"
-    diff -u <(cut -d ' ' -f 2 "$source/packaging/installed-files.txt" | LC_ALL=C sort) \
-        <(cd "$prefix" && find . ! -type d | as_recorded | LC_ALL=C sort) ||
-        fail "packaging/installed-files.txt differs; if that is intended: ./dev abi"
     ! grep -rlF -e "$source" -e "$scratch" "$prefix" || fail "these files name the folders of the build"
 }
 
@@ -95,26 +88,25 @@ case_abi() {
 }
 
 case_host_platform() {
-    local host folder=$scratch/host_platform
+    local folder=$scratch/host_platform
     # Outside the source tree, as a host is: CMake leaves folders within it out of the run path.
-    host=$(mktemp -d)/host
-    # shellcheck disable=SC2064
-    trap "rm -rf '${host%/host}'" EXIT
+    host=$(mktemp -d)
+    trap 'rm -rf "$host"' EXIT
     rm -rf "$folder"
     install_moved "$host" platform platform-development
     cmake -S "$source" -B "$folder" -DCMAKE_BUILD_TYPE=Debug "-DCMAKE_PREFIX_PATH=$host" \
         -DPXFLOWBOOK_PLATFORM=pxplatform >/dev/null
     cmake --build "$folder" --target pxflowbook flowbook
     cd "$folder"
-    ldd bin/flowbook | grep -F "$host/$LIBDIR/libpxplatform.so" >/dev/null || fail "the command does not use the host's platform: $(ldd bin/flowbook)"
+    ldd bin/flowbook | grep -F "$host/$LIBDIR/libpxplatform.so" >/dev/null ||
+        fail "the command does not use the host's platform: $(ldd bin/flowbook)"
     check_command bin/flowbook
 }
 
 # Writes and reads a flowbook with the command.
 check_command() {
     "$1" --version | grep -F "flowbook $VERSION " >/dev/null || fail "$1 --version"
-    echo 'x = 1;' | "$1" new --force command.tqx --code -
-    [[ $("$1" cat command.tqx) == 'x = 1;' ]] || fail "$1 does not read what it wrote"
+    [[ $(echo 'x = 1;' | "$1" new - --code - | "$1" cat -) == 'x = 1;' ]] || fail "$1 does not read what it wrote"
 }
 
 # Works in the root of case_debian. Without their lists of files dpkg grumbles about every package of the machine.
@@ -135,7 +127,7 @@ case_debian() {
     (cd "$build" && cpack -G DEB -B "$folder" >/dev/null)
     files_of_packages "$folder" | check_record installed-files.txt
     run_dpkg -i "$folder"/*.deb
-    (cd "$folder" && check_command "$root/usr/bin/flowbook")
+    check_command "$root/usr/bin/flowbook"
     run_dpkg -r flowbook libpxflowbook-dev libpxflowbook1
     [[ ! -e $root/usr ]] || fail "removal leaves files: $(find "$root/usr")"
 }

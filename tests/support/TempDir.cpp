@@ -33,10 +33,8 @@ TempDir::~TempDir() {
 }
 
 void TempDir::put(const std::string& file, const std::string& content) const {
-    std::ofstream stream(path(file), std::ios::binary | std::ios::trunc);
-    if (!(stream << content).flush()) {
-        throw std::runtime_error("cannot write " + path(file).string());
-    }
+    std::ofstream stream(path(file), std::ios::binary);
+    EXPECT_TRUE((stream << content).flush()) << "cannot write " << path(file);
 }
 
 bool TempDir::holdsTemporary() const {

@@ -127,8 +127,6 @@ def by_python_docx():
 def plain_packages():
     """What is zipped in the ordinary way: the arguments of package(), by fixture."""
     yield "one_paragraph", dict(parameters=";plaincode=true")
-    yield "mixed_styles", dict(document=rich(paragraph("a|lost"), paragraph("t", "text"), paragraph("b"),
-                                             paragraph("c", "Code")))
     yield "encrypted", dict(document=b"\0\xff cipher", parameters=";encryption=AES")
     yield "encrypted_false", dict(document=b"cipher", parameters=";encryption=false;plaincode=true")
     yield "no_code", dict(root=[("rId1", "output", "/" + DOCUMENT)])
@@ -170,11 +168,11 @@ def graphs():
 
 
 def properties():
-    yield "dates", core(time("created", "2020"), time("modified", "2020-05-06T07:08:09.5+02:00"), title(""))
-    yield "dtd", core(prolog=EMPTY_DTD)
-    yield "laughs", core(title("&e8;"), prolog=LAUGHS)
-    yield "twice", core(title("a"), title("b"))
-    yield "two_parts", core(count=2)
+    yield "core_dates", core(time("created", "2020"), time("modified", "2020-05-06T07:08:09.5+02:00"), title(""))
+    yield "core_dtd", core(prolog=EMPTY_DTD)
+    yield "core_laughs", core(title("&e8;"), prolog=LAUGHS)
+    yield "core_twice", core(title("a"), title("b"))
+    yield "core_two_parts", core(count=2)
 
 
 def hostile(canary):
@@ -217,9 +215,8 @@ def main(folder):
     canary = folder.resolve() / "canary.txt"
     canary.write_text("must not be read\n")
     made = dict(containers())
-    for group in (plain_packages(), graphs(), hostile(canary.as_uri())):
+    for group in (plain_packages(), graphs(), properties(), hostile(canary.as_uri())):
         made.update((name, zipped(package(**arguments))) for name, arguments in group)
-    made.update(("core_" + name, zipped(package(**arguments))) for name, arguments in properties())
     for name, content in made.items():
         (folder / f"{name}.tqx").write_bytes(content)
 

@@ -49,7 +49,6 @@ Case = namedtuple("Case", "args code out err stdin", defaults=["", "", None])
 
 CASES = [
     Case("cat rich.tqx plain.tqx", 0, "größe = 2;\nx < y\na = 1;\nb = 2;\n"),
-    Case("cat no_body.tqx", 0),
     Case("cat -", 0, "größe = 2;\nx < y\n", stdin="rich.tqx"),
     Case("cat --format=xml rich.tqx", 0, RICH.decode()),
     Case("cat --format=raw encrypted.tqx", 0, "\0\udcff cipher"),
@@ -60,7 +59,6 @@ CASES = [
     Case("cat damaged.tqx", 4, err="flowbook: damaged.tqx: "),
     Case("cat -", 4, err="flowbook: -: ", stdin="damaged.tqx"),
     Case("cat no_code.tqx", 4, err="TARMIC Code not found"),
-    Case("cat dangling.tqx", 4, err="/tarmic/gone.xml"),
     Case("cat many.tqx", 6, err="flowbook: many.tqx: "),
     Case("cat plain.txt", 2, err="flowbook: plain.txt: Not a valid flowbook filename\n"),
     Case("cat \udcff.tqx", 2, err="not UTF-8 text at byte 0"),
@@ -77,7 +75,6 @@ CASES = [
                               "  r2 web -> http://x/\\u009b  (external)\n"
                               "  r3 gone -> none#x  (missing)\n"
                               f"  not reached: /tarmic/document.xml  {made.DOCUMENT_TYPE}\n"),
-    Case("parts many.tqx", 6, err="many.tqx"),
     Case("extract rich.tqx -d out --part /none", 1, err="there is no part /none"),
     Case("extract rich.tqx -d out --part none", 2, err="none is no part name"),
     Case("extract rich.tqx -d plain.tqx/out", 3, err="plain.tqx/out: cannot write: Not a directory"),
@@ -90,48 +87,41 @@ CASES = [
     Case("new a.tqx --rich damaged.tqx", 4, err="flowbook: damaged.tqx: "),
     Case("new a.tqx --image damaged.tqx", 4, err="no PNG, JPEG"),
     Case("new a.txt", 2, err="flowbook: a.txt: Not a valid flowbook filename"),
-    Case("new a.tqx --code x --rich y", 2, err="excludes"),
     Case("", 2, err="flowbook: A subcommand is required"),
     Case("--version", 0, ("flowbook 1.", "(")),
     Case("--help", 0, ("\n  cat ", "\n  info ", "\n  copy ", "4 not a flowbook or damaged")),
 ]
 
 
-def write_fixtures(folder):
-    shared = {name: arguments for name, arguments in made.plain_packages()
-              if name in ("no_body", "encrypted", "no_code", "dangling")}
-    for name, arguments in {**shared, **FIXTURES}.items():
-        (folder / f"{name}.tqx").write_bytes(made.zipped(made.package(**arguments)))
-    (folder / "many.tqx").write_bytes(made.zipped({f"part{number}": b"" for number in range(16385)}))
-    (folder / "damaged.tqx").write_bytes(b"This is no package.")
-    (folder / "folder.tqx").mkdir()
-
-
 class Tool(unittest.TestCase):
-    """Each test works in a copy of the fixtures, which it may change."""
+    """Each test works in a folder of its own with all the fixtures."""
 
     @classmethod
     def setUpClass(cls):
-        cls.fixtures = Path(tempfile.mkdtemp(prefix="flowbook-fixtures-"))
-        cls.addClassCleanup(shutil.rmtree, cls.fixtures)
-        write_fixtures(cls.fixtures)
+        packages = {**dict(made.plain_packages()), **FIXTURES}
+        cls.fixtures = {f"{name}.tqx": made.zipped(made.package(**arguments)) for name, arguments in packages.items()}
+        cls.fixtures["many.tqx"] = made.zipped({f"part{number}": b"" for number in range(16385)})
+        cls.fixtures["damaged.tqx"] = b"This is no package."
 
     def setUp(self):
         self.folder = Path(tempfile.mkdtemp(prefix="flowbook-tool-"))
         self.addCleanup(shutil.rmtree, self.folder)
-        shutil.copytree(self.fixtures, self.folder, dirs_exist_ok=True)
+        self.write(self.fixtures)
+        (self.folder / "folder.tqx").mkdir()
 
-    def flowbook(self, *arguments, code=0, **more):
-        done = subprocess.run([COMMAND, *arguments], cwd=self.folder, capture_output="stdout" not in more, timeout=60,
-                              check=False, **more)
-        self.assertEqual(done.returncode, code, (arguments, done.stdout, done.stderr))
-        return done
-
-    def output(self, *arguments, **more):
-        return self.flowbook(*arguments, **more).stdout.decode()
+    def flowbook(self, *arguments, code=0, err="", **more):
+        """The output of a run that ends with that code and says that, or nothing, on standard error."""
+        done = subprocess.run([COMMAND, *arguments], cwd=self.folder, stderr=subprocess.PIPE, timeout=60, check=False,
+                              **{"stdout": subprocess.PIPE, **more})
+        error = done.stderr.decode()
+        self.assertEqual((done.returncode, err in error, error == ""), (code, True, err == ""), (arguments, error))
+        return (done.stdout or b"").decode(errors="surrogateescape")
 
     def info(self, name):
-        return json.loads(self.output("info", "--json", name))
+        return json.loads(self.flowbook("info", "--json", name))
+
+    def assert_info(self, name, **expected):
+        self.assertEqual(self.info(name), {**self.info(name), **expected})
 
     def names(self):
         return sorted(os.listdir(self.folder))
@@ -146,45 +136,38 @@ class Tool(unittest.TestCase):
         found = {str(path.relative_to(folder)): path.read_bytes() for path in folder.rglob("*") if path.is_file()}
         self.assertEqual(found, files)
 
-    def check(self, case):
-        done = self.flowbook(*case.args.split(), code=case.code,
-                             input=(self.folder / case.stdin).read_bytes() if case.stdin else b"")
-        out, error = (stream.decode(errors="surrogateescape") for stream in (done.stdout, done.stderr))
-        if isinstance(case.out, tuple):
-            self.assertRegex(out, "(?s)" + ".*".join(map(re.escape, case.out)))
-        else:
-            self.assertEqual(out, case.out)
-        self.assertIn(case.err, error)
-        self.assertEqual(error == "", case.err == "", error)
-
     def test_cases(self):
         before = self.names()
         for case in CASES:
             with self.subTest(case.args):
-                self.check(case)
+                out = self.flowbook(*case.args.split(), code=case.code, err=case.err,
+                                    input=self.fixtures.get(case.stdin, b""))
+                if isinstance(case.out, tuple):
+                    self.assertRegex(out, "(?s)" + ".*".join(map(re.escape, case.out)))
+                else:
+                    self.assertEqual(out, case.out)
                 shutil.rmtree(self.folder / "out", ignore_errors=True)
                 self.assertEqual(self.names(), before)
 
     def test_json(self):
-        info = self.info("plain.tqx")
-        expected = {"schema": 1, "file": "plain.tqx", "code": "plain", "title": "Running \"mean\"\tµ",
-                    "description": "", "version": None, "created": "2024-05-01T09:30:00Z"}
-        self.assertEqual(info, {**info, **expected})
+        self.assert_info("plain.tqx", schema=1, file="plain.tqx", code="plain", title="Running \"mean\"\tµ",
+                         description="", version=None, created="2024-05-01T09:30:00Z")
         with zipfile.ZipFile(self.folder / "plain.tqx") as package:
-            sizes = {"/" + entry.filename: (entry.file_size, entry.compress_size) for entry in package.infolist()}
-        self.assertTrue(all(sizes[part["name"]] == (part["size"], part["storedSize"]) for part in info["parts"]), info)
-        tree = json.loads(self.output("parts", "--json", "tree.tqx", code=1))
+            for part in self.info("plain.tqx")["parts"]:
+                entry = package.getinfo(part["name"][1:])
+                self.assertEqual((part["size"], part["storedSize"]), (entry.file_size, entry.compress_size), part)
+        tree = json.loads(self.flowbook("parts", "--json", "tree.tqx", code=1))
         self.assertEqual([(row["depth"], row["source"], row["kind"], row.get("part")) for row in tree["relationships"]],
                          [(0, "/", "part", "/a"), (1, "/a", "part", "/b"), (2, "/b", "seen", "/a"),
                           (0, "/", "external", None), (0, "/", "missing", None)])
         self.assertEqual(tree["unreached"], [{"part": "/tarmic/document.xml", "contentType": made.DOCUMENT_TYPE}])
-        self.assertEqual(len(self.output("info", "--json", "plain.tqx", "rich.tqx").splitlines()), 2)
+        self.assertEqual(len(self.flowbook("info", "--json", "plain.tqx", "rich.tqx").splitlines()), 2)
 
     def test_full_device(self):
+        message = "flowbook: standard output: No space left on device\n"
         for arguments in (("cat", "plain.tqx"), ("info", "rich.tqx"), ("--help",)):
             with open("/dev/full", "wb") as full, self.subTest(arguments):
-                done = self.flowbook(*arguments, code=3, stdout=full, stderr=subprocess.PIPE)
-                self.assertEqual(done.stderr, b"flowbook: standard output: No space left on device\n")
+                self.flowbook(*arguments, code=3, err=message, stdout=full)
 
     def opened_by_reading(self, content):
         """The paths that reading a flowbook names in system calls, and the calls about the network."""
@@ -207,7 +190,7 @@ class Tool(unittest.TestCase):
     def test_help_examples_work(self):
         self.write({"analysis.txt": b"x", "report.xml": RICH, "plot.png": PICTURE, "map.svg": b"<svg/>"})
         for command in COMMANDS:
-            examples = re.findall(r"(?:^  |\| )(flowbook [^|\n]*)", self.output(command, "--help"), re.MULTILINE)
+            examples = re.findall(r"(?:^  |\| )(flowbook [^|\n]*)", self.flowbook(command, "--help"), re.MULTILINE)
             self.assertTrue(examples, command)
             for example in examples:
                 with self.subTest(example):
@@ -218,23 +201,21 @@ class Tool(unittest.TestCase):
         with subprocess.Popen([COMMAND, "cat", "-", "plain.tqx"], cwd=self.folder, stdin=subprocess.PIPE,
                               stdout=subprocess.PIPE, stderr=slave) as process:
             time.sleep(0.8)
-            process.communicate((self.folder / "rich.tqx").read_bytes(), timeout=60)
+            process.communicate(self.fixtures["rich.tqx"], timeout=60)
         os.close(slave)
         shown = os.read(master, 65536)
         os.close(master)
-        self.assertIn(b"] 1/2 files", shown)
-        self.assertTrue(shown.endswith(b"\x1b[K"), shown)
+        self.assertRegex(shown, rb"(?s)\] 1/2 files.*\x1b\[K\Z")
 
     def test_new_holds_what_it_was_given(self):
         code = "\ufeffa = \"ä\";\r\n]]>&\n"
         self.flowbook("new", "new.tqx", "--code", "-", "--title", "T<>", "--description", "", input=code.encode())
-        self.assertEqual(self.output("cat", "new.tqx"), code[1:].replace("\r\n", "\n"))
-        info = self.info("new.tqx")
-        self.assertEqual(info, {**info, "code": "plain", "title": "T<>", "description": "", "version": None})
+        self.assertEqual(self.flowbook("cat", "new.tqx"), code[1:].replace("\r\n", "\n"))
+        self.assert_info("new.tqx", code="plain", title="T<>", description="", version=None)
         self.flowbook("new", "void.tqx")
-        self.assertEqual((self.output("cat", "void.tqx"), self.info("void.tqx")["code"]), ("", "rich"))
-        made_here = self.flowbook("new", "-", "--code", "-", input=b"x").stdout
-        self.assertEqual(self.output("cat", "-", input=made_here), "x\n")
+        self.assertEqual((self.flowbook("cat", "void.tqx"), self.info("void.tqx")["code"]), ("", "rich"))
+        made_here = self.flowbook("new", "-", "--code", "-", input=b"x").encode(errors="surrogateescape")
+        self.assertEqual(self.flowbook("cat", "-", input=made_here), "x\n")
 
     def test_pictures_there_and_back(self):
         pictures = {"a.png": PICTURE, "b.PNG": PICTURE + b"1", "c": b"\xff\xd8\xff" + bytes(9), "d.svg": b"<svg/>",
@@ -244,45 +225,42 @@ class Tool(unittest.TestCase):
         stored = ["image1.png", "image2.png", "image1.jpeg", "image1.svg", "image1.webp"]
         for source, code in ((["--code", "-"], "x\n"), (["--rich", "doc.xml"], "größe = 2;\nx < y\n")):
             self.flowbook("new", "new.tqx", "--force", *source, *images, input=b"x")
-            self.assertEqual(self.output("cat", "new.tqx"), code)
+            self.assertEqual(self.flowbook("cat", "new.tqx"), code)
             self.flowbook("extract", "new.tqx", "-d", "out", "--images", "--force")
             self.assert_files("out/media", dict(zip(stored, pictures.values())))
 
     def test_what_is_there_is_kept_or_replaced_whole(self):
-        target = self.folder / "rich.tqx"
         (self.folder / "link.tqx").symlink_to("rich.tqx")
-        before, names = target.read_bytes(), self.names()
-        for arguments, code in (("new rich.tqx", 3), ("copy plain.tqx rich.tqx", 3),
-                                ("new rich.tqx --force --code plain.tqx", 4),
-                                ("copy damaged.tqx rich.tqx --force", 4)):
-            error = self.flowbook(*arguments.split(), code=code).stderr.decode()
-            self.assertEqual("rich.tqx: exists already; --force" in error, code == 3, error)
-            self.assertEqual((target.read_bytes(), self.names()), (before, names))
+        names = self.names()
+        exists = "rich.tqx: exists already; --force"
+        for arguments, code, err in (("new rich.tqx", 3, exists), ("copy plain.tqx rich.tqx", 3, exists),
+                                     ("new rich.tqx --force --code plain.tqx", 4, "not UTF-8"),
+                                     ("copy damaged.tqx rich.tqx --force", 4, "damaged.tqx: ")):
+            self.flowbook(*arguments.split(), code=code, err=err)
+            found = (self.folder / "rich.tqx").read_bytes(), self.names()
+            self.assertEqual(found, (self.fixtures["rich.tqx"], names))
         self.flowbook("copy", "plain.tqx", "link.tqx", "--force")
-        self.assertEqual((self.output("cat", "rich.tqx"), self.names()), ("a = 1;\nb = 2;\n", names))
+        self.assertEqual((self.flowbook("cat", "rich.tqx"), self.names()), ("a = 1;\nb = 2;\n", names))
         self.assertTrue((self.folder / "link.tqx").is_symlink())
 
     def test_set_changes_what_is_named(self):
         self.flowbook("set", "plain.tqx", "--version", "2", "--title", "")
-        info = self.info("plain.tqx")
-        self.assertEqual(info, {**info, "title": "", "description": "", "version": "2",
-                                "created": "2024-05-01T09:30:00Z"})
-        self.assertEqual(self.output("cat", "plain.tqx"), "a = 1;\nb = 2;\n")
+        self.assert_info("plain.tqx", title="", description="", version="2", created="2024-05-01T09:30:00Z")
+        self.assertEqual(self.flowbook("cat", "plain.tqx"), "a = 1;\nb = 2;\n")
         self.flowbook("set", "encrypted.tqx", "--code", "-", input=b"clear")
-        self.assertEqual(self.output("cat", "encrypted.tqx"), "clear\n")
+        self.assertEqual(self.flowbook("cat", "encrypted.tqx"), "clear\n")
 
     def essence(self, name):
-        info = self.info(name)
         with zipfile.ZipFile(self.folder / name) as package:
             own = {entry: package.read(entry) for entry in package.namelist()
                    if entry.startswith(("tarmic/d", "tarmic/o", "media/"))}
-        return own, [info[key] for key in ("code", "title", "description", "version")]
+        return own, [self.info(name)[key] for key in ("code", "title", "description", "version")]
 
     def test_copy_carries_the_flowbook(self):
         for name in ("plain.tqx", "rich.tqx", "encrypted.tqx"):
             self.flowbook("copy", name, "copy.tqx", "--force")
             self.assertEqual(self.essence("copy.tqx"), self.essence(name))
-        self.assertTrue(self.flowbook("copy", "rich.tqx", "-").stdout)
+        self.assertTrue(self.flowbook("copy", "rich.tqx", "-"))
 
     def test_extract_all_and_chosen(self):
         self.flowbook("extract", "rich.tqx", "-d", "all")
@@ -291,9 +269,9 @@ class Tool(unittest.TestCase):
                                   "tarmic/output.xml": b"<o/>"})
         self.flowbook("extract", "rich.tqx", "-d", "one", "--part", "/media/IMAGE1.png")
         self.assert_files("one", {"media/image1.png": DATA_URI})
-        self.flowbook("extract", "encrypted.tqx", "-d", "encrypted", code=5)
+        self.flowbook("extract", "encrypted.tqx", "-d", "encrypted", code=5, err="encrypted flowbook file")
         self.assert_files("encrypted", {"tarmic/document.xml": b"\0\xff cipher"})
-        self.flowbook("extract", "badimage.tqx", "-d", "bad", "--images", code=4)
+        self.flowbook("extract", "badimage.tqx", "-d", "bad", "--images", code=4, err="image1.png")
         self.assert_files("bad", {"media/image2.png": PICTURE})
 
     def test_extract_overwrites_nothing_and_writes_nowhere_else(self):
@@ -302,9 +280,8 @@ class Tool(unittest.TestCase):
         self.write({"victim": b"mine"})
         (self.folder / "out/media").symlink_to("../elsewhere")
         (self.folder / "out/code.txt").symlink_to("../victim")
-        error = self.flowbook("extract", "rich.tqx", "-d", "out", code=3).stderr.decode()
-        self.assertIn("out/code.txt: cannot write: File exists; --force replaces it", error)
-        self.flowbook("extract", "rich.tqx", "-d", "out", "--force", code=3)
+        self.flowbook("extract", "rich.tqx", "-d", "out", code=3, err="out/code.txt: cannot write: File exists; ")
+        self.flowbook("extract", "rich.tqx", "-d", "out", "--force", code=3, err="out/media")
         self.assertFalse((self.folder / "out/code.txt").is_symlink())
         self.assertEqual((self.folder / "out/code.txt").read_text(encoding="utf-8"), "größe = 2;\nx < y\n")
         self.assertEqual(((self.folder / "victim").read_bytes(), os.listdir(self.folder / "elsewhere")), (b"mine", []))

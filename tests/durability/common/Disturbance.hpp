@@ -19,18 +19,17 @@ struct Disturbance {
 };
 
 /// Runs `attempt` with a disturbance of each operation in turn, alone and with all after it, until none is left.
-/// @param least  how many operations there are at least.
 template <class Attempt>
-void disturbEach(const std::string& how, std::size_t least, Attempt attempt) {
+void disturbEach(Attempt attempt) {
     for (Disturbance next : {Disturbance{false}, Disturbance{true}}) {
         Disturbance latest = next;
         do {
-            SCOPED_TRACE(how + " of operation " + std::to_string(next.at) + (next.sticky ? " and all after it" : ""));
+            SCOPED_TRACE("operation " + std::to_string(next.at) + (next.sticky ? " and all after it" : ""));
             latest = next;
             attempt(latest);
             ++next.at;
         } while (latest.struck());
-        EXPECT_GE(latest.at, least) << "hardly any operation was disturbed";
+        EXPECT_GT(latest.at, 0U) << "no operation was disturbed";
     }
 }
 

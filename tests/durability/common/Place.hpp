@@ -8,11 +8,8 @@ namespace durability {
 /// Where the file of a scenario is: in memory, or in a folder of its own, by default on a disk that is memory, as
 /// thousands of saves would wait for a real one thousands of times.
 struct Place {
-    enum Kind {
-        Memory,
-        Local,
-        Overwriting
-    };  ///< the last writes over the old file, which the tests have to find unsafe
+    /// The last writes over the old file, which the tests have to find unsafe.
+    enum Kind { Memory, Local, Overwriting };
 
     Place(Kind kind, const Content& old, const std::filesystem::path& parent = "/dev/shm");
     ~Place();  ///< fails the test if anything but the file is left in the folder

@@ -17,8 +17,7 @@ using support::Book;
 
 namespace {
 
-constexpr std::size_t kSmall = 40;
-constexpr std::size_t kLarge = 600 * 1000;  // enough to be carried over within the kernel
+constexpr std::size_t kSmall = 40, kLarge = 600'000;  // the latter enough to be carried over within the kernel
 
 Content fileWithImage(std::size_t imageSize) {
     const Book book;
@@ -29,8 +28,6 @@ Content fileWithImage(std::size_t imageSize) {
     });
     return book.get();
 }
-
-void doNothing(FlowbookFileWriter&) {}
 
 void setProperties(FlowbookFileWriter& writer) {
     writer.setTitle(u"New title");
@@ -68,7 +65,7 @@ const std::vector<Scenario>& scenarios() {
                                                   {"CreateFromSnapshot", std::nullopt, writeSnapshot},
                                                   {"UpdateCode", kFile, setCode},
                                                   {"UpdateProperties", kFile, setProperties},
-                                                  {"ChangeNothing", kFile, doNothing},
+                                                  {"ChangeNothing", kFile, [](FlowbookFileWriter&) {}},
                                                   {"WriteSnapshot", kFile, writeSnapshot},
                                                   {"UpdateLargeFile", fileWithImage(kLarge), setProperties}};
     return kScenarios;
@@ -123,25 +120,13 @@ Oracle::Oracle(const Scenario& scenario) : old_(scenario.old) {
 }
 
 bool Oracle::isNew(const Content& content) const {
-    try {
-        return content && tell(Book(*content).storage(), Book::kName) == new_;
-    } catch (const std::exception&) {
-        return false;
-    }
+    return content && support::outcome([&] { return tell(Book(*content).storage(), Book::kName); }) == new_;
 }
 
 bool Oracle::accepts(Outcome outcome, const Content& content) const {
-    switch (outcome) {
-    case Outcome::Saved:
-    case Outcome::NotConfirmed:
-        return isNew(content);
-    case Outcome::Failed:
-        return isOld(content);
-    case Outcome::OutOfMemory:
-        return isOld(content) || isNew(content);
-    default:
-        return false;
-    }
+    const bool maybeOld = outcome == Outcome::Failed || outcome == Outcome::OutOfMemory;
+    const bool maybeNew = outcome == Outcome::OutOfMemory || outcome <= Outcome::NotConfirmed;
+    return (maybeOld && isOld(content)) || (maybeNew && isNew(content));
 }
 
 }  // namespace durability

@@ -1,7 +1,8 @@
 #include "durability/common/Place.hpp"
-#include "flowbook/FlowbookExceptions.hpp"
+#include "support/Flowbooks.hpp"
 
 #include <fstream>
+#include <functional>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -10,40 +11,32 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const Content& oldFile() { return scenarios().back().old; }
-
-/// Keeps the size of the old file.
-void overwrite(const fs::path& file) { std::ofstream(file) << std::string(oldFile()->size(), 'x'); }
-
-void replaceByEqual(const fs::path& file) {
-    const fs::path other = file.parent_path() / "other";
-    fs::copy(file, other);
-    fs::rename(other, file);
-}
-
 TEST(Conflicts, AreReportedAndLoseNoVersion) {
-    const struct {
-        const char* name;
-        bool exists;  ///< when the writer is constructed
-        void (*change)(const fs::path& file);
-    } cases[] = {
-        {"written in place", true, overwrite},
-        {"mode changed", true, [](const fs::path& file) { fs::permissions(file, fs::perms::owner_all); }},
-        {"replaced", true, replaceByEqual},
-        {"removed", true, [](const fs::path& file) { fs::remove(file); }},
-        {"appeared", false, overwrite},
+    const Content& old = scenarios().back().old;
+    const auto overwrite = [&](const fs::path& file) { std::ofstream(file) << std::string(old->size(), 'x'); };
+    const auto replaceByEqual = [](const fs::path& file) {
+        fs::copy(file, file.parent_path() / "other");
+        fs::rename(file.parent_path() / "other", file);
     };
-    for (const auto& test : cases) {
-        SCOPED_TRACE(test.name);
-        const Place place(Place::Local, test.exists ? oldFile() : std::nullopt);
+    const auto openToAll = [](const fs::path& file) { fs::permissions(file, fs::perms::all); };
+    const std::tuple<const char*, Content, std::function<void(const fs::path&)>> cases[] = {
+        {"written in place", old, overwrite},  {"mode changed", old, openToAll},
+        {"replaced", old, replaceByEqual},     {"removed", old, [](const fs::path& file) { fs::remove(file); }},
+        {"appeared", std::nullopt, overwrite},
+    };
+    for (const auto& [name, before, change] : cases) {
+        SCOPED_TRACE(name);
+        const Place place(Place::Local, before);
         flowbook::FlowbookFileWriter writer(place.file, place.storage, {});
         writer.setTARMICCode(u"mine");
         ::usleep(10'000);  // file times have the resolution of the kernel's tick
-        test.change(place.file);
+        change(place.file);
         const Content others = place.content();
-        EXPECT_THROW(writer.close(false), flowbook::FlowbookFileWriterGenericException);
+        const std::string failure = support::outcome([&] { return writer.close(false), ""; }, place.file);
+        EXPECT_PRED_FORMAT2(testing::IsSubstring, "FlowbookFileWriterGenericException: ", failure);
+        EXPECT_PRED_FORMAT2(testing::IsSubstring, "cannot replace", failure);
         EXPECT_EQ(place.content(), others);
-        if (!test.exists) {  // once the cause is gone, the writer still has its version
+        if (!before) {  // once the cause is gone, the writer still has its version
             fs::remove(place.file);
             writer.close(false);
             EXPECT_NE(place.content(), std::nullopt);

@@ -1,34 +1,29 @@
 #include "durability/common/Disturbance.hpp"
 #include "durability/common/Place.hpp"
 
+#include <boost/scope_exit.hpp>
+#include <cerrno>
+#include <sys/mount.h>
+
 namespace durability {
 namespace {
 
 using namespace foundation::storage::vfs;
 
-/// Which operation of a storage fails, and how.
 struct Fault {
     Disturbance& disturbance;
     StorageErrorKind kind;
-    bool half;  ///< whether a failing write passes half of its bytes on
 
-    template <class Pass>
-    void write(std::size_t count, Pass pass) {
-        const bool strikes = disturbance.strikes();
-        if (!strikes || half) {
-            pass(strikes ? count / 2 : count);
+    [[noreturn]] void fail() const { throw StorageError(kind, "failing on purpose"); }
+    void step() const {
+        if (disturbance.strikes()) {
+            fail();
         }
-        if (strikes) {
-            throw StorageError(kind, "failing on purpose");
-        }
-    }
-    void step() {
-        write(0, [](std::size_t) {});
     }
 };
 
 struct FaultyFile : ReadableFile {
-    FaultyFile(std::unique_ptr<ReadableFile> file, Fault& theFault) : real(std::move(file)), fault(theFault) {}
+    FaultyFile(std::unique_ptr<ReadableFile> file, Fault by) : real(std::move(file)), fault(by) {}
 
     std::uint64_t size() const override { return real->size(); }
     void read(std::uint64_t offset, void* to, std::size_t count) const override {
@@ -37,16 +32,19 @@ struct FaultyFile : ReadableFile {
     }
 
     std::unique_ptr<ReadableFile> real;
-    Fault& fault;
+    Fault fault;
 };
 
 /// Appends from files by reading and writing, each of which may fail.
 struct FaultyReplacement : Replacement {
-    FaultyReplacement(std::unique_ptr<Replacement> replacement, Fault& theFault)
-        : real(std::move(replacement)), fault(theFault) {}
+    FaultyReplacement(std::unique_ptr<Replacement> begun, Fault by) : real(std::move(begun)), fault(by) {}
 
     void write(const void* from, std::size_t count) override {
-        fault.write(count, [&](std::size_t part) { real->write(from, part); });
+        if (fault.disturbance.strikes()) {
+            real->write(from, count / 2);
+            fault.fail();
+        }
+        real->write(from, count);
     }
     void commit() override {
         fault.step();
@@ -55,11 +53,11 @@ struct FaultyReplacement : Replacement {
     void discard() noexcept override { real->discard(); }
 
     std::unique_ptr<Replacement> real;
-    Fault& fault;
+    Fault fault;
 };
 
 struct FaultyStorage : StorageSystem {
-    FaultyStorage(StorageSystemReference storage, const Fault& theFault) : real(std::move(storage)), fault(theFault) {}
+    FaultyStorage(StorageSystemReference storage, Fault by) : real(std::move(storage)), fault(by) {}
 
     StorageGuarantees guarantees() const noexcept override { return real->guarantees(); }
     bool exists(const std::u16string& name) const override {
@@ -78,30 +76,42 @@ struct FaultyStorage : StorageSystem {
     }
 
     StorageSystemReference real;
-    mutable Fault fault;
+    Fault fault;
 };
 
 class StorageFaults : public testing::TestWithParam<Scenario> {};
 
 TEST_P(StorageFaults, LeaveTheOldFileAndAreReported) {
     const Oracle oracle(GetParam());
-    const auto saveWithFault = [&](Place::Kind placeKind, StorageErrorKind kind, bool half) {
-        disturbEach(half ? "half a write" : "failure", 4, [&](Disturbance& disturbance) {
+    const auto saveWithFaults = [&](Place::Kind placeKind, StorageErrorKind kind) {
+        disturbEach([&](Disturbance& disturbance) {
             const Place place(placeKind, GetParam().old);
-            const auto storage = std::make_shared<FaultyStorage>(place.storage, Fault{disturbance, kind, half});
-            const Outcome outcome = GetParam().save(StorageSystemReference(storage), place.file);
+            const auto faulty = std::make_shared<FaultyStorage>(place.storage, Fault{disturbance, kind});
+            const StorageSystemReference storage(faulty);
+            const Outcome outcome = GetParam().save(storage, place.file);
             EXPECT_EQ(outcome, disturbance.struck() ? Outcome::Failed : Outcome::Saved);
             EXPECT_TRUE(oracle.accepts(outcome, place.content())) << outcome;
         });
     };
     for (const auto place : {Place::Memory, Place::Local}) {
-        saveWithFault(place, StorageErrorKind::Other, false);
-        saveWithFault(place, StorageErrorKind::NoSpace, false);
-        saveWithFault(place, StorageErrorKind::NoSpace, true);
+        saveWithFaults(place, StorageErrorKind::Other);
+        saveWithFaults(place, StorageErrorKind::NoSpace);
     }
 }
 
 INSTANTIATE_TEST_SUITE_P(Scenarios, StorageFaults, testing::ValuesIn(scenarios()), testing::PrintToStringParamName());
+
+TEST(FullDisk, LeavesTheOldFile) {
+    const support::TempDir disk;
+    if (::mount("tmpfs", disk.path().c_str(), "tmpfs", 0, "size=1m") != 0) {
+        GTEST_SKIP() << "mounting a small disk is not permitted: " << std::generic_category().message(errno);
+    }
+    BOOST_SCOPE_EXIT_ALL(&) { ::umount2(disk.path().c_str(), MNT_DETACH); };
+    const Place place(Place::Local, scenarios().back().old, disk.path());
+    const auto writeMuch = [](flowbook::FlowbookFileWriter& writer) { writer.write(snapshotWithImage(5'000'000)); };
+    EXPECT_EQ(place.save({"WriteMuch", {}, writeMuch}), Outcome::Failed);
+    EXPECT_EQ(place.content(), scenarios().back().old);
+}
 
 }  // namespace
 }  // namespace durability

@@ -32,7 +32,6 @@ extern "C" {
 void* __libc_malloc(size_t size);
 void* __libc_calloc(size_t count, size_t size);
 void* __libc_realloc(void* old, size_t size);
-void* __libc_memalign(size_t alignment, size_t size);
 void __libc_free(void* memory);
 
 void* malloc(size_t size) noexcept {
@@ -41,15 +40,6 @@ void* malloc(size_t size) noexcept {
 
 void* calloc(size_t count, size_t size) noexcept {
     return durability::allocate([=] { return __libc_calloc(count, size); });
-}
-
-void* aligned_alloc(size_t alignment, size_t size) noexcept {
-    return durability::allocate([=] { return __libc_memalign(alignment, size); });
-}
-
-int posix_memalign(void** memory, size_t alignment, size_t size) noexcept {
-    *memory = aligned_alloc(alignment, size);
-    return *memory == nullptr ? ENOMEM : 0;
 }
 
 void* realloc(void* old, size_t size) noexcept {
@@ -75,7 +65,7 @@ class OutOfMemory : public testing::TestWithParam<Scenario> {};
 /// @param work  takes the disturbance of its allocations, or null.
 template <class Work>
 void failEachAllocation(Work work) {
-    disturbEach("failure", 100, [&](Disturbance& latest) {
+    disturbEach([&](Disturbance& latest) {
         const auto leaked = [&, first = latest] {
             work(nullptr);
             const long before = live;

@@ -24,11 +24,6 @@ void add(History<T>& history, T value) {
     }
 }
 
-template <class T>
-void synchronise(History<T>& history) {
-    history.erase(history.begin(), history.end() - 1);
-}
-
 /// A content whole; cut off; with blocks allocated but not written; with blocks as they were when synchronised.
 void addVariants(std::set<Content>& contents, const Bytes& content, const Bytes& synchronised) {
     const std::size_t half = content.size() / 2;
@@ -90,9 +85,9 @@ private:
         const ino_t inode = inodeOf(path);
         const bool isFolder = inode == inodeOf(place_.folder.path());
         if (isFolder && disk_ != Disk::IgnoresFolders) {
-            synchronise(target_);
+            target_ = {target_.back()};
         } else if (!isFolder && disk_ != Disk::IgnoresFiles) {
-            synchronise(files_.at(inode));
+            files_.at(inode) = {files_.at(inode).back()};
         }
     }
 

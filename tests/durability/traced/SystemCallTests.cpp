@@ -83,7 +83,8 @@ protected:
 
 TEST_P(SystemCalls, ThatFailLeaveTheOldFileOrTheNew) {
     for (const int error : {EIO, ENOSPC, 0}) {
-        disturbEach("error " + std::to_string(error), 1, [&](Disturbance& disturbance) {
+        SCOPED_TRACE(error);
+        disturbEach([&](Disturbance& disturbance) {
             const Place place(Place::Local, GetParam().old);
             Injection injection{error, disturbance};
             const Outcome outcome = saveTraced(GetParam(), place, std::ref(injection));

@@ -12,14 +12,14 @@ using namespace fl::i18n;
 
 namespace {
 
+/// Where a conversion finds its fault.
 template <class Convert>
-void expectFault(std::size_t offset, Convert convert) {
+std::size_t faultOf(Convert convert) {
     try {
-        convert();
-        ADD_FAILURE() << "not refused";
+        return convert(), std::string::npos;
     } catch (const ConversionError& error) {
-        EXPECT_EQ(error.offset(), offset);
-        EXPECT_NE(std::string(error.what()).find(std::to_string(offset)), std::string::npos);
+        EXPECT_NE(std::string(error.what()).find(std::to_string(error.offset())), std::string::npos);
+        return error.offset();
     }
 }
 
@@ -50,7 +50,7 @@ TEST(I18n, MalformedUtf8) {
     };
     for (const auto& [utf8, lenient, fault] : cases) {
         EXPECT_EQ(to_ustring(utf8), lenient);
-        expectFault(fault, [&utf8 = utf8] { codecvt_string_to_ustring("utf-8")(utf8); });
+        EXPECT_EQ(faultOf([&utf8 = utf8] { codecvt_string_to_ustring("utf-8")(utf8); }), fault);
     }
 }
 
@@ -58,17 +58,15 @@ TEST(I18n, LoneSurrogates) {
     const std::pair<std::u16string, std::size_t> cases[] = {
         {{0xD800}, 0}, {{u'a', 0xDC00, u'b'}, 1}, {{u'a', u'b', 0xDBFF}, 2}, {{0xD83D, 0xDE00, 0xDE00}, 2}};
     for (const auto& [text, fault] : cases) {
-        EXPECT_NE(to_string(text).find("\xEF\xBF\xBD"), std::string::npos);
-        EXPECT_EQ(to_ustring(to_string(text)).size(), text.size());
-        expectFault(fault, [&text = text] { ustring_to_utf8(text); });
+        EXPECT_EQ(to_ustring(to_string(text)).find(u'\uFFFD'), fault);
+        EXPECT_EQ(faultOf([&text = text] { ustring_to_utf8(text); }), fault);
     }
 }
 
 TEST(I18n, LowerCase) {
-    const std::vector<std::pair<std::u16string, std::u16string>> cases = {
+    const std::pair<std::u16string, std::u16string> cases[] = {
         {u"Model.TQX @[`{", u"model.tqx @[`{"},
-        {u"\u0130I", u"i\u0307i"},                                       // one unit becomes two
-        {u"\u0130\u0130\u0130\u0130", u"i\u0307i\u0307i\u0307i\u0307"},  // and the text outgrows its length
+        {u"\u0130\u0130\u0130\u0130", u"i\u0307i\u0307i\u0307i\u0307"},  // the text outgrows its length
         {u"\u039F\u03A3 \u03A3\u0391", u"\u03BF\u03C2 \u03C3\u03B1"},    // a sigma at the end of a word
         {u"\U00010400", u"\U00010428"},
     };

@@ -28,12 +28,10 @@ struct Log : testing::Test {
 TEST_F(Log, EmitsTheEnabledLevelsOnly) {
     say(8, "off by default");
     set_enabled_levels(8 | 512, diagnostic_output::host_sinks);
-    say(4, "masked");
-    say(8, "first");
-    say(512, "second");
-    set_enabled_levels(0);
-    say(8, "off again");
-    EXPECT_EQ(capture_.lines(), (std::vector<std::string>{"8 first", "512 second"}));
+    for (const unsigned level : {4U, 8U, 512U}) {
+        say(level, "text");
+    }
+    EXPECT_EQ(capture_.lines(), (std::vector<std::string>{"8 text", "512 text"}));
     EXPECT_EQ(formed_, 2) << "text was formed for a message that is disabled";
 }
 
@@ -67,21 +65,19 @@ TEST_F(Log, ThreadsKeepTheirLevelsApart) {
     set_enabled_levels(4 | 8, diagnostic_output::host_sinks);
     const auto talk = [this](unsigned level) {
         for (int count = 0; count != 200; ++count) {
-            say(level, std::to_string(level));
+            say(level, "text");
         }
     };
     std::thread other(talk, 4);
     talk(8);
     other.join();
-    for (const char* const line : {"4 4", "8 8"}) {
-        EXPECT_EQ(std::count(capture_.lines().begin(), capture_.lines().end(), line), 200) << line;
-    }
+    EXPECT_EQ(std::count(capture_.lines().begin(), capture_.lines().end(), "4 text"), 200);
+    EXPECT_EQ(std::count(capture_.lines().begin(), capture_.lines().end(), "8 text"), 200);
 }
 
 TEST(LogEnvironment, SetsTheMaskAtLoad) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";  // starts the program anew
-    const std::pair<const char*, int> cases[] = {{"12", 12}, {"0", 0}, {"12x", 0}, {"", 0}};
-    for (const auto& [text, mask] : cases) {
+    for (const auto& [text, mask] : {std::pair("12", 12), {"0", 0}, {"12x", 0}, {"", 0}}) {
         ::setenv("PX_DIAGNOSTIC_LEVELS", text, 1);
         EXPECT_EXIT(std::_Exit(static_cast<int>(detail::enabledLevels.load())), testing::ExitedWithCode(mask), "");
     }
