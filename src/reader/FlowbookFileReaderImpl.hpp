@@ -11,7 +11,7 @@
 
 namespace flowbook {
 
-class FlowbookFileReader::FlowbookFileReaderImpl {
+class PXFLOWBOOK_LOCAL FlowbookFileReader::FlowbookFileReaderImpl {
 public:
     FlowbookFileReaderImpl(const std::u16string& fileName, const opc::FileSystemOpsSelector& selector);
     FlowbookFileReaderImpl(const FlowbookFileReaderImpl&) = delete;

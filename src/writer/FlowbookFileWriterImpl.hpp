@@ -13,7 +13,7 @@
 
 namespace flowbook {
 
-class FlowbookFileWriter::FlowbookFileWriterImpl {
+class PXFLOWBOOK_LOCAL FlowbookFileWriter::FlowbookFileWriterImpl {
 public:
     FlowbookFileWriterImpl(const std::u16string& fileName, const opc::FileSystemOpsSelector& selector,
                            std::pair<std::u16string, std::u16string> contentTypeInfo);

@@ -100,7 +100,7 @@ void set_enabled_levels(unsigned mask, diagnostic_output output) {
     detail::enabledLevels.store(mask, std::memory_order_relaxed);
 }
 
-class diagnostic_record::Impl {
+class PXPLATFORM_LOCAL diagnostic_record::Impl {
 public:
     explicit Impl(logging::record record) : record_(std::move(record)), stream_(record_) {}
 
@@ -133,7 +133,7 @@ diagnostic_record::~diagnostic_record() {
 
 std::ostream& diagnostic_record::stream() { return impl_->stream(); }
 
-class basic_diagnostic_logger::Impl {
+class PXPLATFORM_LOCAL basic_diagnostic_logger::Impl {
 public:
     explicit Impl(const std::string& channel) {
         source_.add_attribute(kChannel, logging::attributes::constant<std::string>(channel));

@@ -5,6 +5,6 @@
 
 namespace opc::pxservices {
 
-class CoreProperties::Impl : public detail::PropertySet {};
+class PXPLATFORM_LOCAL CoreProperties::Impl : public detail::PropertySet {};
 
 }  // namespace opc::pxservices

@@ -53,7 +53,7 @@ std::vector<PhysicalItem> itemsOf(const ZipIndex& index) {
 
 }  // namespace
 
-class ZipPhysicalPackage::Impl {
+class PXPLATFORM_LOCAL ZipPhysicalPackage::Impl {
 public:
     Impl(const std::u16string& fileName, const FileSystemOpsSelector& selector, bool verifyContent,
          const Limits& limits)
