@@ -34,8 +34,11 @@ constexpr mode_t kNewFileMode = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH 
 /// @param path  of what was there when it was opened.
 std::string withoutLinks(const std::string& path) {
     const std::unique_ptr<char, decltype(&std::free)> resolved(::realpath(path.c_str(), nullptr), &std::free);
+    if (resolved == nullptr && errno == ENOENT) {
+        throwRemoved(path);
+    }
     if (resolved == nullptr) {
-        errno == ENOENT ? throwRemoved(path) : throwErrno("resolve", path);
+        throwErrno("resolve", path);
     }
     return resolved.get();
 }
