@@ -222,9 +222,10 @@ TEST(Writer, OtherProgramsOpenWhatWasWritten) {
         writer.setTitle(u"T <\u00E4>");
         writer.close(false);
         EXPECT_EQ(FlowbookFileReader(folder.name("book.tqx")).getTARMICCode(), u"new code");
+        const std::string beforeAndEntries = name.empty() ? "'' '[Content_Types].xml' _rels/.rels tarmic/document.xml"
+                                                          : PXFLOWBOOK_FIXTURES "/" + name + ".tqx";
         const std::string command = "/usr/bin/python3 " PXFLOWBOOK_TEST_SUPPORT "/check_package.py " +
-                                    folder.path("book.tqx").string() + " 'T <\u00E4>'" +
-                                    (name.empty() ? " '[Content_Types].xml' _rels/.rels tarmic/document.xml" : "");
+                                    folder.path("book.tqx").string() + " 'T <\u00E4>' " + beforeAndEntries;
         EXPECT_EQ(std::system(command.c_str()), 0) << name;
     }
 }
