@@ -11,3 +11,8 @@ find_package(Boost 1.81 REQUIRED COMPONENTS log json)
 find_package(ICU REQUIRED COMPONENTS uc)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(LIBDEFLATE REQUIRED IMPORTED_TARGET libdeflate)
+if(PXFLOWBOOK_TESTS OR PXFLOWBOOK_FUZZ)
+    # The system's own interpreter sees the system's packages, which the scripts use; another python3 may come first.
+    find_program(Python3_EXECUTABLE python3 PATHS /usr/bin NO_DEFAULT_PATH)
+    find_package(Python3 REQUIRED COMPONENTS Interpreter)
+endif()

@@ -70,10 +70,7 @@ const ContentType* ContentTypes::assign(const PartName& name, const ContentType&
         return current;
     }
     removeOverride(folded);
-    const ContentType* kept = intern(fl::i18n::to_string(type.toString()));
-    changed_ = true;
-    add(false, name.ascii(), kept);
-    return kept;
+    return addNew(false, name.ascii(), type);
 }
 
 const ContentType* ContentTypes::assignByDefault(const PartName& name, const ContentType& type) {
@@ -81,10 +78,7 @@ const ContentType* ContentTypes::assignByDefault(const PartName& name, const Con
     if (extension.empty() || find(name.folded()) != nullptr) {
         return assign(name, type);
     }
-    const ContentType* kept = intern(fl::i18n::to_string(type.toString()));
-    changed_ = true;
-    add(true, extension, kept);
-    return kept;
+    return addNew(true, extension, type);
 }
 
 bool ContentTypes::hasMixedExtension(const PartName& name) { return extensionOf(name.folded()) == "xml"; }
@@ -140,6 +134,13 @@ const ContentType* ContentTypes::intern(std::string_view text) {
     } catch (const Exception& error) {
         throw XmlFault{error.what()};
     }
+}
+
+const ContentType* ContentTypes::addNew(bool isDefault, std::string_view subject, const ContentType& type) {
+    const ContentType* kept = intern(fl::i18n::to_string(type.toString()));
+    changed_ = true;
+    add(isDefault, subject, kept);
+    return kept;
 }
 
 bool ContentTypes::add(bool isDefault, std::string_view subject, const ContentType* type) {

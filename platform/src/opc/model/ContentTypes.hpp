@@ -57,6 +57,8 @@ private:
     using Index = std::unordered_map<std::string, std::size_t>;
 
     const ContentType* intern(std::string_view text);
+    /// Adds what the file does not have yet. @returns the type as it is kept.
+    const ContentType* addNew(bool isDefault, std::string_view subject, const ContentType& type);
     bool add(bool isDefault, std::string_view subject, const ContentType* type);
     const ContentType* defaultFor(const std::string& foldedName) const;
 

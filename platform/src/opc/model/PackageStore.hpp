@@ -73,8 +73,8 @@ private:
 
     void requireOpen() const;
     void requireWritable() const;
-    /// Also takes the name into the tree of names.
     const ContentType* assignType(const PartName& name, const ContentType& type);
+    /// Also takes the name into the tree of names.
     void takeName(const PartName& name, const std::string& folded);
     PartState& writablePart(const std::string& name);
 
