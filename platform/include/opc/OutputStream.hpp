@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/PlatformExport.hpp"
+#include "fl/PlatformExport.hpp"
 
 #include <cstddef>
 

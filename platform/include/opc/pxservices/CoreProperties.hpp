@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/PlatformExport.hpp"
+#include "fl/PlatformExport.hpp"
 #include "foundation/release_info/ReleaseInfo.hpp"
 
 #include <boost/date_time/posix_time/ptime.hpp>

@@ -1,8 +1,8 @@
 #include "opc/model/CommitPlan.hpp"
 
-#include "opc/model/Ascii.hpp"
 #include "opc/model/Relationship.hpp"
 #include "opc/model/RelationshipTarget.hpp"
+#include "opc/names/Ascii.hpp"
 
 #include <algorithm>
 #include <iterator>

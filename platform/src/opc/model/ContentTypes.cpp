@@ -2,11 +2,11 @@
 
 #include "fl/i18n/Conversion.hpp"
 #include "opc/Exception.hpp"
-#include "opc/model/Ascii.hpp"
-#include "opc/model/FlatXmlHandler.hpp"
-#include "opc/model/MessageText.hpp"
-#include "opc/model/PackageXmlReader.hpp"
-#include "opc/model/XmlWriter.hpp"
+#include "opc/names/Ascii.hpp"
+#include "opc/names/MessageText.hpp"
+#include "opc/xml/FlatXmlHandler.hpp"
+#include "opc/xml/PackageXmlReader.hpp"
+#include "opc/xml/XmlWriter.hpp"
 
 namespace opc::model::detail {
 namespace {

@@ -1,6 +1,6 @@
 #include "opc/model/LogicalItems.hpp"
 
-#include "opc/model/Ascii.hpp"
+#include "opc/names/Ascii.hpp"
 
 #include <algorithm>
 #include <optional>

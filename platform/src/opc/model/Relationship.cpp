@@ -2,8 +2,8 @@
 
 #include "fl/i18n/Conversion.hpp"
 #include "opc/Exception.hpp"
-#include "opc/model/MessageText.hpp"
 #include "opc/model/RelationshipRecord.hpp"
+#include "opc/names/MessageText.hpp"
 
 #include <utility>
 

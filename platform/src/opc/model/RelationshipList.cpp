@@ -1,10 +1,10 @@
 #include "opc/model/RelationshipList.hpp"
 
 #include "fl/i18n/Conversion.hpp"
-#include "opc/model/FlatXmlHandler.hpp"
-#include "opc/model/MessageText.hpp"
-#include "opc/model/PackageXmlReader.hpp"
-#include "opc/model/XmlWriter.hpp"
+#include "opc/names/MessageText.hpp"
+#include "opc/xml/FlatXmlHandler.hpp"
+#include "opc/xml/PackageXmlReader.hpp"
+#include "opc/xml/XmlWriter.hpp"
 
 #include <algorithm>
 #include <iterator>

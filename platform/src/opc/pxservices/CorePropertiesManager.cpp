@@ -2,10 +2,10 @@
 
 #include "fl/i18n/Conversion.hpp"
 #include "opc/Exception.hpp"
-#include "opc/model/MessageText.hpp"
 #include "opc/model/PackageStore.hpp"
 #include "opc/model/StandardPartInfo.hpp"
 #include "opc/model/StoreAccess.hpp"
+#include "opc/names/MessageText.hpp"
 #include "opc/pxservices/CorePropertiesImpl.hpp"
 #include "opc/pxservices/CorePropertiesXml.hpp"
 

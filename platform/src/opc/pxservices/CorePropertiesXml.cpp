@@ -2,9 +2,9 @@
 
 #include "fl/i18n/Conversion.hpp"
 #include "opc/Exception.hpp"
-#include "opc/model/MessageText.hpp"
-#include "opc/model/PackageXmlReader.hpp"
+#include "opc/names/MessageText.hpp"
 #include "opc/pxservices/W3cDateTime.hpp"
+#include "opc/xml/PackageXmlReader.hpp"
 
 #include <algorithm>
 #include <iterator>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "opc/pxservices/CoreProperties.hpp"
-#include "opc/pxservices/XmlTree.hpp"
+#include "opc/xml/XmlTree.hpp"
 
 #include <vector>
 

@@ -1,6 +1,6 @@
 #include "opc/pxservices/W3cDateTime.hpp"
 
-#include "opc/model/Ascii.hpp"
+#include "opc/names/Ascii.hpp"
 
 #include <boost/date_time/gregorian/gregorian_types.hpp>
 #include <boost/date_time/posix_time/posix_time_types.hpp>

@@ -1,0 +1,108 @@
+#include "opc/model/PartName.hpp"
+
+#include "fl/i18n/Conversion.hpp"
+#include "opc/Exception.hpp"
+#include "opc/names/Ascii.hpp"
+#include "opc/names/MessageText.hpp"
+
+#include <algorithm>
+
+namespace opc::model {
+namespace {
+
+[[noreturn]] void fail(ErrorKind kind, const std::string& text, const std::string& reason) {
+    throw Exception(kind, detail::shown(text) + " is no part name: " + reason);
+}
+
+/// What is wrong with the character or percent-encoding at `at`; null when nothing is.
+const char* faultOfCharacter(std::string_view segment, std::size_t at) {
+    const auto c = static_cast<unsigned char>(segment[at]);
+    if (c != '%') {
+        return detail::isSegmentCharacter(c) ? nullptr : "a segment holds a character that must not be there (M1.6)";
+    }
+    if (!detail::isPercentEncoding(segment, at)) {
+        return "two hexadecimal digits must follow a '%' (M1.6)";
+    }
+    const unsigned char octet = detail::decodedOctet(segment, at);
+    if (octet == '/' || octet == '\\') {
+        return "a segment holds a percent-encoded slash or backslash (M1.7)";
+    }
+    return detail::isUnreserved(octet) ? "a segment holds a percent-encoded unreserved character (M1.8)" : nullptr;
+}
+
+const char* faultOfSegment(std::string_view segment) {
+    if (segment.empty()) {
+        return "it has an empty segment (M1.3)";
+    }
+    for (std::size_t at = 0; at != segment.size(); ++at) {
+        if (const char* fault = faultOfCharacter(segment, at)) {
+            return fault;
+        }
+    }
+    if (segment.find_first_not_of('.') == std::string_view::npos) {
+        return "a segment consists of dots (M1.10)";
+    }
+    return segment.back() == '.' ? "a segment ends with a dot (M1.9)" : nullptr;
+}
+
+/// Null for a part name.
+const char* faultOf(std::string_view text) {
+    if (text.empty()) {
+        return "it is empty (M1.1)";
+    }
+    if (text[0] != '/') {
+        return "it does not begin with a slash (M1.4)";
+    }
+    if (text.back() == '/') {
+        return "it ends with a slash (M1.5)";
+    }
+    for (std::size_t at = 0; at != text.size();) {
+        const std::size_t end = std::min(text.find('/', at + 1), text.size());
+        if (const char* fault = faultOfSegment(text.substr(at + 1, end - at - 1))) {
+            return fault;
+        }
+        at = end;
+    }
+    return nullptr;
+}
+
+std::string withUnreservedDecoded(const std::string& path) {
+    std::string decoded;
+    decoded.reserve(path.size());
+    for (std::size_t at = 0; at != path.size(); ++at) {
+        if (path[at] == '%' && detail::isUnreserved(detail::decodedOctet(path, at))) {
+            decoded += static_cast<char>(detail::decodedOctet(path, at));
+            at += 2;
+        } else {
+            decoded += path[at];
+        }
+    }
+    return decoded;
+}
+
+}  // namespace
+
+PartName::PartName(const std::u16string& text) : text_(fl::i18n::to_string(text)) {
+    if (const char* fault = faultOf(text_)) {
+        fail(ErrorKind::Misuse, text_, fault);
+    }
+}
+
+PartName::PartName(const URI& uri) : text_(withUnreservedDecoded(uri.path())) {
+    if (uri.hasScheme() || uri.hasAuthority() || uri.hasQuery()) {
+        fail(ErrorKind::Damaged, fl::i18n::to_string(uri.toString()), "it has a scheme, an authority or a query");
+    }
+    if (const char* fault = faultOf(text_)) {
+        fail(ErrorKind::Damaged, text_, fault);
+    }
+}
+
+bool PartName::isValid(std::string_view text) noexcept { return faultOf(text) == nullptr; }
+
+URI PartName::getURI() const { return URI(toString()); }
+
+std::u16string PartName::toString() const { return {text_.begin(), text_.end()}; }
+
+std::string PartName::folded() const { return detail::toLower(text_); }
+
+}  // namespace opc::model

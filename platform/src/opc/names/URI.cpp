@@ -1,0 +1,222 @@
+#include "opc/model/URI.hpp"
+
+#include "fl/i18n/Conversion.hpp"
+#include "fl/i18n/ConversionError.hpp"
+#include "opc/Exception.hpp"
+#include "opc/names/Ascii.hpp"
+#include "opc/names/MessageText.hpp"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+namespace opc::model {
+namespace {
+
+using detail::isDigit;
+using detail::isLetter;
+using detail::isOneOf;
+
+constexpr std::size_t kNone = std::string::npos;
+
+[[noreturn]] void fail(const std::u16string& text, const std::string& reason) {
+    throw Exception(ErrorKind::Misuse, detail::shown(text) + " is no URI reference: " + reason);
+}
+
+std::string utf8(const std::u16string& text) {
+    try {
+        return fl::i18n::ustring_to_utf8(text);
+    } catch (const fl::i18n::ConversionError& error) {
+        fail(text, error.what());
+    }
+}
+
+bool isControl(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }
+
+void appendEncoded(unsigned char octet, std::string& to) {
+    constexpr char kDigits[] = "0123456789ABCDEF";
+    to += '%';
+    to += kDigits[octet >> 4U];
+    to += kDigits[octet & 0xFU];
+}
+
+/// Whether a URI may hold `c` somewhere. Brackets are told apart by where they are, a "%" by what follows it.
+bool isUriCharacter(char c) {
+    return detail::isSegmentCharacter(static_cast<unsigned char>(c)) || isOneOf(static_cast<unsigned char>(c), "/?#[]");
+}
+
+std::string percentEncoded(const std::u16string& text) {
+    const std::string bytes = utf8(text);
+    std::string encoded;
+    encoded.reserve(bytes.size());
+    for (std::size_t at = 0; at != bytes.size(); ++at) {
+        const char c = bytes[at];
+        if (isControl(c)) {
+            fail(text, "it holds a control character");
+        }
+        if (c == '%' && !detail::isPercentEncoding(bytes, at)) {
+            fail(text, "two hexadecimal digits must follow a '%'");
+        }
+        if (c == '%' || isUriCharacter(c)) {
+            encoded += c;
+        } else {
+            appendEncoded(static_cast<unsigned char>(c), encoded);
+        }
+    }
+    return encoded;
+}
+
+bool isScheme(const std::string& text, std::size_t end) {
+    if (end == 0 || !isLetter(static_cast<unsigned char>(text[0]))) {
+        return false;
+    }
+    for (std::size_t at = 1; at != end; ++at) {
+        const auto c = static_cast<unsigned char>(text[at]);
+        if (!isLetter(c) && !isDigit(c) && !isOneOf(c, "+-.")) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// Outside an authority, characters that only delimit are data and therefore encoded.
+std::string withEncoded(std::string_view text, std::string_view characters) {
+    std::string encoded;
+    encoded.reserve(text.size());
+    for (const char c : text) {
+        if (isOneOf(static_cast<unsigned char>(c), characters)) {
+            appendEncoded(static_cast<unsigned char>(c), encoded);
+        } else {
+            encoded += c;
+        }
+    }
+    return encoded;
+}
+
+/// Cuts `text` at `at` and returns what comes after the character there.
+std::string splitOff(std::string& text, std::size_t at) {
+    std::string rest = text.substr(at + 1);
+    text.resize(at);
+    return rest;
+}
+
+/// Drops the last segment of a path, with the slash before it.
+void dropLastSegment(std::string& path) {
+    const std::size_t slash = path.rfind('/');
+    path.resize(slash == kNone ? 0 : slash);
+}
+
+/// How much of a path is dot segments that come before the first slash proper.
+std::size_t leadingDots(std::string_view path) {
+    std::size_t at = 0;
+    while (path.substr(at, 2) == "./" || path.substr(at, 3) == "../") {
+        at = path.find('/', at) + 1;
+    }
+    return path.substr(at) == "." || path.substr(at) == ".." ? path.size() : at;
+}
+
+/// RFC 3986, 5.2.4.
+std::string withoutDotSegments(const std::string& path) {
+    std::string output;
+    output.reserve(path.size());
+    for (std::size_t at = leadingDots(path); at < path.size();) {
+        const std::size_t end = std::min(path.find('/', at + 1), path.size());
+        const std::string_view segment = std::string_view(path).substr(at, end - at);
+        if (segment == "/..") {
+            dropLastSegment(output);
+        }
+        if (segment != "/." && segment != "/..") {
+            output += segment;
+        } else if (end == path.size()) {
+            output += '/';
+        }
+        at = end;
+    }
+    return output;
+}
+
+/// RFC 3986, 5.2.3: `path` in the place of the last segment of the base's path.
+std::string merged(const URI& base, const std::string& path) {
+    const std::size_t slash = base.path().rfind('/');
+    return slash == kNone ? "/" + path : base.path().substr(0, slash + 1) + path;
+}
+
+/// Whether the start of a path would be read as a scheme (RFC 3986, 4.2).
+bool looksLikeScheme(const std::string& path) { return path.substr(0, path.find('/')).find(':') != kNone; }
+
+}  // namespace
+
+URI::URI(const std::u16string& text) {
+    parse(percentEncoded(text));
+    if (scheme_.empty() && !hasAuthority_ && looksLikeScheme(path_)) {
+        fail(text, "what comes before the ':' is no scheme");
+    }
+}
+
+/// RFC 3986, appendix B.
+void URI::parse(const std::string& text) {
+    path_ = text;
+    if (const std::size_t hash = path_.find('#'); hash != kNone) {
+        fragment_ = withEncoded(splitOff(path_, hash), "#[]");
+        hasFragment_ = true;
+    }
+    if (const std::size_t mark = path_.find('?'); mark != kNone) {
+        query_ = withEncoded(splitOff(path_, mark), "[]");
+        hasQuery_ = true;
+    }
+    if (const std::size_t colon = path_.find(':'); colon != kNone && isScheme(path_, colon)) {
+        scheme_ = path_.substr(0, colon);
+        path_.erase(0, colon + 1);
+    }
+    if (path_.compare(0, 2, "//") == 0) {
+        const std::size_t end = std::min(path_.find('/', 2), path_.size());
+        authority_ = path_.substr(2, end - 2);
+        path_.erase(0, end);
+        hasAuthority_ = true;
+    }
+    path_ = withEncoded(path_, "[]");
+}
+
+/// RFC 3986, 5.2.2.
+URI URI::resolvedAgainst(const URI& base) const {
+    URI target = *this;
+    if (hasScheme() || hasAuthority()) {
+        target.path_ = withoutDotSegments(path_);
+    } else {
+        target.authority_ = base.authority_;
+        target.hasAuthority_ = base.hasAuthority_;
+        if (!path_.empty()) {
+            target.path_ = withoutDotSegments(path_[0] == '/' ? path_ : merged(base, path_));
+        } else {
+            target.path_ = base.path_;
+            target.query_ = hasQuery_ ? query_ : base.query_;
+            target.hasQuery_ = hasQuery_ || base.hasQuery_;
+        }
+    }
+    if (!hasScheme()) {
+        target.scheme_ = base.scheme_;
+    }
+    return target;
+}
+
+/// RFC 3986, 5.3.
+std::u16string URI::toString() const {
+    std::string text = hasScheme() ? scheme_ + ":" : "";
+    if (hasAuthority_) {
+        text += "//" + authority_;
+    } else if (path_.compare(0, 2, "//") == 0) {
+        text += "/.";  // else the path would be read as an authority
+    } else if (!hasScheme() && looksLikeScheme(path_)) {
+        text += "./";
+    }
+    text += path_;
+    if (hasQuery_) {
+        text += "?" + query_;
+    }
+    if (hasFragment_) {
+        text += "#" + fragment_;
+    }
+    return {text.begin(), text.end()};
+}
+
+}  // namespace opc::model

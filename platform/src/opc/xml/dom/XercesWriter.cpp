@@ -1,0 +1,111 @@
+#include "opc/xml/dom/XercesWriter.hpp"
+
+#include "fl/i18n/Conversion.hpp"
+#include "fl/i18n/ConversionError.hpp"
+#include "opc/Exception.hpp"
+#include "opc/xml/dom/XercesOutput.hpp"
+#include "opc/xml/dom/XercesTraversal.hpp"
+
+#include <algorithm>
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <xercesc/dom/impl/DOMLSOutputImpl.hpp>
+
+namespace opc::model {
+namespace {
+
+constexpr std::size_t kMaxDepth = 1024;
+
+[[noreturn]] void refuse(const std::string& reason) {
+    throw Exception(ErrorKind::Misuse, "cannot write the XML document: " + reason);
+}
+
+void checkDepth(const xercesc::DOMDocument& document) {
+    forEachNodeBelow(document, [](const xercesc::DOMNode& /*node*/, std::size_t depth) {
+        if (depth > kMaxDepth) {
+            refuse("it is nested more than " + std::to_string(kMaxDepth) + " levels deep");
+        }
+    });
+}
+
+bool isForbidden(char16_t unit) {
+    return (unit < u' ' && unit != u'\t' && unit != u'\n' && unit != u'\r') || unit >= u'\uFFFE';
+}
+
+/// Writes CDATA sections itself and hides them from the library.
+class CdataFilter final : public xercesc::DOMLSSerializerFilter {
+public:
+    explicit CdataFilter(XercesOutput& out) : out_(&out) {}
+
+    ShowType getWhatToShow() const override { return xercesc::DOMNodeFilter::SHOW_CDATA_SECTION; }
+
+    FilterAction acceptNode(const xercesc::DOMNode* node) const override {
+        const auto* const section = static_cast<const xercesc::DOMCharacterData*>(node);
+        const std::u16string_view text(section->getData(), section->getLength());
+        if (std::any_of(text.begin(), text.end(), isForbidden)) {
+            refuse("a CDATA section holds a character that XML forbids");
+        }
+        writeSections(text);
+        return FILTER_REJECT;
+    }
+
+private:
+    // "]]>" would end the section, so each is divided between two.
+    void writeSections(std::u16string_view text) const {
+        static constexpr std::size_t kBeforeEnd = 2;
+        std::size_t end = text.find(u"]]>");
+        while (end != std::u16string_view::npos) {
+            writeSection(text.substr(0, end + kBeforeEnd));
+            text.remove_prefix(end + kBeforeEnd);
+            end = text.find(u"]]>");
+        }
+        writeSection(text);
+    }
+
+    void writeSection(std::u16string_view text) const {
+        out_->write("<![CDATA[");
+        try {
+            out_->write(fl::i18n::ustring_to_utf8(text));
+        } catch (const fl::i18n::ConversionError& error) {
+            refuse(std::string("in a CDATA section: ") + error.what());
+        }
+        out_->write("]]>");
+    }
+
+    XercesOutput* out_;
+};
+
+}  // namespace
+
+/// Sets the filter, and forgets it and the namespaces in scope even when writing fails: left behind, they
+/// would be taken as declared in the next document.
+class XercesWriter::Scope {
+public:
+    Scope(XercesWriter& writer, CdataFilter& filter) : writer_(&writer) { writer.setFilter(&filter); }
+    Scope(const Scope&) = delete;
+    Scope& operator=(const Scope&) = delete;
+    ~Scope() {
+        writer_->setFilter(nullptr);
+        writer_->fNamespaceStack->removeAllElements();
+    }
+
+private:
+    XercesWriter* writer_;
+};
+
+void XercesWriter::writeDocument(const xercesc::DOMDocument& document, OutputStream& out) {
+    checkDepth(document);
+    XercesOutput target(out);
+    CdataFilter filter(target);
+    xercesc::DOMLSOutputImpl destination;
+    destination.setByteStream(&target);
+    destination.setEncoding(u"UTF-8");
+    const Scope scope(*this, filter);
+    if (!write(&document, &destination)) {
+        refuse("a part of it cannot be represented");
+    }
+    target.finish();
+}
+
+}  // namespace opc::model

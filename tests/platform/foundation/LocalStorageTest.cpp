@@ -1,0 +1,292 @@
+#include "foundation/storage/vfs/LocalStorage.hpp"
+
+#include "support/TempDir.hpp"
+
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <functional>
+#include <gtest/gtest.h>
+#include <optional>
+#include <string_view>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+using namespace foundation::storage::vfs;
+using namespace std::string_literals;
+namespace fs = std::filesystem;
+
+namespace {
+
+/// The system call that fails, but for its first `passing` calls.
+struct {
+    std::string_view call;
+    int error, passing;
+} failing;
+
+template <class Result, class... Arguments>
+Result scripted(const char* name, long number, Arguments... arguments) {
+    if (name == failing.call && failing.passing-- <= 0) {
+        errno = failing.error;
+        return -1;
+    }
+    return static_cast<Result>(::syscall(number, arguments...));
+}
+
+}  // namespace
+
+// Definitions in the executable come before those of the C library.
+extern "C" {
+
+ssize_t write(int fd, const void* from, size_t count) { return scripted<ssize_t>("write", SYS_write, fd, from, count); }
+
+ssize_t copy_file_range(int in, off64_t* inAt, int out, off64_t* outAt, size_t count, unsigned flags) {
+    return scripted<ssize_t>("copy_file_range", SYS_copy_file_range, in, inAt, out, outAt, count, flags);
+}
+
+int fchmod(int fd, mode_t mode) noexcept { return scripted<int>("fchmod", SYS_fchmod, fd, mode); }
+
+int fsync(int fd) { return scripted<int>("fsync", SYS_fsync, fd); }
+
+int renameat(int fromDir, const char* from, int toDir, const char* to) noexcept {
+    return scripted<int>("renameat", SYS_renameat, fromDir, from, toDir, to);
+}
+
+int renameat2(int fromDir, const char* from, int toDir, const char* to, unsigned flags) noexcept {
+    return scripted<int>("renameat2", SYS_renameat2, fromDir, from, toDir, to, flags);
+}
+
+}  // extern "C"
+
+namespace {
+
+constexpr uid_t kOrdinaryUser = 65534;
+const char* const kAcl = "system.posix_acl_access";
+const std::string kLarge(600'000, 'n');  // too much for a buffer, in halves too
+
+/// rw- for the owner, --- for the group, rw- for user 1234, a mask of rw- and --- for others, in the kernel's form.
+const std::string kSomeAcl("\2\0\0\0\1\0\6\0\xFF\xFF\xFF\xFF\2\0\6\0\xD2\4\0\0\4\0\0\0\xFF\xFF\xFF\xFF"
+                           "\x10\0\6\0\xFF\xFF\xFF\xFF\x20\0\0\0\xFF\xFF\xFF\xFF",
+                           44);
+
+std::string attribute(const fs::path& file, const char* name) {
+    std::string value(256, '\0');
+    const ssize_t size = ::getxattr(file.c_str(), name, value.data(), value.size());
+    return size < 0 ? "none" : value.substr(0, static_cast<std::size_t>(size));
+}
+
+bool setAttribute(const fs::path& file, const char* name, const std::string& value) {
+    return ::setxattr(file.c_str(), name, value.data(), value.size(), 0) == 0;
+}
+
+std::pair<uid_t, gid_t> ownerOf(const fs::path& file) {
+    struct stat status {};
+    EXPECT_EQ(::stat(file.c_str(), &status), 0) << file;
+    return {status.st_uid, status.st_gid};
+}
+
+auto modeOf(const fs::path& file) { return static_cast<mode_t>(fs::status(file).permissions()); }
+
+/// Ends a process with 0 when `work`, done by an ordinary user, returns true.
+[[noreturn]] void exitAsOrdinaryUser(const std::function<bool()>& work) {
+    const uid_t user = kOrdinaryUser;
+    const bool isUser = ::setresgid(user, user, user) == 0 && ::setresuid(user, user, user) == 0;
+    std::_Exit((isUser || ::geteuid() != 0) && work() ? 0 : 1);
+}
+
+using Failure = std::optional<StorageErrorKind>;
+
+class LocalStorageTest : public testing::Test {
+protected:
+    LocalStorageTest() { fs::permissions(folder_.path(), fs::perms::all); }
+    ~LocalStorageTest() override { failing = {}; }
+
+    void put(const std::string& file, mode_t mode) const {
+        folder_.put(file, "old");
+        fs::permissions(folder_.path(file), fs::perms(mode));
+    }
+
+    Failure save(const std::string& file, const std::string& content = "new") {
+        try {
+            const std::u16string name = folder_.name(file);
+            const auto old = storage_.exists(name) ? storage_.openForReading(name) : nullptr;
+            const auto replacement = storage_.beginReplacement(name, old.get());
+            replacement->write(content.data(), content.size() / 2);
+            replacement->write(&content[content.size() / 2], content.size() - content.size() / 2);
+            replacement->commit();
+            return std::nullopt;
+        } catch (const StorageError& error) {
+            EXPECT_NE(std::string(error.what()).find(file), std::string::npos) << error.what();
+            return error.kind();
+        }
+    }
+
+    support::TempDir folder_;
+    LocalStorage storage_;
+};
+
+TEST_F(LocalStorageTest, ReplacementKeepsLinksOwnerModeAndAttributes) {
+    const fs::path file = folder_.path("file");
+    fs::create_symlink("file", folder_.path("link"));
+    for (const mode_t mode : {0600U, 0664U, 0755U}) {
+        put("file", mode);
+        save("link");
+        EXPECT_EQ(folder_.get("file"), "new");
+        EXPECT_EQ(modeOf(file), mode);
+    }
+    EXPECT_TRUE(fs::is_symlink(folder_.path("link")));
+    fs::create_hard_link(file, folder_.path("second name"));
+    put("file", 0755);
+    save("file");
+    EXPECT_EQ(folder_.get("second name"), "old");
+    if (::chown(file.c_str(), 1234, 4321) == 0) {
+        save("file");
+        EXPECT_EQ(ownerOf(file), std::pair(1234U, 4321U));
+        EXPECT_EQ(modeOf(file), 0755U);
+    }
+    for (const auto& [name, value] : {std::pair("user.colour", "blue"s), {"user.empty", ""s}, {kAcl, kSomeAcl}}) {
+        if (setAttribute(file, name, value)) {
+            save("file");
+            EXPECT_EQ(attribute(file, name), value) << name;
+        }
+    }
+}
+
+TEST_F(LocalStorageTest, AclsOfTheFolderAreForNewFilesOnly) {
+    put("file", 0664);
+    if (!setAttribute(folder_.path(), "system.posix_acl_default", kSomeAcl)) {
+        GTEST_SKIP() << "no ACLs in this file system";
+    }
+    save("file");
+    EXPECT_EQ(attribute(folder_.path("file"), kAcl), "none") << "more users may read it than before";
+    EXPECT_EQ(modeOf(folder_.path("file")), 0664U);
+    folder_.put("any", "");
+    save("new");
+    EXPECT_EQ(attribute(folder_.path("new"), kAcl), attribute(folder_.path("any"), kAcl));
+    EXPECT_EQ(modeOf(folder_.path("new")), modeOf(folder_.path("any")));
+}
+
+TEST_F(LocalStorageTest, NewFilesGetTheModeThatTheUmaskGives) {
+    for (const mode_t mask : {0077U, 0022U}) {
+        const mode_t usual = ::umask(mask);
+        save(std::to_string(mask));
+        ::umask(usual);
+        EXPECT_EQ(modeOf(folder_.path(std::to_string(mask))), 0666U & ~mask);
+    }
+}
+
+TEST_F(LocalStorageTest, TemporariesArePrivate) {
+    put("file", 0666);
+    const auto old = storage_.openForReading(folder_.name("file"));
+    const auto replacement = storage_.beginReplacement(folder_.name("file"), old.get());
+    const auto creation = storage_.beginReplacement(folder_.name("new"), nullptr);
+    ASSERT_TRUE(fs::remove(folder_.path("file")) && folder_.holdsTemporary());
+    for (const auto& entry : fs::directory_iterator(folder_.path())) {
+        EXPECT_EQ(modeOf(entry.path()), 0600U) << entry.path();
+    }
+}
+
+TEST_F(LocalStorageTest, AccessNeverGetsWiderWhenTheOwnerCannotBeKept) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "needs a file of somebody else";
+    }
+    const std::pair<mode_t, mode_t> cases[] = {{0666, 0666}, {0646, 0644}, {0606, 0600}, {06667, 0666}};
+    for (const auto& [before, after] : cases) {
+        put("file", before);
+        EXPECT_EXIT(exitAsOrdinaryUser([&] { return !save("file"); }), testing::ExitedWithCode(0), "");
+        EXPECT_EQ(modeOf(folder_.path("file")), after) << std::oct << before;
+        EXPECT_EQ(ownerOf(folder_.path("file")).first, kOrdinaryUser);
+        fs::remove(folder_.path("file"));
+    }
+}
+
+TEST_F(LocalStorageTest, ProtectedFilesAndFoldersAreRefused) {
+    fs::create_directory(folder_.path("closed"));
+    put("read-only", 0444);
+    put("closed/file", 0666);
+    fs::permissions(folder_.path("closed"), fs::perms(0555));
+    const auto denied = [&](const char* file) { return save(file) == StorageErrorKind::AccessDenied; };
+    const auto allDenied = [&] { return denied("read-only") && denied("closed/file") && denied("closed/new"); };
+    EXPECT_EXIT(exitAsOrdinaryUser(allDenied), testing::ExitedWithCode(0), "");
+    EXPECT_EQ(folder_.get("read-only"), "old");
+    fs::permissions(folder_.path("closed"), fs::perms(0755));
+}
+
+TEST_F(LocalStorageTest, OnlyWholeRegularFilesAreAccepted) {
+    fs::create_directory(folder_.path("folder"));
+    fs::create_symlink("nowhere", folder_.path("dangling"));
+    ASSERT_EQ(::mkfifo(folder_.path("fifo").c_str(), 0666), 0);
+    for (const char* const file : {"folder", "fifo", "dangling"}) {
+        EXPECT_THROW(storage_.openForReading(folder_.name(file)), StorageError) << file;
+        EXPECT_THROW(storage_.beginReplacement(folder_.name(file), nullptr)->commit(), StorageError) << file;
+    }
+    EXPECT_EQ(save("absent folder/file"), StorageErrorKind::NotFound);
+    EXPECT_EQ(save(std::string(255, 'x')), std::nullopt);
+    const std::u16string name = folder_.name("x");
+    for (const std::u16string& bad : {folder_.name(""), std::u16string(), u"a\xD800" + name, name + u'\0'}) {
+        EXPECT_THROW(storage_.beginReplacement(bad, nullptr), StorageError);
+    }
+    put("shrinking", 0644);
+    const auto file = storage_.openForReading(folder_.name("shrinking"));
+    fs::resize_file(folder_.path("shrinking"), 1);
+    EXPECT_THROW(file->read(0, std::string(3, ' ').data(), 3), StorageError);
+    EXPECT_FALSE(storage_.exists(folder_.name("fifo/below")));
+    EXPECT_THROW(storage_.exists(folder_.name(std::string(300, 'x'))), StorageError);
+}
+
+TEST_F(LocalStorageTest, CopiesItselfWhatTheKernelCannot) {
+    folder_.put("source", kLarge);
+    const auto replacement = storage_.beginReplacement(folder_.name("file"), nullptr);
+    failing = {"copy_file_range", EXDEV, 0};
+    replacement->append(*storage_.openForReading(folder_.name("source")), 0, kLarge.size());
+    replacement->commit();
+    EXPECT_TRUE(folder_.get("file") == kLarge);
+}
+
+TEST_F(LocalStorageTest, SweepsOnlyStaleTemporariesOfItsOwn) {
+    const std::tuple<std::string, int, bool> cases[] = {
+        {".pxflowbook-save-0123456789abcdef~", 61, true},  {".pxflowbook-save-0123456789abcdef~", 59, false},
+        {".pxflowbook-save-0123456789abcdef-", 61, false}, {".pxflowbook-save-0123456789abcdeg~", 61, false},
+        {".pxflowbook-kept-0123456789abcdef~", 61, false}, {".pxflowbook-save-0123456789abcdef0~", 61, false},
+    };
+    for (const auto& [temporary, minutes, swept] : cases) {
+        put("file", 0644);
+        put(temporary, 0644);
+        fs::last_write_time(folder_.path(temporary), fs::file_time_type::clock::now() - std::chrono::minutes(minutes));
+        save("file");
+        EXPECT_NE(fs::remove(folder_.path(temporary)), swept) << temporary << " of " << minutes << " minutes";
+    }
+}
+
+TEST_F(LocalStorageTest, FailingCallsLeaveTheOldFileOrTheNew) {
+    using Kind = StorageErrorKind;
+    const struct {
+        const char* call;
+        int error, passing;
+        bool create;
+        Failure failure;
+    } cases[] = {
+        {"write", ENOSPC, 0, false, Kind::NoSpace},      {"write", EDQUOT, 1, true, Kind::NoSpace},
+        {"fchmod", EPERM, 0, false, Kind::AccessDenied}, {"fchmod", EPERM, 1, true, Kind::AccessDenied},
+        {"fsync", EIO, 0, false, Kind::Other},           {"renameat", EROFS, 0, false, Kind::AccessDenied},
+        {"renameat2", EEXIST, 0, true, Kind::Conflict},  {"renameat2", EINVAL, 0, true, std::nullopt},
+        {"renameat2", ENOSYS, 0, true, std::nullopt},    {"fsync", EIO, 1, true, Kind::NotDurable},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(testing::Message() << test.call << " " << test.error << " " << test.create);
+        fs::remove(folder_.path("file"));
+        if (!test.create) {
+            folder_.put("file", "old");
+        }
+        failing = {test.call, test.error, test.passing};
+        EXPECT_EQ(save("file", kLarge), test.failure);
+        failing = {};
+        const bool replaced = !test.failure || test.failure == Kind::NotDurable;
+        const std::string found = fs::exists(folder_.path("file")) ? folder_.get("file") : "none";
+        EXPECT_TRUE(found == (replaced ? kLarge : test.create ? "none" : "old")) << found.size();
+    }
+}
+
+}  // namespace

@@ -1,0 +1,204 @@
+#include "opc/model/PackageHelper.hpp"
+#include "platform/opc/model/PackageTesting.hpp"
+
+#include <tuple>
+
+namespace opc::model {
+namespace {
+
+using namespace tests;
+
+TEST(PackageWriteTest, PlansOfACommit) {
+    const std::tuple<const char*, void (*)(TestPackage&), const char*> cases[] = {
+        {"nothing but reading and an empty deletion",
+         [](TestPackage& package) {
+             package.deleteRelationshipsByType(u"none");
+             textOf(package.part(u"/b.xml"));
+         },
+         ""},
+        {"new content and a new relationship",
+         [](TestPackage& package) {
+             write(package.part(u"/b.xml"), "new");
+             package.part(u"/docs/a.xml").createInternalRelationship(u"t", URI(u"b"), u"");
+         },
+         " =[Content_Types].xml =_rels/.rels =docs/a.xml +docs/_rels/a.xml.rels +b.xml =stray"},
+        {"a new part with a relationship, and another part's last one deleted",
+         [](TestPackage& package) {
+             package.create(u"/n.bin").createExternalRelationship(u"t", u"http://x/", u"");
+             package.part(u"/docs/a.xml").deleteRelationship(u"x1");
+         },
+         " +[Content_Types].xml =_rels/.rels =docs/a.xml =b.xml =stray +n.bin +_rels/n.bin.rels"},
+        {"another first target, descriptive ones aside",
+         [](TestPackage& package) {
+             package.deleteRelationship(u"rId1");
+             package.createInternalRelationship(u"http://schemas.pellarion.com/package/2013/relationships/properties",
+                                                URI(u"docs/a.xml"), u"");
+             package.createExternalRelationship(u"t", u"docs/a.xml", u"");
+             package.createInternalRelationship(u"t", URI(u"gone.xml"), u"");
+             package.createInternalRelationship(u"t", URI(u"b.xml"), u"");
+         },
+         " =[Content_Types].xml +_rels/.rels =b.xml =docs/a.xml =docs/_rels/a.xml.rels =stray"},
+        {"a part deleted and made anew",
+         [](TestPackage& package) {
+             package.remove(u"/DOCS/a.xml");
+             EXPECT_TRUE(package.create(u"/docs/a.xml").getRelationships(ExcludeMode::None).empty());
+         },
+         " +[Content_Types].xml =_rels/.rels +docs/a.xml =b.xml =stray"},
+        {"all relationships and parts deleted, one by its relationship to itself",
+         [](TestPackage& package) {
+             package.part(u"/docs/a.xml").createInternalRelationship(u"self", URI(u""), u"");
+             PackageHelper::deleteRelationshipsAndTargets(package, package.part(u"/docs/a.xml"), u"self");
+             package.remove(u"/b.xml");
+             package.deleteRelationshipsByType(u"t:doc");
+         },
+         " =[Content_Types].xml =stray"},
+    };
+    for (const auto& [what, change, log] : cases) {
+        TestPackage package(smallPackage());
+        change(package);
+        package.close();
+        EXPECT_EQ(log, package.physical.log) << what;
+    }
+}
+
+TEST(PackageWriteTest, ANewPackage) {
+    TestPackage package({});
+    package.createInternalRelationship(u"t:doc", PartName(u"/d/doc.xml").getURI(), u"");
+    package.create(u"/first.bin");
+    package.create(u"/d/doc.xml").createExternalRelationship(u"t:&<\"'\t", u"a\r\n\u00e4", u"id");
+    package.close();
+    EXPECT_EQ(" +[Content_Types].xml +_rels/.rels +d/doc.xml +d/_rels/doc.xml.rels +first.bin", package.physical.log);
+    package.open(OpenMode::ReadOnly);
+    EXPECT_EQ(u"application/x", package.part(u"/d/doc.xml").getContentType().toString());
+    const Relationship kept = package.part(u"/d/doc.xml").getRelationships(ExcludeMode::None).at(0);
+    EXPECT_EQ(u"t:&<\"'\t", kept.getType());
+    EXPECT_EQ(u"a\r\n\u00e4", kept.getTarget());
+    EXPECT_EQ(TargetMode::External, kept.getTargetMode());
+}
+
+TEST(PackageWriteTest, ContentTypesKeepTheirOrderAndLoseDeletedParts) {
+    const std::string png = R"(<Default Extension="png" ContentType="image/png"/>)";
+    const std::string types = typesXml("<Override PartName='/A.xml' ContentType='o/o'/>" + png);
+    TestPackage package(packageOf(types, "a.xml"));
+    package.remove(u"/a.xml");
+    package.create(u"/same.xml", u"text/xml");
+    package.create(u"/other.xml", u"text/plain");
+    package.close();
+    EXPECT_EQ(R"(<?xml version="1.0" encoding="UTF-8" standalone="yes"?>)" +
+                  typesXml(png + R"(<Override PartName="/other.xml" ContentType="text/plain"/>)"),
+              textOf(package.physical.content, "[Content_Types].xml"));
+}
+
+TEST(PackageWriteTest, RelationshipsPartsGetTheirContentTypeWhateverTheirDefault) {
+    TestPackage package(packageOf(kTypesStart + R"(<Default Extension="rels" ContentType="a/b"/></Types>)", ""));
+    package.createInternalRelationship(u"t", URI(u"x"), u"");
+    package.close();
+    package.open(OpenMode::Update);
+    EXPECT_EQ(1U, package.getRelationships(ExcludeMode::None).size());
+    package.deleteRelationshipsByType(u"t");
+    package.close();
+    EXPECT_EQ(std::string::npos, textOf(package.physical.content, "[Content_Types].xml").find("Override"));
+}
+
+TEST(PackageWriteTest, RefusedNamesOfNewParts) {
+    TestPackage package(smallPackage());
+    const auto create = [&](const std::string& name) { package.create(fl::i18n::to_ustring(name)); };
+    expectRefusals(ErrorKind::Conflict, "fake.tqx", {{"there is a part of that name", "/B.XML"}, {"no part", "/stray"}},
+                   create);
+    expectRefusals(
+        ErrorKind::Misuse, "fake.tqx",
+        {{"M1.11", "/b.xml/c|/Docs"}, {"kept for relationships", "/_RELS/x.Rels|/docs/_rels/new.rels|/x/_rels"}},
+        create);
+    package.close();
+    EXPECT_EQ("", package.physical.log) << "what was refused must leave nothing behind";
+    package.open(OpenMode::Update);
+    package.remove(u"/b.xml");
+    EXPECT_NO_THROW(create("/b.xml/c"));
+}
+
+TEST(PackageWriteTest, IdsOfRelationships) {
+    TestPackage package(smallPackage());
+    const auto add = [&](const std::u16string& id) {
+        return fl::i18n::to_string(package.createInternalRelationship(u"t", URI(u"x"), id).getID());
+    };
+    EXPECT_EQ("rId2", add(u""));
+    EXPECT_EQ("rId3", add(u"rId3"));
+    EXPECT_EQ("rId4", add(u""));
+    expectFailure(ErrorKind::Conflict, {"'rId1'", "taken"}, [&] { add(u"rId1"); });
+    expectFailure(ErrorKind::Misuse, {"'a b'", "NCName"}, [&] { add(u"a b"); });
+    expectFailure(ErrorKind::Misuse, {"NCName"}, [&] { add(std::u16string(1, u'\xD800')); });
+    expectFailure(ErrorKind::Misuse, {"type"}, [&] { package.createInternalRelationship(u"", URI(u"x"), u""); });
+    expectFailure(ErrorKind::Misuse, {"target"}, [&] { package.createExternalRelationship(u"t", u"a\1", u""); });
+    package.deleteRelationship(u"rId4");
+    expectFailure(ErrorKind::NotFound, {"'rId4'"}, [&] { package.deleteRelationship(u"rId4"); });
+    package.deleteRelationshipsByType(u"t");
+    EXPECT_EQ(1U, package.getRelationships(ExcludeMode::None).size());
+}
+
+TEST(PackageWriteTest, ContentOfAPartUnderWay) {
+    TestPackage package(smallPackage());
+    Part part = package.part(u"/b.xml");
+    const auto before = part.getInputStream();
+    const auto out = part.getOutputStream();
+    out->write("ab", 2);
+    const auto during = part.getInputStream();
+    out->write("cd", 2);
+    EXPECT_EQ(4U, part.getSize());
+    EXPECT_EQ(0U, part.getStoredSize());
+    part.getOutputStream();
+    EXPECT_EQ("B", textOf(*before));
+    char start[3] = {};
+    EXPECT_EQ(3U, during->read(start, sizeof start));
+    EXPECT_EQ("abc", std::string(start, sizeof start));
+    EXPECT_EQ("d", textOf(*during));
+    EXPECT_EQ(0U, during->read(start, sizeof start));
+    package.close();
+    EXPECT_EQ("", textOf(package.physical.content, "b.xml"));
+}
+
+TEST(PackageWriteTest, AReadOnlyPackageRefusesChanges) {
+    TestPackage package(smallPackage(), OpenMode::ReadOnly);
+    const auto refuses = [](auto change) { expectFailure(ErrorKind::Misuse, {"fake.tqx", "reading only"}, change); };
+    refuses([&] { package.create(u"/n"); });
+    refuses([&] { package.remove(u"/b.xml"); });
+    refuses([&] { package.part(u"/b.xml").getOutputStream(); });
+    refuses([&] { package.createInternalRelationship(u"t", URI(u"x"), u""); });
+    refuses([&] { package.deleteRelationship(u"rId1"); });
+    refuses([&] { package.deleteRelationshipsByType(u"t:doc"); });
+    package.close();
+    EXPECT_EQ("", package.physical.log);
+}
+
+TEST(PackageWriteTest, AFailedCommitCanBeTriedAgain) {
+    TestPackage package(smallPackage());
+    package.create(u"/n.bin").createInternalRelationship(u"t", URI(u"x"), u"");
+    package.physical.limit.maxPackageXmlSize = 100;
+    expectFailure(ErrorKind::LimitExceeded, {"maxPackageXmlSize"}, [&] { package.close(); });
+    package.physical.limit = Limits();
+    package.physical.failCommit = true;
+    expectFailure(ErrorKind::InputOutput, {"disk full"}, [&] { package.close(); });
+    package.physical.failCommit = false;
+    EXPECT_EQ("", package.physical.log);
+    package.close();
+    EXPECT_EQ("new", textOf(package.physical.content, "n.bin"));
+    EXPECT_NE(std::string::npos, textOf(package.physical.content, "_rels/n.bin.rels").find("rId1"));
+}
+
+TEST(PackageWriteTest, BackupsAreOfOldFilesOnlyAndReportedAfterTheCommit) {
+    const auto logOf = [](OpenMode mode, bool remove) {
+        TestPackage package(packageOf(typesXml(), ""), mode);
+        CommitOptions options;
+        options.removeBackup(remove);
+        options.backupExtension(u"~");
+        options.backupCreatedFcn([&](const auto& name) { package.physical.log += " " + fl::i18n::to_string(name); });
+        package.create(u"/n");
+        package.close(options);
+        return package.physical.log;
+    };
+    EXPECT_EQ(" backup +[Content_Types].xml +n fake~", logOf(OpenMode::Update, false));
+    EXPECT_EQ(" +[Content_Types].xml +n", logOf(OpenMode::Update, true));
+    EXPECT_EQ(" +[Content_Types].xml +n", logOf(OpenMode::Create, false));
+}
+
+}  // namespace
+}  // namespace opc::model

@@ -1,0 +1,219 @@
+#include "fl/i18n/Conversion.hpp"
+#include "opc/ByteArrayInAdaptor.hpp"
+#include "opc/ByteArrayOutAdaptor.hpp"
+#include "opc/model/InvalidXMLDocument.hpp"
+#include "opc/model/XercesGuard.hpp"
+#include "opc/model/XercesHelper.hpp"
+#include "platform/opc/OpcTesting.hpp"
+
+#include <memory>
+#include <xercesc/util/XMLUni.hpp>
+
+namespace opc::model {
+namespace {
+
+using namespace std::string_literals;
+using tests::repeated;
+using xercesc::XMLUni;
+
+struct Releaser {
+    template <class Owned>
+    void operator()(Owned* owned) const {
+        owned->release();
+    }
+};
+using DocumentPtr = std::unique_ptr<xercesc::DOMDocument, Releaser>;
+
+const std::u16string kNamespace = u"urn:w";
+const std::string kSmile = "[\xC3\xA4\xF0\x9F\x98\x80]";
+
+std::string manyAttributes() {
+    std::string xml = "<a";
+    for (int i = 0; i < 100000; ++i) {
+        xml += " a" + std::to_string(i) + "=''";
+    }
+    return xml + "/>";
+}
+
+class XercesTest : public testing::Test {
+protected:
+    const xercesc::DOMElement* read(const std::u16string& xml, const std::u16string& publicId = u"",
+                                    const std::u16string& systemId = u"") {
+        return XercesHelper::readDocumentFromString(parser.get(), xml, false, publicId, systemId)->getDocumentElement();
+    }
+
+    const xercesc::DOMElement* read(const std::string& xml) {
+        const auto bytes = tests::toBytes(xml);
+        ByteArrayInAdaptor in(bytes);
+        return XercesHelper::readDocumentFromStream(parser.get(), in, false, u"", u"")->getDocumentElement();
+    }
+
+    /// The text, in brackets, or what reading complains of.
+    template <class... Xml>
+    std::string outcome(const Xml&... xml) {
+        try {
+            return '[' + fl::i18n::ustring_to_utf8(XercesHelper::getTextContent(read(xml...))) + ']';
+        } catch (const InvalidXMLDocument& error) {
+            EXPECT_EQ(error.kind(), ErrorKind::Damaged);
+            return error.what();
+        }
+    }
+
+    XercesGuard guard;
+    std::unique_ptr<xercesc::DOMLSParser, Releaser> parser{XercesHelper::createParser()};
+};
+
+TEST_F(XercesTest, RefusesHostileAndMalformedDocumentsInBoundedTime) {
+    const std::string doctype = "document type declaration", malformed = "the XML document is not well-formed at line ";
+    const std::string deep = "more than 1024 nested elements";
+    const std::pair<std::string, std::vector<std::string>> cases[] = {
+        {malformed + "1, column 10: invalid document structure (a " + doctype, {"<!DOCTYPE a><a/>"}},
+        {doctype,
+         {"<!DOCTYPE a SYSTEM 'file:///etc/passwd'><a/>",
+          "<!DOCTYPE a [<!ENTITY e SYSTEM 'file:///etc/passwd'>]><a>&e;</a>",
+          "<!DOCTYPE a [<!ENTITY b 'ha'><!ENTITY c '&b;&b;&b;'>]><a>&c;</a>"}},
+        {malformed + "1, column 15: entity 'undefined' not found", {"<a>&undefined;</a>"}},
+        {malformed + "2, column 6: expected end of tag 'b'", {"<a>\n<b></a>"}},
+        {malformed,
+         {"<a><![CDATA[open", "<a/><b/>", "", "<a x='1' x='2'/>", "<a b:x='1'/>", "<a>\x01</a>", "<a>\xC0\xAF</a>",
+          "<?xml version='1.0' encoding='no-such'?><a/>"}},
+        {"version", {"<?xml version='1.0UTF-16'?><a/>"}},
+        {"NUL", {"<a/>\0<b/>"s}},
+        {"its encoding is ISO-8859-1", {"<?xml version='1.0' encoding='ISO-8859-1'?><a>\xE4</a>"}},
+        {"refused at line 1, column 3076: " + deep, {repeated("<a>", 100000)}},
+        {deep, {repeated("<a x='1' y='2'>", 1000), manyAttributes()}},
+        // Unusual, but harmless.
+        {"[xyz<w>]", {"<a>x<!-- no --><b>y<c>z</c></b><?no no?><![CDATA[<w>]]></a>"}},
+        {'[' + std::string(1000, '&') + ']', {"<a>" + repeated("&amp;", 1000) + "</a>"}},
+        {"[]", {"<a><i:include xmlns:i='http://www.w3.org/2001/XInclude' href='file:///etc/passwd'/></a>"}},
+        {"[t]", {"<a xmlns:x='http://www.w3.org/2001/XMLSchema-instance' x:schemaLocation='a file:///no'>t</a>"}},
+        {'[' + std::string(2000, '1') + ']', {"<a>" + repeated("<b x=''>1</b>", 2000) + "</a>"}},
+        {"[deep]", {repeated("<a>", 1000) + "deep" + repeated("</a>", 1000)}},
+        {kSmile,
+         {"<?xml version='1.0' encoding='UTF-16'?><a>\xC3\xA4\xF0\x9F\x98\x80</a>",
+          "\xEF\xBB\xBF<?xml version='1.0' encoding='utf-8'?><a>\xC3\xA4\xF0\x9F\x98\x80</a>",
+          "\xFF\xFE<\0a\0>\0\xE4\0=\xD8\0\xDE<\0/\0a\0>\0"s, "\xFE\xFF\0<\0a\0>\0\xE4\xD8=\xDE\0\0<\0/\0a\0>"s}},
+    };
+    for (const auto& [expected, documents] : cases) {
+        for (const std::string& xml : documents) {
+            EXPECT_PRED_FORMAT2(testing::IsSubstring, expected, outcome(xml)) << xml.substr(0, 80);
+        }
+    }
+}
+
+TEST_F(XercesTest, ReadsTextWhateverEncodingItDeclares) {
+    for (const std::u16string encoding : {u"UTF-8", u"UTF-16BE", u"ISO-8859-1", u"no-such"}) {
+        const std::u16string xml = u"<?xml version='1.0' encoding='" + encoding + u"'?><a>\u00E4\U0001F600</a>";
+        EXPECT_EQ(outcome(xml), kSmile);
+        EXPECT_EQ(outcome(u'\uFEFF' + xml), kSmile);
+    }
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, "the XML document is ", outcome(u"<a>\xD83D</a>"s));
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, "the XML document \"/a b\" is not", outcome(u"<"s, u"", u"/a b"));
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, "the XML document \"p\" is not", outcome(u"<"s, u"p", u""));
+}
+
+TEST_F(XercesTest, AdoptedDocumentsOutliveTheirParser) {
+    const DocumentPtr document(XercesHelper::readDocumentFromString(parser.get(), u"<a>1</a>", true, u"", u""));
+    EXPECT_EQ(outcome(u"<a>2</a>"s), "[2]");
+    parser.reset();
+    EXPECT_EQ(XercesHelper::getTextContent(document->getDocumentElement()), u"1");
+}
+
+TEST_F(XercesTest, WhatIsSetInAParserWeakensNeitherItsErrorsNorLaterParsers) {
+    for (const XMLCh* const name : {XMLUni::fgDOMDisallowDoctype, XMLUni::fgDOMNamespaces}) {
+        parser->getDomConfig()->setParameter(name, false);
+        EXPECT_THROW(read(u"<a><b>"s), InvalidXMLDocument);
+        parser.reset();
+        parser.reset(XercesHelper::createParser());
+        EXPECT_THROW(read(u"<!DOCTYPE a><a/>"s), InvalidXMLDocument);
+        EXPECT_EQ(read(u"<a xmlns='urn:w'>1</a>"s)->getNamespaceURI(), kNamespace);
+    }
+    parser->getDomConfig()->setParameter(XMLUni::fgDOMErrorHandler, static_cast<const void*>(nullptr));
+    EXPECT_THROW(read(u"<a><b>"s), InvalidXMLDocument);
+}
+
+TEST_F(XercesTest, FindsWhatIsInNoNamespaceAndLeavesTheValueOfWhatIsNotThere) {
+    const auto* const root = read(u"<r xmlns:w='urn:w'><w:p/><p w:v='1' v=''/><x><p/></x></r>"s);
+    auto* const found = XercesHelper::getElementNS(root, u"", u"p");
+    EXPECT_EQ(XercesHelper::getElementsNS(root, u"", u"p"), (std::vector<xercesc::DOMElement*>{found}));
+    std::u16string value = u"before";
+    EXPECT_FALSE(XercesHelper::getElementAttributeNS(found, u"urn:v", u"v", value));
+    EXPECT_EQ(value, u"before");
+    EXPECT_TRUE(XercesHelper::getElementAttributeNS(found, u"", u"v", value));
+    EXPECT_EQ(value, u"");
+}
+
+class XercesWriterTest : public XercesTest {
+protected:
+    static DocumentPtr makeDocument(const std::u16string& cdata, const std::u16string& text = u"",
+                                    const std::u16string& attribute = u"") {
+        DocumentPtr document(XercesHelper::createDocument());
+        auto* const root = XercesHelper::appendElementNS(document.get(), kNamespace, XercesString(u"w:r"));
+        XercesHelper::setElementAttributeNS(root, kNamespace, XercesString(u"w:v"), attribute);
+        root->appendChild(document->createCDATASection(cdata.c_str()));
+        root->appendChild(document->createTextNode(text.c_str()));
+        return document;
+    }
+
+    std::string written(const DocumentPtr& document) {
+        std::vector<unsigned char> bytes;
+        ByteArrayOutAdaptor out(bytes);
+        XercesHelper::writeDocumentToStream(writer_.get(), document.get(), out);
+        return tests::toText(bytes);
+    }
+
+    std::unique_ptr<xercesc::DOMLSSerializer, Releaser> writer_{XercesHelper::createWriter()};
+    const std::string sound_ = written(makeDocument(u"sound"));
+};
+
+TEST_F(XercesWriterTest, WritesWhatReadsBackTheSame) {
+    EXPECT_EQ(written(makeDocument(u"a]]>\u00E4\n", u"<", u"\"&")),
+              "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\" ?><w:r xmlns:w=\"urn:w\" "
+              "w:v=\"&quot;&amp;\"><![CDATA[a]]]]><![CDATA[>\xC3\xA4\n]]>&lt;</w:r>");
+    std::vector<std::u16string> texts = {u"a]]>b]]>", u"]]]]>", u"]]", u"]]>]]>]]>", u"<![CDATA[x]]>", u" &amp;<>\t\n"};
+    // Around the sizes in which the text may be handled on its way.
+    for (const std::size_t size : {4096U, 16384U, 65536U}) {
+        for (std::size_t before = size - 4; before <= size + 1; ++before) {
+            texts.push_back(std::u16string(before, u'x') + u"]]>\U0001F600end");
+        }
+    }
+    for (const std::u16string& text : texts) {
+        const std::u16string start = text.substr(0, 100);
+        const auto* const root = read(written(makeDocument(text, start)));
+        ASSERT_TRUE(XercesHelper::getTextContent(root) == text + start) << text.size() << " units";
+    }
+}
+
+TEST_F(XercesWriterTest, RefusesWhatXmlCannotHoldAndStaysUsable) {
+    std::vector<DocumentPtr> unwritable;
+    for (const std::u16string text : {u"a\xD83D", u"\xDE00", u"\x01", u"\uFFFE"}) {
+        unwritable.push_back(makeDocument(text));
+        unwritable.push_back(makeDocument(u"", text));
+        unwritable.push_back(makeDocument(u"", u"", text));
+    }
+    unwritable.push_back(makeDocument(u""));
+    auto* element = unwritable.back()->getDocumentElement();
+    for (int i = 0; i < 100000; ++i) {
+        element = XercesHelper::appendElementNS(element, kNamespace, XercesString(u"w:t"));
+    }
+    EXPECT_THROW(XercesHelper::appendElementNS(element, kNamespace, XercesString(u"1")), Exception);
+    for (const DocumentPtr& each : unwritable) {
+        SCOPED_TRACE(&each - unwritable.data());
+        tests::expectFailure(ErrorKind::Misuse, {""}, [&] { written(each); });
+        EXPECT_EQ(written(makeDocument(u"sound")), sound_);
+    }
+}
+
+TEST_F(XercesWriterTest, FailuresOfTheStreamPassThrough) {
+    struct FullStream : OutputStream {
+        void write(const void*, std::size_t) override { throw std::domain_error("full"); }
+    } out;
+    const std::u16string text(500000, u'x');
+    for (const auto& document : {makeDocument(text), makeDocument(u"", text)}) {
+        EXPECT_THROW(XercesHelper::writeDocumentToStream(writer_.get(), document.get(), out), std::domain_error);
+        EXPECT_EQ(written(makeDocument(u"sound")), sound_);
+    }
+}
+
+}  // namespace
+}  // namespace opc::model

@@ -1,0 +1,205 @@
+#include "opc/StreamHelper.hpp"
+#include "opc/model/PackageNotFound.hpp"
+#include "opc/zippackage/ZipIndexReader.hpp"
+#include "opc/zippackage/ZipWriter.hpp"
+#include "platform/opc/zippackage/ZipTesting.hpp"
+
+#include <list>
+#include <sstream>
+
+namespace opc::zippackage {
+namespace {
+
+namespace vfs = foundation::storage::vfs;
+using interfaces::CompressionType;
+using interfaces::PlannedItem;
+
+PlannedItem carried(std::size_t item) { return {nullptr, item, "", CompressionType::Normal}; }
+
+class ZipCommitTest : public ZipTest {
+protected:
+    PlannedItem fresh(const std::string& name, const std::string& content,
+                      CompressionType compression = CompressionType::Normal) {
+        contents_.push_back(toBytes(content));
+        return {&contents_.back(), 0, name, compression};
+    }
+
+    static void commit(ZipPhysicalPackage package, OpenMode mode, const std::vector<PlannedItem>& plan) {
+        package.open(mode);
+        package.commit(plan);
+    }
+
+private:
+    std::list<std::vector<unsigned char>> contents_;
+};
+
+TEST_F(ZipCommitTest, WritesTheSameBytesForTheSameContent) {
+    const std::string prose = proseOf(100000), noise = noiseOf(70000), letters(5000, 'x');
+    Limits limits;
+    limits.ratioFreeSize = 4999;
+    limits.maxRatio = 100;
+    commit(package(limits), OpenMode::Create,
+           {fresh("prose", prose), fresh("n", noise), fresh("e", ""), fresh("s", prose, CompressionType::None),
+            fresh("too/good", letters)});
+    ZipFile expected;
+    expected.items = {{"prose", prose, true}, {"n", noise}, {"e", ""}, {"s", prose}, {"too/good", letters}};
+    EXPECT_TRUE(stored() == expected.bytes());
+    commit(package(limits), OpenMode::Update, {});
+    EXPECT_EQ(stored(), ZipFile().bytes());
+}
+
+ZipFile odd(bool described) {
+    ZipFile file;
+    file.comment = "comment of the file";
+    file.items = {{"old", "dropped"}, {"large", noiseOf(90000)}, {"odd", "by method 12"}, {"last", proseOf(400), true}};
+    ZipItem& item = file.items[2];
+    item.change([](ZipHeader& h) { h.time = 4711, h.date = 12345, h.flags = 1 << 11 | 6; });
+    item.externalAttributes = 0x81A40000;
+    item.internalAttributes = 1;
+    item.versionMadeBy = 3 << 8 | 30;
+    item.comment = "comment of the item";
+    item.central.extra = "UT\1\0x"s;
+    item.local.extra = "UT\2\0xy"s;
+    item.change([](ZipHeader& h) { h.method = 12, h.versionNeeded = 46; });
+    if (described) {
+        item.change([](ZipHeader& h) { h.flags |= 8, h.extra += zip64Field({h.size, h.storedSize}); });
+        item.change([](ZipHeader& h) { h.size = h.storedSize = kOnes32; });
+        item.local.crc = 0;
+        item.after = "the data descriptor";
+    }
+    return file;
+}
+
+TEST_F(ZipCommitTest, CarriesOverAsItIsWhatIsNotChanged) {
+    put(odd(true).bytes());
+    ZipPhysicalPackage opened = package();
+    opened.open(OpenMode::Update);
+    opened.commit({carried(3), fresh("new", "fresh"), carried(1), carried(2)});
+    ZipFile expected = odd(false);
+    expected.items = {expected.items[3], ZipItem("new", "fresh"), expected.items[1], expected.items[2]};
+    EXPECT_TRUE(stored() == expected.bytes());
+    EXPECT_EQ(toText(opened.read(0)), "dropped") << "the old version is still open";
+    expectError(ErrorKind::Conflict, "", [&] { opened.commit({}); });
+    EXPECT_TRUE(stored() == expected.bytes());
+}
+
+TEST_F(ZipCommitTest, WritesZip64RecordsThatItReads) {
+    DeflateCodec codec;
+    const Limits limits;
+    const auto content = toBytes(proseOf(500));
+    for (const Zip64From& from : {Zip64From{0, 0}, Zip64From{400, kOnes16}, Zip64From{kOnes32, 2}}) {
+        SCOPED_TRACE(from.value);
+        const auto out = storage->beginReplacement(u"f.zip", nullptr);
+        ZipWriter writer("Writing f.zip: ", *out, codec, limits, from);
+        writer.addContent("first", content, CompressionType::None);
+        writer.addContent("second", content, CompressionType::Normal);
+        writer.finish("comment");
+        out->commit();
+        EXPECT_NE(stored().find("PK\6\7"), std::string::npos);
+        commit(package(), OpenMode::Update, {carried(0), carried(1)});
+        ZipFile expected;
+        expected.comment = "comment";
+        expected.items = {{"first", proseOf(500)}, {"second", proseOf(500), true}};
+        for (ZipItem& item : expected.items) {
+            item.change([&](ZipHeader& h) { h.versionNeeded = from.value == kOnes32 ? 20 : 45; });
+        }
+        EXPECT_TRUE(stored() == expected.bytes());
+        storage = std::make_shared<vfs::MemoryStorage>();
+    }
+}
+
+TEST_F(ZipCommitTest, LeavesTheFileAloneWhenItRefuses) {
+    const std::string content = noiseOf(100);
+    Limits limits;
+    limits.maxEntries = 3;
+    limits.maxPartSize = 150;
+    limits.maxPackageSize = 250;
+    ZipFile file;
+    file.items = {{"old", std::string(60, 'o')}};
+    const std::string before = file.bytes();
+    put(before);
+    const auto update = OpenMode::Update;
+    const auto limit = ErrorKind::LimitExceeded, misuse = ErrorKind::Misuse;
+    const struct {
+        OpenMode mode;
+        std::vector<PlannedItem> plan;
+        ErrorKind kind;
+        const char* message;
+    } rows[] = {
+        {update, {fresh("a", content), fresh("b", content), carried(0)}, limit, "260, the limit maxPackageSize is 250"},
+        {update, {fresh("a", noiseOf(151))}, limit, "'a' is 151, the limit maxPartSize is 150"},
+        {update, {carried(0), carried(0), carried(0), carried(0)}, limit, "4, the limit maxEntries is 3"},
+        {update, {fresh(std::string(20000, 'n'), content)}, limit, "4096 times maxEntries"},
+        {update, {fresh("OLD", content), carried(0)}, misuse, "equivalent names"},
+        {update, {fresh("/a", content)}, misuse, "'/a' is no name"},
+        {update, {fresh("a/", content)}, misuse, "'a/' is no name"},
+        {update, {fresh("\xC3\xA4", content)}, misuse, "is no name"},
+        {update, {carried(1)}, misuse, "item 1 of 1"},
+        {OpenMode::Create, {carried(0)}, misuse, "not open for reading"},
+        {OpenMode::ReadOnly, {carried(0)}, misuse, "not open for writing"},
+        {OpenMode::Create, {fresh("a", content)}, ErrorKind::Conflict, "f.zip"},
+    };
+    for (const auto& row : rows) {
+        expectError(row.kind, row.message, [&] { commit(package(limits), row.mode, row.plan); });
+        EXPECT_TRUE(stored() == before) << row.message;
+    }
+    ZipPhysicalPackage opened = package();
+    expectError(misuse, "not open", [&] { opened.commit({}); });
+    opened.open(update);
+    expectError(misuse, "open already", [&] { opened.open(update); });
+    expectError(misuse, "item 1 of 1", [&] { opened.read(1); });
+    expectError(misuse, "empty", [&] { opened.backUp(u""); });
+    put("changed outside");
+    expectError(ErrorKind::Conflict, "f.zip", [&] { opened.commit({}); });
+    EXPECT_EQ(stored(), "changed outside");
+    for (int i = 0; i < 2; ++i) {  // the second time over the first backup
+        EXPECT_EQ(opened.backUp(u".bak"), u"f.zip.bak");
+        EXPECT_EQ(stored(u"f.zip.bak"), before) << "not the version that was opened";
+        storage->put(u"f.zip.bak", toBytes("an older backup"));
+    }
+    opened.close();
+    EXPECT_TRUE(opened.items().empty());
+    expectError(misuse, "not open", [&] { opened.read(0); });
+}
+
+struct FailingStorage : vfs::MemoryStorage {
+    std::unique_ptr<vfs::Replacement> beginReplacement(const std::u16string&, const vfs::ReadableFile*) override {
+        throw vfs::StorageError(kind, "the storage's reason, f.zip");
+    }
+    vfs::StorageErrorKind kind;
+};
+
+TEST_F(ZipCommitTest, PassesOnTheReasonsOfTheStorage) {
+    using Kind = vfs::StorageErrorKind;
+    const auto failing = std::make_shared<FailingStorage>();
+    storage = failing;
+    EXPECT_THROW(package().open(OpenMode::Update), model::PackageNotFound);
+    put(ZipFile().bytes());
+    ZipPhysicalPackage opened = package();
+    opened.open(OpenMode::Update);
+    const auto other = ErrorKind::InputOutput;
+    const std::pair<Kind, ErrorKind> rows[] = {
+        {Kind::NoSpace, other}, {Kind::Conflict, ErrorKind::Conflict}, {Kind::NotDurable, ErrorKind::NotDurable}};
+    for (const auto& [kind, expected] : rows) {
+        failing->kind = kind;
+        expectError(expected, "the storage's reason", [&] { opened.commit({}); });
+        expectError(other, "the storage's reason", [&] { opened.backUp(u".bak"); });
+    }
+}
+
+TEST(StreamHelperTest, CopiesAllPiecesAndTellsWhenTheTargetFails) {
+    struct : InputStream {
+        std::size_t read(void* to, std::size_t) override {
+            return static_cast<std::size_t>(text.readsome(static_cast<char*>(to), 2));
+        }
+        std::istringstream text{"in pieces"};
+    } pieces;
+    std::ostringstream out;
+    EXPECT_TRUE(StreamHelper::copyStreamToStream(pieces, out));
+    EXPECT_EQ(out.str(), "in pieces");
+    out.setstate(std::ios::badbit);
+    EXPECT_FALSE(StreamHelper::copyStreamToStream(pieces, out));
+}
+
+}  // namespace
+}  // namespace opc::zippackage
