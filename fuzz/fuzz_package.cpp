@@ -26,7 +26,7 @@ namespace {
 
 using Bytes = std::vector<unsigned char>;
 constexpr char kSeparator[] = "\xFF\xFF";
-constexpr std::size_t kMaxItems = 64;
+constexpr std::size_t kMaxEntries = 64;
 
 std::string nextField(std::string& rest) {
     const std::size_t end = rest.find(kSeparator);
@@ -37,9 +37,9 @@ std::string nextField(std::string& rest) {
 
 std::string zipped(std::string rest, bool deflated) {
     support::ZipFile zip;
-    while (!rest.empty() && zip.items.size() < kMaxItems) {
+    while (!rest.empty() && zip.entries.size() < kMaxEntries) {
         const std::string name = nextField(rest);
-        zip.items.emplace_back(name, nextField(rest), deflated);
+        zip.entries.emplace_back(name, nextField(rest), deflated);
     }
     return zip.bytes();
 }

@@ -35,9 +35,9 @@ struct ZipHeader {
     std::string extra = {};
 };
 
-struct ZipItem {
+struct BuiltEntry {
     /// Tells the truth. Deflated when that is asked for.
-    ZipItem(const std::string& name, const std::string& content, bool deflated = false)
+    BuiltEntry(const std::string& name, const std::string& content, bool deflated = false)
         : data(deflated ? opc::zippackage::DeflateCodec().deflate(content) : content),
           local{name, opc::zippackage::DeflateCodec::checksum(content), static_cast<std::uint32_t>(data.size()),
                 static_cast<std::uint32_t>(content.size()), static_cast<std::uint16_t>(deflated ? 8 : 0)} {}
@@ -68,12 +68,12 @@ struct ZipItem {
 struct ZipFile {
     std::string bytes() const {
         std::string result, directory;
-        for (const ZipItem& item : items) {
-            directory += item.centralBytes(result.size());
-            result += item.localBytes();
+        for (const BuiltEntry& entry : entries) {
+            directory += entry.centralBytes(result.size());
+            result += entry.localBytes();
         }
         directory += afterDirectory;
-        const std::uint64_t count = items.size(), size = directory.size(), offset = result.size();
+        const std::uint64_t count = entries.size(), size = directory.size(), offset = result.size();
         std::string end = "PK\6\6" + fields({{8, 44}, {2, 45}, {2, 45}, {8, 0}, {8, count}, {8, count}, {8, size}}) +
                           fields({{8, offset}}) + "PK\6\7" + fields({{4, 0}, {8, offset + size}, {4, 1}}) + "PK\5\6" +
                           fields({{4, 0}, {2, count}, {2, count}, {4, size}, {4, offset}, {2, comment.size()}});
@@ -83,7 +83,7 @@ struct ZipFile {
         return before + result + directory + beforeEnd + end.substr(zip64 ? 0 : 76) + comment + after;
     }
 
-    std::vector<ZipItem> items;
+    std::vector<BuiltEntry> entries;
     std::string before;          ///< data in front of everything, which offsets do not count
     std::string afterDirectory;  ///< counted to the directory
     std::string beforeEnd;       ///< not counted to anything

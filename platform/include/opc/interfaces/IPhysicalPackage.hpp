@@ -12,23 +12,23 @@
 
 namespace opc::interfaces {
 
-/// One named item of a container, as its index tells. Folder entries are not listed.
-struct PhysicalItem {
+/// One named entry of a container, as its index tells. Folder entries are not listed.
+struct PhysicalEntry {
     std::string name;          ///< UTF-8, without a leading slash
     std::uint64_t size;        ///< bytes of the content
     std::uint64_t storedSize;  ///< bytes that the content takes up in the container
 };
 
-/// One item of a container that is to be written.
-struct PlannedItem {
-    /// Null: the item `carried` of the open container is taken over as it is stored, unread.
+/// One entry of a container that is to be written.
+struct PlannedEntry {
+    /// Null: the entry `carried` of the open container is taken over as it is stored, unread.
     const std::vector<unsigned char>* content = nullptr;
     std::size_t carried = 0;
-    std::string name;  ///< of an item with content: ASCII, without a leading slash
+    std::string name;  ///< of an entry with content: ASCII, without a leading slash
     CompressionType compression = CompressionType::Normal;
 };
 
-/// A container of named items, the physical side of a package. One object is used by one thread at
+/// A container of named entries, the physical side of a package. One object is used by one thread at
 /// a time. All failures are opc::Exception, saying the file's name.
 class PXPLATFORM_EXPORT IPhysicalPackage {
 public:
@@ -41,14 +41,14 @@ public:
     virtual void open(OpenMode mode) = 0;
 
     /// In the order of the index; names are unique, also without regard to ASCII case.
-    virtual const std::vector<PhysicalItem>& items() const = 0;
+    virtual const std::vector<PhysicalEntry>& entries() const = 0;
 
-    /// The whole content of an item, verified against the sizes and the checksum of the index.
-    virtual Bytes read(std::size_t item) const = 0;
+    /// The whole content of an entry, verified against the sizes and the checksum of the index.
+    virtual Bytes read(std::size_t position) const = 0;
 
-    /// Puts a container of the planned items, in their order, in the place of the file: atomically
+    /// Puts a container of the planned entries, in their order, in the place of the file: atomically
     /// and durably, or not at all. The container stays open on the old version afterwards.
-    virtual void commit(const std::vector<PlannedItem>& plan) = 0;
+    virtual void commit(const std::vector<PlannedEntry>& plan) = 0;
 
     /// Copies the file that was opened to its own name with `extension` appended, replacing what is
     /// there, and returns that name.

@@ -21,9 +21,9 @@ public:
     ZipPhysicalPackage& operator=(const ZipPhysicalPackage&) = delete;
 
     void open(interfaces::OpenMode mode) override;
-    const std::vector<interfaces::PhysicalItem>& items() const override;
-    Bytes read(std::size_t item) const override;
-    void commit(const std::vector<interfaces::PlannedItem>& plan) override;
+    const std::vector<interfaces::PhysicalEntry>& entries() const override;
+    Bytes read(std::size_t position) const override;
+    void commit(const std::vector<interfaces::PlannedEntry>& plan) override;
     std::u16string backUp(const std::u16string& extension) const override;
     void close() noexcept override;
     const std::string& displayName() const noexcept override;

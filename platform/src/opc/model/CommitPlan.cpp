@@ -26,7 +26,8 @@ bool isDescriptive(const RelationshipRecord& record) {
 
 }  // namespace
 
-CommitPlan::CommitPlan(PackageStore& store) : store_(store), itemDone_(store.dropped_), partDone_(store.parts_.size()) {
+CommitPlan::CommitPlan(PackageStore& store)
+    : store_(store), entryDone_(store.dropped_), partDone_(store.parts_.size()) {
     for (const auto& part : store_.parts_) {
         if (part) {
             assignRelationshipsType(part->relationships, part->name);
@@ -36,7 +37,7 @@ CommitPlan::CommitPlan(PackageStore& store) : store_(store), itemDone_(store.dro
     addContentTypes();
     addPackageRelationships();
     addLeadingPart();
-    addOldItems();
+    addOldEntries();
     for (std::size_t position = 0; position != partDone_.size(); ++position) {
         addPart(position);
     }
@@ -48,7 +49,7 @@ void CommitPlan::assignRelationshipsType(const SourceState& state, const std::st
         return;
     }
     const std::string name = relationshipsNameOf(sourceName);
-    markDone(oldItems(name));
+    markDone(oldEntries(name));
     if (state.list->isEmpty()) {
         store_.contentTypes_.removeOverride(toLower(name));
     } else {
@@ -56,19 +57,19 @@ void CommitPlan::assignRelationshipsType(const SourceState& state, const std::st
     }
 }
 
-CommitPlan::Items CommitPlan::oldItems(const std::string& name) const {
+CommitPlan::Entries CommitPlan::oldEntries(const std::string& name) const {
     const auto found = store_.others_.find(toLower(name));
-    return found == store_.others_.end() ? Items() : found->second;
+    return found == store_.others_.end() ? Entries() : found->second;
 }
 
 void CommitPlan::addContentTypes() {
-    const std::string name = "/" + std::string(ContentTypes::kItemName);
-    const Items items = oldItems(name);
-    if (!items.empty() && !store_.contentTypes_.isChanged()) {
-        carry(items);
+    const std::string name = "/" + std::string(ContentTypes::kEntryName);
+    const Entries entries = oldEntries(name);
+    if (!entries.empty() && !store_.contentTypes_.isChanged()) {
+        carry(entries);
         return;
     }
-    markDone(items);
+    markDone(entries);
     addXml(name, store_.contentTypes_.toXml());
 }
 
@@ -77,7 +78,7 @@ void CommitPlan::addPackageRelationships() {
     if (state.changed) {
         addChangedRelationships(state, kPackageSource);
     } else {
-        carry(oldItems(relationshipsNameOf(kPackageSource)));
+        carry(oldEntries(relationshipsNameOf(kPackageSource)));
     }
 }
 
@@ -94,18 +95,18 @@ void CommitPlan::addLeadingPart() {
     }
 }
 
-void CommitPlan::addOldItems() {
-    std::vector<std::size_t> owners(itemDone_.size(), kNoPart);
+void CommitPlan::addOldEntries() {
+    std::vector<std::size_t> owners(entryDone_.size(), kNoPart);
     for (std::size_t position = 0; position != partDone_.size(); ++position) {
-        for (const std::size_t item : store_.parts_[position] ? store_.parts_[position]->items : Items()) {
-            owners[item] = position;
+        for (const std::size_t entry : store_.parts_[position] ? store_.parts_[position]->entries : Entries()) {
+            owners[entry] = position;
         }
     }
-    for (std::size_t item = 0; item != owners.size(); ++item) {
-        if (owners[item] != kNoPart) {
-            addPart(owners[item]);
-        } else if (!itemDone_[item]) {
-            carry({item});
+    for (std::size_t entry = 0; entry != owners.size(); ++entry) {
+        if (owners[entry] != kNoPart) {
+            addPart(owners[entry]);
+        } else if (!entryDone_[entry]) {
+            carry({entry});
         }
     }
 }
@@ -117,10 +118,10 @@ void CommitPlan::addPart(std::size_t position) {
     }
     partDone_[position] = true;
     if (part->pending) {
-        markDone(part->items);
+        markDone(part->entries);
         add(*part->pending, part->name, part->compression);
     } else {
-        carry(part->items);
+        carry(part->entries);
     }
     addChangedRelationships(part->relationships, part->name);
 }
@@ -139,25 +140,25 @@ void CommitPlan::addXml(const std::string& name, Bytes xml) {
 }
 
 void CommitPlan::add(const Bytes& content, const std::string& name, interfaces::CompressionType compression) {
-    interfaces::PlannedItem item;
-    item.content = &content;
-    item.name = name.substr(1);
-    item.compression = compression;
-    items_.push_back(std::move(item));
+    interfaces::PlannedEntry entry;
+    entry.content = &content;
+    entry.name = name.substr(1);
+    entry.compression = compression;
+    entries_.push_back(std::move(entry));
 }
 
-void CommitPlan::carry(const Items& items) {
-    markDone(items);
-    for (const std::size_t old : items) {
-        interfaces::PlannedItem item;
-        item.carried = old;
-        items_.push_back(std::move(item));
+void CommitPlan::carry(const Entries& entries) {
+    markDone(entries);
+    for (const std::size_t old : entries) {
+        interfaces::PlannedEntry entry;
+        entry.carried = old;
+        entries_.push_back(std::move(entry));
     }
 }
 
-void CommitPlan::markDone(const Items& items) {
-    for (const std::size_t item : items) {
-        itemDone_[item] = true;
+void CommitPlan::markDone(const Entries& entries) {
+    for (const std::size_t entry : entries) {
+        entryDone_[entry] = true;
     }
 }
 

@@ -19,31 +19,31 @@ public:
     ///         limits.
     explicit CommitPlan(PackageStore& store);
 
-    const std::vector<interfaces::PlannedItem>& items() const noexcept { return items_; }
+    const std::vector<interfaces::PlannedEntry>& entries() const noexcept { return entries_; }
 
 private:
-    using Items = PackageStore::Items;
+    using Entries = PackageStore::Entries;
     using Bytes = PackageStore::Bytes;
 
     void assignRelationshipsType(const SourceState& state, const std::string& sourceName);
-    Items oldItems(const std::string& name) const;
+    Entries oldEntries(const std::string& name) const;
 
     void addContentTypes();
     void addPackageRelationships();
     void addLeadingPart();
-    void addOldItems();
+    void addOldEntries();
     void addPart(std::size_t position);
-    /// Unchanged ones are left to addOldItems().
+    /// Unchanged ones are left to addOldEntries().
     void addChangedRelationships(const SourceState& state, const std::string& sourceName);
     void addXml(const std::string& name, Bytes xml);
     void add(const Bytes& content, const std::string& name, interfaces::CompressionType compression);
-    void carry(const Items& items);
-    void markDone(const Items& items);
+    void carry(const Entries& entries);
+    void markDone(const Entries& entries);
 
     PackageStore& store_;
-    std::vector<interfaces::PlannedItem> items_;
-    std::deque<Bytes> xml_;  ///< what items_ points at
-    std::vector<bool> itemDone_;
+    std::vector<interfaces::PlannedEntry> entries_;
+    std::deque<Bytes> xml_;  ///< what entries_ points at
+    std::vector<bool> entryDone_;
     std::vector<bool> partDone_;
 };
 

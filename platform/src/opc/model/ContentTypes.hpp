@@ -14,8 +14,8 @@ namespace opc::model::detail {
 /// has handed out stay where they are as long as it lives.
 class ContentTypes {
 public:
-    /// The name of its item, without a leading slash.
-    static constexpr std::string_view kItemName = "[Content_Types].xml";
+    /// The name of its entry, without a leading slash.
+    static constexpr std::string_view kEntryName = "[Content_Types].xml";
 
     ContentTypes() = default;
     ContentTypes(const ContentTypes&) = delete;

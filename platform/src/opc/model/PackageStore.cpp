@@ -15,7 +15,7 @@ namespace opc::model::detail {
 namespace {
 
 using interfaces::OpenMode;
-using interfaces::PhysicalItem;
+using interfaces::PhysicalEntry;
 
 constexpr char kPackageSource[] = "/";
 constexpr char kRelationshipsFolder[] = "_rels";
@@ -72,44 +72,44 @@ void PackageStore::open(OpenMode mode) {
 }
 
 void PackageStore::readIndex() {
-    dropped_.assign(physical_->items().size(), false);
-    std::vector<LogicalItem> items = logicalItems(physical_->items());
-    parts_.reserve(items.size());
-    readContentTypes(items);
-    for (LogicalItem& item : items) {
-        sortIn(std::move(item));
+    dropped_.assign(physical_->entries().size(), false);
+    std::vector<LogicalEntry> entries = logicalEntries(physical_->entries());
+    parts_.reserve(entries.size());
+    readContentTypes(entries);
+    for (LogicalEntry& entry : entries) {
+        sortIn(std::move(entry));
     }
 }
 
-void PackageStore::readContentTypes(const std::vector<LogicalItem>& items) {
-    const std::string name = "/" + std::string(ContentTypes::kItemName);
-    const auto found = std::find_if(items.begin(), items.end(), [folded = fold(name)](const LogicalItem& item) {
-        return fold(item.name) == folded;
+void PackageStore::readContentTypes(const std::vector<LogicalEntry>& entries) {
+    const std::string name = "/" + std::string(ContentTypes::kEntryName);
+    const auto found = std::find_if(entries.begin(), entries.end(), [folded = fold(name)](const LogicalEntry& entry) {
+        return fold(entry.name) == folded;
     });
-    if (found == items.end()) {
+    if (found == entries.end()) {
         throw Exception(ErrorKind::Damaged, where(name) + ": it is missing, so this is no package");
     }
-    contentTypes_.parse(readXml(found->items, name), where(name));
+    contentTypes_.parse(readXml(found->entries, name), where(name));
 }
 
-void PackageStore::sortIn(LogicalItem item) {
-    std::string folded = fold(item.name);
+void PackageStore::sortIn(LogicalEntry entry) {
+    std::string folded = fold(entry.name);
     if (partPositions_.count(folded) != 0 || others_.count(folded) != 0) {
-        throw Exception(ErrorKind::Damaged, where(item.name) + ": another one has an equivalent name (M1.12)");
+        throw Exception(ErrorKind::Damaged, where(entry.name) + ": another one has an equivalent name (M1.12)");
     }
-    const ContentType* type = PartName::isValid(item.name) ? contentTypes_.find(folded) : nullptr;
+    const ContentType* type = PartName::isValid(entry.name) ? contentTypes_.find(folded) : nullptr;
     if (type != nullptr && !names_.insert(folded)) {
         throw Exception(ErrorKind::Damaged,
-                        where(item.name) + ": its name and another part's derive one from the other (M1.11)");
+                        where(entry.name) + ": its name and another part's derive one from the other (M1.11)");
     }
     if (type == nullptr || isRelationshipsName(folded)) {
-        others_.emplace(std::move(folded), std::move(item.items));
+        others_.emplace(std::move(folded), std::move(entry.entries));
         return;
     }
     PartState part;
-    part.name = std::move(item.name);
+    part.name = std::move(entry.name);
     part.type = type;
-    part.items = std::move(item.items);
+    part.entries = std::move(entry.entries);
     addPart(std::move(folded), std::move(part));
 }
 
@@ -122,7 +122,7 @@ void PackageStore::close(const CommitOptions& options) {
     const bool backUp = mode_ == OpenMode::Update && !options.removeBackup();
     const CommitPlan plan(*this);
     const std::u16string backupName = backUp ? physical_->backUp(options.backupExtension()) : std::u16string();
-    physical_->commit(plan.items());
+    physical_->commit(plan.entries());
     revert();
     if (backUp && options.backupCreatedFcn()) {
         options.backupCreatedFcn()(backupName);
@@ -210,7 +210,7 @@ void PackageStore::createPart(const PartName& name, const ContentType& type,
 }
 
 /// Many parts of one kind, as images are, need one default for their extension, not an override each. In a file that
-/// exists a new default could make parts of items that are none, and parts with the extension "xml" are of all kinds.
+/// exists a new default could make parts of entries that are none, and parts with the extension "xml" are of all kinds.
 const ContentType* PackageStore::assignType(const PartName& name, const ContentType& type) {
     const bool byDefault = mode_ == OpenMode::Create && !ContentTypes::hasMixedExtension(name);
     return byDefault ? contentTypes_.assignByDefault(name, type) : contentTypes_.assign(name, type);
@@ -225,7 +225,7 @@ void PackageStore::takeName(const PartName& name, const std::string& folded) {
         throw Exception(ErrorKind::Conflict, prefix + "there is a part of that name");
     }
     if (others_.count(folded) != 0) {
-        throw Exception(ErrorKind::Conflict, prefix + "the file has an item of that name that is no part");
+        throw Exception(ErrorKind::Conflict, prefix + "the file has an entry of that name that is no part");
     }
     if (!names_.insert(folded)) {
         throw Exception(ErrorKind::Misuse, prefix + "its name and another part's derive one from the other (M1.11)");
@@ -240,7 +240,7 @@ void PackageStore::addPart(std::string folded, PartState part) {
 void PackageStore::deletePart(const std::string& name) {
     const PartState& part = writablePart(name);
     partsChanged_ = true;
-    drop(part.items);
+    drop(part.entries);
     dropRelationshipsPart(part.name);
     contentTypes_.removeOverride(name);
     names_.erase(name);
@@ -249,9 +249,9 @@ void PackageStore::deletePart(const std::string& name) {
     partPositions_.erase(position);
 }
 
-void PackageStore::drop(const Items& items) {
-    for (const std::size_t item : items) {
-        dropped_[item] = true;
+void PackageStore::drop(const Entries& entries) {
+    for (const std::size_t entry : entries) {
+        dropped_[entry] = true;
     }
 }
 
@@ -260,25 +260,25 @@ std::uint64_t PackageStore::size(const std::string& name) const {
     if (state.pending) {
         return state.pending->size();
     }
-    return total(state.items, &PhysicalItem::size);
+    return total(state.entries, &PhysicalEntry::size);
 }
 
 std::uint64_t PackageStore::storedSize(const std::string& name) const {
     const PartState& state = part(name);
-    return state.pending ? 0 : total(state.items, &PhysicalItem::storedSize);
+    return state.pending ? 0 : total(state.entries, &PhysicalEntry::storedSize);
 }
 
-std::uint64_t PackageStore::total(const Items& items, std::uint64_t PhysicalItem::*member) const {
+std::uint64_t PackageStore::total(const Entries& entries, std::uint64_t PhysicalEntry::*member) const {
     std::uint64_t sum = 0;
-    for (const std::size_t item : items) {
-        sum += physical_->items()[item].*member;
+    for (const std::size_t entry : entries) {
+        sum += physical_->entries()[entry].*member;
     }
     return sum;
 }
 
 std::shared_ptr<const PackageStore::Bytes> PackageStore::content(const std::string& name) const {
     const PartState& state = part(name);
-    return state.pending ? state.pending : std::make_shared<const Bytes>(read(state.items, state.name));
+    return state.pending ? state.pending : std::make_shared<const Bytes>(read(state.entries, state.name));
 }
 
 std::shared_ptr<const PackageStore::Bytes> PackageStore::xmlContent(const std::string& name) const {
@@ -295,22 +295,22 @@ std::shared_ptr<PackageStore::Bytes> PackageStore::replaceContent(const std::str
     return content;
 }
 
-PackageStore::Bytes PackageStore::read(const Items& items, const std::string& name) const {
-    if (items.size() == 1) {
-        return physical_->read(items[0]);
+PackageStore::Bytes PackageStore::read(const Entries& entries, const std::string& name) const {
+    if (entries.size() == 1) {
+        return physical_->read(entries[0]);
     }
-    refuseLarger(total(items, &PhysicalItem::size), physical_->limits().maxPartSize, "maxPartSize", name);
+    refuseLarger(total(entries, &PhysicalEntry::size), physical_->limits().maxPartSize, "maxPartSize", name);
     Bytes whole;
-    for (const std::size_t item : items) {
-        const Bytes piece = physical_->read(item);
+    for (const std::size_t entry : entries) {
+        const Bytes piece = physical_->read(entry);
         whole.insert(whole.end(), piece.begin(), piece.end());
     }
     return whole;
 }
 
-PackageStore::Bytes PackageStore::readXml(const Items& items, const std::string& name) const {
-    refuseLargerXml(total(items, &PhysicalItem::size), name);
-    return read(items, name);
+PackageStore::Bytes PackageStore::readXml(const Entries& entries, const std::string& name) const {
+    refuseLargerXml(total(entries, &PhysicalEntry::size), name);
+    return read(entries, name);
 }
 
 void PackageStore::refuseLargerXml(std::uint64_t size, const std::string& name) const {

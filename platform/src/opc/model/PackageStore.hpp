@@ -4,7 +4,7 @@
 #include "opc/interfaces/IPhysicalPackage.hpp"
 #include "opc/interfaces/IPhysicalPartInfo.hpp"
 #include "opc/model/ContentTypes.hpp"
-#include "opc/model/LogicalItems.hpp"
+#include "opc/model/LogicalEntries.hpp"
 #include "opc/model/NameTree.hpp"
 #include "opc/model/PartName.hpp"
 #include "opc/model/PartState.hpp"
@@ -64,11 +64,11 @@ public:
 
 private:
     friend class CommitPlan;  // which needs to see all of the state, and changes none but the content types
-    using Items = std::vector<std::size_t>;
+    using Entries = std::vector<std::size_t>;
 
     void readIndex();
-    void readContentTypes(const std::vector<LogicalItem>& items);
-    void sortIn(LogicalItem item);
+    void readContentTypes(const std::vector<LogicalEntry>& entries);
+    void sortIn(LogicalEntry entry);
     void addPart(std::string folded, PartState part);
 
     void requireOpen() const;
@@ -84,12 +84,12 @@ private:
     RelationshipList& loadRelationships(SourceState& state, const std::string& sourceName);
     void dropRelationshipsPart(const std::string& sourceName);
 
-    Bytes read(const Items& items, const std::string& name) const;
-    Bytes readXml(const Items& items, const std::string& name) const;
+    Bytes read(const Entries& entries, const std::string& name) const;
+    Bytes readXml(const Entries& entries, const std::string& name) const;
     void refuseLargerXml(std::uint64_t size, const std::string& name) const;
     void refuseLarger(std::uint64_t size, std::uint64_t limit, const char* limitName, const std::string& name) const;
-    std::uint64_t total(const Items& items, std::uint64_t interfaces::PhysicalItem::*member) const;
-    void drop(const Items& items);
+    std::uint64_t total(const Entries& entries, std::uint64_t interfaces::PhysicalEntry::*member) const;
+    void drop(const Entries& entries);
     bool isChanged() const;
 
     interfaces::IPhysicalPackage* physical_;
@@ -101,8 +101,8 @@ private:
     ContentTypes contentTypes_;
     std::vector<std::unique_ptr<PartState>> parts_;               ///< in their order; null where one was deleted
     std::unordered_map<std::string, std::size_t> partPositions_;  ///< by folded name
-    std::unordered_map<std::string, Items> others_;  ///< by folded name: what is in the container but no part
-    std::vector<bool> dropped_;                      ///< by item: not to be carried over
+    std::unordered_map<std::string, Entries> others_;  ///< by folded name: what is in the container but no part
+    std::vector<bool> dropped_;                        ///< by entry: not to be carried over
     NameTree names_;
     SourceState packageRelationships_;
 };

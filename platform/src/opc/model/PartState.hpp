@@ -22,8 +22,8 @@ struct PartState {
 
     std::string name;                   ///< as written
     const ContentType* type = nullptr;  ///< owned by the content types of the package
-    std::vector<std::size_t> items;     ///< its items in the container, the pieces in their order; none when it is new
-    std::shared_ptr<Bytes> pending;     ///< the content to be written; null while it is the container's
+    std::vector<std::size_t> entries;  ///< its entries in the container, the pieces in their order; none when it is new
+    std::shared_ptr<Bytes> pending;    ///< the content to be written; null while it is the container's
     interfaces::CompressionType compression = interfaces::CompressionType::Normal;
     unsigned long sizeHint = 0;
     SourceState relationships;

@@ -10,8 +10,8 @@ struct libdeflate_decompressor;
 
 namespace opc::zippackage {
 
-/// Deflates and inflates whole items. What deflating needs is made on first use and kept; what inflating needs is kept
-/// from package to package, one for each thread. Throws std::bad_alloc only.
+/// Deflates and inflates whole entries. What deflating needs is made on first use and kept; what inflating needs is
+/// kept from package to package, one for each thread. Throws std::bad_alloc only.
 class DeflateCodec {
 public:
     struct Inflated {

@@ -123,7 +123,7 @@ std::vector<unsigned char> ZipEntryReader::readDeflated(const ZipEntry& entry, s
 }
 
 void ZipEntryReader::damaged(const ZipEntry& entry, const std::string& found) const {
-    input_.damaged(text("item ", quoted(entry.name), " at offset ", entry.offset, ": ", found));
+    input_.damaged(text("entry ", quoted(entry.name), " at offset ", entry.offset, ": ", found));
 }
 
 }  // namespace opc::zippackage

@@ -125,10 +125,10 @@ void ZipIndexReader::checkDirectoryPlace(const EndRecord& end) const {
                             " does not end where the end record begins, at ", end.start));
     }
     if (end.entries > end.directorySize / kCentralSize) {
-        input_.damaged(text("an index of ", end.directorySize, " bytes cannot have ", end.entries, " items"));
+        input_.damaged(text("an index of ", end.directorySize, " bytes cannot have ", end.entries, " entries"));
     }
     if (end.entries == 0 && end.directoryOffset != 0) {
-        input_.damaged(text("no items, but ", end.directoryOffset, " bytes before the index"));
+        input_.damaged(text("no entries, but ", end.directoryOffset, " bytes before the index"));
     }
 }
 
@@ -141,7 +141,7 @@ void ZipIndexReader::readDirectory(const EndRecord& end, std::vector<ZipEntry>& 
         limitCheck_.addEntry(entries.back().name, entries.back().size, entries.back().storedSize);
     }
     if (directory.remaining() != 0) {
-        input_.damaged(text(directory.remaining(), " bytes are left in the index after its ", end.entries, " items"));
+        input_.damaged(text(directory.remaining(), " bytes are left in the index after its ", end.entries, " entries"));
     }
 }
 
@@ -179,7 +179,7 @@ ZipEntry ZipIndexReader::readEntry(FieldReader& directory, std::size_t number) c
 void ZipIndexReader::resolveZip64(ZipEntry& entry, std::uint16_t disk) const {
     const auto extra = parseExtra(entry.extra);
     if (!extra) {
-        input_.damaged(text("item ", quoted(entry.name), " has malformed extra fields in the index"));
+        input_.damaged(text("entry ", quoted(entry.name), " has malformed extra fields in the index"));
     }
     bool isFirstDisk = disk == 0;
     if (extra->zip64) {
@@ -191,20 +191,20 @@ void ZipIndexReader::resolveZip64(ZipEntry& entry, std::uint16_t disk) const {
             wide = {};
         }
         if (!complete || !wide.empty()) {
-            input_.damaged(text("item ", quoted(entry.name), " has a zip64 field that does not fit its record"));
+            input_.damaged(text("entry ", quoted(entry.name), " has a zip64 field that does not fit its record"));
         }
     }
     if (!isFirstDisk) {
-        input_.damaged(text("item ", quoted(entry.name), " is in another file of several"));
+        input_.damaged(text("entry ", quoted(entry.name), " is in another file of several"));
     }
 }
 
 void ZipIndexReader::checkEntry(const ZipEntry& entry) const {
     if (const char* fault = faultOfName(entry.name)) {
-        input_.damaged(text("the item name ", quoted(entry.name), " ", fault));
+        input_.damaged(text("the entry name ", quoted(entry.name), " ", fault));
     }
     if ((entry.flags & kEncryptionFlags) != 0) {
-        input_.damaged(text("item ", quoted(entry.name), " is encrypted, which packages do not permit"));
+        input_.damaged(text("entry ", quoted(entry.name), " is encrypted, which packages do not permit"));
     }
     if (isFolder(entry) && entry.size != 0) {
         input_.damaged(text("the folder ", quoted(entry.name), " has a content of ", entry.size, " bytes"));
@@ -218,7 +218,8 @@ void ZipIndexReader::checkNames(const std::vector<ZipEntry>& entries) const {
         names.push_back(entry.name);
     }
     if (const auto found = findEquivalent(names)) {
-        input_.damaged(text("two items have equivalent names, ", quoted(found->first), " and ", quoted(found->second)));
+        input_.damaged(
+            text("two entries have equivalent names, ", quoted(found->first), " and ", quoted(found->second)));
     }
 }
 
@@ -231,16 +232,16 @@ void ZipIndexReader::checkPlaces(std::vector<ZipEntry>& entries, std::uint64_t d
     }
     std::sort(order.begin(), order.end(), [](const auto* a, const auto* b) { return a->offset > b->offset; });
     if (!order.empty() && order.back()->offset != 0) {
-        input_.damaged(text("the first item begins at offset ", order.back()->offset, ", data was put before it"));
+        input_.damaged(text("the first entry begins at offset ", order.back()->offset, ", data was put before it"));
     }
     std::uint64_t end = directoryOffset;
     for (ZipEntry* entry : order) {
         const std::uint64_t headerSize = kLocalSize + entry->name.size();
         if (entry->offset > end || end - entry->offset < headerSize ||
             end - entry->offset - headerSize < entry->storedSize) {
-            input_.damaged(text("item ", quoted(entry->name), " of ", entry->storedSize, " bytes at offset ",
+            input_.damaged(text("entry ", quoted(entry->name), " of ", entry->storedSize, " bytes at offset ",
                                 entry->offset, " reaches beyond offset ", end,
-                                ", where the next item or the index begins"));
+                                ", where the next entry or the index begins"));
         }
         entry->end = end;
         end = entry->offset;

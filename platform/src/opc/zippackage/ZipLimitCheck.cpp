@@ -19,7 +19,7 @@ constexpr std::uint64_t kLargest = std::numeric_limits<std::uint64_t>::max();
 ZipLimitCheck::ZipLimitCheck(std::string doing, const Limits& limits) : doing_(std::move(doing)), limits_(limits) {}
 
 void ZipLimitCheck::checkCount(std::uint64_t entries) const {
-    check("the number of items", entries, "maxEntries", limits_.maxEntries);
+    check("the number of entries", entries, "maxEntries", limits_.maxEntries);
 }
 
 void ZipLimitCheck::checkDirectory(std::uint64_t size) const {
@@ -29,13 +29,13 @@ void ZipLimitCheck::checkDirectory(std::uint64_t size) const {
 
 void ZipLimitCheck::addEntry(std::string_view name, std::uint64_t size, std::uint64_t storedSize) {
     if (std::max(size, storedSize) > limits_.maxPartSize) {
-        check("the size of item " + quoted(name), std::max(size, storedSize), "maxPartSize", limits_.maxPartSize);
+        check("the size of entry " + quoted(name), std::max(size, storedSize), "maxPartSize", limits_.maxPartSize);
     }
     packageSize_ = size > kLargest - packageSize_ ? kLargest : packageSize_ + size;
-    check("the size of all items", packageSize_, "maxPackageSize", limits_.maxPackageSize);
+    check("the size of all entries", packageSize_, "maxPackageSize", limits_.maxPackageSize);
     if (exceedsRatio(limits_, size, storedSize)) {
         throw Exception(ErrorKind::LimitExceeded,
-                        text(doing_, "item ", quoted(name), " of ", size, " bytes is stored in ", storedSize,
+                        text(doing_, "entry ", quoted(name), " of ", size, " bytes is stored in ", storedSize,
                              ", the limit maxRatio is ", limits_.maxRatio));
     }
 }

@@ -16,8 +16,8 @@ namespace opc::zippackage {
 using foundation::storage::vfs::ReadableFile;
 using foundation::storage::vfs::Replacement;
 using interfaces::OpenMode;
-using interfaces::PhysicalItem;
-using interfaces::PlannedItem;
+using interfaces::PhysicalEntry;
+using interfaces::PlannedEntry;
 
 namespace {
 
@@ -42,13 +42,13 @@ private:
     ZipEntryReader reader_;
 };
 
-std::vector<PhysicalItem> itemsOf(const ZipIndex& index) {
-    std::vector<PhysicalItem> items;
-    items.reserve(index.entries.size());
+std::vector<PhysicalEntry> entriesOf(const ZipIndex& index) {
+    std::vector<PhysicalEntry> entries;
+    entries.reserve(index.entries.size());
     for (const ZipEntry& entry : index.entries) {
-        items.push_back({std::string(entry.name), entry.size, entry.storedSize});
+        entries.push_back({std::string(entry.name), entry.size, entry.storedSize});
     }
-    return items;
+    return entries;
 }
 
 }  // namespace
@@ -64,9 +64,9 @@ public:
           limits_(limits) {}
 
     void open(OpenMode mode);
-    const std::vector<PhysicalItem>& items() const noexcept { return items_; }
-    Bytes read(std::size_t item) const;
-    void commit(const std::vector<PlannedItem>& plan);
+    const std::vector<PhysicalEntry>& entries() const noexcept { return entries_; }
+    Bytes read(std::size_t position) const;
+    void commit(const std::vector<PlannedEntry>& plan);
     std::u16string backUp(const std::u16string& extension) const;
     void close() noexcept;
     const std::string& displayName() const noexcept { return displayName_; }
@@ -74,9 +74,9 @@ public:
 
 private:
     const OpenContainer& container(std::string_view doing) const;
-    const ZipEntry& entry(std::size_t item, std::string_view doing) const;
-    void checkPlan(const std::vector<PlannedItem>& plan, const std::string& doing) const;
-    void write(const std::vector<PlannedItem>& plan, Replacement& out, const std::string& doing);
+    const ZipEntry& entryAt(std::size_t position, std::string_view doing) const;
+    void checkPlan(const std::vector<PlannedEntry>& plan, const std::string& doing) const;
+    void write(const std::vector<PlannedEntry>& plan, Replacement& out, const std::string& doing);
     void copyTo(const std::u16string& target, const ReadableFile& source) const;
     [[noreturn]] void misused(std::string_view doing, const std::string& found) const;
 
@@ -87,7 +87,7 @@ private:
     Limits limits_;
     std::optional<OpenMode> mode_;
     std::unique_ptr<const OpenContainer> container_;
-    std::vector<PhysicalItem> items_;
+    std::vector<PhysicalEntry> entries_;
 };
 
 void ZipPhysicalPackage::Impl::open(OpenMode mode) {
@@ -97,17 +97,17 @@ void ZipPhysicalPackage::Impl::open(OpenMode mode) {
     if (mode != OpenMode::Create) {
         auto opened = std::make_unique<const OpenContainer>(ops_.openForReading(fileName_), displayName_, limits_,
                                                             verifyContent_);
-        items_ = itemsOf(opened->index());
+        entries_ = entriesOf(opened->index());
         container_ = std::move(opened);
     }
     mode_ = mode;
 }
 
-ZipPhysicalPackage::Bytes ZipPhysicalPackage::Impl::read(std::size_t item) const {
-    return container("Reading").reader().read(entry(item, "Reading"));
+ZipPhysicalPackage::Bytes ZipPhysicalPackage::Impl::read(std::size_t position) const {
+    return container("Reading").reader().read(entryAt(position, "Reading"));
 }
 
-void ZipPhysicalPackage::Impl::commit(const std::vector<PlannedItem>& plan) {
+void ZipPhysicalPackage::Impl::commit(const std::vector<PlannedEntry>& plan) {
     if (!mode_ || *mode_ == OpenMode::ReadOnly) {
         misused("Writing", "it is not open for writing");
     }
@@ -119,42 +119,43 @@ void ZipPhysicalPackage::Impl::commit(const std::vector<PlannedItem>& plan) {
 }
 
 /// Whatever is written can be opened again, so the reader's rules hold here.
-void ZipPhysicalPackage::Impl::checkPlan(const std::vector<PlannedItem>& plan, const std::string& doing) const {
+void ZipPhysicalPackage::Impl::checkPlan(const std::vector<PlannedEntry>& plan, const std::string& doing) const {
     ZipLimitCheck limitCheck(doing, limits_);
     limitCheck.checkCount(plan.size());
     std::vector<std::string_view> names;
     names.reserve(plan.size());
-    for (const PlannedItem& item : plan) {
-        if (item.content == nullptr) {
-            const ZipEntry& carried = entry(item.carried, "Writing");
+    for (const PlannedEntry& entry : plan) {
+        if (entry.content == nullptr) {
+            const ZipEntry& carried = entryAt(entry.carried, "Writing");
             names.push_back(carried.name);
             limitCheck.addEntry(carried.name, carried.size, carried.storedSize);
             continue;
         }
-        if (faultOfName(item.name) != nullptr || item.name.back() == '/' || !isAscii(item.name)) {
-            misused("Writing", quoted(item.name) + " is no name for an item");
+        if (faultOfName(entry.name) != nullptr || entry.name.back() == '/' || !isAscii(entry.name)) {
+            misused("Writing", quoted(entry.name) + " is no name for an entry");
         }
-        names.push_back(item.name);
-        limitCheck.addEntry(item.name, item.content->size(), item.content->size());
+        names.push_back(entry.name);
+        limitCheck.addEntry(entry.name, entry.content->size(), entry.content->size());
     }
     if (const auto found = findEquivalent(names)) {
         misused("Writing",
-                text("two items have equivalent names, ", quoted(found->first), " and ", quoted(found->second)));
+                text("two entries have equivalent names, ", quoted(found->first), " and ", quoted(found->second)));
     }
 }
 
-void ZipPhysicalPackage::Impl::write(const std::vector<PlannedItem>& plan, Replacement& out, const std::string& doing) {
+void ZipPhysicalPackage::Impl::write(const std::vector<PlannedEntry>& plan, Replacement& out,
+                                     const std::string& doing) {
     DeflateCodec codec;
     ZipWriter writer(doing, out, codec, limits_);
     const auto carry = [&](const ZipEntry& entry) {
         ZipInput::Buffer buffer;
         writer.addCarried(container_->input(), entry, container_->reader().locate(entry, buffer));
     };
-    for (const PlannedItem& item : plan) {
-        if (item.content != nullptr) {
-            writer.addContent(item.name, *item.content, item.compression);
+    for (const PlannedEntry& entry : plan) {
+        if (entry.content != nullptr) {
+            writer.addContent(entry.name, *entry.content, entry.compression);
         } else {
-            carry(container_->index().entries[item.carried]);
+            carry(container_->index().entries[entry.carried]);
         }
     }
     if (!container_) {
@@ -190,7 +191,7 @@ void ZipPhysicalPackage::Impl::copyTo(const std::u16string& target, const Readab
 }
 
 void ZipPhysicalPackage::Impl::close() noexcept {
-    items_.clear();
+    entries_.clear();
     container_.reset();
     mode_.reset();
 }
@@ -202,12 +203,12 @@ const OpenContainer& ZipPhysicalPackage::Impl::container(std::string_view doing)
     return *container_;
 }
 
-const ZipEntry& ZipPhysicalPackage::Impl::entry(std::size_t item, std::string_view doing) const {
+const ZipEntry& ZipPhysicalPackage::Impl::entryAt(std::size_t position, std::string_view doing) const {
     const std::vector<ZipEntry>& entries = container(doing).index().entries;
-    if (item >= entries.size()) {
-        misused(doing, text("item ", item, " of ", entries.size(), " was asked for"));
+    if (position >= entries.size()) {
+        misused(doing, text("entry ", position, " of ", entries.size(), " was asked for"));
     }
-    return entries[item];
+    return entries[position];
 }
 
 void ZipPhysicalPackage::Impl::misused(std::string_view doing, const std::string& found) const {
@@ -222,11 +223,11 @@ ZipPhysicalPackage::~ZipPhysicalPackage() = default;
 
 void ZipPhysicalPackage::open(OpenMode mode) { impl_->open(mode); }
 
-const std::vector<PhysicalItem>& ZipPhysicalPackage::items() const { return impl_->items(); }
+const std::vector<PhysicalEntry>& ZipPhysicalPackage::entries() const { return impl_->entries(); }
 
-ZipPhysicalPackage::Bytes ZipPhysicalPackage::read(std::size_t item) const { return impl_->read(item); }
+ZipPhysicalPackage::Bytes ZipPhysicalPackage::read(std::size_t position) const { return impl_->read(position); }
 
-void ZipPhysicalPackage::commit(const std::vector<PlannedItem>& plan) { impl_->commit(plan); }
+void ZipPhysicalPackage::commit(const std::vector<PlannedEntry>& plan) { impl_->commit(plan); }
 
 std::u16string ZipPhysicalPackage::backUp(const std::u16string& extension) const { return impl_->backUp(extension); }
 

@@ -141,7 +141,7 @@ std::string ZipWriter::extraOf(const ZipEntry& entry, std::string_view others, b
     }
     if (extra.size() > kOnes16) {
         throw Exception(ErrorKind::LimitExceeded,
-                        text(doing_, "item ", quoted(entry.name), " has no room for its zip64 field"));
+                        text(doing_, "entry ", quoted(entry.name), " has no room for its zip64 field"));
     }
     return extra;
 }

@@ -9,7 +9,7 @@ namespace {
 
 using namespace tests;
 
-void open(const Items& items) { TestPackage package(items, OpenMode::ReadOnly); }
+void open(const Entries& entries) { TestPackage package(entries, OpenMode::ReadOnly); }
 
 void openWithTypes(const std::string& xml) { open({{"[Content_Types].xml", xml}}); }
 
@@ -118,12 +118,12 @@ TEST(PackageReadTest, AMalformedRelationshipsPartFailsItsSourceOnly) {
 }
 
 TEST(PackageReadTest, TargetsFailWhenFollowedOnly) {
-    Items items = packageOf(typesXml(), "d/s.xml");
-    items.emplace_back("d/_rels/s.xml.rels",
-                       relationshipsXml(relationshipXml("up", "t", "../../../x.xml#part%20two") +
-                                        relationshipXml("self", "t", "") + relationshipXml("bad", "t", "%zz") +
-                                        "<Relationship Id='out' Type='t' Target='../x y' TargetMode='External'/>"));
-    const TestPackage package(items);
+    Entries entries = packageOf(typesXml(), "d/s.xml");
+    entries.emplace_back("d/_rels/s.xml.rels",
+                         relationshipsXml(relationshipXml("up", "t", "../../../x.xml#part%20two") +
+                                          relationshipXml("self", "t", "") + relationshipXml("bad", "t", "%zz") +
+                                          "<Relationship Id='out' Type='t' Target='../x y' TargetMode='External'/>"));
+    const TestPackage package(entries);
     const Part part = package.part(u"/d/s.xml");
     const auto all = part.getRelationships(ExcludeMode::None);
     EXPECT_EQ(u"/x.xml#part%20two", all.at(0).getTargetURI().toString());
@@ -166,10 +166,10 @@ TEST(PackageReadTest, PackageXmlHasALimitThatIsCheckedBeforeReading) {
 }
 
 TEST(PackageReadTest, PutsCompletePiecesTogether) {
-    Items items = packageOf(typesXml(), "x.xml/[1].piece|X.XML/[0].Piece|gap.xml/[0].piece|gap.xml/[2].last.piece|"
-                                        "open.xml/[0].piece|zero.xml/[00].last.piece|x.xml/[2].LAST.piece");
-    items[0].first += "/[0].last.piece";
-    TestPackage package(items);
+    Entries entries = packageOf(typesXml(), "x.xml/[1].piece|X.XML/[0].Piece|gap.xml/[0].piece|gap.xml/[2].last.piece|"
+                                            "open.xml/[0].piece|zero.xml/[00].last.piece|x.xml/[2].LAST.piece");
+    entries[0].first += "/[0].last.piece";
+    TestPackage package(entries);
     EXPECT_EQ("/x.xml ", namesOf(package));
     const Part part = package.part(u"/x.xml");
     EXPECT_EQ("X.XML/[0].Piecex.xml/[1].piecex.xml/[2].LAST.piece", textOf(part));
@@ -191,9 +191,9 @@ TEST(PackageReadTest, KeepsCountOfManyPartsAndRelationships) {
         overrides += "<Override PartName='/p" + number + "' ContentType='a/b;p=" + number + "'/>";
         names += "|p" + number;
     }
-    Items items = packageOf(typesXml(overrides), names);
-    items.emplace_back("_rels/.rels", relationshipsXml(relationships));
-    TestPackage package(items);
+    Entries entries = packageOf(typesXml(overrides), names);
+    entries.emplace_back("_rels/.rels", relationshipsXml(relationships));
+    TestPackage package(entries);
     for (int i = 0; i != 10000; ++i) {
         const std::u16string number = fl::i18n::to_ustring(std::to_string(i));
         package.createInternalRelationship(u"new", URI(u"y"), u"");

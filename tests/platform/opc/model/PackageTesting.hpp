@@ -15,7 +15,7 @@
 namespace opc::tests {
 
 using interfaces::OpenMode;
-using Items = std::vector<std::pair<std::string, std::string>>;
+using Entries = std::vector<std::pair<std::string, std::string>>;
 
 /// What is between the "|" of a text; a "|" by itself gives one empty piece.
 inline std::vector<std::string> split(const std::string& text) {
@@ -27,35 +27,35 @@ inline std::vector<std::string> split(const std::string& text) {
     return pieces;
 }
 
-inline std::string textOf(const Items& items, const std::string& name) {
-    return std::map(items.begin(), items.end()).at(name);
+inline std::string textOf(const Entries& entries, const std::string& name) {
+    return std::map(entries.begin(), entries.end()).at(name);
 }
 
 /// A container of named texts that commits into itself and notes how. Whoever opened it must close it.
 struct FakePhysicalPackage : interfaces::IPhysicalPackage {
-    explicit FakePhysicalPackage(Items items) : content(std::move(items)) {}
+    explicit FakePhysicalPackage(Entries entries) : content(std::move(entries)) {}
     ~FakePhysicalPackage() override { EXPECT_FALSE(isOpen) << "it was not closed"; }
 
     void open(OpenMode) override {
         isOpen = true;
         index.clear();
-        for (const auto& [itemName, text] : content) {
-            index.push_back({itemName, text.size(), text.size() + 1});
+        for (const auto& [entryName, text] : content) {
+            index.push_back({entryName, text.size(), text.size() + 1});
         }
     }
-    Bytes read(std::size_t item) const override {
+    Bytes read(std::size_t position) const override {
         ++reads;
-        return toBytes(content.at(item).second);
+        return toBytes(content.at(position).second);
     }
-    void commit(const std::vector<interfaces::PlannedItem>& plan) override {
+    void commit(const std::vector<interfaces::PlannedEntry>& plan) override {
         if (failCommit) {
             throw Exception(ErrorKind::InputOutput, "disk full");
         }
-        Items next;
-        for (const interfaces::PlannedItem& item : plan) {
-            next.push_back(item.content == nullptr ? content.at(item.carried)
-                                                   : std::pair(item.name, toText(*item.content)));
-            log += (item.content == nullptr ? " =" : " +") + next.back().first;
+        Entries next;
+        for (const interfaces::PlannedEntry& entry : plan) {
+            next.push_back(entry.content == nullptr ? content.at(entry.carried)
+                                                    : std::pair(entry.name, toText(*entry.content)));
+            log += (entry.content == nullptr ? " =" : " +") + next.back().first;
         }
         content = std::move(next);
     }
@@ -64,17 +64,17 @@ struct FakePhysicalPackage : interfaces::IPhysicalPackage {
         return u"fake" + extension;
     }
     void close() noexcept override { isOpen = false; }
-    const std::vector<interfaces::PhysicalItem>& items() const override { return index; }
+    const std::vector<interfaces::PhysicalEntry>& entries() const override { return index; }
     const std::string& displayName() const noexcept override { return name; }
     const Limits& limits() const noexcept override { return limit; }
 
-    Items content;
+    Entries content;
     mutable std::string log;  ///< of the commits: "+" for what was written, "=" for what was carried over
     Limits limit;
     bool failCommit = false, isOpen = false;
     mutable int reads = 0;
     std::string name = "fake.tqx";
-    std::vector<interfaces::PhysicalItem> index;
+    std::vector<interfaces::PhysicalEntry> index;
 };
 
 inline void write(model::Part part, const std::string& text) {
@@ -95,8 +95,8 @@ struct HasPhysical {
 
 /// An open package over a container in memory.
 struct TestPackage : HasPhysical, model::Package {
-    explicit TestPackage(Items items, OpenMode mode = OpenMode::Update)
-        : HasPhysical{FakePhysicalPackage(std::move(items))}, Package(physical) {
+    explicit TestPackage(Entries entries, OpenMode mode = OpenMode::Update)
+        : HasPhysical{FakePhysicalPackage(std::move(entries))}, Package(physical) {
         open(physical.content.empty() ? OpenMode::Create : mode);
     }
 
@@ -130,17 +130,17 @@ inline std::string relationshipXml(const std::string& id, const std::string& typ
     return "<Relationship Id=\"" + id + "\" Type=\"" + type + "\" Target=\"" + target + "\"/>";
 }
 
-/// A package with items that hold their own names.
-inline Items packageOf(const std::string& types, const std::string& names) {
-    Items items = {{"[Content_Types].xml", types}};
+/// A package with entries that hold their own names.
+inline Entries packageOf(const std::string& types, const std::string& names) {
+    Entries entries = {{"[Content_Types].xml", types}};
     for (const std::string& name : split(names)) {
-        items.emplace_back(name, name);
+        entries.emplace_back(name, name);
     }
-    return items;
+    return entries;
 }
 
 /// A package of two parts, the first of which the package leads to.
-inline Items smallPackage() {
+inline Entries smallPackage() {
     return {{"b.xml", "B"},
             {"docs/a.xml", "A"},
             {"[Content_Types].xml", typesXml()},

@@ -20,7 +20,7 @@ std::string coreXml(const std::string& inner, const std::string& attribute = "")
 }
 
 /// A package whose core properties are in a place of their own.
-Items withCore(const std::string& xml) {
+Entries withCore(const std::string& xml) {
     return {
         {"[Content_Types].xml", typesXml("<Override PartName='/props.xml' "
                                          "ContentType='application/vnd.openxmlformats-package.core-properties+xml'/>")},
@@ -28,14 +28,14 @@ Items withCore(const std::string& xml) {
         {"props.xml", xml}};
 }
 
-CoreProperties readFrom(const Items& items) {
-    TestPackage package(items, OpenMode::ReadOnly);
+CoreProperties readFrom(const Entries& entries) {
+    TestPackage package(entries, OpenMode::ReadOnly);
     return CorePropertiesManager(package, Mode::Off).getCoreProperties();
 }
 
 /// What the package has after its properties were read, changed and written.
-Items rewritten(const Items& items, const std::function<void(CoreProperties&)>& change, Mode mode = Mode::Off) {
-    TestPackage package(items);
+Entries rewritten(const Entries& entries, const std::function<void(CoreProperties&)>& change, Mode mode = Mode::Off) {
+    TestPackage package(entries);
     CorePropertiesManager manager(package, mode);
     CoreProperties properties = manager.getCoreProperties();
     change(properties);
@@ -70,12 +70,12 @@ TEST(CorePropertiesTest, KeepsWhatItHasNoNameForInItsPlace) {
         "<cp:keywords xml:lang=\"en\">a <cp:value xml:lang=\"de\">b</cp:value> c</cp:keywords>"
         "<f:x xmlns:f=\"urn:f\" a=\"1&#10;2\" f:b=\"\"><y xmlns=\"urn:y\"><z xmlns=\"\"/></y></f:x>"
         "<dc:x xmlns:dc=\"urn:other\" type=\"dc:q\"/>";
-    const Items items = rewritten(withCore(coreXml("\n " + kept)), [](auto& p) { p.setTitle(u"T"); });
-    EXPECT_PRED_FORMAT2(::testing::IsSubstring, "<dc:title>T</dc:title>" + kept, textOf(items, "props.xml"));
-    EXPECT_EQ(items, rewritten(items, [](auto&) {})) << "a second pass must change nothing";
-    const Items inherited = rewritten(withCore(coreXml("<g:q/>", " xmlns:g='urn:g'")), [](auto&) {});
+    const Entries entries = rewritten(withCore(coreXml("\n " + kept)), [](auto& p) { p.setTitle(u"T"); });
+    EXPECT_PRED_FORMAT2(::testing::IsSubstring, "<dc:title>T</dc:title>" + kept, textOf(entries, "props.xml"));
+    EXPECT_EQ(entries, rewritten(entries, [](auto&) {})) << "a second pass must change nothing";
+    const Entries inherited = rewritten(withCore(coreXml("<g:q/>", " xmlns:g='urn:g'")), [](auto&) {});
     EXPECT_PRED_FORMAT2(::testing::IsSubstring, "<g:q xmlns:g=\"urn:g\"/>", textOf(inherited, "props.xml"));
-    const Items fresh = rewritten(items, [](auto& p) { p = CoreProperties(); });
+    const Entries fresh = rewritten(entries, [](auto& p) { p = CoreProperties(); });
     EXPECT_PRED_FORMAT2(::testing::IsNotSubstring, "Ann", textOf(fresh, "props.xml"));
 }
 
@@ -98,9 +98,9 @@ TEST(CorePropertiesTest, RefusesWhatBreaksTheRules) {
 }
 
 TEST(CorePropertiesTest, ThereIsOnePartOfTheRightKind) {
-    const Items sound = withCore(coreXml(""));
-    const auto refuses = [&](ErrorKind kind, const std::string& reason, const Items& items) {
-        expectFailure(kind, {"fake.tqx", reason}, [&] { readFrom(items); });
+    const Entries sound = withCore(coreXml(""));
+    const auto refuses = [&](ErrorKind kind, const std::string& reason, const Entries& entries) {
+        expectFailure(kind, {"fake.tqx", reason}, [&] { readFrom(entries); });
     };
     refuses(ErrorKind::Damaged, "'/props.xml', line 1, column 18: unexpected element", withCore("<coreProperties/>"));
     refuses(ErrorKind::Damaged, "document type declaration", withCore("<!DOCTYPE x>" + coreXml("")));

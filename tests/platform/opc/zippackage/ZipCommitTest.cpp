@@ -12,19 +12,19 @@ namespace {
 
 namespace vfs = foundation::storage::vfs;
 using interfaces::CompressionType;
-using interfaces::PlannedItem;
+using interfaces::PlannedEntry;
 
-PlannedItem carried(std::size_t item) { return {nullptr, item, "", CompressionType::Normal}; }
+PlannedEntry carried(std::size_t entry) { return {nullptr, entry, "", CompressionType::Normal}; }
 
 class ZipCommitTest : public ZipTest {
 protected:
-    PlannedItem fresh(const std::string& name, const std::string& content,
-                      CompressionType compression = CompressionType::Normal) {
+    PlannedEntry fresh(const std::string& name, const std::string& content,
+                       CompressionType compression = CompressionType::Normal) {
         contents_.push_back(toBytes(content));
         return {&contents_.back(), 0, name, compression};
     }
 
-    static void commit(ZipPhysicalPackage package, OpenMode mode, const std::vector<PlannedItem>& plan) {
+    static void commit(ZipPhysicalPackage package, OpenMode mode, const std::vector<PlannedEntry>& plan) {
         package.open(mode);
         package.commit(plan);
     }
@@ -42,7 +42,7 @@ TEST_F(ZipCommitTest, WritesTheSameBytesForTheSameContent) {
            {fresh("prose", prose), fresh("n", noise), fresh("e", ""), fresh("s", prose, CompressionType::None),
             fresh("too/good", letters)});
     ZipFile expected;
-    expected.items = {{"prose", prose, true}, {"n", noise}, {"e", ""}, {"s", prose}, {"too/good", letters}};
+    expected.entries = {{"prose", prose, true}, {"n", noise}, {"e", ""}, {"s", prose}, {"too/good", letters}};
     EXPECT_TRUE(stored() == expected.bytes());
     commit(package(limits), OpenMode::Update, {});
     EXPECT_EQ(stored(), ZipFile().bytes());
@@ -51,21 +51,22 @@ TEST_F(ZipCommitTest, WritesTheSameBytesForTheSameContent) {
 ZipFile odd(bool described) {
     ZipFile file;
     file.comment = "comment of the file";
-    file.items = {{"old", "dropped"}, {"large", noiseOf(90000)}, {"odd", "by method 12"}, {"last", proseOf(400), true}};
-    ZipItem& item = file.items[2];
-    item.change([](ZipHeader& h) { h.time = 4711, h.date = 12345, h.flags = 1 << 11 | 6; });
-    item.externalAttributes = 0x81A40000;
-    item.internalAttributes = 1;
-    item.versionMadeBy = 3 << 8 | 30;
-    item.comment = "comment of the item";
-    item.central.extra = "UT\1\0x"s;
-    item.local.extra = "UT\2\0xy"s;
-    item.change([](ZipHeader& h) { h.method = 12, h.versionNeeded = 46; });
+    file.entries = {
+        {"old", "dropped"}, {"large", noiseOf(90000)}, {"odd", "by method 12"}, {"last", proseOf(400), true}};
+    BuiltEntry& entry = file.entries[2];
+    entry.change([](ZipHeader& h) { h.time = 4711, h.date = 12345, h.flags = 1 << 11 | 6; });
+    entry.externalAttributes = 0x81A40000;
+    entry.internalAttributes = 1;
+    entry.versionMadeBy = 3 << 8 | 30;
+    entry.comment = "comment of the entry";
+    entry.central.extra = "UT\1\0x"s;
+    entry.local.extra = "UT\2\0xy"s;
+    entry.change([](ZipHeader& h) { h.method = 12, h.versionNeeded = 46; });
     if (described) {
-        item.change([](ZipHeader& h) { h.flags |= 8, h.extra += zip64Field({h.size, h.storedSize}); });
-        item.change([](ZipHeader& h) { h.size = h.storedSize = kOnes32; });
-        item.local.crc = 0;
-        item.after = "the data descriptor";
+        entry.change([](ZipHeader& h) { h.flags |= 8, h.extra += zip64Field({h.size, h.storedSize}); });
+        entry.change([](ZipHeader& h) { h.size = h.storedSize = kOnes32; });
+        entry.local.crc = 0;
+        entry.after = "the data descriptor";
     }
     return file;
 }
@@ -76,7 +77,7 @@ TEST_F(ZipCommitTest, CarriesOverAsItIsWhatIsNotChanged) {
     opened.open(OpenMode::Update);
     opened.commit({carried(3), fresh("new", "fresh"), carried(1), carried(2)});
     ZipFile expected = odd(false);
-    expected.items = {expected.items[3], ZipItem("new", "fresh"), expected.items[1], expected.items[2]};
+    expected.entries = {expected.entries[3], BuiltEntry("new", "fresh"), expected.entries[1], expected.entries[2]};
     EXPECT_TRUE(stored() == expected.bytes());
     EXPECT_EQ(toText(opened.read(0)), "dropped") << "the old version is still open";
     expectError(ErrorKind::Conflict, "", [&] { opened.commit({}); });
@@ -99,9 +100,9 @@ TEST_F(ZipCommitTest, WritesZip64RecordsThatItReads) {
         commit(package(), OpenMode::Update, {carried(0), carried(1)});
         ZipFile expected;
         expected.comment = "comment";
-        expected.items = {{"first", proseOf(500)}, {"second", proseOf(500), true}};
-        for (ZipItem& item : expected.items) {
-            item.change([&](ZipHeader& h) { h.versionNeeded = from.value == kOnes32 ? 20 : 45; });
+        expected.entries = {{"first", proseOf(500)}, {"second", proseOf(500), true}};
+        for (BuiltEntry& entry : expected.entries) {
+            entry.change([&](ZipHeader& h) { h.versionNeeded = from.value == kOnes32 ? 20 : 45; });
         }
         EXPECT_TRUE(stored() == expected.bytes());
         storage = std::make_shared<vfs::MemoryStorage>();
@@ -115,14 +116,14 @@ TEST_F(ZipCommitTest, LeavesTheFileAloneWhenItRefuses) {
     limits.maxPartSize = 150;
     limits.maxPackageSize = 250;
     ZipFile file;
-    file.items = {{"old", std::string(60, 'o')}};
+    file.entries = {{"old", std::string(60, 'o')}};
     const std::string before = file.bytes();
     put(before);
     const auto update = OpenMode::Update;
     const auto limit = ErrorKind::LimitExceeded, misuse = ErrorKind::Misuse;
     const struct {
         OpenMode mode;
-        std::vector<PlannedItem> plan;
+        std::vector<PlannedEntry> plan;
         ErrorKind kind;
         const char* message;
     } rows[] = {
@@ -134,7 +135,7 @@ TEST_F(ZipCommitTest, LeavesTheFileAloneWhenItRefuses) {
         {update, {fresh("/a", content)}, misuse, "'/a' is no name"},
         {update, {fresh("a/", content)}, misuse, "'a/' is no name"},
         {update, {fresh("\xC3\xA4", content)}, misuse, "is no name"},
-        {update, {carried(1)}, misuse, "item 1 of 1"},
+        {update, {carried(1)}, misuse, "entry 1 of 1"},
         {OpenMode::Create, {carried(0)}, misuse, "not open for reading"},
         {OpenMode::ReadOnly, {carried(0)}, misuse, "not open for writing"},
         {OpenMode::Create, {fresh("a", content)}, ErrorKind::Conflict, "f.zip"},
@@ -147,7 +148,7 @@ TEST_F(ZipCommitTest, LeavesTheFileAloneWhenItRefuses) {
     expectError(misuse, "not open", [&] { opened.commit({}); });
     opened.open(update);
     expectError(misuse, "open already", [&] { opened.open(update); });
-    expectError(misuse, "item 1 of 1", [&] { opened.read(1); });
+    expectError(misuse, "entry 1 of 1", [&] { opened.read(1); });
     expectError(misuse, "empty", [&] { opened.backUp(u""); });
     put("changed outside");
     expectError(ErrorKind::Conflict, "f.zip", [&] { opened.commit({}); });
@@ -158,7 +159,7 @@ TEST_F(ZipCommitTest, LeavesTheFileAloneWhenItRefuses) {
         storage->put(u"f.zip.bak", toBytes("an older backup"));
     }
     opened.close();
-    EXPECT_TRUE(opened.items().empty());
+    EXPECT_TRUE(opened.entries().empty());
     expectError(misuse, "not open", [&] { opened.read(0); });
 }
 

@@ -13,10 +13,10 @@ namespace opc::zippackage {
 
 using interfaces::OpenMode;
 using std::string_literals::operator""s;
+using support::BuiltEntry;
 using support::zip64Field;
 using support::ZipFile;
 using support::ZipHeader;
-using support::ZipItem;
 using tests::toBytes;
 using tests::toText;
 

@@ -1,4 +1,4 @@
-#include "opc/model/LogicalItems.hpp"
+#include "opc/model/LogicalEntries.hpp"
 
 #include "opc/names/Ascii.hpp"
 
@@ -10,12 +10,12 @@
 namespace opc::model::detail {
 namespace {
 
-using interfaces::PhysicalItem;
+using interfaces::PhysicalEntry;
 
 struct Piece {
     std::size_t number;
     bool last;
-    std::size_t item;
+    std::size_t entry;
 };
 
 /// A piece's name, taken apart.
@@ -34,7 +34,7 @@ bool endsWith(std::string_view text, std::string_view lowerCaseEnding) {
 
 /// A number as pieces have it, without leading zeros; nothing for any other text.
 std::optional<std::size_t> pieceNumber(std::string_view digits) {
-    constexpr std::size_t kMaxDigits = 9;  // far more pieces than a container has items
+    constexpr std::size_t kMaxDigits = 9;  // far more pieces than a container has entries
     if (digits.empty() || digits.size() > kMaxDigits || (digits[0] == '0' && digits.size() > 1)) {
         return std::nullopt;
     }
@@ -64,11 +64,11 @@ std::optional<PieceName> parsePieceName(std::string_view name) {
     return number ? std::optional<PieceName>({opening, *number, last}) : std::nullopt;
 }
 
-Sequences findSequences(const std::vector<PhysicalItem>& items) {
+Sequences findSequences(const std::vector<PhysicalEntry>& entries) {
     Sequences sequences;
-    for (std::size_t at = 0; at != items.size(); ++at) {
-        if (const auto piece = parsePieceName(items[at].name)) {
-            sequences[toLower(items[at].name.substr(0, piece->wholeLength))].push_back(
+    for (std::size_t at = 0; at != entries.size(); ++at) {
+        if (const auto piece = parsePieceName(entries[at].name)) {
+            sequences[toLower(entries[at].name.substr(0, piece->wholeLength))].push_back(
                 {piece->number, piece->last, at});
         }
     }
@@ -86,27 +86,27 @@ bool isComplete(std::vector<Piece>& pieces) {
     return true;
 }
 
-/// For every item the complete sequence that it is a piece of; null for most.
-std::vector<std::vector<Piece>*> completeSequenceOf(Sequences& sequences, std::size_t itemCount) {
-    std::vector<std::vector<Piece>*> sequenceOf(itemCount);
+/// For every entry the complete sequence that it is a piece of; null for most.
+std::vector<std::vector<Piece>*> completeSequenceOf(Sequences& sequences, std::size_t entryCount) {
+    std::vector<std::vector<Piece>*> sequenceOf(entryCount);
     for (auto& [name, pieces] : sequences) {
         if (isComplete(pieces)) {
             for (const Piece& piece : pieces) {
-                sequenceOf[piece.item] = &pieces;
+                sequenceOf[piece.entry] = &pieces;
             }
         }
     }
     return sequenceOf;
 }
 
-std::vector<std::size_t> takeItems(std::vector<Piece>& pieces) {
-    std::vector<std::size_t> items;
-    items.reserve(pieces.size());
+std::vector<std::size_t> takeEntries(std::vector<Piece>& pieces) {
+    std::vector<std::size_t> entries;
+    entries.reserve(pieces.size());
     for (const Piece& piece : pieces) {
-        items.push_back(piece.item);
+        entries.push_back(piece.entry);
     }
     pieces.clear();
-    return items;
+    return entries;
 }
 
 std::string wholeName(const std::string& pieceName) {
@@ -115,16 +115,16 @@ std::string wholeName(const std::string& pieceName) {
 
 }  // namespace
 
-std::vector<LogicalItem> logicalItems(const std::vector<PhysicalItem>& items) {
-    Sequences sequences = findSequences(items);
-    const auto sequenceOf = completeSequenceOf(sequences, items.size());
-    std::vector<LogicalItem> logical;
-    logical.reserve(items.size());
-    for (std::size_t at = 0; at != items.size(); ++at) {
+std::vector<LogicalEntry> logicalEntries(const std::vector<PhysicalEntry>& entries) {
+    Sequences sequences = findSequences(entries);
+    const auto sequenceOf = completeSequenceOf(sequences, entries.size());
+    std::vector<LogicalEntry> logical;
+    logical.reserve(entries.size());
+    for (std::size_t at = 0; at != entries.size(); ++at) {
         if (sequenceOf[at] == nullptr) {
-            logical.push_back({"/" + items[at].name, {at}});
+            logical.push_back({"/" + entries[at].name, {at}});
         } else if (!sequenceOf[at]->empty()) {
-            logical.push_back({"/" + wholeName(items[at].name), takeItems(*sequenceOf[at])});
+            logical.push_back({"/" + wholeName(entries[at].name), takeEntries(*sequenceOf[at])});
         }
     }
     return logical;
