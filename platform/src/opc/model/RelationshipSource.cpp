@@ -37,7 +37,7 @@ std::vector<Relationship> RelationshipSource::getRelationshipsByType(const std::
 
 Relationship RelationshipSource::createInternalRelationship(const std::u16string& type, const URI& target,
                                                             const std::u16string& id) {
-    return Relationship(store().addRelationship(source_, {nullptr, id, type, target.toString(), TargetMode::Internal}));
+    return Relationship(store().addRelationship(source_, {nullptr, id, type, target.verbatim(), TargetMode::Internal}));
 }
 
 Relationship RelationshipSource::createExternalRelationship(const std::u16string& type, const std::u16string& target,

@@ -76,6 +76,27 @@ TEST(PackageWriteTest, ANewPackage) {
     EXPECT_EQ(TargetMode::External, kept.getTargetMode());
 }
 
+// What a caller does to give a part another content type.
+TEST(PackageWriteTest, RelationshipsAreTakenOverToAPartMadeAnew) {
+    const std::string listed = relationshipXml("rId2", "t", "../a b[1].xml#&quot;") + relationshipXml("x", "t", "") +
+                               "<Relationship Id=\"e\" Type=\"t\" Target=\" h:%zz\" TargetMode=\"External\"/>";
+    Entries entries = smallPackage();
+    entries[4].second = R"(<?xml version="1.0" encoding="UTF-8" standalone="yes"?>)" + relationshipsXml(listed);
+    TestPackage package(entries);
+    const auto old = package.part(u"/docs/a.xml").getRelationships(ExcludeMode::None);
+    package.remove(u"/docs/a.xml");
+    Part part = package.create(u"/docs/a.xml", u"text/xml;a=b");
+    for (const Relationship& each : old) {
+        if (each.getTargetMode() == TargetMode::Internal) {
+            part.createInternalRelationship(each.getType(), URI(each.getTarget()), each.getID());
+        } else {
+            part.createExternalRelationship(each.getType(), each.getTarget(), each.getID());
+        }
+    }
+    package.close();
+    EXPECT_EQ(entries[4].second, textOf(package.physical.content, "docs/_rels/a.xml.rels"));
+}
+
 TEST(PackageWriteTest, ContentTypesKeepTheirOrderAndLoseDeletedParts) {
     const std::string png = R"(<Default Extension="png" ContentType="image/png"/>)";
     const std::string types = typesXml("<Override PartName='/A.xml' ContentType='o/o'/>" + png);

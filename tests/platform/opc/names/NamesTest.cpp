@@ -51,7 +51,8 @@ TEST(UriTest, ResolvesReferences) {
         ./g/.     http://a/b/c/g/        g/./h      http://a/b/c/g/h       g/../h      http://a/b/c/h
         g;x=1/./y http://a/b/c/g;x=1/y   g?y/./x    http://a/b/c/g?y/./x   g#s/../x    http://a/b/c/g#s/../x
         http:g    http:g                 http:../g  http:g                 g;x=1/../y  http://a/b/c/y
-        g?        http://a/b/c/g?        g#         http://a/b/c/g#        /           http://a/)");
+        g?        http://a/b/c/g?        g#         http://a/b/c/g#        /           http://a/
+        http:..   http:                  http:.     http:                  http:./..g  http:..g)");
     const URI base(u"http://a/b/c/d;p?q");
     for (std::string reference, resolved; cases >> reference >> resolved;) {
         EXPECT_EQ(resolved, to_string(URI(to_ustring(reference)).resolvedAgainst(base).toString())) << reference;
