@@ -1,5 +1,6 @@
 #include "fl/i18n/Conversion.hpp"
 
+#include "fl/Ascii.hpp"
 #include "fl/i18n/ConversionError.hpp"
 
 #include <algorithm>
@@ -134,10 +135,6 @@ UChar32 replaceMalformed(std::size_t) { return kReplacementCharacter; }
     throw ConversionError("malformed UTF-16: lone surrogate at unit " + std::to_string(offset), offset);
 }
 
-char16_t asciiToLower(char16_t unit) {
-    return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit + (u'a' - u'A')) : unit;
-}
-
 /// Returns the length of the result; when `to` is too small for it, nothing useful is in there.
 std::size_t icuToLower(std::u16string_view text, std::u16string& to) {
     UErrorCode status = U_ZERO_ERROR;
@@ -164,8 +161,8 @@ std::string ustring_to_utf8(std::u16string_view text) { return encode(text, fail
 
 std::u16string to_lower(std::u16string_view text) {
     std::u16string result(text.size(), u'\0');
-    if (std::all_of(text.begin(), text.end(), [](char16_t unit) { return unit <= 0x7F; })) {
-        std::transform(text.begin(), text.end(), result.begin(), asciiToLower);
+    if (ascii::isAscii(text)) {
+        std::transform(text.begin(), text.end(), result.begin(), [](char16_t unit) { return ascii::fold(unit); });
         return result;
     }
     if (text.size() > static_cast<std::size_t>(std::numeric_limits<int32_t>::max())) {

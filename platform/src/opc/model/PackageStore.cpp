@@ -20,8 +20,6 @@ using interfaces::PhysicalEntry;
 constexpr char kPackageSource[] = "/";
 constexpr char kRelationshipsFolder[] = "_rels";
 
-std::string fold(std::string_view name) { return toLower(name); }
-
 /// The last segment of a name, with its slash.
 std::string_view lastSegment(std::string_view name) { return name.substr(std::min(name.rfind('/'), name.size())); }
 

@@ -1,14 +1,18 @@
 #pragma once
 
+#include "fl/Ascii.hpp"
+
 #include <string>
 #include <string_view>
 
-/// Classes of ASCII characters that do not depend on a locale. Anything beyond ASCII is in none of them.
+/// The classes of ASCII characters that URIs are made of.
 namespace opc::model::detail {
 
-constexpr bool isDigit(char16_t c) { return c >= u'0' && c <= u'9'; }
-constexpr bool isLetter(char16_t c) { return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z'); }
-constexpr bool isHexDigit(char16_t c) { return isDigit(c) || (c >= u'a' && c <= u'f') || (c >= u'A' && c <= u'F'); }
+using fl::ascii::fold;
+using fl::ascii::hexValue;
+using fl::ascii::isDigit;
+using fl::ascii::isHexDigit;
+using fl::ascii::isLetter;
 
 /// Whether ASCII holds a character that is in `set`.
 constexpr bool isOneOf(char16_t c, std::string_view set) {
@@ -21,20 +25,7 @@ constexpr bool isUnreserved(char16_t c) { return isLetter(c) || isDigit(c) || is
 /// What a path segment holds besides percent-encoded octets (RFC 3986, 3.3).
 constexpr bool isSegmentCharacter(char16_t c) { return isUnreserved(c) || isOneOf(c, "!$&'()*+,;=:@"); }
 
-constexpr char toLower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-inline std::string toLower(std::string_view text) {
-    std::string lower(text);
-    for (char& c : lower) {
-        c = toLower(c);
-    }
-    return lower;
-}
-
-/// The value of a hexadecimal digit.
-constexpr unsigned hexValue(char c) {
-    return static_cast<unsigned>(isDigit(static_cast<unsigned char>(c)) ? c - '0' : toLower(c) - 'a' + 10);
-}
+inline std::string toLower(std::string_view text) { return fold(text); }
 
 /// Whether two hexadecimal digits follow the "%" at `percent`.
 template <class Text>

@@ -117,7 +117,7 @@ ContentType::ContentType(const std::u16string& text) : text_(text) {
     scanner.expect(u'/');
     mediaType_ += u'/' + scanner.token();
     std::transform(mediaType_.begin(), mediaType_.end(), mediaType_.begin(),
-                   [](char16_t c) { return static_cast<char16_t>(detail::toLower(static_cast<char>(c))); });
+                   [](char16_t c) { return detail::fold(c); });
     while (!scanner.atEnd()) {
         scanner.skipSpace();
         scanner.expect(u';');

@@ -103,6 +103,6 @@ URI PartName::getURI() const { return URI(toString()); }
 
 std::u16string PartName::toString() const { return {text_.begin(), text_.end()}; }
 
-std::string PartName::folded() const { return detail::toLower(text_); }
+std::string PartName::folded() const { return detail::fold(text_); }
 
 }  // namespace opc::model

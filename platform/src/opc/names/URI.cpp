@@ -34,10 +34,7 @@ std::string utf8(const std::u16string& text) {
 bool isControl(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }
 
 void appendEncoded(unsigned char octet, std::string& to) {
-    constexpr char kDigits[] = "0123456789ABCDEF";
-    to += '%';
-    to += kDigits[octet >> 4U];
-    to += kDigits[octet & 0xFU];
+    to += '%' + fl::ascii::hex(octet, 2, fl::ascii::kUpperHexDigits);
 }
 
 /// Whether a URI may hold `c` somewhere. Brackets are told apart by where they are, a "%" by what follows it.

@@ -1,6 +1,6 @@
 #include "opc/pxservices/W3cDateTime.hpp"
 
-#include "opc/names/Ascii.hpp"
+#include "fl/Ascii.hpp"
 
 #include <boost/date_time/gregorian/gregorian_types.hpp>
 #include <boost/date_time/posix_time/posix_time_types.hpp>
@@ -48,7 +48,7 @@ public:
     }
 
 private:
-    bool atDigit() const { return !rest_.empty() && model::detail::isDigit(static_cast<unsigned char>(rest_[0])); }
+    bool atDigit() const { return !rest_.empty() && fl::ascii::isDigit(static_cast<unsigned char>(rest_[0])); }
 
     std::string_view rest_;
     bool failed_ = false;

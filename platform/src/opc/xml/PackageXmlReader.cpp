@@ -206,7 +206,7 @@ private:
     /// Called for text declarations of external entities too, of which there are none.
     static void onXmlDeclaration(void* self, const XML_Char*, const XML_Char* encoding, int) {
         guarded(self, [&](Parse& parse) {
-            const std::string name = toLower(view(encoding));
+            const std::string name = fold(view(encoding));
             if (!name.empty() && name != "utf-8" && name != "utf-16") {
                 parse.refuse("the encoding is neither UTF-8 nor UTF-16");
             }

@@ -1,5 +1,6 @@
 #include "opc/zippackage/ZipEntryReader.hpp"
 
+#include "fl/Ascii.hpp"
 #include "opc/zippackage/ZipExtra.hpp"
 #include "opc/zippackage/ZipText.hpp"
 
@@ -14,14 +15,7 @@ constexpr std::uint64_t kLikelyExtra = 128;
 // A deflated bit pair stands for 258 bytes at most.
 constexpr std::uint64_t kLargestDeflateRatio = 1032;
 
-std::string hex(std::uint32_t number) {
-    constexpr char kDigits[] = "0123456789abcdef";
-    std::string digits = "0x";
-    for (int shift = 28; shift >= 0; shift -= 4) {
-        digits += kDigits[number >> shift & 15];
-    }
-    return digits;
-}
+std::string hex(std::uint32_t number) { return "0x" + fl::ascii::hex(number, 8); }
 
 }  // namespace
 

@@ -1,20 +1,18 @@
 #include "opc/zippackage/ZipNames.hpp"
 
+#include "fl/Ascii.hpp"
 #include "fl/i18n/Conversion.hpp"
 #include "fl/i18n/ConversionError.hpp"
 #include "opc/zippackage/ZipFormat.hpp"
 
 #include <algorithm>
 #include <memory>
+
 namespace opc::zippackage {
 namespace {
 
-constexpr bool isAsciiLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
-
-constexpr char folded(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
 bool isUtf8(std::string_view name) {
-    if (isAscii(name)) {
+    if (fl::ascii::isAscii(name)) {
         return true;
     }
     try {
@@ -50,10 +48,6 @@ struct FoldedName {
 
 }  // namespace
 
-bool isAscii(std::string_view name) {
-    return std::all_of(name.begin(), name.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-}
-
 const char* faultOfName(std::string_view name) {
     if (name.empty() || name.size() > kOnes16) {
         return name.empty() ? "is empty" : "is too long";
@@ -61,7 +55,8 @@ const char* faultOfName(std::string_view name) {
     if (name.find('\0') != std::string_view::npos || name.find('\\') != std::string_view::npos) {
         return "contains NUL or a backslash";
     }
-    if (name.front() == '/' || (name.size() > 1 && name[1] == ':' && isAsciiLetter(name.front()))) {
+    if (name.front() == '/' ||
+        (name.size() > 1 && name[1] == ':' && fl::ascii::isLetter(static_cast<unsigned char>(name.front())))) {
         return "is absolute";
     }
     return isUtf8(name) ? faultOfSegments(name) : "is not UTF-8";
@@ -79,7 +74,7 @@ findEquivalent(const std::vector<std::string_view>& names) {
     sorted.reserve(names.size());
     char* to = buffer.get();
     for (const std::string_view name : names) {
-        std::transform(name.begin(), name.end(), to, folded);
+        std::transform(name.begin(), name.end(), to, [](char c) { return fl::ascii::fold(c); });
         sorted.push_back({{to, name.size()}, name});
         to += name.size();
     }

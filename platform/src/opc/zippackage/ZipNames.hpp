@@ -7,8 +7,6 @@
 
 namespace opc::zippackage {
 
-bool isAscii(std::string_view name);
-
 /// What makes a name unfit for an entry whose meaning is to be the same for every reader; null for a good name. A
 /// name that ends in a slash is a folder's.
 const char* faultOfName(std::string_view name);

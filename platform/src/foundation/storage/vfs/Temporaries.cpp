@@ -1,5 +1,6 @@
 #include "foundation/storage/vfs/Temporaries.hpp"
 
+#include "fl/Ascii.hpp"
 #include "foundation/storage/vfs/SystemCall.hpp"
 #include "foundation/storage/vfs/UniqueFd.hpp"
 
@@ -16,7 +17,6 @@ namespace {
 
 constexpr std::string_view kPrefix = ".pxflowbook-save-";
 constexpr std::string_view kSuffix = "~";
-constexpr std::string_view kHexDigits = "0123456789abcdef";
 constexpr std::size_t kDigits = 16;
 constexpr std::time_t kStaleAfterSeconds = 3600;
 
@@ -53,12 +53,7 @@ Directory openListing(int directory) {
 }  // namespace
 
 std::string newTemporaryName() {
-    std::string name(kPrefix);
-    std::uint64_t number = randomNumber();
-    for (std::size_t digit = 0; digit != kDigits; ++digit, number >>= 4) {
-        name += kHexDigits[number & 0xF];
-    }
-    return name.append(kSuffix);
+    return std::string(kPrefix).append(fl::ascii::hex(randomNumber(), kDigits)).append(kSuffix);
 }
 
 bool isTemporaryName(std::string_view name) {
@@ -66,7 +61,7 @@ bool isTemporaryName(std::string_view name) {
         name.substr(name.size() - kSuffix.size()) != kSuffix) {
         return false;
     }
-    return name.substr(kPrefix.size(), kDigits).find_first_not_of(kHexDigits) == std::string_view::npos;
+    return name.substr(kPrefix.size(), kDigits).find_first_not_of(fl::ascii::kHexDigits) == std::string_view::npos;
 }
 
 void sweepStaleTemporaries(int directory) noexcept {

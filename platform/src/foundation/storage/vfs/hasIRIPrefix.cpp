@@ -1,15 +1,17 @@
 #include "foundation/storage/vfs/hasIRIPrefix.hpp"
 
+#include "fl/Ascii.hpp"
+
 #include <algorithm>
 #include <string_view>
 
 namespace foundation::storage::vfs {
 namespace {
 
-bool isLetter(char16_t unit) { return (unit >= u'a' && unit <= u'z') || (unit >= u'A' && unit <= u'Z'); }
+using fl::ascii::isLetter;
 
 bool isSchemeUnit(char16_t unit) {
-    return isLetter(unit) || (unit >= u'0' && unit <= u'9') || unit == u'+' || unit == u'-' || unit == u'.';
+    return isLetter(unit) || fl::ascii::isDigit(unit) || unit == u'+' || unit == u'-' || unit == u'.';
 }
 
 }  // namespace
