@@ -51,6 +51,10 @@ public:
     /// As above, for a part that is package XML and therefore held to the limit for that.
     std::shared_ptr<const Bytes> xmlContent(const std::string& name) const;
 
+    /// Holds package XML to the limit for it, also what is yet to be written: it could not be read again.
+    /// @param name  the part's, for the message. @throws opc::Exception of kind LimitExceeded.
+    void refuseLargerXml(std::uint64_t size, const std::string& name) const;
+
     /// Gives the part new, empty content for the caller to fill.
     std::shared_ptr<Bytes> replaceContent(const std::string& name);
 
@@ -86,7 +90,6 @@ private:
 
     Bytes read(const Entries& entries, const std::string& name) const;
     Bytes readXml(const Entries& entries, const std::string& name) const;
-    void refuseLargerXml(std::uint64_t size, const std::string& name) const;
     void refuseLarger(std::uint64_t size, std::uint64_t limit, const char* limitName, const std::string& name) const;
     std::uint64_t total(const Entries& entries, std::uint64_t interfaces::PhysicalEntry::*member) const;
     void drop(const Entries& entries);
