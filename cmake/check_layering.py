@@ -13,6 +13,7 @@ from pathlib import Path
 # Where quoted and angled names are looked for, as the build does, and the area that each root belongs to.
 ROOTS = {"include": "api", "platform/include": "platform-api", "src": "src", "platform/src": "platform-src",
          "tools": "tools"}
+MORE_PLACES = ["tools/flowbook"]
 
 # The areas that an area may include, its own among them.
 AREAS = {
@@ -46,6 +47,19 @@ LIBRARY_ROOMS = {
     "reader": {"package", "utils", "format"},
     "writer": {"package", "utils", "format"},
 }
+TOOL_BASE = {"kit", "flowbook/terminal", "flowbook/inputs", "flowbook/files"}
+TOOL_ROOMS = {
+    "kit": set(),
+    "flowbook/terminal": {"kit"},
+    "flowbook/inputs": {"flowbook/terminal", "kit"},
+    "flowbook/files": {"flowbook/inputs", "flowbook/terminal", "kit"},
+    "flowbook/look": {"flowbook", *TOOL_BASE},
+    "flowbook/change": {"flowbook", *TOOL_BASE},
+    "flowbook/compare": {"flowbook", *TOOL_BASE},
+    "flowbook/mend": {"flowbook", *TOOL_BASE},
+    "flowbook": TOOL_BASE,
+}
+ROOMS = {"platform-api": PLATFORM_ROOMS, "platform-src": PLATFORM_ROOMS, "src": LIBRARY_ROOMS, "tools": TOOL_ROOMS}
 
 # The library leaves files, archives and XML to the platform, so it sees the plain standard library and Boost.
 FORBIDDEN_STANDARD = {"filesystem", "fstream"}
@@ -78,7 +92,7 @@ class Checker:
     def room_of(self, area, file):
         if area == "platform-api":
             file = self.source_of(file)
-        rooms = PLATFORM_ROOMS if area.startswith("platform") else LIBRARY_ROOMS
+        rooms = ROOMS.get(area, {})
         folders = [folder.as_posix() for folder in file.parents]
         return next((folder for folder in folders if folder in rooms), file.parts[0])
 
@@ -93,10 +107,8 @@ class Checker:
         return self.sources.get((header.parts[0], header.stem), header)
 
     def reason_against(self, path, area, room, name):
-        if area.startswith("platform") and room not in PLATFORM_ROOMS:
-            return f"{room} is no known room of the platform"
-        if area == "src" and room not in LIBRARY_ROOMS:
-            return f"{room} is no known room of the library"
+        if area in ROOMS and room not in ROOMS[area]:
+            return f"{room} is no known room of {area}"
         target = self.resolve(path, area, name)
         if target is None:
             return self.reason_against_outside(area, room, name)
@@ -110,7 +122,7 @@ class Checker:
 
         A name that two areas have counts for the one that the including area may use.
         """
-        places = [path.parent / name] + [self.tree / root / name for root in ROOTS]
+        places = [path.parent / name] + [self.tree / root / name for root in [*ROOTS, *MORE_PLACES]]
         targets = [self.place(place.resolve()) for place in places if place.is_file()]
         targets.sort(key=lambda target: target is None or target[0] not in AREAS[area])
         return targets[0] if targets else None
@@ -126,16 +138,15 @@ class Checker:
         target_room = self.room_of(target_area, Path(target_name))
         if target_room == room:
             return None
-        if area.startswith("platform") and target_room not in PLATFORM_ROOMS[room]:
-            return f"{room} may not use {target_room}"
-        if area == target_area == "src" and target_room not in LIBRARY_ROOMS[room]:
-            return f"{room} may not use {target_room}"
-        return None
+        same_side = area in ROOMS and ROOMS[area] is ROOMS.get(target_area)
+        return f"{room} may not use {target_room}" if same_side and target_room not in ROOMS[area][room] else None
 
     @staticmethod
     def reason_against_outside(area, room, name):
         if name.split("/")[0] in {"flowbook", *PLATFORM_ROOMS, *LIBRARY_ROOMS}:
             return "there is no such header"
+        if room == "kit" and name.startswith("CLI/"):
+            return "arguments belong to the command"
         if area not in {"src", "api"}:
             return None
         if name == "expat.h" or name.startswith("xercesc/"):
@@ -194,6 +205,14 @@ SELF_TEST = [
     ("src/reader/Posix.cpp", "sys/stat.h", True),
     ("src/reader/Boost.cpp", "boost/filesystem.hpp", True),
     ("src/other/Unknown.cpp", "string", True),
+    ("tools/kit/Text.hpp", "flowbook/Reader.hpp", False),
+    ("tools/flowbook/inputs/Input.hpp", "kit/Text.hpp", False),
+    ("tools/flowbook/look/Look.hpp", "inputs/Input.hpp", False),
+    ("tools/kit/Back.cpp", "inputs/Input.hpp", True),
+    ("tools/kit/Arguments.cpp", "CLI/CLI.hpp", True),
+    ("tools/flowbook/inputs/Back.cpp", "look/Look.hpp", True),
+    ("tools/flowbook/change/Across.cpp", "look/Look.hpp", True),
+    ("tools/other/Unknown.cpp", "string", True),
     ("tools/flowbook/Reach.cpp", "format/Names.hpp", True),
     ("tools/flowbook/Relative.cpp", "../../platform/src/opc/Zip.hpp", True),
 ]

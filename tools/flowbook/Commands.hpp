@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Console.hpp"
+#include "terminal/Console.hpp"
 
 #include <CLI/CLI.hpp>
 

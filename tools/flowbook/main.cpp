@@ -1,6 +1,6 @@
-#include "Attempt.hpp"
 #include "Commands.hpp"
 #include "flowbook/FlowbookVersion.hpp"
+#include "inputs/Attempt.hpp"
 
 namespace flowbook::tool {
 namespace {

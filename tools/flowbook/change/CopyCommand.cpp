@@ -1,0 +1,77 @@
+#include "Commands.hpp"
+#include "files/NewFile.hpp"
+#include "flowbook/FlowbookExceptions.hpp"
+#include "inputs/Attempt.hpp"
+#include "opc/model/PartName.hpp"
+
+#include <algorithm>
+#include <set>
+
+namespace flowbook::tool {
+
+namespace {
+
+constexpr char kFooter[] =
+    "The copy is a new file with the flowbook's own parts, title, description and version; what else\n"
+    "the package holds is left behind.\n\n"
+    "Example:\n"
+    "  flowbook copy analysis.tqx clean.tqx";
+
+using Setter = void (FlowbookFileWriter::*)(const std::u16string&);
+using Getter = std::u16string (FlowbookFileReader::*)() const;
+
+void copyProperty(const FlowbookFileReader& from, Getter get, FlowbookFileWriter& to, Setter set) {
+    try {
+        (to.*set)((from.*get)());
+    } catch (const FlowbookPropertyNotFound&) {
+        // Absent there, absent here.
+    }
+}
+
+/// A snapshot as the writer takes it: each part once, and internal relationships, which keep their ids,
+/// before external ones, which get new ids.
+FlowbookFilePackage writable(const FlowbookFilePackage& snapshot) {
+    std::set<std::string> names;
+    std::vector<FlowbookFilePackage::Part> parts;
+    for (FlowbookFilePackage::Part& part : snapshot.getParts()) {
+        if (names.insert(opc::model::PartName(part.partName).folded()).second) {
+            std::stable_partition(part.relationships.begin(), part.relationships.end(),
+                                  [](const auto& relationship) { return relationship.isInternal; });
+            parts.push_back(std::move(part));
+        }
+    }
+    std::vector<FlowbookFilePackage::Relationship> relationships = snapshot.getRelationships();
+    return {parts, relationships};
+}
+
+void copyInto(FlowbookFileWriter& writer, const FlowbookFileReader& reader) {
+    writer.write(writable(reader.read()));
+    copyProperty(reader, &FlowbookFileReader::getTitle, writer, &FlowbookFileWriter::setTitle);
+    copyProperty(reader, &FlowbookFileReader::getDescription, writer, &FlowbookFileWriter::setDescription);
+    copyProperty(reader, &FlowbookFileReader::getVersion, writer, &FlowbookFileWriter::setVersion);
+}
+
+}  // namespace
+
+void addCopyCommand(CLI::App& app, Console& console) {
+    struct Options {
+        std::string source;
+        std::string target;
+        bool force = false;
+    };
+    CLI::App* command = app.add_subcommand("copy", "Write what the flowbook consists of into a new file");
+    const auto options = std::make_shared<Options>();
+    command->add_option("SOURCE", options->source, "Flowbook to copy")->required();
+    command->add_option("TARGET", options->target, "Flowbook to create")->required();
+    command->add_flag("--force", options->force, "Replace a file that is there");
+    command->footer(kFooter);
+    command->callback([options, &console] {
+        attemptFile(console, options->source, [&](const Input& input) {
+            const FlowbookFileReader reader = input.openReader();
+            createFlowbook(console.out(), options->target, options->force,
+                           [&](FlowbookFileWriter& writer) { copyInto(writer, reader); });
+        });
+    });
+}
+
+}  // namespace flowbook::tool

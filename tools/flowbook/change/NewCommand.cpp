@@ -1,0 +1,108 @@
+#include "Commands.hpp"
+#include "change/PropertyOptions.hpp"
+#include "files/NewFile.hpp"
+#include "files/Pictures.hpp"
+#include "flowbook/FlowbookFileUtils.hpp"
+#include "foundation/storage/vfs/MemoryStorage.hpp"
+#include "inputs/Attempt.hpp"
+#include "opc/ByteArrayInAdaptor.hpp"
+#include "opc/Exception.hpp"
+#include "opc/Limits.hpp"
+#include "terminal/Failure.hpp"
+#include "terminal/Text.hpp"
+
+namespace flowbook::tool {
+
+using SnapshotPart = FlowbookFilePackage::Part;
+
+namespace {
+
+constexpr char kFooter[] = "A file that is there is kept unless --force is given; then it is replaced at once, or not\n"
+                           "at all. Code is UTF-8; control characters in it become U+FFFD.\n\n"
+                           "Examples:\n"
+                           "  flowbook new analysis.tqx --code analysis.txt --title 'Running mean'\n"
+                           "  flowbook new report.tqx --rich report.xml --image plot.png --image map.svg";
+
+struct NewOptions {
+    std::string file;
+    std::optional<std::string> code;
+    std::optional<std::string> rich;
+    std::vector<std::string> images;
+    PropertyOptions properties;
+    bool force = false;
+};
+
+Bytes readSource(const std::string& argument) { return readBytes(argument, opc::Limits().maxPartSize); }
+
+SnapshotPart richDocument(const std::string& source) {
+    Bytes content = readSource(source);
+    try {
+        opc::ByteArrayInAdaptor stream(content);
+        FlowbookFileUtils::getTARMICCodeFromRichTARMICCode(stream);
+    } catch (const opc::Exception& failure) {
+        throw Failure(ExitCode::Damaged, source, failure.what());
+    }
+    return FlowbookFilePackage::createDocumentPartWithContent(content);
+}
+
+/// The document part that the writer makes of plain code.
+SnapshotPart plainDocument(const std::string& source) {
+    const std::u16string code = fromUtf8(readSource(source), source);
+    const std::u16string name = u"code.tqx";
+    const auto memory = std::make_shared<foundation::storage::vfs::MemoryStorage>();
+    memory->put(name, makeFlowbook(name, [&](FlowbookFileWriter& writer) { writer.setTARMICCode(code); }));
+    const foundation::storage::vfs::StorageSystemReference storage(memory);
+    return FlowbookFileReader(name, storage).read().getParts().front();
+}
+
+SnapshotPart documentOf(const NewOptions& options) {
+    if (options.rich) {
+        return richDocument(*options.rich);
+    }
+    return options.code ? plainDocument(*options.code) : FlowbookFilePackage::createEmptyDocumentPart();
+}
+
+FlowbookFilePackage withImages(SnapshotPart document, std::vector<std::string> images) {
+    const FlowbookFilePackage package(document.content, images);
+    std::vector<SnapshotPart> parts = package.getParts();
+    std::vector<FlowbookFilePackage::Relationship> relationships = package.getRelationships();
+    for (SnapshotPart& part : parts) {
+        if (part.partName == document.partName) {
+            part.contentType = document.contentType;
+        }
+    }
+    return {parts, relationships};
+}
+
+FlowbookFilePackage packageOf(const NewOptions& options) {
+    std::vector<std::string> images;
+    for (const std::string& file : options.images) {
+        images.push_back(toDataUri(readSource(file), file));
+    }
+    return withImages(documentOf(options), std::move(images));
+}
+
+void create(Console& console, const NewOptions& options) {
+    createFlowbook(console.out(), options.file, options.force, [&](FlowbookFileWriter& writer) {
+        writer.write(packageOf(options));
+        options.properties.applyTo(writer);
+    });
+}
+
+}  // namespace
+
+void addNewCommand(CLI::App& app, Console& console) {
+    CLI::App* command = app.add_subcommand("new", "Create a flowbook");
+    const auto options = std::make_shared<NewOptions>();
+    command->add_option("FILE", options->file, "Flowbook to create")->required();
+    CLI::Option* code = addOptionalText(*command, "--code", options->code, "File with plain code");
+    addOptionalText(*command, "--rich", options->rich, "File with a rich code document")->excludes(code);
+    command->add_option("--image", options->images, "File with a picture; may be repeated")->allow_extra_args(false);
+    options->properties.addTo(*command);
+    command->add_flag("--force", options->force, "Replace a file that is there");
+    command->footer(kFooter);
+    command->callback(
+        [options, &console] { attempt(console, options->file, nullptr, [&] { create(console, *options); }); });
+}
+
+}  // namespace flowbook::tool

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "flowbook/FlowbookFileWriter.hpp"
+#include "terminal/Bytes.hpp"
+#include "terminal/Output.hpp"
+
+#include <functional>
+#include <string>
+
+namespace flowbook::tool {
+
+/// Makes a flowbook in memory and hands back its bytes.
+/// @param name  what it will be called. @throws what the writer and `fill` throw, and the reader's
+///              FlowbookInvalidFileName for a name that could not be read again.
+Bytes makeFlowbook(const std::u16string& name, const std::function<void(FlowbookFileWriter&)>& fill);
+
+/// Makes a flowbook and puts it, complete, into the file that `argument` names; "-" is standard output.
+/// @param replace  whether a file that is there may be replaced.
+/// @throws as makeFlowbook(), and Failure.
+void createFlowbook(Output& out, const std::string& argument, bool replace,
+                    const std::function<void(FlowbookFileWriter&)>& fill);
+
+}  // namespace flowbook::tool

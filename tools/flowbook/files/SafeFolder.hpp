@@ -1,0 +1,33 @@
+#pragma once
+
+#include "terminal/Bytes.hpp"
+
+#include <set>
+#include <string>
+
+namespace flowbook::tool {
+
+/// A folder that files are unpacked into. Nothing is ever written outside of it: names may not climb,
+/// and no symbolic link below the folder is followed.
+class SafeFolder {
+public:
+    /// Makes the folder if there is none. @throws Failure.
+    /// @param replace  whether files that are there may be replaced.
+    SafeFolder(const std::string& path, bool replace);
+    SafeFolder(const SafeFolder&) = delete;
+    SafeFolder& operator=(const SafeFolder&) = delete;
+    ~SafeFolder();
+
+    /// Writes a new file, with the folders on its way.
+    /// @param name  relative, separated by slashes; one leading slash is ignored.
+    /// @throws Failure also when the name was written before.
+    void write(const std::string& name, const Bytes& content);
+
+private:
+    std::string path_;
+    int folder_;
+    bool replace_;
+    std::set<std::string> written_;
+};
+
+}  // namespace flowbook::tool

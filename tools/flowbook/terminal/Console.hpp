@@ -1,0 +1,35 @@
+#pragma once
+
+#include "terminal/ExitCode.hpp"
+#include "terminal/Output.hpp"
+#include "terminal/Progress.hpp"
+
+#include <string>
+
+namespace flowbook::tool {
+
+/// Where the command tells what it found: data on standard output, all else on standard error.
+class Console {
+public:
+    Output& out() noexcept { return out_; }
+    Progress& progress() noexcept { return progress_; }
+
+    /// Prints "flowbook: FILE: message" and keeps the code in mind.
+    void report(ExitCode code, const std::string& file, const std::string& message);
+
+    /// As above, for what is about no file.
+    void report(ExitCode code, const std::string& message);
+
+    /// Keeps a code in mind without a message.
+    void note(ExitCode code);
+
+    /// Flushes standard output and returns the worst code.
+    ExitCode finish();
+
+private:
+    Output out_;
+    Progress progress_;
+    ExitCode worst_ = ExitCode::Fine;
+};
+
+}  // namespace flowbook::tool

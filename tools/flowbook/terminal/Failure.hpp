@@ -1,0 +1,29 @@
+#pragma once
+
+#include "terminal/ExitCode.hpp"
+
+#include <stdexcept>
+#include <string>
+
+namespace flowbook::tool {
+
+/// A failure that the command finds out itself.
+class Failure : public std::runtime_error {
+public:
+    Failure(ExitCode code, const std::string& message) : std::runtime_error(message), code_(code) {}
+
+    /// About another file than the one that is being worked on.
+    Failure(ExitCode code, std::string file, const std::string& message)
+        : std::runtime_error(message), code_(code), file_(std::move(file)) {}
+
+    ExitCode code() const noexcept { return code_; }
+
+    /// Empty: the file that is being worked on.
+    const std::string& file() const noexcept { return file_; }
+
+private:
+    ExitCode code_;
+    std::string file_;
+};
+
+}  // namespace flowbook::tool
