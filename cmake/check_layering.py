@@ -12,15 +12,16 @@ from pathlib import Path
 
 # Where quoted and angled names are looked for, as the build does, and the area that each root belongs to.
 ROOTS = {"include": "api", "platform/include": "platform-api", "src": "src", "platform/src": "platform-src",
-         "tools": "tools"}
-MORE_PLACES = ["tools/flowbook"]
+         "platform/plainxml": "plainxml", "tools": "tools"}
+MORE_PLACES = ["tools/flowbook", "platform"]
 
 # The areas that an area may include, its own among them.
 AREAS = {
     "platform-api": {"platform-api"},
-    "platform-src": {"platform-api", "platform-src"},
+    "platform-src": {"platform-api", "platform-src", "plainxml"},
+    "plainxml": {"plainxml"},
     "api": {"api", "platform-api"},
-    "src": {"api", "platform-api", "src"},
+    "src": {"api", "platform-api", "src", "plainxml"},
     "tools": {"api", "platform-api", "tools"},
 }
 
@@ -65,6 +66,7 @@ ROOMS = {"platform-api": PLATFORM_ROOMS, "platform-src": PLATFORM_ROOMS, "src": 
 FORBIDDEN_STANDARD = {"filesystem", "fstream"}
 FORBIDDEN_BOOST = ("boost/filesystem", "boost/iostreams", "boost/json", "boost/property_tree")
 XML_ROOMS = {"utils", "writer"}
+PLAINXML_ROOMS = {"utils", "opc/xml", "opc/xml/dom"}
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.MULTILINE)
 
@@ -135,6 +137,8 @@ class Checker:
         return "outside the layers", file.as_posix()
 
     def reason_against_room(self, area, room, target_area, target_name):
+        if "plainxml" in {area, target_area}:
+            return None if area == target_area or room in PLAINXML_ROOMS else f"{room} may not parse XML"
         target_room = self.room_of(target_area, Path(target_name))
         if target_room == room:
             return None
@@ -147,8 +151,10 @@ class Checker:
             return "there is no such header"
         if room == "kit" and name.startswith("CLI/"):
             return "arguments belong to the command"
-        if area not in {"src", "api"}:
+        if area not in {"src", "api", "plainxml"}:
             return None
+        if area == "plainxml" and not re.fullmatch(r"[a-z_0-9]+", name):
+            return "plainxml sees the standard library only"
         if name == "expat.h" or name.startswith("xercesc/"):
             return None if area == "src" and room in XML_ROOMS else f"{room} may not parse XML"
         if name.startswith("boost/") and not name.startswith(FORBIDDEN_BOOST):
@@ -173,6 +179,15 @@ SELF_TEST = [
     ("src/utils/Code.hpp", "xercesc/dom/DOM.hpp", False),
     ("src/utils/Scan.cpp", "expat.h", False),
     ("src/reader/Impl.hpp", "package/Parts.hpp", False),
+    ("platform/plainxml/Reader.hpp", "string_view", False),
+    ("platform/plainxml/Reader.cpp", "plainxml/Reader.hpp", False),
+    ("src/utils/Plain.cpp", "plainxml/Reader.hpp", False),
+    ("platform/src/opc/xml/Plain.cpp", "plainxml/Reader.hpp", False),
+    ("platform/plainxml/Up.cpp", "fl/Text.hpp", True),
+    ("platform/plainxml/Boost.cpp", "boost/optional.hpp", True),
+    ("src/reader/Plain.cpp", "plainxml/Reader.hpp", True),
+    ("platform/src/opc/model/Plain.cpp", "plainxml/Reader.hpp", True),
+    ("platform/include/opc/Plain.hpp", "plainxml/Reader.hpp", True),
     ("src/writer/Impl.cpp", "utils/Code.hpp", False),
     ("src/writer/Log.cpp", "boost/exception/diagnostic_information.hpp", False),
     ("tools/flowbook/Main.cpp", "flowbook/Reader.hpp", False),

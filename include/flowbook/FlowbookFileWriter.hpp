@@ -49,10 +49,15 @@ public:
     ///
     /// When this writer was given encrypted code before, the first call still writes that code; the
     /// next one writes the text.
+    ///
+    /// A call that throws leaves the part as it was, and so does setEncryptedRichTARMICCode(). Only when memory runs
+    /// out while the content is put in its place the part may be incomplete: close(false) then refuses until a call
+    /// succeeds.
     /// @throws opc::Exception for a lone surrogate, which no UTF-8 document can hold.
     void setTARMICCode(const std::u16string& code);
 
-    /// Makes an encrypted rich code stream, read to its end and never looked into, the file's code.
+    /// Makes an encrypted rich code stream, read to its end and never looked into, the file's code. What the stream
+    /// throws passes through, before anything was changed.
     void setEncryptedRichTARMICCode(opc::InputStream& stream);
 
     /// Replaces the parts and relationships of the flowbook by those of a snapshot, unchecked; parts that

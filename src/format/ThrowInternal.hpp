@@ -2,13 +2,40 @@
 
 #include "foundation/core/except/detail/AnonymousInternalException.hpp"
 
+#include <memory>
+
 namespace flowbook::detail {
+
+/// What is thrown in the place of a bare T.
+template <class T>
+using Internal = foundation::core::except::detail::AnonymousInternalException<T>;
+
+/// Attaches the kind of the package library's failure, by its name.
+template <class Thrown, class Cause>
+auto attachKind(Thrown& thrown, const Cause& cause, int)
+    -> decltype(thrown.errorInfo()->values["kind"] = nameOf(cause.kind()), thrown.setErrorInfo(thrown.errorInfo())) {
+    auto info = std::make_shared<typename decltype(thrown.errorInfo())::element_type>();
+    info->values["kind"] = nameOf(cause.kind());
+    thrown.setErrorInfo(std::move(info));
+}
+
+/// The failures of a host's package library may have no kinds, and its framework no place for them.
+template <class Thrown, class Cause>
+void attachKind(Thrown&, const Cause&, long) {}
 
 /// Every throw of the library goes through here, so that callers may catch a failure by its class or
 /// by the framework's interfaces.
 template <class T>
 [[noreturn]] void throwInternal(const T& error) {
-    throw foundation::core::except::detail::AnonymousInternalException<T>(error);
+    throw Internal<T>(error);
+}
+
+/// As above, with the kind of the failure that it was made from.
+template <class T, class Cause>
+[[noreturn]] void throwInternal(const T& error, const Cause& cause) {
+    Internal<T> thrown(error);
+    attachKind(thrown, cause, 0);
+    throw thrown;
 }
 
 }  // namespace flowbook::detail

@@ -1,5 +1,6 @@
 #include "flowbook/FlowbookFileUtils.hpp"
 #include "format/LogChannel.hpp"
+#include "plainxml/XmlCharacters.hpp"
 
 #include <algorithm>
 #include <cstddef>
@@ -17,25 +18,23 @@ constexpr char16_t kReplacement = u'\uFFFD';
 constexpr std::size_t kBlock = 128;
 
 /// Written without branches, so that it is evaluated for a whole vector of units at a time.
-constexpr bool isForbidden(char16_t c) {
-    const bool control = (c < 0x20) & (c != u'\t') & (c != u'\n') & (c != u'\r');
+constexpr bool isReplaced(char16_t c) {
     const bool deleteOrC1 = static_cast<char16_t>(c - 0x7F) <= 0x9F - 0x7F;
-    const bool nonCharacter = c > 0xFFFD;
     const bool zeroWidthSpace = c == 0x200B;
-    return control | deleteOrC1 | nonCharacter | zeroWidthSpace;
+    return plainxml::isForbidden(c) | deleteOrC1 | zeroWidthSpace;
 }
 
-bool hasForbidden(const char16_t* units, std::size_t count) {
+bool hasReplaced(const char16_t* units, std::size_t count) {
     unsigned found = 0;
     for (std::size_t i = 0; i < count; ++i) {
-        found |= static_cast<unsigned>(isForbidden(units[i]));
+        found |= static_cast<unsigned>(isReplaced(units[i]));
     }
     return found != 0;
 }
 
-void replaceForbidden(char16_t* units, std::size_t count) {
+void replace(char16_t* units, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) {
-        if (isForbidden(units[i])) {
+        if (isReplaced(units[i])) {
             detail::log(logger, detail::kLogProgress, "Replacing character with replacement character");
             units[i] = kReplacement;
         }
@@ -49,8 +48,8 @@ std::u16string FlowbookFileUtils::encodeControlCharacters(const std::u16string& 
     std::u16string encoded = text;
     for (std::size_t start = 0; start < encoded.size(); start += kBlock) {
         const std::size_t count = std::min(kBlock, encoded.size() - start);
-        if (hasForbidden(&encoded[start], count)) {
-            replaceForbidden(&encoded[start], count);
+        if (hasReplaced(&encoded[start], count)) {
+            replace(&encoded[start], count);
         }
     }
     detail::log(logger, detail::kLogProgress, "Finished encoding control characters");

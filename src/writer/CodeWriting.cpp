@@ -13,14 +13,20 @@ namespace flowbook {
 
 using opc::interfaces::CompressionType;
 using opc::model::ContentType;
+using opc::model::ExcludeMode;
 using opc::model::Part;
 using opc::model::PartName;
+using opc::model::Relationship;
 using opc::model::StandardPartInfo;
+using opc::model::TargetMode;
+using opc::model::URI;
 using opc::model::XercesHelper;
 
 namespace {
 
 foundation::log::basic_diagnostic_logger logger(detail::kLogChannel);
+
+StandardPartInfo standardInfo() { return {CompressionType::Normal, 0}; }
 
 }  // namespace
 
@@ -38,11 +44,12 @@ void FlowbookFileWriter::FlowbookFileWriterImpl::setTARMICCode(const std::u16str
 }
 
 void FlowbookFileWriter::FlowbookFileWriterImpl::setEncryptedRichTARMICCode(opc::InputStream& stream) {
-    encryptedRichCode_.emplace();
+    Bytes code;
+    opc::ByteArrayOutAdaptor bytes(code);
+    opc::StreamHelper::copyStreamToStream(stream, bytes);
+    encryptedRichCode_ = std::move(code);
     richCodeDocument_.reset();
     isPlainCode_ = false;
-    opc::ByteArrayOutAdaptor bytes(*encryptedRichCode_);
-    opc::StreamHelper::copyStreamToStream(stream, bytes);
     writeTARMICCodePart();
 }
 
@@ -64,20 +71,16 @@ void FlowbookFileWriter::FlowbookFileWriterImpl::writeRichCode() {
     if (isPlainCode_) {
         contentType.addParameter(format::kPlainCodeParameter, format::kPlainCodeValue);
     }
-    writePart(PartName(format::kDocumentPartName), contentType, format::kDocumentRelationshipType,
-              [this](opc::OutputStream& out) {
-                  XercesHelper::writeDocumentToStream(getDOMWriter(), richCodeDocument_.get(), out);
-              });
+    Bytes content;
+    opc::ByteArrayOutAdaptor out(content);
+    XercesHelper::writeDocumentToStream(getDOMWriter(), richCodeDocument_.get(), out);
+    writePart(PartName(format::kDocumentPartName), contentType, format::kDocumentRelationshipType, content);
 }
 
 void FlowbookFileWriter::FlowbookFileWriterImpl::writeEncryptedRichCode() {
     ContentType contentType(format::kDocumentContentType);
     contentType.addParameter(format::kEncryptionParameter, format::kEncryptionValue);
-    writePart(PartName(format::kDocumentPartName), contentType, format::kDocumentRelationshipType,
-              [this](opc::OutputStream& out) {
-                  opc::ByteArrayInAdaptor bytes(*encryptedRichCode_);
-                  opc::StreamHelper::copyStreamToStream(bytes, out);
-              });
+    writePart(PartName(format::kDocumentPartName), contentType, format::kDocumentRelationshipType, *encryptedRichCode_);
 }
 
 xercesc::DOMLSSerializer* FlowbookFileWriter::FlowbookFileWriterImpl::getDOMWriter() {
@@ -87,24 +90,51 @@ xercesc::DOMLSSerializer* FlowbookFileWriter::FlowbookFileWriterImpl::getDOMWrit
     return domSerializer_.get();
 }
 
-template <class Fill>
 void FlowbookFileWriter::FlowbookFileWriterImpl::writePart(const PartName& partName, const ContentType& contentType,
-                                                           const std::u16string& relationshipType, const Fill& fill) {
-    const StandardPartInfo info(CompressionType::Normal, 0);
+                                                           const std::u16string& relationshipType,
+                                                           const Bytes& content) {
     const auto existing = package_->getRelationshipsByType(relationshipType);
     if (existing.empty()) {
-        Part created = package_->createPart(partName, contentType, info);
+        Part created = package_->createPart(partName, contentType, standardInfo());
+        isPartIncomplete_ = true;
         package_->createInternalRelationship(relationshipType, partName.getURI(), u"");
-        fill(*created.getOutputStream());
+        fill(created, content);
         return;
     }
-    const PartName target(existing.front().getTargetURI());
-    Part part = package_->getPart(target);
+    Part part = package_->getPart(PartName(existing.front().getTargetURI()));
     if (part.getContentType() != contentType) {
-        package_->deletePart(target);
-        part = package_->createPart(target, contentType, info);
+        part = recreate(part, contentType);
     }
-    fill(*part.getOutputStream());
+    fill(part, content);
+}
+
+/// The part's own relationships stay with it: what it refers to would be out of reach without them, and in the way of
+/// whoever writes it anew. They are all looked at before the part is touched.
+Part FlowbookFileWriter::FlowbookFileWriterImpl::recreate(const Part& part, const ContentType& contentType) {
+    std::vector<std::pair<Relationship, boost::optional<URI>>> own;
+    for (const Relationship& each : part.getRelationships(ExcludeMode::None)) {
+        const bool isInternal = each.getTargetMode() == TargetMode::Internal;
+        own.emplace_back(each, isInternal ? boost::make_optional(URI(each.getTarget())) : boost::none);
+    }
+    isPartIncomplete_ = true;
+    package_->deletePart(part.getName());
+    Part created = package_->createPart(part.getName(), contentType, standardInfo());
+    for (const auto& [relationship, target] : own) {
+        if (target) {
+            created.createInternalRelationship(relationship.getType(), *target, relationship.getID());
+        } else {
+            created.createExternalRelationship(relationship.getType(), relationship.getTarget(), relationship.getID());
+        }
+    }
+    return created;
+}
+
+/// From here on nothing but a lack of memory can fail.
+void FlowbookFileWriter::FlowbookFileWriterImpl::fill(Part& part, const Bytes& content) {
+    isPartIncomplete_ = true;
+    opc::ByteArrayInAdaptor bytes(content);
+    opc::StreamHelper::copyStreamToStream(bytes, *part.getOutputStream());
+    isPartIncomplete_ = false;
 }
 
 }  // namespace flowbook

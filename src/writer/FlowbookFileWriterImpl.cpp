@@ -23,9 +23,15 @@ namespace {
 foundation::log::basic_diagnostic_logger logger(detail::kLogChannel);
 
 /// The reader's class: callers have always caught it for a file that cannot be opened.
-[[noreturn]] void throwOpeningFailure(const std::u16string& fileName, const std::exception& failure) {
+template <class Failure>
+[[noreturn]] void throwOpeningFailure(const std::u16string& fileName, const Failure& failure) {
     detail::throwInternal(FlowbookFileReaderGenericException(
-        fileName, std::string("Internal Exception in reading TQX file : ") + failure.what()));
+                              fileName, std::string("Internal Exception in reading TQX file : ") + failure.what()),
+                          failure);
+}
+
+FlowbookFileWriterGenericException writingFailure(const std::u16string& fileName, const char* text) {
+    return {fileName, std::string("Internal Exception in writing TQX file : ") + text};
 }
 
 void logBeingHandled() {
@@ -96,6 +102,10 @@ void FlowbookFileWriter::FlowbookFileWriterImpl::setupBackupOptions() {
 }
 
 void FlowbookFileWriter::FlowbookFileWriterImpl::close(bool revertChanges) {
+    if (isPartIncomplete_ && !revertChanges) {
+        detail::throwInternal(
+            writingFailure(fileName_, "the code part was left incomplete when setting the code failed"));
+    }
     try {
         if (revertChanges) {
             package_->revert();
@@ -105,8 +115,7 @@ void FlowbookFileWriter::FlowbookFileWriterImpl::close(bool revertChanges) {
         }
     } catch (const opc::Exception& failure) {
         logBeingHandled();
-        detail::throwInternal(FlowbookFileWriterGenericException(
-            fileName_, std::string("Internal Exception in writing TQX file : ") + failure.what()));
+        detail::throwInternal(writingFailure(fileName_, failure.what()), failure);
     }
 }
 

@@ -37,6 +37,8 @@ public:
     const std::u16string& getBackupFileName() const noexcept { return backupFileName_; }
 
 private:
+    using Bytes = std::vector<unsigned char>;
+
     /// What the caller sets; absent values leave the file's.
     struct overridable_properties {
         boost::optional<std::u16string> title;
@@ -56,12 +58,12 @@ private:
     void writeEncryptedRichCode();
     xercesc::DOMLSSerializer* getDOMWriter();
 
-    /// Creates, or replaces, the part that the first package relationship of a type leads to, and has
-    /// it filled by `fill(opc::OutputStream&)`. A part of another content type is made anew, under
-    /// the name that it had.
-    template <class Fill>
+    /// Creates, or replaces, the part that the first package relationship of a type leads to, and gives it its
+    /// content. A part of another content type is made anew, under the name that it had.
     void writePart(const opc::model::PartName& partName, const opc::model::ContentType& contentType,
-                   const std::u16string& relationshipType, const Fill& fill);
+                   const std::u16string& relationshipType, const Bytes& content);
+    opc::model::Part recreate(const opc::model::Part& part, const opc::model::ContentType& contentType);
+    void fill(opc::model::Part& part, const Bytes& content);
 
     void writePackageParts(std::vector<FlowbookFilePackage::Part> parts);
     void writePackageRelationships(const std::vector<FlowbookFilePackage::Relationship>& relationships);
@@ -81,11 +83,13 @@ private:
     std::u16string coreContentType_;
     std::u16string coreContentTypeFriendlyName_;
     detail::DocumentPtr richCodeDocument_;
-    boost::optional<std::vector<unsigned char>> encryptedRichCode_;
+    boost::optional<Bytes> encryptedRichCode_;
     detail::SerializerPtr domSerializer_;
     overridable_properties overridableProperties_;
     bool fileExisted_ = false;
     bool isPlainCode_ = false;
+    /// A failure came between the first and the last change of the code part; what is there must not be committed.
+    bool isPartIncomplete_ = false;
 };
 
 }  // namespace flowbook

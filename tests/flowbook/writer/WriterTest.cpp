@@ -8,7 +8,9 @@
 #include "support/Flowbooks.hpp"
 #include "support/TempDir.hpp"
 
+#include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <gtest/gtest.h>
 #include <thread>
 
@@ -102,20 +104,98 @@ TEST(Writer, CodeComesBackAsItWasWritten) {
         book.update([&code = code](FlowbookFileWriter& writer) { writer.setTARMICCode(code); });
         const FlowbookFileReader reader = book.reader();
         EXPECT_EQ(reader.getTARMICCode(), expected);
-        const std::string rich = text(reader.getRichTARMICCode());
-        EXPECT_EQ(rich.find("<w:p>"), rich.rfind("<w:p>")) << rich;
-        EXPECT_EQ(rich.find("<![CDATA[") == std::string::npos, code.empty()) << rich;
     }
-    FlowbookFileWriter writer = Book().writer();
-    for (const std::u16string lone : {u"\xD800", u"a\xDC00z"}) {
-        EXPECT_PRED2(matches, "opc::*", outcome([&] { return writer.setTARMICCode(lone), "written"; }));
+}
+
+std::string documentOf(const std::string& content) {
+    return R"(<?xml version="1.0" encoding="UTF-8" standalone="no" ?><w:document xmlns:w=)"
+           R"("http://schemas.openxmlformats.org/wordprocessingml/2006/main"><w:body><w:p><w:pPr><w:pStyle w:val="code"/>)"
+           "</w:pPr><w:r>" +
+           content + "</w:r></w:p></w:body></w:document>";
+}
+
+TEST(Writer, WritesThisDocument) {
+    const std::pair<std::u16string, std::string> cases[] = {
+        {u"", documentOf("<w:t/>")},
+        {u"a\n<&\u00E4\U0001F600\t\r", documentOf("<w:t><![CDATA[a\n<&\u00E4\U0001F600\t\r]]></w:t>")},
+        {u"]]>", documentOf("<w:t><![CDATA[]]]]><![CDATA[>]]></w:t>")},
+        {u"]]]>>]]>]]", documentOf("<w:t><![CDATA[]]]]]><![CDATA[>>]]]]><![CDATA[>]]]]></w:t>")},
+    };
+    for (const auto& [code, expected] : cases) {
+        const Book book;
+        book.update([&code = code](FlowbookFileWriter& writer) { writer.setTARMICCode(code); });
+        EXPECT_EQ(text(book.reader().getRichTARMICCode()), expected);
     }
+}
+
+/// Gives some bytes and then fails.
+class FailingStream : public opc::InputStream {
+public:
+    std::size_t read(void* to, std::size_t count) override {
+        return count_++ == 0 ? (std::memset(to, 'x', std::min<std::size_t>(count, 3)), 3)
+                             : throw std::runtime_error("the stream failed");
+    }
+
+private:
+    int count_ = 0;
+};
+
+TEST(Writer, RefusedCallsChangeNothing) {
+    for (const std::string name : {"", "one_paragraph", "encrypted", "graph"}) {
+        const Book book = name.empty() ? Book() : Book(name);
+        book.update([](FlowbookFileWriter&) {});
+        const Lines before = book.inventory();
+        FlowbookFileWriter writer = book.writer();
+        for (const std::u16string lone : {u"\xD800", u"a\xDC00z"}) {
+            EXPECT_PRED2(matches, "opc::*", outcome([&] { return writer.setTARMICCode(lone), "written"; }));
+        }
+        FailingStream stream;
+        EXPECT_ANY_THROW(writer.setEncryptedRichTARMICCode(stream));
+        writer.close(false);
+        EXPECT_EQ(book.inventory(), before) << name;
+    }
+    const Book book;
+    book.update([](FlowbookFileWriter& writer) {
+        FailingStream stream;
+        EXPECT_ANY_THROW(writer.setEncryptedRichTARMICCode(stream));
+        writer.setTARMICCode(u"not the first bytes");
+    });
+    EXPECT_EQ(book.reader().getTARMICCode(), u"not the first bytes");
 }
 
 void setEncrypted(FlowbookFileWriter& writer) {
     const support::Bytes content = support::bytes("old");
     opc::ByteArrayInAdaptor in(content);
     writer.setEncryptedRichTARMICCode(in);
+}
+
+TEST(Writer, AChangeOfFormKeepsWhatBelongsToThePart) {
+    const Book book("graph");
+    book.update([](FlowbookFileWriter& writer) {
+        FlowbookFilePackage::Part document{support::bytes("<doc/>"), u"text/xml", u"/tarmic/document.xml", {}};
+        document.relationships = {{u"x:self", u"#here", u"self", true},
+                                  {u"x:i", u"../media/image%31.png#a", u"img7", true},
+                                  {u"x:l", u"mailto:a@example.com", u"", false}};
+        std::vector<FlowbookFilePackage::Part> parts = {
+            document, {support::bytes("png"), u"image/png", u"/media/image1.png", {}}};
+        std::vector<FlowbookFilePackage::Relationship> package = {
+            {support::longType(u"document"), u"tarmic/document.xml", u"", true}};
+        const FlowbookFilePackage snapshot(parts, package);
+        for (const bool more : {true, true, false}) {
+            writer.write(snapshot);
+            writer.setTARMICCode(u"a");
+            if (more) {
+                setEncrypted(writer);
+            }
+        }
+    });
+    EXPECT_PRED2(support::allMatch,
+                 (Lines{"/other.xml*", "/media/deep.png*", "/media/image1.png image/png png",
+                        "/tarmic/document.xml application/*", "/tarmic/document.xml self x:self #here",
+                        "/tarmic/document.xml img7 x:i ../media/image%31.png#a",
+                        "/tarmic/document.xml rId1 x:l <mailto:a@example.com>", "/ rId4*",
+                        "/ rId3 document tarmic/document.xml"}),
+                 book.inventory());
 }
 
 TEST(Writer, PutsCodeIntoThePartThatIsThere) {

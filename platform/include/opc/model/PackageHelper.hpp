@@ -14,7 +14,7 @@ public:
     /// stay as they are. @throws opc::Exception.
     static void deleteRelationshipsAndTargets(Package& package, const std::u16string& type);
 
-    /// As above, for the relationships of a part.
+    /// As above, for the relationships of a part, which is left when it refers to itself.
     static void deleteRelationshipsAndTargets(Package& package, const Part& source, const std::u16string& type);
 };
 

@@ -5,13 +5,12 @@
 namespace opc::model {
 namespace {
 
-/// The relationships go first: one of the targets may be their source.
-void deleteWithTargets(Package& package, RelationshipSource& source, const std::u16string& type) {
+void deleteWithTargets(Package& package, RelationshipSource& source, const std::u16string& type, const PartName* kept) {
     const std::vector<Relationship> relationships = source.getRelationshipsByType(type);
     source.deleteRelationshipsByType(type);
     for (const Relationship& relationship : relationships) {
         const auto target = detail::internalTarget(relationship);
-        if (target && package.hasPart(*target)) {
+        if (target && package.hasPart(*target) && !(kept != nullptr && *target == *kept)) {
             package.deletePart(*target);
         }
     }
@@ -20,12 +19,12 @@ void deleteWithTargets(Package& package, RelationshipSource& source, const std::
 }  // namespace
 
 void PackageHelper::deleteRelationshipsAndTargets(Package& package, const std::u16string& type) {
-    deleteWithTargets(package, package, type);
+    deleteWithTargets(package, package, type, nullptr);
 }
 
 void PackageHelper::deleteRelationshipsAndTargets(Package& package, const Part& source, const std::u16string& type) {
     Part handle = source;
-    deleteWithTargets(package, handle, type);
+    deleteWithTargets(package, handle, type, &source.getName());
 }
 
 }  // namespace opc::model
