@@ -20,14 +20,17 @@ namespace flowbook {
 /// construction and close() pass through as opc::Exception; close(true) then drops what was done.
 class PXFLOWBOOK_EXPORT FlowbookFileWriter {
 public:
-    /// Opens a file of the machine's file system for update, or prepares a new one when there is none.
+    /// Opens a file of the machine's file system for update, or prepares a new one when there is none,
+    /// which is then made where its name points now, wherever the working directory is at close().
     /// @param contentTypeInfo  the content type and its friendly name that a new file's properties
     ///                         declare; two empty strings stand for "application/vnd.pellarion.tarmic.code"
     ///                         and "TARMIC Code". Not used for an existing file.
     /// @throws FlowbookFileReaderGenericException (the reader's class) when the file cannot be opened.
     FlowbookFileWriter(const std::u16string& fileName, std::pair<std::u16string, std::u16string> contentTypeInfo);
 
-    /// As above, with the name resolved in a storage system.
+    /// As above, with the name resolved in a storage system. A name in a storage of one's own should be an
+    /// address ("scheme://..."). That of an existing file which is not is first made canonical as a path
+    /// of the machine's file system, which fails where there is no such path, and may give another name.
     FlowbookFileWriter(const std::u16string& fileName, const foundation::storage::vfs::StorageSystemReference& storage,
                        std::pair<std::u16string, std::u16string> contentTypeInfo);
 
@@ -85,7 +88,8 @@ public:
     ///         durable.
     void close(bool revertChanges);
 
-    /// The name of the backup of the old file; empty while none was reported.
+    /// The name of the backup of the old file that a commit has reported. close() keeps no backup, so it
+    /// is always empty; it serves callers that ask it after every save.
     std::u16string getBackupFileName();
 
 private:

@@ -1,5 +1,6 @@
 #include "opc/FileSystemOps.hpp"
 
+#include "fl/i18n/Conversion.hpp"
 #include "opc/StorageErrors.hpp"
 #include "opc/model/PackageNotFound.hpp"
 
@@ -11,15 +12,33 @@ using foundation::storage::vfs::StorageError;
 using foundation::storage::vfs::StorageErrorKind;
 using foundation::storage::vfs::StorageSystemReference;
 
+namespace {
+
+/// A storage is given by the host, so what it hands out is looked at.
+template <class T>
+std::unique_ptr<T> required(std::unique_ptr<T> handedOut, const char* doing, const std::u16string& path) {
+    if (handedOut == nullptr) {
+        throw Exception(ErrorKind::InputOutput, std::string("cannot ") + doing + " \"" + fl::i18n::to_string(path) +
+                                                    "\": the storage has handed out nothing");
+    }
+    return handedOut;
+}
+
+}  // namespace
+
 FileSystemOps::FileSystemOps(StorageSystemReference storage) : storage_(std::move(storage)) {}
 
 bool FileSystemOps::exists(const std::u16string& path) const {
     return translatingStorageErrors("", [&] { return storage_->exists(path); });
 }
 
+std::u16string FileSystemOps::anchored(const std::u16string& path) const {
+    return translatingStorageErrors("", [&] { return storage_->anchored(path); });
+}
+
 std::unique_ptr<ReadableFile> FileSystemOps::openForReading(const std::u16string& path) const {
     try {
-        return storage_->openForReading(path);
+        return required(storage_->openForReading(path), "open", path);
     } catch (const StorageError& error) {
         if (error.kind() == StorageErrorKind::NotFound) {
             throw model::PackageNotFound(error.what());
@@ -30,7 +49,8 @@ std::unique_ptr<ReadableFile> FileSystemOps::openForReading(const std::u16string
 
 std::unique_ptr<Replacement> FileSystemOps::beginReplacement(const std::u16string& path,
                                                              const ReadableFile* replaced) const {
-    return translatingStorageErrors("", [&] { return storage_->beginReplacement(path, replaced); });
+    auto begun = translatingStorageErrors("", [&] { return storage_->beginReplacement(path, replaced); });
+    return required(std::move(begun), "write", path);
 }
 
 }  // namespace opc

@@ -59,7 +59,6 @@ struct FaultyReplacement : Replacement {
 struct FaultyStorage : StorageSystem {
     FaultyStorage(StorageSystemReference storage, Fault by) : real(std::move(storage)), fault(by) {}
 
-    StorageGuarantees guarantees() const noexcept override { return real->guarantees(); }
     bool exists(const std::u16string& name) const override {
         fault.step();
         return real->exists(name);

@@ -92,6 +92,44 @@ TEST(Writer, OpensAnyNameAndTellsItAsGiven) {
     EXPECT_PRED2(matches, cannotOpen, outcome([&] { return FlowbookFileWriter(plain, storage, {}), ""; }, plain));
 }
 
+TEST(Writer, RelativeNamesMeanWhatTheyMeantWhenItWasBuilt) {
+    const support::TempDir folder;
+    const std::filesystem::path before = std::filesystem::current_path();
+    for (const char* const name : {"caf\u00E9", "not UTF-8: \xE9\xFF"}) {
+        std::filesystem::create_directory(folder.path(name));
+        for (const std::u16string code : {u"new", u"updated"}) {
+            std::filesystem::current_path(folder.path(name));
+            FlowbookFileWriter writer(u"book.tqx", {});
+            std::filesystem::current_path(before);
+            writer.setTARMICCode(code);
+            writer.close(false);
+            std::filesystem::current_path(folder.path(name));
+            EXPECT_EQ(FlowbookFileReader(u"book.tqx").getTARMICCode(), code) << name;
+            std::filesystem::current_path(before);
+        }
+    }
+}
+
+struct EmptyHandedStorage : foundation::storage::vfs::MemoryStorage {
+    std::unique_ptr<foundation::storage::vfs::ReadableFile> openForReading(const std::u16string&) const override {
+        return nullptr;
+    }
+    std::unique_ptr<foundation::storage::vfs::Replacement>
+    beginReplacement(const std::u16string&, const foundation::storage::vfs::ReadableFile*) override {
+        return nullptr;
+    }
+};
+
+TEST(Writer, AStorageThatHandsOutNothingIsAnError) {
+    const auto storage = std::make_shared<EmptyHandedStorage>();
+    const StorageSystemReference reference(storage);
+    FlowbookFileWriter creating(Book::kName, reference, {});
+    EXPECT_PRED2(matches, "FlowbookFileWriterGenericException: *", outcome([&] { return creating.close(false), ""; }));
+    storage->put(Book::kName, {});
+    const auto update = [&] { return FlowbookFileWriter(Book::kName, reference, {}), ""; };
+    EXPECT_PRED2(matches, "FlowbookFileReaderGenericException: *", outcome(update));
+}
+
 TEST(Writer, CodeComesBackAsItWasWritten) {
     std::vector<std::pair<std::u16string, std::u16string>> cases = {
         {u"a\r\nb\rc", u"a\nb\nc"}, {std::u16string(u"a\0b\u0085\u200B", 5), u"a\uFFFDb\uFFFD\uFFFD"}};

@@ -87,7 +87,10 @@ TEST(Filesystem, Canonical) {
     EXPECT_EQ(canonical(base + u"/sub/./../f\u00E9.tqx", u""), file);
     EXPECT_EQ(canonical(u"sub/link", base), file);
     EXPECT_EQ(canonical(u".", u""), fs::current_path().u16string());
-    for (const std::u16string& bad : {base + u"/absent", base + u"/\xD800", base + std::u16string(1, u'\0'), {}}) {
+    folder.put("\xFF\xC3", "");
+    EXPECT_EQ(canonical(u"\xDCFF\xDCC3", base), fs::canonical(folder.path()).u16string() + u"/\xDCFF\xDCC3");
+    for (const std::u16string& bad :
+         {base + u"/absent", base + u"/\xDC41", base + u"/\xD800", base + std::u16string(1, u'\0'), {}}) {
         EXPECT_THROW(canonical(bad, u""), fl::filesystem::FsysExceptionBase) << to_string(bad);
     }
 }

@@ -11,8 +11,7 @@ namespace fl::filesystem {
 /// reason.
 class PXPLATFORM_EXPORT FsysExceptionBase : public std::runtime_error {
 public:
-    explicit FsysExceptionBase(const std::string& message);
-    ~FsysExceptionBase() override;
+    explicit FsysExceptionBase(const std::string& message) : std::runtime_error(message) {}
 };
 
 }  // namespace fl::filesystem

@@ -1,12 +1,11 @@
 #include "fl/filesystem/Canonical.hpp"
 
 #include "fl/filesystem/FsysExceptionBase.hpp"
+#include "fl/filesystem/NativePath.hpp"
 #include "fl/i18n/Conversion.hpp"
 #include "fl/i18n/ConversionError.hpp"
 
 #include <cerrno>
-#include <cstdlib>
-#include <memory>
 #include <new>
 #include <system_error>
 
@@ -18,11 +17,8 @@ namespace {
 }
 
 std::string toNative(const std::u16string& path) {
-    if (path.find(u'\0') != std::u16string::npos) {
-        fail(path, "the name contains a NUL character");
-    }
     try {
-        return i18n::ustring_to_utf8(path);
+        return toNativePath(path);
     } catch (const i18n::ConversionError& error) {
         fail(path, error.what());
     }
@@ -34,20 +30,15 @@ bool isRelative(const std::u16string& path) { return !path.empty() && path.front
 
 std::u16string canonical(const std::u16string& path, const std::u16string& base) {
     const std::u16string whole = isRelative(path) && !base.empty() ? base + u'/' + path : path;
-    const std::unique_ptr<char, decltype(&std::free)> resolved(::realpath(toNative(whole).c_str(), nullptr),
-                                                               &std::free);
-    if (resolved == nullptr) {
+    const auto resolved = realPath(toNative(whole));
+    if (!resolved) {
         const int reason = errno;
         if (reason == ENOMEM) {
             throw std::bad_alloc();
         }
         fail(whole, std::generic_category().message(reason));
     }
-    try {
-        return i18n::utf8_to_ustring(resolved.get());
-    } catch (const i18n::ConversionError& error) {
-        fail(whole, error.what());
-    }
+    return fromNativePath(*resolved);
 }
 
 }  // namespace fl::filesystem

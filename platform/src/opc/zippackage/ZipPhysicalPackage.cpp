@@ -95,6 +95,9 @@ void ZipPhysicalPackage::Impl::open(OpenMode mode) {
     if (mode_) {
         misused("Opening", "it is open already");
     }
+    if (mode != OpenMode::ReadOnly) {
+        fileName_ = ops_.anchored(fileName_);
+    }
     if (mode != OpenMode::Create) {
         auto opened = std::make_unique<const OpenContainer>(ops_.openForReading(fileName_), displayName_, limits_,
                                                             verifyContent_);

@@ -4,8 +4,9 @@
 
 namespace foundation::storage::vfs {
 
-/// The file system of the machine. Names are paths (UTF-16; relative ones start from the working
-/// directory) and must be well-formed.
+/// The file system of the machine. Names are paths; relative ones start from the working directory.
+/// They must be well-formed UTF-16, but that each unit of U+DC80 to U+DCFF standing alone is the byte
+/// 80 to FF of a path that is not UTF-8.
 ///
 /// A replacement is written to a temporary file beside its target, private to the user, and takes the
 /// target's place by rename(2) when it and its folder entry can be made durable: atomic, durable,
@@ -18,8 +19,9 @@ namespace foundation::storage::vfs {
 /// replacement in the same folder, an hour after their last change at the earliest.
 class PXPLATFORM_EXPORT LocalStorage : public StorageSystem {
 public:
-    StorageGuarantees guarantees() const noexcept override;
     bool exists(const std::u16string& name) const override;
+    /// Makes a relative path absolute.
+    std::u16string anchored(const std::u16string& name) const override;
     std::unique_ptr<ReadableFile> openForReading(const std::u16string& name) const override;
     std::unique_ptr<Replacement> beginReplacement(const std::u16string& name, const ReadableFile* replaced) override;
 };

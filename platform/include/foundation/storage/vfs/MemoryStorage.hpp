@@ -17,7 +17,6 @@ public:
     MemoryStorage();
     ~MemoryStorage() override;
 
-    StorageGuarantees guarantees() const noexcept override;
     bool exists(const std::u16string& name) const override;
     std::unique_ptr<ReadableFile> openForReading(const std::u16string& name) const override;
     std::unique_ptr<Replacement> beginReplacement(const std::u16string& name, const ReadableFile* replaced) override;

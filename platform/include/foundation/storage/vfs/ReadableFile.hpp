@@ -14,7 +14,7 @@ public:
     ReadableFile() = default;
     ReadableFile(const ReadableFile&) = delete;
     ReadableFile& operator=(const ReadableFile&) = delete;
-    virtual ~ReadableFile();
+    virtual ~ReadableFile() = default;
 
     /// In bytes, as it was when the file was opened.
     virtual std::uint64_t size() const = 0;

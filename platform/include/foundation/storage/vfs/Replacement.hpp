@@ -13,7 +13,7 @@ public:
     Replacement(const Replacement&) = delete;
     Replacement& operator=(const Replacement&) = delete;
     /// Discards what was not committed. Never throws.
-    virtual ~Replacement();
+    virtual ~Replacement() = default;
 
     /// Appends bytes. @throws StorageError; the replacement can then only be discarded.
     virtual void write(const void* from, std::size_t count) = 0;
@@ -22,7 +22,7 @@ public:
     /// through memory. @throws StorageError as write() and ReadableFile::read().
     virtual void append(const ReadableFile& source, std::uint64_t offset, std::uint64_t count);
 
-    /// Gives the file its new content: atomically, and as durably as the storage's guarantees say.
+    /// Gives the file its new content: atomically, and as durably as the storage can.
     /// At most once; nothing may be appended afterwards.
     /// @throws StorageError. Kind Conflict: the file is no longer the one that was to be replaced, or
     ///         a file has appeared where none was; it is left alone. Kind NotDurable: the file *is*

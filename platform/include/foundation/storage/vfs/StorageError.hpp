@@ -21,8 +21,7 @@ enum class StorageErrorKind {
 /// reason.
 class PXPLATFORM_EXPORT StorageError : public std::runtime_error {
 public:
-    StorageError(StorageErrorKind kind, const std::string& message);
-    ~StorageError() override;
+    StorageError(StorageErrorKind kind, const std::string& message) : std::runtime_error(message), kind_(kind) {}
 
     StorageErrorKind kind() const noexcept { return kind_; }
 

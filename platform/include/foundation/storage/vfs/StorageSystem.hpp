@@ -9,13 +9,6 @@
 
 namespace foundation::storage::vfs {
 
-/// What a storage promises of a committed replacement.
-struct StorageGuarantees {
-    bool atomicReplace;          ///< a reader sees the old or the new content, whole
-    bool durable;                ///< committed content survives power loss
-    bool detectsOutsideChanges;  ///< a commit over a file that others changed is a conflict
-};
-
 /// A place that holds files by name. Names are UTF-16; what they mean is the storage's business.
 /// Implementations are safe to use from several threads; the objects they hand out are not.
 class PXPLATFORM_EXPORT StorageSystem {
@@ -23,13 +16,15 @@ public:
     StorageSystem() = default;
     StorageSystem(const StorageSystem&) = delete;
     StorageSystem& operator=(const StorageSystem&) = delete;
-    virtual ~StorageSystem();
-
-    virtual StorageGuarantees guarantees() const noexcept = 0;
+    virtual ~StorageSystem() = default;
 
     /// Whether there is a file (or anything else) under that name.
     /// @throws StorageError when that cannot be found out.
     virtual bool exists(const std::u16string& name) const = 0;
+
+    /// A name that means at any time what `name` means now; the name itself, unless the storage's names
+    /// depend on something that changes.
+    virtual std::u16string anchored(const std::u16string& name) const { return name; }
 
     /// @throws StorageError, with kind NotFound when there is no such file.
     virtual std::unique_ptr<ReadableFile> openForReading(const std::u16string& name) const = 0;

@@ -1,5 +1,6 @@
 #include "foundation/storage/vfs/LocalReplacement.hpp"
 
+#include "fl/filesystem/NativePath.hpp"
 #include "foundation/storage/vfs/FileAttributes.hpp"
 #include "foundation/storage/vfs/StorageError.hpp"
 #include "foundation/storage/vfs/SystemCall.hpp"
@@ -7,9 +8,7 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <fcntl.h>
-#include <memory>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -33,14 +32,14 @@ constexpr mode_t kNewFileMode = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH 
 
 /// @param path  of what was there when it was opened.
 std::string withoutLinks(const std::string& path) {
-    const std::unique_ptr<char, decltype(&std::free)> resolved(::realpath(path.c_str(), nullptr), &std::free);
-    if (resolved == nullptr && errno == ENOENT) {
+    auto resolved = fl::filesystem::realPath(path);
+    if (!resolved && errno == ENOENT) {
         throwRemoved(path);
     }
-    if (resolved == nullptr) {
+    if (!resolved) {
         throwErrno("resolve", path);
     }
-    return resolved.get();
+    return *std::move(resolved);
 }
 
 }  // namespace

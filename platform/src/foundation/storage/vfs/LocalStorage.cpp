@@ -1,14 +1,26 @@
 #include "foundation/storage/vfs/LocalStorage.hpp"
 
+#include "fl/filesystem/NativePath.hpp"
+#include "fl/i18n/Conversion.hpp"
+#include "fl/i18n/ConversionError.hpp"
 #include "foundation/storage/vfs/LocalFile.hpp"
 #include "foundation/storage/vfs/LocalReplacement.hpp"
-#include "foundation/storage/vfs/NativePath.hpp"
 #include "foundation/storage/vfs/SystemCall.hpp"
 
 #include <sys/stat.h>
 
 namespace foundation::storage::vfs {
 namespace {
+
+/// @throws StorageError for what no path can be.
+std::string toNativePath(const std::u16string& name) {
+    try {
+        return fl::filesystem::toNativePath(name);
+    } catch (const fl::i18n::ConversionError& error) {
+        throw StorageError(StorageErrorKind::Other,
+                           "cannot use \"" + fl::i18n::to_string(name) + "\" as a path: " + error.what());
+    }
+}
 
 /// @throws StorageError for a file of another storage.
 const LocalFile* asLocal(const ReadableFile* file, const std::string& path) {
@@ -22,8 +34,6 @@ const LocalFile* asLocal(const ReadableFile* file, const std::string& path) {
 
 }  // namespace
 
-StorageGuarantees LocalStorage::guarantees() const noexcept { return {true, true, true}; }
-
 bool LocalStorage::exists(const std::u16string& name) const {
     const std::string path = toNativePath(name);
     struct stat status {};
@@ -34,6 +44,14 @@ bool LocalStorage::exists(const std::u16string& name) const {
         throwErrno("look at", path);
     }
     return false;
+}
+
+std::u16string LocalStorage::anchored(const std::u16string& name) const {
+    if (name.empty() || name.front() == u'/') {
+        return name;
+    }
+    const auto workingDirectory = fl::filesystem::realPath(".");
+    return workingDirectory ? fl::filesystem::fromNativePath(*workingDirectory) + u'/' + name : name;
 }
 
 std::unique_ptr<ReadableFile> LocalStorage::openForReading(const std::u16string& name) const {

@@ -19,8 +19,6 @@ namespace {
 MemoryStorage::MemoryStorage() = default;
 MemoryStorage::~MemoryStorage() = default;
 
-StorageGuarantees MemoryStorage::guarantees() const noexcept { return {true, false, true}; }
-
 MemoryStorage::Content MemoryStorage::find(const std::u16string& name) const {
     const std::lock_guard<std::mutex> lock(mutex_);
     const auto found = files_.find(name);

@@ -5,8 +5,6 @@
 
 namespace foundation::storage::vfs {
 
-Replacement::~Replacement() = default;
-
 void Replacement::append(const ReadableFile& source, std::uint64_t offset, std::uint64_t count) {
     constexpr std::uint64_t kAtOnce = std::uint64_t{64} << 10;
     std::vector<unsigned char> bytes(static_cast<std::size_t>(std::min(count, kAtOnce)));

@@ -1,0 +1,57 @@
+#include "fl/filesystem/NativePath.hpp"
+
+#include "fl/i18n/Conversion.hpp"
+#include "fl/i18n/ConversionError.hpp"
+
+#include <cstdlib>
+#include <memory>
+
+namespace fl::filesystem {
+namespace {
+
+constexpr char16_t kByteZero = 0xDC00;  // only what is no ASCII is ever added to it
+
+bool isByteAt(std::u16string_view path, std::size_t at) {
+    const bool endsPair = at != 0 && path[at - 1] >= 0xD800 && path[at - 1] <= 0xDBFF;
+    return !endsPair && path[at] >= kByteZero + 0x80 && path[at] <= kByteZero + 0xFF;
+}
+
+}  // namespace
+
+std::string toNativePath(std::u16string_view path) {
+    const std::size_t nul = path.find(u'\0');
+    if (nul != std::u16string_view::npos) {
+        throw i18n::ConversionError("it contains a NUL character", nul);
+    }
+    std::string native;
+    std::size_t done = 0;
+    for (std::size_t at = 0; at != path.size(); ++at) {
+        if (isByteAt(path, at)) {
+            native += i18n::ustring_to_utf8(path.substr(done, at - done));
+            native += static_cast<char>(path[at] - kByteZero);
+            done = at + 1;
+        }
+    }
+    return native + i18n::ustring_to_utf8(path.substr(done));
+}
+
+std::u16string fromNativePath(std::string_view path) {
+    std::u16string converted;
+    for (;;) {
+        try {
+            return converted + i18n::utf8_to_ustring(path);
+        } catch (const i18n::ConversionError& error) {
+            const std::size_t at = error.offset();
+            converted += i18n::utf8_to_ustring(path.substr(0, at));
+            converted += static_cast<char16_t>(kByteZero + static_cast<unsigned char>(path[at]));
+            path.remove_prefix(at + 1);
+        }
+    }
+}
+
+std::optional<std::string> realPath(const std::string& path) {
+    const std::unique_ptr<char, decltype(&std::free)> resolved(::realpath(path.c_str(), nullptr), &std::free);
+    return resolved == nullptr ? std::nullopt : std::optional<std::string>(resolved.get());
+}
+
+}  // namespace fl::filesystem
