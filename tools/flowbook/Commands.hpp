@@ -1,19 +1,17 @@
 #pragma once
 
-#include "terminal/Console.hpp"
-
-#include <CLI/CLI.hpp>
+#include "terminal/CommandLine.hpp"
 
 namespace flowbook::tool {
 
-// Each adds one subcommand, which does its work when `app` parses its arguments.
+// Each adds one subcommand, which does its work when `line` is parsed.
 
-void addCatCommand(CLI::App& app, Console& console);
-void addInfoCommand(CLI::App& app, Console& console);
-void addNewCommand(CLI::App& app, Console& console);
-void addSetCommand(CLI::App& app, Console& console);
-void addPartsCommand(CLI::App& app, Console& console);
-void addExtractCommand(CLI::App& app, Console& console);
-void addCopyCommand(CLI::App& app, Console& console);
+void addCatCommand(CommandLine& line, Console& console);
+void addInfoCommand(CommandLine& line, Console& console);
+void addNewCommand(CommandLine& line, Console& console);
+void addSetCommand(CommandLine& line, Console& console);
+void addPartsCommand(CommandLine& line, Console& console);
+void addExtractCommand(CommandLine& line, Console& console);
+void addCopyCommand(CommandLine& line, Console& console);
 
 }  // namespace flowbook::tool

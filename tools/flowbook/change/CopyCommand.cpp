@@ -53,19 +53,18 @@ void copyInto(FlowbookFileWriter& writer, const FlowbookFileReader& reader) {
 
 }  // namespace
 
-void addCopyCommand(CLI::App& app, Console& console) {
+void addCopyCommand(CommandLine& line, Console& console) {
     struct Options {
         std::string source;
         std::string target;
         bool force = false;
     };
-    CLI::App* command = app.add_subcommand("copy", "Write what the flowbook consists of into a new file");
+    Arguments command = line.add("copy", "Write what the flowbook consists of into a new file", kFooter);
     const auto options = std::make_shared<Options>();
-    command->add_option("SOURCE", options->source, "Flowbook to copy")->required();
-    command->add_option("TARGET", options->target, "Flowbook to create")->required();
-    command->add_flag("--force", options->force, "Replace a file that is there");
-    command->footer(kFooter);
-    command->callback([options, &console] {
+    command.require("SOURCE", options->source, "Flowbook to copy");
+    command.require("TARGET", options->target, "Flowbook to create");
+    command.flag("--force", options->force, "Replace a file that is there");
+    command.run([options, &console] {
         attemptFile(console, options->source, [&](const Input& input) {
             const FlowbookFileReader reader = input.openReader();
             createFlowbook(console.out(), options->target, options->force,

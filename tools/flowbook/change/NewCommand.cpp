@@ -91,18 +91,17 @@ void create(Console& console, const NewOptions& options) {
 
 }  // namespace
 
-void addNewCommand(CLI::App& app, Console& console) {
-    CLI::App* command = app.add_subcommand("new", "Create a flowbook");
+void addNewCommand(CommandLine& line, Console& console) {
+    Arguments command = line.add("new", "Create a flowbook", kFooter);
     const auto options = std::make_shared<NewOptions>();
-    command->add_option("FILE", options->file, "Flowbook to create")->required();
-    CLI::Option* code = addOptionalText(*command, "--code", options->code, "File with plain code");
-    addOptionalText(*command, "--rich", options->rich, "File with a rich code document")->excludes(code);
-    command->add_option("--image", options->images, "File with a picture; may be repeated")->allow_extra_args(false);
-    options->properties.addTo(*command);
-    command->add_flag("--force", options->force, "Replace a file that is there");
-    command->footer(kFooter);
-    command->callback(
-        [options, &console] { attempt(console, options->file, nullptr, [&] { create(console, *options); }); });
+    command.require("FILE", options->file, "Flowbook to create");
+    command.allow("--code", options->code, "File with plain code");
+    command.allow("--rich", options->rich, "File with a rich code document");
+    command.exclude("--rich", "--code");
+    command.allow("--image", options->images, "File with a picture; may be repeated");
+    options->properties.addTo(command);
+    command.flag("--force", options->force, "Replace a file that is there");
+    command.run([options, &console] { attempt(console, options->file, nullptr, [&] { create(console, *options); }); });
 }
 
 }  // namespace flowbook::tool

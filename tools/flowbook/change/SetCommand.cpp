@@ -36,14 +36,13 @@ void update(const Input& input, const SetOptions& options) {
 
 }  // namespace
 
-void addSetCommand(CLI::App& app, Console& console) {
-    CLI::App* command = app.add_subcommand("set", "Change the code or properties of a flowbook");
+void addSetCommand(CommandLine& line, Console& console) {
+    Arguments command = line.add("set", "Change the code or properties of a flowbook", kFooter);
     const auto options = std::make_shared<SetOptions>();
-    command->add_option("FILE", options->file, "Flowbook to update")->required();
-    addOptionalText(*command, "--code", options->code, "File with plain code");
-    options->properties.addTo(*command);
-    command->footer(kFooter);
-    command->callback([options, &console] {
+    command.require("FILE", options->file, "Flowbook to update");
+    command.allow("--code", options->code, "File with plain code");
+    options->properties.addTo(command);
+    command.run([options, &console] {
         attemptFile(console, options->file, [&](const Input& input) { update(input, *options); });
     });
 }

@@ -32,14 +32,12 @@ void cat(Output& out, const Input& input, const std::string& format) {
 
 }  // namespace
 
-void addCatCommand(CLI::App& app, Console& console) {
-    CLI::App* command = app.add_subcommand("cat", "Print the code of flowbooks");
+void addCatCommand(CommandLine& line, Console& console) {
+    Arguments command = line.add("cat", "Print the code of flowbooks", kFooter);
     const auto options = std::make_shared<CatOptions>();
-    command->add_option("FILE", options->files, "Flowbooks")->required();
-    command->add_option("--format", options->format, "What to print (text)")
-        ->check(CLI::IsMember({"text", "xml", "raw"}));
-    command->footer(kFooter);
-    command->callback([options, &console] {
+    command.require("FILE", options->files, "Flowbooks");
+    command.allow("--format", options->format, {"text", "xml", "raw"}, "What to print (text)");
+    command.run([options, &console] {
         attemptFiles(console, options->files, [&](const Input& input) { cat(console.out(), input, options->format); });
     });
 }

@@ -81,18 +81,16 @@ void extract(Console& console, const Input& input, const ExtractOptions& options
 
 }  // namespace
 
-void addExtractCommand(CLI::App& app, Console& console) {
-    CLI::App* command = app.add_subcommand("extract", "Unpack code, pictures and parts of a flowbook");
+void addExtractCommand(CommandLine& line, Console& console) {
+    Arguments command = line.add("extract", "Unpack code, pictures and parts of a flowbook", kFooter);
     const auto options = std::make_shared<ExtractOptions>();
-    command->add_option("FILE", options->file, "Flowbook")->required();
-    command->add_option("-d,--directory", options->folder, "Folder to unpack into; made if there is none")->required();
-    command->add_flag("--code", options->code, "The plain code");
-    command->add_flag("--images", options->images, "The pictures");
-    command->add_option("--part", options->parts, "The part of this name, as it is stored; may be repeated")
-        ->allow_extra_args(false);
-    command->add_flag("--force", options->force, "Replace files that are there");
-    command->footer(kFooter);
-    command->callback([options, &console] {
+    command.require("FILE", options->file, "Flowbook");
+    command.require("-d,--directory", options->folder, "Folder to unpack into; made if there is none");
+    command.flag("--code", options->code, "The plain code");
+    command.flag("--images", options->images, "The pictures");
+    command.allow("--part", options->parts, "The part of this name, as it is stored; may be repeated");
+    command.flag("--force", options->force, "Replace files that are there");
+    command.run([options, &console] {
         attemptFile(console, options->file, [&](const Input& input) { extract(console, input, *options); });
     });
 }

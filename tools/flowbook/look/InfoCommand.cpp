@@ -138,17 +138,16 @@ void printJson(Output& out, const std::string& file, const FileInfo& info) {
 
 }  // namespace
 
-void addInfoCommand(CLI::App& app, Console& console) {
+void addInfoCommand(CommandLine& line, Console& console) {
     struct Options {
         std::vector<std::string> files;
         bool json = false;
     };
-    CLI::App* command = app.add_subcommand("info", "Tell the form of the code, the properties and the parts");
+    Arguments command = line.add("info", "Tell the form of the code, the properties and the parts", kFooter);
     const auto options = std::make_shared<Options>();
-    command->add_option("FILE", options->files, "Flowbooks")->required();
-    command->add_flag("--json", options->json, "One JSON object a line; what is absent is null");
-    command->footer(kFooter);
-    command->callback([options, &console] {
+    command.require("FILE", options->files, "Flowbooks");
+    command.flag("--json", options->json, "One JSON object a line; what is absent is null");
+    command.run([options, &console] {
         attemptFiles(console, options->files, [&](const Input& input) {
             const FlowbookFileReader reader = input.openReader();
             const FileInfo info{formOf(reader), propertiesOf(reader), partsOf(input)};

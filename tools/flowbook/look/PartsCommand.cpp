@@ -100,17 +100,16 @@ bool isDangling(const Row& row) { return row.kind == Target::Dangling; }
 
 }  // namespace
 
-void addPartsCommand(CLI::App& app, Console& console) {
+void addPartsCommand(CommandLine& line, Console& console) {
     struct Options {
         std::vector<std::string> files;
         bool json = false;
     };
-    CLI::App* command = app.add_subcommand("parts", "Show how the parts of flowbooks refer to each other");
+    Arguments command = line.add("parts", "Show how the parts of flowbooks refer to each other", kFooter);
     const auto options = std::make_shared<Options>();
-    command->add_option("FILE", options->files, "Flowbooks")->required();
-    command->add_flag("--json", options->json, "One JSON object a line");
-    command->footer(kFooter);
-    command->callback([options, &console] {
+    command.require("FILE", options->files, "Flowbooks");
+    command.flag("--json", options->json, "One JSON object a line");
+    command.run([options, &console] {
         attemptFiles(console, options->files, [&](const Input& input) {
             PackageView view(input);
             const PackageTree tree(view.package());
