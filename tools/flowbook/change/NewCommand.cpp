@@ -1,10 +1,10 @@
 #include "Commands.hpp"
 #include "change/PropertyOptions.hpp"
 #include "files/NewFile.hpp"
-#include "files/Pictures.hpp"
 #include "flowbook/FlowbookFileUtils.hpp"
 #include "foundation/storage/vfs/MemoryStorage.hpp"
 #include "inputs/Attempt.hpp"
+#include "kit/document/Pictures.hpp"
 #include "opc/ByteArrayInAdaptor.hpp"
 #include "opc/Exception.hpp"
 #include "opc/Limits.hpp"
@@ -74,10 +74,19 @@ FlowbookFilePackage withImages(SnapshotPart document, std::vector<std::string> i
     return {parts, relationships};
 }
 
+std::string pictureFrom(const std::string& file) {
+    const Bytes picture = readSource(file);
+    try {
+        return kit::toDataUri(picture, file);
+    } catch (const opc::Exception& failure) {
+        throw Failure(ExitCode::Damaged, file, failure.what());
+    }
+}
+
 FlowbookFilePackage packageOf(const NewOptions& options) {
     std::vector<std::string> images;
     for (const std::string& file : options.images) {
-        images.push_back(toDataUri(readSource(file), file));
+        images.push_back(pictureFrom(file));
     }
     return withImages(documentOf(options), std::move(images));
 }

@@ -1,8 +1,8 @@
 #include "Commands.hpp"
-#include "files/Pictures.hpp"
 #include "files/SafeFolder.hpp"
 #include "inputs/Attempt.hpp"
 #include "inputs/PackageView.hpp"
+#include "kit/document/Pictures.hpp"
 #include "terminal/Failure.hpp"
 #include "terminal/Text.hpp"
 
@@ -44,7 +44,7 @@ std::string fileNameOf(const Part& part) {
 void extractPart(SafeFolder& folder, const Part& part) {
     Bytes content = contentOf(part);
     if (isImage(part)) {
-        content = pictureOf(std::move(content), part.getName().ascii());
+        content = kit::pictureOf(std::move(content), part.getName().ascii());
     }
     folder.write(fileNameOf(part), content);
 }

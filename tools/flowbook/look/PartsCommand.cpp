@@ -2,7 +2,7 @@
 #include "fl/i18n/Conversion.hpp"
 #include "inputs/Attempt.hpp"
 #include "inputs/PackageView.hpp"
-#include "look/PackageTree.hpp"
+#include "kit/document/PackageTree.hpp"
 #include "terminal/Text.hpp"
 
 #include <algorithm>
@@ -10,6 +10,7 @@
 
 namespace flowbook::tool {
 
+using kit::PackageTree;
 using Row = PackageTree::Row;
 using Target = PackageTree::Target;
 

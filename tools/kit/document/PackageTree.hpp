@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace flowbook::tool {
+namespace flowbook::kit {
 
 /// The relationships of a package in the order of a walk from the root, depth first, each part entered once.
 class PackageTree {
@@ -52,4 +52,4 @@ private:
     std::set<std::string> seen_;  ///< folded part names
 };
 
-}  // namespace flowbook::tool
+}  // namespace flowbook::kit

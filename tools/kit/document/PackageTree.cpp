@@ -1,8 +1,8 @@
-#include "look/PackageTree.hpp"
+#include "kit/document/PackageTree.hpp"
 
 #include "opc/Exception.hpp"
 
-namespace flowbook::tool {
+namespace flowbook::kit {
 
 using opc::model::Part;
 using opc::model::PartName;
@@ -64,4 +64,4 @@ std::vector<Part> PackageTree::unreached() const {
     return parts;
 }
 
-}  // namespace flowbook::tool
+}  // namespace flowbook::kit

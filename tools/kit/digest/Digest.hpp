@@ -1,0 +1,29 @@
+#pragma once
+
+#include "kit/document/Document.hpp"
+
+#include <string>
+
+namespace flowbook::kit {
+
+/// SHA-256 over what a flowbook holds, in lower-case hexadecimal digits: for each part, in the order of their folded
+/// names, the name, the content type, the bytes, and its relationships (id, type, mode, target), sorted; then the
+/// relationships of the package likewise, but without their ids, which every save may change. Of the core properties
+/// it takes the elements, sorted, rather than the bytes, and not the time of the last modification. So neither the
+/// container (order, times, compression, comments, entries that are no parts) nor a save without a change counts.
+/// @throws opc::Exception when anything of that cannot be read.
+std::string contentDigest(const Document& document);
+
+/// SHA-256 over the code alone: as the command prints it (UTF-8, a line feed at its end unless it is empty), or over
+/// the stored bytes where it is encrypted. @throws opc::Exception when it cannot be read.
+std::string codeDigest(const Document& document);
+
+/// SHA-256 over one part's bytes; of core properties, as contentDigest() takes them. @throws opc::Exception.
+std::string partDigest(const opc::model::Part& part);
+
+bool isCoreProperties(const opc::model::Part& part);
+
+/// The code as UTF-8, a lone surrogate as U+FFFD, with a line feed at its end unless it is empty.
+std::string codeAsLines(const std::u16string& code);
+
+}  // namespace flowbook::kit

@@ -1,0 +1,174 @@
+#include "kit/document/Document.hpp"
+
+#include "fl/i18n/Conversion.hpp"
+#include "fl/i18n/ConversionError.hpp"
+#include "flowbook/FlowbookFilePackage.hpp"
+#include "flowbook/FlowbookFileUtils.hpp"
+#include "foundation/storage/vfs/MemoryStorage.hpp"
+#include "opc/ByteArrayOutAdaptor.hpp"
+#include "opc/Exception.hpp"
+#include "opc/StreamHelper.hpp"
+#include "opc/pxservices/CorePropertiesManager.hpp"
+#include "opc/zippackage/ZipPhysicalPackage.hpp"
+
+#include <boost/date_time/posix_time/time_formatters.hpp>
+
+namespace flowbook::kit {
+
+using foundation::storage::vfs::MemoryStorage;
+using foundation::storage::vfs::StorageSystemReference;
+using opc::model::Part;
+using opc::pxservices::CoreProperties;
+
+namespace {
+
+std::optional<std::string> toText(const CoreProperties::Text& text) {
+    return text ? std::make_optional(fl::i18n::to_string(*text)) : std::nullopt;
+}
+
+std::optional<std::string> toText(const CoreProperties::Time& time) {
+    return time ? std::make_optional(boost::posix_time::to_iso_extended_string(*time) + "Z") : std::nullopt;
+}
+
+/// The release alone does not tell absent and empty apart.
+std::optional<std::string> toText(const std::u16string& release) {
+    return release.empty() ? std::nullopt : std::make_optional(fl::i18n::to_string(release));
+}
+
+struct Question {
+    const char* label;
+    std::optional<std::string> (*ask)(const CoreProperties&);
+    bool isTime = false;
+};
+
+constexpr Question kQuestions[] = {
+    {"title", [](const CoreProperties& all) { return toText(all.getTitle()); }},
+    {"description", [](const CoreProperties& all) { return toText(all.getDescription()); }},
+    {"version", [](const CoreProperties& all) { return toText(all.getVersion()); }},
+    {"release", [](const CoreProperties& all) { return toText(all.getTARMICRelease()); }},
+    {"created", [](const CoreProperties& all) { return toText(all.getCreatedTime()); }, true},
+    {"modified", [](const CoreProperties& all) { return toText(all.getLastModifiedTime()); }, true}};
+
+StorageSystemReference holding(const std::u16string& name, fl::Bytes bytes) {
+    const auto memory = std::make_shared<MemoryStorage>();
+    memory->put(name, std::move(bytes));
+    return StorageSystemReference(memory);
+}
+
+}  // namespace
+
+class Document::State {
+public:
+    State(const std::u16string& name, const StorageSystemReference& storage)
+        : container_(name, opc::FileSystemOpsSelector(storage), true), package_(container_) {
+        package_.open(opc::interfaces::OpenMode::ReadOnly);
+    }
+
+    /// The properties share the package's caches, but ask it for nothing that a read-only package refuses.
+    opc::model::Package& package() { return package_; }
+    std::string where(const Part& part) const { return container_.displayName() + ": part " + part.getName().ascii(); }
+
+private:
+    opc::zippackage::ZipPhysicalPackage container_;
+    opc::model::Package package_;
+};
+
+const char* nameOf(CodeForm form) {
+    constexpr const char* kNames[] = {"plain", "rich", "encrypted", "none"};
+    return kNames[static_cast<std::size_t>(form)];
+}
+
+Document::Document(const std::u16string& name, const StorageSystemReference& storage)
+    : state_(std::make_unique<State>(name, storage)) {}
+
+Document::Document(fl::Bytes bytes, const std::u16string& name) : Document(name, holding(name, std::move(bytes))) {}
+
+Document::Document(Document&&) noexcept = default;
+Document& Document::operator=(Document&&) noexcept = default;
+Document::~Document() = default;
+
+const opc::model::Package& Document::package() const { return state_->package(); }
+
+std::vector<Property> Document::properties() const {
+    using opc::pxservices::CorePropertiesManager;
+    const CorePropertiesManager manager(state_->package(), CorePropertiesManager::DeterministicMode::Off);
+    std::optional<CoreProperties> all;
+    std::vector<Property> properties;
+    for (const Question& question : kQuestions) {
+        Property property{question.label, std::nullopt, "", question.isTime};
+        try {
+            all = all ? std::move(all) : manager.getCoreProperties();
+            property.value = question.ask(*all);
+        } catch (const opc::Exception& failure) {
+            property.fault = failure.what();
+        }
+        properties.push_back(std::move(property));
+    }
+    return properties;
+}
+
+std::optional<Part> Document::codePart() const {
+    const auto relationships = package().getRelationshipsByType(documentRelationshipType());
+    if (relationships.empty()) {
+        return std::nullopt;
+    }
+    return package().getPart(opc::model::PartName(relationships.front().getTargetURI()));
+}
+
+CodeForm Document::form() const {
+    const std::optional<Part> part = codePart();
+    return part ? formOf(*part) : CodeForm::None;
+}
+
+fl::Bytes Document::storedCode() const {
+    const std::optional<Part> part = codePart();
+    return part ? contentOf(*part) : fl::Bytes();
+}
+
+std::u16string Document::code() const {
+    const std::optional<Part> part = codePart();
+    if (!part) {
+        return {};
+    }
+    if (formOf(*part) == CodeForm::Encrypted) {
+        throw opc::Exception(opc::ErrorKind::Misuse, state_->where(*part) + ": the code is encrypted");
+    }
+    const fl::Bytes stored = contentOf(*part);
+    try {
+        return FlowbookFileUtils::getTARMICCodeFromRichTARMICCode(
+            fl::i18n::utf8_to_ustring({reinterpret_cast<const char*>(stored.data()), stored.size()}));
+    } catch (const fl::i18n::ConversionError& failure) {
+        throw opc::Exception(opc::ErrorKind::Damaged, state_->where(*part) + ": " + failure.what());
+    }
+}
+
+RichText Document::richText() const {
+    const std::optional<Part> part = codePart();
+    const bool isReadable = part && formOf(*part) != CodeForm::Encrypted;
+    return isReadable ? readRichText(contentOf(*part), state_->where(*part)) : RichText();
+}
+
+CodeForm formOf(const Part& codePart) {
+    const opc::model::ContentType type = codePart.getContentType();
+    if (type.hasParameter(u"encryption")) {
+        return CodeForm::Encrypted;
+    }
+    const bool isPlain = type.hasParameter(u"plaincode") && type.getParameterValue(u"plaincode") == u"true";
+    return isPlain ? CodeForm::Plain : CodeForm::Rich;
+}
+
+fl::Bytes contentOf(const Part& part) {
+    fl::Bytes bytes;
+    opc::ByteArrayOutAdaptor out(bytes);
+    opc::StreamHelper::copyStreamToStream(*part.getInputStream(), out);
+    return bytes;
+}
+
+bool isPicture(const Part& part) { return part.getContentType().getMediaType().rfind(u"image/", 0) == 0; }
+
+const std::u16string& documentRelationshipType() {
+    static const std::u16string type = FlowbookFilePackage::getPackageRelationshipTypes().front();
+    return type;
+}
+
+}  // namespace flowbook::kit

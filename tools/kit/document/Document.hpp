@@ -1,0 +1,85 @@
+#pragma once
+
+#include "fl/Bytes.hpp"
+#include "foundation/storage/vfs/StorageSystemReference.hpp"
+#include "kit/document/RichText.hpp"
+#include "opc/model/Package.hpp"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace flowbook::kit {
+
+enum class CodeForm { Plain, Rich, Encrypted, None };
+
+/// "plain", "rich", "encrypted" or "none".
+const char* nameOf(CodeForm form);
+
+/// A property of a flowbook: its value, or neither value nor fault when it is absent.
+struct Property {
+    std::string label;                 ///< "title", "description", "version", "release", "created" or "modified"
+    std::optional<std::string> value;  ///< UTF-8; times as ISO 8601 in UTC
+    std::string fault;                 ///< why it cannot be read
+    bool isTime = false;
+};
+
+/// A flowbook opened for looking. Any name will do: what the file holds decides whether it is one. What is damaged
+/// fails the question about it and no other. Used by one thread at a time.
+class Document {
+public:
+    /// @throws opc::Exception when there is no such file, or it is no package.
+    Document(const std::u16string& name, const foundation::storage::vfs::StorageSystemReference& storage);
+
+    /// A flowbook that is in memory.
+    /// @param name  for messages.
+    explicit Document(fl::Bytes bytes, const std::u16string& name = u"flowbook");
+
+    Document(const Document&) = delete;
+    Document& operator=(const Document&) = delete;
+    Document(Document&&) noexcept;
+    Document& operator=(Document&&) noexcept;
+    ~Document();
+
+    const opc::model::Package& package() const;
+
+    /// All properties, in the order of Property::label. Throws std::bad_alloc only.
+    std::vector<Property> properties() const;
+
+    /// The part that holds the code: the target of the first document relationship; none when there is no such
+    /// relationship. @throws opc::Exception when it leads to no part.
+    std::optional<opc::model::Part> codePart() const;
+
+    /// @throws opc::Exception as codePart().
+    CodeForm form() const;
+
+    /// The code, or the encrypted code, as it is stored; nothing when there is none.
+    /// @throws opc::Exception when it is damaged.
+    fl::Bytes storedCode() const;
+
+    /// The plain code, as FlowbookFileReader::getTARMICCode() tells it; empty when there is none.
+    /// @throws opc::Exception when it is damaged; kind Misuse when it is encrypted.
+    std::u16string code() const;
+
+    /// Prose and code; nothing when there is no code or it is encrypted. @throws opc::Exception as storedCode().
+    RichText richText() const;
+
+private:
+    class State;
+    std::unique_ptr<State> state_;
+};
+
+/// The form that the content type of a part which holds code tells.
+CodeForm formOf(const opc::model::Part& codePart);
+
+/// @throws opc::Exception.
+fl::Bytes contentOf(const opc::model::Part& part);
+
+/// Whether the media type of a part is one of images.
+bool isPicture(const opc::model::Part& part);
+
+/// The relationship type that leads from a package to its code.
+const std::u16string& documentRelationshipType();
+
+}  // namespace flowbook::kit
