@@ -1,11 +1,7 @@
-// Rich code, as bytes and as text, gives plain code or is said to be no XML document. Bytes go through the DOM and text
-// mostly does not, so one checks the other.
-#include "Fuzzing.hpp"
-#include "fl/i18n/Conversion.hpp"
-#include "fl/i18n/ConversionError.hpp"
+// Rich code, as bytes and as text, gives plain code or is said to be no XML document, and what is found without the DOM
+// is what the DOM has.
+#include "RichCodeCheck.hpp"
 #include "flowbook/FlowbookFileUtils.hpp"
-#include "opc/ByteArrayInAdaptor.hpp"
-#include "opc/model/InvalidXMLDocument.hpp"
 
 using flowbook::FlowbookFileUtils;
 using fuzzing::require;
@@ -44,6 +40,7 @@ void checkBytes(const std::vector<unsigned char>& bytes) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     checkBytes({data, data + size});
+    fuzzing::checkScan({reinterpret_cast<const char*>(data), size});
     const std::u16string text = fuzzing::units(data, size);
     checkEncoding(text);
     succeeds<InvalidXMLDocument>([&] { FlowbookFileUtils::getTARMICCodeFromRichTARMICCode(text); });

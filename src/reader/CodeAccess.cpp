@@ -9,6 +9,8 @@
 #include "opc/model/InvalidXMLDocument.hpp"
 #include "reader/FlowbookFileReaderImpl.hpp"
 #include "reader/ReaderFailure.hpp"
+#include "utils/CodeDom.hpp"
+#include "utils/CodeScan.hpp"
 
 namespace flowbook {
 
@@ -18,10 +20,17 @@ namespace {
 
 bool isEncrypted(const Part& part) { return part.getContentType().hasParameter(format::kEncryptionParameter); }
 
-void copyContent(const Part& part, std::vector<unsigned char>& bytes) {
-    opc::ByteArrayOutAdaptor out(bytes);
-    opc::StreamHelper::copyStreamToStream(*part.getInputStream(), out);
-}
+class StringOutAdaptor : public opc::OutputStream {
+public:
+    explicit StringOutAdaptor(std::string& bytes) : bytes_(bytes) {}
+
+    void write(const void* from, std::size_t count) override { bytes_.append(static_cast<const char*>(from), count); }
+
+private:
+    std::string& bytes_;
+};
+
+std::u16string toUstring(const std::string& utf8) { return fl::i18n::codecvt_string_to_ustring("UTF-8")(utf8); }
 
 }  // namespace
 
@@ -52,16 +61,22 @@ bool FlowbookFileReader::FlowbookFileReaderImpl::isPlainCode() const {
            type.getParameterValue(format::kPlainCodeParameter) == format::kPlainCodeValue;
 }
 
+/// The bytes of the rich code in clear.
+std::string FlowbookFileReader::FlowbookFileReaderImpl::readRichCode() const {
+    const Part part = getTARMICCodePart();
+    if (isEncrypted(part)) {
+        detail::throwInternal(FlowbookEncrypted(fileName_));
+    }
+    std::string bytes;
+    StringOutAdaptor out(bytes);
+    opc::StreamHelper::copyStreamToStream(*part.getInputStream(), out);
+    return bytes;
+}
+
 std::u16string FlowbookFileReader::FlowbookFileReaderImpl::getRichTARMICCode() const {
     if (!richCode_) {
-        const Part part = getTARMICCodePart();
-        if (isEncrypted(part)) {
-            detail::throwInternal(FlowbookEncrypted(fileName_));
-        }
-        Bytes bytes;
-        copyContent(part, bytes);
-        const fl::i18n::codecvt_string_to_ustring toUstring("UTF-8");
-        richCode_ = toUstring(std::string(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
+        richCode_ = richBytes_ ? toUstring(*richBytes_) : toUstring(readRichCode());
+        richBytes_ = boost::none;
     }
     return *richCode_;
 }
@@ -69,12 +84,25 @@ std::u16string FlowbookFileReader::FlowbookFileReaderImpl::getRichTARMICCode() c
 std::u16string FlowbookFileReader::FlowbookFileReaderImpl::getTARMICCode() const {
     if (!code_) {
         try {
-            code_ = FlowbookFileUtils::getTARMICCodeFromRichTARMICCode(getRichTARMICCode());
+            code_ = richCode_ ? FlowbookFileUtils::getTARMICCodeFromRichTARMICCode(*richCode_) : findCode();
         } catch (const opc::model::InvalidXMLDocument&) {
             detail::throwInternal(FlowbookNotFound(fileName_));
         }
     }
     return *code_;
+}
+
+/// Mostly the code is found straight in the bytes. They are kept as they are then: few callers ask for the rich code
+/// too.
+std::u16string FlowbookFileReader::FlowbookFileReaderImpl::findCode() const {
+    std::string bytes = readRichCode();
+    if (std::optional<std::u16string> code = detail::scanForCode(bytes)) {
+        richBytes_ = std::move(bytes);
+        return std::move(*code);
+    }
+    richCode_ = toUstring(bytes);
+    std::string().swap(bytes);  // a tree of the document takes memory enough
+    return detail::codeByDom(*richCode_);
 }
 
 void FlowbookFileReader::FlowbookFileReaderImpl::getEncryptedRichTARMICCode(opc::OutputStream& out) const {
@@ -84,7 +112,8 @@ void FlowbookFileReader::FlowbookFileReaderImpl::getEncryptedRichTARMICCode(opc:
             detail::throwInternal(FlowbookNotEncrypted(fileName_));
         }
         encryptedRichCode_ = Bytes();
-        copyContent(part, *encryptedRichCode_);
+        opc::ByteArrayOutAdaptor bytes(*encryptedRichCode_);
+        opc::StreamHelper::copyStreamToStream(*part.getInputStream(), bytes);
     }
     opc::ByteArrayInAdaptor in(*encryptedRichCode_);
     opc::StreamHelper::copyStreamToStream(in, out);

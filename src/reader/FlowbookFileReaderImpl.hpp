@@ -44,6 +44,9 @@ private:
     boost::optional<opc::model::Part> getPart(const std::u16string& relationshipType) const;
     opc::model::Part getTARMICCodePart() const;
 
+    std::string readRichCode() const;
+    std::u16string findCode() const;
+
     /// A property of the package, read by `getter`, or FlowbookPropertyNotFound in its name.
     template <class T>
     T get_opc_core_property(boost::function<boost::optional<T>(opc::pxservices::CoreProperties*)> getter,
@@ -60,6 +63,7 @@ private:
 
     std::u16string fileName_;
     mutable boost::optional<std::u16string> richCode_;
+    mutable boost::optional<std::string> richBytes_;  ///< well-formed UTF-8, until the rich code itself is asked for
     mutable boost::optional<Bytes> encryptedRichCode_;
     mutable boost::optional<std::u16string> code_;
     opc::FileSystemOpsSelector fileSystemOpsSelector_;

@@ -1,57 +1,32 @@
 #include "utils/CodeScan.hpp"
 
-#include "fl/i18n/Conversion.hpp"
-#include "fl/i18n/ConversionError.hpp"
 #include "format/Vocabulary.hpp"
-
-#include <algorithm>
-#include <expat.h>
-#include <limits>
-#include <memory>
-#include <new>
-#include <string_view>
-#include <type_traits>
+#include "plainxml/Reader.hpp"
 
 namespace flowbook::detail {
 
 namespace {
 
-/// Parts namespace and local name in the names that Expat reports. No URI can hold it.
-constexpr char kSeparator = '\n';
+using plainxml::Reader;
 
-// Far more than rich code has, and together below the limits of the DOM parser.
-constexpr std::size_t kMaxDepth = 32;
-constexpr std::size_t kMaxAttributes = 16;
-constexpr std::size_t kMaxNamespaces = 64;
-
-struct ParserDeleter {
-    void operator()(XML_Parser parser) const noexcept { XML_ParserFree(parser); }
-};
-using ParserPtr = std::unique_ptr<std::remove_pointer_t<XML_Parser>, ParserDeleter>;
-
-/// The names of rich code as Expat reports them.
+/// The names of rich code, which are ASCII, as the reader reports them.
 struct Names {
-    const std::string body = wordName(format::kBodyElement);
-    const std::string paragraph = wordName(format::kParagraphElement);
-    const std::string properties = wordName(format::kParagraphPropertiesElement);
-    const std::string style = wordName(format::kParagraphStyleElement);
-    const std::string run = wordName(format::kRunElement);
-    const std::string text = wordName(format::kTextElement);
-    const std::string value = wordName(format::kValueAttribute);
-    const std::string codeStyle = fl::i18n::to_string(format::kCodeStyle);
+    const std::string ns = narrow(format::kWordNamespace);
+    const std::string body = narrow(format::kBodyElement);
+    const std::string paragraph = narrow(format::kParagraphElement);
+    const std::string properties = narrow(format::kParagraphPropertiesElement);
+    const std::string style = narrow(format::kParagraphStyleElement);
+    const std::string run = narrow(format::kRunElement);
+    const std::string text = narrow(format::kTextElement);
+    const std::string value = narrow(format::kValueAttribute);
+    const std::string codeStyle = narrow(format::kCodeStyle);
 
-    static std::string wordName(const std::u16string& local) {
-        return fl::i18n::to_string(format::kWordNamespace) + kSeparator + fl::i18n::to_string(local);
-    }
+    static std::string narrow(const std::u16string& ascii) { return {ascii.begin(), ascii.end()}; }
 };
 
 const Names& names() {
     static const Names all;
     return all;
-}
-
-bool isAscii(std::string_view text) {
-    return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
 /// The first element of a name below another: the one that counts, of which the later ones are passed over.
@@ -74,23 +49,25 @@ private:
 
 class Scan {
 public:
-    std::optional<std::u16string> run(const std::string& xml) {
-        const ParserPtr parser(XML_ParserCreateNS("UTF-8", kSeparator));
-        if (!parser) {
-            throw std::bad_alloc();
+    explicit Scan(std::string_view document) : reader_(document) { code_.reserve(document.size()); }
+
+    std::optional<std::u16string> run() {
+        while (true) {
+            switch (reader_.next(paragraph_.text.isOpen() ? &code_ : nullptr)) {
+            case Reader::Event::Start:
+                if (!startElement()) {
+                    return std::nullopt;
+                }
+                break;
+            case Reader::Event::End:
+                endElement();
+                break;
+            case Reader::Event::Done:
+                return std::move(code_);
+            case Reader::Event::Odd:
+                return std::nullopt;
+            }
         }
-        parser_ = parser.get();
-        XML_SetUserData(parser_, this);
-        XML_SetElementHandler(parser_, onStartElement, onEndElement);
-        XML_SetCharacterDataHandler(parser_, onCharacters);
-        XML_SetStartNamespaceDeclHandler(parser_, onNamespace);
-        XML_SetXmlDeclHandler(parser_, onXmlDeclaration);
-        XML_SetStartDoctypeDeclHandler(parser_, onDoctype);
-        XML_SetProcessingInstructionHandler(parser_, onInstruction);
-        if (XML_Parse(parser_, xml.data(), static_cast<int>(xml.size()), 1) != XML_STATUS_OK) {
-            return std::nullopt;
-        }
-        return fl::i18n::to_ustring(code_);
     }
 
 private:
@@ -103,58 +80,52 @@ private:
         std::size_t start = 0;  ///< of its line in the code
     };
 
-    void giveUp() { XML_StopParser(parser_, XML_FALSE); }
+    bool isNamed(const std::string& local) const { return reader_.local() == local && reader_.ns() == names().ns; }
 
-    void startElement(std::string_view name, const XML_Char** attributes) {
-        ++depth_;
-        const bool isKnown = enter(name);
-        if (depth_ > kMaxDepth || (!isKnown && !isAscii(name)) || !takeAttributes(attributes)) {
-            giveUp();
-        }
-    }
-
-    /// @returns whether the element is one of those that lead to code.
-    bool enter(std::string_view name) {
-        switch (depth_) {
+    /// @returns whether the element holds nothing that the document may mean otherwise than it stands there.
+    bool startElement() {
+        switch (++depth_) {
         case 2:
-            return body_.enter(name == names().body);
+            body_.enter(isNamed(names().body));
+            return true;
         case 3:
-            return body_.isOpen() && enterParagraph(name == names().paragraph);
+            enterParagraph(body_.isOpen() && isNamed(names().paragraph));
+            return true;
         case 4:
-            return isInParagraph_ && (paragraph_.properties.enter(name == names().properties) ||
-                                      paragraph_.run.enter(name == names().run));
+            if (isInParagraph_ && !paragraph_.properties.enter(isNamed(names().properties))) {
+                paragraph_.run.enter(isNamed(names().run));
+            }
+            return true;
         case 5:
-            return (paragraph_.properties.isOpen() && paragraph_.style.enter(name == names().style)) ||
-                   (paragraph_.run.isOpen() && paragraph_.text.enter(name == names().text));
+            return enterInner();
         default:
-            return false;
+            return true;
         }
     }
 
-    bool enterParagraph(bool isParagraph) {
+    void enterParagraph(bool isParagraph) {
         isInParagraph_ = isParagraph;
         if (isParagraph) {
             paragraph_ = Paragraph();
             paragraph_.start = code_.size();
-            code_.append(hasLines_ ? "\n" : "");
+            code_.append(hasLines_ ? u"\n" : u"");
         }
-        return isParagraph;
     }
 
-    bool takeAttributes(const XML_Char** attributes) {
-        const XML_Char** const first = attributes;
-        for (; *attributes != nullptr; attributes += 2) {
-            const std::string_view name = attributes[0];
-            if (name == names().value) {
-                paragraph_.isCode = paragraph_.isCode || (isAtStyle() && attributes[1] == names().codeStyle);
-            } else if (!isAscii(name)) {
-                return false;
-            }
+    bool enterInner() {
+        if (paragraph_.run.isOpen()) {
+            paragraph_.text.enter(isNamed(names().text));
+        } else if (paragraph_.properties.isOpen() && paragraph_.style.enter(isNamed(names().style))) {
+            return takeStyle();
         }
-        return attributes - first <= static_cast<std::ptrdiff_t>(2 * kMaxAttributes);
+        return true;
     }
 
-    bool isAtStyle() const { return depth_ == 5 && paragraph_.style.isOpen(); }
+    bool takeStyle() {
+        const Reader::Attribute* const value = reader_.attribute(names().ns, names().value);
+        paragraph_.isCode = value != nullptr && value->value == names().codeStyle;
+        return value == nullptr || value->isVerbatim;
+    }
 
     void endElement() {
         switch (depth_--) {
@@ -187,82 +158,17 @@ private:
         hasLines_ = hasLines_ || isLine;
     }
 
-    void characters(std::string_view text) {
-        if (paragraph_.text.isOpen()) {
-            code_.append(text);
-        }
-    }
-
-    /// No exception may pass through Expat's frames; the DOM meets the same lack of memory.
-    template <class Call>
-    static void guarded(void* self, Call call) noexcept {
-        auto& scan = *static_cast<Scan*>(self);
-        try {
-            call(scan);
-        } catch (const std::bad_alloc&) {
-            scan.giveUp();
-        }
-    }
-
-    static void onStartElement(void* self, const XML_Char* name, const XML_Char** attributes) {
-        guarded(self, [&](Scan& scan) { scan.startElement(name, attributes); });
-    }
-
-    static void onEndElement(void* self, const XML_Char*) {
-        guarded(self, [](Scan& scan) { scan.endElement(); });
-    }
-
-    static void onCharacters(void* self, const XML_Char* text, int length) {
-        guarded(self, [&](Scan& scan) { scan.characters({text, static_cast<std::size_t>(length)}); });
-    }
-
-    static void onNamespace(void* self, const XML_Char* prefix, const XML_Char*) {
-        auto& scan = *static_cast<Scan*>(self);
-        if (++scan.namespaces_ > kMaxNamespaces || (prefix != nullptr && !isAscii(prefix))) {
-            scan.giveUp();
-        }
-    }
-
-    static void onXmlDeclaration(void* self, const XML_Char* version, const XML_Char* encoding, int) {
-        const bool isUsual = version != nullptr && std::string_view(version) == "1.0" &&
-                             (encoding == nullptr || std::string_view(encoding) == "UTF-8");
-        if (!isUsual) {
-            static_cast<Scan*>(self)->giveUp();
-        }
-    }
-
-    static void onDoctype(void* self, const XML_Char*, const XML_Char*, const XML_Char*, int) {
-        static_cast<Scan*>(self)->giveUp();
-    }
-
-    static void onInstruction(void* self, const XML_Char*, const XML_Char*) { static_cast<Scan*>(self)->giveUp(); }
-
-    XML_Parser parser_ = nullptr;
+    Reader reader_;
     std::size_t depth_ = 0;
-    std::size_t namespaces_ = 0;
     FirstChild body_;
     Paragraph paragraph_;
     bool isInParagraph_ = false;
     bool hasLines_ = false;
-    std::string code_;
+    std::u16string code_;
 };
-
-/// None for text that is no Unicode text, or that Expat would take for UTF-16 for its NUL characters.
-std::optional<std::string> toUtf8(const std::u16string& text) {
-    try {
-        std::string utf8 = fl::i18n::ustring_to_utf8(text);
-        const bool fits = utf8.size() <= std::numeric_limits<int>::max();
-        return fits && utf8.find('\0') == std::string::npos ? std::optional(std::move(utf8)) : std::nullopt;
-    } catch (const fl::i18n::ConversionError&) {
-        return std::nullopt;
-    }
-}
 
 }  // namespace
 
-std::optional<std::u16string> scanForCode(const std::u16string& richCode) {
-    const std::optional<std::string> xml = toUtf8(richCode);
-    return xml ? Scan().run(*xml) : std::nullopt;
-}
+std::optional<std::u16string> scanForCode(std::string_view document) { return Scan(document).run(); }
 
 }  // namespace flowbook::detail

@@ -1,80 +1,43 @@
+#include "fl/i18n/Conversion.hpp"
+#include "fl/i18n/ConversionError.hpp"
 #include "flowbook/FlowbookFileUtils.hpp"
-#include "format/Vocabulary.hpp"
-#include "opc/model/XercesGuard.hpp"
-#include "opc/model/XercesHelper.hpp"
+#include "opc/ByteArrayInAdaptor.hpp"
+#include "opc/ByteArrayOutAdaptor.hpp"
+#include "opc/StreamHelper.hpp"
+#include "utils/CodeDom.hpp"
 #include "utils/CodeScan.hpp"
 
-#include <boost/algorithm/string/join.hpp>
-#include <memory>
 #include <vector>
-#include <xercesc/dom/DOM.hpp>
-#include <xercesc/util/XMLUni.hpp>
 
 namespace flowbook {
 
-using opc::model::XercesHelper;
-using xercesc::DOMElement;
-
 namespace {
 
-struct ReleaseParser {
-    void operator()(xercesc::DOMLSParser* parser) const { parser->release(); }
-};
-using Parser = std::unique_ptr<xercesc::DOMLSParser, ReleaseParser>;
-
-Parser makeParser() {
-    Parser parser(XercesHelper::createParser());
-    parser->getDomConfig()->setParameter(xercesc::XMLUni::fgDOMNamespaces, true);
-    return parser;
-}
-
-DOMElement* child(const DOMElement* parent, const std::u16string& localName) {
-    return parent == nullptr ? nullptr : XercesHelper::getElementNS(parent, format::kWordNamespace, localName);
-}
-
-bool isCode(const DOMElement* paragraph) {
-    const DOMElement* properties = child(paragraph, format::kParagraphPropertiesElement);
-    const DOMElement* style = child(properties, format::kParagraphStyleElement);
-    std::u16string value;
-    return style != nullptr &&
-           XercesHelper::getElementAttributeNS(style, format::kWordNamespace, format::kValueAttribute, value) &&
-           value == format::kCodeStyle;
-}
-
-std::u16string plainCode(const xercesc::DOMDocument& document) {
-    const DOMElement* body = child(document.getDocumentElement(), format::kBodyElement);
-    if (body == nullptr) {
-        return {};
+/// None for text that is no Unicode text.
+std::optional<std::u16string> scanText(const std::u16string& richCode) {
+    try {
+        return detail::scanForCode(fl::i18n::ustring_to_utf8(richCode));
+    } catch (const fl::i18n::ConversionError&) {
+        return std::nullopt;
     }
-    std::vector<std::u16string> lines;
-    for (const DOMElement* paragraph :
-         XercesHelper::getElementsNS(body, format::kWordNamespace, format::kParagraphElement)) {
-        const DOMElement* run = isCode(paragraph) ? child(paragraph, format::kRunElement) : nullptr;
-        if (const DOMElement* text = child(run, format::kTextElement)) {
-            lines.push_back(XercesHelper::getTextContent(text));
-        }
-    }
-    if (lines.size() == 1) {
-        return std::move(lines.front());
-    }
-    return boost::algorithm::join(lines, std::u16string(u"\n"));
 }
 
 }  // namespace
 
 std::u16string FlowbookFileUtils::getTARMICCodeFromRichTARMICCode(const std::u16string& richCode) {
-    if (std::optional<std::u16string> code = detail::scanForCode(richCode)) {
-        return std::move(*code);
-    }
-    const opc::model::XercesGuard guard;
-    const Parser parser = makeParser();
-    return plainCode(*XercesHelper::readDocumentFromString(parser.get(), richCode, false, u"", u""));
+    std::optional<std::u16string> code = scanText(richCode);
+    return code ? std::move(*code) : detail::codeByDom(richCode);
 }
 
 std::u16string FlowbookFileUtils::getTARMICCodeFromRichTARMICCode(opc::InputStream& richCodeStream) {
-    const opc::model::XercesGuard guard;
-    const Parser parser = makeParser();
-    return plainCode(*XercesHelper::readDocumentFromStream(parser.get(), richCodeStream, false, u"", u""));
+    std::vector<unsigned char> bytes;
+    opc::ByteArrayOutAdaptor out(bytes);
+    opc::StreamHelper::copyStreamToStream(richCodeStream, out);
+    if (auto code = detail::scanForCode({reinterpret_cast<const char*>(bytes.data()), bytes.size()})) {
+        return std::move(*code);
+    }
+    opc::ByteArrayInAdaptor again(bytes);
+    return detail::codeByDom(again);
 }
 
 }  // namespace flowbook

@@ -1,0 +1,338 @@
+#include "plainxml/Reader.hpp"
+
+#include "plainxml/Utf8.hpp"
+#include "plainxml/Widening.hpp"
+#include "plainxml/XmlCharacters.hpp"
+
+#include <algorithm>
+
+namespace plainxml {
+namespace {
+
+constexpr std::string_view kXmlNamespace = "http://www.w3.org/XML/1998/namespace";
+constexpr std::string_view kXmlnsNamespace = "http://www.w3.org/2000/xmlns/";
+constexpr std::string_view kCdataStart = "<![CDATA[";
+constexpr std::string_view kCdataEnd = "]]>";
+
+constexpr bool isSpace(char c) { return c == ' ' || c == '\t' || c == '\n'; }
+
+constexpr bool isNameStart(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_'; }
+
+constexpr std::array<bool, 256> nameCharacters() {
+    std::array<bool, 256> table{};
+    for (std::size_t i = 0; i != 0x80; ++i) {
+        const char c = static_cast<char>(i);
+        table[i] = isNameStart(c) || (c >= '0' && c <= '9') || c == '-' || c == '.';
+    }
+    return table;
+}
+
+bool isNameCharacter(char c) {
+    static constexpr std::array<bool, 256> kTable = nameCharacters();
+    return kTable[static_cast<unsigned char>(c)];
+}
+
+std::string_view view(const char* from, const char* to) { return {from, static_cast<std::size_t>(to - from)}; }
+
+bool startsWith(const char* at, const char* end, std::string_view text) {
+    return static_cast<std::size_t>(end - at) >= text.size() && std::equal(text.begin(), text.end(), at);
+}
+
+/// Characters of a text or a CDATA section, up to its end, which `at` is moved behind. Below, `true` goes on.
+class Characters {
+public:
+    Characters(const char*& at, const char* end, Widening& text) : at_(at), end_(end), text_(text) {}
+
+    /// Up to the next tag. @returns whether it was reached.
+    bool takeText() {
+        while (true) {
+            text_.takePlain(at_, end_);
+            if (at_ == end_) {
+                return false;
+            }
+            if (*at_ == '<') {
+                if (!startsWith(at_, end_, kCdataStart)) {
+                    return true;
+                }
+                at_ += kCdataStart.size();
+                if (!takeCdata()) {
+                    return false;
+                }
+            } else if (startsWith(at_, end_, kCdataEnd) || !takeOne(*at_ == '&')) {
+                return false;
+            }
+        }
+    }
+
+private:
+    bool takeCdata() {
+        while (true) {
+            text_.takePlain(at_, end_);
+            if (at_ == end_) {
+                return false;
+            }
+            if (startsWith(at_, end_, kCdataEnd)) {
+                at_ += kCdataEnd.size();
+                return true;
+            }
+            if (!takeOne(false)) {
+                return false;
+            }
+        }
+    }
+
+    bool takeOne(bool isReference) {
+        if (isReference || static_cast<unsigned char>(*at_) >= 0x80) {
+            const char32_t point = isReference ? takeReference(at_, end_) : takeMultiByte(at_, end_);
+            text_.put(point);
+            return point != 0;
+        }
+        const auto c = static_cast<unsigned char>(*at_);
+        text_.put(c);
+        ++at_;
+        return c != '\r' && isXmlCharacter(c);
+    }
+
+    const char*& at_;
+    const char* end_;
+    Widening& text_;
+};
+
+}  // namespace
+
+Reader::Reader(std::string_view document) : at_(document.data()), end_(document.data() + document.size()) {}
+
+Reader::Event Reader::next(std::u16string* text) {
+    if (isEmptyElement_) {
+        isEmptyElement_ = false;
+        return endElement();
+    }
+    if (!hasStarted_) {
+        hasStarted_ = true;
+        return prolog() ? startTag() : Event::Odd;
+    }
+    if (depth_ == 0) {
+        takeSpaces();
+        return at_ == end_ ? Event::Done : Event::Odd;
+    }
+    if (!content(text)) {
+        return Event::Odd;
+    }
+    return startsWith(at_, end_, "</") ? endTag() : startTag();
+}
+
+const Reader::Attribute* Reader::attribute(std::string_view ns, std::string_view local) const noexcept {
+    const auto* const last = attributes_.data() + attributeCount_;
+    const auto* const found = std::find_if(attributes_.data(), last,
+                                           [&](const Attribute& each) { return each.local == local && each.ns == ns; });
+    return found == last ? nullptr : found;
+}
+
+bool Reader::take(std::string_view expected) noexcept {
+    const bool isThere = startsWith(at_, end_, expected);
+    at_ += isThere ? expected.size() : 0;
+    return isThere;
+}
+
+bool Reader::takeSpaces() noexcept {
+    const char* const start = at_;
+    while (at_ != end_ && isSpace(*at_)) {
+        ++at_;
+    }
+    return at_ != start;
+}
+
+bool Reader::prolog() noexcept {
+    take("\xEF\xBB\xBF");
+    if (take("<?xml") && !declaration()) {
+        return false;
+    }
+    takeSpaces();
+    return at_ != end_ && *at_ == '<';
+}
+
+bool Reader::declaration() noexcept {
+    return pseudoAttribute("version", "1.0", "1.0") && pseudoAttribute("encoding", "UTF-8", "utf-8") &&
+           pseudoAttribute("standalone", "yes", "no") && (takeSpaces(), take("?>"));
+}
+
+/// @returns false when it has neither value; only the version must be there.
+bool Reader::pseudoAttribute(std::string_view name, std::string_view value, std::string_view other) noexcept {
+    const char* const start = at_;
+    if (!takeSpaces() || !take(name)) {
+        at_ = start;
+        return name != "version";
+    }
+    const char quote = at_ + 1 < end_ ? at_[1] : '\0';
+    if (!take("=") || (quote != '"' && quote != '\'')) {
+        return false;
+    }
+    ++at_;
+    return (take(value) || take(other)) && take({&quote, 1});
+}
+
+bool Reader::content(std::u16string* text) {
+    Widening widening(text);
+    const bool isSure = Characters(at_, end_, widening).takeText();
+    widening.flush();
+    return isSure;
+}
+
+Reader::Event Reader::startTag() {
+    ++at_;
+    QualifiedName name;
+    const std::size_t bindings = bindingCount_;
+    if (depth_ == kMaxDepth || !qualifiedName(name) || !attributes(bindings)) {
+        return Event::Odd;
+    }
+    isEmptyElement_ = take("/");
+    if (!take(">") || !resolve(name.prefix, ns_) || !resolveAttributes()) {
+        return Event::Odd;
+    }
+    local_ = name.local;
+    open_[depth_++] = {name.whole, bindings};
+    return Event::Start;
+}
+
+Reader::Event Reader::endTag() {
+    at_ += 2;
+    if (!take(open_[depth_ - 1].name)) {
+        return Event::Odd;
+    }
+    takeSpaces();
+    return take(">") ? endElement() : Event::Odd;
+}
+
+Reader::Event Reader::endElement() noexcept {
+    bindingCount_ = open_[--depth_].bindings;
+    return Event::End;
+}
+
+bool Reader::qualifiedName(QualifiedName& name) noexcept {
+    const char* const start = at_;
+    if (!ncName()) {
+        return false;
+    }
+    name = {view(start, at_), {}, view(start, at_)};
+    if (!take(":")) {
+        return true;
+    }
+    const char* const local = at_;
+    const bool isWhole = ncName();
+    name = {view(start, at_), view(start, local - 1), view(local, at_)};
+    return isWhole;
+}
+
+bool Reader::ncName() noexcept {
+    if (at_ == end_ || !isNameStart(*at_)) {
+        return false;
+    }
+    at_ = std::find_if_not(at_, end_, isNameCharacter);
+    return true;
+}
+
+/// @param bindings  how many there are outside of the element.
+bool Reader::attributes(std::size_t bindings) noexcept {
+    attributeCount_ = 0;
+    while (takeSpaces() && at_ != end_ && *at_ != '>' && *at_ != '/') {
+        if (!attribute(bindings)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool Reader::attribute(std::size_t bindings) noexcept {
+    QualifiedName name;
+    Attribute read;
+    if (!qualifiedName(name) || !take("=") || !attributeValue(read)) {
+        return false;
+    }
+    if (name.whole == "xmlns" || name.prefix == "xmlns") {
+        return bind(name.prefix.empty() ? std::string_view() : name.local, read, bindings);
+    }
+    read.prefix = name.prefix;
+    read.local = name.local;
+    const bool isRoom = attributeCount_ != kMaxAttributes;
+    attributes_[isRoom ? attributeCount_++ : 0] = read;
+    return isRoom;
+}
+
+bool Reader::attributeValue(Attribute& attribute) noexcept {
+    if (at_ == end_ || (*at_ != '"' && *at_ != '\'')) {
+        return false;
+    }
+    const char quote = *at_++;
+    const char* const start = at_;
+    attribute.isVerbatim = true;
+    while (at_ != end_ && *at_ != quote) {
+        if (!valueCharacter(attribute)) {
+            return false;
+        }
+    }
+    attribute.value = view(start, at_);
+    return take({&quote, 1});
+}
+
+bool Reader::valueCharacter(Attribute& attribute) noexcept {
+    const auto c = static_cast<unsigned char>(*at_);
+    if (c >= 0x80) {
+        return takeMultiByte(at_, end_) != 0;
+    }
+    attribute.isVerbatim = attribute.isVerbatim && c != '&' && c != '\t' && c != '\n';
+    if (c == '&') {
+        return takeReference(at_, end_) != 0;
+    }
+    ++at_;
+    return c != '<' && c != '\r' && isXmlCharacter(c);
+}
+
+bool Reader::bind(std::string_view prefix, const Attribute& declaration, std::size_t bindings) noexcept {
+    const auto* const own = bindings_.data() + bindings;
+    const auto* const last = bindings_.data() + bindingCount_;
+    const bool isRepeated = std::any_of(own, last, [&](const Binding& each) { return each.prefix == prefix; });
+    const bool isReserved =
+        prefix.substr(0, 3) == "xml" || declaration.value == kXmlNamespace || declaration.value == kXmlnsNamespace;
+    const bool isUndone = declaration.value.empty() && !prefix.empty();
+    if (isRepeated || isReserved || isUndone || !declaration.isVerbatim || bindingCount_ == kMaxBindings) {
+        return false;
+    }
+    bindings_[bindingCount_++] = {prefix, declaration.value};
+    lastBinding_ = kMaxBindings;
+    return true;
+}
+
+bool Reader::resolveAttributes() noexcept {
+    for (std::size_t i = 0; i != attributeCount_; ++i) {
+        Attribute& each = attributes_[i];
+        if (!each.prefix.empty() && !resolve(each.prefix, each.ns)) {
+            return false;
+        }
+        const bool isRepeated = std::any_of(attributes_.data(), attributes_.data() + i, [&](const Attribute& other) {
+            return other.local == each.local && other.ns == each.ns;
+        });
+        if (isRepeated) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool Reader::resolve(std::string_view prefix, std::string_view& ns) noexcept {
+    if (prefix == "xml") {
+        ns = kXmlNamespace;
+        return true;
+    }
+    const bool isLast = lastBinding_ < bindingCount_ && bindings_[lastBinding_].prefix == prefix;
+    for (std::size_t i = isLast ? lastBinding_ + 1 : bindingCount_; i != 0; --i) {
+        if (bindings_[i - 1].prefix == prefix) {
+            lastBinding_ = i - 1;
+            ns = bindings_[i - 1].ns;
+            return true;
+        }
+    }
+    ns = {};
+    return prefix.empty();
+}
+
+}  // namespace plainxml

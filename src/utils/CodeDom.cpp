@@ -1,0 +1,77 @@
+#include "utils/CodeDom.hpp"
+
+#include "format/Vocabulary.hpp"
+#include "opc/model/XercesGuard.hpp"
+#include "opc/model/XercesHelper.hpp"
+
+#include <boost/algorithm/string/join.hpp>
+#include <memory>
+#include <vector>
+#include <xercesc/dom/DOM.hpp>
+#include <xercesc/util/XMLUni.hpp>
+
+namespace flowbook::detail {
+
+using opc::model::XercesHelper;
+using xercesc::DOMElement;
+
+namespace {
+
+struct ReleaseParser {
+    void operator()(xercesc::DOMLSParser* parser) const { parser->release(); }
+};
+using Parser = std::unique_ptr<xercesc::DOMLSParser, ReleaseParser>;
+
+Parser makeParser() {
+    Parser parser(XercesHelper::createParser());
+    parser->getDomConfig()->setParameter(xercesc::XMLUni::fgDOMNamespaces, true);
+    return parser;
+}
+
+DOMElement* child(const DOMElement* parent, const std::u16string& localName) {
+    return parent == nullptr ? nullptr : XercesHelper::getElementNS(parent, format::kWordNamespace, localName);
+}
+
+bool isCode(const DOMElement* paragraph) {
+    const DOMElement* properties = child(paragraph, format::kParagraphPropertiesElement);
+    const DOMElement* style = child(properties, format::kParagraphStyleElement);
+    std::u16string value;
+    return style != nullptr &&
+           XercesHelper::getElementAttributeNS(style, format::kWordNamespace, format::kValueAttribute, value) &&
+           value == format::kCodeStyle;
+}
+
+std::u16string plainCode(const xercesc::DOMDocument& document) {
+    const DOMElement* body = child(document.getDocumentElement(), format::kBodyElement);
+    if (body == nullptr) {
+        return {};
+    }
+    std::vector<std::u16string> lines;
+    for (const DOMElement* paragraph :
+         XercesHelper::getElementsNS(body, format::kWordNamespace, format::kParagraphElement)) {
+        const DOMElement* run = isCode(paragraph) ? child(paragraph, format::kRunElement) : nullptr;
+        if (const DOMElement* text = child(run, format::kTextElement)) {
+            lines.push_back(XercesHelper::getTextContent(text));
+        }
+    }
+    if (lines.size() == 1) {
+        return std::move(lines.front());
+    }
+    return boost::algorithm::join(lines, std::u16string(u"\n"));
+}
+
+}  // namespace
+
+std::u16string codeByDom(const std::u16string& richCode) {
+    const opc::model::XercesGuard guard;
+    const Parser parser = makeParser();
+    return plainCode(*XercesHelper::readDocumentFromString(parser.get(), richCode, false, u"", u""));
+}
+
+std::u16string codeByDom(opc::InputStream& richCode) {
+    const opc::model::XercesGuard guard;
+    const Parser parser = makeParser();
+    return plainCode(*XercesHelper::readDocumentFromStream(parser.get(), richCode, false, u"", u""));
+}
+
+}  // namespace flowbook::detail
