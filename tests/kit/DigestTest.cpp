@@ -15,10 +15,16 @@ using Relationships = std::vector<Snapshot::Relationship>;
 
 const std::string kPicture = "data:image/png;base64,AAEC";
 
-support::Book base() {
-    support::Book book = richBook(codeParagraph("a = 1"), {kPicture});
+support::Bytes makeBase() {
+    const support::Book book = richBook(codeParagraph("a = 1"), {kPicture});
     book.update([](FlowbookFileWriter& writer) { writer.setTitle(u"T"); });
-    return book;
+    return book.get();
+}
+
+/// The same at every call, the time of its creation included.
+support::Book base() {
+    static const support::Bytes content = makeBase();
+    return support::Book(content);
 }
 
 /// A change of the snapshot of a book.

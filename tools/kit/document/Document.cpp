@@ -66,7 +66,7 @@ public:
 
     /// The properties share the package's caches, but ask it for nothing that a read-only package refuses.
     opc::model::Package& package() { return package_; }
-    std::string where(const Part& part) const { return container_.displayName() + ": part " + part.getName().ascii(); }
+    const opc::interfaces::IPhysicalPackage& container() const { return container_; }
 
 private:
     opc::zippackage::ZipPhysicalPackage container_;
@@ -88,6 +88,12 @@ Document& Document::operator=(Document&&) noexcept = default;
 Document::~Document() = default;
 
 const opc::model::Package& Document::package() const { return state_->package(); }
+
+const opc::interfaces::IPhysicalPackage& Document::container() const { return state_->container(); }
+
+std::string Document::where(const Part& part) const {
+    return container().displayName() + ": part " + part.getName().ascii();
+}
 
 std::vector<Property> Document::properties() const {
     using opc::pxservices::CorePropertiesManager;
@@ -131,21 +137,21 @@ std::u16string Document::code() const {
         return {};
     }
     if (formOf(*part) == CodeForm::Encrypted) {
-        throw opc::Exception(opc::ErrorKind::Misuse, state_->where(*part) + ": the code is encrypted");
+        throw opc::Exception(opc::ErrorKind::Misuse, where(*part) + ": the code is encrypted");
     }
     const fl::Bytes stored = contentOf(*part);
     try {
         return FlowbookFileUtils::getTARMICCodeFromRichTARMICCode(
             fl::i18n::utf8_to_ustring({reinterpret_cast<const char*>(stored.data()), stored.size()}));
     } catch (const fl::i18n::ConversionError& failure) {
-        throw opc::Exception(opc::ErrorKind::Damaged, state_->where(*part) + ": " + failure.what());
+        throw opc::Exception(opc::ErrorKind::Damaged, where(*part) + ": " + failure.what());
     }
 }
 
 RichText Document::richText() const {
     const std::optional<Part> part = codePart();
     const bool isReadable = part && formOf(*part) != CodeForm::Encrypted;
-    return isReadable ? readRichText(contentOf(*part), state_->where(*part)) : RichText();
+    return isReadable ? readRichText(contentOf(*part), where(*part)) : RichText();
 }
 
 CodeForm formOf(const Part& codePart) {

@@ -3,6 +3,7 @@
 #include "fl/Bytes.hpp"
 #include "foundation/storage/vfs/StorageSystemReference.hpp"
 #include "kit/document/RichText.hpp"
+#include "opc/interfaces/IPhysicalPackage.hpp"
 #include "opc/model/Package.hpp"
 
 #include <memory>
@@ -43,6 +44,12 @@ public:
     ~Document();
 
     const opc::model::Package& package() const;
+
+    /// What the package lies in, entries that are no parts included.
+    const opc::interfaces::IPhysicalPackage& container() const;
+
+    /// Opens a message about a part: the names of file and part.
+    std::string where(const opc::model::Part& part) const;
 
     /// All properties, in the order of Property::label. Throws std::bad_alloc only.
     std::vector<Property> properties() const;

@@ -1,0 +1,246 @@
+#include "kit/check/Check.hpp"
+
+#include "fl/i18n/Conversion.hpp"
+#include "flowbook/FlowbookFileUtils.hpp"
+#include "kit/document/Document.hpp"
+#include "kit/document/PackageTree.hpp"
+#include "kit/document/Pictures.hpp"
+#include "opc/Exception.hpp"
+
+#include <algorithm>
+#include <cstdio>
+#include <optional>
+
+namespace flowbook::kit {
+
+using opc::model::Part;
+using opc::model::PartName;
+
+namespace {
+
+constexpr char kContentTypesEntry[] = "[Content_Types].xml";
+constexpr std::string_view kContentTypesNamespace = "http://schemas.openxmlformats.org/package/2006/content-types";
+
+std::string toText(const std::u16string& text) { return fl::i18n::to_string(text); }
+
+bool isOfFile(opc::ErrorKind kind) { return kind == opc::ErrorKind::NotFound || kind == opc::ErrorKind::InputOutput; }
+
+bool isRelationships(std::string_view folded) {
+    constexpr std::string_view kEnd = ".rels";
+    return folded.size() > kEnd.size() && folded.substr(folded.size() - kEnd.size()) == kEnd &&
+           folded.find("_rels/") != std::string_view::npos;
+}
+
+std::string fold(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+    return text;
+}
+
+/// The parts that overrides of the content types name.
+class Overrides : public XmlHandler {
+public:
+    void startElement(const XmlName& name, const std::vector<XmlAttribute>& attributes, XmlSpan) override {
+        for (const XmlAttribute& attribute : attributes) {
+            if (name.is(kContentTypesNamespace, "Override") && attribute.name.is("", "PartName")) {
+                names.emplace_back(attribute.value);
+            }
+        }
+    }
+    void endElement(const XmlName&, XmlSpan) override {}
+    void characters(std::string_view) override {}
+
+    std::vector<std::string> names;
+};
+
+class Checker {
+public:
+    explicit Checker(std::vector<Finding>& findings) : findings_(findings) {}
+
+    void checkAll(const Document& document) {
+        checkEntries(document);
+        checkContents(document);
+        checkRelationships(document);
+        checkProperties(document);
+        checkCode(document);
+    }
+
+    void add(Severity severity, const char* id, const std::string& part, const std::string& place,
+             const std::string& words) {
+        findings_.push_back({severity, part, place, words, id});
+    }
+
+private:
+    /// A refusal of the package library is a finding; failures of the file itself end the check.
+    template <class Work>
+    void attempt(const char* id, const std::string& part, Work work) {
+        try {
+            work();
+        } catch (const opc::Exception& failure) {
+            if (isOfFile(failure.kind()) && id != std::string_view("relationships.malformed")) {
+                throw;
+            }
+            add(Severity::Error, id, part, "", failure.what());
+        }
+    }
+
+    void checkEntries(const Document& document) {
+        const auto& entries = document.container().entries();
+        for (std::size_t i = 0; i < entries.size(); ++i) {
+            const std::string name = "/" + entries[i].name;
+            if (entries[i].name == kContentTypesEntry) {
+                checkOverrides(document, document.container().read(i));
+            } else if (!isRelationships(fold(name)) && !isPart(document, name)) {
+                add(Severity::Warning, "part.untyped", name, "", "an entry without a content type is no part");
+            }
+        }
+    }
+
+    static bool isPart(const Document& document, const std::string& name) {
+        return PartName::isValid(name) && document.package().hasPart(PartName(fl::i18n::to_ustring(name)));
+    }
+
+    void checkOverrides(const Document& document, const fl::Bytes& types) {
+        Overrides overrides;
+        readXml(types, kContentTypesEntry, XmlEncoding::AsDeclared, overrides);
+        for (const std::string& name : overrides.names) {
+            if (!isRelationships(fold(name)) && !isPart(document, name)) {
+                add(Severity::Warning, "type.unused", name, "", "a content type is given to a part that is not there");
+            }
+        }
+    }
+
+    void checkContents(const Document& document) {
+        for (const Part& part : document.package().getParts()) {
+            attempt("part.unreadable", part.getName().ascii(), [&] {
+                const fl::Bytes content = contentOf(part);
+                if (isPicture(part)) {
+                    checkPicture(document, part, content);
+                }
+            });
+        }
+    }
+
+    void checkPicture(const Document& document, const Part& part, const fl::Bytes& content) {
+        const std::string& name = part.getName().ascii();
+        if (!isDataUri(content)) {
+            add(Severity::Warning, "picture.no-data-uri", name, "", "the picture is not stored as a data URI");
+            return;
+        }
+        attempt("picture.malformed", name, [&] {
+            const std::string header = readDataUri(content, document.where(part)).header;
+            const std::string type = header.substr(5, header.find(';') - 5);
+            if (fold(type) != toText(part.getContentType().getMediaType())) {
+                add(Severity::Warning, "picture.type", name, "",
+                    "the data URI says " + type + ", the content type " + toText(part.getContentType().toString()));
+            }
+        });
+    }
+
+    void checkRelationships(const Document& document) {
+        attempt("relationships.malformed", "/", [&] {
+            const PackageTree tree(document.package());
+            for (const PackageTree::Row& row : tree.rows()) {
+                if (row.kind == PackageTree::Target::Dangling) {
+                    addDangling(row);
+                }
+            }
+            for (const Part& part : tree.unreached()) {
+                add(Severity::Warning, "part.unreached", part.getName().ascii(), "", "no relationship leads here");
+            }
+        });
+    }
+
+    void addDangling(const PackageTree::Row& row) {
+        const bool isOfCode = row.source == "/" && row.relationship.getType() == documentRelationshipType();
+        add(isOfCode ? Severity::Error : Severity::Warning, "relationship.dangling", row.source,
+            toText(row.relationship.getID()), "leads to no part: " + toText(row.relationship.getTarget()));
+    }
+
+    void checkProperties(const Document& document) {
+        for (const Property& property : document.properties()) {
+            if (!property.fault.empty()) {
+                add(Severity::Error, "property.faulty", "/", property.label, property.fault);
+            }
+        }
+    }
+
+    void checkCode(const Document& document) {
+        const std::size_t count = document.package().getRelationshipsByType(documentRelationshipType()).size();
+        if (count == 0) {
+            add(Severity::Error, "code.missing", "/", "", "no relationship leads to a document part");
+        } else if (count > 1) {
+            add(Severity::Warning, "code.several", "/", "",
+                std::to_string(count) + " relationships lead to document parts; the first counts");
+        }
+        try {
+            checkCodePart(document, document.codePart());
+        } catch (const opc::Exception&) {
+            // A dangling relationship, which was told already.
+        }
+    }
+
+    void checkCodePart(const Document& document, const std::optional<Part>& part) {
+        if (!part || formOf(*part) == CodeForm::Encrypted) {
+            return;
+        }
+        attempt("code.malformed", part->getName().ascii(), [&] {
+            checkCharacters(part->getName().ascii(), document.code());
+            checkParagraphs(part->getName().ascii(), document.richText());
+        });
+    }
+
+    void checkCharacters(const std::string& part, const std::u16string& code) {
+        const std::u16string saved = FlowbookFileUtils::encodeControlCharacters(code);
+        std::size_t line = 1;
+        std::size_t lineStart = 0;
+        for (std::size_t i = 0; i < code.size(); ++i) {
+            if (code[i] != saved[i]) {
+                char words[64];
+                std::snprintf(words, sizeof words, "saving replaces U+%04X", static_cast<unsigned>(code[i]));
+                add(Severity::Warning, "code.replaced", part,
+                    "line " + std::to_string(line) + ", column " + std::to_string(i - lineStart + 1), words);
+            } else if (code[i] == u'\n') {
+                ++line;
+                lineStart = i + 1;
+            }
+        }
+    }
+
+    void checkParagraphs(const std::string& part, const RichText& text) {
+        for (std::size_t i = 0; i < text.paragraphs.size(); ++i) {
+            const Paragraph& paragraph = text.paragraphs[i];
+            const bool isCode = paragraph.isBlock && paragraph.style == "code";
+            if (isCode && paragraph.text() != paragraph.code.value_or("")) {
+                add(Severity::Warning, "code.unread", part, "paragraph " + std::to_string(i + 1),
+                    "text behind the first of a code paragraph does not count as code");
+            }
+        }
+    }
+
+    std::vector<Finding>& findings_;
+};
+
+}  // namespace
+
+const char* nameOf(Severity severity) { return severity == Severity::Error ? "error" : "warning"; }
+
+std::vector<Finding> check(const std::u16string& name,
+                           const foundation::storage::vfs::StorageSystemReference& storage) {
+    std::vector<Finding> findings;
+    std::optional<Document> document;
+    Checker checker(findings);
+    try {
+        document.emplace(name, storage);
+    } catch (const opc::Exception& failure) {
+        if (isOfFile(failure.kind())) {
+            throw;
+        }
+        checker.add(Severity::Error, "package.unreadable", "/", "", failure.what());
+        return findings;
+    }
+    checker.checkAll(*document);
+    return findings;
+}
+
+}  // namespace flowbook::kit

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "flowbook/FlowbookFilePackage.hpp"
+#include "kit/document/Document.hpp"
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace flowbook::kit {
+
+/// All that a package holds, as loose values: what the reader's snapshot leaves out is here too.
+struct PackageContent {
+    std::vector<FlowbookFilePackage::Part> parts;
+    std::vector<FlowbookFilePackage::Relationship> relationships;
+    std::map<std::string, fl::Bytes> others;  ///< entries that are no parts, by their names
+
+    /// The part of an equivalent name; null when there is none.
+    FlowbookFilePackage::Part* find(const std::u16string& name);
+};
+
+/// @throws opc::Exception when anything of the package cannot be read.
+PackageContent readContent(const Document& document);
+
+/// A package of that content in one fixed form: parts in the order of their folded names, everything deflated at one
+/// level, fixed times, content types made anew. Relationships keep ids and order. Equal contents give equal bytes.
+/// @throws opc::Exception for content that no package can hold.
+fl::Bytes writeContent(PackageContent content);
+
+/// A package in the form of writeContent(). @throws as readContent().
+fl::Bytes canonical(const Document& document);
+
+}  // namespace flowbook::kit
