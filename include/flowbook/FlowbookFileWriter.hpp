@@ -39,7 +39,8 @@ public:
     ~FlowbookFileWriter();
 
     /// Remember a property for close(false); what is never set stays as the file has it. A text that
-    /// XML cannot hold makes close() fail.
+    /// XML cannot hold, or that makes the part of the properties too large to be read again, makes close()
+    /// fail, and so does any text when that part cannot be read.
     void setTitle(const std::u16string& title);
     void setDescription(const std::u16string& description);
     void setVersion(const std::u16string& version);
@@ -80,9 +81,9 @@ public:
     /// to. A type that the package does not use changes nothing.
     void deletePartByRelationshipType(const std::u16string& relationshipType);
 
-    /// Ends the work: with false, writes the properties (the modification time and the release always)
-    /// and commits; with true, drops every change. The writer is then good for getBackupFileName()
-    /// only.
+    /// Ends the work: with false, writes the properties (the modification time and the release always,
+    /// but for those whose part cannot be read, which stays as it is) and commits; with true, drops every change. The
+    /// writer is then good for getBackupFileName() only.
     /// @throws FlowbookFileWriterGenericException when the package library fails. The file is then as it
     ///         was, but for one case, which the message tells: it was replaced and could not be confirmed
     ///         durable.

@@ -318,10 +318,12 @@ TEST(Writer, WritesTheProperties) {
         book.update(none);
         EXPECT_EQ(textsOf(coreProperties(book)), row.expected) << "after an update that sets nothing";
     }
-    const Book book("core_twice");
+    const Book book("core_dtd");
     EXPECT_PRED2(matches, "FlowbookFileWriterGenericException: Internal Exception in writing TQX file : *",
-                 outcome([&] { return book.update(none), "closed"; }));
-    EXPECT_EQ(book.get(), support::fixture("core_twice"));
+                 outcome([&] { return book.update(title), "closed"; }));
+    EXPECT_EQ(book.get(), support::fixture("core_dtd"));
+    book.update([](FlowbookFileWriter& writer) { writer.setTARMICCode(u"new"); });
+    EXPECT_EQ(book.reader().getTARMICCode(), u"new");
 }
 
 TEST(Writer, OtherProgramsOpenWhatWasWritten) {

@@ -15,6 +15,13 @@ namespace opc::pxservices {
 /// A package's core properties (ECMA-376-2, 4th edition, clause 11), with the two that the maker adds
 /// in an extension part: the content type's friendly name and the TARMIC release. A value. An absent
 /// property is told apart from an empty one. Times are UTC, to the second.
+///
+/// Reading is forgiving: text may have a language, a date may lack its type and its zone (it is UTC then) and have
+/// any precision. What is faulty all the same fails the getter of its own property only: an element that is there
+/// twice, that holds other elements, or a date that is none of the years 1400 to 9999. Getters throw opc::Exception
+/// of kind Damaged then, which tells the file, the part, the line, the element and its value. When a part cannot be
+/// read at all, the getters of all that it holds throw, with kind Damaged or LimitExceeded. A property that was set is
+/// given back as it was set.
 class PXPLATFORM_EXPORT CoreProperties {
 public:
     using Text = boost::optional<std::u16string>;
@@ -54,7 +61,7 @@ public:
 
 private:
     friend class CorePropertiesManager;
-    /// Everything the two parts hold, elements without accessors included, so that they survive.
+    /// Everything the two parts hold, elements without accessors included, so that they survive. Copies share it.
     class Impl;
     std::unique_ptr<Impl> impl_;
 };

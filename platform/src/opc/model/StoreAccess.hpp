@@ -8,6 +8,10 @@ namespace opc::model::detail {
 class StoreAccess {
 public:
     static PackageStore& storeOf(const RelationshipSource& source) noexcept { return source.store(); }
+
+    static const std::shared_ptr<PackageStore>& sharedStoreOf(const RelationshipSource& source) noexcept {
+        return source.sharedStore();
+    }
 };
 
 }  // namespace opc::model::detail

@@ -24,42 +24,50 @@ foundation::release_info::ReleaseInfo CoreProperties::getCurrentTARMICReleaseInf
     return foundation::release_info::ReleaseInfo::current();
 }
 
-CoreProperties::Text CoreProperties::getTitle() const { return impl_->title; }
+CoreProperties::Text CoreProperties::getTitle() const { return impl_->core.text(detail::kTitle); }
 
-CoreProperties::Text CoreProperties::getDescription() const { return impl_->description; }
+CoreProperties::Text CoreProperties::getDescription() const { return impl_->core.text(detail::kDescription); }
 
-CoreProperties::Text CoreProperties::getVersion() const { return impl_->version; }
+CoreProperties::Text CoreProperties::getVersion() const { return impl_->core.text(detail::kVersion); }
 
-CoreProperties::Text CoreProperties::getCategory() const { return impl_->category; }
+CoreProperties::Text CoreProperties::getCategory() const { return impl_->core.text(detail::kCategory); }
 
-CoreProperties::Text CoreProperties::getContentType() const { return impl_->contentType; }
+CoreProperties::Text CoreProperties::getContentType() const { return impl_->core.text(detail::kContentType); }
 
-CoreProperties::Text CoreProperties::getContentTypeFriendlyName() const { return impl_->contentTypeFriendlyName; }
+CoreProperties::Text CoreProperties::getContentTypeFriendlyName() const {
+    return impl_->extension.text(detail::kFriendlyName);
+}
 
-CoreProperties::Time CoreProperties::getCreatedTime() const { return impl_->created; }
+CoreProperties::Time CoreProperties::getCreatedTime() const { return impl_->core.time(detail::kCreated); }
 
-CoreProperties::Time CoreProperties::getLastModifiedTime() const { return impl_->lastModified; }
+CoreProperties::Time CoreProperties::getLastModifiedTime() const { return impl_->core.time(detail::kLastModified); }
 
-std::u16string CoreProperties::getTARMICRelease() const { return impl_->release.value_or(std::u16string()); }
+std::u16string CoreProperties::getTARMICRelease() const {
+    return impl_->extension.text(detail::kRelease).value_or(std::u16string());
+}
 
-void CoreProperties::setTitle(const std::u16string& value) { impl_->title = value; }
+void CoreProperties::setTitle(const std::u16string& value) { impl_->core.set(detail::kTitle, value); }
 
-void CoreProperties::setDescription(const std::u16string& value) { impl_->description = value; }
+void CoreProperties::setDescription(const std::u16string& value) { impl_->core.set(detail::kDescription, value); }
 
-void CoreProperties::setVersion(const std::u16string& value) { impl_->version = value; }
+void CoreProperties::setVersion(const std::u16string& value) { impl_->core.set(detail::kVersion, value); }
 
-void CoreProperties::setCategory(const std::u16string& value) { impl_->category = value; }
+void CoreProperties::setCategory(const std::u16string& value) { impl_->core.set(detail::kCategory, value); }
 
-void CoreProperties::setContentType(const std::u16string& value) { impl_->contentType = value; }
+void CoreProperties::setContentType(const std::u16string& value) { impl_->core.set(detail::kContentType, value); }
 
-void CoreProperties::setContentTypeFriendlyName(const std::u16string& value) { impl_->contentTypeFriendlyName = value; }
+void CoreProperties::setContentTypeFriendlyName(const std::u16string& value) {
+    impl_->extension.set(detail::kFriendlyName, value);
+}
 
-void CoreProperties::setCreatedTime(const boost::posix_time::ptime& value) { impl_->created = value; }
+void CoreProperties::setCreatedTime(const boost::posix_time::ptime& value) { impl_->core.set(detail::kCreated, value); }
 
-void CoreProperties::setLastModifiedTime(const boost::posix_time::ptime& value) { impl_->lastModified = value; }
+void CoreProperties::setLastModifiedTime(const boost::posix_time::ptime& value) {
+    impl_->core.set(detail::kLastModified, value);
+}
 
 void CoreProperties::setTARMICReleaseInfo(const foundation::release_info::ReleaseInfo& value) {
-    impl_->release = value.getName();
+    impl_->extension.set(detail::kRelease, value.getName());
 }
 
 }  // namespace opc::pxservices

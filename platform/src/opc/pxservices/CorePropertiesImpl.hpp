@@ -1,10 +1,14 @@
 #pragma once
 
 #include "opc/pxservices/CoreProperties.hpp"
-#include "opc/pxservices/PropertySet.hpp"
+#include "opc/pxservices/PropertyPart.hpp"
 
 namespace opc::pxservices {
 
-class PXPLATFORM_LOCAL CoreProperties::Impl : public detail::PropertySet {};
+class PXPLATFORM_LOCAL CoreProperties::Impl {
+public:
+    detail::PropertyPart core{detail::coreSchema()};
+    detail::PropertyPart extension{detail::extensionSchema()};
+};
 
 }  // namespace opc::pxservices

@@ -40,12 +40,19 @@ public:
         return failed_ ? least : value;
     }
 
-    void skipDigits() {
+    /// Whether one of them is not zero.
+    bool skipDigits() {
         failed_ = failed_ || !atDigit();
-        while (atDigit()) {
-            rest_.remove_prefix(1);
+        bool any = false;
+        for (; atDigit(); rest_.remove_prefix(1)) {
+            any = any || rest_[0] != '0';
         }
+        return any;
     }
+
+    bool isAtEnd() const { return rest_.empty(); }
+
+    void fail() { failed_ = true; }
 
 private:
     bool atDigit() const { return !rest_.empty() && fl::ascii::isDigit(static_cast<unsigned char>(rest_[0])); }
@@ -54,9 +61,9 @@ private:
     bool failed_ = false;
 };
 
-/// Minutes east of UTC.
+/// Minutes east of UTC. A time without a zone is common, and valid in XML Schema, which the standard's refers to.
 long parseOffset(Scanner& scanner) {
-    if (scanner.take('Z')) {
+    if (scanner.isAtEnd() || scanner.take('Z')) {
         return 0;
     }
     const bool east = scanner.take('+');
@@ -69,21 +76,22 @@ long parseOffset(Scanner& scanner) {
     return east ? long{minutes} : -long{minutes};
 }
 
-/// The time of day, as UTC has it: negative or beyond a day where the offset leads there.
+/// The time of day, which may be the end of the day, 24:00:00.
 time_duration parseTime(Scanner& scanner) {
-    const unsigned hours = scanner.number(2, 0, 23);
+    const unsigned hours = scanner.number(2, 0, 24);
     scanner.expect(':');
     const unsigned minutes = scanner.number(2, 0, 59);
     unsigned seconds = 0;
+    bool beyond = minutes != 0;
     if (scanner.take(':')) {
         seconds = scanner.number(2, 0, 59);
-        if (scanner.take('.')) {
-            scanner.skipDigits();
-        }
+        const bool hasFraction = scanner.take('.') && scanner.skipDigits();
+        beyond = beyond || seconds != 0 || hasFraction;
     }
-    const long offset = parseOffset(scanner);
-    return time_duration(static_cast<long>(hours), static_cast<long>(minutes), static_cast<long>(seconds)) -
-           boost::posix_time::minutes(offset);
+    if (hours == 24 && beyond) {
+        scanner.fail();
+    }
+    return {static_cast<long>(hours), static_cast<long>(minutes), static_cast<long>(seconds)};
 }
 
 unsigned lastDayOf(unsigned year, unsigned month) {
@@ -118,10 +126,11 @@ boost::optional<ptime> parseW3cDateTime(std::string_view text) {
             }
         }
     }
+    const long offset = parseOffset(scanner);
     if (!scanner.succeeded()) {
         return boost::none;
     }
-    const ptime parsed = at(year, month, day, time_duration()) + time;
+    const ptime parsed = at(year, month, day, time_duration()) + time - boost::posix_time::minutes(offset);
     return boost::make_optional(isInCalendar(parsed), parsed);
 }
 

@@ -37,7 +37,7 @@ void FlatXmlHandler::startElement(const XmlElement& element) {
     }
 }
 
-void FlatXmlHandler::endElement() { --depth_; }
+void FlatXmlHandler::endElement(XmlRange) { --depth_; }
 
 void FlatXmlHandler::characters(std::string_view text) {
     if (depth_ == 1 && text.find_first_not_of(" \t\r\n") != std::string_view::npos) {

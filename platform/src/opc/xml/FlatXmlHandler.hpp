@@ -10,7 +10,7 @@ namespace opc::model::detail {
 class FlatXmlHandler : public PackageXmlHandler {
 public:
     void startElement(const XmlElement& element) final;
-    void endElement() final;
+    void endElement(XmlRange tag) final;
     void characters(std::string_view text) final;
 
 protected:

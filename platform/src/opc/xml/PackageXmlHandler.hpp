@@ -18,11 +18,10 @@ class PackageXmlHandler {
 public:
     virtual ~PackageXmlHandler() = default;
 
-    /// Whether elements are to tell their lines, which takes time to count.
-    virtual bool wantsLines() const { return false; }
-
     virtual void startElement(const XmlElement& element) = 0;
-    virtual void endElement() = 0;
+
+    /// @param tag  the end tag; no bytes when one tag is both start and end.
+    virtual void endElement(XmlRange tag) = 0;
 
     /// Text may come in several pieces.
     virtual void characters(std::string_view text) = 0;

@@ -149,6 +149,11 @@ private:
                std::to_string(XML_GetCurrentColumnNumber(parser_.get()) + 1) + ": ";
     }
 
+    XmlRange tag() const {
+        const auto begin = static_cast<std::size_t>(XML_GetCurrentByteIndex(parser_.get()));
+        return {begin, begin + static_cast<std::size_t>(XML_GetCurrentByteCount(parser_.get()))};
+    }
+
     void refuse(const char* reason) {
         refusal_ = reason;
         XML_StopParser(parser_.get(), XML_FALSE);
@@ -171,9 +176,7 @@ private:
 
     void startElement(const XML_Char* name, const XML_Char** attributes) {
         element_.name = splitName(name);
-        if (handler_.wantsLines()) {
-            element_.line = XML_GetCurrentLineNumber(parser_.get());
-        }
+        element_.tag = tag();
         element_.attributes.clear();
         for (; *attributes != nullptr; attributes += 2) {
             element_.attributes.push_back({splitName(attributes[0]), attributes[1]});
@@ -186,7 +189,7 @@ private:
     }
 
     static void onEndElement(void* self, const XML_Char*) {
-        guarded(self, [](Parse& parse) { parse.handler_.endElement(); });
+        guarded(self, [](Parse& parse) { parse.handler_.endElement(parse.tag()); });
     }
 
     static void onCharacters(void* self, const XML_Char* text, int length) {

@@ -22,11 +22,17 @@ struct XmlAttribute {
     std::string_view value;
 };
 
+/// Bytes of a document: from the first one to the one after the last.
+struct XmlRange {
+    std::size_t begin = 0;
+    std::size_t end = 0;
+};
+
 /// A start tag; all texts are gone when the handler returns. Namespace declarations are no attributes.
 struct XmlElement {
     XmlName name;
     std::vector<XmlAttribute> attributes;
-    std::size_t line = 0;  ///< for a handler that wants lines
+    XmlRange tag;
 
     /// The value of an attribute in no namespace; null when there is none.
     const std::string_view* attribute(std::string_view local) const {

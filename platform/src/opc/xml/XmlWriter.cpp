@@ -47,7 +47,11 @@ std::optional<std::string> toXmlText(std::u16string_view text) {
     }
 }
 
-XmlWriter::XmlWriter() { append(R"(<?xml version="1.0" encoding="UTF-8" standalone="yes"?>)"); }
+XmlWriter::XmlWriter(Kind kind) {
+    if (kind == Kind::Document) {
+        append(R"(<?xml version="1.0" encoding="UTF-8" standalone="yes"?>)");
+    }
+}
 
 XmlWriter& XmlWriter::start(std::string_view qualifiedName) {
     closeStartTag();

@@ -15,7 +15,12 @@ std::optional<std::string> toXmlText(std::u16string_view text);
 /// come back from a parse exactly as they were given.
 class XmlWriter {
 public:
-    XmlWriter();
+    enum class Kind {
+        Document,  ///< begins with an XML declaration
+        Fragment
+    };
+
+    explicit XmlWriter(Kind kind = Kind::Document);
 
     XmlWriter& start(std::string_view qualifiedName);
 
