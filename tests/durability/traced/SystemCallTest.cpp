@@ -20,7 +20,7 @@ struct Injection {
     int error;
     Disturbance& disturbance;
     bool striking = false;
-    bool keepsTemporary = false;  ///< when a removal was made to fail
+    bool keepsTemporary = false;  ///< when a removal, or what has to come before one, was made to fail
 
     void operator()(TracedCall& call) {
         if (call.entering) {
@@ -35,7 +35,8 @@ struct Injection {
     }
 
     void enter(TracedCall& call) {
-        keepsTemporary = keepsTemporary || call.registers.orig_rax == SYS_unlinkat;
+        const auto number = call.registers.orig_rax;
+        keepsTemporary = keepsTemporary || number == SYS_unlinkat || number == SYS_renameat2;
         if (error == 0) {
             *countOf(call) = (*countOf(call) + 1) / 2;
         } else if (call.registers.orig_rax != SYS_close) {  // which closes also when it fails

@@ -9,10 +9,12 @@
 #include <gtest/gtest.h>
 #include <optional>
 #include <string_view>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/xattr.h>
 #include <unistd.h>
+#include <vector>
 
 using namespace foundation::storage::vfs;
 using namespace std::string_literals;
@@ -25,6 +27,9 @@ struct {
     std::string_view call;
     int error, passing;
 } failing;
+
+/// What other programs do just before the first exchange, the second one and so on.
+std::vector<std::function<void()>> beforeExchange;
 
 template <class Result, class... Arguments>
 Result scripted(const char* name, long number, Arguments... arguments) {
@@ -48,6 +53,12 @@ ssize_t copy_file_range(int in, off64_t* inAt, int out, off64_t* outAt, size_t c
 
 int fchmod(int fd, mode_t mode) noexcept { return scripted<int>("fchmod", SYS_fchmod, fd, mode); }
 
+int flock(int fd, int operation) noexcept { return scripted<int>("flock", SYS_flock, fd, operation); }
+
+int unlinkat(int dir, const char* name, int flags) noexcept {
+    return scripted<int>("unlinkat", SYS_unlinkat, dir, name, flags);
+}
+
 int fsync(int fd) { return scripted<int>("fsync", SYS_fsync, fd); }
 
 int renameat(int fromDir, const char* from, int toDir, const char* to) noexcept {
@@ -55,6 +66,10 @@ int renameat(int fromDir, const char* from, int toDir, const char* to) noexcept 
 }
 
 int renameat2(int fromDir, const char* from, int toDir, const char* to, unsigned flags) noexcept {
+    if (flags == RENAME_EXCHANGE && !beforeExchange.empty()) {
+        beforeExchange.front()();
+        beforeExchange.erase(beforeExchange.begin());
+    }
     return scripted<int>("renameat2", SYS_renameat2, fromDir, from, toDir, to, flags);
 }
 
@@ -101,7 +116,10 @@ using Failure = std::optional<StorageErrorKind>;
 class LocalStorageTest : public testing::Test {
 protected:
     LocalStorageTest() { fs::permissions(folder_.path(), fs::perms::all); }
-    ~LocalStorageTest() override { failing = {}; }
+    ~LocalStorageTest() override {
+        failing = {};
+        beforeExchange.clear();
+    }
 
     void put(const std::string& file, mode_t mode) const {
         folder_.put(file, "old");
@@ -120,6 +138,13 @@ protected:
         } catch (const StorageError& error) {
             EXPECT_NE(std::string(error.what()).find(file), std::string::npos) << error.what();
             return error.kind();
+        }
+    }
+
+    /// As if two hours had gone by.
+    void age() const {
+        for (const auto& entry : fs::directory_iterator(folder_.path())) {
+            fs::last_write_time(entry.path(), fs::file_time_type::clock::now() - std::chrono::hours(2));
         }
     }
 
@@ -146,7 +171,8 @@ TEST_F(LocalStorageTest, ReplacementKeepsLinksOwnerModeAndAttributes) {
         EXPECT_EQ(ownerOf(file), std::pair(1234U, 4321U));
         EXPECT_EQ(modeOf(file), 0755U);
     }
-    for (const auto& [name, value] : {std::pair("user.colour", "blue"s), {"user.empty", ""s}, {kAcl, kSomeAcl}}) {
+    for (const auto& [name, value] :
+         {std::pair("user.colour", "blue"s), {"user.empty", ""s}, {"user.byte", "1"s}, {kAcl, kSomeAcl}}) {
         if (setAttribute(file, name, value)) {
             save("file");
             EXPECT_EQ(attribute(file, name), value) << name;
@@ -236,13 +262,26 @@ TEST_F(LocalStorageTest, OnlyWholeRegularFilesAreAccepted) {
     EXPECT_THROW(storage_.exists(folder_.name(std::string(300, 'x'))), StorageError);
 }
 
-TEST_F(LocalStorageTest, CopiesItselfWhatTheKernelCannot) {
+TEST_F(LocalStorageTest, HasTheKernelCopyWhatItCan) {
     folder_.put("source", kLarge);
+    const auto source = storage_.openForReading(folder_.name("source"));
+    for (const int passing : {0, 9}) {
+        const auto replacement = storage_.beginReplacement(folder_.name(std::to_string(passing)), nullptr);
+        failing = {"copy_file_range", EXDEV, passing};
+        replacement->append(*source, 0, kLarge.size());
+        EXPECT_LT(failing.passing, passing) << "the kernel was not asked";
+        replacement->commit();
+        EXPECT_TRUE(folder_.get(std::to_string(passing)) == kLarge);
+    }
+}
+
+TEST_F(LocalStorageTest, WhatFailedToBeWrittenIsNotCommitted) {
     const auto replacement = storage_.beginReplacement(folder_.name("file"), nullptr);
-    failing = {"copy_file_range", EXDEV, 0};
-    replacement->append(*storage_.openForReading(folder_.name("source")), 0, kLarge.size());
-    replacement->commit();
-    EXPECT_TRUE(folder_.get("file") == kLarge);
+    failing = {"write", ENOSPC, 0};
+    EXPECT_THROW(replacement->write(kLarge.data(), kLarge.size()), StorageError);
+    failing = {};
+    EXPECT_THROW(replacement->commit(), StorageError);
+    EXPECT_FALSE(fs::exists(folder_.path("file")));
 }
 
 TEST_F(LocalStorageTest, SweepsOnlyStaleTemporariesOfItsOwn) {
@@ -251,12 +290,69 @@ TEST_F(LocalStorageTest, SweepsOnlyStaleTemporariesOfItsOwn) {
         {".pxflowbook-save-0123456789abcdef-", 61, false}, {".pxflowbook-save-0123456789abcdeg~", 61, false},
         {".pxflowbook-kept-0123456789abcdef~", 61, false}, {".pxflowbook-save-0123456789abcdef0~", 61, false},
     };
+    folder_.put("file", "old");
+    failing = {"unlinkat", EIO, 0};
+    save("file");
+    failing = {};
+    ASSERT_TRUE(folder_.holdsTemporary()) << "which is the version that was replaced";
+    age();
+    save("file");
+    const auto live = storage_.beginReplacement(folder_.name("live"), nullptr);
+    age();
+    save("file");
+    live->commit();
     for (const auto& [temporary, minutes, swept] : cases) {
         put("file", 0644);
         put(temporary, 0644);
         fs::last_write_time(folder_.path(temporary), fs::file_time_type::clock::now() - std::chrono::minutes(minutes));
         save("file");
         EXPECT_NE(fs::remove(folder_.path(temporary)), swept) << temporary << " of " << minutes << " minutes";
+    }
+}
+
+/// Other programs know of no lock, and may come between the last look and the exchange.
+TEST_F(LocalStorageTest, NoVersionOfOthersIsLostWhateverTheMoment) {
+    const auto replaceBy = [&](const char* version) {
+        return [=] {
+            folder_.put("other", version);
+            fs::rename(folder_.path("other"), folder_.path("file"));
+        };
+    };
+    const auto rewrite = [&] { folder_.put("file", "rewritten"); };
+    const auto failToExchange = [] { failing = {"renameat2", EIO, 0}; };
+    const auto remove = [&] { fs::remove(folder_.path("file")); };
+    const struct {
+        std::vector<std::function<void()>> others;
+        const char *left, *kept;
+    } cases[] = {
+        {{replaceBy("first")}, "first", ""},
+        {{rewrite}, "rewritten", ""},
+        {{remove}, "none", ""},
+        {{replaceBy("first"), replaceBy("second")}, "second", "first"},
+        {{replaceBy("first"), remove}, "none", "first"},
+        {{replaceBy("first"), failToExchange}, "new", "first"},
+    };
+    const auto contents = [&] {
+        std::string kept, left = "none";
+        for (const auto& entry : fs::directory_iterator(folder_.path())) {
+            (entry.path().filename() == "file" ? left : kept) = support::readFile(entry.path());
+        }
+        age();
+        return left + " and " + kept;
+    };
+    for (const auto& test : cases) {
+        const std::string expected = test.left + std::string(" and ") + test.kept;
+        folder_.put("file", "old");
+        beforeExchange = test.others;
+        EXPECT_EQ(save("file"), StorageErrorKind::Conflict);
+        EXPECT_EQ(contents(), expected);
+        failing = {};
+        fs::remove(folder_.path("file"));
+        EXPECT_EQ(save("file"), std::nullopt);
+        EXPECT_EQ(contents(), std::string("new and ") + test.kept) << "no sweep takes a version of others";
+        for (const auto& entry : fs::directory_iterator(folder_.path())) {
+            fs::remove(entry.path());
+        }
     }
 }
 
@@ -271,6 +367,9 @@ TEST_F(LocalStorageTest, FailingCallsLeaveTheOldFileOrTheNew) {
         {"write", ENOSPC, 0, false, Kind::NoSpace},      {"write", EDQUOT, 1, true, Kind::NoSpace},
         {"fchmod", EPERM, 0, false, Kind::AccessDenied}, {"fchmod", EPERM, 1, true, Kind::AccessDenied},
         {"fsync", EIO, 0, false, Kind::Other},           {"renameat", EROFS, 0, false, Kind::AccessDenied},
+        {"renameat2", EIO, 0, false, Kind::Other},       {"renameat2", EINVAL, 0, false, std::nullopt},
+        {"renameat2", ENOSYS, 0, false, std::nullopt},   {"renameat2", ENOENT, 0, false, Kind::Conflict},
+        {"flock", ENOLCK, 0, false, std::nullopt},       {"flock", EWOULDBLOCK, 1, false, std::nullopt},
         {"renameat2", EEXIST, 0, true, Kind::Conflict},  {"renameat2", EINVAL, 0, true, std::nullopt},
         {"renameat2", ENOSYS, 0, true, std::nullopt},    {"fsync", EIO, 1, true, Kind::NotDurable},
     };

@@ -9,14 +9,17 @@ namespace foundation::storage::vfs {
 /// 80 to FF of a path that is not UTF-8.
 ///
 /// A replacement is written to a temporary file beside its target, private to the user, and takes the
-/// target's place by rename(2) when it and its folder entry can be made durable: atomic, durable,
+/// target's place by renameat2(2) when it and its folder entry can be made durable: atomic, durable,
 /// and a conflict when the target was changed meanwhile (told by device, inode, size, modification
-/// and change time) or has appeared. The target's owner (where permitted), mode, ACL and user
-/// attributes are kept; access never gets wider on the way. A symbolic link as the last component is
-/// followed, so links stay links; one that leads nowhere is refused. A hard-linked file is replaced under the given
-/// name only; its other names keep the old content. A file that the process may not write is refused, though its folder
-/// would permit the replacement. Temporaries that a killed process left are removed by a later
-/// replacement in the same folder, an hour after their last change at the earliest.
+/// and change time) or has appeared. From the last look at it to the end it is locked by flock(2), so
+/// that of two replacements one is a conflict. Where the file system can exchange two names, one by a
+/// program that knows of no lock is found out too, and its version gets its name back. A lock that is
+/// held for more than five seconds is not waited for any longer. The target's owner (where permitted), mode, ACL and
+/// user attributes are kept; access never gets wider on the way. A symbolic link as the last component is followed, so
+/// links stay links; one that leads nowhere is refused. A hard-linked file is replaced under the given name only; its
+/// other names keep the old content. A file that the process may not write is refused, though its folder would permit
+/// the replacement. Temporaries that a killed process left are removed by a later replacement in the same folder, an
+/// hour after their last change at the earliest, and never while they are in use.
 class PXPLATFORM_EXPORT LocalStorage : public StorageSystem {
 public:
     bool exists(const std::u16string& name) const override;

@@ -22,11 +22,12 @@ public:
     /// through memory. @throws StorageError as write() and ReadableFile::read().
     virtual void append(const ReadableFile& source, std::uint64_t offset, std::uint64_t count);
 
-    /// Gives the file its new content: atomically, and as durably as the storage can.
-    /// At most once; nothing may be appended afterwards.
+    /// Gives the file its new content: atomically, and as durably as the storage can. At
+    /// most once; nothing may be appended afterwards.
     /// @throws StorageError. Kind Conflict: the file is no longer the one that was to be replaced, or
-    ///         a file has appeared where none was; it is left alone. Kind NotDurable: the file *is*
-    ///         replaced. With every other kind it is as it was before.
+    ///         a file has appeared where none was; it is left alone, or, where more programs came between,
+    ///         kept under the name in what(). Kind NotDurable: the file *is* replaced. With every other kind it is as
+    ///         it was before.
     virtual void commit() = 0;
 
     /// Gives up. Does nothing after commit(). Never throws.

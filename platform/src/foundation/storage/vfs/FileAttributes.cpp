@@ -73,14 +73,6 @@ void copyUserAttributes(int from, int to, const std::string& path) {
     }
 }
 
-struct stat statusOf(int descriptor, const std::string& path) {
-    struct stat status {};
-    if (::fstat(descriptor, &status) == -1) {
-        throwErrno("look at", path);
-    }
-    return status;
-}
-
 struct Ownership {
     bool userKept;
     bool groupKept;
@@ -134,6 +126,14 @@ bool copyAcl(int from, int to, Ownership ownership, const std::string& path) {
 }
 
 }  // namespace
+
+struct stat statusOf(int descriptor, const std::string& path) {
+    struct stat status {};
+    if (::fstat(descriptor, &status) == -1) {
+        throwErrno("look at", path);
+    }
+    return status;
+}
 
 void copyAttributes(int from, int to, const std::string& path) {
     const struct stat wanted = statusOf(from, path);

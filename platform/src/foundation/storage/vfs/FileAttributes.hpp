@@ -1,7 +1,7 @@
 #pragma once
 
 #include <string>
-#include <sys/types.h>
+#include <sys/stat.h>
 
 namespace foundation::storage::vfs {
 
@@ -14,6 +14,10 @@ void copyAttributes(int from, int to, const std::string& path);
 /// @param path  names the file in errors.
 /// @throws StorageError
 void setMode(int descriptor, mode_t mode, const std::string& path);
+
+/// @param path  names the file in errors.
+/// @throws StorageError
+struct stat statusOf(int descriptor, const std::string& path);
 
 /// The permission bits, setuid, setgid and sticky included. @throws StorageError
 mode_t modeOf(int descriptor, const std::string& path);

@@ -12,10 +12,18 @@ public:
 
     std::uint64_t size() const noexcept { return static_cast<std::uint64_t>(status_.st_size); }
 
-    bool operator==(const FileIdentity& other) const noexcept {
+    ino_t inode() const noexcept { return status_.st_ino; }
+
+    /// Whether it is the same file with the same content and rights. Renaming it may have changed its change time.
+    bool hasContentOf(const FileIdentity& other) const noexcept {
         return status_.st_dev == other.status_.st_dev && status_.st_ino == other.status_.st_ino &&
                status_.st_size == other.status_.st_size && same(status_.st_mtim, other.status_.st_mtim) &&
-               same(status_.st_ctim, other.status_.st_ctim);
+               status_.st_mode == other.status_.st_mode && status_.st_uid == other.status_.st_uid &&
+               status_.st_gid == other.status_.st_gid;
+    }
+
+    bool operator==(const FileIdentity& other) const noexcept {
+        return hasContentOf(other) && same(status_.st_ctim, other.status_.st_ctim);
     }
     bool operator!=(const FileIdentity& other) const noexcept { return !(*this == other); }
 

@@ -1,5 +1,6 @@
 #include "foundation/storage/vfs/LocalFile.hpp"
 
+#include "foundation/storage/vfs/FileAttributes.hpp"
 #include "foundation/storage/vfs/StorageError.hpp"
 #include "foundation/storage/vfs/SystemCall.hpp"
 
@@ -19,11 +20,8 @@ UniqueFd openRegularFile(const std::string& path) {
     return descriptor;
 }
 
-struct stat statusOf(const UniqueFd& descriptor, const std::string& path) {
-    struct stat status {};
-    if (::fstat(descriptor.get(), &status) == -1) {
-        throwErrno("look at", path);
-    }
+struct stat statusOfRegularFile(const UniqueFd& descriptor, const std::string& path) {
+    const struct stat status = statusOf(descriptor.get(), path);
     if (!S_ISREG(status.st_mode)) {
         throw StorageError(StorageErrorKind::Other, "cannot open \"" + path + "\": it is not a regular file");
     }
@@ -33,7 +31,7 @@ struct stat statusOf(const UniqueFd& descriptor, const std::string& path) {
 }  // namespace
 
 LocalFile::LocalFile(std::string path)
-    : path_(std::move(path)), descriptor_(openRegularFile(path_)), identity_(statusOf(descriptor_, path_)) {}
+    : path_(std::move(path)), descriptor_(openRegularFile(path_)), identity_(statusOfRegularFile(descriptor_, path_)) {}
 
 void LocalFile::read(std::uint64_t offset, void* to, std::size_t count) const {
     auto* at = static_cast<unsigned char*>(to);

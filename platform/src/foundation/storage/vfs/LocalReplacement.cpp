@@ -1,6 +1,7 @@
 #include "foundation/storage/vfs/LocalReplacement.hpp"
 
 #include "fl/filesystem/NativePath.hpp"
+#include "foundation/storage/vfs/Exchange.hpp"
 #include "foundation/storage/vfs/FileAttributes.hpp"
 #include "foundation/storage/vfs/StorageError.hpp"
 #include "foundation/storage/vfs/SystemCall.hpp"
@@ -22,9 +23,12 @@ constexpr std::size_t kBufferSize = std::size_t{256} << 10;
 constexpr mode_t kPrivateMode = S_IRUSR | S_IWUSR;
 constexpr mode_t kNewFileMode = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
 
-[[noreturn]] void throwConflict(const std::string& path, const char* found) {
+[[noreturn]] void throwConflict(const std::string& path, const std::string& found) {
     throw StorageError(StorageErrorKind::Conflict, "cannot replace \"" + path + "\": " + found);
 }
+
+const char* const kChanged = "it has changed since it was opened";
+const char* const kAppeared = "it has appeared where no file was";
 
 [[noreturn]] void throwRemoved(const std::string& path) {
     throwConflict(path, "it has been removed since it was opened");
@@ -90,7 +94,7 @@ void LocalReplacement::checkReplaced(bool found, const struct stat& present) con
         throwRemoved(target_.path);
     }
     if (replaced_->identity() != FileIdentity(present)) {
-        throwConflict(target_.path, "it has changed since it was opened");
+        throwConflict(target_.path, kChanged);
     }
 }
 
@@ -100,7 +104,7 @@ void LocalReplacement::checkAbsent(bool found, const struct stat& present) const
                            "cannot write \"" + target_.path + "\": what has that name is not a regular file");
     }
     if (found) {
-        throwConflict(target_.path, "it has appeared where no file was");
+        throwConflict(target_.path, kAppeared);
     }
 }
 
@@ -126,6 +130,7 @@ void LocalReplacement::createTemporary() {
         throwErrno("create a temporary beside", target_.path);
     }
     temporaryName_ = std::move(name);
+    temporaryLock_.emplace(temporary_.get(), FileLock::Wait::No);
     if (replaced_ == nullptr) {
         newFileMode_ = modeOf(temporary_.get(), target_.path);
         setMode(temporary_.get(), kPrivateMode, target_.path);
@@ -216,8 +221,7 @@ void LocalReplacement::commit() {
         requireTemporary();
         flush();
         setFinalAttributes();
-        syncAndCloseTemporary();
-        checkTarget();
+        syncTemporary();
         putInPlace();
     });
     syncDirectory();
@@ -233,28 +237,36 @@ void LocalReplacement::setFinalAttributes() {
 }
 
 /// A failed fsync is never tried again: the kernel reports lost pages once, and then takes them for clean.
-void LocalReplacement::syncAndCloseTemporary() {
+void LocalReplacement::syncTemporary() {
     if (::fsync(temporary_.get()) == -1) {
         throwErrno("make durable the temporary for", target_.path);
     }
-    // Network file systems may report a failed write only now. An interrupted close has closed all the same.
-    if (::close(temporary_.release()) == -1 && errno != EINTR) {
+    // Network file systems may report a failed write only when a descriptor is closed. An interrupted close has closed
+    // all the same. The file stays open, as its lock is needed to the end.
+    UniqueFd another(::fcntl(temporary_.get(), F_DUPFD_CLOEXEC, 0));
+    if (!another || (::close(another.release()) == -1 && errno != EINTR)) {
         throwErrno("close the temporary for", target_.path);
     }
 }
 
 void LocalReplacement::putInPlace() {
-    const int directory = target_.directory.get();
-    const int result = replaced_ != nullptr
-                           ? ::renameat(directory, temporaryName_.c_str(), directory, target_.name.c_str())
-                           : renameToAbsent();
-    if (result == -1 && errno == EEXIST) {
-        throwConflict(target_.path, "it has appeared where no file was");
+    if (replaced_ != nullptr) {
+        replace();
+    } else {
+        create();
     }
-    if (result == -1) {
-        throwErrno("rename the temporary onto", target_.path);
+    giveUpTemporary();
+}
+
+void LocalReplacement::create() {
+    checkTarget();
+    if (renameToAbsent() == 0) {
+        return;
     }
-    temporaryName_.clear();
+    if (errno == EEXIST) {
+        throwConflict(target_.path, kAppeared);
+    }
+    throwErrno("rename the temporary onto", target_.path);
 }
 
 /// Renames unless the target exists, atomically.
@@ -270,8 +282,54 @@ int LocalReplacement::renameToAbsent() const {
     if (::linkat(directory, temporary, directory, target, 0) == -1) {
         return -1;
     }
-    ::unlinkat(directory, temporary, 0);  // should this fail, a later sweep gets it
+    ::unlinkat(directory, temporary, 0);
     return 0;
+}
+
+/// All writers of this library that have opened the same version lock the same file, and the version that they make is
+/// locked until they have looked at what it displaced. So nobody who keeps to this comes between.
+void LocalReplacement::replace() {
+    const FileLock lock(replaced_->descriptor(), FileLock::Wait::AFewSeconds);
+    checkTarget();
+    const ino_t fresh = statusOf(temporary_.get(), target_.path).st_ino;
+    std::string name = exchangeName(temporaryName_, fresh, replaced_->identity().inode());
+    rename(name);
+    temporaryName_ = std::move(name);
+    exchangeOrRename(fresh);
+}
+
+void LocalReplacement::rename(const std::string& to) {
+    const int directory = target_.directory.get();
+    if (::renameat(directory, temporaryName_.c_str(), directory, to.c_str()) == -1) {
+        throwErrno("rename the temporary onto", target_.path);
+    }
+}
+
+void LocalReplacement::exchangeOrRename(ino_t fresh) {
+    const int directory = target_.directory.get();
+    switch (Exchange(directory, temporaryName_, target_.name, fresh, replaced_->identity()).run()) {
+    case ExchangeResult::Done:
+        removeTemporary();
+        return;
+    case ExchangeResult::Unverified:
+        return;  // a later sweep looks at it again
+    case ExchangeResult::Reverted:
+        ::fsync(directory);  // or power loss might undo the return of the other version only
+        throwConflict(target_.path, kChanged);
+    case ExchangeResult::Entangled:
+        ::fsync(directory);
+        throwConflict(target_.path,
+                      std::string(kChanged) + ", and one of its versions is now named " + giveUpTemporary());
+    case ExchangeResult::Failed:
+        break;
+    }
+    if (errno == ENOENT) {
+        throwRemoved(target_.path);
+    }
+    if (errno != EINVAL && errno != ENOSYS) {
+        throwErrno("exchange the temporary with", target_.path);
+    }
+    rename(target_.name);  // in this file system nothing better can be had
 }
 
 void LocalReplacement::syncDirectory() const {
@@ -283,12 +341,22 @@ void LocalReplacement::syncDirectory() const {
 }
 
 void LocalReplacement::discard() noexcept {
-    temporary_.reset();
-    if (!temporaryName_.empty()) {
-        ::unlinkat(target_.directory.get(), temporaryName_.c_str(), 0);
-        temporaryName_.clear();
-    }
+    removeTemporary();
+    giveUpTemporary();
     buffer_ = {};
+}
+
+void LocalReplacement::removeTemporary() noexcept {
+    if (!temporaryName_.empty()) {
+        ::unlinkat(target_.directory.get(), temporaryName_.c_str(), 0);  // should this fail, a later sweep gets it
+    }
+}
+
+/// Returns the name that it had.
+std::string LocalReplacement::giveUpTemporary() noexcept {
+    temporaryLock_.reset();
+    temporary_.reset();
+    return std::exchange(temporaryName_, {});
 }
 
 }  // namespace foundation::storage::vfs

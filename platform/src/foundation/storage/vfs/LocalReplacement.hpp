@@ -1,16 +1,18 @@
 #pragma once
 
+#include "foundation/storage/vfs/FileLock.hpp"
 #include "foundation/storage/vfs/LocalFile.hpp"
 #include "foundation/storage/vfs/Replacement.hpp"
 #include "foundation/storage/vfs/UniqueFd.hpp"
 
+#include <optional>
 #include <string>
 #include <sys/types.h>
 #include <vector>
 
 namespace foundation::storage::vfs {
 
-/// Writes a temporary beside the target and renames it onto the target.
+/// Writes a temporary beside the target and gives it the target's name. docs/reliability.md has the protocol.
 class LocalReplacement final : public Replacement {
 public:
     /// @param path      the target; a relative one starts from the working directory.
@@ -48,15 +50,22 @@ private:
     void flush();
     std::uint64_t copyInKernel(const LocalFile& source, std::uint64_t offset, std::uint64_t count);
     void setFinalAttributes();
-    void syncAndCloseTemporary();
+    void syncTemporary();
     void putInPlace();
+    void create();
     int renameToAbsent() const;
+    void replace();
+    void rename(const std::string& to);
+    void exchangeOrRename(ino_t fresh);
+    void removeTemporary() noexcept;
+    std::string giveUpTemporary() noexcept;
     void syncDirectory() const;
 
     Target target_;
     const LocalFile* replaced_;
     std::string temporaryName_;  ///< empty while there is no temporary
     UniqueFd temporary_;
+    std::optional<FileLock> temporaryLock_;  ///< tells that it is in use
     mode_t newFileMode_ = 0;
     std::vector<unsigned char> buffer_;
 };
