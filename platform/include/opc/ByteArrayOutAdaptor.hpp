@@ -1,20 +1,19 @@
 #pragma once
 
+#include "fl/Bytes.hpp"
 #include "opc/OutputStream.hpp"
-
-#include <vector>
 
 namespace opc {
 
 /// Appends to a byte vector, which must outlive the adaptor.
 class PXPLATFORM_EXPORT ByteArrayOutAdaptor : public OutputStream {
 public:
-    explicit ByteArrayOutAdaptor(std::vector<unsigned char>& bytes);
+    explicit ByteArrayOutAdaptor(fl::Bytes& bytes);
 
     void write(const void* from, std::size_t count) override;
 
 private:
-    std::vector<unsigned char>* bytes_;
+    fl::Bytes* bytes_;
 };
 
 }  // namespace opc

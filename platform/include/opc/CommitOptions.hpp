@@ -7,7 +7,9 @@
 
 namespace opc {
 
-/// How a package is committed. The default keeps no backup.
+/// How a host's package library is asked to commit a package. This one keeps no backup of the file that it
+/// replaces, which is whole until it is replaced: Package::close() takes no options, and nobody calls the
+/// function that is given here.
 class PXPLATFORM_EXPORT CommitOptions {
 public:
     using BackupCreatedFcn = std::function<void(const std::u16string& backupName)>;
@@ -20,7 +22,7 @@ public:
     void backupExtension(const std::u16string& extension) { backupExtension_ = extension; }
     const std::u16string& backupExtension() const noexcept { return backupExtension_; }
 
-    /// Called, on the committing thread, when a kept backup has been written.
+    /// For when a kept backup has been written.
     void backupCreatedFcn(BackupCreatedFcn function) { backupCreated_ = std::move(function); }
     const BackupCreatedFcn& backupCreatedFcn() const noexcept { return backupCreated_; }
 

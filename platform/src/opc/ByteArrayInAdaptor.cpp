@@ -5,7 +5,7 @@
 
 namespace opc {
 
-ByteArrayInAdaptor::ByteArrayInAdaptor(const std::vector<unsigned char>& bytes) : bytes_(&bytes) {}
+ByteArrayInAdaptor::ByteArrayInAdaptor(const fl::Bytes& bytes) : bytes_(&bytes) {}
 
 std::size_t ByteArrayInAdaptor::read(void* to, std::size_t count) {
     const std::size_t taken = std::min(count, bytes_->size() - position_);

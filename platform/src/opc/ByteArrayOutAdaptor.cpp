@@ -2,7 +2,7 @@
 
 namespace opc {
 
-ByteArrayOutAdaptor::ByteArrayOutAdaptor(std::vector<unsigned char>& bytes) : bytes_(&bytes) {}
+ByteArrayOutAdaptor::ByteArrayOutAdaptor(fl::Bytes& bytes) : bytes_(&bytes) {}
 
 void ByteArrayOutAdaptor::write(const void* from, std::size_t count) {
     const auto* first = static_cast<const unsigned char*>(from);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "fl/Bytes.hpp"
 #include "fl/PlatformExport.hpp"
 #include "opc/Limits.hpp"
 #include "opc/interfaces/CompressionType.hpp"
@@ -22,7 +23,7 @@ struct PhysicalEntry {
 /// One entry of a container that is to be written.
 struct PlannedEntry {
     /// Null: the entry `carried` of the open container is taken over as it is stored, unread.
-    const std::vector<unsigned char>* content = nullptr;
+    const fl::Bytes* content = nullptr;
     std::size_t carried = 0;
     std::string name;  ///< of an entry with content: ASCII, without a leading slash
     CompressionType compression = CompressionType::Normal;
@@ -32,8 +33,6 @@ struct PlannedEntry {
 /// a time. All failures are opc::Exception, saying the file's name.
 class PXPLATFORM_EXPORT IPhysicalPackage {
 public:
-    using Bytes = std::vector<unsigned char>;
-
     virtual ~IPhysicalPackage();
 
     /// Reads the container's index, except for mode Create, which touches nothing.
@@ -44,15 +43,11 @@ public:
     virtual const std::vector<PhysicalEntry>& entries() const = 0;
 
     /// The whole content of an entry, verified against the sizes and the checksum of the index.
-    virtual Bytes read(std::size_t position) const = 0;
+    virtual fl::Bytes read(std::size_t position) const = 0;
 
     /// Puts a container of the planned entries, in their order, in the place of the file: atomically
     /// and durably, or not at all. The container stays open on the old version afterwards.
     virtual void commit(const std::vector<PlannedEntry>& plan) = 0;
-
-    /// Copies the file that was opened to its own name with `extension` appended, replacing what is
-    /// there, and returns that name.
-    virtual std::u16string backUp(const std::u16string& extension) const = 0;
 
     /// Lets go of the file. Idempotent.
     virtual void close() noexcept = 0;

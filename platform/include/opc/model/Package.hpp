@@ -1,6 +1,5 @@
 #pragma once
 
-#include "opc/CommitOptions.hpp"
 #include "opc/interfaces/IPhysicalPackage.hpp"
 #include "opc/interfaces/IPhysicalPartInfo.hpp"
 #include "opc/model/Part.hpp"
@@ -12,7 +11,8 @@ namespace opc::model {
 /// it. Opening reads the container's index, the content types and the package's relationships; all
 /// else is read when it is asked for. Changes are kept in memory until close() commits them; a
 /// package that is destroyed without close() leaves the file as it is. One object, with the parts
-/// and relationships got from it, is used by one thread at a time.
+/// and relationships got from it, is used by one thread at a time. A call that changes the package has
+/// been done when it returns, and has changed nothing when it throws.
 class PXPLATFORM_EXPORT Package : public RelationshipSource {
 public:
     explicit Package(interfaces::IPhysicalPackage& physicalPackage);
@@ -29,9 +29,6 @@ public:
     /// to be reverted or tried again.
     void close();
 
-    /// As above, with a backup of the old file where there was one and the options ask for it.
-    void close(const CommitOptions& options);
-
     /// Drops the changes and lets go of the file. Never fails.
     void revert() noexcept;
 
@@ -44,7 +41,8 @@ public:
     std::vector<Part> getParts() const;
 
     /// A new, empty part. @throws opc::Exception when an equivalent name is taken, or the name derives
-    ///         from a part's name or a part's name from it (M1.11), or it is a relationships part's.
+    ///         from a part's name or a part's name from it (M1.11), or it is a relationships part's, or
+    ///         longer than the limit.
     Part createPart(const PartName& name, const ContentType& contentType, const interfaces::IPhysicalPartInfo& info);
 
     /// Deletes a part with its own relationships; relationships to it stay as they are.

@@ -29,9 +29,9 @@ public:
     /// The content as it is now; reads and verifies it whole.
     std::unique_ptr<InputStream> getInputStream() const;
 
-    /// Empties the part; what is written to the stream becomes its content, write by write. The stream
-    /// must not be used after the part was deleted or the package closed. Content reaches the file by
-    /// Package::close().
+    /// Empties the part; what is written to the stream becomes its content, write by write. When an exception
+    /// destroys the stream, the part has its former content again. The stream must not be used after the
+    /// part was deleted or the package closed. Content reaches the file by Package::close().
     std::unique_ptr<OutputStream> getOutputStream();
 
 private:

@@ -2,6 +2,7 @@
 
 #include "opc/model/URI.hpp"
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -19,7 +20,10 @@ public:
     /// query, or its path is no part name.
     explicit PartName(const URI& uri);
 
-    /// Whether `text` (ASCII, with its leading slash) obeys the grammar.
+    /// The name that `text` (ASCII, with its leading slash) is; nothing when it breaks a rule.
+    static std::optional<PartName> parse(std::string_view text);
+
+    /// Whether `text` is a name.
     static bool isValid(std::string_view text) noexcept;
 
     URI getURI() const;
@@ -28,13 +32,17 @@ public:
     const std::string& ascii() const noexcept { return text_; }
 
     /// The form under which equivalent names are equal.
-    std::string folded() const;
+    const std::string& folded() const noexcept { return folded_; }
 
-    friend bool operator==(const PartName& a, const PartName& b) { return a.folded() == b.folded(); }
+    friend bool operator==(const PartName& a, const PartName& b) { return a.folded_ == b.folded_; }
     friend bool operator!=(const PartName& a, const PartName& b) { return !(a == b); }
 
 private:
+    struct Checked {};
+    PartName(Checked, std::string_view text);
+
     std::string text_;
+    std::string folded_;
 };
 
 }  // namespace opc::model

@@ -12,12 +12,13 @@ namespace detail {
 struct RelationshipRecord;
 }
 
-/// One relationship of a source; a cheap handle on an immutable record, good also after the
-/// relationship has been deleted.
+/// One relationship of a source; a cheap handle, good also after the relationship has been deleted. Nothing
+/// of a relationship changes but an id that the library chose.
 class PXPLATFORM_EXPORT Relationship {
 public:
     explicit Relationship(std::shared_ptr<const detail::RelationshipRecord> record);
 
+    /// As it is now: an id that the library chose gives way to a caller's who asks for just that one.
     const std::u16string& getID() const noexcept;
     const std::u16string& getType() const noexcept;
 
@@ -29,6 +30,9 @@ public:
     /// The target; an internal one resolved against the source part (the root, for the package),
     /// fragment included. @throws opc::Exception when the text is no URI reference.
     URI getTargetURI() const;
+
+    /// What tells this relationship from any other.
+    const detail::RelationshipRecord& record() const noexcept { return *record_; }
 
 private:
     std::shared_ptr<const detail::RelationshipRecord> record_;

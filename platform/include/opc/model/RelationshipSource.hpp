@@ -26,7 +26,7 @@ public:
 
     /// @param target  stored as given. It need not exist.
     /// @param id      an NCName that this source does not use yet; empty for a fresh one ("rId1", ...),
-    ///                which changes once more when a later call asks for just that id.
+    ///                which gives way to another when a later call asks for just that id.
     /// @throws opc::Exception also when the package is open for reading only.
     Relationship createInternalRelationship(const std::u16string& type, const URI& target, const std::u16string& id);
 
@@ -36,6 +36,10 @@ public:
 
     /// @throws opc::Exception when there is no such relationship.
     void deleteRelationship(const std::u16string& id);
+
+    /// Deletes this relationship and no other, whatever has its id by now.
+    /// @throws opc::Exception when it is not of this source, or deleted already.
+    void deleteRelationship(const Relationship& relationship);
 
     /// Removes all relationships of a type; their targets stay.
     void deleteRelationshipsByType(const std::u16string& type);

@@ -22,9 +22,8 @@ public:
 
     void open(interfaces::OpenMode mode) override;
     const std::vector<interfaces::PhysicalEntry>& entries() const override;
-    Bytes read(std::size_t position) const override;
+    fl::Bytes read(std::size_t position) const override;
     void commit(const std::vector<interfaces::PlannedEntry>& plan) override;
-    std::u16string backUp(const std::u16string& extension) const override;
     void close() noexcept override;
     const std::string& displayName() const noexcept override;
     const Limits& limits() const noexcept override;

@@ -1,8 +1,9 @@
 #include "opc/model/CommitPlan.hpp"
 
+#include "fl/Ascii.hpp"
 #include "opc/model/Relationship.hpp"
 #include "opc/model/RelationshipTarget.hpp"
-#include "opc/names/Ascii.hpp"
+#include "opc/model/RelationshipsName.hpp"
 
 #include <algorithm>
 #include <iterator>
@@ -11,9 +12,6 @@
 
 namespace opc::model::detail {
 namespace {
-
-constexpr std::size_t kNoPart = static_cast<std::size_t>(-1);
-constexpr char kPackageSource[] = "/";
 
 /// Whether a relationship of the package leads to what describes it (properties, a thumbnail, signatures) and not
 /// to what it is about.
@@ -24,142 +22,166 @@ bool isDescriptive(const RelationshipRecord& record) {
                        [&](std::u16string_view prefix) { return record.type.compare(0, prefix.size(), prefix) == 0; });
 }
 
-}  // namespace
+class Planner {
+public:
+    Planner(const Container& container, const PartTable& parts, const RelationshipTable& relationships)
+        : container_(container),
+          parts_(parts),
+          package_(relationships.ofPackage()),
+          contentTypes_(parts.contentTypes()),
+          entryDone_(parts.dropped()) {}
 
-CommitPlan::CommitPlan(PackageStore& store)
-    : store_(store), entryDone_(store.dropped_), partDone_(store.parts_.size()) {
-    for (const auto& part : store_.parts_) {
-        if (part) {
-            assignRelationshipsType(part->relationships, part->name);
+    CommitPlan plan() {
+        for (const auto& [place, part] : parts_.all()) {
+            assignRelationshipsType(part.relationships, part.name.ascii());
         }
+        assignRelationshipsType(package_, kPackageSource);
+        addContentTypes();
+        addPackageRelationships();
+        addLeadingPart();
+        addOldEntries();
+        for (const auto& [place, part] : parts_.all()) {
+            addPart(part);
+        }
+        return std::move(plan_);
     }
-    assignRelationshipsType(store_.packageRelationships_, kPackageSource);
-    addContentTypes();
-    addPackageRelationships();
-    addLeadingPart();
-    addOldEntries();
-    for (std::size_t position = 0; position != partDone_.size(); ++position) {
-        addPart(position);
-    }
-}
+
+private:
+    void assignRelationshipsType(const SourceState& state, std::string_view sourceName);
+    void addContentTypes();
+    void addPackageRelationships();
+    void addLeadingPart();
+    void addOldEntries();
+    void addPart(const PartState& part);
+    void addChangedRelationships(const SourceState& state, std::string_view sourceName);
+    void addXml(std::string_view name, fl::Bytes xml);
+    void add(const fl::Bytes& content, std::string_view name, interfaces::CompressionType compression);
+    void carry(const Entries& entries);
+    void markDone(const Entries& entries);
+
+    const Container& container_;
+    const PartTable& parts_;
+    const SourceState& package_;
+    ContentTypes contentTypes_;
+    std::vector<bool> entryDone_;
+    std::vector<bool> partDone_ = std::vector<bool>(parts_.all().empty() ? 0 : parts_.all().rbegin()->first + 1);
+    CommitPlan plan_;
+};
 
 /// Changed relationships leave their old place, and must have or lose their content type.
-void CommitPlan::assignRelationshipsType(const SourceState& state, const std::string& sourceName) {
+void Planner::assignRelationshipsType(const SourceState& state, std::string_view sourceName) {
     if (!state.changed) {
         return;
     }
     const std::string name = relationshipsNameOf(sourceName);
-    markDone(oldEntries(name));
+    markDone(parts_.otherEntries(name));
     if (state.list->isEmpty()) {
-        store_.contentTypes_.removeOverride(toLower(name));
+        contentTypes_.removeOverride(fl::ascii::fold(name));
     } else {
-        store_.contentTypes_.assignByDefault(PartName(std::u16string(name.begin(), name.end())), relationshipsType());
+        contentTypes_.assignByDefault(*PartName::parse(name), relationshipsType());
     }
 }
 
-CommitPlan::Entries CommitPlan::oldEntries(const std::string& name) const {
-    const auto found = store_.others_.find(toLower(name));
-    return found == store_.others_.end() ? Entries() : found->second;
-}
-
-void CommitPlan::addContentTypes() {
-    const std::string name = "/" + std::string(ContentTypes::kEntryName);
-    const Entries entries = oldEntries(name);
-    if (!entries.empty() && !store_.contentTypes_.isChanged()) {
+void Planner::addContentTypes() {
+    const Entries& entries = parts_.otherEntries(ContentTypes::kName);
+    if (!entries.empty() && !contentTypes_.isChanged()) {
         carry(entries);
         return;
     }
     markDone(entries);
-    addXml(name, store_.contentTypes_.toXml());
+    addXml(ContentTypes::kName, contentTypes_.toXml());
 }
 
-void CommitPlan::addPackageRelationships() {
-    const SourceState& state = store_.packageRelationships_;
-    if (state.changed) {
-        addChangedRelationships(state, kPackageSource);
+void Planner::addPackageRelationships() {
+    if (package_.changed) {
+        addChangedRelationships(package_, kPackageSource);
     } else {
-        carry(oldEntries(relationshipsNameOf(kPackageSource)));
+        carry(parts_.otherEntries(relationshipsNameOf(kPackageSource)));
     }
 }
 
-void CommitPlan::addLeadingPart() {
-    const auto records =
-        store_.relationships({}).select([](const RelationshipRecord& record) { return !isDescriptive(record); });
-    for (const auto& record : records) {
-        const auto target = internalTarget(Relationship(record));
-        const auto found = target ? store_.partPositions_.find(target->folded()) : store_.partPositions_.end();
-        if (found != store_.partPositions_.end()) {
-            addPart(found->second);
+void Planner::addLeadingPart() {
+    for (const auto& record : package_.list->all()) {
+        const auto target = isDescriptive(*record) ? std::nullopt : internalTarget(Relationship(record));
+        const PartState* part = target ? parts_.find(target->folded()) : nullptr;
+        if (part != nullptr) {
+            addPart(*part);
             return;
         }
     }
 }
 
-void CommitPlan::addOldEntries() {
-    std::vector<std::size_t> owners(entryDone_.size(), kNoPart);
-    for (std::size_t position = 0; position != partDone_.size(); ++position) {
-        for (const std::size_t entry : store_.parts_[position] ? store_.parts_[position]->entries : Entries()) {
-            owners[entry] = position;
+void Planner::addOldEntries() {
+    std::vector<const PartState*> owners(entryDone_.size());
+    for (const auto& [place, part] : parts_.all()) {
+        for (const std::size_t entry : part.entries) {
+            owners[entry] = &part;
         }
     }
     for (std::size_t entry = 0; entry != owners.size(); ++entry) {
-        if (owners[entry] != kNoPart) {
-            addPart(owners[entry]);
+        if (owners[entry] != nullptr) {
+            addPart(*owners[entry]);
         } else if (!entryDone_[entry]) {
             carry({entry});
         }
     }
 }
 
-void CommitPlan::addPart(std::size_t position) {
-    const auto& part = store_.parts_[position];
-    if (!part || partDone_[position]) {
+void Planner::addPart(const PartState& part) {
+    if (partDone_[part.place]) {
         return;
     }
-    partDone_[position] = true;
-    if (part->pending) {
-        markDone(part->entries);
-        add(*part->pending, part->name, part->compression);
+    partDone_[part.place] = true;
+    if (part.pending) {
+        markDone(part.entries);
+        add(*part.pending, part.name.ascii(), part.compression);
     } else {
-        carry(part->entries);
+        carry(part.entries);
     }
-    addChangedRelationships(part->relationships, part->name);
+    addChangedRelationships(part.relationships, part.name.ascii());
 }
 
-void CommitPlan::addChangedRelationships(const SourceState& state, const std::string& sourceName) {
+/// Unchanged ones are left to addOldEntries().
+void Planner::addChangedRelationships(const SourceState& state, std::string_view sourceName) {
     if (state.changed && !state.list->isEmpty()) {
         addXml(relationshipsNameOf(sourceName), state.list->toXml());
     }
 }
 
 /// What is too large to be read again is not written.
-void CommitPlan::addXml(const std::string& name, Bytes xml) {
-    store_.refuseLargerXml(xml.size(), name);
-    xml_.push_back(std::move(xml));
-    add(xml_.back(), name, interfaces::CompressionType::Normal);
+void Planner::addXml(std::string_view name, fl::Bytes xml) {
+    container_.refuseLargerXml(xml.size(), name);
+    plan_.xml.push_back(std::move(xml));
+    add(plan_.xml.back(), name, interfaces::CompressionType::Normal);
 }
 
-void CommitPlan::add(const Bytes& content, const std::string& name, interfaces::CompressionType compression) {
+void Planner::add(const fl::Bytes& content, std::string_view name, interfaces::CompressionType compression) {
     interfaces::PlannedEntry entry;
     entry.content = &content;
     entry.name = name.substr(1);
     entry.compression = compression;
-    entries_.push_back(std::move(entry));
+    plan_.entries.push_back(std::move(entry));
 }
 
-void CommitPlan::carry(const Entries& entries) {
+void Planner::carry(const Entries& entries) {
     markDone(entries);
     for (const std::size_t old : entries) {
         interfaces::PlannedEntry entry;
         entry.carried = old;
-        entries_.push_back(std::move(entry));
+        plan_.entries.push_back(std::move(entry));
     }
 }
 
-void CommitPlan::markDone(const Entries& entries) {
+void Planner::markDone(const Entries& entries) {
     for (const std::size_t entry : entries) {
         entryDone_[entry] = true;
     }
+}
+
+}  // namespace
+
+CommitPlan planCommit(const Container& container, const PartTable& parts, const RelationshipTable& relationships) {
+    return Planner(container, parts, relationships).plan();
 }
 
 }  // namespace opc::model::detail

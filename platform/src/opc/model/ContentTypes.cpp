@@ -1,8 +1,8 @@
 #include "opc/model/ContentTypes.hpp"
 
+#include "fl/Ascii.hpp"
 #include "fl/i18n/Conversion.hpp"
 #include "opc/Exception.hpp"
-#include "opc/names/Ascii.hpp"
 #include "opc/names/MessageText.hpp"
 #include "opc/xml/FlatXmlHandler.hpp"
 #include "opc/xml/PackageXmlReader.hpp"
@@ -10,6 +10,8 @@
 
 namespace opc::model::detail {
 namespace {
+
+using fl::ascii::fold;
 
 constexpr std::string_view kNamespace = "http://schemas.openxmlformats.org/package/2006/content-types";
 
@@ -48,58 +50,51 @@ bool isExtension(std::string_view text) {
 
 }  // namespace
 
-void ContentTypes::parse(const std::vector<unsigned char>& bytes, const std::string& where) {
+void ContentTypes::parse(const fl::Bytes& bytes, const std::string& where) {
     Handler handler(*this);
     parsePackageXml(bytes, where, handler);
 }
 
-const ContentType* ContentTypes::find(const std::string& foldedName) const {
+ContentTypes::Pointer ContentTypes::find(std::string_view foldedName) const {
     const auto found = overrides_.find(foldedName);
-    return found != overrides_.end() ? entries_[found->second].type : defaultFor(foldedName);
+    return found != overrides_.end() ? declarations_[found->second].type : defaultFor(foldedName);
 }
 
-const ContentType* ContentTypes::defaultFor(const std::string& foldedName) const {
-    const auto found = defaults_.find(std::string(extensionOf(foldedName)));
-    return found == defaults_.end() ? nullptr : entries_[found->second].type;
+ContentTypes::Pointer ContentTypes::defaultFor(std::string_view foldedName) const {
+    const auto found = defaults_.find(extensionOf(foldedName));
+    return found == defaults_.end() ? nullptr : declarations_[found->second].type;
 }
 
-const ContentType* ContentTypes::assign(const PartName& name, const ContentType& type) {
-    const std::string folded = name.folded();
-    const ContentType* current = find(folded);
-    if (current != nullptr && current->toString() == type.toString()) {
-        return current;
-    }
-    removeOverride(folded);
-    return addNew(false, name.ascii(), type);
+ContentTypes::Pointer ContentTypes::assign(const PartName& name, const ContentType& type) {
+    Pointer current = find(name.folded());
+    return current && current->toString() == type.toString() ? current : declare(false, name.ascii(), type);
 }
 
-const ContentType* ContentTypes::assignByDefault(const PartName& name, const ContentType& type) {
+ContentTypes::Pointer ContentTypes::assignByDefault(const PartName& name, const ContentType& type) {
     const std::string_view extension = extensionOf(name.ascii());
-    if (extension.empty() || find(name.folded()) != nullptr) {
-        return assign(name, type);
-    }
-    return addNew(true, extension, type);
+    const bool byDefault = !extension.empty() && !find(name.folded());
+    return byDefault ? declare(true, extension, type) : assign(name, type);
 }
 
 bool ContentTypes::hasMixedExtension(const PartName& name) { return extensionOf(name.folded()) == "xml"; }
 
-void ContentTypes::removeOverride(const std::string& foldedName) {
+void ContentTypes::removeOverride(std::string_view foldedName) noexcept {
     const auto found = overrides_.find(foldedName);
     if (found != overrides_.end()) {
-        entries_[found->second].removed = true;
+        declarations_[found->second].type = nullptr;
         overrides_.erase(found);
         changed_ = true;
     }
 }
 
-std::vector<unsigned char> ContentTypes::toXml() const {
+fl::Bytes ContentTypes::toXml() const {
     XmlWriter xml;
     xml.start("Types").attribute("xmlns", kNamespace);
-    for (const Entry& entry : entries_) {
-        if (!entry.removed) {
-            xml.start(entry.isDefault ? "Default" : "Override");
-            xml.attribute(entry.isDefault ? "Extension" : "PartName", entry.subject);
-            xml.attribute("ContentType", fl::i18n::to_string(entry.type->toString())).end();
+    for (const Declaration& each : declarations_) {
+        if (each.type) {
+            xml.start(each.isDefault ? "Default" : "Override");
+            xml.attribute(each.isDefault ? "Extension" : "PartName", each.subject);
+            xml.attribute("ContentType", fl::i18n::to_string(each.type->toString())).end();
         }
     }
     return xml.end().finish();
@@ -109,47 +104,53 @@ void ContentTypes::addDefault(std::string_view extension, std::string_view type)
     if (!isExtension(extension)) {
         throw XmlFault{shown(extension) + " is no extension"};
     }
-    if (!add(true, extension, intern(type))) {
+    if (defaults_.count(fold(extension)) != 0) {
         throw XmlFault{"there are two defaults for the extension " + shown(extension) + " (M2.5)"};
     }
+    add(defaults_, {true, std::string(extension), intern(type)});
 }
 
 void ContentTypes::addOverride(std::string_view name, std::string_view type) {
     if (!PartName::isValid(name)) {
         throw XmlFault{shown(name) + " is no part name"};
     }
-    if (!add(false, name, intern(type))) {
+    if (overrides_.count(fold(name)) != 0) {
         throw XmlFault{"there are two overrides for the part " + shown(name) + " (M2.6)"};
     }
+    add(overrides_, {false, std::string(name), intern(type)});
 }
 
 /// Most parts of a package share a few types, so each is parsed once.
-const ContentType* ContentTypes::intern(std::string_view text) {
-    const auto found = types_.find(std::string(text));
+ContentTypes::Pointer ContentTypes::intern(std::string_view text) {
+    const auto found = types_.find(text);
     if (found != types_.end()) {
-        return &found->second;
+        return found->second;
     }
     try {
-        return &types_.emplace(text, ContentType(fl::i18n::to_ustring(text))).first->second;
+        return types_.emplace(text, std::make_shared<const ContentType>(fl::i18n::to_ustring(text))).first->second;
     } catch (const Exception& error) {
         throw XmlFault{error.what()};
     }
 }
 
-const ContentType* ContentTypes::addNew(bool isDefault, std::string_view subject, const ContentType& type) {
-    const ContentType* kept = intern(fl::i18n::to_string(type.toString()));
+ContentTypes::Pointer ContentTypes::declare(bool isDefault, std::string_view subject, const ContentType& type) {
+    Pointer kept = intern(fl::i18n::to_string(type.toString()));
+    add(isDefault ? defaults_ : overrides_, {isDefault, std::string(subject), kept});
     changed_ = true;
-    add(isDefault, subject, kept);
     return kept;
 }
 
-bool ContentTypes::add(bool isDefault, std::string_view subject, const ContentType* type) {
-    Index& index = isDefault ? defaults_ : overrides_;
-    const bool isNew = index.emplace(toLower(subject), entries_.size()).second;
-    if (isNew) {
-        entries_.push_back({isDefault, std::string(subject), type});
+void ContentTypes::add(Index& index, Declaration declaration) {
+    std::string folded = fold(declaration.subject);
+    const std::size_t at = declarations_.size();
+    Pointer type = std::move(declaration.type);  // put into force when nothing can fail any more
+    declarations_.push_back(std::move(declaration));
+    const auto [found, isNew] = index.emplace(std::move(folded), at);
+    if (!isNew) {
+        declarations_[found->second].type = nullptr;
+        found->second = at;
     }
-    return isNew;
+    declarations_[at].type = std::move(type);
 }
 
 }  // namespace opc::model::detail

@@ -1,71 +1,70 @@
 #pragma once
 
+#include "fl/Bytes.hpp"
 #include "opc/model/ContentType.hpp"
 #include "opc/model/PartName.hpp"
 
+#include <functional>
+#include <map>
+#include <memory>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 namespace opc::model::detail {
 
-/// The content types stream of a package, "[Content_Types].xml" (ECMA-376-2, 4th edition, 10.1.2). Types that it
-/// has handed out stay where they are as long as it lives.
+/// The content types stream of a package, "[Content_Types].xml" (ECMA-376-2, 4th edition, 10.1.2).
 class ContentTypes {
 public:
-    /// The name of its entry, without a leading slash.
-    static constexpr std::string_view kEntryName = "[Content_Types].xml";
+    using Pointer = std::shared_ptr<const ContentType>;
 
-    ContentTypes() = default;
-    ContentTypes(const ContentTypes&) = delete;
-    ContentTypes& operator=(const ContentTypes&) = delete;
+    /// The stream's name, as messages and the index tell it.
+    static constexpr std::string_view kName = "/[Content_Types].xml";
 
     /// Fills an empty object. @throws as parsePackageXml().
-    void parse(const std::vector<unsigned char>& bytes, const std::string& where);
+    void parse(const fl::Bytes& bytes, const std::string& where);
 
     /// The content type of a part: an Override goes before a Default (M2.9). Null when there is none.
     /// @param foldedName  as PartName::folded().
-    const ContentType* find(const std::string& foldedName) const;
+    Pointer find(std::string_view foldedName) const;
 
     /// Gives a part its type: nothing to do where the Default for its extension says the same text, else
-    /// by an Override. @returns the type as it is kept.
-    const ContentType* assign(const PartName& name, const ContentType& type);
+    /// by an Override. @returns the type as it is kept. @throws std::bad_alloc, with nothing changed.
+    Pointer assign(const PartName& name, const ContentType& type);
 
     /// As above, but adds a Default when the extension has none.
-    const ContentType* assignByDefault(const PartName& name, const ContentType& type);
+    Pointer assignByDefault(const PartName& name, const ContentType& type);
 
     /// Whether parts with the extension of this one are commonly of different types.
     static bool hasMixedExtension(const PartName& name);
 
-    void removeOverride(const std::string& foldedName);
+    void removeOverride(std::string_view foldedName) noexcept;
 
     bool isChanged() const noexcept { return changed_; }
-    std::vector<unsigned char> toXml() const;
+    fl::Bytes toXml() const;
 
     /// For the handler of parse(). @throws XmlFault for a duplicate (M2.5, M2.6) or what is no content type.
     void addDefault(std::string_view extension, std::string_view type);
     void addOverride(std::string_view name, std::string_view type);
 
 private:
-    struct Entry {
+    struct Declaration {
         bool isDefault;
         std::string subject;  ///< the extension or the part name, as written
-        const ContentType* type;
-        bool removed = false;
+        Pointer type;         ///< null once it is out of force
     };
-    using Index = std::unordered_map<std::string, std::size_t>;
+    using Index = std::map<std::string, std::size_t, std::less<>>;
 
-    const ContentType* intern(std::string_view text);
-    /// Adds what the file does not have yet. @returns the type as it is kept.
-    const ContentType* addNew(bool isDefault, std::string_view subject, const ContentType& type);
-    bool add(bool isDefault, std::string_view subject, const ContentType* type);
-    const ContentType* defaultFor(const std::string& foldedName) const;
+    Pointer intern(std::string_view text);
+    /// Adds a declaration, in the place of an earlier one of the same subject. @returns the type as it is kept.
+    Pointer declare(bool isDefault, std::string_view subject, const ContentType& type);
+    void add(Index& index, Declaration declaration);
+    Pointer defaultFor(std::string_view foldedName) const;
 
-    std::vector<Entry> entries_;
+    std::vector<Declaration> declarations_;
     Index defaults_;
     Index overrides_;
-    std::unordered_map<std::string, ContentType> types_;
+    std::map<std::string, Pointer, std::less<>> types_;
     bool changed_ = false;
 };
 

@@ -3,9 +3,9 @@
 #include "opc/names/Ascii.hpp"
 
 #include <algorithm>
+#include <map>
 #include <optional>
 #include <string_view>
-#include <unordered_map>
 
 namespace opc::model::detail {
 namespace {
@@ -25,11 +25,11 @@ struct PieceName {
     bool last;
 };
 
-using Sequences = std::unordered_map<std::string, std::vector<Piece>>;
+using Sequences = std::map<std::string, std::vector<Piece>>;
 
 bool endsWith(std::string_view text, std::string_view lowerCaseEnding) {
     return text.size() >= lowerCaseEnding.size() &&
-           toLower(text.substr(text.size() - lowerCaseEnding.size())) == lowerCaseEnding;
+           fold(text.substr(text.size() - lowerCaseEnding.size())) == lowerCaseEnding;
 }
 
 /// A number as pieces have it, without leading zeros; nothing for any other text.
@@ -68,8 +68,7 @@ Sequences findSequences(const std::vector<PhysicalEntry>& entries) {
     Sequences sequences;
     for (std::size_t at = 0; at != entries.size(); ++at) {
         if (const auto piece = parsePieceName(entries[at].name)) {
-            sequences[toLower(entries[at].name.substr(0, piece->wholeLength))].push_back(
-                {piece->number, piece->last, at});
+            sequences[fold(entries[at].name.substr(0, piece->wholeLength))].push_back({piece->number, piece->last, at});
         }
     }
     return sequences;

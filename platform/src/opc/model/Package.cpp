@@ -6,11 +6,6 @@
 #include <utility>
 
 namespace opc::model {
-namespace {
-
-PartName nameOf(const detail::PartState& part) { return PartName(std::u16string(part.name.begin(), part.name.end())); }
-
-}  // namespace
 
 Package::Package(interfaces::IPhysicalPackage& physicalPackage)
     : RelationshipSource(std::make_shared<detail::PackageStore>(physicalPackage), std::string()) {}
@@ -28,32 +23,33 @@ void Package::open(interfaces::OpenMode mode) {
     setStore(std::move(opened));
 }
 
-void Package::close() { close(CommitOptions()); }
-
-void Package::close(const CommitOptions& options) { store().close(options); }
+void Package::close() { store().close(); }
 
 void Package::revert() noexcept { store().revert(); }
 
-bool Package::hasPart(const PartName& name) const { return store().hasPart(name.folded()); }
+bool Package::hasPart(const PartName& name) const { return store().parts().find(name.folded()) != nullptr; }
 
-Part Package::getPart(const PartName& name) const { return Part(sharedStore(), nameOf(store().part(name.folded()))); }
+Part Package::getPart(const PartName& name) const {
+    return Part(sharedStore(), store().parts().get(name.folded()).name);
+}
 
 std::vector<Part> Package::getParts() const {
-    const auto states = store().parts();
+    const auto& states = store().parts().all();
     std::vector<Part> parts;
     parts.reserve(states.size());
-    for (const detail::PartState* state : states) {
-        parts.emplace_back(sharedStore(), nameOf(*state));
+    for (const auto& [place, state] : states) {
+        parts.emplace_back(sharedStore(), state.name);
     }
     return parts;
 }
 
 Part Package::createPart(const PartName& name, const ContentType& contentType,
                          const interfaces::IPhysicalPartInfo& info) {
-    store().createPart(name, contentType, info);
-    return Part(sharedStore(), name);
+    Part part(sharedStore(), name);
+    store().partsToChange().create(name, contentType, info, store().mode());
+    return part;
 }
 
-void Package::deletePart(const PartName& name) { store().deletePart(name.folded()); }
+void Package::deletePart(const PartName& name) { store().partsToChange().remove(name.folded()); }
 
 }  // namespace opc::model

@@ -1,54 +1,56 @@
 #include "opc/model/Part.hpp"
 
+#include "opc/ByteArrayInAdaptor.hpp"
+#include "opc/ByteArrayOutAdaptor.hpp"
 #include "opc/model/PackageStore.hpp"
 
-#include <algorithm>
-#include <cstring>
+#include <exception>
 #include <utility>
 
 namespace opc::model {
 namespace {
 
-using Bytes = detail::PackageStore::Bytes;
-
-/// Keeps the bytes that it reads alive.
-class ContentInputStream : public InputStream {
-public:
-    explicit ContentInputStream(std::shared_ptr<const Bytes> bytes) : bytes_(std::move(bytes)) {}
-
-    std::size_t read(void* to, std::size_t count) override {
-        const std::size_t taken = std::min(count, bytes_->size() - position_);
-        if (taken != 0) {
-            std::memcpy(to, bytes_->data() + position_, taken);
-            position_ += taken;
-        }
-        return taken;
-    }
-
-    void transferTo(OutputStream& out) override {
-        const std::size_t start = std::exchange(position_, bytes_->size());
-        if (start != position_) {
-            out.write(bytes_->data() + start, position_ - start);
-        }
-    }
-
-private:
-    std::shared_ptr<const Bytes> bytes_;
-    std::size_t position_ = 0;
+struct KeptBytes {
+    std::shared_ptr<const fl::Bytes> bytes;
 };
 
-/// Writes the content of a part; harmless, if useless, when the part is gone.
-class ContentOutputStream : public OutputStream {
+class ContentInputStream : private KeptBytes, public ByteArrayInAdaptor {
 public:
-    explicit ContentOutputStream(std::shared_ptr<Bytes> bytes) : bytes_(std::move(bytes)) {}
+    explicit ContentInputStream(std::shared_ptr<const fl::Bytes> content)
+        : KeptBytes{std::move(content)}, ByteArrayInAdaptor(*bytes) {}
+};
 
-    void write(const void* from, std::size_t count) override {
-        const auto* first = static_cast<const unsigned char*>(from);
-        bytes_->insert(bytes_->end(), first, first + count);
+/// The new content of a part, in its place from the start.
+class ContentReplacement {
+public:
+    ContentReplacement(std::shared_ptr<detail::PackageStore> store, std::string part)
+        : store_(std::move(store)), part_(std::move(part)) {
+        former_ = store_->partsToChange().replaceContent(part_, content_);
+    }
+    ContentReplacement(const ContentReplacement&) = delete;
+    ContentReplacement& operator=(const ContentReplacement&) = delete;
+
+    ~ContentReplacement() {
+        if (std::uncaught_exceptions() > exceptionsBefore_) {
+            store_->restoreContent(part_, content_, std::move(former_));
+        }
     }
 
+    fl::Bytes& content() noexcept { return *content_; }
+
 private:
-    std::shared_ptr<Bytes> bytes_;
+    std::shared_ptr<detail::PackageStore> store_;
+    std::string part_;
+    std::shared_ptr<fl::Bytes> content_ = std::make_shared<fl::Bytes>();
+    std::shared_ptr<fl::Bytes> former_;
+    int exceptionsBefore_ = std::uncaught_exceptions();
+};
+
+/// Harmless, if useless, when the part is gone.
+class ContentOutputStream : private ContentReplacement, public ByteArrayOutAdaptor {
+public:
+    ContentOutputStream(const std::shared_ptr<detail::PackageStore>& store, const std::string& part)
+        : ContentReplacement(store, part), ByteArrayOutAdaptor(content()) {}
 };
 
 }  // namespace
@@ -56,18 +58,18 @@ private:
 Part::Part(std::shared_ptr<detail::PackageStore> store, const PartName& name)
     : RelationshipSource(std::move(store), name.folded()), name_(name) {}
 
-ContentType Part::getContentType() const { return *store().part(sourceKey()).type; }
+ContentType Part::getContentType() const { return *store().parts().get(sourceKey()).type; }
 
-std::uint64_t Part::getSize() const { return store().size(sourceKey()); }
+std::uint64_t Part::getSize() const { return store().parts().size(sourceKey()); }
 
-std::uint64_t Part::getStoredSize() const { return store().storedSize(sourceKey()); }
+std::uint64_t Part::getStoredSize() const { return store().parts().storedSize(sourceKey()); }
 
 std::unique_ptr<InputStream> Part::getInputStream() const {
-    return std::make_unique<ContentInputStream>(store().content(sourceKey()));
+    return std::make_unique<ContentInputStream>(store().parts().content(sourceKey()));
 }
 
 std::unique_ptr<OutputStream> Part::getOutputStream() {
-    return std::make_unique<ContentOutputStream>(store().replaceContent(sourceKey()));
+    return std::make_unique<ContentOutputStream>(sharedStore(), sourceKey());
 }
 
 }  // namespace opc::model

@@ -1,12 +1,13 @@
 #pragma once
 
+#include "fl/Bytes.hpp"
 #include "opc/interfaces/CompressionType.hpp"
-#include "opc/model/ContentType.hpp"
+#include "opc/model/Container.hpp"
+#include "opc/model/ContentTypes.hpp"
+#include "opc/model/PartName.hpp"
 #include "opc/model/RelationshipList.hpp"
 
 #include <memory>
-#include <string>
-#include <vector>
 
 namespace opc::model::detail {
 
@@ -18,12 +19,13 @@ struct SourceState {
 
 /// What an open package knows of one part.
 struct PartState {
-    using Bytes = std::vector<unsigned char>;
+    PartState(const PartName& partName, std::size_t partPlace) : name(partName), place(partPlace) {}
 
-    std::string name;                   ///< as written
-    const ContentType* type = nullptr;  ///< owned by the content types of the package
-    std::vector<std::size_t> entries;  ///< its entries in the container, the pieces in their order; none when it is new
-    std::shared_ptr<Bytes> pending;    ///< the content to be written; null while it is the container's
+    PartName name;
+    std::size_t place;  ///< in the order of the parts
+    ContentTypes::Pointer type;
+    Entries entries;                     ///< of its content, the pieces in their order; none when it is new
+    std::shared_ptr<fl::Bytes> pending;  ///< the content to be written; null while it is the container's
     interfaces::CompressionType compression = interfaces::CompressionType::Normal;
     unsigned long sizeHint = 0;
     SourceState relationships;

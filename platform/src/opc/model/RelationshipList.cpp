@@ -108,9 +108,52 @@ bool isNCName(std::u16string_view text) {
     return true;
 }
 
-void RelationshipList::parse(const std::vector<unsigned char>& bytes, const std::string& where) {
+void RelationshipList::parse(const fl::Bytes& bytes, const std::string& where) {
     Handler handler(*this);
     parsePackageXml(bytes, where, handler);
+}
+
+std::vector<RelationshipList::RecordPtr> RelationshipList::all() const {
+    std::vector<RecordPtr> all;
+    all.reserve(positions_.size());
+    std::copy_if(records_.begin(), records_.end(), std::back_inserter(all), [](const auto& each) { return each; });
+    return all;
+}
+
+std::vector<RelationshipList::RecordPtr> RelationshipList::ofType(std::u16string_view type) const {
+    std::vector<RecordPtr> all;
+    const auto found = positionsByType_.find(type);
+    if (found != positionsByType_.end()) {
+        for (const std::size_t position : found->second) {
+            if (records_[position]) {
+                all.push_back(records_[position]);
+            }
+        }
+    }
+    return all;
+}
+
+bool RelationshipList::isTaken(std::u16string_view id) const {
+    const auto found = positions_.find(id);
+    return found != positions_.end() && !records_[found->second]->isIdChosen;
+}
+
+/// What may fail comes first; a place that is left empty then does no harm.
+RelationshipList::RecordPtr RelationshipList::add(RelationshipRecord record) {
+    const auto added = std::make_shared<RelationshipRecord>(std::move(record));
+    added->origin = origin_;
+    added->isIdChosen = added->id.empty();
+    if (added->isIdChosen) {
+        added->id = freshId();
+    }
+    Positions single;
+    single.emplace(added->id, records_.size());
+    records_.emplace_back();
+    positionsByType_[added->type].push_back(records_.size() - 1);
+    giveWay(added->id);
+    positions_.insert(single.extract(single.begin()));
+    records_.back() = added;
+    return added;
 }
 
 std::u16string RelationshipList::freshId() {
@@ -122,74 +165,81 @@ std::u16string RelationshipList::freshId() {
     return id;
 }
 
-RelationshipList::RecordPtr RelationshipList::add(RelationshipRecord record) {
-    record.origin = origin_;
-    RecordPtr added = std::make_shared<const RelationshipRecord>(std::move(record));
-    records_.push_back(added);
-    positions_.emplace(added->id, records_.size() - 1);
-    return added;
-}
-
 void RelationshipList::giveWay(std::u16string_view id) {
     const auto found = positions_.find(id);
-    if (found == positions_.end() || !records_[found->second]->isIdChosen) {
+    if (found == positions_.end()) {
         return;
     }
-    const std::size_t position = found->second;
-    auto renamed = std::make_shared<RelationshipRecord>(*records_[position]);
-    renamed->id = freshId();
-    positions_.emplace(renamed->id, position);
-    positions_.erase(found);
-    records_[position] = std::move(renamed);
+    RelationshipRecord& record = *records_[found->second];
+    std::u16string other = freshId();
+    Positions::node_type node = positions_.extract(found);
+    record.id.swap(other);
+    node.key() = record.id;
+    positions_.insert(std::move(node));
 }
 
-bool RelationshipList::remove(std::u16string_view id) {
+bool RelationshipList::remove(std::u16string_view id) noexcept {
     const auto found = positions_.find(id);
     if (found == positions_.end()) {
         return false;
     }
-    const RecordPtr removed = std::move(records_[found->second]);  // the key is a view of its id
+    const auto removed = std::move(records_[found->second]);  // the key is a view of its id
     positions_.erase(found);
-    if (records_.size() > 2 * positions_.size()) {
-        compact();
-    }
+    compact();
     return true;
 }
 
-bool RelationshipList::removeByType(std::u16string_view type) {
+bool RelationshipList::remove(const RelationshipRecord& record) noexcept {
+    const auto found = positions_.find(record.id);
+    return found != positions_.end() && records_[found->second].get() == &record && remove(record.id);
+}
+
+bool RelationshipList::removeByType(std::u16string_view type) noexcept {
+    const auto found = positionsByType_.find(type);
     const std::size_t before = positions_.size();
-    for (RecordPtr& record : records_) {
-        if (record && record->type == type) {
-            positions_.erase(record->id);
-            record.reset();
+    if (found != positionsByType_.end()) {
+        for (const std::size_t position : found->second) {
+            if (const auto removed = std::move(records_[position])) {
+                positions_.erase(removed->id);
+            }
         }
+        positionsByType_.erase(found);
+        compact();
     }
-    compact();
     return positions_.size() != before;
 }
 
-std::vector<unsigned char> RelationshipList::toXml() const {
+fl::Bytes RelationshipList::toXml() const {
     XmlWriter xml;
     xml.start("Relationships").attribute("xmlns", kNamespace);
-    for (const RecordPtr& record : records_) {
-        if (record) {
-            xml.start("Relationship").attribute("Id", fl::i18n::to_string(record->id));
-            xml.attribute("Type", fl::i18n::to_string(record->type));
-            xml.attribute("Target", fl::i18n::to_string(record->target));
-            if (record->mode == TargetMode::External) {
-                xml.attribute("TargetMode", "External");
-            }
-            xml.end();
+    for (const RecordPtr& record : all()) {
+        xml.start("Relationship").attribute("Id", fl::i18n::to_string(record->id));
+        xml.attribute("Type", fl::i18n::to_string(record->type));
+        xml.attribute("Target", fl::i18n::to_string(record->target));
+        if (record->mode == TargetMode::External) {
+            xml.attribute("TargetMode", "External");
         }
+        xml.end();
     }
     return xml.end().finish();
 }
 
-/// Closes the gaps. Doing so only when there are as many of them as records keeps removal cheap.
-void RelationshipList::compact() {
+/// Closes the gaps, but only when there are as many of them as records: that keeps removal cheap. The lists of
+/// positions get shorter, so they need no memory.
+void RelationshipList::compact() noexcept {
+    if (records_.size() <= 2 * positions_.size()) {
+        return;
+    }
     records_.erase(std::remove(records_.begin(), records_.end(), nullptr), records_.end());
+    for (auto& [type, positions] : positionsByType_) {
+        positions.clear();
+    }
     for (std::size_t at = 0; at != records_.size(); ++at) {
-        positions_[records_[at]->id] = at;
+        positions_.find(records_[at]->id)->second = at;
+        positionsByType_.find(records_[at]->type)->second.push_back(at);
+    }
+    for (auto each = positionsByType_.begin(); each != positionsByType_.end();) {
+        each = each->second.empty() ? positionsByType_.erase(each) : std::next(each);
     }
 }
 

@@ -1,12 +1,14 @@
 #pragma once
 
+#include "fl/Bytes.hpp"
 #include "opc/model/ContentType.hpp"
 #include "opc/model/RelationshipRecord.hpp"
 
+#include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 namespace opc::model::detail {
@@ -19,47 +21,43 @@ public:
     explicit RelationshipList(std::shared_ptr<const RelationshipOrigin> origin) : origin_(std::move(origin)) {}
 
     /// Fills an empty list. @throws as parsePackageXml().
-    void parse(const std::vector<unsigned char>& bytes, const std::string& where);
+    void parse(const fl::Bytes& bytes, const std::string& where);
 
-    /// All that `matches` a record.
-    template <class Predicate>
-    std::vector<RecordPtr> select(Predicate matches) const {
-        std::vector<RecordPtr> selected;
-        for (const RecordPtr& record : records_) {
-            if (record && matches(*record)) {
-                selected.push_back(record);
-            }
-        }
-        return selected;
-    }
+    std::vector<RecordPtr> all() const;
+    std::vector<RecordPtr> ofType(std::u16string_view type) const;
 
     bool has(std::u16string_view id) const { return positions_.count(id) != 0; }
     bool isEmpty() const noexcept { return positions_.empty(); }
 
-    /// An id that no relationship has.
-    std::u16string freshId();
+    /// Whether a new relationship cannot have an id. One that this library chose gives way: a caller's own ids are
+    /// referred to by the content of the part, chosen ones by nobody yet.
+    bool isTaken(std::u16string_view id) const;
 
-    /// @param record  with an id that is an NCName and not there yet; its origin is set here.
+    /// @param record  with an id that is not taken, or none for one to be chosen; its origin is set here.
+    /// @throws std::bad_alloc, with nothing changed.
     RecordPtr add(RelationshipRecord record);
 
-    /// Frees an id that this library chose itself, by choosing another: a caller's own ids are referred to by the
-    /// content of the part, chosen ones by nobody yet. Does nothing when the id is not of that kind.
-    void giveWay(std::u16string_view id);
-
     /// False when there is no such relationship.
-    bool remove(std::u16string_view id);
+    bool remove(std::u16string_view id) noexcept;
+    bool remove(const RelationshipRecord& record) noexcept;
 
     /// False when there is none of that type.
-    bool removeByType(std::u16string_view type);
+    bool removeByType(std::u16string_view type) noexcept;
 
-    std::vector<unsigned char> toXml() const;
+    fl::Bytes toXml() const;
 
 private:
-    void compact();
+    using Positions = std::map<std::u16string_view, std::size_t>;
+
+    std::u16string freshId();
+    void giveWay(std::u16string_view id);
+    void compact() noexcept;
 
     std::shared_ptr<const RelationshipOrigin> origin_;
-    std::vector<RecordPtr> records_;  ///< null where one was removed
-    std::unordered_map<std::u16string_view, std::size_t> positions_;
+    std::vector<std::shared_ptr<RelationshipRecord>> records_;  ///< null where one was removed
+    Positions positions_;                                       ///< by id; the keys are views of the records'
+    /// With those of removed ones.
+    std::map<std::u16string, std::vector<std::size_t>, std::less<>> positionsByType_;
     std::size_t lastFreshId_ = 0;
 };
 

@@ -13,7 +13,7 @@ struct RelationshipOrigin {
     std::string sourceName;   ///< the source part's name; "/" for the package
 };
 
-/// Never changes once it is in a list.
+/// What all handles on a relationship share. Nothing but an id that this library chose ever changes.
 struct RelationshipRecord {
     std::shared_ptr<const RelationshipOrigin> origin;
     std::u16string id;

@@ -2,6 +2,7 @@
 
 #include "opc/model/PackageStore.hpp"
 
+#include <algorithm>
 #include <utility>
 
 namespace opc::model {
@@ -26,29 +27,38 @@ RelationshipSource::RelationshipSource(std::shared_ptr<detail::PackageStore> sto
     : store_(std::move(store)), source_(std::move(source)) {}
 
 std::vector<Relationship> RelationshipSource::getRelationships(ExcludeMode exclude) const {
-    return handlesOn(store().relationships(source_).select(
-        [=](const detail::RelationshipRecord& record) { return isListed(record.mode, exclude); }));
+    auto records = store().relationships().of(source_).all();
+    const auto isExcluded = [=](const auto& record) { return !isListed(record->mode, exclude); };
+    records.erase(std::remove_if(records.begin(), records.end(), isExcluded), records.end());
+    return handlesOn(std::move(records));
 }
 
 std::vector<Relationship> RelationshipSource::getRelationshipsByType(const std::u16string& type) const {
-    return handlesOn(store().relationships(source_).select(
-        [&](const detail::RelationshipRecord& record) { return record.type == type; }));
+    return handlesOn(store().relationships().of(source_).ofType(type));
 }
 
 Relationship RelationshipSource::createInternalRelationship(const std::u16string& type, const URI& target,
                                                             const std::u16string& id) {
-    return Relationship(store().addRelationship(source_, {nullptr, id, type, target.verbatim(), TargetMode::Internal}));
+    return Relationship(
+        store().relationshipsToChange().add(source_, {nullptr, id, type, target.verbatim(), TargetMode::Internal}));
 }
 
 Relationship RelationshipSource::createExternalRelationship(const std::u16string& type, const std::u16string& target,
                                                             const std::u16string& id) {
-    return Relationship(store().addRelationship(source_, {nullptr, id, type, target, TargetMode::External}));
+    return Relationship(
+        store().relationshipsToChange().add(source_, {nullptr, id, type, target, TargetMode::External}));
 }
 
-void RelationshipSource::deleteRelationship(const std::u16string& id) { store().removeRelationship(source_, id); }
+void RelationshipSource::deleteRelationship(const std::u16string& id) {
+    store().relationshipsToChange().remove(source_, id);
+}
+
+void RelationshipSource::deleteRelationship(const Relationship& relationship) {
+    store().relationshipsToChange().remove(source_, relationship.record());
+}
 
 void RelationshipSource::deleteRelationshipsByType(const std::u16string& type) {
-    store().removeRelationshipsByType(source_, type);
+    store().relationshipsToChange().removeByType(source_, type);
 }
 
 }  // namespace opc::model

@@ -25,8 +25,6 @@ constexpr bool isUnreserved(char16_t c) { return isLetter(c) || isDigit(c) || is
 /// What a path segment holds besides percent-encoded octets (RFC 3986, 3.3).
 constexpr bool isSegmentCharacter(char16_t c) { return isUnreserved(c) || isOneOf(c, "!$&'()*+,;=:@"); }
 
-inline std::string toLower(std::string_view text) { return fold(text); }
-
 /// Whether two hexadecimal digits follow the "%" at `percent`.
 template <class Text>
 bool isPercentEncoding(const Text& text, std::size_t percent) {

@@ -82,13 +82,13 @@ std::string withUnreservedDecoded(const std::string& path) {
 
 }  // namespace
 
-PartName::PartName(const std::u16string& text) : text_(fl::i18n::to_string(text)) {
+PartName::PartName(const std::u16string& text) : text_(fl::i18n::to_string(text)), folded_(detail::fold(text_)) {
     if (const char* fault = faultOf(text_)) {
         fail(ErrorKind::Misuse, text_, fault);
     }
 }
 
-PartName::PartName(const URI& uri) : text_(withUnreservedDecoded(uri.path())) {
+PartName::PartName(const URI& uri) : text_(withUnreservedDecoded(uri.path())), folded_(detail::fold(text_)) {
     if (uri.hasScheme() || uri.hasAuthority() || uri.hasQuery()) {
         fail(ErrorKind::Damaged, fl::i18n::to_string(uri.toString()), "it has a scheme, an authority or a query");
     }
@@ -97,12 +97,16 @@ PartName::PartName(const URI& uri) : text_(withUnreservedDecoded(uri.path())) {
     }
 }
 
+PartName::PartName(Checked, std::string_view text) : text_(text), folded_(detail::fold(text)) {}
+
+std::optional<PartName> PartName::parse(std::string_view text) {
+    return isValid(text) ? std::optional(PartName(Checked(), text)) : std::nullopt;
+}
+
 bool PartName::isValid(std::string_view text) noexcept { return faultOf(text) == nullptr; }
 
 URI PartName::getURI() const { return URI(toString()); }
 
 std::u16string PartName::toString() const { return {text_.begin(), text_.end()}; }
-
-std::string PartName::folded() const { return detail::fold(text_); }
 
 }  // namespace opc::model

@@ -66,9 +66,8 @@ public:
 
     void open(OpenMode mode);
     const std::vector<PhysicalEntry>& entries() const noexcept { return entries_; }
-    Bytes read(std::size_t position) const;
+    fl::Bytes read(std::size_t position) const;
     void commit(const std::vector<PlannedEntry>& plan);
-    std::u16string backUp(const std::u16string& extension) const;
     void close() noexcept;
     const std::string& displayName() const noexcept { return displayName_; }
     const Limits& limits() const noexcept { return limits_; }
@@ -78,7 +77,6 @@ private:
     const ZipEntry& entryAt(std::size_t position, std::string_view doing) const;
     void checkPlan(const std::vector<PlannedEntry>& plan, const std::string& doing) const;
     void write(const std::vector<PlannedEntry>& plan, Replacement& out, const std::string& doing);
-    void copyTo(const std::u16string& target, const ReadableFile& source) const;
     [[noreturn]] void misused(std::string_view doing, const std::string& found) const;
 
     std::u16string fileName_;
@@ -107,7 +105,7 @@ void ZipPhysicalPackage::Impl::open(OpenMode mode) {
     mode_ = mode;
 }
 
-ZipPhysicalPackage::Bytes ZipPhysicalPackage::Impl::read(std::size_t position) const {
+fl::Bytes ZipPhysicalPackage::Impl::read(std::size_t position) const {
     return container("Reading").reader().read(entryAt(position, "Reading"));
 }
 
@@ -170,30 +168,6 @@ void ZipPhysicalPackage::Impl::write(const std::vector<PlannedEntry>& plan, Repl
     writer.finish(container_->index().comment);
 }
 
-std::u16string ZipPhysicalPackage::Impl::backUp(const std::u16string& extension) const {
-    if (extension.empty()) {
-        misused("Backing up", "the extension of the backup is empty");
-    }
-    const ReadableFile& source = container("Backing up").input().file();
-    std::u16string target = fileName_ + extension;
-    try {
-        copyTo(target, source);
-    } catch (const Exception& error) {
-        // Kinds like Conflict and NotDurable would tell of the package, which nothing has happened to.
-        throw Exception(ErrorKind::InputOutput, text("Backing up package '", displayName_, "': ", error.what()));
-    }
-    return target;
-}
-
-void ZipPhysicalPackage::Impl::copyTo(const std::u16string& target, const ReadableFile& source) const {
-    const auto replaced = ops_.exists(target) ? ops_.openForReading(target) : nullptr;
-    const auto replacement = ops_.beginReplacement(target, replaced.get());
-    translatingStorageErrors("", [&] {
-        replacement->append(source, 0, source.size());
-        replacement->commit();
-    });
-}
-
 void ZipPhysicalPackage::Impl::close() noexcept {
     entries_.clear();
     container_.reset();
@@ -229,11 +203,9 @@ void ZipPhysicalPackage::open(OpenMode mode) { impl_->open(mode); }
 
 const std::vector<PhysicalEntry>& ZipPhysicalPackage::entries() const { return impl_->entries(); }
 
-ZipPhysicalPackage::Bytes ZipPhysicalPackage::read(std::size_t position) const { return impl_->read(position); }
+fl::Bytes ZipPhysicalPackage::read(std::size_t position) const { return impl_->read(position); }
 
 void ZipPhysicalPackage::commit(const std::vector<PlannedEntry>& plan) { impl_->commit(plan); }
-
-std::u16string ZipPhysicalPackage::backUp(const std::u16string& extension) const { return impl_->backUp(extension); }
 
 void ZipPhysicalPackage::close() noexcept { impl_->close(); }
 

@@ -43,7 +43,7 @@ struct FakePhysicalPackage : interfaces::IPhysicalPackage {
             index.push_back({entryName, text.size(), text.size() + 1});
         }
     }
-    Bytes read(std::size_t position) const override {
+    fl::Bytes read(std::size_t position) const override {
         ++reads;
         return toBytes(content.at(position).second);
     }
@@ -58,10 +58,6 @@ struct FakePhysicalPackage : interfaces::IPhysicalPackage {
             log += (entry.content == nullptr ? " =" : " +") + next.back().first;
         }
         content = std::move(next);
-    }
-    std::u16string backUp(const std::u16string& extension) const override {
-        log += " backup";
-        return u"fake" + extension;
     }
     void close() noexcept override { isOpen = false; }
     const std::vector<interfaces::PhysicalEntry>& entries() const override { return index; }

@@ -44,12 +44,14 @@ TEST(PackageWriteTest, PlansOfACommit) {
              EXPECT_TRUE(package.create(u"/docs/a.xml").getRelationships(ExcludeMode::None).empty());
          },
          " +[Content_Types].xml =_rels/.rels +docs/a.xml =b.xml =stray"},
-        {"all relationships and parts deleted, one by its relationship to itself",
+        {"all relationships and parts deleted, but not by a part's relationships to itself",
          [](TestPackage& package) {
-             package.part(u"/docs/a.xml").createInternalRelationship(u"self", URI(u""), u"");
+             for (const char16_t* self : {u"", u"#here", u"A.xml", u"/docs/a.XML#x"}) {
+                 package.part(u"/docs/a.xml").createInternalRelationship(u"self", URI(self), u"");
+             }
              PackageHelper::deleteRelationshipsAndTargets(package, package.part(u"/docs/a.xml"), u"self");
-             package.remove(u"/b.xml");
-             package.deleteRelationshipsByType(u"t:doc");
+             PackageHelper::deleteRelationshipsAndTargets(package, package.part(u"/docs/a.xml"), u"t:b");
+             PackageHelper::deleteRelationshipsAndTargets(package, u"t:doc");
          },
          " =[Content_Types].xml =stray"},
     };
@@ -135,6 +137,8 @@ TEST(PackageWriteTest, RefusedNamesOfNewParts) {
     package.open(OpenMode::Update);
     package.remove(u"/b.xml");
     EXPECT_NO_THROW(create("/b.xml/c"));
+    package.remove(u"/docs/a.xml");
+    EXPECT_NO_THROW(create("/docs")) << "the relationships part went with its source";
 }
 
 TEST(PackageWriteTest, IdsOfRelationships) {
@@ -154,6 +158,66 @@ TEST(PackageWriteTest, IdsOfRelationships) {
     expectFailure(ErrorKind::NotFound, {"'rId4'"}, [&] { package.deleteRelationship(u"rId4"); });
     package.deleteRelationshipsByType(u"t");
     EXPECT_EQ(1U, package.getRelationships(ExcludeMode::None).size());
+}
+
+TEST(PackageWriteTest, AHandleActsOnItsOwnRelationship) {
+    TestPackage package(smallPackage());
+    const auto add = [&](const char16_t* target, const std::u16string& id) {
+        return package.createInternalRelationship(u"t", URI(target), id);
+    };
+    const Relationship first = add(u"first", u"");
+    const Relationship second = add(u"second", first.getID());
+    EXPECT_EQ(u"rId2", second.getID());
+    EXPECT_EQ(u"rId3", first.getID());
+    expectFailure(ErrorKind::Misuse, {"target"}, [&] { package.createExternalRelationship(u"t", u"\1", u"rId3"); });
+    EXPECT_EQ(u"rId3", first.getID()) << "what was refused must change nothing";
+    package.deleteRelationship(first.getID());
+    const Relationship third = add(u"third", first.getID());
+    expectFailure(ErrorKind::NotFound, {"'rId3'"}, [&] { package.deleteRelationship(first); });
+    package.deleteRelationship(second);
+    EXPECT_EQ(u"third", package.getRelationshipsByType(u"t").at(0).getTarget());
+    EXPECT_EQ(2U, package.getRelationships(ExcludeMode::None).size());
+}
+
+TEST(PackageWriteTest, RelationshipsKeepTheirOrderThroughManyDeletions) {
+    TestPackage package({});
+    const auto numbered = [](char16_t letter, int i) { return letter + fl::i18n::to_ustring(std::to_string(i)); };
+    std::u16string left;
+    for (int i = 0; i != 100; ++i) {
+        package.createInternalRelationship(numbered(u't', i % 7), URI(numbered(u'x', i)), numbered(u'i', i));
+        left += i % 7 > 4 && i % 3 != 0 ? numbered(u'x', i) : u"";
+    }
+    for (int i = 0; i < 100; i += 3) {
+        package.deleteRelationship(numbered(u'i', i));
+    }
+    for (int i = 0; i != 5; ++i) {
+        package.deleteRelationshipsByType(numbered(u't', i));
+    }
+    std::u16string listed;
+    for (const Relationship& each : package.getRelationships(ExcludeMode::None)) {
+        listed += each.getTarget();
+    }
+    EXPECT_EQ(left, listed);
+    EXPECT_EQ(0U, package.getRelationshipsByType(u"t4").size());
+    package.deleteRelationshipsByType(u"t5");
+    EXPECT_EQ(package.getRelationships(ExcludeMode::None).size(), package.getRelationshipsByType(u"t6").size());
+    package.revert();
+}
+
+TEST(PackageWriteTest, AFailedFillLeavesTheFormerContent) {
+    TestPackage package(smallPackage());
+    Part part = package.part(u"/b.xml");
+    for (const char* former : {"B", "pending"}) {
+        EXPECT_THROW(
+            {
+                const auto out = part.getOutputStream();
+                out->write("half", 4);
+                throw std::bad_alloc();
+            },
+            std::bad_alloc);
+        EXPECT_EQ(former, textOf(part));
+        write(part, "pending");
+    }
 }
 
 TEST(PackageWriteTest, ContentOfAPartUnderWay) {
@@ -203,22 +267,6 @@ TEST(PackageWriteTest, AFailedCommitCanBeTriedAgain) {
     package.close();
     EXPECT_EQ("new", textOf(package.physical.content, "n.bin"));
     EXPECT_NE(std::string::npos, textOf(package.physical.content, "_rels/n.bin.rels").find("rId1"));
-}
-
-TEST(PackageWriteTest, BackupsAreOfOldFilesOnlyAndReportedAfterTheCommit) {
-    const auto logOf = [](OpenMode mode, bool remove) {
-        TestPackage package(packageOf(typesXml(), ""), mode);
-        CommitOptions options;
-        options.removeBackup(remove);
-        options.backupExtension(u"~");
-        options.backupCreatedFcn([&](const auto& name) { package.physical.log += " " + fl::i18n::to_string(name); });
-        package.create(u"/n");
-        package.close(options);
-        return package.physical.log;
-    };
-    EXPECT_EQ(" backup +[Content_Types].xml +n fake~", logOf(OpenMode::Update, false));
-    EXPECT_EQ(" +[Content_Types].xml +n", logOf(OpenMode::Update, true));
-    EXPECT_EQ(" +[Content_Types].xml +n", logOf(OpenMode::Create, false));
 }
 
 }  // namespace

@@ -149,15 +149,9 @@ TEST_F(ZipCommitTest, LeavesTheFileAloneWhenItRefuses) {
     opened.open(update);
     expectError(misuse, "open already", [&] { opened.open(update); });
     expectError(misuse, "entry 1 of 1", [&] { opened.read(1); });
-    expectError(misuse, "empty", [&] { opened.backUp(u""); });
     put("changed outside");
     expectError(ErrorKind::Conflict, "f.zip", [&] { opened.commit({}); });
     EXPECT_EQ(stored(), "changed outside");
-    for (int i = 0; i < 2; ++i) {  // the second time over the first backup
-        EXPECT_EQ(opened.backUp(u".bak"), u"f.zip.bak");
-        EXPECT_EQ(stored(u"f.zip.bak"), before) << "not the version that was opened";
-        storage->put(u"f.zip.bak", toBytes("an older backup"));
-    }
     opened.close();
     EXPECT_TRUE(opened.entries().empty());
     expectError(misuse, "not open", [&] { opened.read(0); });
@@ -184,7 +178,6 @@ TEST_F(ZipCommitTest, PassesOnTheReasonsOfTheStorage) {
     for (const auto& [kind, expected] : rows) {
         failing->kind = kind;
         expectError(expected, "the storage's reason", [&] { opened.commit({}); });
-        expectError(other, "the storage's reason", [&] { opened.backUp(u".bak"); });
     }
 }
 

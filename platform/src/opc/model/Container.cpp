@@ -1,0 +1,57 @@
+#include "opc/model/Container.hpp"
+
+#include "opc/Exception.hpp"
+#include "opc/names/MessageText.hpp"
+
+namespace opc::model::detail {
+
+std::string Container::where(std::string_view partName) const { return where() + ", part " + shown(partName); }
+
+fl::Bytes Container::read(const Entries& entries, std::string_view name) const {
+    if (entries.size() == 1) {
+        return physical_->read(entries[0]);
+    }
+    refuseLarger(size(entries), limits().maxPartSize, "maxPartSize", name);
+    fl::Bytes whole;
+    for (const std::size_t entry : entries) {
+        const fl::Bytes piece = physical_->read(entry);
+        whole.insert(whole.end(), piece.begin(), piece.end());
+    }
+    return whole;
+}
+
+fl::Bytes Container::readXml(const Entries& entries, std::string_view name) const {
+    refuseLargerXml(size(entries), name);
+    return read(entries, name);
+}
+
+void Container::refuseLargerXml(std::uint64_t size, std::string_view name) const {
+    refuseLarger(size, limits().maxPackageXmlSize, "maxPackageXmlSize", name);
+}
+
+void Container::refuseLongerName(std::string_view name) const {
+    if (name.size() > limits().maxNameLength) {
+        throw Exception(ErrorKind::LimitExceeded, where(name) + ": the " + std::to_string(name.size()) +
+                                                      " bytes of its name are more than the limit maxNameLength of " +
+                                                      std::to_string(limits().maxNameLength) + " permits");
+    }
+}
+
+std::uint64_t Container::total(const Entries& entries, std::uint64_t interfaces::PhysicalEntry::*member) const {
+    std::uint64_t sum = 0;
+    for (const std::size_t entry : entries) {
+        sum += physical_->entries()[entry].*member;
+    }
+    return sum;
+}
+
+void Container::refuseLarger(std::uint64_t size, std::uint64_t limit, const char* limitName,
+                             std::string_view name) const {
+    if (size > limit) {
+        throw Exception(ErrorKind::LimitExceeded, where(name) + ": its " + std::to_string(size) +
+                                                      " bytes are more than the limit " + limitName + " of " +
+                                                      std::to_string(limit) + " permits");
+    }
+}
+
+}  // namespace opc::model::detail

@@ -1,0 +1,102 @@
+#include "opc/model/RelationshipTable.hpp"
+
+#include "fl/Ascii.hpp"
+#include "opc/Exception.hpp"
+#include "opc/model/RelationshipsName.hpp"
+#include "opc/names/MessageText.hpp"
+#include "opc/xml/XmlWriter.hpp"
+
+#include <algorithm>
+#include <utility>
+
+namespace opc::model::detail {
+namespace {
+
+/// What keeps a relationship from being created; null when nothing does.
+const char* faultOf(const RelationshipRecord& record) {
+    if (!record.id.empty() && !isNCName(record.id)) {
+        return "the id is no NCName";
+    }
+    if (record.type.empty() || !toXmlText(record.type)) {
+        return "the type is empty or holds characters that XML does not permit";
+    }
+    return toXmlText(record.target) ? nullptr : "the target holds characters that XML does not permit";
+}
+
+}  // namespace
+
+bool RelationshipTable::isChanged() const {
+    const auto& parts = parts_.all();
+    return package_.changed ||
+           std::any_of(parts.begin(), parts.end(), [](const auto& each) { return each.second.relationships.changed; });
+}
+
+RelationshipList::RecordPtr RelationshipTable::add(std::string_view source, RelationshipRecord record) {
+    SourceState& state = load(source);
+    const auto refuse = [&](ErrorKind kind, const char* reason) {
+        throw Exception(kind, container_.where(nameOf(source)) + ": the relationship " + shown(record.id) +
+                                  " cannot be created: " + reason);
+    };
+    if (const char* fault = faultOf(record)) {
+        refuse(ErrorKind::Misuse, fault);
+    }
+    if (state.list->isTaken(record.id)) {
+        refuse(ErrorKind::Conflict, "the id is taken");
+    }
+    RelationshipList::RecordPtr added = state.list->add(std::move(record));
+    state.changed = true;
+    return added;
+}
+
+void RelationshipTable::remove(std::string_view source, const std::u16string& id) {
+    noteRemoval(load(source).list->remove(id), source, id);
+}
+
+void RelationshipTable::remove(std::string_view source, const RelationshipRecord& record) {
+    noteRemoval(load(source).list->remove(record), source, record.id);
+}
+
+void RelationshipTable::noteRemoval(bool removed, std::string_view source, const std::u16string& id) {
+    if (!removed) {
+        throw Exception(ErrorKind::NotFound,
+                        container_.where(nameOf(source)) + ": there is no relationship " + shown(id));
+    }
+    load(source).changed = true;
+}
+
+void RelationshipTable::removeByType(std::string_view source, const std::u16string& type) {
+    SourceState& state = load(source);
+    if (state.list->removeByType(type)) {
+        state.changed = true;
+    }
+}
+
+SourceState& RelationshipTable::load(std::string_view source) {
+    SourceState& state = source.empty() ? package_ : parts_.get(source).relationships;
+    if (!state.list) {
+        state.list = read(nameOf(source));
+    }
+    return state;
+}
+
+std::unique_ptr<RelationshipList> RelationshipTable::read(std::string_view sourceName) const {
+    auto list = std::make_unique<RelationshipList>(
+        std::make_shared<const RelationshipOrigin>(RelationshipOrigin{container_.name(), std::string(sourceName)}));
+    const std::string name = relationshipsNameOf(sourceName);
+    const Entries& entries = parts_.otherEntries(name);
+    if (!entries.empty()) {
+        const ContentTypes::Pointer type = parts_.contentTypes().find(fl::ascii::fold(name));
+        if (!type || *type != relationshipsType()) {
+            throw Exception(ErrorKind::Damaged,
+                            container_.where(name) + ": it has not the content type of relationships (M1.30)");
+        }
+        list->parse(container_.readXml(entries, name), container_.where(name));
+    }
+    return list;
+}
+
+std::string_view RelationshipTable::nameOf(std::string_view source) const {
+    return source.empty() ? kPackageSource : std::string_view(parts_.get(source).name.ascii());
+}
+
+}  // namespace opc::model::detail
