@@ -44,6 +44,14 @@ function(pxflowbook_optimise_whole objects library)
     endif()
 endfunction()
 
+# Keeps what the headers of the XML library define out of `library`, and so the need to load that library with it.
+function(pxflowbook_leave_out_xerces library)
+    set_target_properties(${library} PROPERTIES PXFLOWBOOK_WITHOUT_XERCES ON
+        LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/local_xerces.map)
+    target_link_options(${library} PRIVATE
+        LINKER:--gc-sections,--version-script=${PROJECT_SOURCE_DIR}/cmake/local_xerces.map)
+endfunction()
+
 add_link_options(LINKER:--as-needed)
 if(PXFLOWBOOK_SANITIZE)
     add_compile_options(-fsanitize=${PXFLOWBOOK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)

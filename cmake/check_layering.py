@@ -40,7 +40,7 @@ PLATFORM_ROOMS = {
     "opc/model": {"opc/names", "opc/xml", "opc/interfaces", "opc", "fl"},
     "opc/pxservices": {"opc/model", "opc/names", "opc/xml", "opc", "foundation", "fl"},
 }
-HEADERS_WITHOUT_SOURCE = {"opc/model/XercesString.hpp": "opc/xml/dom/XercesString.cpp"}
+HEADERS_WITHOUT_SOURCE = {"opc/model/XercesString.hpp": "opc/xml/XercesString.cpp"}
 LIBRARY_ROOMS = {
     "format": set(),
     "package": {"format"},

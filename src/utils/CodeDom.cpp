@@ -8,7 +8,6 @@
 #include <memory>
 #include <vector>
 #include <xercesc/dom/DOM.hpp>
-#include <xercesc/util/XMLUni.hpp>
 
 namespace flowbook::detail {
 
@@ -24,7 +23,7 @@ using Parser = std::unique_ptr<xercesc::DOMLSParser, ReleaseParser>;
 
 Parser makeParser() {
     Parser parser(XercesHelper::createParser());
-    parser->getDomConfig()->setParameter(xercesc::XMLUni::fgDOMNamespaces, true);
+    parser->getDomConfig()->setParameter(u"namespaces", true);
     return parser;
 }
 

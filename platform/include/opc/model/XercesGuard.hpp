@@ -4,11 +4,11 @@
 
 namespace opc::model {
 
-/// Keeps the XML platform initialised while it lives. The first one initialises it, for good:
-/// initialising and terminating costs more than reading a small file, so it lasts until the library
-/// is unloaded, and beyond that while any guard lives (one in a static object, say). Safe to construct
-/// and destroy from several threads. Memory that runs out during the initialisation makes all later guards
-/// of the process throw too. @throws std::bad_alloc, opc::Exception.
+/// Makes the XML platform ready: the first one of the process loads and initialises the XML library, for good, as
+/// initialising and terminating cost more than reading a small file. So documents and parsers may outlive all guards,
+/// in static objects too. Safe to construct and destroy from several threads. Memory that runs out during the
+/// initialisation makes all later guards of the process throw too.
+/// @throws std::bad_alloc, opc::Exception of kind InputOutput that names the file when the library cannot be loaded.
 class PXPLATFORM_EXPORT XercesGuard {
 public:
     XercesGuard();

@@ -2,15 +2,12 @@
 
 #include "fl/i18n/Conversion.hpp"
 #include "fl/i18n/ConversionError.hpp"
+#include "plainxml/XmlCharacters.hpp"
 
 #include <algorithm>
 
 namespace opc::model::detail {
 namespace {
-
-bool isForbidden(char16_t unit) {
-    return (unit < 0x20 && unit != u'\t' && unit != u'\n' && unit != u'\r') || unit >= 0xFFFE;
-}
 
 /// What stands for a character that markup would swallow or that a parser would normalise; empty for any other.
 std::string_view escapeOf(char c, bool inAttribute) {
@@ -37,7 +34,7 @@ std::string_view escapeOf(char c, bool inAttribute) {
 }  // namespace
 
 std::optional<std::string> toXmlText(std::u16string_view text) {
-    if (std::any_of(text.begin(), text.end(), isForbidden)) {
+    if (std::any_of(text.begin(), text.end(), plainxml::isForbidden)) {
         return std::nullopt;
     }
     try {

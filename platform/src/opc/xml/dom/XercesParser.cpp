@@ -1,12 +1,12 @@
 #include "opc/xml/dom/XercesParser.hpp"
 
 #include "fl/i18n/Conversion.hpp"
+#include "opc/Limits.hpp"
 #include "opc/model/InvalidXMLDocument.hpp"
-#include "opc/xml/dom/XercesParserPool.hpp"
+#include "opc/xml/dom/XercesPtr.hpp"
 
 #include <algorithm>
 #include <array>
-#include <memory>
 #include <xercesc/dom/DOM.hpp>
 #include <xercesc/framework/XMLErrorCodes.hpp>
 #include <xercesc/internal/XMLScanner.hpp>
@@ -19,18 +19,6 @@ namespace {
 
 using xercesc::XMLUni;
 
-// The time of looking up a prefix grows with the elements that are open, and that of adding an attribute
-// with those the element has, so without a limit the time of a hostile document is quadratic.
-constexpr std::size_t kMaxOpenNodes = 1024;
-
-// Tables of names and buffers grow with what a parser has read and never shrink.
-constexpr std::size_t kMaxBytesOfReused = std::size_t{1} << 20;
-
-struct ReleaseDocument {
-    void operator()(xercesc::DOMDocument* document) const { document->release(); }
-};
-using DocumentPtr = std::unique_ptr<xercesc::DOMDocument, ReleaseDocument>;
-
 std::string toText(const XMLCh* text) { return fl::i18n::to_string(text == nullptr ? u"" : text); }
 
 bool isPackageEncoding(const XMLCh* encoding) {
@@ -42,16 +30,9 @@ bool isPackageEncoding(const XMLCh* encoding) {
 
 }  // namespace
 
-XercesParser::XercesParser() : DOMLSParserImpl(nullptr, &arena_) {
-    // Of the scanners that look for repeated attributes in linear time, the one that knows no schemas.
-    const XMLCh* const scanner = XMLUni::fgDGXMLScanner;
-    setParameter(XMLUni::fgXercesScannerName, static_cast<const void*>(scanner));
+XercesParser::XercesParser() {
     securityManager_.setEntityExpansionLimit(1);
-    setParameter(XMLUni::fgXercesSecurityManager, static_cast<const void*>(&securityManager_));
-    getScanner()->setEntityHandler(this);
-    for (const XMLCh* name : {XMLUni::fgDOMDisallowDoctype, XMLUni::fgXercesDisableDefaultEntityResolution}) {
-        setParameter(name, true);
-    }
+    renewScanner();
     for (const XMLCh* name :
          {XMLUni::fgXercesLoadExternalDTD, XMLUni::fgXercesLoadSchema, XMLUni::fgXercesSchema, XMLUni::fgDOMValidate,
           XMLUni::fgXercesDoXInclude, XMLUni::fgXercesContinueAfterFatalError, XMLUni::fgDOMComments,
@@ -59,59 +40,46 @@ XercesParser::XercesParser() : DOMLSParserImpl(nullptr, &arena_) {
           XMLUni::fgXercesUseCachedGrammarInParse, XMLUni::fgXercesCalculateSrcOfs}) {
         setParameter(name, false);
     }
-    isAsConfigured_ = true;
 }
 
-xercesc::DOMDocument* XercesParser::read(const xercesc::InputSource& source, std::size_t size,
-                                         const std::u16string& name, bool adopt) {
-    resetDocumentPool();
-    bytesRead_ += size;
-    isEncodingGiven_ = source.getEncoding() != nullptr;
+// A scanner reads on in the XML version of its last document, and keeps the names of all.
+void XercesParser::renewScanner() {
+    // Of the scanners that look for repeated attributes in linear time, the one that knows no schemas.
+    const XMLCh* const scanner = XMLUni::fgDGXMLScanner;
+    setParameter(XMLUni::fgXercesScannerName, static_cast<const void*>(scanner));
+    setParameter(XMLUni::fgXercesSecurityManager, static_cast<const void*>(&securityManager_));
+    setParameter(XMLUni::fgDOMDisallowDoctype, true);
+    setParameter(XMLUni::fgXercesDisableDefaultEntityResolution, true);
+    getScanner()->setEntityHandler(this);
     // A caller that takes its own error handler away takes this with it.
     getScanner()->setErrorReporter(this);
+}
+
+xercesc::DOMDocument* XercesParser::read(const xercesc::InputSource& source, const std::u16string& name, bool adopt) {
+    resetDocumentPool();
+    renewScanner();
+    nodes_ = 0;
+    names_.clear();
+    isEncodingGiven_ = source.getEncoding() != nullptr;
     AbstractDOMParser::parse(source);
-    if (!failure_.empty()) {
+    if (!failure_.text.empty()) {
         resetDocumentPool();
-        const std::string quoted = name.empty() ? "" : " \"" + fl::i18n::to_string(name) + '"';
-        throw InvalidXMLDocument("the XML document" + quoted + failure_);
+        throw InvalidXMLDocument(failure_.kind, documentNamed(name) + failure_.text);
     }
     return adopt ? copyDocument() : getDocument();
 }
 
+std::string XercesParser::documentNamed(const std::u16string& name) {
+    return name.empty() ? "the XML document" : "the XML document \"" + fl::i18n::to_string(name) + '"';
+}
+
 // The depth of what was parsed is limited, so the recursion of importNode() is.
 xercesc::DOMDocument* XercesParser::copyDocument() {
-    DocumentPtr copy(xercesc::DOMImplementation::getImplementation()->createDocument());
+    XercesPtr<xercesc::DOMDocument> copy(xercesc::DOMImplementation::getImplementation()->createDocument());
     for (xercesc::DOMNode* node = getDocument()->getFirstChild(); node != nullptr; node = node->getNextSibling()) {
         copy->appendChild(copy->importNode(node, true));
     }
     return copy.release();
-}
-
-void XercesParser::release() {
-    if (!isReusable()) {
-        delete this;
-        return;
-    }
-    resetDocumentPool();
-    if (!XercesParserPool::put(this)) {
-        delete this;
-    }
-}
-
-// A parser that ran out of memory stays busy.
-bool XercesParser::isReusable() const {
-    return isAsConfigured_ && bytesRead_ <= kMaxBytesOfReused && getFilter() == nullptr && !getBusy();
-}
-
-void XercesParser::setParameter(const XMLCh* name, const void* value) {
-    isAsConfigured_ = false;
-    DOMLSParserImpl::setParameter(name, value);
-}
-
-void XercesParser::setParameter(const XMLCh* name, bool value) {
-    const bool isDefault = value && xercesc::XMLString::equals(name, XMLUni::fgDOMNamespaces);
-    isAsConfigured_ = isAsConfigured_ && isDefault;
-    DOMLSParserImpl::setParameter(name, value);
 }
 
 void XercesParser::error(unsigned int code, const XMLCh* domain, xercesc::XMLErrorReporter::ErrTypes type,
@@ -120,45 +88,49 @@ void XercesParser::error(unsigned int code, const XMLCh* domain, xercesc::XMLErr
     if (type != xercesc::XMLErrorReporter::ErrType_Warning) {
         // The library has one message for both.
         const bool isProlog = code == xercesc::XMLErrs::InvalidDocumentStructure;
-        record("not well-formed", line, column,
+        record(ErrorKind::Damaged, "not well-formed", line, column,
                toText(text) + (isProlog ? " (a document type declaration, or text before the first element)" : ""));
     }
     DOMLSParserImpl::error(code, domain, type, text, systemId, publicId, line, column);
-    if (!failure_.empty() && !getScanner()->getInException()) {
+    if (!failure_.text.empty() && !getScanner()->getInException()) {
         throw static_cast<xercesc::XMLErrs::Codes>(code);
     }
 }
 
 void XercesParser::resetErrors() {
-    failure_.clear();
+    failure_ = Failure();
     openNodes_ = 0;
 }
 
 xercesc::InputSource* XercesParser::resolveEntity(xercesc::XMLResourceIdentifier* resource) {
-    refuse("it refers to \"" + toText(resource->getSystemId()) + '"');
+    refuse(ErrorKind::Damaged, "it refers to \"" + toText(resource->getSystemId()) + '"');
 }
 
 void XercesParser::XMLDecl(const XMLCh* version, const XMLCh* encoding, const XMLCh* standalone,
                            const XMLCh* actualEncoding) {
     if (!isEncodingGiven_ && !isPackageEncoding(actualEncoding)) {
-        refuse("its encoding is " + toText(actualEncoding) + ", neither UTF-8 nor UTF-16");
+        refuse(ErrorKind::Damaged, "its encoding is " + toText(actualEncoding) + ", neither UTF-8 nor UTF-16");
     }
     // Later ones the DOM refuses, with an error that tells nothing.
     if (!xercesc::XMLString::equals(version, XMLUni::fgVersion1_0) &&
         !xercesc::XMLString::equals(version, XMLUni::fgVersion1_1)) {
-        refuse("its XML version is " + toText(version) + ", neither 1.0 nor 1.1");
+        refuse(ErrorKind::Damaged, "its XML version is " + toText(version) + ", neither 1.0 nor 1.1");
     }
-    DOMLSParserImpl::XMLDecl(version, encoding, standalone, actualEncoding);
+    building([&] { DOMLSParserImpl::XMLDecl(version, encoding, standalone, actualEncoding); });
 }
 
 void XercesParser::startElement(const xercesc::XMLElementDecl& declaration, unsigned int urlId, const XMLCh* prefix,
                                 const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes, XMLSize_t attributeCount,
                                 bool isEmpty, bool isRoot) {
     openNodes_ += 1 + attributeCount;
-    if (openNodes_ > kMaxOpenNodes) {
-        refuse("more than " + std::to_string(kMaxOpenNodes) + " nested elements and attributes of these");
+    if (openNodes_ > Limits::kDomOpenNodes) {
+        refuseMore(Limits::kDomOpenNodes, "nested elements and attributes of these");
     }
-    DOMLSParserImpl::startElement(declaration, urlId, prefix, attributes, attributeCount, isEmpty, isRoot);
+    countNodes(1 + attributeCount);
+    countNames(declaration, attributes, attributeCount);
+    building([&] {
+        DOMLSParserImpl::startElement(declaration, urlId, prefix, attributes, attributeCount, isEmpty, isRoot);
+    });
 }
 
 void XercesParser::endElement(const xercesc::XMLElementDecl& declaration, unsigned int urlId, bool isRoot,
@@ -167,26 +139,78 @@ void XercesParser::endElement(const xercesc::XMLElementDecl& declaration, unsign
     DOMLSParserImpl::endElement(declaration, urlId, isRoot, prefix);
 }
 
+// Most pieces of text are added to the node that the piece before them has made.
+void XercesParser::docCharacters(const XMLCh* chars, XMLSize_t length, bool isCdata) {
+    const xercesc::DOMNode* const before = fCurrentNode;
+    DOMLSParserImpl::docCharacters(chars, length, isCdata);
+    countNodes(fCurrentNode == before ? 0 : 1);
+}
+
+void XercesParser::docPI(const XMLCh* target, const XMLCh* data) {
+    countNodes(1);
+    building([&] { DOMLSParserImpl::docPI(target, data); });
+}
+
+void XercesParser::countNodes(std::size_t count) {
+    nodes_ += count;
+    if (nodes_ > Limits::kDomNodes) {
+        refuseMore(Limits::kDomNodes, "elements, attributes and texts");
+    }
+}
+
+void XercesParser::countName(const XMLCh* name) {
+    if (names_.insert(name).second && names_.size() > Limits::kDomNames) {
+        refuseMore(Limits::kDomNames, "different names and namespaces");
+    }
+}
+
+void XercesParser::countNames(const xercesc::XMLElementDecl& declaration,
+                              const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes, XMLSize_t attributeCount) {
+    countName(declaration.getFullName());
+    for (XMLSize_t i = 0; i < attributeCount; ++i) {
+        const xercesc::XMLAttr& attribute = *attributes.elementAt(i);
+        countName(attribute.getQName());
+        if (xercesc::XMLString::startsWith(attribute.getQName(), u"xmlns")) {
+            countName(attribute.getValue());
+        }
+    }
+}
+
+/// The scanner leaves some faults to the DOM, such as a prefix that XML 1.1 has let a document undeclare.
+template <class Build>
+void XercesParser::building(Build build) {
+    try {
+        build();
+    } catch (const xercesc::DOMException& error) {
+        refuse(ErrorKind::Damaged, toText(error.getMessage()));
+    }
+}
+
 void XercesParser::endDocument() {
     // The scanner takes a NUL after the document element for the end of the input.
     if (!getScanner()->getReaderMgr()->atEOF()) {
-        refuse("a NUL character");
+        refuse(ErrorKind::Damaged, "a NUL character");
     }
     DOMLSParserImpl::endDocument();
 }
 
-void XercesParser::refuse(const std::string& reason) {
+void XercesParser::refuseMore(std::size_t most, const char* what) {
+    refuse(ErrorKind::LimitExceeded, "more than " + std::to_string(most) + " " + what);
+}
+
+void XercesParser::refuse(ErrorKind kind, const std::string& reason) {
     const xercesc::Locator* const place = getScanner()->getLocator();
-    record("refused", place->getLineNumber(), place->getColumnNumber(), reason);
+    record(kind, "refused", place->getLineNumber(), place->getColumnNumber(), reason);
     // What the scanner takes for the end of parsing.
     // NOLINTNEXTLINE(misc-throw-by-value-catch-by-reference)
     throw xercesc::XMLErrs::InvalidDocumentStructure;
 }
 
-void XercesParser::record(const char* finding, XMLFileLoc line, XMLFileLoc column, const std::string& reason) {
-    if (failure_.empty()) {
-        failure_ = std::string(" is ") + finding + " at line " + std::to_string(line) + ", column " +
-                   std::to_string(column) + ": " + reason;
+void XercesParser::record(ErrorKind kind, const char* finding, XMLFileLoc line, XMLFileLoc column,
+                          const std::string& reason) {
+    if (failure_.text.empty()) {
+        failure_ = {kind, std::string(" is ") + finding + " at line " + std::to_string(line) + ", column " +
+                              std::to_string(column) + ": " + reason};
     }
 }
 

@@ -1,34 +1,29 @@
 #pragma once
 
-#include "opc/xml/dom/XercesArena.hpp"
+#include "opc/Exception.hpp"
 
 #include <cstddef>
+#include <set>
 #include <string>
 #include <xercesc/parsers/DOMLSParserImpl.hpp>
 #include <xercesc/util/SecurityManager.hpp>
 
 namespace opc::model {
 
-/// A DOM parser that reads nothing but the bytes it is given and stops at the first error. release()
-/// gives it back to the pool, unless it was set up differently or grew large.
-class XercesParser final : private InXercesArena, public xercesc::DOMLSParserImpl {
+/// A DOM parser that reads nothing but the bytes it is given, stops at the first error, and carries nothing over from
+/// one document to the next. Its limits are those of opc::Limits.
+class XercesParser final : public xercesc::DOMLSParserImpl {
 public:
     XercesParser();
     XercesParser(const XercesParser&) = delete;
     XercesParser& operator=(const XercesParser&) = delete;
 
-    /// @param size  bytes of the input.
     /// @param name  what messages call the document; may be empty.
     /// @throws InvalidXMLDocument.
-    xercesc::DOMDocument* read(const xercesc::InputSource& source, std::size_t size, const std::u16string& name,
-                               bool adopt);
+    xercesc::DOMDocument* read(const xercesc::InputSource& source, const std::u16string& name, bool adopt);
 
-    /// What everything of one read is to be made in.
-    xercesc::MemoryManager& memory() noexcept { return arena_; }
-
-    void release() override;
-    void setParameter(const XMLCh* name, const void* value) override;
-    void setParameter(const XMLCh* name, bool value) override;
+    /// What messages begin with.
+    static std::string documentNamed(const std::u16string& name);
 
     void error(unsigned int code, const XMLCh* domain, xercesc::XMLErrorReporter::ErrTypes type, const XMLCh* text,
                const XMLCh* systemId, const XMLCh* publicId, XMLFileLoc line, XMLFileLoc column) override;
@@ -41,21 +36,34 @@ public:
                       bool isRoot) override;
     void endElement(const xercesc::XMLElementDecl& declaration, unsigned int urlId, bool isRoot,
                     const XMLCh* prefix) override;
+    void docCharacters(const XMLCh* chars, XMLSize_t length, bool isCdata) override;
+    void docPI(const XMLCh* target, const XMLCh* data) override;
     void endDocument() override;
 
 private:
-    /// A copy of the document that does not live in the arena.
+    struct Failure {
+        ErrorKind kind = ErrorKind::Damaged;
+        std::string text;  ///< without the name of the document; empty when there is no failure
+    };
+
+    void renewScanner();
     xercesc::DOMDocument* copyDocument();
-    [[noreturn]] void refuse(const std::string& reason);
-    void record(const char* finding, XMLFileLoc line, XMLFileLoc column, const std::string& reason);
-    bool isReusable() const;
+    void countNodes(std::size_t count);
+    void countName(const XMLCh* name);
+    void countNames(const xercesc::XMLElementDecl& declaration,
+                    const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes, XMLSize_t attributeCount);
+    template <class Build>
+    void building(Build build);
+    [[noreturn]] void refuseMore(std::size_t most, const char* what);
+    [[noreturn]] void refuse(ErrorKind kind, const std::string& reason);
+    void record(ErrorKind kind, const char* finding, XMLFileLoc line, XMLFileLoc column, const std::string& reason);
 
     xercesc::SecurityManager securityManager_;
-    std::string failure_;           ///< of the first error, without the name of the document
-    std::size_t openNodes_ = 0;     ///< the open elements and their attributes
-    std::size_t bytesRead_ = 0;     ///< in its whole life
-    bool isEncodingGiven_ = false;  ///< so that the one declared does not count
-    bool isAsConfigured_ = false;
+    Failure failure_;            ///< the first
+    std::size_t openNodes_ = 0;  ///< the open elements and their attributes
+    std::size_t nodes_ = 0;
+    std::set<std::u16string> names_;  ///< ordered, as nobody can make names collide in it
+    bool isEncodingGiven_ = false;    ///< so that the one declared does not count
 };
 
 }  // namespace opc::model

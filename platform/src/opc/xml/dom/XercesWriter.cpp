@@ -3,8 +3,9 @@
 #include "fl/i18n/Conversion.hpp"
 #include "fl/i18n/ConversionError.hpp"
 #include "opc/Exception.hpp"
+#include "opc/xml/DomTraversal.hpp"
 #include "opc/xml/dom/XercesOutput.hpp"
-#include "opc/xml/dom/XercesTraversal.hpp"
+#include "plainxml/XmlCharacters.hpp"
 
 #include <algorithm>
 #include <cstddef>
@@ -29,10 +30,6 @@ void checkDepth(const xercesc::DOMDocument& document) {
     });
 }
 
-bool isForbidden(char16_t unit) {
-    return (unit < u' ' && unit != u'\t' && unit != u'\n' && unit != u'\r') || unit >= u'\uFFFE';
-}
-
 /// Writes CDATA sections itself and hides them from the library.
 class CdataFilter final : public xercesc::DOMLSSerializerFilter {
 public:
@@ -43,7 +40,7 @@ public:
     FilterAction acceptNode(const xercesc::DOMNode* node) const override {
         const auto* const section = static_cast<const xercesc::DOMCharacterData*>(node);
         const std::u16string_view text(section->getData(), section->getLength());
-        if (std::any_of(text.begin(), text.end(), isForbidden)) {
+        if (std::any_of(text.begin(), text.end(), plainxml::isForbidden)) {
             refuse("a CDATA section holds a character that XML forbids");
         }
         writeSections(text);

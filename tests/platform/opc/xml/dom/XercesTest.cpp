@@ -4,9 +4,9 @@
 #include "opc/model/InvalidXMLDocument.hpp"
 #include "opc/model/XercesGuard.hpp"
 #include "opc/model/XercesHelper.hpp"
+#include "opc/xml/dom/XercesPtr.hpp"
 #include "platform/opc/OpcTesting.hpp"
 
-#include <memory>
 #include <xercesc/util/XMLUni.hpp>
 
 namespace opc::model {
@@ -16,23 +16,18 @@ using namespace std::string_literals;
 using tests::repeated;
 using xercesc::XMLUni;
 
-struct Releaser {
-    template <class Owned>
-    void operator()(Owned* owned) const {
-        owned->release();
-    }
-};
-using DocumentPtr = std::unique_ptr<xercesc::DOMDocument, Releaser>;
+using DocumentPtr = XercesPtr<xercesc::DOMDocument>;
 
 const std::u16string kNamespace = u"urn:w";
 const std::string kSmile = "[\xC3\xA4\xF0\x9F\x98\x80]";
 
-std::string manyAttributes() {
-    std::string xml = "<a";
-    for (int i = 0; i < 100000; ++i) {
-        xml += " a" + std::to_string(i) + "=''";
+/// `before`, a number and `after`, time and again.
+std::string numbered(const std::string& before, const std::string& after, int count) {
+    std::string xml;
+    for (int i = 0; i < count; ++i) {
+        xml += before + std::to_string(i) + after;
     }
-    return xml + "/>";
+    return xml;
 }
 
 class XercesTest : public testing::Test {
@@ -54,18 +49,21 @@ protected:
         try {
             return '[' + fl::i18n::ustring_to_utf8(XercesHelper::getTextContent(read(xml...))) + ']';
         } catch (const InvalidXMLDocument& error) {
-            EXPECT_EQ(error.kind(), ErrorKind::Damaged);
-            return error.what();
+            const std::string text = error.what();
+            const bool isLimit = text.find(": more than ") != std::string::npos;
+            EXPECT_EQ(error.kind(), isLimit ? ErrorKind::LimitExceeded : ErrorKind::Damaged) << text;
+            return text;
         }
     }
 
     XercesGuard guard;
-    std::unique_ptr<xercesc::DOMLSParser, Releaser> parser{XercesHelper::createParser()};
+    XercesPtr<xercesc::DOMLSParser> parser{XercesHelper::createParser()};
 };
 
 TEST_F(XercesTest, RefusesHostileAndMalformedDocumentsInBoundedTime) {
     const std::string doctype = "document type declaration", malformed = "the XML document is not well-formed at line ";
-    const std::string deep = "more than 1024 nested elements";
+    const std::string deep = "more than 1024 nested elements", names = "more than 1024 different names";
+    const std::string nodes = "more than 4194304 elements";
     const std::pair<std::string, std::vector<std::string>> cases[] = {
         {malformed + "1, column 10: invalid document structure (a " + doctype, {"<!DOCTYPE a><a/>"}},
         {doctype,
@@ -81,7 +79,12 @@ TEST_F(XercesTest, RefusesHostileAndMalformedDocumentsInBoundedTime) {
         {"NUL", {"<a/>\0<b/>"s}},
         {"its encoding is ISO-8859-1", {"<?xml version='1.0' encoding='ISO-8859-1'?><a>\xE4</a>"}},
         {"refused at line 1, column 3076: " + deep, {repeated("<a>", 100000)}},
-        {deep, {repeated("<a x='1' y='2'>", 1000), manyAttributes()}},
+        {deep, {repeated("<a x='1' y='2'>", 1000), "<a" + numbered(" a", "=''", 100000) + "/>"}},
+        {names,
+         {"<a>" + numbered("<b", "/>", 1200) + "</a>", "<a>" + numbered("<b c", "=''/>", 1200) + "</a>",
+          "<a>" + numbered("<b xmlns='urn:", "'/>", 1200) + "</a>",
+          "<a>" + numbered("<b xmlns:p", "='urn:p'/>", 1200) + "</a>"}},
+        {nodes, {"<a>" + repeated("<?p?>", 4200000) + "</a>"}},
         // Unusual, but harmless.
         {"[xyz<w>]", {"<a>x<!-- no --><b>y<c>z</c></b><?no no?><![CDATA[<w>]]></a>"}},
         {'[' + std::string(1000, '&') + ']', {"<a>" + repeated("&amp;", 1000) + "</a>"}},
@@ -108,6 +111,10 @@ TEST_F(XercesTest, ReadsTextWhateverEncodingItDeclares) {
         EXPECT_EQ(outcome(u'\uFEFF' + xml), kSmile);
     }
     EXPECT_PRED_FORMAT2(testing::IsSubstring, "the XML document is ", outcome(u"<a>\xD83D</a>"s));
+    for (const std::string marks : {"\xEF\xBB\xBF\xEF\xBB\xBF", "\xEF\xBF\xBE"}) {
+        EXPECT_PRED_FORMAT2(testing::IsSubstring, "not well-formed", outcome(marks + "<a/>"));
+        EXPECT_PRED_FORMAT2(testing::IsSubstring, "not well-formed", outcome(fl::i18n::to_ustring(marks + "<a/>")));
+    }
     EXPECT_PRED_FORMAT2(testing::IsSubstring, "the XML document \"/a b\" is not", outcome(u"<"s, u"", u"/a b"));
     EXPECT_PRED_FORMAT2(testing::IsSubstring, "the XML document \"p\" is not", outcome(u"<"s, u"p", u""));
 }
@@ -117,6 +124,46 @@ TEST_F(XercesTest, AdoptedDocumentsOutliveTheirParser) {
     EXPECT_EQ(outcome(u"<a>2</a>"s), "[2]");
     parser.reset();
     EXPECT_EQ(XercesHelper::getTextContent(document->getDocumentElement()), u"1");
+}
+
+// XML 1.1 permits other characters, names and ends of lines.
+TEST_F(XercesTest, TheVersionOfADocumentIsItsOwn) {
+    const std::string later = "<?xml version='1.1'?>", control = "<a>&#1;</a>", text = "<a>\xC2\x85</a>";
+    const std::string name = "<a\xE2\xB0\x80/>", before = outcome(name);
+    EXPECT_EQ(outcome(later + text), "[\n]");
+    for (const bool isNew : {false, true}) {
+        EXPECT_EQ(outcome(later + control), "[\x01]");
+        EXPECT_EQ(outcome(text), "[\xC2\x85]");
+        EXPECT_EQ(outcome(later + control), "[\x01]");
+        EXPECT_PRED_FORMAT2(testing::IsSubstring, "not well-formed", outcome(control));
+        EXPECT_EQ(outcome(name), before);
+        parser.reset(isNew ? parser.release() : XercesHelper::createParser());
+    }
+    for (const std::string malformed :
+         {"<a", "<a>\x01</a>", "<a><b></a>", "<1/>", "<a \xE2\xB0\x80:b=''/>", "<:a/>", "<a:b/>", "<?a:b?><a/>",
+          "<a:b:c xmlns:a='urn:a'/>", "<a b:='' xmlns:b='urn:b'/>", "<a\xCD\xBE/>", "<a xmlns:b='' b:c=''/>"}) {
+        EXPECT_PRED_FORMAT2(testing::IsSubstring, "the XML document is ", outcome(later + malformed)) << malformed;
+        EXPECT_PRED_FORMAT2(testing::IsSubstring, " at line 1, column ", outcome(later + malformed)) << malformed;
+    }
+}
+
+TEST_F(XercesTest, TakesOnlyParsersAndWritersOfItsOwn) {
+    const std::vector<unsigned char> bytes;
+    ByteArrayInAdaptor in(bytes);
+    std::vector<unsigned char> written;
+    ByteArrayOutAdaptor out(written);
+    const DocumentPtr document(XercesHelper::createDocument());
+    auto* const implementation = xercesc::DOMImplementation::getImplementation();
+    const XercesPtr<xercesc::DOMLSParser> foreign(
+        implementation->createLSParser(xercesc::DOMImplementationLS::MODE_SYNCHRONOUS, nullptr));
+    for (xercesc::DOMLSParser* const other : {foreign.get(), static_cast<xercesc::DOMLSParser*>(nullptr)}) {
+        tests::expectFailure(ErrorKind::Misuse, {"not made by XercesHelper"},
+                             [&] { XercesHelper::readDocumentFromString(other, u"<a/>", false, u"", u""); });
+        tests::expectFailure(ErrorKind::Misuse, {"not made by XercesHelper"},
+                             [&] { XercesHelper::readDocumentFromStream(other, in, false, u"", u""); });
+    }
+    tests::expectFailure(ErrorKind::Misuse, {"not made by XercesHelper"},
+                         [&] { XercesHelper::writeDocumentToStream(nullptr, document.get(), out); });
 }
 
 TEST_F(XercesTest, WhatIsSetInAParserWeakensNeitherItsErrorsNorLaterParsers) {
@@ -162,7 +209,7 @@ protected:
         return tests::toText(bytes);
     }
 
-    std::unique_ptr<xercesc::DOMLSSerializer, Releaser> writer_{XercesHelper::createWriter()};
+    XercesPtr<xercesc::DOMLSSerializer> writer_{XercesHelper::createWriter()};
     const std::string sound_ = written(makeDocument(u"sound"));
 };
 

@@ -1,0 +1,11 @@
+#include "opc/model/XercesGuard.hpp"
+
+#include "opc/xml/Dom.hpp"
+
+namespace opc::model {
+
+XercesGuard::XercesGuard() { dom(); }
+
+XercesGuard::~XercesGuard() = default;
+
+}  // namespace opc::model

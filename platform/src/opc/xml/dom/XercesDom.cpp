@@ -1,0 +1,118 @@
+#include "opc/xml/dom/XercesDom.hpp"
+
+#include "opc/ByteArrayOutAdaptor.hpp"
+#include "opc/model/InvalidXMLDocument.hpp"
+#include "opc/xml/dom/XercesErrors.hpp"
+#include "opc/xml/dom/XercesParser.hpp"
+#include "opc/xml/dom/XercesWriter.hpp"
+
+#include <vector>
+#include <xercesc/dom/DOM.hpp>
+#include <xercesc/framework/MemBufInputSource.hpp>
+#include <xercesc/util/XMLUni.hpp>
+
+namespace opc::model {
+namespace {
+
+/// `object` as what createParser() or createWriter() made it.
+template <class Own, class Interface>
+Own& asOwn(Interface* object) {
+    auto* const own = dynamic_cast<Own*>(object);
+    if (own == nullptr) {
+        throw Exception(ErrorKind::Misuse, "cannot use an XML parser or writer that was not made by XercesHelper");
+    }
+    return *own;
+}
+
+struct Bytes {
+    const void* data;
+    std::size_t size;
+    const XMLCh* encoding;  ///< null to detect it
+};
+
+xercesc::DOMDocument* readDocument(xercesc::DOMLSParser* parser, const Bytes& bytes, bool adoptDocument,
+                                   const std::u16string& name) {
+    return translatingXercesErrors("cannot read the XML document", [&] {
+        auto& own = asOwn<XercesParser>(parser);
+        xercesc::MemBufInputSource source(static_cast<const XMLByte*>(bytes.data), bytes.size, name.c_str());
+        source.setCopyBufToStream(false);
+        if (bytes.encoding != nullptr) {
+            source.setEncoding(bytes.encoding);
+        }
+        return own.read(source, name, adoptDocument);
+    });
+}
+
+const XMLCh* nullIfEmpty(const std::u16string& text) { return text.empty() ? nullptr : text.c_str(); }
+
+}  // namespace
+
+xercesc::DOMLSParser* XercesDom::createParser() const {
+    return translatingXercesErrors("cannot create an XML parser", [] { return new XercesParser(); });
+}
+
+xercesc::DOMLSSerializer* XercesDom::createWriter() const {
+    return translatingXercesErrors("cannot create an XML writer", [] { return new XercesWriter(); });
+}
+
+xercesc::DOMDocument* XercesDom::createDocument() const {
+    return translatingXercesErrors("cannot create an XML document",
+                                   [] { return xercesc::DOMImplementation::getImplementation()->createDocument(); });
+}
+
+xercesc::DOMDocument* XercesDom::readDocumentFromString(xercesc::DOMLSParser* parser, const std::u16string& text,
+                                                        bool adoptDocument, const std::u16string& name) const {
+    // The library skips one mark of byte order, in the wrong order too, which then has no effect.
+    if (!text.empty() && text.front() == u'\uFFFE') {
+        throw InvalidXMLDocument(XercesParser::documentNamed(name) +
+                                 " is not well-formed at line 1, column 1: a character that XML forbids");
+    }
+    const Bytes bytes{text.data(), text.size() * sizeof(char16_t), xercesc::XMLUni::fgUTF16LEncodingString};
+    return readDocument(parser, bytes, adoptDocument, name);
+}
+
+xercesc::DOMDocument* XercesDom::readDocumentFromStream(xercesc::DOMLSParser* parser, InputStream& stream,
+                                                        bool adoptDocument, const std::u16string& name) const {
+    std::vector<unsigned char> content;
+    ByteArrayOutAdaptor out(content);
+    stream.transferTo(out);
+    return readDocument(parser, {content.data(), content.size(), nullptr}, adoptDocument, name);
+}
+
+void XercesDom::writeDocumentToStream(xercesc::DOMLSSerializer* writer, xercesc::DOMDocument* document,
+                                      OutputStream& out) const {
+    translatingXercesErrors("cannot write the XML document",
+                            [&] { asOwn<XercesWriter>(writer).writeDocument(*document, out); });
+}
+
+bool XercesDom::getElementAttributeNS(const xercesc::DOMElement* element, const std::u16string& namespaceURI,
+                                      const std::u16string& localName, std::u16string& value) const {
+    const auto* const attribute = element->getAttributeNodeNS(nullIfEmpty(namespaceURI), localName.c_str());
+    if (attribute == nullptr) {
+        return false;
+    }
+    value = translatingXercesErrors("cannot read an XML attribute", [&] {
+        const XMLCh* const text = attribute->getValue();
+        return text == nullptr ? u"" : text;
+    });
+    return true;
+}
+
+xercesc::DOMElement* XercesDom::appendElementNS(xercesc::DOMDocument& document, xercesc::DOMNode& parent,
+                                                const std::u16string& namespaceURI,
+                                                const XercesString& qualifiedName) const {
+    return translatingXercesErrors("cannot append an XML element", [&] {
+        auto* const element = document.createElementNS(nullIfEmpty(namespaceURI), qualifiedName.c_str());
+        parent.appendChild(element);
+        return element;
+    });
+}
+
+void XercesDom::setElementAttributeNS(xercesc::DOMElement* element, const std::u16string& namespaceURI,
+                                      const XercesString& qualifiedName, const std::u16string& value) const {
+    translatingXercesErrors("cannot set an XML attribute", [&] {
+        element->setAttributeNS(nullIfEmpty(namespaceURI), qualifiedName.c_str(), value.c_str());
+    });
+}
+
+}  // namespace opc::model
