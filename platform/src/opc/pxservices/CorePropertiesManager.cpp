@@ -50,7 +50,7 @@ public:
             return nullptr;
         }
         const auto store = StoreAccess::sharedStoreOf(package);
-        const auto& state = store->part(part->getName().folded());
+        const auto& state = store->parts().get(part->getName().folded());
         if (state.pending) {
             return readSource(*store, *part, schema);
         }

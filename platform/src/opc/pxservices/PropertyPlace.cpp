@@ -39,7 +39,8 @@ boost::optional<PartName> targetOf(const Relationship& relationship) {
 }
 
 void putContent(Package& package, const PartName& name, fl::Bytes& content) {
-    *model::detail::StoreAccess::storeOf(package).replaceContent(name.folded()) = std::move(content);
+    model::detail::StoreAccess::storeOf(package).partsToChange().replaceContent(
+        name.folded(), std::make_shared<fl::Bytes>(std::move(content)));
 }
 
 /// False when the package cannot have a part of that name.
