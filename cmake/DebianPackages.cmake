@@ -1,6 +1,8 @@
 # The three Debian packages that `cpack` makes: the libraries, what building against them takes, and the command.
 set(CPACK_GENERATOR DEB)
-set(CPACK_PACKAGE_CONTACT "libpxflowbook maintainers <root@localhost>" CACHE STRING "Maintainer of the packages")
+# The project takes no mail so far; whoever distributes the packages names the address that does.
+set(CPACK_PACKAGE_CONTACT "The libpxflowbook developers <maintainers@users.noreply.pxflowbook.example>"
+    CACHE STRING "Maintainer of the packages")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
@@ -22,7 +24,12 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY >=)
 set(runtime_package libpxflowbook${PROJECT_VERSION_MAJOR})
 set(CPACK_DEBIAN_LIBRARIES_PACKAGE_NAME ${runtime_package})
 set(CPACK_DEBIAN_LIBRARIES_PACKAGE_SECTION libs)
-set(CPACK_DEBIAN_LIBRARIES_DESCRIPTION "Reads and writes flowbook files: shared libraries")
+set(CPACK_DEBIAN_LIBRARIES_DESCRIPTION 
+    "libraries that read and write flowbook files
+Flowbook files (.tqx, .tqapp) hold TARMIC code with its stored outputs, pictures and
+properties in one Open Packaging Conventions package. A save replaces the file whole
+and durably or leaves it as it was. These are the shared libraries: libpxflowbook, and
+libpxplatform under it.")
 foreach(script postinst postrm)
     configure_file(packaging/debian-ldconfig.sh ${PROJECT_BINARY_DIR}/package/${script} COPYONLY)
     list(APPEND CPACK_DEBIAN_LIBRARIES_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/package/${script})
@@ -33,12 +40,19 @@ set(CPACK_DEBIAN_HEADERS_PACKAGE_NAME libpxflowbook-dev)
 set(CPACK_DEBIAN_HEADERS_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_HEADERS_PACKAGE_DEPENDS
     "${runtime_package} (= ${PROJECT_VERSION}), libboost1.81-dev, libxerces-c-dev")
-set(CPACK_DEBIAN_HEADERS_DESCRIPTION "Reads and writes flowbook files: development files")
+set(CPACK_DEBIAN_HEADERS_DESCRIPTION 
+    "development files of libpxflowbook
+Headers, and what CMake and pkg-config find the libraries by, for C++ programs that
+read and write flowbook files (.tqx, .tqapp).")
 
 set(CPACK_DEBIAN_COMMAND_PACKAGE_NAME flowbook)
 set(CPACK_DEBIAN_COMMAND_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_COMMAND_PACKAGE_DEPENDS "${runtime_package} (= ${PROJECT_VERSION})")
-set(CPACK_DEBIAN_COMMAND_DESCRIPTION "Reads and writes flowbook files: command")
+set(CPACK_DEBIAN_COMMAND_DESCRIPTION 
+    "command that reads and writes flowbook files
+Prints the code, properties and parts of flowbook files (.tqx, .tqapp), unpacks them,
+makes new ones and changes their code and properties, on one file or thousands. With
+it git shows how code has changed.")
 
 include(CPack)
 cpack_add_component(platform GROUP libraries)

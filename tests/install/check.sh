@@ -108,6 +108,22 @@ run_dpkg() {
         "$@" >"$messages" 2>&1 || { grep -v 'files list file' "$messages" >&2; fail "dpkg $*"; }
 }
 
+# What a user of apt sees of the packages: who made them, what for, and whether they can be installed.
+check_control_files() {
+    local package text
+    for package in "$1"/*.deb; do
+        text=$(dpkg-deb -f "$package")
+        grep -q '^Maintainer: The libpxflowbook developers <' <<<"$text" || fail "maintainer of $package"
+        grep -A1 '^Description: ' <<<"$text" | grep -q '^ [A-Z]' || fail "$package has no long description"
+        ! grep -E '^(Depends: .*pxplatform|Description: .*(DESCRIPTION|TODO))' <<<"$text" || fail "$package"
+    done
+    if [[ -e /etc/debian_version ]]; then
+        dpkg-deb -c "$1"/libpxflowbook1_*.deb | grep -q "/usr/lib/$(dpkg-architecture -qDEB_HOST_MULTIARCH)/libpxflowbook.so.1" ||
+            fail "the libraries lie in no multiarch folder"
+    fi
+    apt-get install --simulate "$1"/*.deb >"$1/apt" 2>&1 || fail "apt: $(cat "$1/apt")"
+}
+
 case_debian() {
     skip_without dpkg-deb
     skip_without dpkg-shlibdeps
@@ -118,6 +134,7 @@ case_debian() {
     cp /var/lib/dpkg/status "$root/var/lib/dpkg/"
     (cd "$build" && cpack -G DEB -B "$folder" >/dev/null)
     files_of_packages "$folder" | check_record installed-files.txt
+    check_control_files "$folder"
     run_dpkg -i "$folder"/*.deb
     check_command "$root/usr/bin/flowbook"
     run_dpkg -r flowbook libpxflowbook-dev libpxflowbook1
