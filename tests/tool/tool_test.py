@@ -52,16 +52,25 @@ CASES = [
     Case("cat -", 0, "größe = 2;\nx < y\n", stdin="rich.tqx"),
     Case("cat --format=xml rich.tqx", 0, RICH.decode()),
     Case("cat --format=raw encrypted.tqx", 0, "\0\udcff cipher"),
-    Case("cat --format=raw rich.tqx", 1, err="flowbook: rich.tqx: Encrypted TARMIC Code cannot"),
-    Case("cat encrypted.tqx", 5, err="flowbook: encrypted.tqx: TARMIC Code cannot be read from an encrypted"),
-    Case("cat absent.tqx", 3, err="flowbook: absent.tqx: FlowbookFileReader cannot find package to open\n"),
-    Case("cat folder.tqx", 3, err="flowbook: folder.tqx: "),
+    Case("cat --format=raw rich.tqx", 1, err="flowbook: rich.tqx: the code is not encrypted\n"),
+    Case("cat encrypted.tqx", 5, err="flowbook: encrypted.tqx: the code is encrypted\n"),
+    Case("cat absent.tqx", 3, err="flowbook: absent.tqx: there is no such file\n"),
     Case("cat damaged.tqx", 4, err="flowbook: damaged.tqx: "),
     Case("cat -", 4, err="flowbook: -: ", stdin="damaged.tqx"),
-    Case("cat no_code.tqx", 4, err="TARMIC Code not found"),
+    Case("cat no_code.tqx", 4, err="there is no code in it"),
     Case("cat many.tqx", 6, err="flowbook: many.tqx: "),
-    Case("cat plain.txt", 2, err="flowbook: plain.txt: Not a valid flowbook filename\n"),
-    Case("cat \udcff.tqx", 2, err="not UTF-8 text at byte 0"),
+    Case("cat", 2, err="flowbook: no file is named"),
+    Case("cat b/\udcff.txt", 0, "a = 1;\nb = 2;\n"),
+    Case("cat folder.tqx", 0),
+    Case("cat b -j 3", 0, "a = 1;\nb = 2;\na = 1;\nb = 2;\ngröße = 2;\nx < y\n"),
+    Case("cat --files-from - b/b.tqx", 0, "a = 1;\nb = 2;\na = 1;\nb = 2;\n", stdin="list"),
+    Case("cat -0 --files-from list", 3, err="\\nb/b.tqx\\n: there is no such file"),
+    Case("cat --json rich.tqx damaged.tqx encrypted.tqx", 5,
+         ('{"schema":1,"file":"rich.tqx","form":"rich","code":"größe = 2;\\nx < y\\n"}\n',
+          '"file":"damaged.tqx","error":{"code":4,"kind":"damaged","message":', '"kind":"encrypted"'),
+         err="flowbook: 2 of 3 files failed (1 damaged, 1 encrypted)"),
+    Case("cat --formta=xml rich.tqx", 2, err="there is no option '--formta'; did you mean '--format'? (see flowbook help cat)"),
+    Case("cta rich.tqx", 2, err="there is no command 'cta'; did you mean 'cat'? (see flowbook help)"),
     Case("cat encrypted.tqx damaged.tqx plain.tqx absent.tqx", 5, "a = 1;\nb = 2;\n", err="absent.tqx"),
     Case("info plain.tqx", 0, ("plain.tqx\n", "code        plain\n", 'title       "Running \\"mean\\"\\tµ"\n',
                                'description ""\n', "version     (absent)\n", "created     2024-05-01T09:30:00Z\n",
@@ -78,15 +87,15 @@ CASES = [
     Case("extract rich.tqx -d out --part /none", 1, err="there is no part /none"),
     Case("extract rich.tqx -d out --part none", 2, err="none is no part name"),
     Case("extract rich.tqx -d plain.tqx/out", 3, err="plain.tqx/out: cannot write: Not a directory"),
-    Case("set absent.tqx --title x", 3, err="cannot find package"),
+    Case("set absent.tqx --title x", 3, err="absent.tqx: there is no such file"),
     Case("set plain.tqx", 2, err="at least one thing to set"),
     Case("set plain.tqx --title a\x01b", 2, err="cannot hold the character \\u0001"),
     Case("new none/a.tqx", 3, err="none/a.tqx"),
     Case("new a.tqx --code plain.tqx", 4, err="flowbook: plain.tqx: not UTF-8 text at byte"),
-    Case("new a.tqx --code absent", 3, err="flowbook: absent: cannot read: No such file"),
+    Case("new a.tqx --code absent", 3, err="flowbook: absent: there is no such file"),
     Case("new a.tqx --rich damaged.tqx", 4, err="flowbook: damaged.tqx: "),
     Case("new a.tqx --image damaged.tqx", 4, err="no PNG, JPEG"),
-    Case("new a.txt", 2, err="flowbook: a.txt: Not a valid flowbook filename"),
+    Case("new a.txt", 2, err="flowbook: a.txt: the name of a flowbook ends in .tqx or .tqapp"),
     Case("", 2, err="flowbook: A subcommand is required"),
     Case("--version", 0, ("flowbook 1.", "(")),
     Case("--help", 0, ("\n  cat ", "\n  info ", "\n  copy ", "4 not a flowbook or damaged")),
@@ -101,13 +110,19 @@ class Tool(unittest.TestCase):
         packages = {**dict(made.plain_packages()), **FIXTURES}
         cls.fixtures = {f"{name}.tqx": made.zipped(made.package(**arguments)) for name, arguments in packages.items()}
         cls.fixtures["many.tqx"] = made.zipped({f"part{number}": b"" for number in range(16385)})
+        cls.fixtures["list"] = b"\nb/b.tqx\n"
         cls.fixtures["damaged.tqx"] = b"This is no package."
 
     def setUp(self):
         self.folder = Path(tempfile.mkdtemp(prefix="flowbook-tool-"))
         self.addCleanup(shutil.rmtree, self.folder)
         self.write(self.fixtures)
-        (self.folder / "folder.tqx").mkdir()
+        for name in ("folder.tqx", "folder", "b", "b/.hidden"):
+            (self.folder / name).mkdir()
+        plain = self.fixtures["plain.tqx"]
+        self.write({"b/.hidden/c.tqx": plain, "b/b.tqx": plain, "b/B.TQX": plain, "b/c.tqapp": self.fixtures["rich.tqx"],
+                    os.fsdecode(b"b/\xff.txt"): plain})
+        (self.folder / "b/link.tqx").symlink_to("../folder.tqx")
 
     def flowbook(self, *arguments, code=0, err="", **more):
         """The output of a run that ends with that code and says that, or nothing, on standard error."""
@@ -269,7 +284,7 @@ class Tool(unittest.TestCase):
                                   "tarmic/output.xml": b"<o/>"})
         self.flowbook("extract", "rich.tqx", "-d", "one", "--part", "/media/IMAGE1.png")
         self.assert_files("one", {"media/image1.png": DATA_URI})
-        self.flowbook("extract", "encrypted.tqx", "-d", "encrypted", code=5, err="encrypted flowbook file")
+        self.flowbook("extract", "encrypted.tqx", "-d", "encrypted", code=5, err="the code is encrypted")
         self.assert_files("encrypted", {"tarmic/document.xml": b"\0\xff cipher"})
         self.flowbook("extract", "badimage.tqx", "-d", "bad", "--images", code=4, err="image1.png")
         self.assert_files("bad", {"media/image2.png": PICTURE})

@@ -4,7 +4,8 @@
 
 namespace flowbook::tool {
 
-// Each adds one subcommand, which does its work when `line` is parsed.
+// Each adds one subcommand, which does its work when `line` is parsed. A new one is a file of its own in
+// the room of what users do with it, with a line here and one in addCommands().
 
 void addCatCommand(CommandLine& line, Console& console);
 void addInfoCommand(CommandLine& line, Console& console);

@@ -1,18 +1,18 @@
 #include "Commands.hpp"
 #include "flowbook/FlowbookVersion.hpp"
-#include "inputs/Attempt.hpp"
+#include "inputs/ForEachInput.hpp"
+
+#include <csignal>
 
 namespace flowbook::tool {
 namespace {
 
-constexpr char kFooter[] = "'-' names standard input or output. 'flowbook COMMAND --help' tells more.\n\n"
+constexpr char kFooter[] = "'-' names standard input or output. 'flowbook help COMMAND' tells more.\n\n"
                            "Exit codes: 0 fine, 1 a negative finding, 2 usage, 3 input or output,\n"
                            "4 not a flowbook or damaged, 5 encrypted, 6 over a limit.\n"
                            "With several files the highest counts.";
 
-void run(Console& console, int argc, char** argv) {
-    CommandLine line("flowbook", "Reads and writes flowbook files (.tqx, .tqapp).", kFooter,
-                     std::string("flowbook ") + libpxflowbook_version + " (" + libpxflowbook_build_date + ")");
+void addCommands(CommandLine& line, Console& console) {
     addCatCommand(line, console);
     addInfoCommand(line, console);
     addPartsCommand(line, console);
@@ -20,14 +20,24 @@ void run(Console& console, int argc, char** argv) {
     addNewCommand(line, console);
     addSetCommand(line, console);
     addCopyCommand(line, console);
-    line.parse(argc, argv, console);
+}
+
+void run(Console& console, const std::vector<std::string>& arguments) {
+    CommandLine line("flowbook", "Reads and writes flowbook files (.tqx, .tqapp).", kFooter,
+                     std::string("flowbook ") + libpxflowbook_version + " (" + libpxflowbook_build_date + ")");
+    addCommands(line, console);
+    line.parse(arguments, console);
 }
 
 }  // namespace
 }  // namespace flowbook::tool
 
 int main(int argc, char** argv) {
+    // A file that may not grow further is an error like a full disk, not the end of the process.
+    std::signal(SIGXFSZ, SIG_IGN);
     flowbook::tool::Console console;
-    flowbook::tool::attempt(console, "internal failure", nullptr, [&] { flowbook::tool::run(console, argc, argv); });
+    flowbook::tool::attempt(console, "internal failure", [&] {
+        flowbook::tool::run(console, {argv + 1, argv + argc});
+    });
     return static_cast<int>(console.finish());
 }

@@ -1,7 +1,7 @@
 #include "Commands.hpp"
 #include "files/NewFile.hpp"
 #include "flowbook/FlowbookExceptions.hpp"
-#include "inputs/Attempt.hpp"
+#include "inputs/ForEachInput.hpp"
 #include "opc/model/PartName.hpp"
 
 #include <algorithm>
@@ -63,11 +63,11 @@ void addCopyCommand(CommandLine& line, Console& console) {
     const auto options = std::make_shared<Options>();
     command.require("SOURCE", options->source, "Flowbook to copy");
     command.require("TARGET", options->target, "Flowbook to create");
-    command.flag("--force", options->force, "Replace a file that is there");
+    command.flag("--force", options->force, "Replace a file that is there, or write to a terminal");
     command.run([options, &console] {
-        attemptFile(console, options->source, [&](const Input& input) {
+        forInput(console, options->source, [&](const Input& input, Report& report) {
             const FlowbookFileReader reader = input.openReader();
-            createFlowbook(console.out(), options->target, options->force,
+            createFlowbook(report, options->target, options->force,
                            [&](FlowbookFileWriter& writer) { copyInto(writer, reader); });
         });
     });

@@ -1,13 +1,10 @@
 #include "Commands.hpp"
 #include "change/PropertyOptions.hpp"
+#include "change/Sources.hpp"
 #include "files/NewFile.hpp"
-#include "flowbook/FlowbookFileUtils.hpp"
-#include "foundation/storage/vfs/MemoryStorage.hpp"
-#include "inputs/Attempt.hpp"
+#include "inputs/ForEachInput.hpp"
 #include "kit/document/Pictures.hpp"
-#include "opc/ByteArrayInAdaptor.hpp"
 #include "opc/Exception.hpp"
-#include "opc/Limits.hpp"
 #include "terminal/Failure.hpp"
 #include "terminal/Text.hpp"
 
@@ -32,34 +29,25 @@ struct NewOptions {
     bool force = false;
 };
 
-Bytes readSource(const std::string& argument) { return readBytes(argument, opc::Limits().maxPartSize); }
-
 SnapshotPart richDocument(const std::string& source) {
-    Bytes content = readSource(source);
-    try {
-        opc::ByteArrayInAdaptor stream(content);
-        FlowbookFileUtils::getTARMICCodeFromRichTARMICCode(stream);
-    } catch (const opc::Exception& failure) {
-        throw Failure(ExitCode::Damaged, source, failure.what());
-    }
+    Bytes content = readRichCode(source);
     return FlowbookFilePackage::createDocumentPartWithContent(content);
 }
 
-/// The document part that the writer makes of plain code.
-SnapshotPart plainDocument(const std::string& source) {
-    const std::u16string code = fromUtf8(readSource(source), source);
-    const std::u16string name = u"code.tqx";
-    const auto memory = std::make_shared<foundation::storage::vfs::MemoryStorage>();
-    memory->put(name, makeFlowbook(name, [&](FlowbookFileWriter& writer) { writer.setTARMICCode(code); }));
-    const foundation::storage::vfs::StorageSystemReference storage(memory);
-    return FlowbookFileReader(name, storage).read().getParts().front();
+/// A document part with the content type that it keeps when the writer gives it plain code.
+SnapshotPart documentForPlainCode() {
+    SnapshotPart document = FlowbookFilePackage::createEmptyDocumentPart();
+    opc::model::ContentType type(document.contentType);
+    type.addParameter(u"plaincode", u"true");
+    document.contentType = type.toString();
+    return document;
 }
 
 SnapshotPart documentOf(const NewOptions& options) {
     if (options.rich) {
         return richDocument(*options.rich);
     }
-    return options.code ? plainDocument(*options.code) : FlowbookFilePackage::createEmptyDocumentPart();
+    return options.code ? documentForPlainCode() : FlowbookFilePackage::createEmptyDocumentPart();
 }
 
 FlowbookFilePackage withImages(SnapshotPart document, std::vector<std::string> images) {
@@ -94,6 +82,9 @@ FlowbookFilePackage packageOf(const NewOptions& options) {
 void create(Console& console, const NewOptions& options) {
     createFlowbook(console.out(), options.file, options.force, [&](FlowbookFileWriter& writer) {
         writer.write(packageOf(options));
+        if (options.code) {
+            writer.setTARMICCode(fromUtf8(readSource(*options.code), *options.code));
+        }
         options.properties.applyTo(writer);
     });
 }
@@ -109,8 +100,8 @@ void addNewCommand(CommandLine& line, Console& console) {
     command.exclude("--rich", "--code");
     command.allow("--image", options->images, "File with a picture; may be repeated");
     options->properties.addTo(command);
-    command.flag("--force", options->force, "Replace a file that is there");
-    command.run([options, &console] { attempt(console, options->file, nullptr, [&] { create(console, *options); }); });
+    command.flag("--force", options->force, "Replace a file that is there, or write to a terminal");
+    command.run([options, &console] { attempt(console, options->file, [&] { create(console, *options); }); });
 }
 
 }  // namespace flowbook::tool

@@ -1,6 +1,7 @@
 #include "change/PropertyOptions.hpp"
 
-#include "terminal/Text.hpp"
+#include <algorithm>
+#include <map>
 
 namespace flowbook::tool {
 
@@ -10,16 +11,13 @@ void PropertyOptions::addTo(Arguments& command) {
     command.allow("--version", version, "Version of the document");
 }
 
-void PropertyOptions::applyTo(FlowbookFileWriter& writer) const {
-    if (title) {
-        writer.setTitle(propertyFromArgument(*title));
-    }
-    if (description) {
-        writer.setDescription(propertyFromArgument(*description));
-    }
-    if (version) {
-        writer.setVersion(propertyFromArgument(*version));
-    }
+bool PropertyOptions::agreeWith(const std::vector<kit::Property>& present) const {
+    const std::map<std::string, std::optional<std::string>> wanted{
+        {"title", title}, {"description", description}, {"version", version}};
+    return std::all_of(present.begin(), present.end(), [&](const kit::Property& property) {
+        const auto found = wanted.find(property.label);
+        return found == wanted.end() || !found->second || found->second == property.value;
+    });
 }
 
 }  // namespace flowbook::tool

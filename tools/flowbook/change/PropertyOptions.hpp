@@ -1,10 +1,12 @@
 #pragma once
 
-#include "flowbook/FlowbookFileWriter.hpp"
+#include "kit/document/Document.hpp"
 #include "terminal/CommandLine.hpp"
+#include "terminal/Text.hpp"
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace flowbook::tool {
 
@@ -19,8 +21,25 @@ struct PropertyOptions {
 
     bool empty() const { return !title && !description && !version; }
 
+    /// Whether properties have these values already.
+    bool agreeWith(const std::vector<kit::Property>& present) const;
+
+    /// Calls the setters of a writer, or of core properties.
     /// @throws Failure (usage) for text that cannot be a property.
-    void applyTo(FlowbookFileWriter& writer) const;
+    template <class Target>
+    void applyTo(Target& target) const {
+        set(title, [&](const std::u16string& text) { target.setTitle(text); });
+        set(description, [&](const std::u16string& text) { target.setDescription(text); });
+        set(version, [&](const std::u16string& text) { target.setVersion(text); });
+    }
+
+private:
+    template <class Set>
+    static void set(const std::optional<std::string>& value, Set setter) {
+        if (value) {
+            setter(propertyFromArgument(*value));
+        }
+    }
 };
 
 }  // namespace flowbook::tool

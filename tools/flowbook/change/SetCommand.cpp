@@ -1,7 +1,7 @@
 #include "Commands.hpp"
-#include "change/PropertyOptions.hpp"
-#include "inputs/Attempt.hpp"
-#include "opc/Limits.hpp"
+#include "change/Change.hpp"
+#include "change/Sources.hpp"
+#include "inputs/ForEachInput.hpp"
 #include "terminal/Failure.hpp"
 #include "terminal/Text.hpp"
 
@@ -9,42 +9,56 @@ namespace flowbook::tool {
 
 namespace {
 
-constexpr char kFooter[] = "What is not named stays as it is. The file is updated at once, or not at all.\n\n"
-                           "Examples:\n"
-                           "  flowbook set analysis.tqx --version 1.3\n"
-                           "  make-code | flowbook set analysis.tqx --code - --description ''";
+constexpr char kFooter[] =
+    "What is not named stays as it is. A file is updated at once, or not at all, and not touched\n"
+    "when nothing would change. Plain code that would drop prose or pictures around the code is\n"
+    "refused without --flatten.\n\n"
+    "Examples:\n"
+    "  flowbook set analysis.tqx --version 1.3\n"
+    "  make-code | flowbook set analysis.tqx --code - --description ''";
 
 struct SetOptions {
-    std::string file;
+    InputOptions inputs;
     std::optional<std::string> code;
-    PropertyOptions properties;
+    std::optional<std::string> rich;
+    Change change;
 };
 
-void update(const Input& input, const SetOptions& options) {
-    if (input.argument() == "-" || (!options.code && options.properties.empty())) {
-        throw Failure(ExitCode::Usage, "'set' takes a file and at least one thing to set (see flowbook set --help)");
-    }
-    // The writer would make a file that is not there.
-    input.openReader();
-    FlowbookFileWriter writer(input.name(), {});
+/// Reads what is to be set once for all files.
+void prepare(SetOptions& options) {
+    Change& change = options.change;
     if (options.code) {
-        writer.setTARMICCode(fromUtf8(readBytes(*options.code, opc::Limits().maxPartSize), *options.code));
+        change.code = fromUtf8(readSource(*options.code), *options.code);
     }
-    options.properties.applyTo(writer);
-    writer.close(false);
+    if (options.rich) {
+        change.rich = readRichCode(*options.rich);
+    }
+    if (change.empty()) {
+        throw Failure(ExitCode::Usage, "'set' takes files and at least one thing to set (see flowbook help set)");
+    }
+    change.checkProperties();
+}
+
+void run(Console& console, SetOptions& options) {
+    prepare(options);
+    forEachInput(
+        console, options.inputs, [&](const Input& input, Report&) { apply(options.change, input); },
+        Input::Purpose::Update);
 }
 
 }  // namespace
 
 void addSetCommand(CommandLine& line, Console& console) {
-    Arguments command = line.add("set", "Change the code or properties of a flowbook", kFooter);
+    Arguments command = line.add("set", "Change the code or properties of flowbooks", kFooter);
     const auto options = std::make_shared<SetOptions>();
-    command.require("FILE", options->file, "Flowbook to update");
+    options->inputs.addTo(command);
     command.allow("--code", options->code, "File with plain code");
-    options->properties.addTo(command);
-    command.run([options, &console] {
-        attemptFile(console, options->file, [&](const Input& input) { update(input, *options); });
-    });
+    command.allow("--rich", options->rich, "File with a rich code document");
+    command.exclude("--rich", "--code");
+    command.flag("--flatten", options->change.flatten, "Drop what is around the code, if need be");
+    command.need("--flatten", "--code");
+    options->change.properties.addTo(command);
+    command.run([options, &console] { attempt(console, "", [&] { run(console, *options); }); });
 }
 
 }  // namespace flowbook::tool

@@ -1,14 +1,13 @@
 #include "files/NewFile.hpp"
 
 #include "flowbook/FlowbookFileReader.hpp"
-#include "foundation/storage/vfs/LocalStorage.hpp"
 #include "foundation/storage/vfs/MemoryStorage.hpp"
+#include "inputs/GuardedStorage.hpp"
 #include "terminal/Failure.hpp"
 #include "terminal/Text.hpp"
 
 namespace flowbook::tool {
 
-using foundation::storage::vfs::LocalStorage;
 using foundation::storage::vfs::MemoryStorage;
 using foundation::storage::vfs::ReadableFile;
 using foundation::storage::vfs::StorageError;
@@ -18,7 +17,7 @@ using foundation::storage::vfs::StorageSystemReference;
 namespace {
 
 void putFile(const std::u16string& name, const Bytes& content, bool replace) {
-    LocalStorage storage;
+    GuardedStorage storage;
     std::unique_ptr<ReadableFile> old;
     if (replace && storage.exists(name)) {
         old = storage.openForReading(name);
@@ -40,9 +39,10 @@ Bytes makeFlowbook(const std::u16string& name, const std::function<void(Flowbook
     return memory->get(name);
 }
 
-void createFlowbook(Output& out, const std::string& argument, bool replace,
+void createFlowbook(Sink& out, const std::string& argument, bool replace,
                     const std::function<void(FlowbookFileWriter&)>& fill) {
     if (argument == "-") {
+        Output::requireFitForBytes(replace);
         const Bytes content = makeFlowbook(u"standard output.tqx", fill);
         out.write(content.data(), content.size());
         return;

@@ -15,9 +15,9 @@ namespace flowbook::tool {
 Bytes makeFlowbook(const std::u16string& name, const std::function<void(FlowbookFileWriter&)>& fill);
 
 /// Makes a flowbook and puts it, complete, into the file that `argument` names; "-" is standard output.
-/// @param replace  whether a file that is there may be replaced.
+/// @param replace  whether a file that is there may be replaced, and bytes written to a terminal.
 /// @throws as makeFlowbook(), and Failure.
-void createFlowbook(Output& out, const std::string& argument, bool replace,
+void createFlowbook(Sink& out, const std::string& argument, bool replace,
                     const std::function<void(FlowbookFileWriter&)>& fill);
 
 }  // namespace flowbook::tool

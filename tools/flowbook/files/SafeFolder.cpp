@@ -1,8 +1,11 @@
 #include "files/SafeFolder.hpp"
 
+#include "inputs/Interruption.hpp"
 #include "terminal/Failure.hpp"
 #include "terminal/Text.hpp"
 
+#include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -14,6 +17,7 @@ namespace flowbook::tool {
 
 namespace {
 
+constexpr int kDeepest = 64;
 constexpr int kFolderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 
 class Descriptor {
@@ -43,33 +47,63 @@ private:
     throw Failure(ExitCode::InputOutput, file, "cannot write: " + std::generic_category().message(errno) + hint);
 }
 
-bool writeAll(Descriptor& file, const Bytes& content) {
-    std::size_t done = 0;
-    while (done < content.size()) {
-        const ssize_t count = ::write(file.get(), content.data() + done, content.size() - done);
-        if (count < 0 && errno != EINTR) {
-            return false;
-        }
-        done += count < 0 ? 0 : static_cast<std::size_t>(count);
-    }
-    return file.close();
+std::string temporaryName() {
+    static std::atomic<unsigned> count{0};
+    return ".flowbook-" + std::to_string(::getpid()) + "-" + std::to_string(++count);
 }
 
-/// Creates the file anew rather than writing over it: what else links to an old one stays as it is.
+/// Nobody sees the file before it is complete, and what has its name stays until then, with what else links to it.
+class Temporary {
+public:
+    Temporary(int folder, const std::string& file) : folder_(folder), name_(temporaryName()), file_(&file) {
+        constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+        descriptor_ = Descriptor(::openat(folder_, name_.c_str(), kFlags, 0666));
+        if (descriptor_.get() < 0) {
+            throwFailure(file);
+        }
+    }
+    Temporary(const Temporary&) = delete;
+    Temporary& operator=(const Temporary&) = delete;
+    ~Temporary() { ::unlinkat(folder_, name_.c_str(), 0); }
+
+    void write(const Bytes& content) {
+        std::size_t done = 0;
+        while (done < content.size()) {
+            Interruption::check();
+            const std::size_t count = std::min(content.size() - done, kAtOnce);
+            const ssize_t written = ::write(descriptor_.get(), content.data() + done, count);
+            if (written < 0 && errno != EINTR) {
+                throwFailure(*file_);
+            }
+            done += written < 0 ? 0 : static_cast<std::size_t>(written);
+        }
+        if (!descriptor_.close()) {
+            throwFailure(*file_);
+        }
+    }
+
+    void rename(const std::string& name, bool replace) {
+        const int result = replace ? ::renameat(folder_, name_.c_str(), folder_, name.c_str())
+                                   : ::linkat(folder_, name_.c_str(), folder_, name.c_str(), 0);
+        if (result != 0) {
+            throwFailure(*file_);
+        }
+    }
+
+private:
+    static constexpr std::size_t kAtOnce = std::size_t{1} << 20;
+
+    Interruption interruption_;
+    int folder_;
+    std::string name_;
+    const std::string* file_;
+    Descriptor descriptor_{-1};
+};
+
 void createFile(int folder, const std::string& name, const Bytes& content, const std::string& file, bool replace) {
-    if (replace && ::unlinkat(folder, name.c_str(), 0) != 0 && errno != ENOENT) {
-        throwFailure(file);
-    }
-    Descriptor created(::openat(folder, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
-    if (created.get() < 0) {
-        throwFailure(file);
-    }
-    if (!writeAll(created, content)) {
-        const int error = errno;
-        ::unlinkat(folder, name.c_str(), 0);
-        errno = error;
-        throwFailure(file);
-    }
+    Temporary temporary(folder, file);
+    temporary.write(content);
+    temporary.rename(name, replace);
 }
 
 int openFolder(int parent, const std::string& name, const std::string& file) {
@@ -107,6 +141,10 @@ void SafeFolder::write(const std::string& name, const Bytes& content) {
     const std::string file = path_ + "/" + name.substr(startsWith(name, "/") ? 1 : 0);
     if (!written_.insert(file).second) {
         throw Failure(ExitCode::Damaged, file, "two parts would become this file");
+    }
+    if (std::count(file.begin() + static_cast<std::ptrdiff_t>(path_.size()), file.end(), '/') > kDeepest) {
+        throw Failure(ExitCode::LimitExceeded, path_,
+                      "a part lies more than " + std::to_string(kDeepest) + " folders deep");
     }
     Descriptor folder(-1);
     int parent = folder_;

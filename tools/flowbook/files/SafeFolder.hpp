@@ -20,7 +20,7 @@ public:
 
     /// Writes a new file, with the folders on its way.
     /// @param name  relative, separated by slashes; one leading slash is ignored.
-    /// @throws Failure also when the name was written before.
+    /// @throws Failure also when the name was written before, or has more than 64 folders.
     void write(const std::string& name, const Bytes& content);
 
 private:

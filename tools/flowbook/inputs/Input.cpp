@@ -1,29 +1,35 @@
 #include "inputs/Input.hpp"
 
 #include "fl/i18n/Conversion.hpp"
-#include "foundation/storage/vfs/LocalStorage.hpp"
+#include "fl/i18n/ConversionError.hpp"
 #include "foundation/storage/vfs/MemoryStorage.hpp"
+#include "inputs/FlowbookName.hpp"
+#include "inputs/GuardedStorage.hpp"
 #include "opc/Limits.hpp"
 #include "terminal/Failure.hpp"
-#include "terminal/Text.hpp"
 
 #include <cerrno>
 #include <cstdio>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <system_error>
 
 namespace flowbook::tool {
 
-using foundation::storage::vfs::LocalStorage;
 using foundation::storage::vfs::MemoryStorage;
 using foundation::storage::vfs::StorageSystemReference;
 
 namespace {
 
-const std::u16string kStandardInputName = u"standard input.tqx";
+// The reader insists on an extension; the writer would look for a plain name among the machine's files.
+const std::u16string kOtherName = u"input://flowbook.tqx";
 
 using FilePtr = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
 [[noreturn]] void throwReadingFailure(const std::string& argument) {
+    if (errno == ENOENT || errno == ENOTDIR) {
+        throw Failure(ExitCode::InputOutput, argument, "there is no such file", "not-found");
+    }
     throw Failure(ExitCode::InputOutput, argument, "cannot read: " + std::generic_category().message(errno));
 }
 
@@ -42,9 +48,31 @@ Bytes readAll(std::FILE* file, const std::string& argument, std::uint64_t limit)
     return bytes;
 }
 
-std::shared_ptr<MemoryStorage> holdStandardInput() {
-    auto storage = std::make_shared<MemoryStorage>();
-    storage->put(kStandardInputName, readBytes("-", opc::Limits().maxPackageSize));
+bool isPipe(const std::string& path) {
+    struct stat status {};
+    if (::stat(path.c_str(), &status) != 0) {
+        throwReadingFailure(path);
+    }
+    return S_ISFIFO(status.st_mode) || S_ISCHR(status.st_mode) || S_ISSOCK(status.st_mode);
+}
+
+/// Empty when the bytes are not UTF-8.
+std::u16string fromUtf8Path(const std::string& path) {
+    try {
+        return fl::i18n::utf8_to_ustring(path);
+    } catch (const fl::i18n::ConversionError&) {
+        return {};
+    }
+}
+
+void replaceAll(std::string& text, const std::string& what, const std::string& by) {
+    for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + by.size())) {
+        text.replace(at, what.size(), by);
+    }
+}
+
+StorageSystemReference machine() {
+    static const StorageSystemReference storage(std::make_shared<GuardedStorage>());
     return storage;
 }
 
@@ -61,18 +89,45 @@ Bytes readBytes(const std::string& argument, std::uint64_t limit) {
     return readAll(file.get(), argument, limit);
 }
 
-Input::Input(const std::string& argument)
-    : argument_(argument),
-      name_(argument == "-" ? kStandardInputName : fromArgument(argument)),
-      storage_(argument == "-" ? StorageSystemReference(holdStandardInput())
-                               : StorageSystemReference(std::make_shared<LocalStorage>())) {}
-
-std::string readCodeText(const FlowbookFileReader& reader) {
-    std::string code = fl::i18n::to_string(reader.getTARMICCode());
-    if (!code.empty() && code.back() != '\n') {
-        code += '\n';
+Input::Input(const std::string& argument, Purpose purpose) : argument_(argument), storage_(machine()) {
+    if (purpose == Purpose::Update) {
+        openByDescriptor();
+    } else if (argument == "-" || isPipe(argument)) {
+        holdInMemory();
+    } else {
+        name_ = fromUtf8Path(argument);
+        if (name_.empty() || !isFlowbookName(argument)) {
+            openByDescriptor();
+        }
     }
-    return code;
+}
+
+void Input::holdInMemory() {
+    const auto storage = std::make_shared<MemoryStorage>();
+    name_ = kOtherName;
+    storage->put(name_, readBytes(argument_, opc::Limits().maxPackageSize));
+    storage_ = StorageSystemReference(storage);
+}
+
+void Input::openByDescriptor() {
+    // Not blocking: opening a FIFO would otherwise wait for a writer that may never come.
+    const int descriptor = ::open(argument_.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+    if (descriptor == -1) {
+        throwReadingFailure(argument_);
+    }
+    const auto storage = std::make_shared<GuardedStorage>(descriptor);
+    name_ = kOtherName;
+    path_ = storage->descriptorPath();
+    storage_ = StorageSystemReference(storage);
+}
+
+std::string Input::inWords(std::string message) const {
+    for (const std::u16string* name : {&name_, &path_}) {
+        if (!name->empty()) {
+            replaceAll(message, fl::i18n::to_string(*name), argument_);
+        }
+    }
+    return message;
 }
 
 }  // namespace flowbook::tool

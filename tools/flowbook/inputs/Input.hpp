@@ -12,28 +12,39 @@ namespace flowbook::tool {
 /// @throws Failure, also when there are more than `limit`.
 Bytes readBytes(const std::string& argument, std::uint64_t limit);
 
-/// A flowbook named on the command line; "-" is standard input, which is held in memory.
+/// A flowbook that was named to the command: a file of any name, which need not be UTF-8 nor have an
+/// extension; or "-", standard input, which like a pipe is held in memory.
 class Input {
 public:
-    /// @throws Failure when the name is not UTF-8, or standard input cannot be read.
-    explicit Input(const std::string& argument);
+    enum class Purpose {
+        Read,
+        Update  ///< all that is opened is the same version of the file
+    };
+
+    /// @throws Failure when there is nothing that can be read.
+    explicit Input(const std::string& argument, Purpose purpose = Purpose::Read);
 
     /// As the user wrote it.
     const std::string& argument() const noexcept { return argument_; }
+
+    /// What the file is called in storage().
     const std::u16string& name() const noexcept { return name_; }
     const foundation::storage::vfs::StorageSystemReference& storage() const noexcept { return storage_; }
 
     /// @throws what the reader throws.
     FlowbookFileReader openReader() const { return {name_, storage_}; }
 
+    /// A message of the library, with the user's name of the file in the place of name().
+    std::string inWords(std::string message) const;
+
 private:
+    void holdInMemory();
+    void openByDescriptor();
+
     std::string argument_;
     std::u16string name_;
+    std::u16string path_;  ///< a name that messages may have as well; may be empty
     foundation::storage::vfs::StorageSystemReference storage_;
 };
-
-/// The plain code as UTF-8, a lone surrogate as U+FFFD, ending in a line feed unless it is empty.
-/// @throws what the reader throws.
-std::string readCodeText(const FlowbookFileReader& reader);
 
 }  // namespace flowbook::tool

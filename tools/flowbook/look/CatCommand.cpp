@@ -1,6 +1,9 @@
 #include "Commands.hpp"
 #include "fl/i18n/Conversion.hpp"
-#include "inputs/Attempt.hpp"
+#include "inputs/CodeText.hpp"
+#include "inputs/ForEachInput.hpp"
+#include "kit/document/Document.hpp"
+#include "terminal/Text.hpp"
 
 namespace flowbook::tool {
 
@@ -12,22 +15,46 @@ constexpr char kFooter[] = "Formats:\n"
                            "  raw   the stored bytes of encrypted code\n\n"
                            "Examples:\n"
                            "  flowbook cat analysis.tqx\n"
-                           "  git config diff.flowbook.textconv 'flowbook cat'";
+                           "  flowbook cat --json folder | jq -r .form";
 
 struct CatOptions {
-    std::vector<std::string> files;
+    InputOptions inputs;
     std::string format = "text";
+    bool force = false;
 };
 
-void cat(Output& out, const Input& input, const std::string& format) {
+std::string textOf(const FlowbookFileReader& reader, const std::string& format) {
+    return format == "text" ? readCodeText(reader) : fl::i18n::to_string(reader.getRichTARMICCode());
+}
+
+/// On a terminal what it might obey, or not show, is escaped.
+void print(Report& report, const std::string& text) {
+    report.write(std::string_view(Output::isTerminal() ? printableLines(text) : text));
+}
+
+void printRecord(Report& report, const FlowbookFileReader& reader) {
+    const std::string code = readCodeText(reader);
+    Json json = report.openRecord();
+    json.field("form", nameOf(reader.isPlainCode() ? kit::CodeForm::Plain : kit::CodeForm::Rich)).field("code", code);
+    report.closeRecord(json);
+}
+
+void cat(const Input& input, Report& report, const CatOptions& options) {
     const FlowbookFileReader reader = input.openReader();
-    if (format == "text") {
-        out.write(readCodeText(reader));
-    } else if (format == "xml") {
-        out.write(fl::i18n::to_string(reader.getRichTARMICCode()));
+    if (options.inputs.json) {
+        printRecord(report, reader);
+    } else if (options.format == "raw") {
+        reader.getEncryptedRichTARMICCode(report);
     } else {
-        reader.getEncryptedRichTARMICCode(out);
+        print(report, textOf(reader, options.format));
     }
+}
+
+void run(Console& console, const CatOptions& options) {
+    if (options.format == "raw") {
+        Output::requireFitForBytes(options.force);
+    }
+    forEachInput(console, options.inputs, [&](const Input& input, Report& report) { cat(input, report, options); });
 }
 
 }  // namespace
@@ -35,11 +62,12 @@ void cat(Output& out, const Input& input, const std::string& format) {
 void addCatCommand(CommandLine& line, Console& console) {
     Arguments command = line.add("cat", "Print the code of flowbooks", kFooter);
     const auto options = std::make_shared<CatOptions>();
-    command.require("FILE", options->files, "Flowbooks");
+    options->inputs.addTo(command);
     command.allow("--format", options->format, {"text", "xml", "raw"}, "What to print (text)");
-    command.run([options, &console] {
-        attemptFiles(console, options->files, [&](const Input& input) { cat(console.out(), input, options->format); });
-    });
+    options->inputs.addJsonTo(command);
+    command.exclude("--json", "--format");
+    command.flag("--force", options->force, "Write bytes to a terminal, too");
+    command.run([options, &console] { attempt(console, "", [&] { run(console, *options); }); });
 }
 
 }  // namespace flowbook::tool

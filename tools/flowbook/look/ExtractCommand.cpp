@@ -1,13 +1,15 @@
 #include "Commands.hpp"
 #include "files/SafeFolder.hpp"
-#include "inputs/Attempt.hpp"
-#include "inputs/PackageView.hpp"
+#include "inputs/CodeText.hpp"
+#include "inputs/ForEachInput.hpp"
+#include "inputs/OpenDocument.hpp"
 #include "kit/document/Pictures.hpp"
 #include "terminal/Failure.hpp"
 #include "terminal/Text.hpp"
 
 namespace flowbook::tool {
 
+using kit::isPicture;
 using opc::model::Part;
 using opc::model::PartName;
 
@@ -15,7 +17,8 @@ namespace {
 
 constexpr char kFooter[] =
     "Without --code, --images and --part all is extracted. The code becomes code.txt, a part a file\n"
-    "under its own name. Pictures that are stored as data URIs are decoded, but for --part, which gives\n"
+    "under its own name, at most 64 folders deep. Pictures that are data URIs are decoded, but for --part, which "
+    "gives\n"
     "the stored bytes. Files that are there are kept unless --force is given.\n\n"
     "Examples:\n"
     "  flowbook extract analysis.tqx -d out\n"
@@ -32,18 +35,16 @@ struct ExtractOptions {
     bool all() const { return !code && !images && parts.empty(); }
 };
 
-bool isImage(const Part& part) { return part.getContentType().getMediaType().rfind(u"image/", 0) == 0; }
-
 /// Pictures are called by their part names; of SVG ones, whose extension is made of the MIME type, only
 /// the usual extension is kept.
 std::string fileNameOf(const Part& part) {
     const std::string name = part.getName().ascii();
-    return isImage(part) && endsWith(name, ".svg+xml") ? name.substr(0, name.rfind('+')) : name;
+    return isPicture(part) && endsWith(name, ".svg+xml") ? name.substr(0, name.rfind('+')) : name;
 }
 
 void extractPart(SafeFolder& folder, const Part& part) {
-    Bytes content = contentOf(part);
-    if (isImage(part)) {
+    Bytes content = kit::contentOf(part);
+    if (isPicture(part)) {
         content = kit::pictureOf(std::move(content), part.getName().ascii());
     }
     folder.write(fileNameOf(part), content);
@@ -58,24 +59,24 @@ void extractStored(SafeFolder& folder, const opc::model::Package& package, const
         throw Failure(ExitCode::NegativeFinding, "there is no part " + argument);
     }
     const Part part = package.getPart(name);
-    folder.write(part.getName().ascii(), contentOf(part));
+    folder.write(part.getName().ascii(), kit::contentOf(part));
 }
 
-void extract(Console& console, const Input& input, const ExtractOptions& options) {
+void extract(const Input& input, Report& report, const ExtractOptions& options) {
     const FlowbookFileReader reader = input.openReader();
-    PackageView view(input);
+    const kit::Document document = openDocument(input);
     SafeFolder folder(options.folder, options.force);
-    const auto each = [&](const auto& action) { attempt(console, input.argument(), &input, action); };
+    const auto each = [&](const auto& action) { report.attempt(&input, action); };
     if (options.code || options.all()) {
         each([&] { folder.write("code.txt", toBytes(readCodeText(reader))); });
     }
-    for (const Part& part : view.package().getParts()) {
-        if (options.all() || (options.images && isImage(part))) {
+    for (const Part& part : document.package().getParts()) {
+        if (options.all() || (options.images && isPicture(part))) {
             each([&] { extractPart(folder, part); });
         }
     }
     for (const std::string& name : options.parts) {
-        each([&] { extractStored(folder, view.package(), name); });
+        each([&] { extractStored(folder, document.package(), name); });
     }
 }
 
@@ -91,7 +92,7 @@ void addExtractCommand(CommandLine& line, Console& console) {
     command.allow("--part", options->parts, "The part of this name, as it is stored; may be repeated");
     command.flag("--force", options->force, "Replace files that are there");
     command.run([options, &console] {
-        attemptFile(console, options->file, [&](const Input& input) { extract(console, input, *options); });
+        forInput(console, options->file, [&](const Input& input, Report& report) { extract(input, report, *options); });
     });
 }
 

@@ -1,12 +1,11 @@
 #include "Commands.hpp"
 #include "fl/i18n/Conversion.hpp"
-#include "inputs/Attempt.hpp"
-#include "inputs/PackageView.hpp"
+#include "inputs/ForEachInput.hpp"
+#include "inputs/OpenDocument.hpp"
 #include "kit/document/PackageTree.hpp"
 #include "terminal/Text.hpp"
 
 #include <algorithm>
-#include <boost/json.hpp>
 
 namespace flowbook::tool {
 
@@ -52,71 +51,76 @@ std::string describe(const Row& row) {
            describeTarget(row);
 }
 
-void printText(Output& out, const std::string& file, const PackageTree& tree) {
-    out.line(printable(file));
-    for (const Row& row : tree.rows()) {
-        out.line(describe(row));
-    }
-    for (const opc::model::Part& part : tree.unreached()) {
-        out.line("  not reached: " + describe(part));
-    }
+void addFields(Json& json, const opc::model::Part& part) {
+    json.field("part", part.getName().ascii()).field("contentType", toText(part.getContentType().toString()));
 }
 
-boost::json::object toJson(const opc::model::Part& part) {
-    return {{"part", part.getName().ascii()}, {"contentType", toText(part.getContentType().toString())}};
-}
-
-boost::json::object toJson(const Row& row) {
+void addRow(Json& json, const Row& row) {
     static constexpr const char* kKinds[] = {"part", "seen", "external", "missing"};
-    boost::json::object object{{"depth", row.depth},
-                               {"source", row.source},
-                               {"id", toText(row.relationship.getID())},
-                               {"type", toText(row.relationship.getType())},
-                               {"target", toText(row.relationship.getTarget())},
-                               {"kind", kKinds[static_cast<std::size_t>(row.kind)]}};
-    if (row.part) {
-        const boost::json::object part = toJson(*row.part);
-        object.insert(part.begin(), part.end());
+    json.openObject().count("depth", row.depth).field("source", row.source);
+    json.field("id", toText(row.relationship.getID())).field("type", toText(row.relationship.getType()));
+    json.field("target", toText(row.relationship.getTarget()));
+    json.field("kind", kKinds[static_cast<std::size_t>(row.kind)]);
+    if (row.part != nullptr) {
+        addFields(json, *row.part);
     }
-    return object;
+    json.closeObject();
 }
 
-template <class List>
-boost::json::array toJsonArray(const List& list) {
-    boost::json::array array;
-    for (const auto& each : list) {
-        array.push_back(toJson(each));
+/// The relationships of one file, shown as they are found.
+class Listing {
+public:
+    Listing(const Input& input, Report& report)
+        : input_(&input), report_(&report), document_(openDocument(input)), tree_(document_.package()) {}
+
+    void printText() {
+        report_->line(printable(input_->argument()));
+        walk([this](const Row& row) { report_->line(describe(row)); });
+        for (const opc::model::Part& part : tree_.unreached()) {
+            report_->line("  not reached: " + describe(part));
+        }
     }
-    return array;
-}
 
-void printJson(Output& out, const std::string& file, const PackageTree& tree) {
-    out.line(boost::json::serialize(boost::json::object{{"schema", 1},
-                                                        {"file", file},
-                                                        {"relationships", toJsonArray(tree.rows())},
-                                                        {"unreached", toJsonArray(tree.unreached())}}));
-}
+    void printRecord() {
+        Json json = report_->openRecord();
+        json.key("relationships").openArray();
+        walk([&json](const Row& row) { addRow(json, row); });
+        json.closeArray().key("unreached").openArray();
+        for (const opc::model::Part& part : tree_.unreached()) {
+            addFields(json.openObject(), part);
+            json.closeObject();
+        }
+        json.closeArray();
+        report_->closeRecord(json);
+    }
 
-bool isDangling(const Row& row) { return row.kind == Target::Dangling; }
+private:
+    void walk(const PackageTree::ShowRow& show) {
+        tree_.walk(
+            [&](const Row& row) {
+                report_->note(row.kind == Target::Dangling ? ExitCode::NegativeFinding : ExitCode::Fine);
+                show(row);
+            },
+            [this] { report_->fail(input_); });
+    }
+
+    const Input* input_;
+    Report* report_;
+    kit::Document document_;
+    PackageTree tree_;
+};
 
 }  // namespace
 
 void addPartsCommand(CommandLine& line, Console& console) {
-    struct Options {
-        std::vector<std::string> files;
-        bool json = false;
-    };
     Arguments command = line.add("parts", "Show how the parts of flowbooks refer to each other", kFooter);
-    const auto options = std::make_shared<Options>();
-    command.require("FILE", options->files, "Flowbooks");
-    command.flag("--json", options->json, "One JSON object a line");
+    const auto options = std::make_shared<InputOptions>();
+    options->addTo(command);
+    options->addJsonTo(command);
     command.run([options, &console] {
-        attemptFiles(console, options->files, [&](const Input& input) {
-            PackageView view(input);
-            const PackageTree tree(view.package());
-            (options->json ? printJson : printText)(console.out(), input.argument(), tree);
-            const bool dangles = std::any_of(tree.rows().begin(), tree.rows().end(), isDangling);
-            console.note(dangles ? ExitCode::NegativeFinding : ExitCode::Fine);
+        forEachInput(console, *options, [&](const Input& input, Report& report) {
+            Listing listing(input, report);
+            options->json ? listing.printRecord() : listing.printText();
         });
     });
 }

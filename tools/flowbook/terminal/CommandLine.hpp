@@ -24,8 +24,8 @@ public:
     explicit Arguments(CLI::App& command) : command_(&command) {}
 
     void require(const std::string& name, std::string& value, const std::string& description);
-    /// One or more.
-    void require(const std::string& name, std::vector<std::string>& values, const std::string& description);
+    /// As many as there are.
+    void take(const std::string& name, std::vector<std::string>& values, const std::string& description);
     /// An option whose value may be empty, which is not the same as no option.
     void allow(const std::string& name, std::optional<std::string>& value, const std::string& description);
     /// An option that may be repeated and takes one value each time.
@@ -33,9 +33,14 @@ public:
     /// An option that takes one of the `choices`.
     void allow(const std::string& name, std::string& value, const std::vector<std::string>& choices,
                const std::string& description);
+    void allow(const std::string& name, std::string& value, const std::string& description);
+    void allow(const std::string& name, unsigned& value, const std::string& description);
     void flag(const std::string& name, bool& value, const std::string& description);
     /// Makes it a fault of usage to give both options.
     void exclude(const std::string& name, const std::string& other);
+
+    /// Makes it a fault of usage to give the option without the other.
+    void need(const std::string& name, const std::string& other);
 
     /// What is done once the command line has been found to be right.
     void run(std::function<void()> work);
@@ -57,9 +62,11 @@ public:
     Arguments add(const std::string& name, const std::string& description, const std::string& footer);
 
     /// Runs the command that the arguments name, or prints what they ask for, or reports what is wrong with them.
-    void parse(int argc, char** argv, Console& console);
+    void parse(std::vector<std::string> arguments, Console& console);
 
 private:
+    std::string wrongArgument(const std::vector<std::string>& arguments, const std::string& otherwise) const;
+
     std::unique_ptr<CLI::App> app_;
 };
 

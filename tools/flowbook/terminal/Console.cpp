@@ -8,16 +8,17 @@
 
 namespace flowbook::tool {
 
-void Console::report(ExitCode code, const std::string& file, const std::string& message) {
-    report(code, file + ": " + message);
+void Console::report(const std::string& file, const Diagnosis& diagnosis) {
+    note(diagnosis.code);
+    const std::string& about = diagnosis.file.empty() ? file : diagnosis.file;
+    // Some messages of the library end in a blank.
+    const std::string& message = diagnosis.message;
+    say((about.empty() ? "" : about + ": ") + message.substr(0, message.find_last_not_of(" \n") + 1));
 }
 
-void Console::report(ExitCode code, const std::string& message) {
-    note(code);
+void Console::say(const std::string& message) {
     progress_.clear();
-    // Some messages of the library end in a blank.
-    const std::string text = printable(message.substr(0, message.find_last_not_of(" \n") + 1));
-    std::fprintf(stderr, "flowbook: %s\n", text.c_str());
+    std::fprintf(stderr, "flowbook: %s\n", printable(message).c_str());
 }
 
 void Console::note(ExitCode code) { worst_ = std::max(worst_, code); }
@@ -25,7 +26,7 @@ void Console::note(ExitCode code) { worst_ = std::max(worst_, code); }
 ExitCode Console::finish() {
     progress_.clear();
     if (const int error = out_.finish()) {
-        report(ExitCode::InputOutput, "standard output", std::generic_category().message(error));
+        report("standard output", {ExitCode::InputOutput, "input-output", "", std::generic_category().message(error)});
     }
     return worst_;
 }

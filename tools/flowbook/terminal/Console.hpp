@@ -1,6 +1,6 @@
 #pragma once
 
-#include "terminal/ExitCode.hpp"
+#include "terminal/Diagnosis.hpp"
 #include "terminal/Output.hpp"
 #include "terminal/Progress.hpp"
 
@@ -8,17 +8,19 @@
 
 namespace flowbook::tool {
 
-/// Where the command tells what it found: data on standard output, all else on standard error.
+/// Where the command tells what it found: data on standard output, all else on standard error. Used by
+/// one thread at a time.
 class Console {
 public:
     Output& out() noexcept { return out_; }
     Progress& progress() noexcept { return progress_; }
 
     /// Prints "flowbook: FILE: message" and keeps the code in mind.
-    void report(ExitCode code, const std::string& file, const std::string& message);
+    /// @param file  what the diagnosis is about when it names no other; may be empty.
+    void report(const std::string& file, const Diagnosis& diagnosis);
 
-    /// As above, for what is about no file.
-    void report(ExitCode code, const std::string& message);
+    /// Prints "flowbook: message".
+    void say(const std::string& message);
 
     /// Keeps a code in mind without a message.
     void note(ExitCode code);

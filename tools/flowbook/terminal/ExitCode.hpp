@@ -13,4 +13,10 @@ enum class ExitCode {
     LimitExceeded = 6
 };
 
+/// The word for a code in JSON, where nothing more exact is known.
+constexpr const char* kindOf(ExitCode code) noexcept {
+    constexpr const char* kKinds[] = {"fine", "finding", "misuse", "input-output", "damaged", "encrypted", "limit"};
+    return kKinds[static_cast<int>(code)];
+}
+
 }  // namespace flowbook::tool

@@ -10,19 +10,25 @@ namespace flowbook::tool {
 /// A failure that the command finds out itself.
 class Failure : public std::runtime_error {
 public:
-    Failure(ExitCode code, const std::string& message) : std::runtime_error(message), code_(code) {}
+    Failure(ExitCode code, const std::string& message) : Failure(code, "", message) {}
 
     /// About another file than the one that is being worked on.
-    Failure(ExitCode code, std::string file, const std::string& message)
-        : std::runtime_error(message), code_(code), file_(std::move(file)) {}
+    /// @param kind  a word for programs, where there is a more exact one than the code's.
+    Failure(ExitCode code, std::string file, const std::string& message, const char* kind = nullptr)
+        : std::runtime_error(message),
+          code_(code),
+          kind_(kind == nullptr ? kindOf(code) : kind),
+          file_(std::move(file)) {}
 
     ExitCode code() const noexcept { return code_; }
+    const char* kind() const noexcept { return kind_; }
 
     /// Empty: the file that is being worked on.
     const std::string& file() const noexcept { return file_; }
 
 private:
     ExitCode code_;
+    const char* kind_;
     std::string file_;
 };
 

@@ -1,9 +1,17 @@
 #include "terminal/Output.hpp"
 
+#include "terminal/Failure.hpp"
+
 #include <cerrno>
 #include <cstdio>
+#include <unistd.h>
 
 namespace flowbook::tool {
+
+void Sink::line(std::string_view text) {
+    write(text);
+    write("\n");
+}
 
 void Output::write(const void* from, std::size_t count) {
     if (!hasFailed() && std::fwrite(from, 1, count, stdout) != count) {
@@ -11,9 +19,15 @@ void Output::write(const void* from, std::size_t count) {
     }
 }
 
-void Output::line(std::string_view text) {
-    write(text);
-    write("\n");
+bool Output::isTerminal() noexcept {
+    static const bool is = isatty(STDOUT_FILENO) != 0;
+    return is;
+}
+
+void Output::requireFitForBytes(bool force) {
+    if (!force && isTerminal()) {
+        throw Failure(ExitCode::Usage, "bytes are not written to a terminal; --force does it");
+    }
 }
 
 int Output::finish() {

@@ -18,8 +18,12 @@ std::u16string propertyFromArgument(const std::string& argument);
 /// @throws Failure (damaged) naming the byte that is wrong.
 std::u16string fromUtf8(const Bytes& bytes, const std::string& file);
 
-/// On one line and without control characters, which a terminal might obey; these appear as escapes.
+/// On one line and without characters that a terminal might obey or not show (controls, bidirectional
+/// and other format characters, fillers); these appear as escapes.
 std::string printable(std::string_view utf8);
+
+/// As above, but line feeds and tabs stay.
+std::string printableLines(std::string_view utf8);
 
 /// printable(), in quotes; quotes and backslashes inside are escaped.
 std::string inQuotes(std::string_view utf8);

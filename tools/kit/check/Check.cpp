@@ -138,22 +138,22 @@ private:
     }
 
     void checkRelationships(const Document& document) {
-        attempt("relationships.malformed", "/", [&] {
-            const PackageTree tree(document.package());
-            for (const PackageTree::Row& row : tree.rows()) {
+        PackageTree tree(document.package());
+        tree.walk(
+            [&](const PackageTree::Row& row) {
                 if (row.kind == PackageTree::Target::Dangling) {
                     addDangling(row);
                 }
-            }
-            for (const Part& part : tree.unreached()) {
-                add(Severity::Warning, "part.unreached", part.getName().ascii(), "", "no relationship leads here");
-            }
-        });
+            },
+            [&] { attempt("relationships.malformed", "/", [] { throw; }); });
+        for (const Part& part : tree.unreached()) {
+            add(Severity::Warning, "part.unreached", part.getName().ascii(), "", "no relationship leads here");
+        }
     }
 
     void addDangling(const PackageTree::Row& row) {
         const bool isOfCode = row.source == "/" && row.relationship.getType() == documentRelationshipType();
-        add(isOfCode ? Severity::Error : Severity::Warning, "relationship.dangling", row.source,
+        add(isOfCode ? Severity::Error : Severity::Warning, "relationship.dangling", std::string(row.source),
             toText(row.relationship.getID()), "leads to no part: " + toText(row.relationship.getTarget()));
     }
 

@@ -2,6 +2,8 @@
 
 #include "opc/Exception.hpp"
 
+#include <utility>
+
 namespace flowbook::kit {
 
 using opc::model::Part;
@@ -10,54 +12,70 @@ using opc::model::Relationship;
 using opc::model::TargetMode;
 
 // Not recursive: a hostile package may chain as many parts as the limits permit.
-PackageTree::PackageTree(const opc::model::Package& package) : package_(&package) {
-    plan(0, "/", package);
-    while (!pending_.empty()) {
-        Step step = std::move(pending_.back());
-        pending_.pop_back();
-        rows_.push_back(follow(std::move(step)));
-        const Row& row = rows_.back();
+void PackageTree::walk(const ShowRow& show, const TellFailure& tell) {
+    enter("/", *package_, tell);
+    while (!levels_.empty()) {
+        Level& level = levels_.back();
+        if (level.next == level.relationships.size()) {
+            levels_.pop_back();
+            continue;
+        }
+        const Row row = follow(level);
+        show(row);
         if (row.kind == Target::Part) {
-            plan(row.depth + 1, row.part->getName().ascii(), *row.part);
+            const Part part = *row.part;
+            enter(part.getName().ascii(), part, tell);
         }
     }
 }
 
-void PackageTree::plan(std::size_t depth, const std::string& source,
-                       const opc::model::RelationshipSource& relationships) {
-    const std::vector<Relationship> all = relationships.getRelationships(opc::model::ExcludeMode::None);
-    for (auto each = all.rbegin(); each != all.rend(); ++each) {
-        pending_.push_back({depth, source, *each});
+void PackageTree::enter(const std::string& source, const opc::model::RelationshipSource& relationships,
+                        const TellFailure& tell) {
+    try {
+        levels_.push_back({source, relationships.getRelationships(opc::model::ExcludeMode::None)});
+    } catch (const opc::Exception&) {
+        tell();
     }
 }
 
-PackageTree::Row PackageTree::follow(Step step) {
-    Row row{step.depth, std::move(step.source), std::move(step.relationship), Target::External, std::nullopt};
-    if (row.relationship.getTargetMode() == TargetMode::External) {
+PackageTree::Row PackageTree::follow(Level& level) {
+    const Relationship& relationship = level.relationships[level.next++];
+    Row row{levels_.size() - 1, level.source, relationship, Target::External, nullptr};
+    if (relationship.getTargetMode() == TargetMode::External) {
         return row;
     }
-    row.part = find(row.relationship);
-    if (!row.part) {
-        row.kind = Target::Dangling;
+    if (Found* found = find(level, relationship)) {
+        row.part = &found->part;
+        row.kind = std::exchange(found->isShown, true) ? Target::Seen : Target::Part;
     } else {
-        row.kind = seen_.insert(row.part->getName().folded()).second ? Target::Part : Target::Seen;
+        row.kind = Target::Dangling;
     }
     return row;
 }
 
-std::optional<Part> PackageTree::find(const Relationship& relationship) const {
+PackageTree::Found* PackageTree::find(Level& level, const Relationship& relationship) {
+    const auto [found, isNew] = level.found.try_emplace(relationship.getTarget(), nullptr);
+    if (isNew) {
+        found->second = find(relationship);
+    }
+    return found->second;
+}
+
+PackageTree::Found* PackageTree::find(const Relationship& relationship) {
     try {
         const PartName name(relationship.getTargetURI());
-        return package_->hasPart(name) ? std::make_optional(package_->getPart(name)) : std::nullopt;
+        return package_->hasPart(name)
+                   ? &found_.try_emplace(name.folded(), Found{package_->getPart(name)}).first->second
+                   : nullptr;
     } catch (const opc::Exception&) {
-        return std::nullopt;  // The target is no part name.
+        return nullptr;  // The target is no part name.
     }
 }
 
 std::vector<Part> PackageTree::unreached() const {
     std::vector<Part> parts;
     for (const Part& part : package_->getParts()) {
-        if (seen_.count(part.getName().folded()) == 0) {
+        if (found_.count(part.getName().folded()) == 0) {
             parts.push_back(part);
         }
     }

@@ -2,14 +2,16 @@
 
 #include "opc/model/Package.hpp"
 
-#include <optional>
-#include <set>
+#include <functional>
+#include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace flowbook::kit {
 
-/// The relationships of a package in the order of a walk from the root, depth first, each part entered once.
+/// A walk over the relationships of a package from the root, depth first, each part entered once. It
+/// hands out row by row: how much memory it takes is in proportion to the file, not to what is shown.
 class PackageTree {
 public:
     enum class Target {
@@ -21,35 +23,45 @@ public:
 
     struct Row {
         std::size_t depth;
-        std::string source;  ///< a part name; "/" for the package
-        opc::model::Relationship relationship;
+        std::string_view source;  ///< a part name; "/" for the package
+        const opc::model::Relationship& relationship;
         Target kind;
-        std::optional<opc::model::Part> part;  ///< of an internal target that is there
+        const opc::model::Part* part;  ///< of an internal target that is there, else null
     };
 
-    /// @throws opc::Exception when a relationships part is malformed.
-    explicit PackageTree(const opc::model::Package& package);
+    using ShowRow = std::function<void(const Row&)>;
+    /// Called, with an exception being handled, for a relationships part that cannot be read.
+    using TellFailure = std::function<void()>;
 
-    const std::vector<Row>& rows() const noexcept { return rows_; }
+    explicit PackageTree(const opc::model::Package& package) : package_(&package) {}
 
-    /// The parts that no relationship leads to.
+    void walk(const ShowRow& show, const TellFailure& tell);
+
+    /// The parts that no relationship led to.
     std::vector<opc::model::Part> unreached() const;
 
 private:
-    struct Step {
-        std::size_t depth;
-        std::string source;
-        opc::model::Relationship relationship;
+    struct Found {
+        opc::model::Part part;
+        bool isShown = false;
     };
 
-    void plan(std::size_t depth, const std::string& source, const opc::model::RelationshipSource& relationships);
-    Row follow(Step step);
-    std::optional<opc::model::Part> find(const opc::model::Relationship& relationship) const;
+    /// A source and what is left to show of it.
+    struct Level {
+        std::string source;
+        std::vector<opc::model::Relationship> relationships;
+        std::size_t next = 0;
+        std::map<std::u16string_view, Found*> found{};  ///< by target text; null: no part
+    };
+
+    void enter(const std::string& source, const opc::model::RelationshipSource& relationships, const TellFailure& tell);
+    Row follow(Level& level);
+    Found* find(Level& level, const opc::model::Relationship& relationship);
+    Found* find(const opc::model::Relationship& relationship);
 
     const opc::model::Package* package_;
-    std::vector<Step> pending_;
-    std::vector<Row> rows_;
-    std::set<std::string> seen_;  ///< folded part names
+    std::vector<Level> levels_;
+    std::map<std::string, Found> found_;  ///< by folded name: names may be long, and reached from everywhere
 };
 
 }  // namespace flowbook::kit

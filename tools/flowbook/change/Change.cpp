@@ -1,0 +1,142 @@
+#include "change/Change.hpp"
+
+#include "change/AroundCode.hpp"
+#include "flowbook/FlowbookFileUtils.hpp"
+#include "flowbook/FlowbookFileWriter.hpp"
+#include "inputs/OpenDocument.hpp"
+#include "opc/model/StandardPartInfo.hpp"
+#include "opc/pxservices/CorePropertiesManager.hpp"
+#include "opc/zippackage/ZipPhysicalPackage.hpp"
+#include "terminal/Failure.hpp"
+
+namespace flowbook::tool {
+
+using opc::interfaces::CompressionType;
+using opc::interfaces::OpenMode;
+using opc::model::ContentType;
+using opc::model::Package;
+using opc::model::Part;
+using opc::model::PartName;
+using opc::model::Relationship;
+using opc::pxservices::CoreProperties;
+using opc::pxservices::CorePropertiesManager;
+
+namespace {
+
+constexpr auto kTimesAsTheyAre = CorePropertiesManager::DeterministicMode::Off;
+
+/// The code as it is when it has been stored and read.
+std::u16string asStored(const std::u16string& code) {
+    std::u16string text = FlowbookFileUtils::encodeControlCharacters(code);
+    for (std::size_t at = text.find(u'\r'); at != std::u16string::npos; at = text.find(u'\r', at + 1)) {
+        text.replace(at, at + 1 < text.size() && text[at + 1] == u'\n' ? 2 : 1, u"\n");
+    }
+    return text;
+}
+
+bool hasCode(const Change& change, const Input& input, const kit::Document& document) {
+    const kit::CodeForm form = document.form();
+    if (change.rich) {
+        return form == kit::CodeForm::Rich && document.storedCode() == *change.rich;
+    }
+    const bool isReadable = form == kit::CodeForm::Plain || (form == kit::CodeForm::Rich && !change.flatten);
+    return !change.code || (isReadable && input.openReader().getTARMICCode() == asStored(*change.code));
+}
+
+void refuseToDrop(const std::string& what) {
+    if (!what.empty()) {
+        throw Failure(ExitCode::NegativeFinding, "plain code would drop " + what + "; --flatten does it");
+    }
+}
+
+/// Whether nothing is to be done. @throws Failure when the code would replace more than code.
+bool isLikeThat(const Change& change, const Input& input) {
+    const kit::Document document = openDocument(input);
+    if (hasCode(change, input, document)) {
+        return change.properties.agreeWith(document.properties());
+    }
+    if (change.code && !change.flatten) {
+        refuseToDrop(aroundCode(document.richText()));
+    }
+    return false;
+}
+
+void takeOver(const std::vector<Relationship>& relationships, Part& part) {
+    for (const Relationship& each : relationships) {
+        if (each.getTargetMode() == opc::model::TargetMode::Internal) {
+            part.createInternalRelationship(each.getType(), opc::model::URI(each.getTarget()), each.getID());
+        } else {
+            part.createExternalRelationship(each.getType(), each.getTarget(), each.getID());
+        }
+    }
+}
+
+/// The part with another content type and its own relationships. @throws opc::Exception.
+Part withContentType(Package& package, const Part& old, const ContentType& type) {
+    if (old.getContentType() == type) {
+        return old;
+    }
+    const std::vector<Relationship> relationships = old.getRelationships(opc::model::ExcludeMode::None);
+    const PartName name = old.getName();
+    package.deletePart(name);
+    Part part = package.createPart(name, type, opc::model::StandardPartInfo(CompressionType::Normal, 0));
+    takeOver(relationships, part);
+    return part;
+}
+
+/// The code part, ready for rich code; made where there is none.
+Part richCodePart(Package& package) {
+    const FlowbookFilePackage::Part document = FlowbookFilePackage::createEmptyDocumentPart();
+    const ContentType type(document.contentType);
+    const auto relationships = package.getRelationshipsByType(kit::documentRelationshipType());
+    if (!relationships.empty()) {
+        return withContentType(package, package.getPart(PartName(relationships.front().getTargetURI())), type);
+    }
+    const PartName name(document.partName);
+    package.createInternalRelationship(kit::documentRelationshipType(), name.getURI(), u"");
+    return package.createPart(name, type, opc::model::StandardPartInfo(CompressionType::Normal, 0));
+}
+
+void setProperties(Package& package, const PropertyOptions& properties) {
+    CorePropertiesManager manager(package, kTimesAsTheyAre);
+    CoreProperties present = manager.getCoreProperties();
+    present.setTARMICReleaseInfo(CoreProperties::getCurrentTARMICReleaseInfo());
+    present.setLastModifiedTime(CoreProperties::getCurrentTime());
+    properties.applyTo(present);
+    manager.setCoreProperties(present);
+}
+
+/// The writer has no call for rich code, so this is its work on the package itself.
+void saveRich(const Change& change, const Input& input) {
+    opc::zippackage::ZipPhysicalPackage container(input.name(), opc::FileSystemOpsSelector(input.storage()), true);
+    Package package(container);
+    package.open(OpenMode::Update);
+    richCodePart(package).getOutputStream()->write(change.rich->data(), change.rich->size());
+    setProperties(package, change.properties);
+    package.close();
+}
+
+void save(const Change& change, const Input& input) {
+    FlowbookFileWriter writer(input.name(), input.storage(), {});
+    if (change.code) {
+        writer.setTARMICCode(*change.code);
+    }
+    change.properties.applyTo(writer);
+    writer.close(false);
+}
+
+}  // namespace
+
+void Change::checkProperties() const {
+    CoreProperties any;
+    properties.applyTo(any);
+}
+
+void apply(const Change& change, const Input& input) {
+    if (isLikeThat(change, input)) {
+        return;
+    }
+    change.rich ? saveRich(change, input) : save(change, input);
+}
+
+}  // namespace flowbook::tool

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "terminal/ExitCode.hpp"
+
+#include <string>
+
+namespace flowbook::tool {
+
+/// What a failure means to the user.
+struct Diagnosis {
+    ExitCode code;
+    std::string kind;  ///< a word for programs, such as "not-found"
+    std::string file;  ///< empty: the file that was being worked on
+    std::string message;
+};
+
+/// Judges the exception that is being handled.
+Diagnosis diagnose();
+
+}  // namespace flowbook::tool
