@@ -71,6 +71,28 @@ check_consumer() {
 case_find_package() { check_consumer find_package "-DCMAKE_PREFIX_PATH=$prefix"; }
 case_pkg_config() { check_consumer pkg_config -DFLOWBOOK_BY_PKG_CONFIG=ON; }
 
+# The XML library is loaded for documents that need it, from beside the libraries wherever they are, and for no others.
+case_start() {
+    local module=$prefix/$LIBDIR/libpxplatform-dom.so.$VERSION loaded
+    ! ldd "$prefix/bin/flowbook" | grep xerces || fail "every start loads the XML library"
+    cd "$scratch"
+    echo 'x = 1;' | "$prefix/bin/flowbook" new - --code - >usual.tqx
+    python3 - <<'SCRIPT'
+import zipfile
+with zipfile.ZipFile("usual.tqx") as usual, zipfile.ZipFile("odd.tqx", "w") as odd:
+    for entry in usual.infolist():
+        odd.writestr(entry, usual.read(entry).replace(b"<w:document", b"<?odd?><w:document"))
+SCRIPT
+    for LD_LIBRARY_PATH in "" "../prefix/$LIBDIR"; do
+        [[ $(LD_LIBRARY_PATH=$LD_LIBRARY_PATH "$prefix/bin/flowbook" cat odd.tqx) == 'x = 1;' ]] || fail "an odd document"
+    done
+    mv "$module" "$module.away"
+    [[ $("$prefix/bin/flowbook" cat usual.tqx) == 'x = 1;' ]] || fail "a usual document takes the XML library"
+    loaded=$("$prefix/bin/flowbook" cat odd.tqx 2>&1) && fail "read without the XML library: $loaded"
+    mv "$module.away" "$module"
+    [[ $loaded == *"$(basename "$module")"* ]] || fail "the message does not name what is missing: $loaded"
+}
+
 case_add_subdirectory() {
     check_consumer add_subdirectory "-DFLOWBOOK_SOURCE_DIR=$source" -DCMAKE_EXPORT_COMPILE_COMMANDS=ON
     ! grep '"command".*/read\.cpp' compile_commands.json | grep -E -e ' -(W|O|fvis)' || fail "compile flags leak"
