@@ -58,4 +58,5 @@ if ((EUID != 0)); then
 fi
 echo "setup: installing ${missing[*]}" >&2
 quietly "${as_root[@]}" apt-get update -qq
-quietly "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"
+quietly "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -y -qq --no-install-recommends "${missing[@]}"

@@ -29,10 +29,12 @@ def rich_code():
     documents.append(made.rich(made.paragraph("&e8;"), prolog=made.LAUGHS))
     # What parsers disagree on: names, prefixes, declarations and what is said of them.
     oddities = ("<w:a:b/>", "<:a/>", "<a:/>", '<a xmlns=""/>', '<a xmlns:b=""/>', '<b xmlns:xml="urn:x"/>', "<?a:b c?>",
-                '<a xml:space="x" b="&#x85;\t&lt;"/>', "<\u0132\u0e33/>", '<b:a xmlns:b="urn:b" b:c="" c=""/>', "&#xFFFE;",
-                '<a xmlns:b="u" xmlns:c="u" b:d="" c:d=""/>', "<!----->", "<!--a--b-->", "]]>", "<a b='<'/>", "<xmlns:a/>")
+                '<a xml:space="x" b="&#x85;\t&lt;"/>', "<\u0132\u0e33/>", '<b:a xmlns:b="urn:b" b:c="" c=""/>',
+                "&#xFFFE;", '<a xmlns:b="u" xmlns:c="u" b:d="" c:d=""/>', "<!----->", "<!--a--b-->", "]]>",
+                "<a b='<'/>", "<xmlns:a/>")
     documents += [made.rich(made.paragraph(text)) for text in oddities]
-    for declared in ('version="1.1"', 'version="1.0" standalone="yes"', 'version="1.0" encoding="x"', 'encoding="UTF-8"'):
+    for declared in ('version="1.1"', 'version="1.0" standalone="yes"', 'version="1.0" encoding="x"',
+                     'encoding="UTF-8"'):
         documents.append(b"<?xml " + declared.encode() + b"?>" + made.rich(made.paragraph("a"), prolog=""))
     for document in documents:
         yield document

@@ -69,7 +69,8 @@ CASES = [
          ('{"schema":1,"file":"rich.tqx","form":"rich","code":"größe = 2;\\nx < y\\n"}\n',
           '"file":"damaged.tqx","error":{"code":4,"kind":"damaged","message":', '"kind":"encrypted"'),
          err="flowbook: 2 of 3 files failed (1 damaged, 1 encrypted)"),
-    Case("cat --formta=xml rich.tqx", 2, err="there is no option '--formta'; did you mean '--format'? (see flowbook help cat)"),
+    Case("cat --formta=xml rich.tqx", 2,
+         err="there is no option '--formta'; did you mean '--format'? (see flowbook help cat)"),
     Case("cta rich.tqx", 2, err="there is no command 'cta'; did you mean 'cat'? (see flowbook help)"),
     Case("cat encrypted.tqx damaged.tqx plain.tqx absent.tqx", 5, "a = 1;\nb = 2;\n", err="absent.tqx"),
     Case("info plain.tqx", 0, ("plain.tqx\n", "code        plain\n", 'title       "Running \\"mean\\"\\tµ"\n',
@@ -120,7 +121,8 @@ class Tool(unittest.TestCase):
         for name in ("folder.tqx", "folder", "b", "b/.hidden"):
             (self.folder / name).mkdir()
         plain = self.fixtures["plain.tqx"]
-        self.write({"b/.hidden/c.tqx": plain, "b/b.tqx": plain, "b/B.TQX": plain, "b/c.tqapp": self.fixtures["rich.tqx"],
+        self.write({"b/.hidden/c.tqx": plain, "b/b.tqx": plain, "b/B.TQX": plain,
+                    "b/c.tqapp": self.fixtures["rich.tqx"],
                     os.fsdecode(b"b/\xff.txt"): plain})
         (self.folder / "b/link.tqx").symlink_to("../folder.tqx")
 

@@ -147,7 +147,8 @@ TEST(Writer, CodeComesBackAsItWasWritten) {
 
 std::string documentOf(const std::string& content) {
     return R"(<?xml version="1.0" encoding="UTF-8" standalone="no" ?><w:document xmlns:w=)"
-           R"("http://schemas.openxmlformats.org/wordprocessingml/2006/main"><w:body><w:p><w:pPr><w:pStyle w:val="code"/>)"
+           R"("http://schemas.openxmlformats.org/wordprocessingml/2006/main"><w:body><w:p><w:pPr>)"
+           R"(<w:pStyle w:val="code"/>)"
            "</w:pPr><w:r>" +
            content + "</w:r></w:p></w:body></w:document>";
 }

@@ -1,0 +1,204 @@
+#!/usr/bin/env python3
+"""Quadruples what a file may be made to hold too much of, and tells by how much the command's cost grows.
+
+usage: growth.py FLOWBOOK_COMMAND [SHAPE]...
+
+Each measurement is a process of its own: its processor time and its peak memory, less those of a small file. Exits
+with 1 when four times the input costs more than five times the time or memory (ten times: eleven), or never ends.
+"""
+
+import os
+import resource
+import shutil
+import sys
+import tempfile
+import zipfile
+from pathlib import Path
+
+PACKAGE = "http://schemas.openxmlformats.org/package/2006/"
+CODE = "http://schemas.pellarion.com/tarmic/code/2013/relationships/document"
+CODE_TYPE = "application/vnd.pellarion.tarmic.code.document+xml;plaincode=true"
+RELATIONSHIPS = "application/vnd.openxmlformats-package.relationships+xml"
+IMAGE = "http://schemas.openxmlformats.org/officeDocument/2006/relationships/image"
+WORDS = "http://schemas.openxmlformats.org/wordprocessingml/2006/main"
+# The scan of plain documents leaves those with an instruction to the DOM.
+TO_THE_DOM = "<?odd ?>"
+SECONDS, BYTES, OVER_A_LIMIT = 60, 4 << 30, 6
+# A cost below these is lost in the noise of a process's start.
+MIN_SECONDS, MIN_KILOBYTES = 0.02, 4096
+
+
+def relationships(rows):
+    return (f'<Relationships xmlns="{PACKAGE}relationships">' +
+            "".join(f'<Relationship Id="{key}" Type="{kind}" Target="{target}"{more}/>'
+                    for key, kind, target, more in rows) + "</Relationships>")
+
+
+def document(inside):
+    return f'<w:document xmlns:w="{WORDS}"><w:body>{inside}</w:body></w:document>'
+
+
+def paragraph(text):
+    return f'<w:p><w:pPr><w:pStyle w:val="code"/></w:pPr><w:r><w:t>{text}</w:t></w:r></w:p>'
+
+
+def book(path, code=document(paragraph("x = 1;")), package_rows=(), code_rows=(), overrides=(), parts=()):
+    """Writes a flowbook; `parts` are pairs of name and content."""
+    types = "".join(f'<Override PartName="{name}" ContentType="{kind}"/>'
+                    for name, kind in [("/code/document.xml", CODE_TYPE), *overrides])
+    with zipfile.ZipFile(path, "w", zipfile.ZIP_DEFLATED) as file:
+        file.writestr("[Content_Types].xml", f'<Types xmlns="{PACKAGE}content-types"><Default Extension="png" '
+                      f'ContentType="image/png"/><Default Extension="rels" ContentType="{RELATIONSHIPS}"/>'
+                      f'{types}</Types>')
+        file.writestr("_rels/.rels", relationships([("code", CODE, "/code/document.xml", ""), *package_rows]))
+        file.writestr("code/document.xml", code)
+        if code_rows:
+            file.writestr("code/_rels/document.xml.rels", relationships(code_rows))
+        for name, content in parts:
+            file.writestr(name, content)
+
+
+def ids(path, size):
+    book(path, package_rows=[(f"r{i}", "http://x/t", "http://x/", ' TargetMode="External"') for i in range(size)])
+
+
+def overrides(path, size):
+    book(path, overrides=[(f"/none/p{i}.png", "image/png") for i in range(size)])
+
+
+def on_the_dom(make):
+    return lambda path, size: book(path, document(TO_THE_DOM + paragraph("x = 1;") + make(size)))
+
+
+def one_part_many_times(path, size):
+    book(path, code_rows=[(f"r{i}", IMAGE, "/code/a.png", "") for i in range(size)],
+         parts=[("code/a.png", bytes(4096 * size))])
+
+
+def long_name(path, size):
+    name = "code/" + "n" * 60000 + ".png"
+    book(path, code_rows=[(f"r{i}", IMAGE, "/" + name, "") for i in range(size)], parts=[(name, b"")])
+
+
+def many_segments(path, size):
+    name = "s/" * size + "a.png"
+    book(path, code_rows=[("r", IMAGE, "/" + name, "")], parts=[(name, b"")])
+
+
+def many_parts(path, size):
+    book(path, code_rows=[(f"r{i}", IMAGE, f"/code/{i}.png", "") for i in range(size)],
+         parts=[(f"code/{i}.png", os.urandom(256)) for i in range(size)])
+
+
+def many_files(path, size):
+    path.mkdir()
+    book(path / "0.tqx")
+    for i in range(1, size):
+        shutil.copy(path / "0.tqx", path / f"{i}.tqx")
+
+
+def cat(path):
+    return ["cat", *(sorted(map(str, path.glob("*"))) if path.is_dir() else [str(path)])]
+
+
+def copy(path):
+    return ["copy", str(path), str(path.with_name("copy.tqx")), "--force"]
+
+
+def parts(path):
+    return ["parts", str(path)]
+
+
+def extract(path):
+    return ["extract", str(path), "-d", str(path.with_suffix("")), "--images", "--force"]
+
+
+# What grows, from which size, how many times, and what the command does with it.
+SHAPES = {
+    "relationship ids": (40000, 4, ids, cat),
+    "overrides": (40000, 4, overrides, cat),
+    "element names on the DOM": (10000, 4, on_the_dom(lambda n: "".join(f"<e{i}/>" for i in range(n))), cat),
+    "attribute names on the DOM": (10000, 4, on_the_dom(lambda n: "".join(f'<e a{i}="1"/>' for i in range(n))), cat),
+    "namespaces on the DOM": (10000, 4, on_the_dom(lambda n: "".join(f'<e xmlns="u:{i}"/>' for i in range(n))), cat),
+    "elements on the DOM": (100000, 4, on_the_dom(lambda n: "<e/>" * n), cat),
+    # The part grows with their number: what holds it once for each grows sixteenfold.
+    "relationships to one part": (128, 4, one_part_many_times, copy),
+    "relationships to a name of 60 KB": (60, 4, long_name, parts),
+    "segments of a name": (8000, 4, many_segments, extract),
+    "parts": (1000, 10, many_parts, copy),
+    "lines": (20000, 10, lambda path, n: book(path, document(paragraph("value = compute(input);\n" * n))), cat),
+    "paragraphs": (20000, 10, lambda path, n: book(path, document(paragraph("value = compute(input);") * n)), cat),
+    "files": (200, 10, many_files, cat),
+}
+
+
+def limit():
+    resource.setrlimit(resource.RLIMIT_CPU, (SECONDS, SECONDS))
+    resource.setrlimit(resource.RLIMIT_AS, (BYTES, BYTES))
+
+
+def measure(command, arguments):
+    """The exit status, the seconds, the kilobytes and the messages of one process."""
+    with tempfile.TemporaryFile() as messages:
+        child = os.fork()
+        if child == 0:
+            limit()
+            os.dup2(os.open(os.devnull, os.O_WRONLY), 1)
+            os.dup2(messages.fileno(), 2)
+            os.execv(command, [command, *arguments])
+        _, status, usage = os.wait4(child, 0)
+        messages.seek(0)
+        told = messages.read().decode(errors="replace").strip()
+    return os.waitstatus_to_exitcode(status), usage.ru_utime + usage.ru_stime, usage.ru_maxrss, told
+
+
+class Bench:
+    def __init__(self, command, folder):
+        self.command, self.folder = command, folder
+        small = folder / "small.tqx"
+        book(small)
+        runs = [measure(command, cat(small)) for _ in range(5)]
+        self.seconds, self.kilobytes = min(run[1] for run in runs), min(run[2] for run in runs)
+
+    def cost(self, shape, size):
+        _, _, make, work = SHAPES[shape]
+        path = self.folder / (shape.replace(" ", "_") + str(size) + ("" if make is many_files else ".tqx"))
+        make(path, size)
+        best = min((measure(self.command, work(path)) for _ in range(2)), key=lambda run: run[1])
+        status, seconds, kilobytes, told = best
+        if status == OVER_A_LIMIT:
+            return None, "refused: " + told.splitlines()[0][:160].replace(str(self.folder) + "/", "")
+        if status != 0:
+            return None, f"FAILED with {status}: {told[:160]}"
+        return (max(seconds - self.seconds, MIN_SECONDS), max(kilobytes - self.kilobytes, MIN_KILOBYTES)), ""
+
+    def row(self, shape):
+        """A line of the table, and whether it is good."""
+        size, times, _, _ = SHAPES[shape]
+        bar = 5 if times == 4 else 11
+        low, why = self.cost(shape, size)
+        high, why = self.cost(shape, size * times) if low else (None, why)
+        label = f"{shape}, {size:,} to {size * times:,}"
+        if high is None:
+            return f"{label:58} {why}", why.startswith("refused")
+        time, memory = high[0] / low[0], high[1] / low[1]
+        good = time <= bar and memory <= bar
+        return (f"{label:58} time {high[0]:7.2f} s {time:6.1f} x   memory {high[1] / 1024:7.0f} MB {memory:6.1f} x   "
+                f"{'' if good else 'ABOVE '}{bar}", good)
+
+
+def main(command, shapes):
+    failed = False
+    with tempfile.TemporaryDirectory() as folder:
+        bench = Bench(os.path.realpath(command), Path(folder))
+        for shape in shapes or SHAPES:
+            line, good = bench.row(shape)
+            print(line, flush=True)
+            failed |= not good
+    return 1 if failed else 0
+
+
+if __name__ == "__main__":
+    if len(sys.argv) < 2:
+        sys.exit(__doc__)
+    sys.exit(main(sys.argv[1], sys.argv[2:]))

@@ -1,0 +1,90 @@
+#!/usr/bin/env python3
+"""Checks what clang-format does not see: names and places of test files, guards and widths, words, the share of tests.
+
+usage: check_style.py [--share]   (with --share, the share of tests alone)
+"""
+
+import re
+import subprocess
+import sys
+from pathlib import Path
+
+TREE = Path(__file__).resolve().parent.parent
+WIDTH = 120
+CODE = {".cpp", ".hpp", ".h", ".cc", ".c", ".py", ".sh", ".ipp"}
+PRODUCT = ("include/", "platform/", "src/", "tools/", "bindings/")
+# The folders of tests, and where the rooms are that they test. Other folders of tests are rooms of their own.
+ROOMS = {"tests/platform": "platform/src", "tests/flowbook": "src"}
+# Helpers of test programs that are no tests lie here.
+SUPPORT = re.compile(r"tests/(support|install|durability)/|/(support|common)/")
+TEST_NAME = re.compile(r"[A-Z]\w*Test\.cpp|[a-z]\w*_test\.(py|sh)")
+# Other words stand for these things; see the glossary in ARCHITECTURE.md.
+UNWANTED = {r"\bcase[- ]fold": "fold", r"\bzip (item|member)s?\b": "entry",
+            r"\b(TODO|FIXME)\b": "do it, or say what is so"}
+
+
+def sources():
+    """The files of the tree; without git, all that are not built."""
+    if (TREE / ".git").exists():
+        names = subprocess.run(["git", "ls-files", "--cached", "--others", "--exclude-standard"], cwd=TREE, check=True,
+                               stdout=subprocess.PIPE, text=True).stdout.splitlines()
+    else:
+        names = [path.relative_to(TREE).as_posix() for path in sorted(TREE.rglob("*"))]
+    return [name for name in names if not name.startswith("build/") and (TREE / name).is_file()]
+
+
+def is_code(name):
+    path = Path(name)
+    return (Path(path.stem) if path.suffix == ".in" else path).suffix in CODE
+
+
+def against_place(name):
+    if not name.startswith("tests/") or not name.endswith((".cpp", ".py")) or SUPPORT.search(name):
+        return None
+    path = Path(name)
+    if not TEST_NAME.fullmatch(path.name):
+        return "a test is called XyzTest.cpp or xyz_test.py"
+    for tests, sources in ROOMS.items():
+        if name.startswith(tests + "/"):
+            room = TREE / sources / path.parent.relative_to(tests)
+            return None if room.is_dir() else f"there is no room {room.relative_to(TREE)}"
+    return None
+
+
+def against_text(name):
+    lines = (TREE / name).read_text(encoding="utf-8").splitlines()
+    if name.endswith(".hpp") and (not lines or lines[0] != "#pragma once"):
+        yield 1, "a header begins with #pragma once"
+    for number, line in enumerate(lines, 1):
+        if len(line) > WIDTH:
+            yield number, f"{len(line)} columns, more than {WIDTH}"
+        if line != line.rstrip() or "\t" in line:
+            yield number, "blanks at the end, or tabs"
+        if name != "cmake/check_style.py":
+            yield from ((number, f"the word is: {word}") for pattern, word in UNWANTED.items()
+                        if re.search(pattern, line))
+
+
+def lines_under(names, folders):
+    return sum(1 for name in names if name.startswith(folders) and is_code(name)
+               for line in (TREE / name).read_text(encoding="utf-8").splitlines() if line.strip())
+
+
+def share_is_met(names):
+    tests, product = lines_under(names, ("tests/",)), lines_under(names, PRODUCT)
+    print(f"style: {tests} lines of tests to {product} of code: {tests / product:.3f}, at most 0.333")
+    return 3 * tests <= product
+
+
+def main(arguments):
+    names = sources()
+    if arguments == ["--share"]:
+        return 0 if share_is_met(names) else 1
+    found = [f"{name}: {reason}" for name in names if (reason := against_place(name))]
+    found += [f"{name}:{number}: {reason}" for name in names if is_code(name) for number, reason in against_text(name)]
+    print("\n".join(found) if found else "style: fine")
+    return 1 if found else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))
