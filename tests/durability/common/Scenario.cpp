@@ -19,6 +19,17 @@ namespace {
 
 constexpr std::size_t kSmall = 40, kLarge = 600'000;  // the latter enough to be carried over within the kernel
 
+/// A snapshot with an image of about that size, which no compression makes much smaller.
+FlowbookFilePackage snapshotWithImage(std::size_t imageSize) {
+    std::mt19937 random(42);
+    std::vector<std::string> images{"data:image/png;base64,"};
+    while (images[0].size() < imageSize) {
+        images[0] += "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/"[random() % 64];
+    }
+    auto document = FlowbookFilePackage::createEmptyDocumentPart().content;
+    return {document, images};
+}
+
 Content fileWithImage(std::size_t imageSize) {
     const Book book;
     book.update([=](FlowbookFileWriter& writer) {
@@ -48,16 +59,6 @@ void writeSnapshot(FlowbookFileWriter& writer) {
 }
 
 }  // namespace
-
-FlowbookFilePackage snapshotWithImage(std::size_t imageSize) {
-    std::mt19937 random(42);
-    std::vector<std::string> images{"data:image/png;base64,"};
-    while (images[0].size() < imageSize) {
-        images[0] += "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/"[random() % 64];
-    }
-    auto document = FlowbookFilePackage::createEmptyDocumentPart().content;
-    return {document, images};
-}
 
 const std::vector<Scenario>& scenarios() {
     static const Content kFile = fileWithImage(kSmall);

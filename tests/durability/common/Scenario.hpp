@@ -29,9 +29,6 @@ std::ostream& operator<<(std::ostream& out, const Scenario& scenario);
 
 const std::vector<Scenario>& scenarios();
 
-/// A snapshot with an image of about that size, which no compression makes much smaller.
-flowbook::FlowbookFilePackage snapshotWithImage(std::size_t imageSize);
-
 /// All that a reader tells of a file, but for its times. @throws as the reader.
 std::string tell(const foundation::storage::vfs::StorageSystemReference& storage, const std::u16string& file);
 

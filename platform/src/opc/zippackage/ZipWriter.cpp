@@ -10,9 +10,6 @@
 namespace opc::zippackage {
 namespace {
 
-// Less is collected before it is written, so that small entries do not cost a system call each.
-constexpr std::size_t kWorthOneWrite = std::size_t{64} * 1024;
-
 std::uint16_t narrow16(std::uint64_t value, bool wide) { return wide ? kOnes16 : static_cast<std::uint16_t>(value); }
 std::uint32_t narrow32(std::uint64_t value, bool wide) { return wide ? kOnes32 : static_cast<std::uint32_t>(value); }
 
@@ -48,7 +45,6 @@ void ZipWriter::addCarried(const ZipInput& input, const ZipEntry& entry, const Z
         put(input.held(place.dataOffset, entry.storedSize));
         return;
     }
-    flush();
     translatingStorageErrors(doing_, [&] { out_.append(input.file(), place.dataOffset, entry.storedSize); });
     position_ += entry.storedSize;
 }
@@ -68,7 +64,6 @@ void ZipWriter::finish(std::string_view comment) {
     fields.u16(static_cast<std::uint16_t>(comment.size())).bytes(comment);
     put(directory_);
     put(end);
-    flush();
 }
 
 void ZipWriter::putZip64End(FieldWriter& fields) const {
@@ -148,22 +143,7 @@ std::string ZipWriter::extraOf(const ZipEntry& entry, std::string_view others, b
 
 void ZipWriter::put(std::string_view bytes) {
     position_ += bytes.size();
-    if (pending_.size() + bytes.size() > kWorthOneWrite) {
-        flush();
-    }
-    if (bytes.size() > kWorthOneWrite) {
-        translatingStorageErrors(doing_, [&] { out_.write(bytes.data(), bytes.size()); });
-    } else {
-        pending_ += bytes;
-    }
-}
-
-/// Hands over what was collected.
-void ZipWriter::flush() {
-    if (!pending_.empty()) {
-        translatingStorageErrors(doing_, [&] { out_.write(pending_.data(), pending_.size()); });
-        pending_.clear();
-    }
+    translatingStorageErrors(doing_, [&] { out_.write(bytes.data(), bytes.size()); });
 }
 
 }  // namespace opc::zippackage

@@ -38,7 +38,6 @@ private:
     void putCentral(const ZipEntry& entry);
     void putZip64End(FieldWriter& fields) const;
     void put(std::string_view bytes);
-    void flush();
 
     std::string doing_;
     foundation::storage::vfs::Replacement& out_;
@@ -47,7 +46,6 @@ private:
     Zip64From zip64From_;
     std::uint64_t position_ = 0;
     std::uint64_t count_ = 0;
-    std::string pending_;
     std::string directory_;
 };
 

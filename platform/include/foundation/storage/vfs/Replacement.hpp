@@ -15,7 +15,7 @@ public:
     /// Discards what was not committed. Never throws.
     virtual ~Replacement() = default;
 
-    /// Appends bytes. @throws StorageError; the replacement can then only be discarded.
+    /// Appends bytes, as few at a time as is handy. @throws StorageError; the replacement can then only be discarded.
     virtual void write(const void* from, std::size_t count) = 0;
 
     /// Appends `count` bytes of `source` from `offset` on; a storage may do so without moving them
