@@ -79,6 +79,9 @@ TEST_F(SettingsTest, LooksInTheFoldersOfTheUser) {
     EXPECT_EQ(value("a"), u"xdg");
     ::setenv("PX_SETTINGS_FILE", path_.c_str(), 1);
     EXPECT_THROW(value("a"), std::runtime_error) << "a folder is read as a file";
+    std::filesystem::create_symlink("loop", path_ + "/loop");
+    ::setenv("PX_SETTINGS_FILE", (path_ + "/loop").c_str(), 1);
+    EXPECT_THROW(value("a"), std::runtime_error) << "a file that cannot be opened is taken for none";
 }
 
 }  // namespace

@@ -9,11 +9,11 @@ namespace opc::zippackage {
 
 /// A package's zip container. Reading follows the zip specification (APPNOTE 6.3) as far as
 /// ECMA-376-2 Annex C permits it, and refuses every file that two readers could understand
-/// differently: prepended data, several end records, overlapping or equivalent entries.
+/// differently: prepended data, several end records, overlapping or equivalent entries, second names.
+/// Only a line break may follow the end; the next commit drops it.
 class PXPLATFORM_EXPORT ZipPhysicalPackage : public interfaces::IPhysicalPackage {
 public:
-    /// @param verifyContent  whether read() checks the checksum too; sizes are always checked. False
-    ///                       only to salvage what is left of a damaged file.
+    /// @param verifyContent  hosts pass true. Contents are always verified, whatever is passed.
     ZipPhysicalPackage(const std::u16string& fileName, const FileSystemOpsSelector& selector, bool verifyContent,
                        const Limits& limits = Limits());
     ~ZipPhysicalPackage() override;

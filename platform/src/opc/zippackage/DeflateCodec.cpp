@@ -31,8 +31,7 @@ void DeflateCodec::Deleter::operator()(libdeflate_compressor* compressor) const 
     libdeflate_free_compressor(compressor);
 }
 
-std::optional<DeflateCodec::Inflated> DeflateCodec::inflate(std::string_view packed,
-                                                            std::vector<unsigned char>& content) {
+std::optional<DeflateCodec::Inflated> DeflateCodec::inflate(std::string_view packed, fl::Bytes& content) {
     Inflated result{};
     const libdeflate_result code =
         libdeflate_deflate_decompress_ex(decompressor(), packed.data(), packed.size(), content.data(), content.size(),

@@ -1,9 +1,10 @@
 #pragma once
 
+#include "fl/Bytes.hpp"
+
 #include <memory>
 #include <optional>
 #include <string_view>
-#include <vector>
 
 struct libdeflate_compressor;
 struct libdeflate_decompressor;
@@ -22,7 +23,7 @@ public:
     DeflateCodec() = default;
 
     /// Fills `content` from the start. Nothing when the data is not valid or inflates to more than fits.
-    static std::optional<Inflated> inflate(std::string_view packed, std::vector<unsigned char>& content);
+    static std::optional<Inflated> inflate(std::string_view packed, fl::Bytes& content);
 
     /// The deflated content, valid until the next call; empty when it would not be smaller.
     std::string_view deflate(std::string_view content);

@@ -19,9 +19,6 @@ std::string hex(std::uint32_t number) { return "0x" + fl::ascii::hex(number, 8);
 
 }  // namespace
 
-ZipEntryReader::ZipEntryReader(const ZipInput& input, bool verifyContent)
-    : input_(input), verifyContent_(verifyContent) {}
-
 ZipEntryReader::Place ZipEntryReader::locate(const ZipEntry& entry, ZipInput::Buffer& buffer) const {
     const std::uint64_t fixedSize = kLocalSize + entry.name.size();
     const std::uint64_t room = entry.end - entry.offset;
@@ -61,6 +58,9 @@ void ZipEntryReader::checkHeader(const ZipEntry& entry, FieldReader& fields, std
     if (!parsed || (parsed->zip64 && !(takeZip64(wide, size) && takeZip64(wide, storedSize)))) {
         damaged(entry, "the extra fields of its local header are malformed");
     }
+    if (parsed->renames(entry.name)) {
+        damaged(entry, "a field of its local header gives it another name");
+    }
     const bool describedLater = (flags & kDataDescriptorFlag) != 0;
     const auto agrees = [describedLater](std::uint64_t here, std::uint64_t inIndex) {
         return here == inIndex || (describedLater && here == 0);
@@ -71,39 +71,36 @@ void ZipEntryReader::checkHeader(const ZipEntry& entry, FieldReader& fields, std
     }
 }
 
-std::vector<unsigned char> ZipEntryReader::read(const ZipEntry& entry) const {
+fl::Bytes ZipEntryReader::read(const ZipEntry& entry) const {
     if (entry.method != kStored && entry.method != kDeflated) {
         damaged(entry, text("compressed by method ", entry.method, ", which packages do not permit"));
     }
     ZipInput::Buffer buffer;
     const std::uint64_t dataOffset = locate(entry, buffer).dataOffset;
-    std::vector<unsigned char> content =
-        entry.method == kStored ? readStored(entry, dataOffset) : readDeflated(entry, dataOffset);
-    if (verifyContent_) {
-        const std::uint32_t crc = DeflateCodec::checksum(asText(content));
-        if (crc != entry.crc) {
-            damaged(entry, text("its content has the checksum ", hex(crc), ", the index tells ", hex(entry.crc)));
-        }
+    fl::Bytes content = entry.method == kStored ? readStored(entry, dataOffset) : readDeflated(entry, dataOffset);
+    const std::uint32_t crc = DeflateCodec::checksum(asText(content));
+    if (crc != entry.crc) {
+        damaged(entry, text("its content has the checksum ", hex(crc), ", the index tells ", hex(entry.crc)));
     }
     return content;
 }
 
-std::vector<unsigned char> ZipEntryReader::readStored(const ZipEntry& entry, std::uint64_t dataOffset) const {
+fl::Bytes ZipEntryReader::readStored(const ZipEntry& entry, std::uint64_t dataOffset) const {
     if (entry.size != entry.storedSize) {
         damaged(entry, text("not compressed, but ", entry.size, " bytes stored in ", entry.storedSize));
     }
-    std::vector<unsigned char> content(entry.size);
+    fl::Bytes content(entry.size);
     input_.copy(dataOffset, entry.size, content.data());
     return content;
 }
 
-std::vector<unsigned char> ZipEntryReader::readDeflated(const ZipEntry& entry, std::uint64_t dataOffset) const {
+fl::Bytes ZipEntryReader::readDeflated(const ZipEntry& entry, std::uint64_t dataOffset) const {
     if (entry.size / kLargestDeflateRatio > entry.storedSize) {
         damaged(entry, text(entry.storedSize, " deflated bytes cannot be ", entry.size, " bytes"));
     }
     ZipInput::Buffer buffer;
     const std::string_view packed = input_.view(dataOffset, entry.storedSize, buffer);
-    std::vector<unsigned char> content(entry.size);
+    fl::Bytes content(entry.size);
     const auto inflated = DeflateCodec::inflate(packed, content);
     if (!inflated) {
         damaged(entry, text("its deflated data is invalid or inflates to more than the ", entry.size,

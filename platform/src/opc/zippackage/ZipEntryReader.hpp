@@ -18,22 +18,21 @@ public:
         std::string_view extra;
     };
 
-    /// @param input  outlives the object. @param verifyContent  whether to check the checksums.
-    ZipEntryReader(const ZipInput& input, bool verifyContent);
+    /// @param input  outlives the object.
+    explicit ZipEntryReader(const ZipInput& input) : input_(input) {}
 
     /// Checks the local header against the index. @param buffer  may hold the header while the result is used.
     Place locate(const ZipEntry& entry, ZipInput::Buffer& buffer) const;
 
-    std::vector<unsigned char> read(const ZipEntry& entry) const;
+    fl::Bytes read(const ZipEntry& entry) const;
 
 private:
     void checkHeader(const ZipEntry& entry, FieldReader& fields, std::string_view extra) const;
-    std::vector<unsigned char> readStored(const ZipEntry& entry, std::uint64_t dataOffset) const;
-    std::vector<unsigned char> readDeflated(const ZipEntry& entry, std::uint64_t dataOffset) const;
+    fl::Bytes readStored(const ZipEntry& entry, std::uint64_t dataOffset) const;
+    fl::Bytes readDeflated(const ZipEntry& entry, std::uint64_t dataOffset) const;
     [[noreturn]] void damaged(const ZipEntry& entry, const std::string& found) const;
 
     const ZipInput& input_;
-    bool verifyContent_;
 };
 
 }  // namespace opc::zippackage

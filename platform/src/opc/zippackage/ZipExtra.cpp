@@ -3,11 +3,19 @@
 #include "opc/zippackage/FieldReader.hpp"
 #include "opc/zippackage/ZipFormat.hpp"
 
+#include <algorithm>
+
 namespace opc::zippackage {
+namespace {
+
+// A version, and the checksum of the name in the header.
+constexpr std::size_t kBeforeUnicodePath = 5;
+
+}  // namespace
 
 std::optional<ZipExtra> parseExtra(std::string_view bytes) {
     constexpr std::size_t kHeadSize = 4;
-    ZipExtra result{bytes, std::nullopt, {}};
+    ZipExtra result{bytes, std::nullopt, {}, std::nullopt};
     FieldReader fields(bytes);
     while (fields.remaining() != 0) {
         const std::size_t start = bytes.size() - fields.remaining();
@@ -16,12 +24,17 @@ std::optional<ZipExtra> parseExtra(std::string_view bytes) {
         }
         const std::uint16_t id = fields.u16();
         const std::uint16_t size = fields.u16();
-        if (fields.remaining() < size || (id == kZip64ExtraId && result.zip64)) {
+        const bool isTwice = (id == kZip64ExtraId && result.zip64) || (id == kUnicodePathExtraId && result.unicodePath);
+        if (fields.remaining() < size || isTwice) {
             return std::nullopt;
         }
         const std::string_view data = fields.bytes(size);
         if (id == kZip64ExtraId) {
-            result = {bytes.substr(0, start), data, bytes.substr(start + kHeadSize + size)};
+            result.before = bytes.substr(0, start);
+            result.zip64 = data;
+            result.after = bytes.substr(start + kHeadSize + size);
+        } else if (id == kUnicodePathExtraId) {
+            result.unicodePath = data.substr(std::min(data.size(), kBeforeUnicodePath));
         }
     }
     return result;

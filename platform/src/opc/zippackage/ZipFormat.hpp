@@ -22,6 +22,7 @@ constexpr std::size_t kZip64LocatorSize = 20;
 constexpr std::uint16_t kOnes16 = 0xFFFF;
 constexpr std::uint32_t kOnes32 = 0xFFFFFFFF;
 constexpr std::uint16_t kZip64ExtraId = 1;
+constexpr std::uint16_t kUnicodePathExtraId = 0x7075;
 
 constexpr std::uint16_t kStored = 0;
 constexpr std::uint16_t kDeflated = 8;

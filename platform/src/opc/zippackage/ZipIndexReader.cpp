@@ -35,16 +35,22 @@ ZipIndex ZipIndexReader::read() {
     const auto folders = std::stable_partition(index.entries.begin(), index.entries.end(), std::not_fn(isFolder));
     index.folders.assign(folders, index.entries.end());
     index.entries.erase(folders, index.entries.end());
-    index.comment = input_.held(end.position + kEndSize, input_.size() - end.position - kEndSize);
+    index.comment = input_.held(end.position + kEndSize, commentSize(end.position));
     return index;
 }
 
+std::uint64_t ZipIndexReader::commentSize(std::uint64_t position) const {
+    return FieldReader(input_.held(position + kEndSize - 2, 2)).u16();
+}
+
+/// Up to a line break, which some programs append and no reader minds.
 bool ZipIndexReader::reachesEnd(std::uint64_t position) const {
     if (input_.size() - position < kEndSize) {
         return false;
     }
-    FieldReader commentSize(input_.held(position + kEndSize - 2, 2));
-    return position + kEndSize + commentSize.u16() == input_.size();
+    const std::uint64_t end = position + kEndSize + commentSize(position);
+    const std::string_view rest = end > input_.size() ? "cut off" : input_.held(end, input_.size() - end);
+    return rest.empty() || rest == "\n" || rest == "\r" || rest == "\r\n";
 }
 
 /// Readers look for the mark from the end, so a mark behind the real record, or a second record that fits, would let
@@ -180,6 +186,9 @@ void ZipIndexReader::resolveZip64(ZipEntry& entry, std::uint16_t disk) const {
     const auto extra = parseExtra(entry.extra);
     if (!extra) {
         input_.damaged(text("entry ", quoted(entry.name), " has malformed extra fields in the index"));
+    }
+    if (extra->renames(entry.name)) {
+        input_.damaged(text("entry ", quoted(entry.name), " has a field that gives it another name"));
     }
     bool isFirstDisk = disk == 0;
     if (extra->zip64) {

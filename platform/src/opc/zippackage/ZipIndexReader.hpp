@@ -36,6 +36,7 @@ private:
     };
 
     std::uint64_t findEndRecord() const;
+    std::uint64_t commentSize(std::uint64_t position) const;
     bool reachesEnd(std::uint64_t position) const;
     EndRecord readEndRecord() const;
     bool hasZip64(const EndRecord& end) const;

@@ -10,7 +10,7 @@
 namespace opc::zippackage {
 namespace {
 
-constexpr std::uint64_t kLongestEnd = kZip64EndSize + kZip64LocatorSize + kEndSize + kOnes16;
+constexpr std::uint64_t kLongestEnd = kZip64EndSize + kZip64LocatorSize + kEndSize + kOnes16 + 2;
 
 }  // namespace
 

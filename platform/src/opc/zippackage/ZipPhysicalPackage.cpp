@@ -25,12 +25,11 @@ namespace {
 /// A container that was opened for reading, with all that refers to it.
 class OpenContainer {
 public:
-    OpenContainer(std::unique_ptr<ReadableFile> file, const std::string& fileName, const Limits& limits,
-                  bool verifyContent)
+    OpenContainer(std::unique_ptr<ReadableFile> file, const std::string& fileName, const Limits& limits)
         : file_(std::move(file)),
           input_(*file_, fileName),
           index_(ZipIndexReader(input_, limits).read()),
-          reader_(input_, verifyContent) {}
+          reader_(input_) {}
 
     const ZipInput& input() const noexcept { return input_; }
     const ZipIndex& index() const noexcept { return index_; }
@@ -56,12 +55,10 @@ std::vector<PhysicalEntry> entriesOf(const ZipIndex& index) {
 
 class PXPLATFORM_LOCAL ZipPhysicalPackage::Impl {
 public:
-    Impl(const std::u16string& fileName, const FileSystemOpsSelector& selector, bool verifyContent,
-         const Limits& limits)
+    Impl(const std::u16string& fileName, const FileSystemOpsSelector& selector, const Limits& limits)
         : fileName_(fileName),
           displayName_(fl::i18n::to_string(fileName)),
           ops_(selector.getForPath(fileName)),
-          verifyContent_(verifyContent),
           limits_(limits) {}
 
     void open(OpenMode mode);
@@ -82,7 +79,6 @@ private:
     std::u16string fileName_;
     std::string displayName_;
     FileSystemOps ops_;
-    bool verifyContent_;
     Limits limits_;
     std::optional<OpenMode> mode_;
     std::unique_ptr<const OpenContainer> container_;
@@ -97,8 +93,7 @@ void ZipPhysicalPackage::Impl::open(OpenMode mode) {
         fileName_ = ops_.anchored(fileName_);
     }
     if (mode != OpenMode::Create) {
-        auto opened = std::make_unique<const OpenContainer>(ops_.openForReading(fileName_), displayName_, limits_,
-                                                            verifyContent_);
+        auto opened = std::make_unique<const OpenContainer>(ops_.openForReading(fileName_), displayName_, limits_);
         entries_ = entriesOf(opened->index());
         container_ = std::move(opened);
     }
@@ -193,9 +188,9 @@ void ZipPhysicalPackage::Impl::misused(std::string_view doing, const std::string
     throw Exception(ErrorKind::Misuse, text(doing, " package '", displayName_, "': ", found));
 }
 
-ZipPhysicalPackage::ZipPhysicalPackage(const std::u16string& fileName, const FileSystemOpsSelector& selector,
-                                       bool verifyContent, const Limits& limits)
-    : impl_(std::make_unique<Impl>(fileName, selector, verifyContent, limits)) {}
+ZipPhysicalPackage::ZipPhysicalPackage(const std::u16string& fileName, const FileSystemOpsSelector& selector, bool,
+                                       const Limits& limits)
+    : impl_(std::make_unique<Impl>(fileName, selector, limits)) {}
 
 ZipPhysicalPackage::~ZipPhysicalPackage() = default;
 

@@ -1,9 +1,10 @@
 #pragma once
 
+#include "fl/Bytes.hpp"
+
 #include <string>
 #include <string_view>
 #include <type_traits>
-#include <vector>
 
 namespace opc::zippackage {
 
@@ -22,7 +23,7 @@ std::string text(const Pieces&... pieces) {
     return all;
 }
 
-inline std::string_view asText(const std::vector<unsigned char>& bytes) {
+inline std::string_view asText(const fl::Bytes& bytes) {
     return {static_cast<const char*>(static_cast<const void*>(bytes.data())), bytes.size()};
 }
 

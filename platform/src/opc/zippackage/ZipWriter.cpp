@@ -19,8 +19,7 @@ ZipWriter::ZipWriter(std::string doing, foundation::storage::vfs::Replacement& o
                      const Limits& limits, Zip64From zip64From)
     : doing_(std::move(doing)), out_(out), codec_(codec), limits_(limits), zip64From_(zip64From) {}
 
-void ZipWriter::addContent(std::string_view name, const std::vector<unsigned char>& content,
-                           interfaces::CompressionType compression) {
+void ZipWriter::addContent(std::string_view name, const fl::Bytes& content, interfaces::CompressionType compression) {
     ZipEntry entry;
     entry.name = name;
     entry.size = content.size();

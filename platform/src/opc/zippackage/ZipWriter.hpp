@@ -19,8 +19,7 @@ public:
     ZipWriter(std::string doing, foundation::storage::vfs::Replacement& out, DeflateCodec& codec, const Limits& limits,
               Zip64From zip64From = Zip64From());
 
-    void addContent(std::string_view name, const std::vector<unsigned char>& content,
-                    interfaces::CompressionType compression);
+    void addContent(std::string_view name, const fl::Bytes& content, interfaces::CompressionType compression);
 
     /// Takes over the data of another container's entry, unread.
     void addCarried(const ZipInput& input, const ZipEntry& entry, const ZipEntryReader::Place& place);

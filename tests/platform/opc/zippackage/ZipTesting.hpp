@@ -44,8 +44,8 @@ void expectError(ErrorKind kind, const std::string& fragment, Call&& call) {
 /// Containers in a storage in memory.
 class ZipTest : public testing::Test {
 protected:
-    ZipPhysicalPackage package(const Limits& limits = Limits(), bool verify = true) {
-        return {u"f.zip", FileSystemOpsSelector(foundation::storage::vfs::StorageSystemReference(storage)), verify,
+    ZipPhysicalPackage package(const Limits& limits = Limits()) {
+        return {u"f.zip", FileSystemOpsSelector(foundation::storage::vfs::StorageSystemReference(storage)), true,
                 limits};
     }
 
