@@ -7,7 +7,7 @@ namespace opc {
 /// A source of bytes, read once from start to end. One object is used by one thread at a time.
 class PXPLATFORM_EXPORT InputStream {
 public:
-    virtual ~InputStream();
+    virtual ~InputStream() = default;
 
     /// Reads up to `count` bytes and returns how many; 0 only at the end (or for a count of 0).
     /// @throws opc::Exception, std::bad_alloc.

@@ -4,8 +4,6 @@
 
 namespace opc {
 
-InputStream::~InputStream() = default;
-
 void InputStream::transferTo(OutputStream& out) {
     std::array<unsigned char, 16384> buffer;
     while (const std::size_t count = read(buffer.data(), buffer.size())) {

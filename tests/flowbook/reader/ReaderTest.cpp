@@ -103,13 +103,6 @@ TEST(Reader, RefusesWhatItCannotOpen) {
     }
 }
 
-TEST(Reader, KeepsAnsweringFromTheVersionItOpened) {
-    const Book book("one_paragraph");
-    const FlowbookFileReader reader = book.reader();
-    book.set(support::fixture("encrypted"));
-    EXPECT_EQ(reader.getTARMICCode(), u"a\nb");
-}
-
 std::string time(const boost::posix_time::ptime& value) { return boost::posix_time::to_iso_extended_string(value); }
 
 Lines propertiesOf(const FlowbookFileReader& reader) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "fl/Bytes.hpp"
 #include "opc/Exception.hpp"
 
 #include <gtest/gtest.h>
@@ -8,8 +9,8 @@
 
 namespace opc::tests {
 
-inline std::vector<unsigned char> toBytes(const std::string& text) { return {text.begin(), text.end()}; }
-inline std::string toText(const std::vector<unsigned char>& bytes) { return {bytes.begin(), bytes.end()}; }
+inline fl::Bytes toBytes(const std::string& text) { return {text.begin(), text.end()}; }
+inline std::string toText(const fl::Bytes& bytes) { return {bytes.begin(), bytes.end()}; }
 
 inline std::string repeated(const std::string& text, std::size_t count) {
     std::string result;

@@ -33,7 +33,7 @@ struct PlannedEntry {
 /// a time. All failures are opc::Exception, saying the file's name.
 class PXPLATFORM_EXPORT IPhysicalPackage {
 public:
-    virtual ~IPhysicalPackage();
+    virtual ~IPhysicalPackage() = default;
 
     /// Reads the container's index, except for mode Create, which touches nothing.
     /// @throws opc::model::PackageNotFound when there is no such file.

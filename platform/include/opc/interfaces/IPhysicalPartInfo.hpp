@@ -8,7 +8,7 @@ namespace opc::interfaces {
 /// How a part is to be stored.
 class PXPLATFORM_EXPORT IPhysicalPartInfo {
 public:
-    virtual ~IPhysicalPartInfo();
+    virtual ~IPhysicalPartInfo() = default;
 
     virtual CompressionType getCompressionType() const noexcept = 0;
 

@@ -1,7 +1,0 @@
-#include "opc/OutputStream.hpp"
-
-namespace opc {
-
-OutputStream::~OutputStream() = default;
-
-}  // namespace opc
