@@ -27,9 +27,13 @@ constexpr auto kTimesAsTheyAre = CorePropertiesManager::DeterministicMode::Off;
 
 /// The code as it is when it has been stored and read.
 std::u16string asStored(const std::u16string& code) {
-    std::u16string text = FlowbookFileUtils::encodeControlCharacters(code);
-    for (std::size_t at = text.find(u'\r'); at != std::u16string::npos; at = text.find(u'\r', at + 1)) {
-        text.replace(at, at + 1 < text.size() && text[at + 1] == u'\n' ? 2 : 1, u"\n");
+    std::u16string text;
+    char16_t before = u'\0';
+    for (const char16_t unit : FlowbookFileUtils::encodeControlCharacters(code)) {
+        if (unit != u'\n' || before != u'\r') {
+            text.push_back(unit == u'\r' ? u'\n' : unit);
+        }
+        before = unit;
     }
     return text;
 }
