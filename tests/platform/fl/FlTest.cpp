@@ -36,6 +36,10 @@ TEST(I18n, Utf8ToUtf16) {
         EXPECT_EQ(utf8_to_ustring(utf8), utf16);
         EXPECT_EQ(ustring_to_utf8(utf16), utf8);
     }
+    for (std::size_t before = 4080; before != 4100; ++before) {  // where long texts are put together
+        const std::string text = std::string(before, 'a') + "\xF0\x9F\x98\x80\xC2\x80";
+        EXPECT_EQ(utf8_to_ustring(text), std::u16string(before, u'a') + u"\U0001F600\x80");
+    }
     EXPECT_THROW(codecvt_string_to_ustring("latin1"), std::invalid_argument);
 }
 

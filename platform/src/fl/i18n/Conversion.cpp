@@ -70,25 +70,31 @@ char* append(UChar32 character, char* to) {
     return to + length;
 }
 
+/// Makes the text piece by piece: a string of the whole length would first be filled with zeros.
 /// @param onMalformed  called with the offset of a malformed sequence; returns what to put there, or throws.
 template <class OnMalformed>
 std::u16string decode(std::string_view text, OnMalformed onMalformed) {
-    std::u16string result(text.size(), u'\0');  // a byte never becomes more than one unit
+    std::array<char16_t, 4096> piece;
+    const char16_t* const full = piece.data() + piece.size() - 2;  // room for one more character
+    std::u16string result;
+    result.reserve(text.size());  // a byte never becomes more than one unit
     const auto* from = reinterpret_cast<const std::uint8_t*>(text.data());
-    char16_t* to = result.data();
     const std::size_t end = text.size();
     for (std::size_t at = 0; at != end;) {
-        const std::size_t run = copyAscii(from + at, end - at, to);
-        at += run;
-        to += run;
-        while (at != end && !U8_IS_SINGLE(from[at])) {
-            const std::size_t start = at;
-            UChar32 character = 0;
-            U8_NEXT(from, at, end, character);
-            to = append(character < 0 ? onMalformed(start) : character, to);
+        char16_t* to = piece.data();
+        while (at != end && to < full) {
+            const std::size_t run = copyAscii(from + at, std::min(end - at, static_cast<std::size_t>(full - to)), to);
+            at += run;
+            to += run;
+            while (at != end && to < full && !U8_IS_SINGLE(from[at])) {
+                const std::size_t start = at;
+                UChar32 character = 0;
+                U8_NEXT(from, at, end, character);
+                to = append(character < 0 ? onMalformed(start) : character, to);
+            }
         }
+        result.append(piece.data(), to);
     }
-    result.resize(static_cast<std::size_t>(to - result.data()));
     return result;
 }
 
