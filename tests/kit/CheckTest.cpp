@@ -68,7 +68,7 @@ TEST(Check, TellsWhatReadingRefusesAndWhatItLetsPass) {
         {{{"i.png", "PNG"}}, {"picture.no-data-uri /i.png"}},
         {{{"i.png", "data:image/png;base64,?"}}, {"picture.malformed /i.png"}},
         {{{"i.png", "data:image/gif;base64,AAEC"}}, {"picture.type /i.png"}},
-        {{{"_rels/d.xml.rels", "<"}}, {"relationships.malformed /"}},
+        {{{"_rels/d.xml.rels", "<"}}, {"part.unreached /i.png", "relationships.malformed /"}},
         {{{"x.unknown", ""}}, {"part.untyped /x.unknown"}},
         {{{"d.xml", "<"}}, {"code.malformed /d.xml"}},
         {{{"d.xml", "\xFF"}}, {"code.malformed /d.xml"}},

@@ -14,5 +14,12 @@ void addSetCommand(CommandLine& line, Console& console);
 void addPartsCommand(CommandLine& line, Console& console);
 void addExtractCommand(CommandLine& line, Console& console);
 void addCopyCommand(CommandLine& line, Console& console);
+void addDigestCommand(CommandLine& line, Console& console);
+void addDiffCommand(CommandLine& line, Console& console);
+void addMergeCommand(CommandLine& line, Console& console);
+void addGitCommand(CommandLine& line, Console& console);
+void addCheckCommand(CommandLine& line, Console& console);
+void addCanonCommand(CommandLine& line, Console& console);
+void addRepairCommand(CommandLine& line, Console& console);
 
 }  // namespace flowbook::tool

@@ -20,6 +20,13 @@ void addCommands(CommandLine& line, Console& console) {
     addNewCommand(line, console);
     addSetCommand(line, console);
     addCopyCommand(line, console);
+    addDigestCommand(line, console);
+    addDiffCommand(line, console);
+    addMergeCommand(line, console);
+    addGitCommand(line, console);
+    addCheckCommand(line, console);
+    addCanonCommand(line, console);
+    addRepairCommand(line, console);
 }
 
 void run(Console& console, const std::vector<std::string>& arguments) {

@@ -16,7 +16,7 @@ using foundation::storage::vfs::StorageSystemReference;
 
 namespace {
 
-void putFile(const std::u16string& name, const Bytes& content, bool replace) {
+void replaceFile(const std::u16string& name, const Bytes& content, bool replace) {
     GuardedStorage storage;
     std::unique_ptr<ReadableFile> old;
     if (replace && storage.exists(name)) {
@@ -39,22 +39,24 @@ Bytes makeFlowbook(const std::u16string& name, const std::function<void(Flowbook
     return memory->get(name);
 }
 
-void createFlowbook(Sink& out, const std::string& argument, bool replace,
-                    const std::function<void(FlowbookFileWriter&)>& fill) {
+void putFile(Sink& out, const std::string& argument, const Bytes& content, bool replace) {
     if (argument == "-") {
         Output::requireFitForBytes(replace);
-        const Bytes content = makeFlowbook(u"standard output.tqx", fill);
         out.write(content.data(), content.size());
         return;
     }
-    const std::u16string name = fromArgument(argument);
-    const Bytes content = makeFlowbook(name, fill);
     try {
-        putFile(name, content, replace);
+        replaceFile(fromArgument(argument), content, replace);
     } catch (const StorageError& error) {
         const bool exists = error.kind() == StorageErrorKind::Conflict && !replace;
         throw Failure(ExitCode::InputOutput, argument, exists ? "exists already; --force replaces it" : error.what());
     }
+}
+
+void createFlowbook(Sink& out, const std::string& argument, bool replace,
+                    const std::function<void(FlowbookFileWriter&)>& fill) {
+    const std::u16string name = argument == "-" ? u"standard output.tqx" : fromArgument(argument);
+    putFile(out, argument, makeFlowbook(name, fill), replace);
 }
 
 }  // namespace flowbook::tool

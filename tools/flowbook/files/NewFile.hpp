@@ -14,9 +14,13 @@ namespace flowbook::tool {
 ///              FlowbookInvalidFileName for a name that could not be read again.
 Bytes makeFlowbook(const std::u16string& name, const std::function<void(FlowbookFileWriter&)>& fill);
 
-/// Makes a flowbook and puts it, complete, into the file that `argument` names; "-" is standard output.
+/// Puts bytes, at once or not at all, into the file that `argument` names; "-" is standard output.
 /// @param replace  whether a file that is there may be replaced, and bytes written to a terminal.
-/// @throws as makeFlowbook(), and Failure.
+/// @throws Failure.
+void putFile(Sink& out, const std::string& argument, const Bytes& content, bool replace);
+
+/// Makes a flowbook and puts it, complete, into the file that `argument` names; "-" is standard output.
+/// @throws as makeFlowbook() and putFile().
 void createFlowbook(Sink& out, const std::string& argument, bool replace,
                     const std::function<void(FlowbookFileWriter&)>& fill);
 

@@ -89,6 +89,8 @@ fl::Bytes mergeProperties(fl::Bytes flowbook, const Document* base, const Docume
         }
         if (value && value != present[i].value) {
             changes[label] = *value;
+        } else if (!value && present[i].value) {
+            conflicts.push_back({label, "one side removed it; kept as the other has it"});
         }
     }
     return changes.empty() ? flowbook : withProperties(std::move(flowbook), changes);

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <string>
+
+namespace flowbook::tool {
+
+/// The text form of a file. Messages in it call the file "flowbook", so that two damaged files with the same damage
+/// give the same text. @throws Failure when the file cannot be read.
+std::string textOf(const std::string& argument);
+
+}  // namespace flowbook::tool

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace flowbook::tool {
+
+/// A folder that only the user can look into; gone with the object, with the files that were put there.
+class TemporaryFolder {
+public:
+    /// In the folder that TMPDIR names, else in /tmp. @throws Failure.
+    TemporaryFolder();
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+    ~TemporaryFolder();
+
+    /// Writes a file and returns its path. @throws Failure.
+    std::string put(const std::string& name, std::string_view content) const;
+
+private:
+    std::string path_;
+};
+
+}  // namespace flowbook::tool
