@@ -85,8 +85,8 @@ std::u16string FlowbookFileReader::FlowbookFileReaderImpl::getTARMICCode() const
     if (!code_) {
         try {
             code_ = richCode_ ? FlowbookFileUtils::getTARMICCodeFromRichTARMICCode(*richCode_) : findCode();
-        } catch (const opc::model::InvalidXMLDocument&) {
-            detail::throwInternal(FlowbookNotFound(fileName_));
+        } catch (const opc::model::InvalidXMLDocument& failure) {
+            detail::throwInternal(FlowbookNotFound(fileName_), failure);
         }
     }
     return *code_;

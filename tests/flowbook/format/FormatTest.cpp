@@ -70,6 +70,8 @@ TEST(Exceptions, TellTheKindOfThePackageLibrarysFailure) {
         {[] { Book("dangling").reader().isPlainCode(); }, "not-found"},
         {[] { Book("external").reader().isPlainCode(); }, "damaged"},
         {[] { Book("no_code").reader().isPlainCode(); }, "none"},
+        {[] { Book("xxe").reader().getTARMICCode(); }, "damaged"},
+        {[] { Book("deep").reader().getTARMICCode(); }, "limit"},
         {closeInConflict, "conflict"},
     };
     for (const auto& [call, kind] : cases) {

@@ -92,7 +92,9 @@ Diagnosis diagnosisOf(const FlowbookExceptionBase& failure) {
                 "the name of a flowbook ends in .tqx or .tqapp"};
     }
     if (isA<FlowbookNotFound>(failure)) {
-        return ofKind("damaged", "there is no code in it, or none that can be read");
+        const bool isTooLarge = attachedKind(failure) == "limit";
+        return ofKind(attachedKind(failure), isTooLarge ? "its code is a document beyond the limits on what is parsed"
+                                                        : "there is no code in it, or none that can be read");
     }
     return isA<FlowbookFileReaderPackageNotFound>(failure) ? ofKind("not-found", "there is no such file")
                                                            : ofKind(attachedKind(failure), inWords(failure.what()));
