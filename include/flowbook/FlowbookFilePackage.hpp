@@ -38,6 +38,9 @@ public:
     /// changed.
     FlowbookFilePackage(std::vector<Part>& parts, std::vector<Relationship>& relationships);
 
+    /// As above, without copying.
+    FlowbookFilePackage(std::vector<Part>&& parts, std::vector<Relationship>&& relationships) noexcept;
+
     /// A new flowbook whose document part has the given bytes, unchecked.
     /// @throws as the default constructor.
     explicit FlowbookFilePackage(std::vector<unsigned char>& documentContent);

@@ -6,6 +6,7 @@
 #include "opc/OutputStream.hpp"
 
 #include <boost/date_time/posix_time/ptime.hpp>
+#include <cstddef>
 #include <memory>
 #include <string>
 
@@ -62,8 +63,13 @@ public:
 
     /// The whole flowbook in memory: the parts that the flowbook's package relationships lead to, the
     /// parts that those refer to, and the relationships of them all. A part reached twice is in it
-    /// twice. @throws opc::Exception when a relationship leads to no part of the package.
+    /// twice. @throws opc::Exception when a relationship leads to no part of the package;
+    ///         FlowbookFileReaderGenericException (of kind "limit") when parts that are reached again would add more
+    ///         than kMaxRepeatedBytes to the snapshot, so that a small file cannot fill the memory.
     FlowbookFilePackage read() const;
+
+    /// Bytes of content, names and relationships.
+    static constexpr std::size_t kMaxRepeatedBytes = std::size_t{256} << 20;
 
 private:
     class FlowbookFileReaderImpl;

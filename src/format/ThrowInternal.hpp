@@ -23,6 +23,13 @@ auto attachKind(Thrown& thrown, const Cause& cause, int)
 template <class Thrown, class Cause>
 void attachKind(Thrown&, const Cause&, long) {}
 
+/// The kind of a failure that the library finds itself.
+struct OwnKind {
+    const char* name;
+    const OwnKind& kind() const noexcept { return *this; }
+};
+inline const char* nameOf(const OwnKind& kind) noexcept { return kind.name; }
+
 /// Every throw of the library goes through here, so that callers may catch a failure by its class or
 /// by the framework's interfaces.
 template <class T>
@@ -30,7 +37,7 @@ template <class T>
     throw Internal<T>(error);
 }
 
-/// As above, with the kind of the failure that it was made from.
+/// As above, with the kind of the failure that it was made from, or an OwnKind.
 template <class T, class Cause>
 [[noreturn]] void throwInternal(const T& error, const Cause& cause) {
     Internal<T> thrown(error);

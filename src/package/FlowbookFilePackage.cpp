@@ -27,6 +27,9 @@ FlowbookFilePackage::FlowbookFilePackage()
 FlowbookFilePackage::FlowbookFilePackage(std::vector<Part>& parts, std::vector<Relationship>& relationships)
     : parts_(parts), relationships_(relationships) {}
 
+FlowbookFilePackage::FlowbookFilePackage(std::vector<Part>&& parts, std::vector<Relationship>&& relationships) noexcept
+    : parts_(std::move(parts)), relationships_(std::move(relationships)) {}
+
 FlowbookFilePackage::FlowbookFilePackage(std::vector<unsigned char>& documentContent)
     : parts_{createDocumentPartWithContent(documentContent), createEmptyOutputPart()},
       relationships_{createDocumentRelationship(), createOutputRelationship()} {}

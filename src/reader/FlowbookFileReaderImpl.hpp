@@ -52,11 +52,13 @@ private:
     T get_opc_core_property(boost::function<boost::optional<T>(opc::pxservices::CoreProperties*)> getter,
                             const char* propertyName) const;
 
-    std::vector<SnapshotPart> readPackageParts() const;
-    std::vector<SnapshotPart> readPackageParts(const std::u16string& relationshipType) const;
-    std::vector<SnapshotPart> readInternalParts(const SnapshotPart& part) const;
+    class Repeats;
+
+    std::vector<SnapshotPart> readPackageParts(Repeats& repeats) const;
+    std::vector<SnapshotPart> readPackageParts(const std::u16string& relationshipType, Repeats& repeats) const;
+    std::vector<SnapshotPart> readInternalParts(const SnapshotPart& part, Repeats& repeats) const;
     SnapshotPart readPart(const opc::model::Part& part) const;
-    SnapshotPart readTarget(const opc::model::Relationship& relationship) const;
+    SnapshotPart readTarget(const opc::model::Relationship& relationship, Repeats& repeats) const;
     std::vector<SnapshotRelationship> readPackageRelationships() const;
     std::vector<SnapshotRelationship> readPackageRelationship(const std::u16string& relationshipType) const;
     std::vector<SnapshotRelationship> readPartRelationships(const opc::model::Part& part) const;

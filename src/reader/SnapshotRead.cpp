@@ -1,9 +1,13 @@
+#include "fl/i18n/Conversion.hpp"
+#include "flowbook/FlowbookExceptions.hpp"
 #include "format/LogChannel.hpp"
+#include "format/ThrowInternal.hpp"
 #include "opc/ByteArrayOutAdaptor.hpp"
 #include "opc/StreamHelper.hpp"
 #include "reader/FlowbookFileReaderImpl.hpp"
 
 #include <iterator>
+#include <set>
 
 namespace flowbook {
 
@@ -41,22 +45,61 @@ void logContent(const std::vector<unsigned char>& content) {
     }
 }
 
-}  // namespace
-
-FlowbookFilePackage FlowbookFileReader::FlowbookFileReaderImpl::read() const {
-    std::vector<SnapshotPart> parts = readPackageParts();
-    std::vector<SnapshotRelationship> relationships = readPackageRelationships();
-    return {parts, relationships};
+std::size_t sizeOf(const FlowbookFilePackage::Part& part) {
+    std::size_t units = part.partName.size() + part.contentType.size();
+    for (const auto& relationship : part.relationships) {
+        units += relationship.type.size() + relationship.target.size() + relationship.id.size();
+    }
+    return part.content.size() + part.relationships.size() * sizeof(FlowbookFilePackage::Relationship) +
+           units * sizeof(char16_t) + sizeof part;
 }
 
-std::vector<FlowbookFilePackage::Part> FlowbookFileReader::FlowbookFileReaderImpl::readPackageParts() const {
+}  // namespace
+
+/// Adds up what parts that are reached again add to a snapshot.
+class FlowbookFileReader::FlowbookFileReaderImpl::Repeats {
+public:
+    explicit Repeats(const std::u16string& fileName) : fileName_(fileName) {}
+
+    void add(const SnapshotPart& part) {
+        if (names_.insert(fl::i18n::to_lower(part.partName)).second) {
+            return;
+        }
+        bytes_ += sizeOf(part);
+        if (bytes_ > kMaxRepeatedBytes) {
+            detail::throwInternal(
+                FlowbookFileReaderGenericException(
+                    fileName_, "Internal Exception in reading Flowbook file : relationships lead to the same parts so "
+                               "often that their copies take more than the limit kMaxRepeatedBytes of " +
+                                   std::to_string(kMaxRepeatedBytes) + " bytes permits, the last one " +
+                                   fl::i18n::to_string(part.partName.substr(0, kShownName))),
+                detail::OwnKind{"limit"});
+        }
+    }
+
+private:
+    static constexpr std::size_t kShownName = 100;
+
+    const std::u16string& fileName_;
+    std::set<std::u16string> names_;
+    std::size_t bytes_ = 0;
+};
+
+FlowbookFilePackage FlowbookFileReader::FlowbookFileReaderImpl::read() const {
+    Repeats repeats(fileName_);
+    std::vector<SnapshotPart> parts = readPackageParts(repeats);
+    return {std::move(parts), readPackageRelationships()};
+}
+
+std::vector<FlowbookFilePackage::Part>
+FlowbookFileReader::FlowbookFileReaderImpl::readPackageParts(Repeats& repeats) const {
     std::vector<SnapshotPart> parts;
     for (const std::u16string& type : FlowbookFilePackage::getPackageRelationshipTypes()) {
-        std::vector<SnapshotPart> direct = readPackageParts(type);
+        std::vector<SnapshotPart> direct = readPackageParts(type, repeats);
         std::vector<SnapshotPart> internal;
         for (const SnapshotPart& part : direct) {
             if (!part.relationships.empty()) {
-                appendTo(internal, readInternalParts(part));
+                appendTo(internal, readInternalParts(part, repeats));
             }
         }
         appendTo(parts, std::move(direct));
@@ -66,27 +109,30 @@ std::vector<FlowbookFilePackage::Part> FlowbookFileReader::FlowbookFileReaderImp
 }
 
 std::vector<FlowbookFilePackage::Part>
-FlowbookFileReader::FlowbookFileReaderImpl::readPackageParts(const std::u16string& relationshipType) const {
+FlowbookFileReader::FlowbookFileReaderImpl::readPackageParts(const std::u16string& relationshipType,
+                                                             Repeats& repeats) const {
     std::vector<SnapshotPart> parts;
     for (const Relationship& relationship : package_->getRelationshipsByType(relationshipType)) {
-        parts.push_back(readTarget(relationship));
+        parts.push_back(readTarget(relationship, repeats));
     }
     return parts;
 }
 
 std::vector<FlowbookFilePackage::Part>
-FlowbookFileReader::FlowbookFileReaderImpl::readInternalParts(const SnapshotPart& part) const {
+FlowbookFileReader::FlowbookFileReaderImpl::readInternalParts(const SnapshotPart& part, Repeats& repeats) const {
     const opc::model::Part source = package_->getPart(PartName(part.partName));
     std::vector<SnapshotPart> parts;
     for (const Relationship& relationship : source.getRelationships(ExcludeMode::None)) {
-        parts.push_back(readTarget(relationship));
+        parts.push_back(readTarget(relationship, repeats));
     }
     return parts;
 }
 
-FlowbookFilePackage::Part
-FlowbookFileReader::FlowbookFileReaderImpl::readTarget(const Relationship& relationship) const {
-    return readPart(package_->getPart(PartName(relationship.getTargetURI())));
+FlowbookFilePackage::Part FlowbookFileReader::FlowbookFileReaderImpl::readTarget(const Relationship& relationship,
+                                                                                 Repeats& repeats) const {
+    SnapshotPart part = readPart(package_->getPart(PartName(relationship.getTargetURI())));
+    repeats.add(part);
+    return part;
 }
 
 FlowbookFilePackage::Part FlowbookFileReader::FlowbookFileReaderImpl::readPart(const opc::model::Part& part) const {

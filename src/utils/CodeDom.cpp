@@ -3,9 +3,9 @@
 #include "format/Vocabulary.hpp"
 #include "opc/model/XercesGuard.hpp"
 #include "opc/model/XercesHelper.hpp"
+#include "utils/XercesPtr.hpp"
 
 #include <boost/algorithm/string/join.hpp>
-#include <memory>
 #include <vector>
 #include <xercesc/dom/DOM.hpp>
 
@@ -16,10 +16,7 @@ using xercesc::DOMElement;
 
 namespace {
 
-struct ReleaseParser {
-    void operator()(xercesc::DOMLSParser* parser) const { parser->release(); }
-};
-using Parser = std::unique_ptr<xercesc::DOMLSParser, ReleaseParser>;
+using Parser = XercesPtr<xercesc::DOMLSParser>;
 
 Parser makeParser() {
     Parser parser(XercesHelper::createParser());

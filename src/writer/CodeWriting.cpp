@@ -5,7 +5,6 @@
 #include "opc/ByteArrayOutAdaptor.hpp"
 #include "opc/StreamHelper.hpp"
 #include "opc/model/StandardPartInfo.hpp"
-#include "opc/model/XercesHelper.hpp"
 #include "writer/FlowbookFileWriterImpl.hpp"
 #include "writer/RichCodeDocument.hpp"
 
@@ -20,7 +19,6 @@ using opc::model::Relationship;
 using opc::model::StandardPartInfo;
 using opc::model::TargetMode;
 using opc::model::URI;
-using opc::model::XercesHelper;
 
 namespace {
 
@@ -32,9 +30,9 @@ StandardPartInfo standardInfo() { return {CompressionType::Normal, 0}; }
 
 void FlowbookFileWriter::FlowbookFileWriterImpl::setTARMICCode(const std::u16string& code) {
     detail::log(logger, detail::kLogProgress, "Starting to encode control characters");
-    const std::u16string encoded = FlowbookFileUtils::encodeControlCharacters(code);
+    std::u16string encoded = FlowbookFileUtils::encodeControlCharacters(code);
     detail::log(logger, detail::kLogProgress, "Finished encoding control characters");
-    richCodeDocument_ = detail::createRichCodeDocument(encoded);
+    plainCode_ = std::move(encoded);
     isPlainCode_ = true;
     detail::log(logger, detail::kLogProgress, "Writing TARMIC Code part");
     writeTARMICCodePart();
@@ -48,7 +46,7 @@ void FlowbookFileWriter::FlowbookFileWriterImpl::setEncryptedRichTARMICCode(opc:
     opc::ByteArrayOutAdaptor bytes(code);
     opc::StreamHelper::copyStreamToStream(stream, bytes);
     encryptedRichCode_ = std::move(code);
-    richCodeDocument_.reset();
+    plainCode_ = boost::none;
     isPlainCode_ = false;
     writeTARMICCodePart();
 }
@@ -58,10 +56,10 @@ void FlowbookFileWriter::FlowbookFileWriterImpl::writeTARMICCodePart() {
         writeEncryptedRichCode();
         return;
     }
-    if (richCodeDocument_ == nullptr && !fileExisted_) {
-        richCodeDocument_ = detail::createRichCodeDocument(u"");
+    if (!plainCode_ && !fileExisted_) {
+        plainCode_.emplace();
     }
-    if (richCodeDocument_ != nullptr) {
+    if (plainCode_) {
         writeRichCode();
     }
 }
@@ -71,23 +69,14 @@ void FlowbookFileWriter::FlowbookFileWriterImpl::writeRichCode() {
     if (isPlainCode_) {
         contentType.addParameter(format::kPlainCodeParameter, format::kPlainCodeValue);
     }
-    Bytes content;
-    opc::ByteArrayOutAdaptor out(content);
-    XercesHelper::writeDocumentToStream(getDOMWriter(), richCodeDocument_.get(), out);
-    writePart(PartName(format::kDocumentPartName), contentType, format::kDocumentRelationshipType, content);
+    writePart(PartName(format::kDocumentPartName), contentType, format::kDocumentRelationshipType,
+              detail::richCode(*plainCode_));
 }
 
 void FlowbookFileWriter::FlowbookFileWriterImpl::writeEncryptedRichCode() {
     ContentType contentType(format::kDocumentContentType);
     contentType.addParameter(format::kEncryptionParameter, format::kEncryptionValue);
     writePart(PartName(format::kDocumentPartName), contentType, format::kDocumentRelationshipType, *encryptedRichCode_);
-}
-
-xercesc::DOMLSSerializer* FlowbookFileWriter::FlowbookFileWriterImpl::getDOMWriter() {
-    if (domSerializer_ == nullptr) {
-        domSerializer_.reset(XercesHelper::createWriter());
-    }
-    return domSerializer_.get();
 }
 
 void FlowbookFileWriter::FlowbookFileWriterImpl::writePart(const PartName& partName, const ContentType& contentType,

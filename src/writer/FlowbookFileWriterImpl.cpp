@@ -104,7 +104,8 @@ void FlowbookFileWriter::FlowbookFileWriterImpl::setupBackupOptions() {
 void FlowbookFileWriter::FlowbookFileWriterImpl::close(bool revertChanges) {
     if (isPartIncomplete_ && !revertChanges) {
         detail::throwInternal(
-            writingFailure(fileName_, "the code part was left incomplete when setting the code failed"));
+            writingFailure(fileName_, "the code part was left incomplete when setting the code failed"),
+            detail::OwnKind{"misuse"});
     }
     try {
         if (revertChanges) {

@@ -3,10 +3,8 @@
 #include "flowbook/FlowbookFileWriter.hpp"
 #include "opc/FileSystemOpsSelector.hpp"
 #include "opc/model/Package.hpp"
-#include "opc/model/XercesGuard.hpp"
 #include "opc/pxservices/CorePropertiesManager.hpp"
 #include "opc/zippackage/ZipPhysicalPackage.hpp"
-#include "writer/XercesOwnership.hpp"
 
 #include <boost/optional.hpp>
 #include <vector>
@@ -56,7 +54,6 @@ private:
     void writeTARMICCodePart();
     void writeRichCode();
     void writeEncryptedRichCode();
-    xercesc::DOMLSSerializer* getDOMWriter();
 
     /// Creates, or replaces, the part that the first package relationship of a type leads to, and gives it its
     /// content. A part of another content type is made anew, under the name that it had.
@@ -72,8 +69,6 @@ private:
     void deletePackageParts();
     void deletePartRelationships(const opc::model::Part& part);
 
-    /// Outlives the documents and the serializer below.
-    opc::model::XercesGuard xercesGuard_;
     opc::FileSystemOpsSelector fileSystemOpsSelector_;
     std::unique_ptr<opc::zippackage::ZipPhysicalPackage> zipPackage_;
     std::unique_ptr<opc::model::Package> package_;
@@ -82,9 +77,8 @@ private:
     std::u16string backupFileName_;
     std::u16string coreContentType_;
     std::u16string coreContentTypeFriendlyName_;
-    detail::DocumentPtr richCodeDocument_;
+    boost::optional<std::u16string> plainCode_;  ///< without what XML forbids
     boost::optional<Bytes> encryptedRichCode_;
-    detail::SerializerPtr domSerializer_;
     overridable_properties overridableProperties_;
     bool fileExisted_ = false;
     bool isPlainCode_ = false;

@@ -159,5 +159,19 @@ TEST(Reader, CopiesThePackageOneLevelDeep) {
     }
 }
 
+TEST(Reader, BoundsWhatRepeatedPartsAddToASnapshot) {
+    std::vector<FlowbookFilePackage::Part> parts = {{{}, u"text/xml", u"/tarmic/document.xml", {}},
+                                                    {support::Bytes(8U << 20), u"image/png", u"/big.png", {}}};
+    std::vector<FlowbookFilePackage::Relationship> package = {
+        {support::longType(u"document"), u"tarmic/document.xml", u"", true}};
+    for (const char* name : {"/big.png", "/BIG.png"}) {
+        const FlowbookFilePackage::Relationship image{u"x:i", std::u16string(name, name + 8), u"", true};
+        parts[0].relationships.insert(parts[0].relationships.end(), 20, image);
+    }
+    const Book book;
+    book.update([&](FlowbookFileWriter& writer) { writer.write(FlowbookFilePackage(parts, package)); });
+    EXPECT_PRED2(matches, kGeneric, outcome([&] { return book.reader().read(), "read"; }));
+}
+
 }  // namespace
 }  // namespace flowbook

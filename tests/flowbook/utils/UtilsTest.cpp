@@ -30,6 +30,10 @@ std::string body(const std::string& paragraphs) { return document("<w:body>" + p
 
 std::string times(const std::string& tag, int count) { return count == 0 ? "" : tag + times(tag, count - 1); }
 
+std::string declarations(int count) {
+    return count == 0 ? "" : " xmlns:n" + std::to_string(count) + "=\"urn:n\"" + declarations(count - 1);
+}
+
 TEST(RichCode, GivesItsCodeParagraphs) {
     const std::string run = "<w:r><w:t>no</w:t></w:r>";
     const std::string malformed = "opc::InvalidXMLDocument: *";
@@ -52,7 +56,9 @@ TEST(RichCode, GivesItsCodeParagraphs) {
         {body(code("<\xC3\xA4/>a<x:b xmlns:x=\"urn:x\"/>")), "a"},
         {"<?xml version=\"1.1\"?>" + body(code("a\xC2\x85")), "a\n"},
         {body(code(times("<w:b>", 100) + "a" + times("</w:b>", 100))), "a"},
-        {body(times("<a xmlns:b=\"urn:b\"/>", 100) + code("a")), "a"},
+        {body("<a" + declarations(100) + "/>" + code("a")), "a"},
+        {document(code("no") + "<w:body>" + code("a") + "</w:body>" + code("no")), "a"},
+        {body("<w:x>" + code("no") + "</w:x>" + code("a")), "a"},
         {"x = 1", malformed},
         {body(code("a")) + "x", malformed},
         {body(code("&undefined;")), malformed},

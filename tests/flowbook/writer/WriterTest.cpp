@@ -7,6 +7,7 @@
 #include "opc/zippackage/ZipPhysicalPackage.hpp"
 #include "support/Flowbooks.hpp"
 #include "support/TempDir.hpp"
+#include "writer/RichCodeDocument.hpp"
 
 #include <algorithm>
 #include <cstdlib>
@@ -164,6 +165,7 @@ TEST(Writer, WritesThisDocument) {
         const Book book;
         book.update([&code = code](FlowbookFileWriter& writer) { writer.setTARMICCode(code); });
         EXPECT_EQ(text(book.reader().getRichTARMICCode()), expected);
+        EXPECT_EQ(text(detail::richCodeByDom(code)), expected);
     }
 }
 
