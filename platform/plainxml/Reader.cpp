@@ -172,6 +172,9 @@ bool Reader::pseudoAttribute(std::string_view name, std::string_view value, std:
 }
 
 bool Reader::content(std::u16string* text) {
+    if (end_ - at_ > 1 && at_[0] == '<' && at_[1] != '!') {
+        return true;  // tag follows tag
+    }
     Widening widening(text);
     const bool isSure = Characters(at_, end_, widening).takeText();
     widening.flush();

@@ -80,20 +80,20 @@ private:
         std::size_t start = 0;  ///< of its line in the code
     };
 
-    bool isNamed(const std::string& local) const { return reader_.local() == local && reader_.ns() == names().ns; }
+    bool isNamed(const std::string& local) const { return reader_.local() == local && reader_.ns() == names_.ns; }
 
     /// @returns whether the element holds nothing that the document may mean otherwise than it stands there.
     bool startElement() {
         switch (++depth_) {
         case 2:
-            body_.enter(isNamed(names().body));
+            body_.enter(isNamed(names_.body));
             return true;
         case 3:
-            enterParagraph(body_.isOpen() && isNamed(names().paragraph));
+            enterParagraph(body_.isOpen() && isNamed(names_.paragraph));
             return true;
         case 4:
-            if (isInParagraph_ && !paragraph_.properties.enter(isNamed(names().properties))) {
-                paragraph_.run.enter(isNamed(names().run));
+            if (isInParagraph_ && !paragraph_.properties.enter(isNamed(names_.properties))) {
+                paragraph_.run.enter(isNamed(names_.run));
             }
             return true;
         case 5:
@@ -114,16 +114,16 @@ private:
 
     bool enterInner() {
         if (paragraph_.run.isOpen()) {
-            paragraph_.text.enter(isNamed(names().text));
-        } else if (paragraph_.properties.isOpen() && paragraph_.style.enter(isNamed(names().style))) {
+            paragraph_.text.enter(isNamed(names_.text));
+        } else if (paragraph_.properties.isOpen() && paragraph_.style.enter(isNamed(names_.style))) {
             return takeStyle();
         }
         return true;
     }
 
     bool takeStyle() {
-        const Reader::Attribute* const value = reader_.attribute(names().ns, names().value);
-        paragraph_.isCode = value != nullptr && value->value == names().codeStyle;
+        const Reader::Attribute* const value = reader_.attribute(names_.ns, names_.value);
+        paragraph_.isCode = value != nullptr && value->value == names_.codeStyle;
         return value == nullptr || value->isVerbatim;
     }
 
@@ -158,6 +158,7 @@ private:
         hasLines_ = hasLines_ || isLine;
     }
 
+    const Names& names_ = names();
     Reader reader_;
     std::size_t depth_ = 0;
     FirstChild body_;
