@@ -1,10 +1,14 @@
 #!/usr/bin/env bash
-# Makes a flowbook without the library and reads it with the command. usage: demo.sh FLOWBOOK_COMMAND
+# Makes a flowbook of code and a picture, shows it, changes it and reads it back. usage: demo.sh FLOWBOOK_COMMAND
 set -euo pipefail
 
 flowbook=$(realpath -e "$1")
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
-example=build/demo/example.tqx
+mkdir -p build/demo
+cp examples/mean.txt examples/mean.svg build/demo
+cd build/demo
+rm -f mean.tqx
+PATH="$(dirname "$flowbook"):$PATH"
 
 show() {
     printf '$ %s\n' "$*"
@@ -12,8 +16,8 @@ show() {
     echo
 }
 
-mkdir -p "$(dirname "$example")"
-PATH="$(dirname "$flowbook"):$PATH"
-show python3 examples/make_example.py "$example"
-show flowbook info "$example"
-show flowbook cat "$example"
+show flowbook new mean.tqx --code mean.txt --image mean.svg --title 'Running mean' --version 1.2
+show flowbook info mean.tqx
+show flowbook set mean.tqx --version 1.3 --description 'Smooths a signal with a window of five samples'
+show flowbook info mean.tqx
+show flowbook cat mean.tqx

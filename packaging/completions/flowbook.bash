@@ -1,29 +1,31 @@
 # Completes the flowbook command in bash.
 _flowbook() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} word command='' options words=''
+    local commands='cat info parts extract new set copy' inputs='--files-from -0 --null -j --jobs'
 
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
         case $word in
-        cat | info | parts | extract | new | set | copy)
+        cat | info | parts | extract | new | set | copy | help)
             command=$word
             break
             ;;
         esac
     done
     case $command in
-    cat) options='--format' ;;
-    info | parts) options='--json' ;;
+    cat) options="$inputs --json --format --force" ;;
+    info | parts) options="$inputs --json" ;;
     extract) options='-d --directory --code --images --part --force' ;;
     new) options='--code --rich --image --title --description --version --force' ;;
-    set) options='--code --title --description --version' ;;
+    set) options="$inputs --code --flatten --rich --title --description --version" ;;
     copy) options='--force' ;;
-    *) options='--version' words='cat info parts extract new set copy' ;;
+    help) words=$commands ;;
+    *) options='--version' words="$commands help" ;;
     esac
 
     COMPREPLY=()
     case $previous in
     --format) words='text xml raw' ;;
-    --title | --description | --version | --part) return ;;
+    --title | --description | --version | --part | -j | --jobs) return ;;
     -d | --directory)
         compopt -o filenames
         mapfile -t COMPREPLY < <(compgen -d -- "$current")
@@ -39,7 +41,7 @@ _flowbook() {
     fi
     compopt -o filenames
     case $previous in
-    --code | --rich | --image) mapfile -t COMPREPLY < <(compgen -f -- "$current") ;;
+    --code | --rich | --image | --files-from) mapfile -t COMPREPLY < <(compgen -f -- "$current") ;;
     *)
         mapfile -t COMPREPLY < <(
             compgen -d -- "$current"

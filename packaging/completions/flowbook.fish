@@ -1,5 +1,6 @@
 # Completes the flowbook command in fish.
-set -l commands cat info parts extract new set copy
+set -l commands cat info parts extract new set copy help
+set -l many '__fish_seen_subcommand_from cat info parts set'
 set -l none "not __fish_seen_subcommand_from $commands"
 
 complete -c flowbook -s h -l help -d 'Print help'
@@ -12,17 +13,24 @@ complete -c flowbook -n $none -f -a new -d 'Create a flowbook'
 complete -c flowbook -n $none -f -a set -d 'Change the code or properties'
 complete -c flowbook -n $none -f -a copy -d 'Write what the flowbook consists of into a new file'
 
+complete -c flowbook -n $none -f -a help -d 'Print help'
+
+complete -c flowbook -n '__fish_seen_subcommand_from help' -f -a 'cat info parts extract new set copy'
+complete -c flowbook -n $many -l files-from -r -d 'Take further names from this file'
+complete -c flowbook -n $many -s 0 -l null -d 'The names of --files-from end in NUL'
+complete -c flowbook -n $many -s j -l jobs -x -d 'How many files to work on at once'
 complete -c flowbook -n '__fish_seen_subcommand_from cat' -l format -x -a 'text xml raw' -d 'What to print'
-complete -c flowbook -n '__fish_seen_subcommand_from info parts' -l json -d 'Print JSON'
+complete -c flowbook -n '__fish_seen_subcommand_from cat info parts' -l json -d 'Print JSON'
 complete -c flowbook -n '__fish_seen_subcommand_from extract' -s d -l directory -x -a '(__fish_complete_directories)' \
     -d 'Folder to unpack into'
 complete -c flowbook -n '__fish_seen_subcommand_from extract' -l code -d 'The plain code'
 complete -c flowbook -n '__fish_seen_subcommand_from extract' -l images -d 'The pictures'
 complete -c flowbook -n '__fish_seen_subcommand_from extract' -l part -x -d 'The part of this name'
 complete -c flowbook -n '__fish_seen_subcommand_from new set' -l code -r -d 'File with plain code'
-complete -c flowbook -n '__fish_seen_subcommand_from new' -l rich -r -d 'File with a rich code document'
+complete -c flowbook -n '__fish_seen_subcommand_from set' -l flatten -d 'Drop what is around the code, if need be'
+complete -c flowbook -n '__fish_seen_subcommand_from new set' -l rich -r -d 'File with a rich code document'
 complete -c flowbook -n '__fish_seen_subcommand_from new' -l image -r -d 'File with a picture'
 complete -c flowbook -n '__fish_seen_subcommand_from new set' -l title -x -d Title
 complete -c flowbook -n '__fish_seen_subcommand_from new set' -l description -x -d Description
 complete -c flowbook -n '__fish_seen_subcommand_from new set' -l version -x -d 'Version of the document'
-complete -c flowbook -n '__fish_seen_subcommand_from extract new copy' -l force -d 'Replace files that are there'
+complete -c flowbook -n '__fish_seen_subcommand_from cat extract new copy' -l force -d 'Replace files that are there, write bytes to a terminal'

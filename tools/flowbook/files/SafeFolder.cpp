@@ -83,6 +83,7 @@ public:
     }
 
     void rename(const std::string& name, bool replace) {
+        Interruption::check();
         const int result = replace ? ::renameat(folder_, name_.c_str(), folder_, name.c_str())
                                    : ::linkat(folder_, name_.c_str(), folder_, name.c_str(), 0);
         if (result != 0) {

@@ -90,6 +90,9 @@ Bytes readBytes(const std::string& argument, std::uint64_t limit) {
 }
 
 Input::Input(const std::string& argument, Purpose purpose) : argument_(argument), storage_(machine()) {
+    if (purpose == Purpose::Update && argument == "-") {
+        throw Failure(ExitCode::Usage, "standard input is no file that could be changed");
+    }
     if (purpose == Purpose::Update) {
         openByDescriptor();
     } else if (argument == "-" || isPipe(argument)) {

@@ -34,7 +34,8 @@ public:
     CoreProperties& operator=(CoreProperties&&) noexcept;
     ~CoreProperties();
 
-    /// Now, UTC, whole seconds.
+    /// Now, UTC, whole seconds; where the environment variable SOURCE_DATE_EPOCH holds a number, that many
+    /// seconds after 1970 began (reproducible-builds.org), so that the same work gives the same bytes.
     static boost::posix_time::ptime getCurrentTime();
     static foundation::release_info::ReleaseInfo getCurrentTARMICReleaseInfo();
 

@@ -3,8 +3,28 @@
 #include "opc/pxservices/CorePropertiesImpl.hpp"
 
 #include <boost/date_time/posix_time/posix_time_types.hpp>
+#include <charconv>
+#include <cstdint>
+#include <cstdlib>
+#include <optional>
+#include <string_view>
 
 namespace opc::pxservices {
+
+namespace {
+
+/// None unless the variable holds a number, of a time in a year that a W3CDTF date can tell.
+std::optional<std::int64_t> fixedTime() {
+    constexpr std::int64_t kEndOfYear9999 = 253402300799;
+    const char* value = std::getenv("SOURCE_DATE_EPOCH");
+    const std::string_view text = value == nullptr ? "" : value;
+    std::int64_t seconds = -1;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
+    const bool isNumber = error == std::errc() && end == text.data() + text.size();
+    return isNumber && seconds >= 0 && seconds <= kEndOfYear9999 ? std::make_optional(seconds) : std::nullopt;
+}
+
+}  // namespace
 
 CoreProperties::CoreProperties() : impl_(std::make_unique<Impl>()) {}
 
@@ -18,7 +38,11 @@ CoreProperties& CoreProperties::operator=(CoreProperties&& other) noexcept = def
 
 CoreProperties::~CoreProperties() = default;
 
-boost::posix_time::ptime CoreProperties::getCurrentTime() { return boost::posix_time::second_clock::universal_time(); }
+boost::posix_time::ptime CoreProperties::getCurrentTime() {
+    const std::optional<std::int64_t> fixed = fixedTime();
+    return fixed ? boost::posix_time::ptime(boost::gregorian::date(1970, 1, 1), boost::posix_time::seconds(*fixed))
+                 : boost::posix_time::second_clock::universal_time();
+}
 
 foundation::release_info::ReleaseInfo CoreProperties::getCurrentTARMICReleaseInfo() {
     return foundation::release_info::ReleaseInfo::current();
