@@ -1,8 +1,11 @@
 # The three Debian packages that `cpack` makes: the libraries, what building against them takes, and the command.
 set(CPACK_GENERATOR DEB)
 # The project takes no mail so far; whoever distributes the packages names the address that does.
-set(CPACK_PACKAGE_CONTACT "The libpxflowbook developers <maintainers@users.noreply.pxflowbook.example>"
+set(PXFLOWBOOK_MAINTAINER "The libpxflowbook developers <maintainers@users.noreply.pxflowbook.example>"
     CACHE STRING "Maintainer of the packages")
+set(CPACK_PACKAGE_CONTACT ${PXFLOWBOOK_MAINTAINER})
+# Each package has a first line of its own.
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEB_COMPONENT_INSTALL ON)

@@ -144,7 +144,7 @@ check_control_files() {
     if [[ -e /etc/debian_version ]]; then
         dpkg-deb -c "$1"/libpxflowbook1_*.deb |
             grep "/usr/lib/$(dpkg-architecture -qDEB_HOST_MULTIARCH)/libpxflowbook.so.1" >/dev/null ||
-            fail "the libraries lie in no multiarch folder"
+            fail "the libraries lie in no multiarch folder (a build folder keeps the one it was configured with)"
     fi
     apt-get install --simulate "$1"/*.deb >"$1/apt" 2>&1 || fail "apt: $(cat "$1/apt")"
 }
