@@ -1,5 +1,7 @@
 #!/usr/bin/env python3
-"""Tests of the subcommands that stand on the kit, in git where git uses them. usage: command_test.py FLOWBOOK_COMMAND"""
+"""Tests of the subcommands that stand on the kit, in git where git uses them.
+
+usage: command_test.py FLOWBOOK_COMMAND"""
 
 import json
 import os
@@ -36,7 +38,8 @@ class KitCommands(unittest.TestCase):
 
     def test_git_shows_and_merges(self):
         self.git("init", "-q", "-b", "main")
-        for key, value in (("user.name", "t"), ("user.email", "t@t"), ("diff.flowbook.textconv", f"{COMMAND} git textconv"),
+        for key, value in (("user.name", "t"), ("user.email", "t@t"),
+                           ("diff.flowbook.textconv", f"{COMMAND} git textconv"),
                            ("merge.flowbook.driver", f"{COMMAND} merge %O %A %B")):
             self.git("config", key, value)
         (self.folder / ".gitattributes").write_text("*.tqx diff=flowbook merge=flowbook\n")
@@ -75,7 +78,8 @@ class KitCommands(unittest.TestCase):
                          self.run_in("sha256sum", text="x\n")[0].split()[0])
         self.assertEqual(self.flowbook("diff", "a.tqx", "b.tqx")[0], "")
         self.flowbook("set", "b.tqx", "--title", "T")
-        self.assertRegex(self.flowbook("diff", "a.tqx", "b.tqx", code=1)[0], r"(?s)^--- a.tqx\n\+\+\+ b.tqx\n.*\n\+title: T\n")
+        self.assertRegex(self.flowbook("diff", "a.tqx", "b.tqx", code=1)[0],
+                         r"(?s)^--- a.tqx\n\+\+\+ b.tqx\n.*\n\+title: T\n")
 
     def test_check_and_repair(self):
         self.new("a.tqx", "x\n")
