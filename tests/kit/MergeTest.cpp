@@ -1,6 +1,7 @@
 #include "kit/merge/Merge.hpp"
 
 #include "KitTesting.hpp"
+#include "kit/container/PackageContent.hpp"
 #include "kit/digest/Digest.hpp"
 #include "opc/ByteArrayInAdaptor.hpp"
 #include "support/TempDir.hpp"
@@ -157,6 +158,27 @@ TEST(Merge, KeepsThePicturesOfBothSides) {
     EXPECT_EQ(found, (Lines{"/media/image1-theirs1.png image/png " + two, "/media/image1.png image/png " + one,
                             "/tarmic/document.xml rId1 image /media/image1.png",
                             "/tarmic/document.xml rId2 image /media/image1-theirs1.png"}));
+}
+
+/// A flowbook whose core properties have another element, set as it is in the text of the part.
+Book withCreator(const Book& book, const std::string& creator) {
+    PackageContent content = readContent(open(book));
+    support::Bytes& core = content.find(u"/docProps/core.xml")->content;
+    std::string xml = support::text(core);
+    xml.insert(xml.rfind("</"), "<x:creator xmlns:x=\"http://purl.org/dc/elements/1.1/\">" + creator + "</x:creator>");
+    core = support::bytes(xml);
+    return Book(writeContent(content));
+}
+
+TEST(Merge, TellsOfPropertiesThatItCannotSet) {
+    Book start;
+    start.update(title(u"S"));
+    const Book ours = changed(start, title(u"T"));
+    const Document base = open(start);
+    const MergeResult taken = merge(&base, open(start), open(withCreator(start, "C")), GitMerger(), Favour::None);
+    EXPECT_EQ(outcome(taken), "S|");
+    const MergeResult told = merge(&base, open(ours), open(withCreator(start, "C")), GitMerger(), Favour::None);
+    EXPECT_EQ(outcome(told), "properties! T|");
 }
 
 TEST(Merge, OfOneSidesChangeIsThatSide) {

@@ -21,7 +21,8 @@ class KitCommands(unittest.TestCase):
         self.folder = Path(scratch.name)
 
     def run_in(self, *arguments, code=0, text=None):
-        environment = {**os.environ, "HOME": str(self.folder), "GIT_CONFIG_NOSYSTEM": "1", "GIT_PAGER": "cat"}
+        environment = {**os.environ, "HOME": str(self.folder), "GIT_CONFIG_NOSYSTEM": "1", "GIT_PAGER": "cat",
+                       "PATH": f"{Path(COMMAND).parent}:{os.environ['PATH']}"}
         done = subprocess.run(arguments, cwd=self.folder, capture_output=True, input=text, timeout=60, check=False,
                               env=environment, encoding="utf-8")
         self.assertEqual(done.returncode, code, (arguments, done.stdout, done.stderr))
@@ -38,11 +39,11 @@ class KitCommands(unittest.TestCase):
 
     def test_git_shows_and_merges(self):
         self.git("init", "-q", "-b", "main")
-        for key, value in (("user.name", "t"), ("user.email", "t@t"),
-                           ("diff.flowbook.textconv", f"{COMMAND} git textconv"),
-                           ("merge.flowbook.driver", f"{COMMAND} merge %O %A %B")):
-            self.git("config", key, value)
-        (self.folder / ".gitattributes").write_text("*.tqx diff=flowbook merge=flowbook\n")
+        self.git("config", "user.name", "t")
+        self.git("config", "user.email", "t@t")
+        self.assertEqual(self.flowbook("git", "setup")[0].count("\n"), 6)
+        self.assertEqual(self.flowbook("git", "setup")[0], "")
+        self.assertEqual(self.git("check-attr", "diff", "a.TQX"), "a.TQX: diff: flowbook\n")
         self.new("a.tqx", "a\nb\nc\nd\n", "--title", "One")
         self.git("add", ".")
         self.git("commit", "-qm", "base")
@@ -65,6 +66,9 @@ class KitCommands(unittest.TestCase):
         (self.folder / "a.tqx").write_bytes(b"no flowbook")
         self.git("commit", "-qam", "damage")
         self.assertIn("+[damaged: ", self.git("log", "-p", "-1"))
+        self.flowbook("git", "setup", "--undo")
+        left = (self.folder / ".git/config").read_text() + (self.folder / ".gitattributes").read_text()
+        self.assertNotIn("flowbook ", left)
 
     def test_digest_diff_and_canon(self):
         self.new("a.tqx", "x\n")

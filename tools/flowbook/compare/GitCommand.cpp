@@ -1,4 +1,5 @@
 #include "Commands.hpp"
+#include "compare/GitSetup.hpp"
 #include "compare/TextOf.hpp"
 #include "inputs/ForEachInput.hpp"
 #include "kit/text/TextForm.hpp"
@@ -9,17 +10,21 @@ namespace flowbook::tool {
 namespace {
 
 constexpr char kFooter[] =
+    "setup has git compare and merge flowbooks by this command, in this repository or, with --global,\n"
+    "in all of yours; it prints every line that it writes, and --undo takes them back.\n"
     "textconv prints a flowbook as lines for comparing: properties, parts with their digests, prose\n"
     "and code. What cannot be read is a line in brackets, and the exit code stays 0, so that one\n"
     "bad file does not end a log.\n\n"
-    "Example:\n"
-    "  git config diff.flowbook.textconv 'flowbook git textconv'\n"
-    "  git config merge.flowbook.driver 'flowbook merge %O %A %B'\n"
-    "  echo '*.tqx diff=flowbook merge=flowbook' >> .gitattributes";
+    "Examples:\n"
+    "  flowbook git setup\n"
+    "  flowbook git textconv analysis.tqx";
 
 struct GitOptions {
     std::string action;
-    std::string file;
+    std::vector<std::string> files;
+    bool global = false;
+    bool local = false;
+    bool undo = false;
 };
 
 std::string textOrFault(const std::string& file) {
@@ -31,10 +36,14 @@ std::string textOrFault(const std::string& file) {
 }
 
 void runGit(Console& console, const GitOptions& options) {
-    if (options.action != "textconv") {
-        throw Failure(ExitCode::Usage, "git " + options.action + ": no such action; there is textconv");
+    const GitScope scope = options.global ? GitScope::Global : GitScope::Local;
+    if (options.action == "setup" && options.files.empty()) {
+        options.undo ? undoGitSetup(console, scope) : setUpGit(console, scope);
+    } else if (options.action == "textconv" && options.files.size() == 1) {
+        console.out().write(textOrFault(options.files.front()));
+    } else {
+        throw Failure(ExitCode::Usage, "'git' takes 'setup', or 'textconv' and a file (see flowbook help git)");
     }
-    console.out().write(textOrFault(options.file));
 }
 
 }  // namespace
@@ -42,8 +51,12 @@ void runGit(Console& console, const GitOptions& options) {
 void addGitCommand(CommandLine& line, Console& console) {
     Arguments command = line.add("git", "Do for git what it asks of a driver", kFooter);
     const auto options = std::make_shared<GitOptions>();
-    command.require("ACTION", options->action, "textconv");
-    command.require("FILE", options->file, "Flowbook");
+    command.require("ACTION", options->action, "setup or textconv");
+    command.take("FILE", options->files, "Flowbook, for textconv");
+    command.flag("--global", options->global, "Set up all repositories of the user");
+    command.flag("--local", options->local, "Set up this repository, as without");
+    command.flag("--undo", options->undo, "Take back what setup wrote");
+    command.exclude("--global", "--local");
     command.run([options, &console] { attempt(console, "", [&] { runGit(console, *options); }); });
 }
 

@@ -17,6 +17,8 @@ public:
     /// Writes a file and returns its path. @throws Failure.
     std::string put(const std::string& name, std::string_view content) const;
 
+    const std::string& path() const noexcept { return path_; }
+
 private:
     std::string path_;
 };

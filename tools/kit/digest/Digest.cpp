@@ -77,15 +77,15 @@ private:
 
 /// Malformed properties count by their bytes.
 void addProperties(Sha256& sum, const fl::Bytes& content) {
-    ElementTexts texts;
+    std::vector<std::string> elements;
     try {
-        readXml(content, "", XmlEncoding::AsDeclared, texts);
+        elements = propertyElements(content);
     } catch (const opc::Exception&) {
         sum.addField(content);
         return;
     }
-    for (const std::string& text : texts.takeSorted()) {
-        sum.addField(text);
+    for (const std::string& element : elements) {
+        sum.addField(element);
     }
 }
 
@@ -118,6 +118,12 @@ std::string typeOf(const Part& part) {
 }
 
 }  // namespace
+
+std::vector<std::string> propertyElements(const fl::Bytes& content) {
+    ElementTexts texts;
+    readXml(content, "core properties", XmlEncoding::AsDeclared, texts);
+    return texts.takeSorted();
+}
 
 bool isCoreProperties(const Part& part) { return part.getContentType().getMediaType() == kCorePropertiesType; }
 

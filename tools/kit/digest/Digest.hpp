@@ -21,6 +21,10 @@ std::string codeDigest(const Document& document);
 /// SHA-256 over one part's bytes; of core properties, as contentDigest() takes them. @throws opc::Exception.
 std::string partDigest(const opc::model::Part& part);
 
+/// The elements of a core properties part but for the time of the last modification, sorted, each as one text: names
+/// with their namespaces, attributes and content. @throws opc::Exception when the part is no XML.
+std::vector<std::string> propertyElements(const fl::Bytes& content);
+
 bool isCoreProperties(const opc::model::Part& part);
 
 /// The code as UTF-8, a lone surrogate as U+FFFD, with a line feed at its end unless it is empty.

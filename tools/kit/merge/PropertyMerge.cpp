@@ -3,12 +3,15 @@
 #include "fl/i18n/Conversion.hpp"
 #include "foundation/release_info/ReleaseInfo.hpp"
 #include "foundation/storage/vfs/MemoryStorage.hpp"
+#include "kit/digest/Digest.hpp"
 #include "kit/merge/ThreeWay.hpp"
 #include "opc/Exception.hpp"
 #include "opc/pxservices/CorePropertiesManager.hpp"
 #include "opc/zippackage/ZipPhysicalPackage.hpp"
 
+#include <algorithm>
 #include <boost/date_time/posix_time/time_parsers.hpp>
+#include <iterator>
 #include <map>
 
 namespace flowbook::kit {
@@ -63,6 +66,40 @@ fl::Bytes withProperties(fl::Bytes flowbook, const Changes& changes) {
     return memory->get(name);
 }
 
+bool hasNoLabel(const std::string& element) {
+    const std::string name = element.substr(0, element.find_first_of(" >"));
+    const std::string local = name.substr(name.find('|') + 1);
+    return local != "title" && local != "description" && local != "version" && local != "created";
+}
+
+/// The elements of the core properties that have no label here; none of a part that is malformed.
+std::vector<std::string> otherElements(const Document* document) {
+    std::vector<std::string> others;
+    for (const opc::model::Part& part :
+         document == nullptr ? std::vector<opc::model::Part>() : document->package().getParts()) {
+        try {
+            const auto all = isCoreProperties(part) ? propertyElements(contentOf(part)) : std::vector<std::string>();
+            std::copy_if(all.begin(), all.end(), std::back_inserter(others), hasNoLabel);
+        } catch (const opc::Exception&) {
+            // Each property tells of it.
+        }
+    }
+    return others;
+}
+
+/// Nothing here can set what has no label, so what theirs made of it is at least told.
+void tellOthers(const Document* base, const Document& merged, const Document& theirs,
+                std::vector<MergeConflict>& conflicts) {
+    const std::vector<std::string> known = otherElements(base);
+    const std::vector<std::string> present = otherElements(&merged);
+    for (const std::string& element : otherElements(&theirs)) {
+        if (std::count(known.begin(), known.end(), element) + std::count(present.begin(), present.end(), element) ==
+            0) {
+            conflicts.push_back({"properties", "kept as ours has them, without theirs: " + element});
+        }
+    }
+}
+
 std::optional<std::string> valueAt(const Values& values, std::size_t i) {
     return i < values.size() ? values[i].value : std::nullopt;
 }
@@ -71,11 +108,13 @@ std::optional<std::string> valueAt(const Values& values, std::size_t i) {
 
 fl::Bytes mergeProperties(fl::Bytes flowbook, const Document* base, const Document& ours, const Document& theirs,
                           Favour favour, std::vector<MergeConflict>& conflicts) {
-    const Values present = Document(flowbook).properties();
+    const Document merged(flowbook);
+    const Values present = merged.properties();
     const Values baseValues = base == nullptr ? Values() : base->properties();
     const Values ourValues = ours.properties();
     const Values theirValues = theirs.properties();
     Changes changes;
+    tellOthers(base, merged, theirs, conflicts);
     for (std::size_t i = 0; i < present.size(); ++i) {
         const std::string& label = present[i].label;
         std::optional<std::string> value = ourValues[i].value;
