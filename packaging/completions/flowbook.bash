@@ -1,11 +1,12 @@
 # Completes the flowbook command in bash.
 _flowbook() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} word command='' options words=''
-    local commands='cat info parts extract new set copy' inputs='--files-from -0 --null -j --jobs'
+    local commands='cat info parts extract new set copy digest diff merge git check canon repair'
+    local inputs='--files-from -0 --null -j --jobs'
 
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
         case $word in
-        cat | info | parts | extract | new | set | copy | help)
+        cat | info | parts | extract | new | set | copy | digest | diff | merge | git | check | canon | repair | help)
             command=$word
             break
             ;;
@@ -18,6 +19,13 @@ _flowbook() {
     new) options='--code --rich --image --title --description --version --force' ;;
     set) options="$inputs --code --flatten --rich --title --description --version" ;;
     copy) options='--force' ;;
+    digest) options="$inputs --code --json" ;;
+    check) options="$inputs --json" ;;
+    canon) options="$inputs --check" ;;
+    merge) options='-o --output --ours --theirs' ;;
+    diff) ;;
+    git) options='--global --local --undo' ;;
+    repair) options='-o --output --force' ;;
     help) words=$commands ;;
     *) options='--version' words="$commands help" ;;
     esac

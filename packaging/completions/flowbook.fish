@@ -1,6 +1,6 @@
 # Completes the flowbook command in fish.
-set -l commands cat info parts extract new set copy help
-set -l many '__fish_seen_subcommand_from cat info parts set'
+set -l commands cat info parts extract new set copy digest diff merge git check canon repair help
+set -l many '__fish_seen_subcommand_from cat info parts set digest check canon'
 set -l none "not __fish_seen_subcommand_from $commands"
 
 complete -c flowbook -s h -l help -d 'Print help'
@@ -13,14 +13,21 @@ complete -c flowbook -n $none -f -a new -d 'Create a flowbook'
 complete -c flowbook -n $none -f -a set -d 'Change the code or properties'
 complete -c flowbook -n $none -f -a copy -d 'Write what the flowbook consists of into a new file'
 
+complete -c flowbook -n $none -f -a digest -d 'Tell flowbooks apart by their content'
+complete -c flowbook -n $none -f -a diff -d 'Show how two flowbooks differ'
+complete -c flowbook -n $none -f -a merge -d 'Bring together what two changed'
+complete -c flowbook -n $none -f -a git -d 'Set git up, or print a flowbook as text for it'
+complete -c flowbook -n $none -f -a check -d 'Find what is wrong'
+complete -c flowbook -n $none -f -a canon -d 'Rewrite in one fixed form'
+complete -c flowbook -n $none -f -a repair -d 'Save what is whole of a damaged flowbook'
 complete -c flowbook -n $none -f -a help -d 'Print help'
 
-complete -c flowbook -n '__fish_seen_subcommand_from help' -f -a 'cat info parts extract new set copy'
+complete -c flowbook -n '__fish_seen_subcommand_from help' -f -a "$commands"
 complete -c flowbook -n $many -l files-from -r -d 'Take further names from this file'
 complete -c flowbook -n $many -s 0 -l null -d 'The names of --files-from end in NUL'
 complete -c flowbook -n $many -s j -l jobs -x -d 'How many files to work on at once'
 complete -c flowbook -n '__fish_seen_subcommand_from cat' -l format -x -a 'text xml raw' -d 'What to print'
-complete -c flowbook -n '__fish_seen_subcommand_from cat info parts' -l json -d 'Print JSON'
+complete -c flowbook -n '__fish_seen_subcommand_from cat info parts digest check' -l json -d 'Print JSON'
 complete -c flowbook -n '__fish_seen_subcommand_from extract' -s d -l directory -x -a '(__fish_complete_directories)' \
     -d 'Folder to unpack into'
 complete -c flowbook -n '__fish_seen_subcommand_from extract' -l code -d 'The plain code'
@@ -34,3 +41,13 @@ complete -c flowbook -n '__fish_seen_subcommand_from new set' -l title -x -d Tit
 complete -c flowbook -n '__fish_seen_subcommand_from new set' -l description -x -d Description
 complete -c flowbook -n '__fish_seen_subcommand_from new set' -l version -x -d 'Version of the document'
 complete -c flowbook -n '__fish_seen_subcommand_from cat extract new copy' -l force -d 'Replace files that are there, write bytes to a terminal'
+complete -c flowbook -n '__fish_seen_subcommand_from digest' -l code -d 'Of the code alone'
+complete -c flowbook -n '__fish_seen_subcommand_from canon' -l check -d 'Change nothing, name what would change'
+complete -c flowbook -n '__fish_seen_subcommand_from merge repair' -s o -l output -r -d 'Where the result goes'
+complete -c flowbook -n '__fish_seen_subcommand_from merge' -l ours -d 'Settle conflicts as OURS has it'
+complete -c flowbook -n '__fish_seen_subcommand_from merge' -l theirs -d 'Settle conflicts as THEIRS has it'
+complete -c flowbook -n '__fish_seen_subcommand_from git' -f -a 'setup textconv'
+complete -c flowbook -n '__fish_seen_subcommand_from git' -l global -d 'Set up all repositories'
+complete -c flowbook -n '__fish_seen_subcommand_from git' -l local -d 'Set up this repository'
+complete -c flowbook -n '__fish_seen_subcommand_from git' -l undo -d 'Take back what setup wrote'
+complete -c flowbook -n '__fish_seen_subcommand_from repair' -l force -d 'Replace a file that is there'

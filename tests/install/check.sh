@@ -185,11 +185,11 @@ bash_completions_of() (
 case_usage_texts() {
     skip_without mandoc
     local texts=$source/packaging command option name
-    for command in cat info parts extract new set copy; do
+    for command in cat info parts extract new set copy digest diff merge git check canon repair; do
         diff <(options_of "$command") <(bash_completions_of "$command") || fail "bash completion of $command"
         grep -qx ".It Cm $command" "$texts/flowbook.1" || fail "the man page lacks $command"
         for option in $(options_of "$command"); do
-            name=${option##*-}
+            name=${option#-} name=${name#-}
             grep -qE "(Fl|,) -?$name( |\$)" "$texts/flowbook.1" || fail "the man page lacks $option"
             grep -qe "$option" "$texts/completions/_flowbook" || fail "the zsh completion lacks $option"
             grep -qE -e "-(l|s) $name " "$texts/completions/flowbook.fish" || fail "the fish completion lacks $option"
