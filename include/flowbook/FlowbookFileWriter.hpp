@@ -71,14 +71,16 @@ public:
     ///         far stands until close(true).
     void write(const FlowbookFilePackage& snapshot);
 
-    /// Adds one part with its relationships.
+    /// Adds one part with its relationships. @throws opc::Exception; when a relationship is refused, the part is there
+    ///         without it and without content.
     void writePackagePart(const FlowbookFilePackage::Part& part);
 
-    /// Adds one relationship to the package, under a new id.
+    /// Adds one relationship to the package, under a new id. A call that throws has no effect.
     void writePackageRelationship(const FlowbookFilePackage::Relationship& relationship);
 
     /// Deletes the package relationships of a type, the parts they lead to, and the parts that those refer
-    /// to. A type that the package does not use changes nothing.
+    /// to. A type that the package does not use changes nothing. @throws opc::Exception when a relationship leads to no
+    ///         part; what was deleted by then stays so until close(true).
     void deletePartByRelationshipType(const std::u16string& relationshipType);
 
     /// Ends the work: with false, writes the properties (the modification time and the release always,

@@ -31,21 +31,6 @@ TEST(Format, NewPartsAreByteForByteTheTemplates) {
               "openxmlformats.org/wordprocessingml/2006/main\"></w:styles>");
 }
 
-/// The classes that the library never throws; those that it throws are checked where it does.
-TEST(Exceptions, OfCallersHaveTheirMessages) {
-    const std::pair<std::string, std::string> cases[] = {
-        {FlowbookFilePackageNotOpened(u"f").what(), "Flowbook package is not open "},
-        {FlowbookOutputNotFound(u"f").what(), "Stored output not found"},
-        {FlowbookImageNotFound(u"f").what(), "Stored image not found"},
-        {FlowbookFileWriterInvalidRichCode(u"f").what(), "Invalid contents for Rich TARMIC Code"},
-        {FlowbookFileWriterInvalidOutput(u"f").what(), "Invalid contents for flowbook Output"},
-        {FlowbookFileWriterInvalidImage(u"f").what(), "Invalid image properties"},
-    };
-    for (const auto& [found, expected] : cases) {
-        EXPECT_EQ(found, expected);
-    }
-}
-
 void closeInConflict() {
     const Book book("one_paragraph");
     FlowbookFileWriter writer = book.writer();
