@@ -24,7 +24,7 @@ struct Limits {
     /// Bytes of a part's name. The target of a relationship is resolved against the name of its source, so a small
     /// file of many relationships could otherwise come to gigabytes of names. Unchecked for entries that are
     /// no parts, which nothing is resolved against.
-    std::uint64_t maxNameLength = 1024;
+    std::uint64_t maxNameLength = 8192;
 
     /// A part that inflates to more than this many times its stored size is taken for a bomb, but only
     /// when it is also larger than ratioFreeSize (bytes): small, very regular parts are common.

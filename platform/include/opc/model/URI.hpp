@@ -27,15 +27,10 @@ public:
     /// The whole reference, fragment included.
     std::u16string toString() const;
 
-    /// The text that the reference was made from, characters that a URI must not hold included; of a
-    /// resolved one, toString().
-    std::u16string verbatim() const { return verbatim_.empty() ? toString() : verbatim_; }
-
 private:
     URI() = default;
     void parse(const std::string& text);
 
-    std::u16string verbatim_;
     std::string scheme_;
     std::string authority_;
     std::string path_;

@@ -40,7 +40,7 @@ std::vector<Relationship> RelationshipSource::getRelationshipsByType(const std::
 Relationship RelationshipSource::createInternalRelationship(const std::u16string& type, const URI& target,
                                                             const std::u16string& id) {
     return Relationship(
-        store().relationshipsToChange().add(source_, {nullptr, id, type, target.verbatim(), TargetMode::Internal}));
+        store().relationshipsToChange().add(source_, {nullptr, id, type, target.toString(), TargetMode::Internal}));
 }
 
 Relationship RelationshipSource::createExternalRelationship(const std::u16string& type, const std::u16string& target,

@@ -143,7 +143,7 @@ bool looksLikeScheme(const std::string& path) { return path.substr(0, path.find(
 
 }  // namespace
 
-URI::URI(const std::u16string& text) : verbatim_(text) {
+URI::URI(const std::u16string& text) {
     parse(percentEncoded(text));
     if (scheme_.empty() && !hasAuthority_ && looksLikeScheme(path_)) {
         fail(text, "what comes before the ':' is no scheme");
@@ -177,7 +177,6 @@ void URI::parse(const std::string& text) {
 /// RFC 3986, 5.2.2.
 URI URI::resolvedAgainst(const URI& base) const {
     URI target = *this;
-    target.verbatim_.clear();
     if (hasScheme() || hasAuthority()) {
         target.path_ = withoutDotSegments(path_);
     } else {

@@ -80,7 +80,7 @@ TEST(PackageWriteTest, ANewPackage) {
 
 // What a caller does to give a part another content type.
 TEST(PackageWriteTest, RelationshipsAreTakenOverToAPartMadeAnew) {
-    const std::string listed = relationshipXml("rId2", "t", "../a b[1].xml#&quot;") + relationshipXml("x", "t", "") +
+    const std::string listed = relationshipXml("rId2", "t", "../a%20b%5B1%5D.xml#c") + relationshipXml("x", "t", "") +
                                "<Relationship Id=\"e\" Type=\"t\" Target=\" h:%zz\" TargetMode=\"External\"/>";
     Entries entries = smallPackage();
     entries[4].second = R"(<?xml version="1.0" encoding="UTF-8" standalone="yes"?>)" + relationshipsXml(listed);
