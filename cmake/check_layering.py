@@ -57,6 +57,7 @@ KIT_ROOMS = {
     "kit/check": {"kit/document", "kit/xml"},
     "kit/container": {"kit/document", "kit/xml"},
     "kit/merge": {"kit/container", "kit/digest", "kit/document", "kit/xml"},
+    "kit/page": {"kit/digest", "kit/document", "kit/xml"},
 }
 TOOL_BASE = {*KIT_ROOMS, "flowbook/terminal", "flowbook/inputs", "flowbook/files"}
 TOOL_ROOMS = {
@@ -68,6 +69,7 @@ TOOL_ROOMS = {
     "flowbook/change": {"flowbook", *TOOL_BASE},
     "flowbook/compare": {"flowbook", *TOOL_BASE},
     "flowbook/mend": {"flowbook", *TOOL_BASE},
+    "flowbook/page": {"flowbook", *TOOL_BASE},
     "flowbook": TOOL_BASE,
 }
 ROOMS = {"platform-api": PLATFORM_ROOMS, "platform-src": PLATFORM_ROOMS, "src": LIBRARY_ROOMS, "tools": TOOL_ROOMS}

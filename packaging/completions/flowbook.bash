@@ -1,12 +1,12 @@
 # Completes the flowbook command in bash.
 _flowbook() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} word command='' options words=''
-    local commands='cat info parts extract new set copy digest diff merge git check canon repair'
+    local commands='cat info parts extract html show new set copy digest diff merge git check canon repair'
     local inputs='--files-from -0 --null -j --jobs'
 
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
         case $word in
-        cat | info | parts | extract | new | set | copy | digest | diff | merge | git | check | canon | repair | help)
+        cat | info | parts | extract | html | show | new | set | copy | digest | diff | merge | git | check | canon | repair | help)
             command=$word
             break
             ;;
@@ -16,6 +16,8 @@ _flowbook() {
     cat) options="$inputs --json --format --force" ;;
     info | parts) options="$inputs --json" ;;
     extract) options='-d --directory --code --images --part --force' ;;
+    html) options="$inputs -o --output -d --directory --force" ;;
+    show) ;;
     new) options='--code --rich --image --title --description --version --force' ;;
     set) options="$inputs --code --flatten --rich --title --description --version" ;;
     copy) options='--force' ;;

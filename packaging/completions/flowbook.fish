@@ -1,6 +1,6 @@
 # Completes the flowbook command in fish.
-set -l commands cat info parts extract new set copy digest diff merge git check canon repair help
-set -l many '__fish_seen_subcommand_from cat info parts set digest check canon'
+set -l commands cat info parts extract html show new set copy digest diff merge git check canon repair help
+set -l many '__fish_seen_subcommand_from cat info parts html set digest check canon'
 set -l none "not __fish_seen_subcommand_from $commands"
 
 complete -c flowbook -s h -l help -d 'Print help'
@@ -9,6 +9,8 @@ complete -c flowbook -n $none -f -a cat -d 'Print the code of flowbooks'
 complete -c flowbook -n $none -f -a info -d 'Tell the form of the code, the properties and the parts'
 complete -c flowbook -n $none -f -a parts -d 'Show how the parts refer to each other'
 complete -c flowbook -n $none -f -a extract -d 'Unpack code, pictures and parts'
+complete -c flowbook -n $none -f -a html -d 'Make pages'
+complete -c flowbook -n $none -f -a show -d 'Show a flowbook in the browser'
 complete -c flowbook -n $none -f -a new -d 'Create a flowbook'
 complete -c flowbook -n $none -f -a set -d 'Change the code or properties'
 complete -c flowbook -n $none -f -a copy -d 'Write what the flowbook consists of into a new file'
@@ -30,6 +32,8 @@ complete -c flowbook -n '__fish_seen_subcommand_from cat' -l format -x -a 'text 
 complete -c flowbook -n '__fish_seen_subcommand_from cat info parts digest check' -l json -d 'Print JSON'
 complete -c flowbook -n '__fish_seen_subcommand_from extract' -s d -l directory -x -a '(__fish_complete_directories)' \
     -d 'Folder to unpack into'
+complete -c flowbook -n '__fish_seen_subcommand_from html' -s d -l directory -x -a '(__fish_complete_directories)' \
+    -d 'Folder for a page each'
 complete -c flowbook -n '__fish_seen_subcommand_from extract' -l code -d 'The plain code'
 complete -c flowbook -n '__fish_seen_subcommand_from extract' -l images -d 'The pictures'
 complete -c flowbook -n '__fish_seen_subcommand_from extract' -l part -x -d 'The part of this name'
@@ -40,10 +44,10 @@ complete -c flowbook -n '__fish_seen_subcommand_from new' -l image -r -d 'File w
 complete -c flowbook -n '__fish_seen_subcommand_from new set' -l title -x -d Title
 complete -c flowbook -n '__fish_seen_subcommand_from new set' -l description -x -d Description
 complete -c flowbook -n '__fish_seen_subcommand_from new set' -l version -x -d 'Version of the document'
-complete -c flowbook -n '__fish_seen_subcommand_from cat extract new copy' -l force -d 'Replace files that are there, write bytes to a terminal'
+complete -c flowbook -n '__fish_seen_subcommand_from cat extract html new copy' -l force -d 'Replace files that are there, write bytes to a terminal'
 complete -c flowbook -n '__fish_seen_subcommand_from digest' -l code -d 'Of the code alone'
 complete -c flowbook -n '__fish_seen_subcommand_from canon' -l check -d 'Change nothing, name what would change'
-complete -c flowbook -n '__fish_seen_subcommand_from merge repair' -s o -l output -r -d 'Where the result goes'
+complete -c flowbook -n '__fish_seen_subcommand_from html merge repair' -s o -l output -r -d 'Where the result goes'
 complete -c flowbook -n '__fish_seen_subcommand_from merge' -l ours -d 'Settle conflicts as OURS has it'
 complete -c flowbook -n '__fish_seen_subcommand_from merge' -l theirs -d 'Settle conflicts as THEIRS has it'
 complete -c flowbook -n '__fish_seen_subcommand_from git' -f -a 'setup textconv'

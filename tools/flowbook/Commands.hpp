@@ -9,6 +9,8 @@ namespace flowbook::tool {
 
 void addCatCommand(CommandLine& line, Console& console);
 void addInfoCommand(CommandLine& line, Console& console);
+void addHtmlCommand(CommandLine& line, Console& console);
+void addShowCommand(CommandLine& line, Console& console);
 void addNewCommand(CommandLine& line, Console& console);
 void addSetCommand(CommandLine& line, Console& console);
 void addPartsCommand(CommandLine& line, Console& console);

@@ -17,6 +17,8 @@ void addCommands(CommandLine& line, Console& console) {
     addInfoCommand(line, console);
     addPartsCommand(line, console);
     addExtractCommand(line, console);
+    addHtmlCommand(line, console);
+    addShowCommand(line, console);
     addNewCommand(line, console);
     addSetCommand(line, console);
     addCopyCommand(line, console);

@@ -18,6 +18,7 @@ namespace flowbook::tool {
 namespace {
 
 constexpr int kDeepest = 64;
+constexpr std::size_t kAtOnce = std::size_t{1} << 20;
 constexpr int kFolderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 
 class Descriptor {
@@ -92,8 +93,6 @@ public:
     }
 
 private:
-    static constexpr std::size_t kAtOnce = std::size_t{1} << 20;
-
     Interruption interruption_;
     int folder_;
     std::string name_;
@@ -136,11 +135,32 @@ SafeFolder::SafeFolder(const std::string& path, bool replace) : path_(path), fol
     }
 }
 
+std::optional<Bytes> SafeFolder::read(const std::string& name, std::size_t most) const {
+    const std::string file = path_ + "/" + name;
+    checkComponent(name, file);
+    const Descriptor descriptor(::openat(folder_, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    if (descriptor.get() < 0 && errno == ENOENT) {
+        return std::nullopt;
+    }
+    Bytes content;
+    ssize_t count = descriptor.get() < 0 ? -1 : 1;
+    while (count > 0 && content.size() < most) {
+        const std::size_t size = content.size();
+        content.resize(std::min(most, size + kAtOnce));
+        count = ::read(descriptor.get(), content.data() + size, content.size() - size);
+        content.resize(size + static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    }
+    if (count < 0) {
+        throw Failure(ExitCode::InputOutput, file, "cannot read: " + std::generic_category().message(errno));
+    }
+    return content;
+}
+
 SafeFolder::~SafeFolder() { ::close(folder_); }
 
 void SafeFolder::write(const std::string& name, const Bytes& content) {
     const std::string file = path_ + "/" + name.substr(startsWith(name, "/") ? 1 : 0);
-    if (!written_.insert(file).second) {
+    if (const std::lock_guard<std::mutex> lock(mutex_); !written_.insert(file).second) {
         throw Failure(ExitCode::Damaged, file, "two parts would become this file");
     }
     if (std::count(file.begin() + static_cast<std::ptrdiff_t>(path_.size()), file.end(), '/') > kDeepest) {

@@ -2,13 +2,15 @@
 
 #include "terminal/Bytes.hpp"
 
+#include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 
 namespace flowbook::tool {
 
 /// A folder that files are unpacked into. Nothing is ever written outside of it: names may not climb,
-/// and no symbolic link below the folder is followed.
+/// and no symbolic link below the folder is followed. May be used from several threads.
 class SafeFolder {
 public:
     /// Makes the folder if there is none. @throws Failure.
@@ -23,10 +25,15 @@ public:
     /// @throws Failure also when the name was written before, or has more than 64 folders.
     void write(const std::string& name, const Bytes& content);
 
+    /// What a file of the folder itself holds, up to `most` bytes; nothing when there is no such file.
+    /// @param name  a file's, without slashes. @throws Failure when it cannot be read.
+    std::optional<Bytes> read(const std::string& name, std::size_t most) const;
+
 private:
     std::string path_;
     int folder_;
     bool replace_;
+    std::mutex mutex_;
     std::set<std::string> written_;
 };
 

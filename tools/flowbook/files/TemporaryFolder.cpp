@@ -19,13 +19,18 @@ TemporaryFolder::TemporaryFolder() {
 }
 
 TemporaryFolder::~TemporaryFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
+    if (!isKept_) {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
 }
 
 std::string TemporaryFolder::put(const std::string& name, std::string_view content) const {
     const std::string file = path_ + "/" + name;
     std::ofstream stream(file, std::ios::binary);
+    std::error_code ignored;  // The folder is private in any case.
+    std::filesystem::permissions(file, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write,
+                                 ignored);
     stream.write(content.data(), static_cast<std::streamsize>(content.size()));
     stream.close();
     if (!stream) {

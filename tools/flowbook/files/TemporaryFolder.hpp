@@ -14,13 +14,17 @@ public:
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
     ~TemporaryFolder();
 
-    /// Writes a file and returns its path. @throws Failure.
+    /// Leaves the folder behind.
+    void keep() noexcept { isKept_ = true; }
+
+    /// Writes a file that only the user can read and returns its path. @throws Failure.
     std::string put(const std::string& name, std::string_view content) const;
 
     const std::string& path() const noexcept { return path_; }
 
 private:
     std::string path_;
+    bool isKept_ = false;
 };
 
 }  // namespace flowbook::tool

@@ -1,6 +1,7 @@
 #include "kit/digest/Sha256.hpp"
 
 #include <nettle/base16.h>
+#include <nettle/base64.h>
 #include <nettle/sha2.h>
 
 namespace flowbook::kit {
@@ -33,6 +34,14 @@ std::string Sha256::take() {
     std::string digits(BASE16_ENCODE_LENGTH(sizeof digest), '\0');
     base16_encode_update(digits.data(), sizeof digest, digest);
     return digits;
+}
+
+std::string Sha256::takeBase64() {
+    std::uint8_t digest[SHA256_DIGEST_SIZE];
+    sha256_digest(&state_->context, sizeof digest, digest);
+    std::string text(BASE64_ENCODE_RAW_LENGTH(sizeof digest), '\0');
+    base64_encode_raw(text.data(), sizeof digest, digest);
+    return text;
 }
 
 std::string sha256(const fl::Bytes& bytes) { return Sha256().add(bytes).take(); }

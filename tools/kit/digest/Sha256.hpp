@@ -27,6 +27,9 @@ public:
     /// In lower-case hexadecimal digits. The sum begins anew.
     std::string take();
 
+    /// As above, but in base64 (RFC 4648), as content security policies have digests.
+    std::string takeBase64();
+
 private:
     struct State;
     std::unique_ptr<State> state_;

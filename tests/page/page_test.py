@@ -1,0 +1,101 @@
+#!/usr/bin/env python3
+"""Tests of the subcommands that make pages. usage: page_test.py FLOWBOOK_COMMAND"""
+
+import os
+import re
+import subprocess
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "support"))
+import make_fixtures as made
+
+COMMAND = None
+PICTURE = ("image/png", b"data:image/png;base64,AAAA")
+FIXTURES = {
+    "a/x": dict(document=made.rich(made.paragraph("one\ntwo"), made.paragraph("why &lt;b>", "text"),
+                                   made.paragraph("three\n")), **made.core(made.title("T\u202e &amp;lt;script>"))),
+    "b/x": dict(parameters=";plaincode=true"),
+    "b/X": dict(document=b"secret", parameters=";encryption=AES"),
+    "index": dict(parts={"media/image1.png": PICTURE},
+                  document_rels=made.relationships(("p", "image", "../media/image1.png"))),
+    "\udcff": {},
+    "faulty": dict(document=b"<cut", parts={"media/image1.png": ("image/png", b"data:image/png;base64,*")},
+                   document_rels=made.relationships(("p", "image", "../media/image1.png"))),
+}
+
+
+class Pages(unittest.TestCase):
+    def setUp(self):
+        scratch = tempfile.TemporaryDirectory()
+        self.addCleanup(scratch.cleanup)
+        self.folder = Path(scratch.name)
+        for name, arguments in FIXTURES.items():
+            path = self.folder / "in" / f"{name}.tqx"
+            path.parent.mkdir(parents=True, exist_ok=True)
+            path.write_bytes(made.zipped(made.package(**arguments)))
+        (self.folder / "in" / "damaged.tqx").write_bytes(b"<b>no zip")
+
+    def html(self, *arguments, code=0, command="html", **environment):
+        done = subprocess.run([COMMAND, command, *arguments], cwd=self.folder, capture_output=True, timeout=60,
+                              check=False, env={**os.environ, **environment})
+        self.assertEqual(done.returncode, code, (arguments, done.stderr))
+        return done.stdout.decode(), done.stderr.decode()
+
+    def pages(self):
+        return {path.name: (path.stat().st_ino, path.read_text()) for path in (self.folder / "out").iterdir()}
+
+    def test_one_page(self):
+        page = self.html("in/a/x.tqx")[0]
+        self.assertIn("<title>T\\u202e &amp;lt;script&gt;</title>", page)
+        self.assertEqual(re.findall(r'id="L(\d)"><a href="#L\1">\1</a><code>(\w+)<', page),
+                         [("1", "one"), ("2", "two"), ("3", "three")])
+        self.assertRegex(page, r"(?s)two</code>.*<p dir=.auto.>why &lt;b&gt;</p>.*three")
+        self.html("in/a/x.tqx", "-o", "page.html")
+        self.assertEqual((self.folder / "page.html").read_text(), page)
+        self.assertIn("exists already", self.html("in/b/x.tqx", "-o", "page.html", code=3)[1])
+        self.html("in/b/x.tqx", "-o", "page.html", "--force")
+        self.html("in", code=2)
+        self.assertIn("6 bytes, SHA-256 <code>2bb80d53", self.html("in/b/X.tqx")[0])
+
+    def test_folder_of_pages(self):
+        told = self.html("in", "-d", "out", code=4)[1]
+        self.assertRegex(told, "(?s)in/damaged.tqx: .*in/faulty.tqx: .*in/faulty.tqx: .*2 of 7 files failed")
+        pages = self.pages()
+        self.assertEqual(len({name.lower() for name in pages}), 8)
+        index = pages["index.html"][1]
+        links = re.findall(r'<td><a href="([^"]*)" dir="auto">([^<]*)', index)
+        self.assertEqual({name for name, _ in links} | {"index.html"}, set(pages))
+        self.assertEqual([text for _, text in links],
+                         ["in/b/X.tqx", "in/b/x.tqx", "in/damaged.tqx", "in/faulty.tqx", "in/index.tqx",
+                          "in/\ufffd.tqx", "T\\u202e &amp;lt;script&gt;"])
+        self.assertEqual(index.count("data:image/png;base64,AAAA"), 1)
+        self.assertIn("This file cannot be shown", pages[dict(map(reversed, links))["in/damaged.tqx"]][1])
+        self.assertEqual(pages[dict(map(reversed, links))["in/faulty.tqx"]][1].count("<strong>Damaged"), 2)
+        self.html("in", "-d", "out", "-j", "3", code=4)
+        self.assertEqual(self.pages(), pages)
+        subprocess.run([COMMAND, "set", "in/b/x.tqx", "--title", "New"], cwd=self.folder, check=True)
+        self.html("in", "-d", "out", code=4)
+        self.assertEqual(len(set(self.pages().values()) - set(pages.values())), 2)
+        (self.folder / "out/index.html").write_text("mine")
+        self.assertIn("not made by this command", self.html("in/b", "-d", "out", code=3)[1])
+        self.assertEqual((self.folder / "out/index.html").read_text(), "mine")
+
+    def test_show(self):
+        opener = self.folder / "bin" / "xdg-open"
+        opener.parent.mkdir()
+        opener.write_text('#!/bin/sh\necho "$(stat -c %a "$1" "${1%/*}") $1"\n')
+        opener.chmod(0o700)
+        shown = self.html("in/a/x.tqx", command="show", TMPDIR=str(self.folder),
+                          PATH=f"{opener.parent}:{os.environ['PATH']}")[0]
+        page = Path(re.fullmatch(r"600\n700 (\S+)\n", shown).group(1))
+        self.assertEqual(page.read_text(), self.html("in/a/x.tqx")[0])
+        told = self.html("in/a/x.tqx", command="show", TMPDIR=str(self.folder), PATH="/nonexistent", code=3)[1]
+        self.assertTrue(Path(re.search(r"the page is (\S+)", told).group(1)).exists())
+
+
+if __name__ == "__main__":
+    COMMAND = str(Path(sys.argv.pop(1)).resolve())
+    unittest.main()

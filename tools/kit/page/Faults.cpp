@@ -1,0 +1,20 @@
+#include "kit/page/Faults.hpp"
+
+#include <algorithm>
+
+namespace flowbook::kit {
+
+void writeNotice(Markup& out, std::string_view what, std::string_view why) {
+    out.open("div", {{"class", "notice"}}).open("p").element("strong", what).close();
+    out.element("p", {{"dir", "auto"}}, why).close();
+}
+
+void Faults::tell(Markup& out, const std::string& message) {
+    const std::string words = inWords_ ? inWords_(message) : message;
+    writeNotice(out, "Damaged", words);
+    if (std::find(all_.begin(), all_.end(), words) == all_.end()) {
+        all_.push_back(words);
+    }
+}
+
+}  // namespace flowbook::kit

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "kit/page/Markup.hpp"
+
+#include <exception>
+#include <functional>
+#include <new>
+#include <string>
+#include <vector>
+
+namespace flowbook::kit {
+
+/// Writes what the reader of a page should know before all else.
+/// @param what  some words, which are set off.
+void writeNotice(Markup& out, std::string_view what, std::string_view why);
+
+/// What is damaged in the flowbook of a page; each fault is told in its place, and kept.
+class Faults {
+public:
+    using Words = std::function<std::string(std::string)>;
+
+    /// @param inWords  puts a message of the library as the reader is to see it; may be empty.
+    explicit Faults(Words inWords) : inWords_(std::move(inWords)) {}
+
+    void tell(Markup& out, const std::string& message);
+
+    /// Does `work`, which must leave no element open when it throws.
+    template <class Work>
+    void attempt(Markup& out, Work work) {
+        try {
+            work();
+        } catch (const std::bad_alloc&) {
+            throw;
+        } catch (const std::exception& failure) {
+            tell(out, failure.what());
+        }
+    }
+
+    const std::vector<std::string>& all() const noexcept { return all_; }
+
+private:
+    Words inWords_;
+    std::vector<std::string> all_;
+};
+
+}  // namespace flowbook::kit

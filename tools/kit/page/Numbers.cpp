@@ -1,0 +1,27 @@
+#include "kit/page/Numbers.hpp"
+
+namespace flowbook::kit {
+
+std::string grouped(std::uint64_t count) {
+    std::string digits = std::to_string(count);
+    for (std::size_t at = digits.size(); at > 3;) {
+        at -= 3;
+        digits.insert(at, ",");
+    }
+    return digits;
+}
+
+std::string counted(std::uint64_t count, const std::string& thing) {
+    return grouped(count) + " " + thing + (count == 1 ? "" : "s");
+}
+
+std::string readableTime(std::string iso) {
+    const std::size_t separator = iso.find('T');
+    const std::size_t seconds = iso.rfind(':');
+    if (separator == std::string::npos || seconds == std::string::npos || seconds < separator) {
+        return iso;
+    }
+    return iso.substr(0, separator) + " " + iso.substr(separator + 1, seconds - separator - 1) + " UTC";
+}
+
+}  // namespace flowbook::kit

@@ -1,0 +1,143 @@
+#include "kit/page/PartTables.hpp"
+
+#include "fl/i18n/Conversion.hpp"
+#include "flowbook/FlowbookFilePackage.hpp"
+#include "kit/document/PackageTree.hpp"
+#include "kit/page/Numbers.hpp"
+#include "opc/Exception.hpp"
+
+#include <algorithm>
+
+namespace flowbook::kit {
+
+using opc::model::Part;
+using opc::model::PartName;
+using opc::model::Relationship;
+
+namespace {
+
+constexpr std::size_t kMostShown = std::size_t{1} << 20;
+
+std::string toText(const std::u16string& text) { return fl::i18n::to_string(text); }
+
+std::string typeOf(const Part& part) { return toText(part.getContentType().toString()); }
+
+void openFolded(Markup& out, std::string_view heading) {
+    out.open("details").open("summary").element("h2", heading).close();
+}
+
+void openTable(Markup& out, std::string_view label, const std::string& caption) {
+    out.open("div", {{"class", "table"}, {"tabindex", "0"}, {"role", "region"}, {"aria-label", label}});
+    out.open("table").element("caption", caption).open("thead").open("tr");
+}
+
+void closeTable(Markup& out) { out.close().close().close(); }
+
+void writeHeads(Markup& out, std::initializer_list<std::string_view> heads) {
+    for (const std::string_view head : heads) {
+        out.element("th", {{"scope", "col"}}, head);
+    }
+}
+
+bool isText(const std::string& type) {
+    return type.rfind("text/", 0) == 0 || type.find("xml") != std::string::npos ||
+           type.find("json") != std::string::npos;
+}
+
+/// The start of what is long, up to the end of a character.
+std::string_view shownStart(std::string_view text) {
+    std::size_t end = std::min(text.size(), kMostShown);
+    while (end < text.size() && end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80) {
+        --end;
+    }
+    return text.substr(0, end);
+}
+
+void writeOutput(Markup& out, const Part& part) {
+    const std::string type = typeOf(part);
+    const std::string about = part.getName().ascii() + ", " + type + ", " + counted(part.getSize(), "byte");
+    const fl::Bytes content = isText(type) ? contentOf(part) : fl::Bytes();
+    out.element("p", about);
+    if (!content.empty()) {
+        const std::string_view text(reinterpret_cast<const char*>(content.data()), content.size());
+        const std::string_view shown = shownStart(text);
+        out.open("pre", {{"class", "plain"}, {"tabindex", "0"}, {"role", "region"}, {"aria-label", about}});
+        out.text(shown).close();
+        if (shown.size() < text.size()) {
+            out.element("p", "Shown up to byte " + grouped(shown.size()) + ".");
+        }
+    }
+}
+
+std::vector<Relationship> outputsOf(const Document& document) {
+    return document.package().getRelationshipsByType(FlowbookFilePackage::getPackageRelationshipTypes()[1]);
+}
+
+void writeParts(Markup& page, const std::vector<Part>& parts) {
+    Markup out;
+    openTable(out, "Parts", counted(parts.size(), "part"));
+    writeHeads(out, {"Part", "Content type"});
+    out.element("th", {{"scope", "col"}, {"class", "number"}}, "Bytes").close().close().open("tbody");
+    for (const Part& part : parts) {
+        out.open("tr").element("td", {{"class", "name"}}, part.getName().ascii()).element("td", typeOf(part));
+        out.element("td", {{"class", "number"}}, grouped(part.getSize())).close();
+    }
+    closeTable(out);
+    page.append(out);
+}
+
+std::string_view remarkOn(PackageTree::Target kind) {
+    return kind == PackageTree::Target::External   ? " (external)"
+           : kind == PackageTree::Target::Dangling ? " (missing)"
+                                                   : "";
+}
+
+void writeRelationship(Markup& out, const PackageTree::Row& row) {
+    out.open("tr").element("td", {{"class", "name"}}, row.source);
+    out.element("td", {{"dir", "auto"}}, toText(row.relationship.getID()));
+    out.element("td", {{"dir", "auto"}}, toText(row.relationship.getType()));
+    out.open("td", {{"class", "name"}}).element("bdi", toText(row.relationship.getTarget()));
+    out.text(remarkOn(row.kind)).close().close();
+}
+
+void writeRelationships(Markup& out, const Document& document, Faults& faults) {
+    Markup rows;
+    Markup notices;
+    std::size_t count = 0;
+    PackageTree(document.package())
+        .walk(
+            [&](const PackageTree::Row& row) {
+                writeRelationship(rows, row);
+                ++count;
+            },
+            [&] { faults.attempt(notices, [] { throw; }); });
+    out.append(notices);
+    openTable(out, "Relationships", counted(count, "relationship"));
+    writeHeads(out, {"From", "Id", "Type", "To"});
+    out.close().close().open("tbody").append(rows);
+    closeTable(out);
+}
+
+}  // namespace
+
+void writeOutputs(Markup& out, const Document& document, Faults& faults) {
+    std::vector<Relationship> outputs;
+    faults.attempt(out, [&] { outputs = outputsOf(document); });
+    if (outputs.empty()) {
+        return;
+    }
+    openFolded(out, "Stored outputs");
+    for (const Relationship& output : outputs) {
+        faults.attempt(out, [&] { writeOutput(out, document.package().getPart(PartName(output.getTargetURI()))); });
+    }
+    out.close();
+}
+
+void writePartTables(Markup& out, const Document& document, Faults& faults) {
+    openFolded(out, "Parts and relationships");
+    faults.attempt(out, [&] { writeParts(out, document.package().getParts()); });
+    writeRelationships(out, document, faults);
+    out.close();
+}
+
+}  // namespace flowbook::kit
