@@ -43,6 +43,14 @@ function(pxflowbook_precompile_headers target)
         <algorithm> <functional> <map> <memory> <optional> <stdexcept> <string> <string_view> <utility> <vector> ${ARGN})
 endfunction()
 
+# Has the sources of `target` compiled several at a time, where PXFLOWBOOK_UNITY is on: for building it all once, not for
+# working on it.
+function(pxflowbook_compile_together target)
+    if(PXFLOWBOOK_UNITY)
+        set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
+    endif()
+endfunction()
+
 # The shared libraries are optimised as wholes in a release, which a small file's reading gains some 5 % from. The objects
 # stay fit for an ordinary link too, so that the tests need not wait for one of this kind.
 set(PXFLOWBOOK_WHOLE_PROGRAM OFF)

@@ -13,7 +13,7 @@ namespace {
 using Parameter = std::pair<std::u16string, std::u16string>;
 using Parameters = std::vector<Parameter>;
 
-[[noreturn]] void fail(const std::u16string& text, const std::string& reason) {
+[[noreturn]] void refuseType(const std::u16string& text, const std::string& reason) {
     throw Exception(ErrorKind::Misuse, "in the content type " + detail::shown(text) + " " + reason);
 }
 
@@ -88,7 +88,7 @@ private:
     }
 
     [[noreturn]] void failHere(const std::string& expected) const {
-        fail(text_, expected + " is missing at character " + std::to_string(at_ + 1));
+        refuseType(text_, expected + " is missing at character " + std::to_string(at_ + 1));
     }
 
     const std::u16string& text_;
@@ -130,20 +130,20 @@ ContentType::ContentType(const std::u16string& text) : text_(text) {
     const Parameters inOrder = sorted(parameters_);
     const auto twice = std::adjacent_find(inOrder.begin(), inOrder.end(), haveSameName);
     if (twice != inOrder.end()) {
-        fail(text_, "the parameter " + detail::shown(twice->first) + " is there twice");
+        refuseType(text_, "the parameter " + detail::shown(twice->first) + " is there twice");
     }
 }
 
 void ContentType::addParameter(const std::u16string& name, const std::u16string& value) {
     const std::string parameter = "the parameter " + detail::shown(name) + " ";
     if (!isToken(name)) {
-        fail(text_, parameter + "cannot be: its name is no token");
+        refuseType(text_, parameter + "cannot be: its name is no token");
     }
     if (hasParameter(name)) {
-        fail(text_, parameter + "is there already");
+        refuseType(text_, parameter + "is there already");
     }
     if (!std::all_of(value.begin(), value.end(), isQuotable)) {
-        fail(text_, parameter + "cannot have a value with a control or non-ASCII character");
+        refuseType(text_, parameter + "cannot have a value with a control or non-ASCII character");
     }
     parameters_.emplace_back(name, value);
     text_ += u';' + name + u'=' + quotedIfNeeded(value);
@@ -156,7 +156,7 @@ bool ContentType::hasParameter(const std::u16string& name) const {
 std::u16string ContentType::getParameterValue(const std::u16string& name) const {
     const auto found = find(parameters_, name);
     if (found == parameters_.end()) {
-        fail(text_, "there is no parameter " + detail::shown(name));
+        refuseType(text_, "there is no parameter " + detail::shown(name));
     }
     return found->second;
 }

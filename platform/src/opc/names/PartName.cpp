@@ -10,7 +10,7 @@
 namespace opc::model {
 namespace {
 
-[[noreturn]] void fail(ErrorKind kind, const std::string& text, const std::string& reason) {
+[[noreturn]] void refuseName(ErrorKind kind, const std::string& text, const std::string& reason) {
     throw Exception(kind, detail::shown(text) + " is no part name: " + reason);
 }
 
@@ -84,16 +84,16 @@ std::string withUnreservedDecoded(const std::string& path) {
 
 PartName::PartName(const std::u16string& text) : text_(fl::i18n::to_string(text)), folded_(detail::fold(text_)) {
     if (const char* fault = faultOf(text_)) {
-        fail(ErrorKind::Misuse, text_, fault);
+        refuseName(ErrorKind::Misuse, text_, fault);
     }
 }
 
 PartName::PartName(const URI& uri) : text_(withUnreservedDecoded(uri.path())), folded_(detail::fold(text_)) {
     if (uri.hasScheme() || uri.hasAuthority() || uri.hasQuery()) {
-        fail(ErrorKind::Damaged, fl::i18n::to_string(uri.toString()), "it has a scheme, an authority or a query");
+        refuseName(ErrorKind::Damaged, fl::i18n::to_string(uri.toString()), "it has a scheme, an authority or a query");
     }
     if (const char* fault = faultOf(text_)) {
-        fail(ErrorKind::Damaged, text_, fault);
+        refuseName(ErrorKind::Damaged, text_, fault);
     }
 }
 

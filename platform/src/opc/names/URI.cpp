@@ -19,7 +19,7 @@ using detail::isOneOf;
 
 constexpr std::size_t kNone = std::string::npos;
 
-[[noreturn]] void fail(const std::u16string& text, const std::string& reason) {
+[[noreturn]] void refuseReference(const std::u16string& text, const std::string& reason) {
     throw Exception(ErrorKind::Misuse, detail::shown(text) + " is no URI reference: " + reason);
 }
 
@@ -27,7 +27,7 @@ std::string utf8(const std::u16string& text) {
     try {
         return fl::i18n::ustring_to_utf8(text);
     } catch (const fl::i18n::ConversionError& error) {
-        fail(text, error.what());
+        refuseReference(text, error.what());
     }
 }
 
@@ -49,10 +49,10 @@ std::string percentEncoded(const std::u16string& text) {
     for (std::size_t at = 0; at != bytes.size(); ++at) {
         const char c = bytes[at];
         if (isControl(c)) {
-            fail(text, "it holds a control character");
+            refuseReference(text, "it holds a control character");
         }
         if (c == '%' && !detail::isPercentEncoding(bytes, at)) {
-            fail(text, "two hexadecimal digits must follow a '%'");
+            refuseReference(text, "two hexadecimal digits must follow a '%'");
         }
         if (c == '%' || isUriCharacter(c)) {
             encoded += c;
@@ -146,7 +146,7 @@ bool looksLikeScheme(const std::string& path) { return path.substr(0, path.find(
 URI::URI(const std::u16string& text) {
     parse(percentEncoded(text));
     if (scheme_.empty() && !hasAuthority_ && looksLikeScheme(path_)) {
-        fail(text, "what comes before the ':' is no scheme");
+        refuseReference(text, "what comes before the ':' is no scheme");
     }
 }
 
