@@ -1,12 +1,13 @@
 # Completes the flowbook command in bash.
 _flowbook() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} word command='' options words=''
-    local commands='cat info parts extract html show new set copy digest diff merge git check canon repair'
+    local commands='cat grep info parts extract html show new set copy digest diff merge git check canon repair'
     local inputs='--files-from -0 --null -j --jobs'
 
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
         case $word in
-        cat | info | parts | extract | html | show | new | set | copy | digest | diff | merge | git | check | canon | repair | help)
+        cat | grep | info | parts | extract | html | show | new | set | copy | digest | diff | merge | git | check | \
+            canon | repair | help)
             command=$word
             break
             ;;
@@ -14,6 +15,10 @@ _flowbook() {
     done
     case $command in
     cat) options="$inputs --json --format --force" ;;
+    grep)
+        options="$inputs -i --ignore-case -F --fixed-strings -w --word-regexp -v --invert-match -l"
+        options+=' --files-with-matches -c --count --json'
+        ;;
     info | parts) options="$inputs --json" ;;
     extract) options='-d --directory --code --images --part --force' ;;
     html) options="$inputs -o --output -d --directory --force" ;;

@@ -1,11 +1,12 @@
 # Completes the flowbook command in fish.
-set -l commands cat info parts extract html show new set copy digest diff merge git check canon repair help
-set -l many '__fish_seen_subcommand_from cat info parts html set digest check canon'
+set -l commands cat grep info parts extract html show new set copy digest diff merge git check canon repair help
+set -l many '__fish_seen_subcommand_from cat grep info parts html set digest check canon'
 set -l none "not __fish_seen_subcommand_from $commands"
 
 complete -c flowbook -s h -l help -d 'Print help'
 complete -c flowbook -n $none -l version -d 'Print the version'
 complete -c flowbook -n $none -f -a cat -d 'Print the code of flowbooks'
+complete -c flowbook -n $none -f -a grep -d 'Search the code of flowbooks'
 complete -c flowbook -n $none -f -a info -d 'Tell the form of the code, the properties and the parts'
 complete -c flowbook -n $none -f -a parts -d 'Show how the parts refer to each other'
 complete -c flowbook -n $none -f -a extract -d 'Unpack code, pictures and parts'
@@ -29,7 +30,13 @@ complete -c flowbook -n $many -l files-from -r -d 'Take further names from this 
 complete -c flowbook -n $many -s 0 -l null -d 'The names of --files-from end in NUL'
 complete -c flowbook -n $many -s j -l jobs -x -d 'How many files to work on at once'
 complete -c flowbook -n '__fish_seen_subcommand_from cat' -l format -x -a 'text xml raw' -d 'What to print'
-complete -c flowbook -n '__fish_seen_subcommand_from cat info parts digest check' -l json -d 'Print JSON'
+complete -c flowbook -n '__fish_seen_subcommand_from cat grep info parts digest check' -l json -d 'Print JSON'
+complete -c flowbook -n '__fish_seen_subcommand_from grep' -s i -l ignore-case -d 'Upper and lower case are the same'
+complete -c flowbook -n '__fish_seen_subcommand_from grep' -s F -l fixed-strings -d 'The pattern is text'
+complete -c flowbook -n '__fish_seen_subcommand_from grep' -s w -l word-regexp -d 'Find whole words only'
+complete -c flowbook -n '__fish_seen_subcommand_from grep' -s v -l invert-match -d 'Find the lines without the pattern'
+complete -c flowbook -n '__fish_seen_subcommand_from grep' -s l -l files-with-matches -d 'Print the names of the files only'
+complete -c flowbook -n '__fish_seen_subcommand_from grep' -s c -l count -d 'Print how many lines were found'
 complete -c flowbook -n '__fish_seen_subcommand_from extract' -s d -l directory -x -a '(__fish_complete_directories)' \
     -d 'Folder to unpack into'
 complete -c flowbook -n '__fish_seen_subcommand_from html' -s d -l directory -x -a '(__fish_complete_directories)' \

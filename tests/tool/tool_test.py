@@ -7,7 +7,6 @@ import os
 import pty
 import random
 import re
-import shlex
 import shutil
 import signal as signals
 import subprocess
@@ -25,7 +24,10 @@ import make_fixtures as made
 
 COMMAND = None
 # The examples of "new" make the file that those of the others work on.
-COMMANDS = ["new", "cat", "info", "parts", "extract", "set", "copy"]
+COMMANDS = ["new", "cat", "grep", "info", "parts", "extract", "html", "set", "copy", "digest", "diff", "merge", "git",
+            "check", "canon", "repair"]
+# What the examples take from elsewhere.
+STUBS = {"jq": "cat", "make-code": "echo x"}
 RICH = made.rich(made.paragraph("größe = 2;"), made.paragraph("x &lt; y"))
 PICTURE = b"\x89PNG\r\n\x1a\n" + bytes(range(256))
 DATA_URI = b"data:image/png;base64," + base64.b64encode(PICTURE)
@@ -66,6 +68,7 @@ CASES = [
     Case("cat absent.tqx", 3, err="flowbook: absent.tqx: there is no such file\n"),
     Case("cat damaged.tqx", 4, err="flowbook: damaged.tqx: "),
     Case("cat -", 4, err="flowbook: -: ", stdin="damaged.tqx"),
+    Case("cat dangling.tqx", 4, err="dangling.tqx': there is no part"),
     Case("cat no_code.tqx", 4, err="there is no code in it"),
     Case("cat many.tqx", 6, err="flowbook: many.tqx: "),
     Case("cat", 2, err="flowbook: no file is named"),
@@ -82,6 +85,18 @@ CASES = [
          err="there is no option '--formta'; did you mean '--format'? (see flowbook help cat)"),
     Case("cta rich.tqx", 2, err="there is no command 'cta'; did you mean 'cat'? (see flowbook help)"),
     Case("cat encrypted.tqx damaged.tqx plain.tqx absent.tqx", 5, "a = 1;\nb = 2;\n", err="absent.tqx"),
+    Case("grep -i R.SSE|A rich.tqx plain.tqx", 0, "plain.tqx:1:a = 1;\n"),
+    Case("grep -c ; b rich.tqx", 0, "b/B.TQX:2\nb/b.tqx:2\nb/c.tqapp:1\nrich.tqx:1\n"),
+    Case("grep -lv ; b rich.tqx -j2", 0, "b/c.tqapp\nrich.tqx\n"),
+    Case("grep -w gr rich.tqx", 1),
+    Case("grep -w x|größe rich.tqx", 0, "rich.tqx:1:größe = 2;\nrich.tqx:2:x < y\n"),
+    Case("grep -F [a prose.tqx", 1),
+    Case("grep [a prose.tqx absent.tqx", 2, err="flowbook: the pattern is none: missing ]: [a"),
+    Case("grep -w a)|(b plain.tqx", 2, err="the pattern is none: unexpected )"),
+    Case("grep b encrypted.tqx plain.tqx", 5, "plain.tqx:2:b = 2;\n", err="encrypted.tqx: the code is encrypted"),
+    Case("grep --json 2 plain.tqx prose.tqx", 0,
+         '{"schema":1,"file":"plain.tqx","matches":[{"line":2,"text":"b = 2;"}],"count":1}\n'
+         '{"schema":1,"file":"prose.tqx","matches":[],"count":0}\n'),
     Case("info plain.tqx", 0, ("plain.tqx\n", "code        plain\n", 'title       "Running \\"mean\\"\\tµ"\n',
                                'description ""\n', "version     (absent)\n", "created     2024-05-01T09:30:00Z\n",
                                '/tarmic/document.xml  application/vnd.pellarion.tarmic.code.document+xml;plaincode="')),
@@ -227,14 +242,35 @@ class Tool(unittest.TestCase):
             with self.subTest(name):
                 self.assertEqual(self.opened_by_reading(made.package(**arguments)) - usual, set())
 
-    def test_help_examples_work(self):
-        self.write({"analysis.txt": b"x", "report.xml": RICH, "plot.png": PICTURE, "map.svg": b"<svg/>"})
+    def prepare_for_examples(self):
+        (self.folder / "bin").mkdir()
+        (self.folder / "work/folder").mkdir(parents=True)
+        for name, script in STUBS.items():
+            (self.folder / "bin" / name).write_text(f"#!/bin/sh\n{script}\n", encoding="utf-8")
+            (self.folder / "bin" / name).chmod(0o755)
+        self.folder /= "work"
+        code = {"folder/a": b"mean of lag", "old": b"a", "new": b"b", "base": b"a\nb\nc", "mine": b"a\nb\nC",
+                "yours": b"A\nb\nc"}
+        for name, text in code.items():
+            self.flowbook("new", f"{name}.tqx", "--code", "-", input=text)
+        self.flowbook("canon", "folder")
+        self.write({"analysis.txt": b"x", "report.xml": RICH, "plot.png": PICTURE, "map.svg": b"<svg/>",
+                    "damaged.tqx": self.fixtures["plain.tqx"].partition(b"PK\1\2")[0]})
+        subprocess.run(["git", "init", "-q"], cwd=self.folder, timeout=60, check=True)
+
+    def test_examples_work(self):
+        self.prepare_for_examples()
+        path = f"{self.folder.parent}/bin:{Path(COMMAND).parent}:{os.environ['PATH']}"
+        manual = (Path(__file__).parents[2] / "packaging/flowbook.1").read_text(encoding="utf-8")
+        texts = [manual.partition(".Sh EXAMPLES")[2].replace("\n", "\n  ").replace("\\e", "\\")]
         for command in COMMANDS:
-            examples = re.findall(r"(?:^  |\| )(flowbook [^|\n]*)", self.flowbook(command, "--help"), re.MULTILINE)
-            self.assertTrue(examples, command)
-            for example in examples:
-                with self.subTest(example):
-                    self.flowbook(*shlex.split(example.replace("*.tqx", "plain.tqx rich.tqx"))[1:], input=b"x")
+            texts.append(self.flowbook(command, "--help").partition("Example")[2])
+            self.assertRegex(texts[0], f"[ |]flowbook {command} ")
+        for example in re.findall(r"^  ((?:.*\| )?(?:flowbook|git) .*)", "".join(texts[1:] + texts[:1]), re.MULTILINE):
+            with self.subTest(example):
+                done = subprocess.run(["bash", "-o", "pipefail", "-c", example], cwd=self.folder, capture_output=True,
+                                      timeout=60, check=False, env={**os.environ, "PATH": path})
+                self.assertEqual(done.returncode, int("flowbook diff" in example), done)
 
     def test_progress_is_for_terminals(self):
         master, slave = pty.openpty()

@@ -8,6 +8,7 @@ namespace flowbook::tool {
 // the room of what users do with it, with a line here and one in addCommands().
 
 void addCatCommand(CommandLine& line, Console& console);
+void addGrepCommand(CommandLine& line, Console& console);
 void addInfoCommand(CommandLine& line, Console& console);
 void addHtmlCommand(CommandLine& line, Console& console);
 void addShowCommand(CommandLine& line, Console& console);

@@ -14,6 +14,7 @@ constexpr char kFooter[] = "'-' names standard input or output. 'flowbook help C
 
 void addCommands(CommandLine& line, Console& console) {
     addCatCommand(line, console);
+    addGrepCommand(line, console);
     addInfoCommand(line, console);
     addPartsCommand(line, console);
     addExtractCommand(line, console);

@@ -14,7 +14,7 @@ namespace {
 constexpr char kFooter[] = "Ends with 1 when a file holds no code.\n\n"
                            "Examples:\n"
                            "  flowbook info analysis.tqx\n"
-                           "  flowbook info --json *.tqx | jq -r .title";
+                           "  flowbook info --json folder | jq -r .title";
 
 struct FileInfo {
     std::optional<kit::CodeForm> form;  ///< none when it cannot be told

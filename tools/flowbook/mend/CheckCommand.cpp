@@ -12,7 +12,7 @@ constexpr char kFooter[] =
     "Ends with 0 when nothing is found, with 1 for warnings, with 4 when reading would refuse something.\n\n"
     "Examples:\n"
     "  flowbook check folder\n"
-    "  flowbook check --json . | jq -r '.findings[].id' | sort | uniq -c";
+    "  flowbook check --json folder | jq -r '.findings[].id' | sort | uniq -c";
 
 std::string describe(const std::string& file, const kit::Finding& finding) {
     const std::string place = finding.place.empty() ? "" : ", " + finding.place;

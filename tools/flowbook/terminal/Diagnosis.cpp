@@ -43,7 +43,9 @@ std::string attachedKind(const FlowbookExceptionBase& failure) {
     const auto info = framework == nullptr ? nullptr : framework->errorInfo();
     const auto found =
         info == nullptr ? std::map<std::string, std::string>::const_iterator() : info->values.find("kind");
-    return info == nullptr || found == info->values.end() ? kindOf(ExitCode::Damaged) : found->second;
+    // A file that is missing is a class of its own; here a part is, which is damage.
+    const bool isDamaged = info == nullptr || found == info->values.end() || found->second == "not-found";
+    return isDamaged ? kindOf(ExitCode::Damaged) : found->second;
 }
 
 std::string kindOf(const opc::Exception& failure) {
