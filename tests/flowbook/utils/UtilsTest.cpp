@@ -3,6 +3,7 @@
 #include "opc/ByteArrayInAdaptor.hpp"
 #include "support/Flowbooks.hpp"
 #include "utils/CodeDom.hpp"
+#include "utils/CodeScan.hpp"
 
 #include <algorithm>
 #include <gmock/gmock.h>
@@ -37,10 +38,14 @@ std::string declarations(int count) {
 TEST(RichCode, GivesItsCodeParagraphs) {
     const std::string run = "<w:r><w:t>no</w:t></w:r>";
     const std::string malformed = "opc::InvalidXMLDocument: *";
-    const std::pair<std::string, std::string> cases[] = {
+    using Cases = std::vector<std::pair<std::string, std::string>>;
+    const Cases usual = {
         {body(code("a") + paragraph(run, "<w:pStyle w:val=\"text\"/>") + code("b")), "a\nb"},
         {body(code("a") + code("") + code("b")), "a\n\nb"},
-        {body(code("1 &lt; <![CDATA[2 & ]]><!--no--><w:b>3</w:b>&#10;4\r\n5")), "1 < 2 & 3\n4\n5"},
+        {body(code("1 &lt; <![CDATA[2 & ]]><w:b>3</w:b>&#10;4\n5")), "1 < 2 & 3\n4\n5"},
+        {body(code("&lt;&gt;&amp;&quot;&apos;&#65;&#xe4;&#x1F600;\xE2\x82\xAC\xF0\x90\x80\x80")),
+         "<>&\"'A\u00E4\U0001F600\u20AC\U00010000"},
+        {body(code(times("\u00E4x", 9999))), times("\u00E4x", 9999)},
         {body(paragraph("<w:r><w:t>1</w:t><w:t>no</w:t></w:r>" + run)), "1"},
         {body(paragraph("<w:r/>" + run) + paragraph("") + code("a")), "a"},
         {body(paragraph(run, "<w:pStyle w:val=\"Code\"/>") + paragraph(run, "<w:pStyle w:val=\"code \"/>")), ""},
@@ -51,20 +56,23 @@ TEST(RichCode, GivesItsCodeParagraphs) {
         {"<w:document xmlns:w=\"urn:other\"><w:body>" + code("no") + "</w:body></w:document>", ""},
         {"<?xml version=\"1.0\" encoding=\"UTF-8\"?>" + body(code("\xC3\xA4")), "\xC3\xA4"},
         {"\xEF\xBB\xBF" + body(code("a")), "a"},
-        // What is left to the DOM.
+        {document(code("no") + "<w:body>" + code("a") + "</w:body>" + code("no")), "a"},
+        {body("<w:x>" + code("no") + "</w:x>" + code("a")), "a"},
+    };
+    const Cases leftToTheDom = {
+        {body(code("<!--no-->a\r\nb")), "a\nb"},
         {body(code("<?no?>a<b \xC3\xA4=\"\"/>")), "a"},
         {body(code("<\xC3\xA4/>a<x:b xmlns:x=\"urn:x\"/>")), "a"},
         {"<?xml version=\"1.1\"?>" + body(code("a\xC2\x85")), "a\n"},
         {body(code(times("<w:b>", 100) + "a" + times("</w:b>", 100))), "a"},
         {body("<a" + declarations(100) + "/>" + code("a")), "a"},
-        {document(code("no") + "<w:body>" + code("a") + "</w:body>" + code("no")), "a"},
-        {body("<w:x>" + code("no") + "</w:x>" + code("a")), "a"},
         {"x = 1", malformed},
         {body(code("a")) + "x", malformed},
         {body(code("&undefined;")), malformed},
         {"<!DOCTYPE d>" + body(code("a")), malformed},
     };
-    for (const auto& [xml, expected] : cases) {
+    const auto check = [](const auto& row, bool isUsual) {
+        const auto& [xml, expected] = row;
         const std::u16string wide = fl::i18n::utf8_to_ustring(xml);
         const support::Bytes content = support::bytes(xml);
         opc::ByteArrayInAdaptor in(content);
@@ -76,7 +84,11 @@ TEST(RichCode, GivesItsCodeParagraphs) {
                         return support::matches(expected, each);
                     })))
             << xml;
-    }
+        const auto scanned = detail::scanForCode(xml);
+        EXPECT_EQ(scanned ? text(*scanned) : "none", isUsual ? expected : "none") << xml;
+    };
+    std::for_each(usual.begin(), usual.end(), [&](const auto& row) { check(row, true); });
+    std::for_each(leftToTheDom.begin(), leftToTheDom.end(), [&](const auto& row) { check(row, false); });
 }
 
 TEST(RichCode, PassesOnWhatItsStreamThrows) {

@@ -175,8 +175,12 @@ TEST(PackageReadTest, PutsCompletePiecesTogether) {
     Entries entries = packageOf(typesXml(), "x.xml/[1].piece|X.XML/[0].Piece|gap.xml/[0].piece|gap.xml/[2].last.piece|"
                                             "open.xml/[0].piece|zero.xml/[00].last.piece|x.xml/[2].LAST.piece");
     entries[0].first += "/[0].last.piece";
+    for (int number = 0; number != 12; ++number) {
+        entries.emplace_back("many.xml/[" + std::to_string(number) + (number == 11 ? "].last.piece" : "].piece"), "");
+    }
     TestPackage package(entries);
-    EXPECT_EQ("/x.xml ", namesOf(package));
+    EXPECT_EQ("/x.xml /many.xml ", namesOf(package));
+    package.remove(u"/many.xml");
     const Part part = package.part(u"/x.xml");
     EXPECT_EQ("X.XML/[0].Piecex.xml/[1].piecex.xml/[2].LAST.piece", textOf(part));
     EXPECT_EQ(50U, part.getSize());

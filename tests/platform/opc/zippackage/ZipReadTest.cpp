@@ -164,7 +164,7 @@ TEST_F(ZipReadTest, HoldsTheLimitsBeforeReadingContent) {
 }
 
 const Row<ZipFile> kAccepted[] = {
-    {[](ZipFile& f) { f.comment = std::string(65535, 'c'), f.after = "\r\n"; }, "comment"},
+    {[](ZipFile& f) { f.zip64 = true, f.comment = std::string(65535, 'c'), f.after = "\r\n"; }, "comment"},
     {[](ZipFile& f) { f.after = "\n"; }, "line feed at the end"},
     {[](ZipFile& f) { f.comment = "c\n", f.after = "\r"; }, "carriage return at the end"},
     {[](ZipFile& f) { f.entries[2].change([](ZipHeader& h) { h.extra = "up\x8\0\1crc.a/c"s; }); }, "the name again"},
