@@ -81,20 +81,34 @@ std::u16string FlowbookFileReader::FlowbookFileReaderImpl::getRichTARMICCode() c
     return *richCode_;
 }
 
+/// Code that was found in the bytes is handed over and kept only once it is asked for again: few callers do, it takes
+/// twice the memory of the bytes, and finding it costs little more than copying it.
 std::u16string FlowbookFileReader::FlowbookFileReaderImpl::getTARMICCode() const {
+    const bool isAskedAgain = richBytes_ || richCode_;
     if (!code_) {
-        try {
-            code_ = richCode_ ? FlowbookFileUtils::getTARMICCodeFromRichTARMICCode(*richCode_) : findCode();
-        } catch (const opc::model::InvalidXMLDocument& failure) {
-            detail::throwInternal(FlowbookNotFound(fileName_), failure);
+        std::u16string code = findCode();
+        if (richBytes_ && !isAskedAgain) {
+            return code;
         }
+        code_ = std::move(code);
     }
     return *code_;
 }
 
+std::u16string FlowbookFileReader::FlowbookFileReaderImpl::findCode() const {
+    try {
+        if (richCode_) {
+            return FlowbookFileUtils::getTARMICCodeFromRichTARMICCode(*richCode_);
+        }
+        return richBytes_ ? detail::scanForCode(*richBytes_).value() : readCode();
+    } catch (const opc::model::InvalidXMLDocument& failure) {
+        detail::throwInternal(FlowbookNotFound(fileName_), failure);
+    }
+}
+
 /// Mostly the code is found straight in the bytes. They are kept as they are then: few callers ask for the rich code
 /// too.
-std::u16string FlowbookFileReader::FlowbookFileReaderImpl::findCode() const {
+std::u16string FlowbookFileReader::FlowbookFileReaderImpl::readCode() const {
     std::string bytes = readRichCode();
     if (std::optional<std::u16string> code = detail::scanForCode(bytes)) {
         richBytes_ = std::move(bytes);

@@ -46,6 +46,7 @@ private:
 
     std::string readRichCode() const;
     std::u16string findCode() const;
+    std::u16string readCode() const;
 
     /// A property of the package, read by `getter`, or FlowbookPropertyNotFound in its name.
     template <class T>

@@ -23,10 +23,6 @@ struct CatOptions {
     bool force = false;
 };
 
-std::string textOf(const FlowbookFileReader& reader, const std::string& format) {
-    return format == "text" ? readCodeText(reader) : fl::i18n::to_string(reader.getRichTARMICCode());
-}
-
 /// On a terminal what it might obey, or not show, is escaped.
 void print(Report& report, const std::string& text) {
     report.write(std::string_view(Output::isTerminal() ? printableLines(text) : text));
@@ -45,8 +41,10 @@ void cat(const Input& input, Report& report, const CatOptions& options) {
         printRecord(report, reader);
     } else if (options.format == "raw") {
         reader.getEncryptedRichTARMICCode(report);
+    } else if (options.format == "xml") {
+        print(report, fl::i18n::to_string(reader.getRichTARMICCode()));
     } else {
-        print(report, textOf(reader, options.format));
+        readCodeText(reader, [&](const std::string& piece) { print(report, piece); });
     }
 }
 
