@@ -5,6 +5,8 @@
 #include "plainxml/XmlCharacters.hpp"
 
 #include <algorithm>
+#include <cstdint>
+#include <cstring>
 
 namespace plainxml {
 namespace {
@@ -34,8 +36,15 @@ bool isNameCharacter(char c) {
 
 std::string_view view(const char* from, const char* to) { return {from, static_cast<std::size_t>(to - from)}; }
 
-bool startsWith(const char* at, const char* end, std::string_view text) {
+inline bool startsWith(const char* at, const char* end, std::string_view text) {
     return static_cast<std::size_t>(end - at) >= text.size() && std::equal(text.begin(), text.end(), at);
+}
+
+/// Tells tags apart by the first characters of their names.
+std::size_t slotOf(const char* tag, std::size_t slots) {
+    std::uint32_t start = 0;
+    std::memcpy(&start, tag + 1, sizeof start);
+    return (start * 0x9E3779B1U >> 16) % slots;
 }
 
 /// Characters of a text or a CDATA section, up to its end, which `at` is moved behind. Below, `true` goes on.
@@ -118,7 +127,7 @@ Reader::Event Reader::next(std::u16string* text) {
     if (!content(text)) {
         return Event::Odd;
     }
-    return startsWith(at_, end_, "</") ? endTag() : startTag();
+    return end_ - at_ > 1 && at_[1] == '/' ? endTag() : startTag();
 }
 
 const Reader::Attribute* Reader::attribute(std::string_view ns, std::string_view local) const noexcept {
@@ -126,6 +135,12 @@ const Reader::Attribute* Reader::attribute(std::string_view ns, std::string_view
     const auto* const found = std::find_if(attributes_.data(), last,
                                            [&](const Attribute& each) { return each.local == local && each.ns == ns; });
     return found == last ? nullptr : found;
+}
+
+bool Reader::take(char expected) noexcept {
+    const bool isThere = at_ != end_ && *at_ == expected;
+    at_ += isThere;
+    return isThere;
 }
 
 bool Reader::take(std::string_view expected) noexcept {
@@ -164,11 +179,11 @@ bool Reader::pseudoAttribute(std::string_view name, std::string_view value, std:
         return name != "version";
     }
     const char quote = at_ + 1 < end_ ? at_[1] : '\0';
-    if (!take("=") || (quote != '"' && quote != '\'')) {
+    if (!take('=') || (quote != '"' && quote != '\'')) {
         return false;
     }
     ++at_;
-    return (take(value) || take(other)) && take({&quote, 1});
+    return (take(value) || take(other)) && take(quote);
 }
 
 bool Reader::content(std::u16string* text) {
@@ -182,14 +197,42 @@ bool Reader::content(std::u16string* text) {
 }
 
 Reader::Event Reader::startTag() {
+    const bool mayBeKnown = end_ - at_ > kShortestTag && depth_ != kMaxDepth;
+    KnownTag* const known = mayBeKnown ? &known_[slotOf(at_, known_.size())] : nullptr;
+    if (known != nullptr && known->scope == scope_ && startsWith(at_, end_, known->tag)) {
+        return repeat(*known);
+    }
+    const char* const start = at_;
+    const std::size_t scope = scope_;
+    const Event event = newStartTag();
+    if (event == Event::Start && known != nullptr && attributeCount_ < 2 && scope == scope_) {
+        *known = {view(start, at_), open_[depth_ - 1].name, ns_, local_, attributes_[0], scope_, attributeCount_ != 0,
+                  isEmptyElement_};
+    }
+    return event;
+}
+
+/// The same bytes where the same namespaces are bound mean the same.
+Reader::Event Reader::repeat(const KnownTag& known) noexcept {
+    at_ += known.tag.size();
+    ns_ = known.ns;
+    local_ = known.local;
+    attributeCount_ = known.hasAttribute ? 1 : 0;
+    attributes_[0] = known.attribute;
+    isEmptyElement_ = known.isEmptyElement;
+    open_[depth_++] = {known.name, bindingCount_};
+    return Event::Start;
+}
+
+Reader::Event Reader::newStartTag() {
     ++at_;
     QualifiedName name;
     const std::size_t bindings = bindingCount_;
     if (depth_ == kMaxDepth || !qualifiedName(name) || !attributes(bindings)) {
         return Event::Odd;
     }
-    isEmptyElement_ = take("/");
-    if (!take(">") || !resolve(name.prefix, ns_) || !resolveAttributes()) {
+    isEmptyElement_ = take('/');
+    if (!take('>') || !resolve(name.prefix, ns_) || !resolveAttributes()) {
         return Event::Odd;
     }
     local_ = name.local;
@@ -203,11 +246,13 @@ Reader::Event Reader::endTag() {
         return Event::Odd;
     }
     takeSpaces();
-    return take(">") ? endElement() : Event::Odd;
+    return take('>') ? endElement() : Event::Odd;
 }
 
 Reader::Event Reader::endElement() noexcept {
-    bindingCount_ = open_[--depth_].bindings;
+    const std::size_t bindings = open_[--depth_].bindings;
+    scope_ += bindings == bindingCount_ ? 0 : 1;
+    bindingCount_ = bindings;
     return Event::End;
 }
 
@@ -217,7 +262,7 @@ bool Reader::qualifiedName(QualifiedName& name) noexcept {
         return false;
     }
     name = {view(start, at_), {}, view(start, at_)};
-    if (!take(":")) {
+    if (!take(':')) {
         return true;
     }
     const char* const local = at_;
@@ -248,7 +293,7 @@ bool Reader::attributes(std::size_t bindings) noexcept {
 bool Reader::attribute(std::size_t bindings) noexcept {
     QualifiedName name;
     Attribute read;
-    if (!qualifiedName(name) || !take("=") || !attributeValue(read)) {
+    if (!qualifiedName(name) || !take('=') || !attributeValue(read)) {
         return false;
     }
     if (name.whole == "xmlns" || name.prefix == "xmlns") {
@@ -274,7 +319,7 @@ bool Reader::attributeValue(Attribute& attribute) noexcept {
         }
     }
     attribute.value = view(start, at_);
-    return take({&quote, 1});
+    return take(quote);
 }
 
 bool Reader::valueCharacter(Attribute& attribute) noexcept {
@@ -301,6 +346,7 @@ bool Reader::bind(std::string_view prefix, const Attribute& declaration, std::si
         return false;
     }
     bindings_[bindingCount_++] = {prefix, declaration.value};
+    ++scope_;
     lastBinding_ = kMaxBindings;
     return true;
 }

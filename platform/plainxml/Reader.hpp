@@ -41,6 +41,8 @@ private:
     static constexpr std::size_t kMaxDepth = 32;
     static constexpr std::size_t kMaxAttributes = 16;
     static constexpr std::size_t kMaxBindings = 64;
+    static constexpr std::size_t kKnownTags = 16;
+    static constexpr std::ptrdiff_t kShortestTag = 5;
 
     struct QualifiedName {
         std::string_view whole, prefix, local;
@@ -48,11 +50,21 @@ private:
     struct Binding {
         std::string_view prefix, ns;
     };
+    /// A start tag that declares no namespaces and has one attribute at most, to be known again: documents are made of
+    /// few different ones.
+    struct KnownTag {
+        std::string_view tag, name, ns, local;
+        Attribute attribute;
+        std::size_t scope = 0;
+        bool hasAttribute = false;
+        bool isEmptyElement = false;
+    };
     struct OpenElement {
         std::string_view name;
         std::size_t bindings;  ///< how many there are outside of it
     };
 
+    bool take(char expected) noexcept;
     bool take(std::string_view expected) noexcept;
     bool takeSpaces() noexcept;
     bool prolog() noexcept;
@@ -61,6 +73,8 @@ private:
 
     bool content(std::u16string* text);
     Event startTag();
+    Event repeat(const KnownTag& known) noexcept;
+    Event newStartTag();
     Event endTag();
     Event endElement() noexcept;
 
@@ -84,6 +98,8 @@ private:
     std::array<Binding, kMaxBindings> bindings_;
     std::size_t bindingCount_ = 0;
     std::size_t lastBinding_ = kMaxBindings;  ///< that resolved a prefix; the next one mostly is the same
+    std::array<KnownTag, kKnownTags> known_;
+    std::size_t scope_ = 1;  ///< another one whenever other namespaces are bound
     bool hasStarted_ = false;
     bool isEmptyElement_ = false;
 };

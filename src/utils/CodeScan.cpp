@@ -80,7 +80,18 @@ private:
         std::size_t start = 0;  ///< of its line in the code
     };
 
-    bool isNamed(const std::string& local) const { return reader_.local() == local && reader_.ns() == names_.ns; }
+    bool isNamed(const std::string& local) { return reader_.local() == local && isInWordNamespace(); }
+
+    /// Elements mostly have the same declaration of it.
+    bool isInWordNamespace() {
+        const std::string_view ns = reader_.ns();
+        if (ns.data() == declared_.data() && ns.size() == declared_.size()) {
+            return !ns.empty();
+        }
+        const bool is = ns == names_.ns;
+        declared_ = is ? ns : declared_;
+        return is;
+    }
 
     /// @returns whether the element holds nothing that the document may mean otherwise than it stands there.
     bool startElement() {
@@ -160,6 +171,7 @@ private:
 
     const Names& names_ = names();
     Reader reader_;
+    std::string_view declared_;
     std::size_t depth_ = 0;
     FirstChild body_;
     Paragraph paragraph_;
