@@ -34,6 +34,9 @@ bool isNameCharacter(char c) {
     return kTable[static_cast<unsigned char>(c)];
 }
 
+/// What may stand in an attribute's value and means itself.
+bool isPlainInValue(char c) { return c >= ' ' && c < 0x7F && c != '"' && c != '\'' && c != '&' && c != '<'; }
+
 std::string_view view(const char* from, const char* to) { return {from, static_cast<std::size_t>(to - from)}; }
 
 inline bool startsWith(const char* at, const char* end, std::string_view text) {
@@ -206,8 +209,8 @@ Reader::Event Reader::startTag() {
     const std::size_t scope = scope_;
     const Event event = newStartTag();
     if (event == Event::Start && known != nullptr && attributeCount_ < 2 && scope == scope_) {
-        *known = {view(start, at_), open_[depth_ - 1].name, ns_, local_, attributes_[0], scope_, attributeCount_ != 0,
-                  isEmptyElement_};
+        *known = {view(start, at_),     open_[depth_ - 1].name, ns_, local_, attributes_[0], scope_,
+                  attributeCount_ != 0, isEmptyElement_};
     }
     return event;
 }
@@ -313,7 +316,8 @@ bool Reader::attributeValue(Attribute& attribute) noexcept {
     const char quote = *at_++;
     const char* const start = at_;
     attribute.isVerbatim = true;
-    while (at_ != end_ && *at_ != quote) {
+    for (at_ = std::find_if_not(at_, end_, isPlainInValue); at_ != end_ && *at_ != quote;
+         at_ = std::find_if_not(at_, end_, isPlainInValue)) {
         if (!valueCharacter(attribute)) {
             return false;
         }

@@ -35,6 +35,9 @@ public:
     std::string_view local() const noexcept { return local_; }
     /// Null when the element has no such attribute.
     const Attribute* attribute(std::string_view ns, std::string_view local) const noexcept;
+    /// All of them, namespace declarations aside, in the order of the document; after an end tag they tell nothing.
+    const Attribute* attributesBegin() const noexcept { return attributes_.data(); }
+    const Attribute* attributesEnd() const noexcept { return attributes_.data() + attributeCount_; }
 
 private:
     // Far more than usual documents have, and below the limits of other parsers.

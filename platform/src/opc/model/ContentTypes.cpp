@@ -4,8 +4,7 @@
 #include "fl/i18n/Conversion.hpp"
 #include "opc/Exception.hpp"
 #include "opc/names/MessageText.hpp"
-#include "opc/xml/FlatXmlHandler.hpp"
-#include "opc/xml/PackageXmlReader.hpp"
+#include "opc/xml/FlatXmlReader.hpp"
 #include "opc/xml/XmlWriter.hpp"
 
 namespace opc::model::detail {
@@ -52,7 +51,7 @@ bool isExtension(std::string_view text) {
 
 void ContentTypes::parse(const fl::Bytes& bytes, const std::string& where) {
     Handler handler(*this);
-    parsePackageXml(bytes, where, handler);
+    parseFlatXml(bytes, where, handler);
 }
 
 ContentTypes::Pointer ContentTypes::find(std::string_view foldedName) const {

@@ -21,7 +21,7 @@ public:
     /// The stream's name, as messages and the index tell it.
     static constexpr std::string_view kName = "/[Content_Types].xml";
 
-    /// Fills an empty object. @throws as parsePackageXml().
+    /// Fills an empty object. @throws as parseFlatXml().
     void parse(const fl::Bytes& bytes, const std::string& where);
 
     /// The content type of a part: an Override goes before a Default (M2.9). Null when there is none.

@@ -2,8 +2,7 @@
 
 #include "fl/i18n/Conversion.hpp"
 #include "opc/names/MessageText.hpp"
-#include "opc/xml/FlatXmlHandler.hpp"
-#include "opc/xml/PackageXmlReader.hpp"
+#include "opc/xml/FlatXmlReader.hpp"
 #include "opc/xml/XmlWriter.hpp"
 
 #include <algorithm>
@@ -110,7 +109,7 @@ bool isNCName(std::u16string_view text) {
 
 void RelationshipList::parse(const fl::Bytes& bytes, const std::string& where) {
     Handler handler(*this);
-    parsePackageXml(bytes, where, handler);
+    parseFlatXml(bytes, where, handler);
 }
 
 std::vector<RelationshipList::RecordPtr> RelationshipList::all() const {

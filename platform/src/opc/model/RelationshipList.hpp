@@ -20,7 +20,7 @@ public:
 
     explicit RelationshipList(std::shared_ptr<const RelationshipOrigin> origin) : origin_(std::move(origin)) {}
 
-    /// Fills an empty list. @throws as parsePackageXml().
+    /// Fills an empty list. @throws as parseFlatXml().
     void parse(const fl::Bytes& bytes, const std::string& where);
 
     std::vector<RecordPtr> all() const;
