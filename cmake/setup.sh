@@ -24,7 +24,11 @@ missing_packages() {
     # shellcheck disable=SC2086
     installed=$(dpkg-query -W -f '${db:Status-Status} ${Package}\n' $wanted 2>/dev/null |
         sed -n 's/^installed //p' | LC_ALL=C sort -u || true)
-    LC_ALL=C comm -23 <(echo "$wanted") <(echo "$installed")
+    LC_ALL=C comm -23 <(echo "$wanted") <(echo "$installed") |
+        while read -r package; do
+            # Node's maker packages npm with it, beside which Debian's cannot be installed.
+            if [[ $package != npm ]] || ! command -v npm >/dev/null; then echo "$package"; fi
+        done
 }
 
 # Runs a command that has much to say, which is shown only when it fails.

@@ -28,8 +28,10 @@ public:
         Markup body;
         writeHeader(body);
         body.append(start).append(main_);
+        body.open("aside", {{"aria-label", "What the file holds"}});
         writeOutputs(body, *document_, faults_);
         writePartTables(body, *document_, faults_);
+        body.close();
         summary_.state = faults_.all().empty() ? nameOf(form_) : "damaged";
         return {framed(titleOf(summary_), body), summary_, faults_.all()};
     }
