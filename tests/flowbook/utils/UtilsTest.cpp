@@ -6,6 +6,7 @@
 #include "utils/CodeScan.hpp"
 
 #include <algorithm>
+#include <boost/algorithm/string/replace.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <numeric>
@@ -29,15 +30,20 @@ std::string code(const std::string& text) { return paragraph("<w:r><w:t>" + text
 
 std::string body(const std::string& paragraphs) { return document("<w:body>" + paragraphs + "</w:body>"); }
 
-std::string times(const std::string& tag, int count) { return count == 0 ? "" : tag + times(tag, count - 1); }
-
-std::string declarations(int count) {
-    return count == 0 ? "" : " xmlns:n" + std::to_string(count) + "=\"urn:n\"" + declarations(count - 1);
+/// A "#" in it is numbered.
+std::string times(const std::string& text, int count) {
+    std::string all;
+    for (int i = 0; i != count; ++i) {
+        all += boost::replace_all_copy(text, "#", std::to_string(i));
+    }
+    return all;
 }
 
 TEST(RichCode, GivesItsCodeParagraphs) {
     const std::string run = "<w:r><w:t>no</w:t></w:r>";
     const std::string malformed = "opc::InvalidXMLDocument: *";
+    const std::string other = boost::replace_all_copy(body(code("a")), "w:", "v:");
+    const std::string rebound = boost::replace_first_copy(code("no"), "<w:p>", "<w:p xmlns:w='urn:o'>");
     using Cases = std::vector<std::pair<std::string, std::string>>;
     const Cases usual = {
         {body(code("a") + paragraph(run, "<w:pStyle w:val=\"text\"/>") + code("b")), "a\nb"},
@@ -46,6 +52,9 @@ TEST(RichCode, GivesItsCodeParagraphs) {
         {body(code("&lt;&gt;&amp;&quot;&apos;&#65;&#xe4;&#x1F600;\xE2\x82\xAC\xF0\x90\x80\x80")),
          "<>&\"'A\u00E4\U0001F600\u20AC\U00010000"},
         {body(code(times("\u00E4x", 9999))), times("\u00E4x", 9999)},
+        // Text goes through a buffer of 2048 units, and is widened by blocks of 16.
+        {body(code(times("x", 2047) + "\U0001F600]")), times("x", 2047) + "\U0001F600]"},
+        {document("\n<w:body>\n " + code("a") + "\n</w:body>\n"), "a"},
         {body(paragraph("<w:r><w:t>1</w:t><w:t>no</w:t></w:r>" + run)), "1"},
         {body(paragraph("<w:r/>" + run) + paragraph("") + code("a")), "a"},
         {body(paragraph(run, "<w:pStyle w:val=\"Code\"/>") + paragraph(run, "<w:pStyle w:val=\"code \"/>")), ""},
@@ -58,19 +67,65 @@ TEST(RichCode, GivesItsCodeParagraphs) {
         {"\xEF\xBB\xBF" + body(code("a")), "a"},
         {document(code("no") + "<w:body>" + code("a") + "</w:body>" + code("no")), "a"},
         {body("<w:x>" + code("no") + "</w:x>" + code("a")), "a"},
+        {"<?xml version='1.0' encoding='utf-8' standalone='no' ?>\n" + body(code("a")) + "\n", "a"},
+        {boost::replace_first_copy(other, ":w=", ":v="), "a"},
+        {body("<b xmlns='urn:x' xmlns:v=\"urn:v\" v:a='&amp;\t\xC3\xA4' a='' ></b >" + rebound + code("a")), "a"},
+        {body("<b" + times(" a#=''", 16) + times(" xmlns:n#='urn:n'", 63) + "/>" + code("a")), "a"},
+        {body(code(times("<w:b>", 27) + "a" + times("</w:b>", 27))), "a"},
     };
     const Cases leftToTheDom = {
         {body(code("<!--no-->a\r\nb")), "a\nb"},
+        {body("<b a = ''/>" + code("a")), "a"},
         {body(code("<?no?>a<b \xC3\xA4=\"\"/>")), "a"},
         {body(code("<\xC3\xA4/>a<x:b xmlns:x=\"urn:x\"/>")), "a"},
         {"<?xml version=\"1.1\"?>" + body(code("a\xC2\x85")), "a\n"},
-        {body(code(times("<w:b>", 100) + "a" + times("</w:b>", 100))), "a"},
-        {body("<a" + declarations(100) + "/>" + code("a")), "a"},
+        {body(code(times("<w:b>", 28) + "a" + times("</w:b>", 28))), "a"},
+        {body("<b" + times(" a#=''", 17) + "/>" + code("a")), "a"},
+        {body("<b" + times(" xmlns:n#='urn:n'", 64) + "/>" + code("a")), "a"},
         {"x = 1", malformed},
         {body(code("a")) + "x", malformed},
-        {body(code("&undefined;")), malformed},
         {"<!DOCTYPE d>" + body(code("a")), malformed},
     };
+    Cases refused;
+    for (const char* const inner : {"&undefined;",
+                                    "&#0;",
+                                    "&#xD800;",
+                                    "&#x110000;",
+                                    "&#x100000041;",
+                                    "&#65",
+                                    "&#;",
+                                    "&#xg;",
+                                    "&lt",
+                                    "]]>",
+                                    "\x01",
+                                    "\xEF\xBF\xBE",
+                                    "<![CDATA[x",
+                                    "<![CDATA[\x01]]>",
+                                    "<b>",
+                                    "<b></c>",
+                                    "<b></bb>",
+                                    "</b>",
+                                    "<1/>",
+                                    "<b:/>",
+                                    "<:b/>",
+                                    "<x:b/>",
+                                    "<b x:a=''/>",
+                                    "<b a=''c=''/>",
+                                    "<b a/>",
+                                    "<b a=1/>",
+                                    "<b a='<'/>",
+                                    "<b a='&'/>",
+                                    "<b a='\x01'/>",
+                                    "<b a='",
+                                    "<b a='' a=''/>",
+                                    "<b xmlns:v='urn:v' xmlns:v='urn:u'/>",
+                                    "<b xmlns:v=''/>",
+                                    "<b xmlns:v='urn:v' xmlns:u='urn:v' v:a='' u:a=''/>",
+                                    "<b xmlns:xmlns='urn:v'/>",
+                                    "<b / >",
+                                    "< b/>"}) {
+        refused.emplace_back(body(code(inner)), malformed);
+    }
     const auto check = [](const auto& row, bool isUsual) {
         const auto& [xml, expected] = row;
         const std::u16string wide = fl::i18n::utf8_to_ustring(xml);
@@ -89,6 +144,13 @@ TEST(RichCode, GivesItsCodeParagraphs) {
     };
     std::for_each(usual.begin(), usual.end(), [&](const auto& row) { check(row, true); });
     std::for_each(leftToTheDom.begin(), leftToTheDom.end(), [&](const auto& row) { check(row, false); });
+    std::for_each(refused.begin(), refused.end(), [&](const auto& row) { check(row, false); });
+    for (const char* const bytes : {"\xC3", "\x80", "\xC1\xBF", "\xE0\x9F\xBF", "\xED\xA0\x80", "\xF0\x8F\xBF\xBF",
+                                    "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xE2\x82(", "\xC3("}) {
+        EXPECT_FALSE(detail::scanForCode(body(code(bytes)))) << bytes;
+        EXPECT_FALSE(detail::scanForCode(body(code("a")) + bytes)) << bytes;
+        EXPECT_FALSE(detail::scanForCode(body("<b a='" + std::string(bytes) + "'/>"))) << bytes;
+    }
 }
 
 TEST(RichCode, PassesOnWhatItsStreamThrows) {

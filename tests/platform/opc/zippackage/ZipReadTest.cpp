@@ -62,7 +62,7 @@ const Row<ZipFile> kRefused[] = {
 
 /// Changes of the last entry.
 const Row<BuiltEntry> kRefusedEntries[] = {
-    {[](BuiltEntry& i) { i.local.crc = i.central.crc ^= 1; }, "entry 'a/c' at offset "},
+    {[](BuiltEntry& i) { i.local.crc = i.central.crc = 0xA0B0C; }, "the index tells 0x000a0b0c"},
     {[](BuiltEntry& i) { i.local.size = i.central.size -= 1; }, "inflates to more than the 899 bytes"},
     {[](BuiltEntry& i) { i.local.size = i.central.size += 1; }, "inflates to 900 bytes"},
     {[](BuiltEntry& i) { i.local.size = i.central.size = 60000000; }, "cannot be 60000000 bytes"},
@@ -110,7 +110,7 @@ const std::tuple<std::string, char, const char*, std::vector<std::size_t>> kGuar
 
 const std::pair<std::string, const char*> kRefusedNames[] = {
     {"", "the entry name '' is empty"},
-    {"a\0b"s, "'a\\x00b' contains NUL"},
+    {"a~\0b"s, "'a~\\x00b' contains NUL"},
     {"a\\b", "a backslash"},
     {"/a", "is absolute"},
     {"C:/a", "is absolute"},
