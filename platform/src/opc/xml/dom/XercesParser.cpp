@@ -1,7 +1,6 @@
 #include "opc/xml/dom/XercesParser.hpp"
 
 #include "fl/i18n/Conversion.hpp"
-#include "opc/Limits.hpp"
 #include "opc/model/InvalidXMLDocument.hpp"
 #include "opc/xml/dom/XercesPtr.hpp"
 
@@ -30,7 +29,7 @@ bool isPackageEncoding(const XMLCh* encoding) {
 
 }  // namespace
 
-XercesParser::XercesParser() {
+XercesParser::XercesParser(std::uint64_t mostNodes) : mostNodes_(mostNodes) {
     securityManager_.setEntityExpansionLimit(1);
     renewScanner();
     for (const XMLCh* name :
@@ -153,8 +152,8 @@ void XercesParser::docPI(const XMLCh* target, const XMLCh* data) {
 
 void XercesParser::countNodes(std::size_t count) {
     nodes_ += count;
-    if (nodes_ > Limits::kDomNodes) {
-        refuseMore(Limits::kDomNodes, "elements, attributes and texts");
+    if (nodes_ > mostNodes_) {
+        refuseMore(mostNodes_, "elements, attributes and texts");
     }
 }
 

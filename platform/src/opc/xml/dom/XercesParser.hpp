@@ -1,8 +1,10 @@
 #pragma once
 
 #include "opc/Exception.hpp"
+#include "opc/Limits.hpp"
 
 #include <cstddef>
+#include <cstdint>
 #include <set>
 #include <string>
 #include <xercesc/parsers/DOMLSParserImpl.hpp>
@@ -14,7 +16,7 @@ namespace opc::model {
 /// one document to the next. Its limits are those of opc::Limits.
 class XercesParser final : public xercesc::DOMLSParserImpl {
 public:
-    XercesParser();
+    explicit XercesParser(std::uint64_t mostNodes = Limits::kDomNodes);
     XercesParser(const XercesParser&) = delete;
     XercesParser& operator=(const XercesParser&) = delete;
 
@@ -61,7 +63,7 @@ private:
     xercesc::SecurityManager securityManager_;
     Failure failure_;            ///< the first
     std::size_t openNodes_ = 0;  ///< the open elements and their attributes
-    std::size_t nodes_ = 0;
+    std::uint64_t mostNodes_, nodes_ = 0;
     std::set<std::u16string> names_;  ///< ordered, as nobody can make names collide in it
     bool isEncodingGiven_ = false;    ///< so that the one declared does not count
 };
