@@ -11,8 +11,20 @@ find_package(EXPAT REQUIRED)
 find_package(ICU REQUIRED COMPONENTS uc)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(LIBDEFLATE REQUIRED IMPORTED_TARGET libdeflate)
+# The system's own interpreter sees the system's packages, which the scripts use; another python3 may come first.
+find_program(Python3_EXECUTABLE python3 PATHS /usr/bin NO_DEFAULT_PATH)
 if(PXFLOWBOOK_TESTS OR PXFLOWBOOK_FUZZ)
-    # The system's own interpreter sees the system's packages, which the scripts use; another python3 may come first.
-    find_program(Python3_EXECUTABLE python3 PATHS /usr/bin NO_DEFAULT_PATH)
     find_package(Python3 REQUIRED COMPONENTS Interpreter)
+endif()
+# Whether the Python package is built, unless somebody says so: asked anew each time, as packages may be installed later.
+# The sanitizers' run-time would have to be in the interpreter first.
+if(NOT DEFINED CACHE{PXFLOWBOOK_PYTHON})
+    set(PXFLOWBOOK_PYTHON OFF)
+    if(PXFLOWBOOK_TOOL AND PROJECT_IS_TOP_LEVEL AND NOT PXFLOWBOOK_SANITIZE AND NOT PXFLOWBOOK_COVERAGE)
+        find_package(Python3 QUIET COMPONENTS Interpreter Development.Module)
+        find_path(PYBIND11_HEADERS pybind11/pybind11.h)
+        if(Python3_Development.Module_FOUND AND PYBIND11_HEADERS)
+            set(PXFLOWBOOK_PYTHON ON)
+        endif()
+    endif()
 endif()

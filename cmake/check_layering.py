@@ -12,7 +12,7 @@ from pathlib import Path
 
 # Where quoted and angled names are looked for, as the build does, and the area that each root belongs to.
 ROOTS = {"include": "api", "platform/include": "platform-api", "src": "src", "platform/src": "platform-src",
-         "platform/plainxml": "plainxml", "tools": "tools"}
+         "platform/plainxml": "plainxml", "tools": "tools", "bindings/python/src": "bindings"}
 MORE_PLACES = ["tools/flowbook", "platform"]
 
 # The areas that an area may include, its own among them.
@@ -23,6 +23,7 @@ AREAS = {
     "api": {"api", "platform-api"},
     "src": {"api", "platform-api", "src", "plainxml"},
     "tools": {"api", "platform-api", "tools"},
+    "bindings": {"api", "platform-api", "tools", "bindings"},
 }
 
 # The other rooms of its side that a room may include. A file lies in the deepest room whose folder it is in; a public
@@ -55,6 +56,8 @@ KIT_ROOMS = {
     "kit/digest": {"kit/document", "kit/xml"},
     "kit/text": {"kit/digest", "kit/document", "kit/xml"},
     "kit/check": {"kit/document", "kit/xml"},
+    "kit/change": {"kit/document", "kit/xml"},
+    "kit/failure": set(),
     "kit/container": {"kit/document", "kit/xml"},
     "kit/merge": {"kit/container", "kit/digest", "kit/document", "kit/xml"},
     "kit/page": {"kit/digest", "kit/document", "kit/xml"},
@@ -154,6 +157,8 @@ class Checker:
         target_room = self.room_of(target_area, Path(target_name))
         if target_room == room:
             return None
+        if area == "bindings" and not target_room.startswith("kit") and target_area == "tools":
+            return "of tools, the kit alone is for others"
         same_side = area in ROOMS and ROOMS[area] is ROOMS.get(target_area)
         return f"{room} may not use {target_room}" if same_side and target_room not in ROOMS[area][room] else None
 
@@ -244,6 +249,9 @@ SELF_TEST = [
     ("tools/flowbook/inputs/Back.cpp", "look/Look.hpp", True),
     ("tools/flowbook/change/Across.cpp", "look/Look.hpp", True),
     ("tools/other/Unknown.cpp", "string", True),
+    ("bindings/python/src/Book.hpp", "kit/Text.hpp", False),
+    ("bindings/python/src/Command.cpp", "inputs/Input.hpp", True),
+    ("bindings/python/src/Inside.cpp", "format/Names.hpp", True),
     ("tools/flowbook/Reach.cpp", "format/Names.hpp", True),
     ("tools/flowbook/Relative.cpp", "../../platform/src/opc/Zip.hpp", True),
 ]

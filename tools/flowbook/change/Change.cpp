@@ -4,20 +4,15 @@
 #include "flowbook/FlowbookFileUtils.hpp"
 #include "flowbook/FlowbookFileWriter.hpp"
 #include "inputs/OpenDocument.hpp"
-#include "opc/model/StandardPartInfo.hpp"
+#include "kit/change/RichCodePart.hpp"
 #include "opc/pxservices/CorePropertiesManager.hpp"
 #include "opc/zippackage/ZipPhysicalPackage.hpp"
 #include "terminal/Failure.hpp"
 
 namespace flowbook::tool {
 
-using opc::interfaces::CompressionType;
 using opc::interfaces::OpenMode;
-using opc::model::ContentType;
 using opc::model::Package;
-using opc::model::Part;
-using opc::model::PartName;
-using opc::model::Relationship;
 using opc::pxservices::CoreProperties;
 using opc::pxservices::CorePropertiesManager;
 
@@ -65,42 +60,6 @@ bool isLikeThat(const Change& change, const Input& input) {
     return false;
 }
 
-void takeOver(const std::vector<Relationship>& relationships, Part& part) {
-    for (const Relationship& each : relationships) {
-        if (each.getTargetMode() == opc::model::TargetMode::Internal) {
-            part.createInternalRelationship(each.getType(), opc::model::URI(each.getTarget()), each.getID());
-        } else {
-            part.createExternalRelationship(each.getType(), each.getTarget(), each.getID());
-        }
-    }
-}
-
-/// The part with another content type and its own relationships. @throws opc::Exception.
-Part withContentType(Package& package, const Part& old, const ContentType& type) {
-    if (old.getContentType() == type) {
-        return old;
-    }
-    const std::vector<Relationship> relationships = old.getRelationships(opc::model::ExcludeMode::None);
-    const PartName name = old.getName();
-    package.deletePart(name);
-    Part part = package.createPart(name, type, opc::model::StandardPartInfo(CompressionType::Normal, 0));
-    takeOver(relationships, part);
-    return part;
-}
-
-/// The code part, ready for rich code; made where there is none.
-Part richCodePart(Package& package) {
-    const FlowbookFilePackage::Part document = FlowbookFilePackage::createEmptyDocumentPart();
-    const ContentType type(document.contentType);
-    const auto relationships = package.getRelationshipsByType(kit::documentRelationshipType());
-    if (!relationships.empty()) {
-        return withContentType(package, package.getPart(PartName(relationships.front().getTargetURI())), type);
-    }
-    const PartName name(document.partName);
-    package.createInternalRelationship(kit::documentRelationshipType(), name.getURI(), u"");
-    return package.createPart(name, type, opc::model::StandardPartInfo(CompressionType::Normal, 0));
-}
-
 void setProperties(Package& package, const PropertyOptions& properties) {
     CorePropertiesManager manager(package, kTimesAsTheyAre);
     CoreProperties present = manager.getCoreProperties();
@@ -115,7 +74,7 @@ void saveRich(const Change& change, const Input& input) {
     opc::zippackage::ZipPhysicalPackage container(input.name(), opc::FileSystemOpsSelector(input.storage()), true);
     Package package(container);
     package.open(OpenMode::Update);
-    richCodePart(package).getOutputStream()->write(change.rich->data(), change.rich->size());
+    kit::richCodePart(package).getOutputStream()->write(change.rich->data(), change.rich->size());
     setProperties(package, change.properties);
     package.close();
 }

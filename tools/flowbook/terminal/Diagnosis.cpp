@@ -2,12 +2,7 @@
 
 #include "fl/i18n/Conversion.hpp"
 #include "fl/i18n/ConversionError.hpp"
-#include "flowbook/FlowbookExceptions.hpp"
-#include "foundation/core/except/ErrorInfoContainer.hpp"
-#include "foundation/core/except/IException.hpp"
-#include "foundation/storage/vfs/StorageError.hpp"
-#include "opc/Exception.hpp"
-#include "opc/model/PackageNotFound.hpp"
+#include "kit/failure/Failure.hpp"
 #include "terminal/Failure.hpp"
 
 #include <algorithm>
@@ -16,7 +11,6 @@
 namespace flowbook::tool {
 
 using foundation::storage::vfs::StorageError;
-using foundation::storage::vfs::StorageErrorKind;
 
 namespace {
 
@@ -38,45 +32,6 @@ ExitCode codeOf(const std::string& kind) {
 
 Diagnosis ofKind(const std::string& kind, const std::string& message) { return {codeOf(kind), kind, "", message}; }
 
-std::string attachedKind(const FlowbookExceptionBase& failure) {
-    const auto* framework = dynamic_cast<const foundation::core::except::IException*>(&failure);
-    const auto info = framework == nullptr ? nullptr : framework->errorInfo();
-    const auto found =
-        info == nullptr ? std::map<std::string, std::string>::const_iterator() : info->values.find("kind");
-    // A file that is missing is a class of its own; here a part is, which is damage.
-    const bool isDamaged = info == nullptr || found == info->values.end() || found->second == "not-found";
-    return isDamaged ? kindOf(ExitCode::Damaged) : found->second;
-}
-
-std::string kindOf(const opc::Exception& failure) {
-    static constexpr const char* kKinds[] = {"not-found", "input-output", "damaged", "limit",
-                                             "conflict",  "not-durable",  "misuse"};
-    // A part that is missing is damage, a file that is missing is none.
-    const bool isPart = failure.kind() == opc::ErrorKind::NotFound &&
-                        dynamic_cast<const opc::model::PackageNotFound*>(&failure) == nullptr;
-    return isPart ? "damaged" : kKinds[static_cast<int>(failure.kind())];
-}
-
-std::string kindOf(const StorageError& failure) {
-    switch (failure.kind()) {
-    case StorageErrorKind::NotFound:
-        return "not-found";
-    case StorageErrorKind::Conflict:
-        return "conflict";
-    case StorageErrorKind::NotDurable:
-        return "not-durable";
-    default:
-        return "input-output";
-    }
-}
-
-/// The library's message less the words for programmers that it begins with.
-std::string inWords(const std::string& message) {
-    constexpr std::string_view kPrefixEnd = " file : ";
-    const std::size_t end = message.rfind("Internal Exception", 0) == 0 ? message.find(kPrefixEnd) : std::string::npos;
-    return end == std::string::npos ? message : message.substr(end + kPrefixEnd.size());
-}
-
 template <class T>
 bool isA(const FlowbookExceptionBase& failure) {
     return dynamic_cast<const T*>(&failure) != nullptr;
@@ -94,12 +49,12 @@ Diagnosis diagnosisOf(const FlowbookExceptionBase& failure) {
                 "the name of a flowbook ends in .tqx or .tqapp"};
     }
     if (isA<FlowbookNotFound>(failure)) {
-        const bool isTooLarge = attachedKind(failure) == "limit";
-        return ofKind(attachedKind(failure), isTooLarge ? "its code is a document beyond the limits on what is parsed"
-                                                        : "there is no code in it, or none that can be read");
+        const bool isTooLarge = kit::kindOf(failure) == "limit";
+        return ofKind(kit::kindOf(failure), isTooLarge ? "its code is a document beyond the limits on what is parsed"
+                                                       : "there is no code in it, or none that can be read");
     }
     return isA<FlowbookFileReaderPackageNotFound>(failure) ? ofKind("not-found", "there is no such file")
-                                                           : ofKind(attachedKind(failure), inWords(failure.what()));
+                                                           : ofKind(kit::kindOf(failure), kit::inWords(failure.what()));
 }
 
 }  // namespace
@@ -112,9 +67,9 @@ Diagnosis diagnose() {
     } catch (const FlowbookExceptionBase& failure) {
         return diagnosisOf(failure);
     } catch (const opc::Exception& failure) {
-        return ofKind(kindOf(failure), failure.what());
+        return ofKind(kit::kindOf(failure), failure.what());
     } catch (const StorageError& failure) {
-        return ofKind(kindOf(failure), failure.what());
+        return ofKind(kit::kindOf(failure), failure.what());
     } catch (const fl::i18n::ConversionError& failure) {
         return ofKind("damaged", failure.what());
     } catch (const std::bad_alloc&) {

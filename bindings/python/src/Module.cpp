@@ -1,0 +1,133 @@
+#include "Document.hpp"
+#include "flowbook/FlowbookVersion.hpp"
+
+#include <cstring>
+#include <pybind11/stl.h>
+
+namespace flowbook::python {
+
+namespace py = pybind11;
+
+namespace {
+
+py::bytes toPython(const fl::Bytes& bytes) { return {reinterpret_cast<const char*>(bytes.data()), bytes.size()}; }
+
+/// Without a flowbook that could be meant by what fails.
+template <class Work>
+auto runAlone(Work work) {
+    Turns turns;
+    return inTurn(turns, {}, "", std::move(work));
+}
+
+/// A path as the storage takes it: UTF-16, native byte order, where a byte that is no UTF-8 is U+DC80 to U+DCFF.
+std::u16string toPath(const py::bytes& utf16) {
+    const std::string bytes = utf16;
+    std::u16string path(bytes.size() / sizeof(char16_t), u'\0');
+    std::memcpy(path.data(), bytes.data(), path.size() * sizeof(char16_t));
+    return path;
+}
+
+template <std::optional<std::string> Change::*kind>
+void setCode(Change& change, const py::bytes& bytes) {
+    change.code.reset();
+    change.rich.reset();
+    change.encrypted.reset();
+    change.*kind = bytes;
+}
+
+template <std::optional<std::string> Change::*property>
+void setProperty(Change& change, const py::bytes& utf8) {
+    change.*property = utf8;
+}
+
+void addPicture(Change& change, std::string mediaType, const std::string& content) {
+    change.pictures.emplace_back(std::move(mediaType), fl::Bytes(content.begin(), content.end()));
+}
+
+void checkChange(const Change& change) {
+    runAlone([copy = change] {
+        copy.check();
+        return true;
+    });
+}
+
+void addChange(py::module_& module) {
+    py::class_<Change>(module, "Change")
+        .def(py::init<>())
+        .def(py::init<const Change&>())
+        .def("set_code", &setCode<&Change::code>)
+        .def("set_rich_code", &setCode<&Change::rich>)
+        .def("set_encrypted_code", &setCode<&Change::encrypted>)
+        .def("set_title", &setProperty<&Change::title>)
+        .def("set_description", &setProperty<&Change::description>)
+        .def("set_version", &setProperty<&Change::version>)
+        .def("add_picture", &addPicture)
+        .def("is_empty", &Change::isEmpty)
+        .def("check", &checkChange);
+}
+
+void addValues(py::module_& module) {
+    py::class_<PartInfo>(module, "PartInfo")
+        .def_readonly("name", &PartInfo::name)
+        .def_readonly("content_type", &PartInfo::contentType)
+        .def_readonly("size", &PartInfo::size)
+        .def_readonly("is_picture", &PartInfo::isPicture);
+    py::class_<RelationshipInfo>(module, "RelationshipInfo")
+        .def_readonly("source", &RelationshipInfo::source)
+        .def_readonly("id", &RelationshipInfo::id)
+        .def_readonly("type", &RelationshipInfo::type)
+        .def_readonly("target", &RelationshipInfo::target)
+        .def_readonly("is_internal", &RelationshipInfo::isInternal);
+    py::class_<kit::Property>(module, "Property")
+        .def_readonly("label", &kit::Property::label)
+        .def_readonly("value", &kit::Property::value)
+        .def_readonly("fault", &kit::Property::fault);
+    py::class_<kit::Finding>(module, "Finding")
+        .def_property_readonly("severity", [](const kit::Finding& finding) { return nameOf(finding.severity); })
+        .def_readonly("part", &kit::Finding::part)
+        .def_readonly("place", &kit::Finding::place)
+        .def_readonly("words", &kit::Finding::words)
+        .def_readonly("id", &kit::Finding::id);
+}
+
+std::optional<py::bytes> encryptedCode(Document& document) {
+    const std::optional<fl::Bytes> code = document.encryptedCode();
+    return code ? std::make_optional(toPython(*code)) : std::nullopt;
+}
+
+void addDocument(py::module_& module) {
+    // What another thread changes meanwhile must not be what is being saved, so changes are taken by value.
+    py::class_<Document>(module, "Document")
+        .def_static("of_path",
+                    [](const py::bytes& path, const std::string& name) { return Document::ofPath(toPath(path), name); })
+        .def_static("of_bytes", &Document::ofBytes)
+        .def_static("of_object", &Document::ofObject)
+        .def("form", &Document::form)
+        .def("code", &Document::code)
+        .def("rich_code", &Document::richCode)
+        .def("encrypted_code", &encryptedCode)
+        .def("properties", &Document::properties)
+        .def("parts", &Document::parts)
+        .def("relationships", &Document::relationships)
+        .def("content", [](Document& self, const std::string& part) { return toPython(self.content(part)); })
+        .def("picture", [](Document& self, const std::string& part) { return toPython(self.picture(part)); })
+        .def("digest", &Document::digest)
+        .def("text", &Document::text)
+        .def("check", &Document::check)
+        .def("changed", [](Document& self, Change change) { return toPython(self.changed(change)); })
+        .def("save_back", [](Document& self, Change change) { self.saveBack(change); })
+        .def("save_at",
+             [](Document& self, Change change, const py::bytes& path) { self.saveAt(change, toPath(path)); });
+}
+
+}  // namespace
+
+PYBIND11_MODULE(_native, module) {
+    addValues(module);
+    addChange(module);
+    addDocument(module);
+    module.def("new_flowbook", [] { return toPython(runAlone(&newFlowbook)); });
+    module.attr("library_version") = static_cast<const char*>(libpxflowbook_version);
+}
+
+}  // namespace flowbook::python

@@ -1,0 +1,249 @@
+"""The package `flowbook`: reading, writing, failures, and what Python can pass in to do harm."""
+import io
+import os
+import sys
+import threading
+from datetime import timedelta
+from pathlib import Path
+
+import pytest
+from hypothesis import given, settings
+from hypothesis import strategies as st
+
+import flowbook
+
+sys.path.insert(0, os.environ["PXFLOWBOOK_SOURCE"] + "/tests/support")
+import make_fixtures as make  # noqa: E402
+
+PNG = b"\x89PNG\r\n\x1a\n" + bytes(range(256))
+ENCRYPTED = make.package(document=b"\0secret", parameters="; encryption=aes")
+RICH = make.package(document=make.rich(make.paragraph("prose", "Normal"), make.paragraph("a\nb")))
+NO_CODE = make.package(root=())
+
+
+def zipped(entries):
+    return make.zipped(entries) if not isinstance(entries, bytes) else entries
+
+
+def stored(book):
+    out = io.BytesIO()
+    book.save(out)
+    return out.getvalue()
+
+
+def large():
+    return flowbook.Flowbook.new(code=os.urandom(200_000).hex(), title="large")
+
+
+@pytest.fixture
+def path(tmp_path, monkeypatch):
+    monkeypatch.chdir(tmp_path)
+    flowbook.Flowbook.new(code="x = 1;", title="old").save("a.tqx")
+    return tmp_path / "a.tqx"
+
+
+@pytest.mark.parametrize("content, form, code", [(RICH, "rich", "a\nb"), (ENCRYPTED, "encrypted", flowbook.EncryptedError),
+                                                 (NO_CODE, "none", flowbook.DamagedError)])
+def test_forms(content, form, code):
+    book = flowbook.open(zipped(content))
+    assert book.form == form
+    assert book.encrypted_code == (b"\0secret" if form == "encrypted" else None)
+    if isinstance(code, str):
+        assert book.code == code and "prose" in book.rich_code
+    else:
+        with pytest.raises(code):
+            book.code
+        with pytest.raises(code):
+            book.rich_code
+
+
+def test_save_back_keeps_what_is_not_touched(path):
+    book = flowbook.open("a.tqx")
+    before = {part.name: part.data for part in book.parts}
+    os.chdir("/")
+    book.description = "d"
+    book.save()
+    after = {part.name: part.data for part in flowbook.open(path).parts}
+    assert {name for name in before if before[name] != after[name]} == {"/docProps/core.xml"}
+    assert book.modified.utcoffset() == timedelta(0) and book.created <= book.modified
+    stamp = path.stat()
+    book.save()
+    assert path.stat() == stamp
+
+
+def test_conflict(path):
+    first, second, third = (flowbook.open(path) for _ in range(3))
+    first.title, second.title = "first", "second"
+    first.save()
+    with pytest.raises(flowbook.ConflictError) as conflict:
+        second.save()
+    assert conflict.value.file == str(path) and conflict.value.kind == "conflict"
+    assert flowbook.open(path).title == "first" and third.title == "old" and second.title == "second"
+    path.unlink()
+    with pytest.raises(flowbook.Error):
+        second.save()
+    assert not path.exists()
+    second.save(path)
+    assert flowbook.open(path).title == "second"
+
+
+@pytest.mark.parametrize("name", [b"\xff.tqx", "é.tqx".encode(), b"no extension"])
+def test_names(path, name):
+    flowbook.open(path).save(os.fsdecode(name))
+    book = flowbook.open(Path(os.fsdecode(name)))
+    book.version = "2"
+    book.save()
+    assert flowbook.open(os.fsdecode(name)).version == "2"
+
+
+def test_new_belongs_to_its_first_file(path):
+    book = flowbook.Flowbook.new(rich_code=flowbook.open(zipped(RICH)).rich_code)
+    with pytest.raises(flowbook.MisuseError):
+        book.save()
+    book.save("b.tqx")
+    book.add_image(PNG, "image/png")
+    book.code = "z"
+    book.save()
+    read = flowbook.open("b.tqx")
+    assert (read.code, read.form, [image.data for image in read.images]) == ("z", "plain", [PNG])
+    assert ("/tarmic/document.xml", "/media/image1.png") in [(each.source, each.target) for each in read.relationships]
+    assert read.check() == () and read.digest == flowbook.open(stored(read)).digest
+
+
+def test_file_object_is_written_back():
+    file = io.BytesIO(stored(flowbook.Flowbook.new(code="much code" * 1000)))
+    book = flowbook.open(file)
+    book.code = "x"
+    book.save()
+    assert flowbook.open(file.getvalue()).code == "x" == book.code
+
+
+class Lying(io.BytesIO):
+    """Answers some reads as it is told to."""
+
+    answer = None
+
+    def read(self, count=-1):
+        return super().read(count) if self.answer is None else self.answer(self, count)
+
+    def tell(self):
+        return self.size if hasattr(self, "size") else super().tell()
+
+
+def raiser(error):
+    def answer(*_):
+        raise error
+    return answer
+
+
+@pytest.mark.parametrize("answer, error", [
+    (lambda *_: b"", flowbook.Error), (lambda *_: "text", flowbook.Error), (lambda *_: None, flowbook.Error),
+    (lambda _, count: bytes(count + 1), flowbook.Error), (lambda _, count: bytes(count), flowbook.Error),
+    (raiser(KeyboardInterrupt()), KeyboardInterrupt), (raiser(OSError("gone")), OSError),
+    (lambda self, _: self.book.code, flowbook.MisuseError), (lambda self, _: self.close(), flowbook.Error)])
+def test_file_objects_that_lie(answer, error):
+    file = Lying(stored(large()))
+    book = flowbook.open(file)
+    file.book, file.answer = book, answer
+    with pytest.raises(error):
+        book.code
+    file.answer = None
+    if not file.closed:
+        assert len(book.code) == 400_000
+
+
+@pytest.mark.parametrize("size", [0, 1, 10**6, 2**63, 2**64 - 1, 2**64, -1, "1", None])
+def test_sizes_that_lie(size):
+    file = Lying(stored(large()))
+    file.size = size
+    with pytest.raises((flowbook.Error, RuntimeError, ValueError, TypeError, OverflowError)):
+        flowbook.open(file).code
+
+
+def test_short_reads_are_no_lies():
+    file = Lying(stored(large()))
+    file.answer = lambda self, count: io.BytesIO.read(self, min(count, 1000))
+    assert flowbook.open(file).title == "large"
+
+
+@pytest.mark.parametrize("source, error", [
+    ("missing.tqx", FileNotFoundError), ("missing.tqx", flowbook.NotFoundError), (b"", flowbook.DamagedError),
+    ("a\0b", ValueError), ("\ud800.tqx", ValueError), (5, TypeError), (None, TypeError), (io.StringIO(), TypeError),
+    ("/", flowbook.Error), ("memory://missing.tqx", FileNotFoundError), (stored(large())[:-9], flowbook.DamagedError)])
+def test_sources_that_are_none(path, source, error):
+    with pytest.raises(error):
+        flowbook.open(source)
+
+
+@pytest.mark.parametrize("name, value, error", [
+    ("title", "\ud800", ValueError), ("code", "\udfff", ValueError), ("title", "a\0b", flowbook.MisuseError),
+    ("version", 5, TypeError), ("code", None, TypeError), ("rich_code", "<no", flowbook.DamagedError),
+    ("encrypted_code", "text", TypeError), ("form", "plain", AttributeError)])
+def test_values_that_cannot_be(name, value, error):
+    book = flowbook.Flowbook.new(code="x", title="t")
+    with pytest.raises(error):
+        setattr(book, name, value)
+    assert (book.code, book.title) == ("x", "t")
+
+
+@pytest.mark.parametrize("media_type", ["", "png", "text/plain", "image/", "image/png; a=b", "image/\ud800", "image/é"])
+def test_pictures_that_are_none(media_type):
+    with pytest.raises((flowbook.Error, ValueError)):
+        flowbook.Flowbook.new().add_image(PNG, media_type)
+
+
+def test_damage_names_the_part():
+    content = bytearray(make.zipped(make.package(document=os.urandom(64)), compression=0))
+    with pytest.raises(flowbook.DamagedError) as damage:
+        flowbook.open(content).code
+    assert damage.value.part == "/tarmic/document.xml" and damage.value.file == "<bytes>" and damage.value.words
+
+
+def test_threads(path):
+    book, codes = flowbook.open(path), set()
+
+    def work(number):
+        for step in range(20):
+            book.title = f"{number} {step}"
+            codes.add((book.code, len(book.parts), book.form))
+            assert book.title.count(" ") == 1
+
+    threads = [threading.Thread(target=work, args=(number,)) for number in range(4)]
+    for thread in threads:
+        thread.start()
+    for thread in threads:
+        thread.join()
+    book.save()
+    assert codes == {("x = 1;", 4, "plain")}
+
+
+TEXT = st.text(st.characters(blacklist_categories=["Cs"]), max_size=60)
+XML_TEXT = TEXT.filter(lambda text: not any(ord(each) < 32 or ord(each) in {0xFFFE, 0xFFFF} for each in text))
+CALLS = st.lists(st.one_of(st.tuples(st.just("code"), TEXT),
+                           st.tuples(st.sampled_from(["title", "description", "version"]), XML_TEXT),
+                           st.tuples(st.just("encrypted_code"), st.binary(max_size=60)),
+                           st.tuples(st.just("image"), st.binary(max_size=60)), st.just(("save", None))), max_size=8)
+
+
+@settings(max_examples=60, deadline=None)
+@given(CALLS)
+def test_any_order_of_calls(calls):
+    """What was set is there, before and after it is saved, whatever was set around it."""
+    file = io.BytesIO(stored(flowbook.Flowbook.new(code="x")))
+    book, expected, images = flowbook.open(file), {}, []
+    for name, value in calls:
+        if name == "save":
+            book.save()
+        elif name == "image":
+            book.add_image(value, "image/png")
+            images.append(value)
+        else:
+            setattr(book, name, value)
+            if name.endswith("code"):
+                expected.pop("code", None), expected.pop("encrypted_code", None)
+            expected[name] = getattr(book, name)
+            assert expected[name] == value or name == "code" and len(expected[name]) <= len(value)
+    book.save()
+    for read in (book, flowbook.open(file.getvalue())):
+        assert {name: getattr(read, name) for name in expected} == expected
+        assert [image.data for image in read.images] == images
