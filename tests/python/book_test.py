@@ -42,8 +42,9 @@ def path(tmp_path, monkeypatch):
     return tmp_path / "a.tqx"
 
 
-@pytest.mark.parametrize("content, form, code", [(RICH, "rich", "a\nb"), (ENCRYPTED, "encrypted", flowbook.EncryptedError),
-                                                 (NO_CODE, "none", flowbook.DamagedError)])
+@pytest.mark.parametrize("content, form, code", [
+    (RICH, "rich", "a\nb"), (ENCRYPTED, "encrypted", flowbook.EncryptedError),
+    (NO_CODE, "none", flowbook.DamagedError)])
 def test_forms(content, form, code):
     book = flowbook.open(zipped(content))
     assert book.form == form

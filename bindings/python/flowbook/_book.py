@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import html
 import re
 import threading
 from collections.abc import Callable, Mapping
@@ -240,6 +241,15 @@ class Flowbook:
         """All of it as lines, for comparing; as `flowbook git textconv` tells it. Never raises for damage within."""
         return self._current().text()
 
+    @property
+    def html(self) -> str:
+        """A page that shows it, as `flowbook html` makes: one file that runs nothing and loads nothing.
+
+        >>> Flowbook.new(code="x").html[:15]
+        '<!DOCTYPE html>'
+        """
+        return self._current().html()
+
     def check(self) -> tuple[Finding, ...]:
         """What is wrong with it; nothing when it can be read whole.
 
@@ -309,6 +319,11 @@ class Flowbook:
         if found.fault:
             raise error_of("damaged", found.fault, self._place.name)
         return found.value
+
+    def _repr_html_(self) -> str:
+        """For Jupyter: the page in a frame, so that neither style reaches the other's content."""
+        frame = "width: 100%; height: 30em; border: 1px solid #8884; resize: vertical"
+        return f'<iframe sandbox style="{frame}" srcdoc="{html.escape(self.html)}"></iframe>'
 
     def __repr__(self) -> str:
         return f"<Flowbook {self._place.name!r}>"

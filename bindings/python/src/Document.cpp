@@ -3,6 +3,7 @@
 #include "fl/i18n/Conversion.hpp"
 #include "kit/digest/Digest.hpp"
 #include "kit/document/Pictures.hpp"
+#include "kit/page/Page.hpp"
 #include "kit/text/TextForm.hpp"
 
 namespace flowbook::python {
@@ -131,6 +132,13 @@ std::string Document::digest() {
 
 std::string Document::text() {
     return run([&] { return kit::textForm(kName, source_.storage()); });
+}
+
+std::string Document::html() {
+    return run([&] {
+        const auto inWords = [&](const std::string& words) { return withName(words, file_); };
+        return kit::makePage(document_, {file_, inWords}).html;
+    });
 }
 
 std::vector<kit::Finding> Document::check() {

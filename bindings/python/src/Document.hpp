@@ -49,6 +49,7 @@ public:
     fl::Bytes picture(const std::string& part);
     std::string digest();
     std::string text();
+    std::string html();
     std::vector<kit::Finding> check();
 
     fl::Bytes changed(const Change& change);

@@ -42,6 +42,13 @@ py::str toText(const std::string& utf8) {
         PyUnicode_DecodeUTF8(utf8.data(), static_cast<Py_ssize_t>(utf8.size()), "replace"));
 }
 
+[[noreturn]] void raiseObject(const py::object& exception) {
+    PyErr_SetObject(reinterpret_cast<PyObject*>(Py_TYPE(exception.ptr())), exception.ptr());
+    throw py::error_already_set();
+}
+
+}  // namespace
+
 std::string withName(std::string words, const std::string& file) {
     static const std::string name = fl::i18n::to_string(kName);
     for (std::size_t at = words.find(name); at != std::string::npos; at = words.find(name, at + file.size())) {
@@ -49,13 +56,6 @@ std::string withName(std::string words, const std::string& file) {
     }
     return words;
 }
-
-[[noreturn]] void raiseObject(const py::object& exception) {
-    PyErr_SetObject(reinterpret_cast<PyObject*>(Py_TYPE(exception.ptr())), exception.ptr());
-    throw py::error_already_set();
-}
-
-}  // namespace
 
 void raise(const std::string& file) {
     try {

@@ -19,6 +19,9 @@ private:
     std::string kind_;
 };
 
+/// A message of the library, with the user's name of the flowbook in the place of kName.
+std::string withName(std::string words, const std::string& file);
+
 /// Raises the exception that is being handled in Python, as the class of flowbook's errors that its kind asks for.
 /// @param file  the user's name of the flowbook, UTF-8.
 [[noreturn]] void raise(const std::string& file);

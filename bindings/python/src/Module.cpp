@@ -113,6 +113,7 @@ void addDocument(py::module_& module) {
         .def("picture", [](Document& self, const std::string& part) { return toPython(self.picture(part)); })
         .def("digest", &Document::digest)
         .def("text", &Document::text)
+        .def("html", &Document::html)
         .def("check", &Document::check)
         .def("changed", [](Document& self, Change change) { return toPython(self.changed(change)); })
         .def("save_back", [](Document& self, Change change) { self.saveBack(change); })
