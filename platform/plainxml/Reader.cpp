@@ -20,22 +20,30 @@ constexpr bool isSpace(char c) { return c == ' ' || c == '\t' || c == '\n'; }
 
 constexpr bool isNameStart(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_'; }
 
-constexpr std::array<bool, 256> nameCharacters() {
+constexpr bool isNameCharacter(char c) { return isNameStart(c) || (c >= '0' && c <= '9') || c == '-' || c == '.'; }
+
+/// What may stand in an attribute's value and means itself.
+constexpr bool isPlainInValue(char c) { return c >= ' ' && c < 0x7F && c != '"' && c != '\'' && c != '&' && c != '<'; }
+
+/// Tells the characters of a kind, of ASCII only, by looking them up.
+template <bool is(char)>
+constexpr std::array<bool, 256> charactersThat() {
     std::array<bool, 256> table{};
     for (std::size_t i = 0; i != 0x80; ++i) {
-        const char c = static_cast<char>(i);
-        table[i] = isNameStart(c) || (c >= '0' && c <= '9') || c == '-' || c == '.';
+        table[i] = is(static_cast<char>(i));
     }
     return table;
 }
 
-bool isNameCharacter(char c) {
-    static constexpr std::array<bool, 256> kTable = nameCharacters();
-    return kTable[static_cast<unsigned char>(c)];
+/// The first character that is not of a kind.
+template <bool is(char)>
+const char* skip(const char* at, const char* end) {
+    static constexpr std::array<bool, 256> kTable = charactersThat<is>();
+    while (at != end && kTable[static_cast<unsigned char>(*at)]) {
+        ++at;
+    }
+    return at;
 }
-
-/// What may stand in an attribute's value and means itself.
-bool isPlainInValue(char c) { return c >= ' ' && c < 0x7F && c != '"' && c != '\'' && c != '&' && c != '<'; }
 
 std::string_view view(const char* from, const char* to) { return {from, static_cast<std::size_t>(to - from)}; }
 
@@ -278,7 +286,7 @@ bool Reader::ncName() noexcept {
     if (at_ == end_ || !isNameStart(*at_)) {
         return false;
     }
-    at_ = std::find_if_not(at_, end_, isNameCharacter);
+    at_ = skip<isNameCharacter>(at_, end_);
     return true;
 }
 
@@ -316,8 +324,7 @@ bool Reader::attributeValue(Attribute& attribute) noexcept {
     const char quote = *at_++;
     const char* const start = at_;
     attribute.isVerbatim = true;
-    for (at_ = std::find_if_not(at_, end_, isPlainInValue); at_ != end_ && *at_ != quote;
-         at_ = std::find_if_not(at_, end_, isPlainInValue)) {
+    for (at_ = skip<isPlainInValue>(at_, end_); at_ != end_ && *at_ != quote; at_ = skip<isPlainInValue>(at_, end_)) {
         if (!valueCharacter(attribute)) {
             return false;
         }

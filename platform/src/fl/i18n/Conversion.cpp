@@ -9,6 +9,7 @@
 #include <cstring>
 #include <limits>
 #include <new>
+#include <numeric>
 #include <stdexcept>
 #include <unicode/ustring.h>
 #include <unicode/utf16.h>
@@ -98,13 +99,21 @@ std::u16string decode(std::string_view text, OnMalformed onMalformed) {
     return result;
 }
 
-/// Enough for every unit; too much only by two bytes for each surrogate pair.
+/// What some units need in UTF-8 beyond a byte each; a surrogate pair gets two bytes too much.
+std::size_t furtherBytes(const char16_t* from, std::size_t count) {
+    return std::accumulate(from, from + count, std::uint16_t{0}, [](std::uint16_t sum, char16_t unit) {
+        return static_cast<std::uint16_t>(sum + (unit > 0x7F) + (unit > 0x7FF));
+    });
+}
+
+/// Enough for every unit.
 std::size_t utf8LengthBound(std::u16string_view text) {
     std::size_t length = text.size();
-    for (const char16_t unit : text) {
-        length += static_cast<std::size_t>(unit > 0x7F) + static_cast<std::size_t>(unit > 0x7FF);
+    std::size_t at = 0;
+    for (; text.size() - at >= kBlock; at += kBlock) {
+        length += furtherBytes(text.data() + at, kBlock);
     }
-    return length;
+    return length + furtherBytes(text.data() + at, text.size() - at);
 }
 
 /// @param onMalformed  called with the offset of a lone surrogate; returns what to put there, or throws.
