@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <functional>
+#include <grp.h>
 #include <gtest/gtest.h>
 #include <optional>
 #include <string_view>
@@ -89,6 +90,7 @@ int renameat2(int fromDir, const char* from, int toDir, const char* to, unsigned
 namespace {
 
 constexpr uid_t kOrdinaryUser = 65534;
+constexpr gid_t kTheirGroup = 1234;
 const char* const kAcl = "system.posix_acl_access";
 const std::string kLarge(600'000, 'n');  // too much for a buffer, in halves too
 
@@ -118,7 +120,8 @@ auto modeOf(const fs::path& file) { return static_cast<mode_t>(fs::status(file).
 /// Ends a process with 0 when `work`, done by an ordinary user, returns true.
 [[noreturn]] void exitAsOrdinaryUser(const std::function<bool()>& work) {
     const uid_t user = kOrdinaryUser;
-    const bool isUser = ::setresgid(user, user, user) == 0 && ::setresuid(user, user, user) == 0;
+    const bool isUser =
+        ::setgroups(1, &kTheirGroup) == 0 && ::setresgid(user, user, user) == 0 && ::setresuid(user, user, user) == 0;
     std::_Exit((isUser || ::geteuid() != 0) && work() ? 0 : 1);
 }
 
@@ -236,12 +239,15 @@ TEST_F(LocalStorageTest, AccessNeverGetsWiderWhenTheOwnerCannotBeKept) {
     if (::geteuid() != 0) {
         GTEST_SKIP() << "needs a file of somebody else";
     }
-    const std::pair<mode_t, mode_t> cases[] = {{0666, 0666}, {0646, 0644}, {0606, 0600}, {06667, 0666}};
-    for (const auto& [before, after] : cases) {
-        put("file", before);
+    const std::tuple<mode_t, gid_t, mode_t> cases[] = {
+        {0666, 0, 0666}, {0646, 0, 0644}, {0606, 0, 0600}, {06667, 0, 0666}, {0660, kTheirGroup, 0660}};
+    for (const auto& [before, group, after] : cases) {
+        folder_.put("file", "old");
+        ASSERT_EQ(::chown(folder_.path("file").c_str(), 0, group), 0);
+        fs::permissions(folder_.path("file"), fs::perms(before));
         EXPECT_EXIT(exitAsOrdinaryUser([&] { return !save("file"); }), testing::ExitedWithCode(0), "");
         EXPECT_EQ(modeOf(folder_.path("file")), after) << std::oct << before;
-        EXPECT_EQ(ownerOf(folder_.path("file")).first, kOrdinaryUser);
+        EXPECT_EQ(ownerOf(folder_.path("file")), std::pair(kOrdinaryUser, group == 0 ? kOrdinaryUser : group));
         fs::remove(folder_.path("file"));
     }
 }
