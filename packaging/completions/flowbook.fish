@@ -1,5 +1,5 @@
 # Completes the flowbook command in fish.
-set -l commands cat grep info parts extract html show new set copy digest diff merge git check canon repair help
+set -l commands cat grep info parts extract html show new set pack copy digest diff merge git check canon repair help
 set -l many '__fish_seen_subcommand_from cat grep info parts html set digest check canon'
 set -l none "not __fish_seen_subcommand_from $commands"
 
@@ -14,6 +14,7 @@ complete -c flowbook -n $none -f -a html -d 'Make pages'
 complete -c flowbook -n $none -f -a show -d 'Show a flowbook in the browser'
 complete -c flowbook -n $none -f -a new -d 'Create a flowbook'
 complete -c flowbook -n $none -f -a set -d 'Change the code or properties'
+complete -c flowbook -n $none -f -a pack -d 'Make a flowbook of what was extracted'
 complete -c flowbook -n $none -f -a copy -d 'Write what the flowbook consists of into a new file'
 
 complete -c flowbook -n $none -f -a digest -d 'Tell flowbooks apart by their content'
@@ -54,11 +55,11 @@ complete -c flowbook -n '__fish_seen_subcommand_from new set' -l version -x -d '
 complete -c flowbook -n '__fish_seen_subcommand_from cat extract html new copy' -l force -d 'Replace files that are there, write bytes to a terminal'
 complete -c flowbook -n '__fish_seen_subcommand_from digest' -l code -d 'Of the code alone'
 complete -c flowbook -n '__fish_seen_subcommand_from canon' -l check -d 'Change nothing, name what would change'
-complete -c flowbook -n '__fish_seen_subcommand_from html merge repair' -s o -l output -r -d 'Where the result goes'
+complete -c flowbook -n '__fish_seen_subcommand_from html merge pack repair' -s o -l output -r -d 'Where the result goes'
 complete -c flowbook -n '__fish_seen_subcommand_from merge' -l ours -d 'Settle conflicts as OURS has it'
 complete -c flowbook -n '__fish_seen_subcommand_from merge' -l theirs -d 'Settle conflicts as THEIRS has it'
 complete -c flowbook -n '__fish_seen_subcommand_from git' -f -a 'setup textconv'
 complete -c flowbook -n '__fish_seen_subcommand_from git' -l global -d 'Set up all repositories'
 complete -c flowbook -n '__fish_seen_subcommand_from git' -l local -d 'Set up this repository'
 complete -c flowbook -n '__fish_seen_subcommand_from git' -l undo -d 'Take back what setup wrote'
-complete -c flowbook -n '__fish_seen_subcommand_from repair' -l force -d 'Replace a file that is there'
+complete -c flowbook -n '__fish_seen_subcommand_from pack repair' -l force -d 'Replace a file that is there'

@@ -24,8 +24,7 @@ import make_fixtures as made
 
 COMMAND = None
 # The examples of "new" make the file that those of the others work on.
-COMMANDS = ["new", "cat", "grep", "info", "parts", "extract", "html", "set", "copy", "digest", "diff", "merge", "git",
-            "check", "canon", "repair"]
+COMMANDS = "new cat grep info parts extract pack html set copy digest diff merge git check canon repair".split()
 # What the examples take from elsewhere.
 STUBS = {"jq": "cat", "make-code": "echo x"}
 RICH = made.rich(made.paragraph("größe = 2;"), made.paragraph("x &lt; y"))
@@ -401,13 +400,52 @@ class Tool(unittest.TestCase):
         self.flowbook("extract", "rich.tqx", "-d", "all")
         self.assert_files("all", {"code.txt": "größe = 2;\nx < y\n".encode(), "tarmic/document.xml": RICH,
                                   "media/image1.png": PICTURE, "media/image1.svg": b"<svg/>",
-                                  "tarmic/output.xml": b"<o/>"})
+                                  "tarmic/output.xml": b"<o/>",
+                                  "flowbook.json": (self.folder / "all/flowbook.json").read_bytes()})
         self.flowbook("extract", "rich.tqx", "-d", "one", "--part", "/media/IMAGE1.png")
         self.assert_files("one", {"media/image1.png": DATA_URI})
         self.flowbook("extract", "encrypted.tqx", "-d", "encrypted", code=5, err="the code is encrypted")
-        self.assert_files("encrypted", {"tarmic/document.xml": b"\0\xff cipher"})
+        self.assertEqual((self.folder / "encrypted/tarmic/document.xml").read_bytes(), b"\0\xff cipher")
         self.flowbook("extract", "badimage.tqx", "-d", "bad", "--images", code=4, err="image1.png")
         self.assert_files("bad", {"media/image2.png": PICTURE})
+
+    def test_pack_is_the_inverse_of_extract(self):
+        packed = 0
+        for name in sorted(self.fixtures.keys() - {"many.tqx", "damaged.tqx"}):
+            subprocess.run([COMMAND, "extract", name, "-d", "out"], cwd=self.folder, stderr=subprocess.DEVNULL,
+                           timeout=60, check=False)
+            if (self.folder / "out/flowbook.json").exists():
+                with self.subTest(name):
+                    self.flowbook("pack", "out", "-o", "again.tqx", "--force")
+                    one, other = self.flowbook("digest", name, "again.tqx").splitlines()
+                    self.assertEqual(one[:64], other[:64])
+                packed += 1
+            shutil.rmtree(self.folder / "out", ignore_errors=True)
+        self.assertGreater(packed, 25)
+
+    def test_pack_takes_changes_and_leaves_nothing_unsaid(self):
+        self.flowbook("extract", "rich.tqx", "-d", "out")
+        self.write({"out/media/image1.png": b"another", "out/media/image1.svg": b"<svg>\xff</svg>", "out/new.png": b""})
+        self.flowbook("pack", "out", "-o", "a.tqx", code=1, err="flowbook: out/new.png: not packed\n")
+        self.flowbook("extract", "a.tqx", "-d", "again")
+        self.write({"out/flowbook.json": (self.folder / "again/flowbook.json").read_bytes()})
+        (self.folder / "out/new.png").unlink()
+        self.assert_files("again", {str(path.relative_to(self.folder / "out")): path.read_bytes()
+                                    for path in (self.folder / "out").rglob("*") if path.is_file()})
+        manifest = (self.folder / "out/flowbook.json").read_bytes()
+        for name, content, code, err in (
+                ("flowbook.json", b"{", 4, "flowbook.json"), ("flowbook.json", b"{}", 4, "missing or of another type"),
+                ("flowbook.json", manifest.replace(b"/media/image1.png", b"/../rich.tqx"), 4, "no part name"),
+                ("flowbook.json", manifest.replace(b"/tarmic/output.xml", b"/none"), 3, "out/none: there is no such"),
+                ("code.txt", b"changed", 1, "code.txt: not the code of the document beside it")):
+            old = (self.folder / "out" / name).read_bytes()
+            self.write({f"out/{name}": content})
+            self.flowbook("pack", "out", "-o", "b.tqx", code=code, err=err)
+            self.write({f"out/{name}": old})
+        (self.folder / "out/tarmic/output.xml").unlink()
+        (self.folder / "out/tarmic/output.xml").symlink_to(self.folder / "rich.tqx")
+        self.flowbook("pack", "out", "-o", "b.tqx", code=3, err="out/tarmic/output.xml: cannot read")
+        self.assertFalse((self.folder / "b.tqx").exists())
 
     def test_extract_overwrites_nothing_and_writes_nowhere_else(self):
         for name in ("out", "elsewhere"):

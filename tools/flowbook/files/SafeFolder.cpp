@@ -26,6 +26,7 @@ public:
     explicit Descriptor(int fd) : fd_(fd) {}
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
+    Descriptor(Descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
     Descriptor& operator=(Descriptor&& other) noexcept {
         std::swap(fd_, other.fd_);
         return *this;
@@ -106,21 +107,29 @@ void createFile(int folder, const std::string& name, const Bytes& content, const
     temporary.rename(name, replace);
 }
 
-int openFolder(int parent, const std::string& name, const std::string& file) {
-    if (::mkdirat(parent, name.c_str(), 0777) != 0 && errno != EEXIST) {
-        throwFailure(file);
-    }
-    const int folder = ::openat(parent, name.c_str(), kFolderFlags | O_NOFOLLOW);
-    if (folder < 0) {
-        throwFailure(file);
-    }
-    return folder;
-}
-
 void checkComponent(const std::string& name, const std::string& file) {
     if (name.empty() || name == "." || name == ".." || name.find('\0') != std::string::npos) {
         throw Failure(ExitCode::Damaged, file, "this name could lead out of the folder");
     }
+}
+
+std::string baseName(const std::string& file) { return file.substr(file.rfind('/') + 1); }
+
+/// Opens the folder that a file lies in; the descriptor is not valid when that cannot be done.
+/// @param start  where in `file` the path below `root` begins.
+/// @param make   whether folders that are missing are made.
+Descriptor openParent(int root, const std::string& file, std::size_t start, bool make) {
+    Descriptor folder(::openat(root, ".", kFolderFlags));
+    for (std::size_t slash = file.find('/', start); slash != std::string::npos && folder.get() >= 0;
+         slash = file.find('/', start)) {
+        const std::string component = file.substr(start, slash - start);
+        checkComponent(component, file);
+        const bool isThere = !make || ::mkdirat(folder.get(), component.c_str(), 0777) == 0 || errno == EEXIST;
+        folder = Descriptor(isThere ? ::openat(folder.get(), component.c_str(), kFolderFlags | O_NOFOLLOW) : -1);
+        start = slash + 1;
+    }
+    checkComponent(baseName(file), file);
+    return folder;
 }
 
 }  // namespace
@@ -135,10 +144,18 @@ SafeFolder::SafeFolder(const std::string& path, bool replace) : path_(path), fol
     }
 }
 
+SafeFolder::SafeFolder(const std::string& path)
+    : path_(path), folder_(::open(path.c_str(), kFolderFlags)), replace_(false) {
+    if (folder_ < 0) {
+        throw Failure(ExitCode::InputOutput, path, "cannot read: " + std::generic_category().message(errno));
+    }
+}
+
 std::optional<Bytes> SafeFolder::read(const std::string& name, std::size_t most) const {
     const std::string file = path_ + "/" + name;
-    checkComponent(name, file);
-    const Descriptor descriptor(::openat(folder_, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    const Descriptor folder = openParent(folder_, file, path_.size() + 1, false);
+    constexpr int kFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+    const Descriptor descriptor(folder.get() < 0 ? -1 : ::openat(folder.get(), baseName(file).c_str(), kFlags));
     if (descriptor.get() < 0 && errno == ENOENT) {
         return std::nullopt;
     }
@@ -167,18 +184,11 @@ void SafeFolder::write(const std::string& name, const Bytes& content) {
         throw Failure(ExitCode::LimitExceeded, path_,
                       "a part lies more than " + std::to_string(kDeepest) + " folders deep");
     }
-    Descriptor folder(-1);
-    int parent = folder_;
-    std::size_t start = path_.size() + 1;
-    for (std::size_t slash = file.find('/', start); slash != std::string::npos; slash = file.find('/', start)) {
-        const std::string component = file.substr(start, slash - start);
-        checkComponent(component, file);
-        folder = Descriptor(openFolder(parent, component, file));
-        parent = folder.get();
-        start = slash + 1;
+    const Descriptor folder = openParent(folder_, file, path_.size() + 1, true);
+    if (folder.get() < 0) {
+        throwFailure(file);
     }
-    checkComponent(file.substr(start), file);
-    createFile(parent, file.substr(start), content, file, replace_);
+    createFile(folder.get(), baseName(file), content, file, replace_);
 }
 
 }  // namespace flowbook::tool

@@ -16,6 +16,9 @@ public:
     /// Makes the folder if there is none. @throws Failure.
     /// @param replace  whether files that are there may be replaced.
     SafeFolder(const std::string& path, bool replace);
+
+    /// A folder that is there, for reading. @throws Failure.
+    explicit SafeFolder(const std::string& path);
     SafeFolder(const SafeFolder&) = delete;
     SafeFolder& operator=(const SafeFolder&) = delete;
     ~SafeFolder();
@@ -25,8 +28,8 @@ public:
     /// @throws Failure also when the name was written before, or has more than 64 folders.
     void write(const std::string& name, const Bytes& content);
 
-    /// What a file of the folder itself holds, up to `most` bytes; nothing when there is no such file.
-    /// @param name  a file's, without slashes. @throws Failure when it cannot be read.
+    /// What a file holds, up to `most` bytes; nothing when there is no such file.
+    /// @param name  relative, separated by slashes. @throws Failure when it cannot be read.
     std::optional<Bytes> read(const std::string& name, std::size_t most) const;
 
 private:

@@ -3,6 +3,7 @@
 #include "inputs/CodeText.hpp"
 #include "inputs/ForEachInput.hpp"
 #include "inputs/OpenDocument.hpp"
+#include "kit/container/Unpacked.hpp"
 #include "kit/document/Pictures.hpp"
 #include "terminal/Failure.hpp"
 #include "terminal/Text.hpp"
@@ -19,7 +20,8 @@ constexpr char kFooter[] =
     "Without --code, --images and --part all is extracted. The code becomes code.txt, a part a file\n"
     "under its own name, at most 64 folders deep. Pictures that are data URIs are decoded, but for --part, which "
     "gives\n"
-    "the stored bytes. Files that are there are kept unless --force is given.\n\n"
+    "the stored bytes. Files that are there are kept unless --force is given. With all goes flowbook.json,\n"
+    "which 'flowbook pack' takes to make the flowbook again.\n\n"
     "Examples:\n"
     "  flowbook extract analysis.tqx -d out\n"
     "  flowbook extract analysis.tqx -d pictures --images";
@@ -35,19 +37,10 @@ struct ExtractOptions {
     bool all() const { return !code && !images && parts.empty(); }
 };
 
-/// Pictures are called by their part names; of SVG ones, whose extension is made of the MIME type, only
-/// the usual extension is kept.
-std::string fileNameOf(const Part& part) {
-    const std::string name = part.getName().ascii();
-    return isPicture(part) && endsWith(name, ".svg+xml") ? name.substr(0, name.rfind('+')) : name;
-}
-
-void extractPart(SafeFolder& folder, const Part& part) {
-    Bytes content = kit::contentOf(part);
-    if (isPicture(part)) {
-        content = kit::pictureOf(std::move(content), part.getName().ascii());
-    }
-    folder.write(fileNameOf(part), content);
+void extractPart(SafeFolder& folder, const Part& part, kit::ManifestWriter& manifest) {
+    const Bytes stored = kit::contentOf(part);
+    folder.write(kit::fileNameOf(part), isPicture(part) ? kit::pictureOf(stored, part.getName().ascii()) : stored);
+    manifest.add(part, stored);
 }
 
 void extractStored(SafeFolder& folder, const opc::model::Package& package, const std::string& argument) {
@@ -62,6 +55,25 @@ void extractStored(SafeFolder& folder, const opc::model::Package& package, const
     folder.write(part.getName().ascii(), kit::contentOf(part));
 }
 
+/// With all parts goes the manifest, which would be wrong if one of them failed.
+template <class Each>
+void extractParts(const opc::model::Package& package, SafeFolder& folder, const ExtractOptions& options, Each each) {
+    kit::ManifestWriter manifest;
+    std::size_t left = 0;
+    for (const Part& part : package.getParts()) {
+        if (options.all() || (options.images && isPicture(part))) {
+            ++left;
+            each([&] {
+                extractPart(folder, part, manifest);
+                --left;
+            });
+        }
+    }
+    if (options.all() && left == 0) {
+        each([&] { folder.write(kit::kManifestName, toBytes(manifest.finish(package))); });
+    }
+}
+
 void extract(const Input& input, Report& report, const ExtractOptions& options) {
     const FlowbookFileReader reader = input.openReader();
     const kit::Document document = openDocument(input);
@@ -70,11 +82,7 @@ void extract(const Input& input, Report& report, const ExtractOptions& options) 
     if (options.code || options.all()) {
         each([&] { folder.write("code.txt", toBytes(readCodeText(reader))); });
     }
-    for (const Part& part : document.package().getParts()) {
-        if (options.all() || (options.images && isPicture(part))) {
-            each([&] { extractPart(folder, part); });
-        }
-    }
+    extractParts(document.package(), folder, options, each);
     for (const std::string& name : options.parts) {
         each([&] { extractStored(folder, document.package(), name); });
     }

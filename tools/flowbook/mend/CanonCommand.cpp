@@ -8,8 +8,8 @@ namespace flowbook::tool {
 namespace {
 
 constexpr char kFooter[] =
-    "Rewrites the container in one fixed form: order, times, compression and content types. Equal\n"
-    "contents then are equal files; what is in that form already is left alone.\n\n"
+    "Rewrites the container in one fixed form: order, times, compression and content types; ids and\n"
+    "order of relationships stay. Equal contents then are equal files; one in that form is left alone.\n\n"
     "Examples:\n"
     "  flowbook canon analysis.tqx\n"
     "  flowbook canon --check folder";

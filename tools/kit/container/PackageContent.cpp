@@ -25,15 +25,6 @@ namespace {
 
 const std::u16string kName = u"flowbook";
 
-std::vector<Record> relationshipsOf(const RelationshipSource& source) {
-    std::vector<Record> records;
-    for (const auto& each : source.getRelationships(opc::model::ExcludeMode::None)) {
-        records.push_back(
-            {each.getType(), each.getTarget(), each.getID(), each.getTargetMode() == opc::model::TargetMode::Internal});
-    }
-    return records;
-}
-
 std::string foldedEntry(const PartName& name) { return name.folded().substr(1); }
 
 /// The entry of the relationships of a part, whose folded entry is given; of the package for the empty one.
@@ -110,6 +101,15 @@ PartRecord* PackageContent::find(const std::u16string& name) {
     const auto found = std::find_if(parts.begin(), parts.end(),
                                     [&](const PartRecord& part) { return PartName(part.partName) == wanted; });
     return found == parts.end() ? nullptr : &*found;
+}
+
+std::vector<Record> relationshipsOf(const RelationshipSource& source) {
+    std::vector<Record> records;
+    for (const auto& each : source.getRelationships(opc::model::ExcludeMode::None)) {
+        records.push_back(
+            {each.getType(), each.getTarget(), each.getID(), each.getTargetMode() == opc::model::TargetMode::Internal});
+    }
+    return records;
 }
 
 PackageContent readContent(const Document& document) {

@@ -19,11 +19,15 @@ struct PackageContent {
     FlowbookFilePackage::Part* find(const std::u16string& name);
 };
 
+/// @throws opc::Exception when they cannot be read.
+std::vector<FlowbookFilePackage::Relationship> relationshipsOf(const opc::model::RelationshipSource& source);
+
 /// @throws opc::Exception when anything of the package cannot be read.
 PackageContent readContent(const Document& document);
 
 /// A package of that content in one fixed form: parts in the order of their folded names, everything deflated at one
-/// level, fixed times, content types made anew. Relationships keep ids and order. Equal contents give equal bytes.
+/// level, fixed times, content types made anew. Relationships keep ids and order. Equal contents, that
+/// included, give equal bytes.
 /// @throws opc::Exception for content that no package can hold.
 fl::Bytes writeContent(PackageContent content);
 

@@ -94,7 +94,7 @@ std::string keyOf(const Relationship& relationship, bool withId) {
     sum.addField(withId ? toText(relationship.getID()) : "");
     sum.addField(toText(relationship.getType()));
     sum.addField(relationship.getTargetMode() == opc::model::TargetMode::Internal ? "internal" : "external");
-    return sum.addField(toText(relationship.getTarget())).take();
+    return sum.addField(targetOf(relationship)).take();
 }
 
 void addRelationships(Sha256& sum, const RelationshipSource& source, bool withIds) {
@@ -123,6 +123,17 @@ std::vector<std::string> propertyElements(const fl::Bytes& content) {
     ElementTexts texts;
     readXml(content, "core properties", XmlEncoding::AsDeclared, texts);
     return texts.takeSorted();
+}
+
+std::string targetOf(const Relationship& relationship) {
+    const std::u16string target = relationship.getTarget();
+    if (relationship.getTargetMode() == opc::model::TargetMode::Internal) {
+        try {
+            return toText(opc::model::URI(target).toString());
+        } catch (const opc::Exception&) {  // It leads nowhere, but tells files apart.
+        }
+    }
+    return toText(target);
 }
 
 bool isCoreProperties(const Part& part) { return part.getContentType().getMediaType() == kCorePropertiesType; }

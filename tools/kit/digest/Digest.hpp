@@ -25,6 +25,10 @@ std::string partDigest(const opc::model::Part& part);
 /// with their namespaces, attributes and content. @throws opc::Exception when the part is no XML.
 std::vector<std::string> propertyElements(const fl::Bytes& content);
 
+/// The target of a relationship in the one form that compares: that of an internal one with the characters encoded
+/// that a URI must not hold (RFC 3987, 3.1), which is how it would be written, where that can be done.
+std::string targetOf(const opc::model::Relationship& relationship);
+
 bool isCoreProperties(const opc::model::Part& part);
 
 /// The code as UTF-8, a lone surrogate as U+FFFD, with a line feed at its end unless it is empty.

@@ -124,8 +124,7 @@ void tellRelationships(TextWriter& out, const std::string& source, const opc::mo
     for (const Relationship& relationship : from.getRelationships(opc::model::ExcludeMode::None)) {
         const bool isInternal = relationship.getTargetMode() == opc::model::TargetMode::Internal;
         lines.push_back("relationship " + source + " " + (withIds ? toText(relationship.getID()) + " " : "") +
-                        toText(relationship.getType()) + (isInternal ? " -> " : " => ") +
-                        toText(relationship.getTarget()));
+                        toText(relationship.getType()) + (isInternal ? " -> " : " => ") + targetOf(relationship));
     }
     std::sort(lines.begin(), lines.end());
     for (const std::string& line : lines) {
