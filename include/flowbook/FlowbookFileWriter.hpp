@@ -54,6 +54,9 @@ public:
     /// When this writer was given encrypted code before, the first call still writes that code; the
     /// next one writes the text.
     ///
+    /// A part of another form is made anew, under its name and with its relationships, but for those whose targets are
+    /// no URI references, which nobody can follow.
+    ///
     /// A call that throws leaves the part as it was, and so does setEncryptedRichTARMICCode(). Only when memory runs
     /// out while the content is put in its place the part may be incomplete: close(false) then refuses until a call
     /// succeeds.

@@ -3,6 +3,7 @@
 #include "format/Vocabulary.hpp"
 #include "opc/ByteArrayInAdaptor.hpp"
 #include "opc/ByteArrayOutAdaptor.hpp"
+#include "opc/Exception.hpp"
 #include "opc/StreamHelper.hpp"
 #include "opc/model/StandardPartInfo.hpp"
 #include "writer/FlowbookFileWriterImpl.hpp"
@@ -25,6 +26,24 @@ namespace {
 foundation::log::basic_diagnostic_logger logger(detail::kLogChannel);
 
 StandardPartInfo standardInfo() { return {CompressionType::Normal, 0}; }
+
+/// Nothing for what is no URI reference.
+boost::optional<URI> parse(const std::u16string& target) {
+    try {
+        return URI(target);
+    } catch (const opc::Exception&) {
+        return boost::none;
+    }
+}
+
+/// A relationship that nobody can follow, as its target is no URI reference, must not keep the code from being saved.
+void carry(const Relationship& relationship, Part& to) {
+    if (relationship.getTargetMode() == TargetMode::External) {
+        to.createExternalRelationship(relationship.getType(), relationship.getTarget(), relationship.getID());
+    } else if (const auto target = parse(relationship.getTarget())) {
+        to.createInternalRelationship(relationship.getType(), *target, relationship.getID());
+    }
+}
 
 }  // namespace
 
@@ -90,30 +109,23 @@ void FlowbookFileWriter::FlowbookFileWriterImpl::writePart(const PartName& partN
         fill(created, content);
         return;
     }
-    Part part = package_->getPart(PartName(existing.front().getTargetURI()));
+    const PartName target(existing.front().getTargetURI());
+    Part part = package_->getPart(target);
     if (part.getContentType() != contentType) {
-        part = recreate(part, contentType);
+        part = recreate(target, part.getRelationships(ExcludeMode::None), contentType);
     }
     fill(part, content);
 }
 
 /// The part's own relationships stay with it: what it refers to would be out of reach without them, and in the way of
-/// whoever writes it anew. They are all looked at before the part is touched.
-Part FlowbookFileWriter::FlowbookFileWriterImpl::recreate(const Part& part, const ContentType& contentType) {
-    std::vector<std::pair<Relationship, boost::optional<URI>>> own;
-    for (const Relationship& each : part.getRelationships(ExcludeMode::None)) {
-        const bool isInternal = each.getTargetMode() == TargetMode::Internal;
-        own.emplace_back(each, isInternal ? boost::make_optional(URI(each.getTarget())) : boost::none);
-    }
+/// whoever writes it anew.
+Part FlowbookFileWriter::FlowbookFileWriterImpl::recreate(const PartName& name, const std::vector<Relationship>& own,
+                                                          const ContentType& contentType) {
     isPartIncomplete_ = true;
-    package_->deletePart(part.getName());
-    Part created = package_->createPart(part.getName(), contentType, standardInfo());
-    for (const auto& [relationship, target] : own) {
-        if (target) {
-            created.createInternalRelationship(relationship.getType(), *target, relationship.getID());
-        } else {
-            created.createExternalRelationship(relationship.getType(), relationship.getTarget(), relationship.getID());
-        }
+    package_->deletePart(name);
+    Part created = package_->createPart(name, contentType, standardInfo());
+    for (const Relationship& each : own) {
+        carry(each, created);
     }
     return created;
 }

@@ -59,7 +59,8 @@ private:
     /// content. A part of another content type is made anew, under the name that it had.
     void writePart(const opc::model::PartName& partName, const opc::model::ContentType& contentType,
                    const std::u16string& relationshipType, const Bytes& content);
-    opc::model::Part recreate(const opc::model::Part& part, const opc::model::ContentType& contentType);
+    opc::model::Part recreate(const opc::model::PartName& name, const std::vector<opc::model::Relationship>& own,
+                              const opc::model::ContentType& contentType);
     void fill(opc::model::Part& part, const Bytes& content);
 
     void writePackageParts(std::vector<FlowbookFilePackage::Part> parts);

@@ -162,7 +162,8 @@ def graphs():
     yield "cycle", dict(document=b"doc", parts={"media/image1.png": image, "media/_rels/image1.png.rels": (
         None, relationships(("back", "x:y", "/" + DOCUMENT)))},
         document_rels=relationships(("self", "x:y", "document.xml"), ("i", "image", to_image)))
-    for key, item in {"external": ("http://example.com/x", "External"), "dangling": ("gone.png",)}.items():
+    for key, item in {"external": ("http://example.com/x", "External"), "dangling": ("gone.png",),
+                      "odd": ("50%.png",)}.items():
         yield key + "_image", dict(document=b"doc", document_rels=relationships(("i", "image", *item)))
     yield "no_relationships", dict(rels=relationships())
 

@@ -254,7 +254,9 @@ TEST(Writer, PutsCodeIntoThePartThatIsThere) {
         {"encrypted", {setText}, plain},
         {"one_paragraph", {setEncrypted}, encrypted},
         {"plaincode_quoted", {setText}, document + type + "plaincode=\"true\" <?xml*"},
+        {"odd_image", {setText}, plain},
         {"target_relative", {setText}, plain, "tarmic/document.xml"},
+        {"target_capitals", {setText}, "/TARMIC/DOCUMENT.XML" + type + "plaincode=true <?xml*", "TARMIC/DOCUMENT.XML"},
         {"name_percent", {setText}, "/tarmic/d%C3%A4.xml" + type + "plaincode=true <?xml*", "/tarmic/d%C3%A4.xml"},
     };
     for (const auto& row : cases) {
