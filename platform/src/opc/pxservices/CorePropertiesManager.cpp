@@ -34,8 +34,7 @@ SourcePtr readSource(const PackageStore& store, const Part& part, const Property
         if (!blamesPart(error.kind())) {
             throw;
         }
-        source->kind = error.kind();
-        source->refusal = error.what();
+        source->refusal = std::current_exception();
     }
     return source;
 }

@@ -24,6 +24,15 @@ std::string_view trimmed(std::string_view text) {
                     std::string("the property '") + property + "' cannot be written: its value " + reason);
 }
 
+[[noreturn]] void cannotEdit(const std::exception_ptr& refusal) {
+    try {
+        std::rethrow_exception(refusal);
+    } catch (const Exception& error) {
+        throw Exception(error.kind(),
+                        std::string("properties cannot be set in a part that cannot be read: ") + error.what());
+    }
+}
+
 struct ToXmlText {
     const char* property;
 
@@ -81,7 +90,7 @@ const PropertyDocument::Element* PropertyPart::element(std::size_t field) const 
         return nullptr;
     }
     if (!source_->document) {
-        throw Exception(source_->kind, source_->refusal);
+        std::rethrow_exception(source_->refusal);
     }
     const PropertyDocument::Element* found = source_->document->element(field);
     if (found != nullptr && found->places.size() > 1) {
@@ -131,7 +140,7 @@ fl::Bytes PropertyPart::edited(const PropertyDocument::Values& values) const {
         return PropertyDocument(emptyDocument(*schema_), "a new part", *schema_).with(values);
     }
     if (!source_->document) {
-        throw Exception(source_->kind, "properties cannot be set in a part that cannot be read: " + source_->refusal);
+        cannotEdit(source_->refusal);
     }
     return source_->document->with(values);
 }

@@ -5,6 +5,7 @@
 #include "opc/pxservices/PropertyDocument.hpp"
 
 #include <array>
+#include <exception>
 #include <memory>
 #include <optional>
 #include <string>
@@ -16,8 +17,7 @@ namespace opc::pxservices::detail {
 struct PropertySource {
     std::string where;  ///< the file and the part, for messages
     std::optional<PropertyDocument> document;
-    ErrorKind kind = ErrorKind::Damaged;
-    std::string refusal;
+    std::exception_ptr refusal;
 };
 
 /// The properties of one part: those that were read, and in their place those that were set since.

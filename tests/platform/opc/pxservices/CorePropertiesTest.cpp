@@ -1,3 +1,4 @@
+#include "opc/model/InvalidXMLDocument.hpp"
 #include "opc/pxservices/CorePropertiesManager.hpp"
 #include "platform/opc/model/PackageTesting.hpp"
 
@@ -126,6 +127,7 @@ TEST(CorePropertiesTest, AFaultyElementFailsItsOwnGetterOnly) {
 }
 
 TEST(CorePropertiesTest, APartThatCannotBeReadStaysAsItIs) {
+    EXPECT_THROW(titleOf(withCore("<a")), model::InvalidXMLDocument);
     const std::string cases[] = {"<coreProperties/>",
                                  "<!DOCTYPE x>" + coreXml(""),
                                  coreXml("<dc:title>"),
