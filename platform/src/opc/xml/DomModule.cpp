@@ -20,9 +20,12 @@ std::string ownFolder() {
     void* library = nullptr;
     std::array<char, PATH_MAX> folder{};
     const auto* const here = reinterpret_cast<const void*>(&ownFolder);
-    const bool isFound =
-        dladdr1(here, &self, &library, RTLD_DL_LINKMAP) != 0 && dlinfo(library, RTLD_DI_ORIGIN, folder.data()) == 0;
-    return isFound ? std::string(folder.data()) + '/' : std::string();
+    if (dladdr1(here, &self, &library, RTLD_DL_LINKMAP) == 0 || dlinfo(library, RTLD_DI_ORIGIN, folder.data()) != 0 ||
+        folder.front() != '/') {
+        // A name without a folder would be looked for wherever the environment says.
+        throw Exception(ErrorKind::InputOutput, "cannot load the XML library: the folder of this library is unknown");
+    }
+    return std::string(folder.data()) + '/';
 }
 
 [[noreturn]] void fail(const std::string& file) {
