@@ -140,14 +140,23 @@ private:
         try {
             std::rethrow_exception(handlerFailure_);
         } catch (const XmlFault& fault) {
-            throw Exception(ErrorKind::Damaged, place() + fault.message);
+            throw Exception(ErrorKind::Damaged, placeOf(handlerFailureAt_) + fault.message);
         }
     }
 
-    std::string place() const {
-        return where_ + ", line " + std::to_string(XML_GetCurrentLineNumber(parser_.get())) + ", column " +
-               std::to_string(XML_GetCurrentColumnNumber(parser_.get()) + 1) + ": ";
+    struct Position {
+        XML_Size line = 0, column = 0;
+    };
+
+    Position position() const noexcept {
+        return {XML_GetCurrentLineNumber(parser_.get()), XML_GetCurrentColumnNumber(parser_.get()) + 1};
     }
+
+    std::string placeOf(Position at) const {
+        return where_ + ", line " + std::to_string(at.line) + ", column " + std::to_string(at.column) + ": ";
+    }
+
+    std::string place() const { return placeOf(position()); }
 
     XmlRange tag() const {
         const auto begin = static_cast<std::size_t>(XML_GetCurrentByteIndex(parser_.get()));
@@ -170,6 +179,7 @@ private:
             call(parse);
         } catch (...) {
             parse.handlerFailure_ = std::current_exception();
+            parse.handlerFailureAt_ = parse.position();  // the parser goes on to the end of an empty element
             XML_StopParser(parse.parser_.get(), XML_FALSE);
         }
     }
@@ -225,6 +235,7 @@ private:
     PackageXmlHandler& handler_;
     XmlElement element_;
     std::exception_ptr handlerFailure_;
+    Position handlerFailureAt_;
     const char* refusal_ = nullptr;
 };
 
