@@ -1,5 +1,6 @@
-# Found at the top, as imported targets are seen from here downwards only.
-find_package(XercesC 3.2 REQUIRED)
+# Found at the top, as imported targets are seen from here downwards only; that of the XML library by a parent project too,
+# as what users of the platform compile with asks for it where they are.
+find_package(XercesC 3.2 REQUIRED GLOBAL)
 if(PXFLOWBOOK_PLATFORM)
     find_package(${PXFLOWBOOK_PLATFORM} REQUIRED)
     add_library(pxflowbook::pxplatform ALIAS pxplatform::pxplatform)

@@ -86,7 +86,7 @@ TEST(Check, TellsWhatReadingRefusesAndWhatItLetsPass) {
 
 TEST(Check, TellsFaultyPropertiesAndUnreadableParts) {
     const std::string wanted = "property.faulty / title";
-    const Lines found = findingsOf(support::fixture("core_twice"));
+    const Lines found = findingsOf(support::fixture("core_faulty"));
     EXPECT_EQ(std::count(found.begin(), found.end(), wanted), 1);
     support::Bytes content = package({});
     const std::string picture = "base64,AAEC";
