@@ -16,7 +16,8 @@ COMMAND = None
 PICTURE = ("image/png", b"data:image/png;base64,AAAA")
 FIXTURES = {
     "a/x": dict(document=made.rich(made.paragraph("one\ntwo"), made.paragraph("why &lt;b>", "text"),
-                                   made.paragraph("three\n")), **made.core(made.title("T\u202e &amp;lt;script>"))),
+                                   made.paragraph("three\n"), made.paragraph("end", "text")),
+                **made.core(made.title("T\u202e &amp;lt;script>"))),
     "b/x": dict(parameters=";plaincode=true"),
     "b/X": dict(document=b"secret", parameters=";encryption=AES"),
     "index": dict(parts={"media/image1.png": PICTURE},
@@ -59,6 +60,13 @@ class Pages(unittest.TestCase):
         self.html("in/b/x.tqx", "-o", "page.html", "--force")
         self.html("in", code=2)
         self.assertIn("6 bytes, SHA-256 <code>2bb80d53", self.html("in/b/X.tqx")[0])
+
+    def test_what_a_small_file_can_make_large(self):
+        lines = made.rich(made.paragraph("\n" * 300000))
+        (self.folder / "bomb.tqx").write_bytes(made.zipped(made.package(lines)))
+        page = self.html("bomb.tqx")[0]
+        self.assertEqual(page.count('class="line"'), 200000)
+        self.assertIn("100,000 lines of code after line 200,000 left out.", page)
 
     def test_folder_of_pages(self):
         told = self.html("in", "-d", "out", code=4)[1]

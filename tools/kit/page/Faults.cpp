@@ -4,6 +4,13 @@
 
 namespace flowbook::kit {
 
+namespace {
+
+// A hostile file may have any number of them.
+constexpr std::size_t kMostKept = 20;
+
+}  // namespace
+
 void writeNotice(Markup& out, std::string_view what, std::string_view why) {
     out.open("div", {{"class", "notice"}}).open("p").element("strong", what).close();
     out.element("p", {{"dir", "auto"}}, why).close();
@@ -12,7 +19,7 @@ void writeNotice(Markup& out, std::string_view what, std::string_view why) {
 void Faults::tell(Markup& out, const std::string& message) {
     const std::string words = inWords_ ? inWords_(message) : message;
     writeNotice(out, "Damaged", words);
-    if (std::find(all_.begin(), all_.end(), words) == all_.end()) {
+    if (all_.size() < kMostKept && std::find(all_.begin(), all_.end(), words) == all_.end()) {
         all_.push_back(words);
     }
 }

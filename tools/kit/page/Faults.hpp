@@ -14,7 +14,7 @@ namespace flowbook::kit {
 /// @param what  some words, which are set off.
 void writeNotice(Markup& out, std::string_view what, std::string_view why);
 
-/// What is damaged in the flowbook of a page; each fault is told in its place, and kept.
+/// What is damaged in the flowbook of a page; each fault is told in its place, and the first ones kept.
 class Faults {
 public:
     using Words = std::function<std::string(std::string)>;

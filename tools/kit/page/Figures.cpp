@@ -2,7 +2,7 @@
 
 #include "fl/i18n/Conversion.hpp"
 #include "kit/document/Pictures.hpp"
-#include "kit/page/Numbers.hpp"
+#include "kit/page/Wording.hpp"
 #include "opc/Exception.hpp"
 
 #include <algorithm>
@@ -52,7 +52,18 @@ std::vector<Relationship> relationshipsOfCode(const Document& document) {
 Figures::Figures(const Document& document, Faults& faults)
     : document_(&document), faults_(&faults), relationships_(relationshipsOfCode(document)) {
     for (std::size_t i = 0; i < relationships_.size(); ++i) {
-        byId_.emplace(fl::i18n::to_string(relationships_[i].getID()), i);
+        const std::string id = fl::i18n::to_string(relationships_[i].getID());
+        byId_.emplace(id, i);
+        if (relationships_[i].getTargetMode() == TargetMode::External) {
+            addLink(id, fl::i18n::to_string(relationships_[i].getTarget()));
+        }
+    }
+}
+
+void Figures::addLink(const std::string& id, std::string target) {
+    if (std::any_of(std::begin(kSchemes), std::end(kSchemes),
+                    [&](std::string_view scheme) { return startsWithFolded(target, scheme); })) {
+        links_.emplace(id, std::move(target));
     }
 }
 
@@ -92,35 +103,32 @@ void Figures::write(Markup& out, const Part& part) {
     const auto [place, isNew] =
         anchors_.try_emplace(part.getName().folded(), "picture-" + std::to_string(anchors_.size() + 1));
     if (isNew) {
-        faults_->attempt(out, [&, &anchor = place->second] { writeNew(out, part, anchor); });
+        out.open("figure", {{"id", place->second}});
+        faults_->attempt(out, [&] { writeNew(out, part); });
+        out.close();
     } else {
-        out.open("p").element("a", {{"href", "#" + place->second}}, "Picture " + part.getName().ascii()).close();
+        // Without its name, which may be long: it can be named any number of times.
+        out.open("p").element("a", {{"href", "#" + place->second}}, "See the picture above").close();
     }
 }
 
-void Figures::writeNew(Markup& out, const Part& part, const std::string& anchor) {
+void Figures::writeNew(Markup& out, const Part& part) {
     const std::string& name = part.getName().ascii();
     const std::string type = mediaTypeOf(part);
     fl::Bytes picture = pictureOf(contentOf(part), name);
     const std::string caption = name + ", " + type + ", " + grouped(picture.size()) + " bytes";
-    out.open("figure", {{"id", anchor}});
     if (!shownAs(type).empty()) {
         const std::string uri = writeDataUri({"data:" + std::string(shownAs(type)) + ";base64", std::move(picture)});
         out.single("img", {{"src", uri}, {"alt", "Picture " + name}});
         thumbnail_ = anchors_.size() == 1 && uri.size() <= kLargestThumbnail ? uri : thumbnail_;
     }
-    out.element("figcaption", caption + (shownAs(type).empty() ? ", not shown" : "")).close();
+    out.element("figcaption", caption + (shownAs(type).empty() ? ", not shown" : ""));
 }
 
-std::string Figures::linkTarget(const std::string& relationship) const {
-    const auto found = byId_.find(relationship);
-    if (found == byId_.end() || relationships_[found->second].getTargetMode() != TargetMode::External) {
-        return {};
-    }
-    std::string target = fl::i18n::to_string(relationships_[found->second].getTarget());
-    const bool isAllowed = std::any_of(std::begin(kSchemes), std::end(kSchemes),
-                                       [&](std::string_view scheme) { return startsWithFolded(target, scheme); });
-    return isAllowed ? target : std::string();
+const std::string& Figures::linkTarget(const std::string& relationship) const {
+    static const std::string none;
+    const auto found = links_.find(relationship);
+    return found == links_.end() ? none : found->second;
 }
 
 }  // namespace flowbook::kit

@@ -23,20 +23,22 @@ public:
     void writeOthers(Markup& out);
 
     /// Where a hyperlink leads; empty unless it is a place in the web or a mail address.
-    std::string linkTarget(const std::string& relationship) const;
+    const std::string& linkTarget(const std::string& relationship) const;
 
     /// The first picture as a data URI; empty when there is none, or it is large.
     const std::string& thumbnail() const noexcept { return thumbnail_; }
 
 private:
+    void addLink(const std::string& id, std::string target);
     std::optional<opc::model::Part> pictureAt(const opc::model::Relationship& relationship) const;
     void write(Markup& out, const opc::model::Part& part);
-    void writeNew(Markup& out, const opc::model::Part& part, const std::string& anchor);
+    void writeNew(Markup& out, const opc::model::Part& part);
 
     const Document* document_;
     Faults* faults_;
     std::vector<opc::model::Relationship> relationships_;
     std::map<std::string, std::size_t> byId_;
+    std::map<std::string, std::string> links_;    ///< targets that may be links, by id
     std::map<std::string, std::string> anchors_;  ///< of what is shown already, by folded part name
     std::string thumbnail_;
 };

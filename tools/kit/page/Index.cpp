@@ -3,7 +3,7 @@
 #include "fl/i18n/Conversion.hpp"
 #include "kit/digest/Sha256.hpp"
 #include "kit/page/Frame.hpp"
-#include "kit/page/Numbers.hpp"
+#include "kit/page/Wording.hpp"
 
 #include <algorithm>
 #include <tuple>
@@ -22,6 +22,14 @@ char slug(char c) {
     const bool isCapital = c >= 'A' && c <= 'Z';
     const bool isKept = (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_';
     return isCapital ? static_cast<char>(c - 'A' + 'a') : isKept ? c : '-';
+}
+
+// Properties may be as long as a package permits.
+constexpr std::size_t kLongestText = 1000;
+
+std::string shortened(const std::string& text) {
+    const std::string_view start = startOf(text, kLongestText);
+    return std::string(start) + (start.size() < text.size() ? "\u2026" : "");
 }
 
 const std::string& headOf(const PageSummary& summary) { return summary.title.empty() ? summary.file : summary.title; }
@@ -52,11 +60,12 @@ void writePicture(Markup& out, const std::string& picture, std::size_t& left) {
 
 void writeRow(Markup& out, const IndexRow& row, std::size_t& picturesLeft) {
     const PageSummary& all = row.summary;
-    out.open("tr").open("td").element("a", {{"href", row.page}, {"dir", "auto"}}, headOf(all));
+    out.open("tr").open("td").element("a", {{"href", row.page}, {"dir", "auto"}}, shortened(headOf(all)));
     if (!all.title.empty()) {
         out.single("br").element("bdi", {{"class", "name"}}, all.file);
     }
-    out.close().element("td", {{"dir", "auto"}}, all.description).element("td", {{"dir", "auto"}}, all.version);
+    out.close().element("td", {{"dir", "auto"}}, shortened(all.description));
+    out.element("td", {{"dir", "auto"}}, shortened(all.version));
     out.element("td", {{"class", "time"}}, readableTime(all.modified));
     writePicture(out, all.picture, picturesLeft);
     out.element("td", {{"class", "number"}}, grouped(all.lineCount));

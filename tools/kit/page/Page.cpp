@@ -2,9 +2,9 @@
 
 #include "kit/digest/Sha256.hpp"
 #include "kit/page/Frame.hpp"
-#include "kit/page/Numbers.hpp"
 #include "kit/page/PartTables.hpp"
 #include "kit/page/Prose.hpp"
+#include "kit/page/Wording.hpp"
 
 namespace flowbook::kit {
 

@@ -3,10 +3,8 @@
 #include "fl/i18n/Conversion.hpp"
 #include "flowbook/FlowbookFilePackage.hpp"
 #include "kit/document/PackageTree.hpp"
-#include "kit/page/Numbers.hpp"
+#include "kit/page/Wording.hpp"
 #include "opc/Exception.hpp"
-
-#include <algorithm>
 
 namespace flowbook::kit {
 
@@ -44,15 +42,6 @@ bool isText(const std::string& type) {
            type.find("json") != std::string::npos;
 }
 
-/// The start of what is long, up to the end of a character.
-std::string_view shownStart(std::string_view text) {
-    std::size_t end = std::min(text.size(), kMostShown);
-    while (end < text.size() && end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80) {
-        --end;
-    }
-    return text.substr(0, end);
-}
-
 void writeOutput(Markup& out, const Part& part) {
     const std::string type = typeOf(part);
     const std::string about = part.getName().ascii() + ", " + type + ", " + counted(part.getSize(), "byte");
@@ -60,7 +49,7 @@ void writeOutput(Markup& out, const Part& part) {
     out.element("p", about);
     if (!content.empty()) {
         const std::string_view text(reinterpret_cast<const char*>(content.data()), content.size());
-        const std::string_view shown = shownStart(text);
+        const std::string_view shown = startOf(text, kMostShown);
         out.open("pre", {{"class", "plain"}, {"tabindex", "0"}, {"role", "region"}, {"aria-label", about}});
         out.text(shown).close();
         if (shown.size() < text.size()) {
@@ -92,8 +81,9 @@ std::string_view remarkOn(PackageTree::Target kind) {
                                                    : "";
 }
 
-void writeRelationship(Markup& out, const PackageTree::Row& row) {
-    out.open("tr").element("td", {{"class", "name"}}, row.source);
+/// @param source  empty where it is that of the row before: it may be long, and have many relationships.
+void writeRelationship(Markup& out, const PackageTree::Row& row, std::string_view source) {
+    out.open("tr").element("td", {{"class", "name"}}, source);
     out.element("td", {{"dir", "auto"}}, toText(row.relationship.getID()));
     out.element("td", {{"dir", "auto"}}, toText(row.relationship.getType()));
     out.open("td", {{"class", "name"}}).element("bdi", toText(row.relationship.getTarget()));
@@ -104,10 +94,12 @@ void writeRelationships(Markup& out, const Document& document, Faults& faults) {
     Markup rows;
     Markup notices;
     std::size_t count = 0;
+    std::string last;
     PackageTree(document.package())
         .walk(
             [&](const PackageTree::Row& row) {
-                writeRelationship(rows, row);
+                writeRelationship(rows, row, row.source == last ? "" : row.source);
+                last = row.source;
                 ++count;
             },
             [&] { faults.attempt(notices, [] { throw; }); });

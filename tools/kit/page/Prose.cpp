@@ -1,5 +1,7 @@
 #include "kit/page/Prose.hpp"
 
+#include "kit/page/Wording.hpp"
+
 #include <algorithm>
 
 namespace flowbook::kit {
@@ -8,35 +10,54 @@ namespace {
 
 constexpr Markup::Name kHeadings[] = {"h1", "h2", "h3", "h4", "h5", "h6"};
 
-void addLines(std::vector<std::string_view>& lines, std::string_view code) {
-    for (std::size_t end = code.find('\n'); end != std::string_view::npos; end = code.find('\n')) {
-        lines.push_back(code.substr(0, end));
-        code.remove_prefix(end + 1);
-    }
-    lines.push_back(code);
-}
+// What a small file can be inflated to would otherwise make pages that no machine can hold.
+constexpr std::size_t kMostLines = 200000;
+constexpr std::size_t kMostLinkBytes = std::size_t{16} << 20;
 
 bool isPictureRun(const Run& run) { return !run.picture.empty(); }
 
+bool isCode(const Paragraph& paragraph) { return paragraph.code.has_value(); }
+
 bool hasText(const Run& run) { return run.text.find_first_not_of(" \t\n") != std::string::npos; }
+
+bool isShown(const Run& run) { return isPictureRun(run) || hasText(run); }
 
 }  // namespace
 
 void Prose::write(const std::vector<Paragraph>& paragraphs) {
+    const auto lastCode = std::find_if(paragraphs.rbegin(), paragraphs.rend(), isCode);
     for (const Paragraph& paragraph : paragraphs) {
         if (paragraph.code) {
-            addLines(pending_, *paragraph.code);
-        } else if (std::any_of(paragraph.runs.begin(), paragraph.runs.end(),
-                               [](const Run& run) { return isPictureRun(run) || hasText(run); })) {
+            gatherLines(*paragraph.code, &paragraph == &*lastCode);
+        } else if (std::any_of(paragraph.runs.begin(), paragraph.runs.end(), isShown)) {
             writeListing();
             writeParagraph(paragraph);
         }
     }
-    // A line feed at the end of the code ends its last line and begins none.
-    if (!pending_.empty() && pending_.back().empty()) {
-        pending_.pop_back();
-    }
     writeListing();
+    if (unshownCount_ != 0) {
+        writeNotice(*out_, "Too long to be shown whole",
+                    counted(unshownCount_, "line") + " of code after line " + grouped(lineCount_) + " left out.");
+    }
+}
+
+/// A line feed at the end of the code ends its last line and begins none.
+void Prose::gatherLines(std::string_view code, bool isLast) {
+    for (std::size_t end = code.find('\n'); end != std::string_view::npos; end = code.find('\n')) {
+        gatherLine(code.substr(0, end));
+        code.remove_prefix(end + 1);
+    }
+    if (!isLast || !code.empty()) {
+        gatherLine(code);
+    }
+}
+
+void Prose::gatherLine(std::string_view line) {
+    if (lineCount_ + pending_.size() < kMostLines) {
+        pending_.push_back(line);
+    } else {
+        ++unshownCount_;
+    }
 }
 
 void Prose::writeListing() {
@@ -89,8 +110,15 @@ void Prose::writeRuns(int heading, Runs begin, Runs end) {
     out_->close();
 }
 
+/// A long target may be that of any number of runs.
+std::string_view Prose::linkTargetOf(const Run& run) {
+    const std::string_view target = run.link.empty() ? std::string_view() : figures_->linkTarget(run.link);
+    linkBytes_ += target.size();
+    return linkBytes_ <= kMostLinkBytes ? target : std::string_view();
+}
+
 void Prose::writeRun(const Run& run) {
-    const std::string target = run.link.empty() ? std::string() : figures_->linkTarget(run.link);
+    const std::string_view target = linkTargetOf(run);
     std::size_t open = 0;
     const auto openIf = [&](bool wanted, Markup::Name name) { wanted ? (out_->open(name), ++open) : open; };
     if (!target.empty()) {

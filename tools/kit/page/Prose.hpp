@@ -16,12 +16,15 @@ public:
 
     void write(const std::vector<Paragraph>& paragraphs);
 
-    /// How many lines of code were written.
-    std::size_t lineCount() const noexcept { return lineCount_; }
+    /// How many lines of code there are, those included that a page is too small for.
+    std::size_t lineCount() const noexcept { return lineCount_ + unshownCount_; }
 
 private:
     using Runs = std::vector<Run>::const_iterator;
 
+    void gatherLines(std::string_view code, bool isLast);
+    void gatherLine(std::string_view line);
+    std::string_view linkTargetOf(const Run& run);
     void writeListing();
     void writeLine(std::string_view line);
     void writeParagraph(const Paragraph& paragraph);
@@ -32,6 +35,8 @@ private:
     Figures* figures_;
     std::vector<std::string_view> pending_;  ///< lines of the listing that is being gathered
     std::size_t lineCount_ = 0;
+    std::size_t unshownCount_ = 0;
+    std::size_t linkBytes_ = 0;
     std::size_t level_ = 1;  ///< of the last heading
 };
 

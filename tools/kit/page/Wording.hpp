@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace flowbook::kit {
 
@@ -10,6 +11,9 @@ std::string grouped(std::uint64_t count);
 
 /// "1 line", "20,000 lines".
 std::string counted(std::uint64_t count, const std::string& thing);
+
+/// The start of a text, up to `most` bytes and the end of a character.
+std::string_view startOf(std::string_view utf8, std::size_t most);
 
 /// A time in ISO 8601, UTC, for people: "2024-05-01 09:30 UTC".
 std::string readableTime(std::string iso);

@@ -1,4 +1,6 @@
-#include "kit/page/Numbers.hpp"
+#include "kit/page/Wording.hpp"
+
+#include <algorithm>
 
 namespace flowbook::kit {
 
@@ -13,6 +15,14 @@ std::string grouped(std::uint64_t count) {
 
 std::string counted(std::uint64_t count, const std::string& thing) {
     return grouped(count) + " " + thing + (count == 1 ? "" : "s");
+}
+
+std::string_view startOf(std::string_view utf8, std::size_t most) {
+    std::size_t end = std::min(utf8.size(), most);
+    while (end < utf8.size() && end > 0 && (static_cast<unsigned char>(utf8[end]) & 0xC0U) == 0x80) {
+        --end;
+    }
+    return utf8.substr(0, end);
 }
 
 std::string readableTime(std::string iso) {
