@@ -112,6 +112,26 @@ TEST_P(OutOfMemory, WhileReadingIsReported) {
     }
 }
 
+std::string codeOf(const support::Book& book) {
+    return support::outcome([&] { return support::text(book.reader().getTARMICCode()); });
+}
+
+TEST(OutOfMemoryInACall, IsFollowedByNoSaveOfHalfAPart) {
+    for (const support::Book& old : {support::Book(), support::Book("encrypted")}) {
+        old.update([](flowbook::FlowbookFileWriter&) {});
+        failEachAllocation([&](Disturbance* by) {
+            const support::Book book(old.get());
+            flowbook::FlowbookFileWriter writer = book.writer();
+            const auto setCode = [&] { return writer.setTARMICCode(u"new"), ""; };
+            const std::string set = support::outcome([&] { return disturbed(by, setCode); });
+            const std::string closed = support::outcome([&] { return writer.close(false), ""; });
+            const std::string found = codeOf(book);
+            EXPECT_TRUE(found == "new" || (found == codeOf(old) && !set.empty())) << closed << found;
+            EXPECT_TRUE(closed.empty() || book.get() == old.get()) << closed;
+        });
+    }
+}
+
 // Without the large file, as each runs a thousand times.
 INSTANTIATE_TEST_SUITE_P(Scenarios, OutOfMemory, testing::ValuesIn(scenarios().begin(), scenarios().end() - 1),
                          testing::PrintToStringParamName());
