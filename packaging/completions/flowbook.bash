@@ -1,12 +1,12 @@
 # Completes the flowbook command in bash.
 _flowbook() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} word command='' options words=''
-    local commands='cat grep info parts extract html show new set pack copy digest diff merge git check canon repair'
+    local commands='cat grep info parts extract html show new set edit pack copy digest diff merge git check canon repair'
     local inputs='--files-from -0 --null -j --jobs'
 
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
         case $word in
-        cat | grep | info | parts | extract | html | show | new | set | pack | copy | digest | diff | merge | git | check | \
+        cat | grep | info | parts | extract | html | show | new | set | edit | pack | copy | digest | diff | merge | git | check | \
             canon | repair | help)
             command=$word
             break
@@ -32,6 +32,7 @@ _flowbook() {
     merge) options='-o --output --ours --theirs' ;;
     diff) ;;
     git) options='--global --local --undo' ;;
+    edit) options='--flatten' ;;
     pack | repair) options='-o --output --force' ;;
     help) words=$commands ;;
     *) options='--version' words="$commands help" ;;

@@ -1,5 +1,5 @@
 # Completes the flowbook command in fish.
-set -l commands cat grep info parts extract html show new set pack copy digest diff merge git check canon repair help
+set -l commands cat grep info parts extract html show new set edit pack copy digest diff merge git check canon repair help
 set -l many '__fish_seen_subcommand_from cat grep info parts html set digest check canon'
 set -l none "not __fish_seen_subcommand_from $commands"
 
@@ -14,6 +14,7 @@ complete -c flowbook -n $none -f -a html -d 'Make pages'
 complete -c flowbook -n $none -f -a show -d 'Show a flowbook in the browser'
 complete -c flowbook -n $none -f -a new -d 'Create a flowbook'
 complete -c flowbook -n $none -f -a set -d 'Change the code or properties'
+complete -c flowbook -n $none -f -a edit -d 'Change the code in an editor'
 complete -c flowbook -n $none -f -a pack -d 'Make a flowbook of what was extracted'
 complete -c flowbook -n $none -f -a copy -d 'Write what the flowbook consists of into a new file'
 
@@ -46,7 +47,7 @@ complete -c flowbook -n '__fish_seen_subcommand_from extract' -l code -d 'The pl
 complete -c flowbook -n '__fish_seen_subcommand_from extract' -l images -d 'The pictures'
 complete -c flowbook -n '__fish_seen_subcommand_from extract' -l part -x -d 'The part of this name'
 complete -c flowbook -n '__fish_seen_subcommand_from new set' -l code -r -d 'File with plain code'
-complete -c flowbook -n '__fish_seen_subcommand_from set' -l flatten -d 'Drop what is around the code, if need be'
+complete -c flowbook -n '__fish_seen_subcommand_from set edit' -l flatten -d 'Drop what is around the code, if need be'
 complete -c flowbook -n '__fish_seen_subcommand_from new set' -l rich -r -d 'File with a rich code document'
 complete -c flowbook -n '__fish_seen_subcommand_from new' -l image -r -d 'File with a picture'
 complete -c flowbook -n '__fish_seen_subcommand_from new set' -l title -x -d Title

@@ -185,7 +185,8 @@ bash_completions_of() (
 case_usage_texts() {
     skip_without mandoc
     local texts=$source/packaging command option name
-    for command in cat grep info parts extract html show new set pack copy digest diff merge git check canon repair; do
+    for command in cat grep info parts extract html show new set edit pack copy digest diff merge git check \
+        canon repair; do
         diff <(options_of "$command") <(bash_completions_of "$command") || fail "bash completion of $command"
         grep -qx ".It Cm $command" "$texts/flowbook.1" || fail "the man page lacks $command"
         for option in $(options_of "$command"); do

@@ -7,6 +7,7 @@ import os
 import pty
 import random
 import re
+import shlex
 import shutil
 import signal as signals
 import subprocess
@@ -24,7 +25,7 @@ import make_fixtures as made
 
 COMMAND = None
 # The examples of "new" make the file that those of the others work on.
-COMMANDS = "new cat grep info parts extract pack html set copy digest diff merge git check canon repair".split()
+COMMANDS = "new cat grep info parts extract pack html set edit copy digest diff merge git check canon repair".split()
 # What the examples take from elsewhere.
 STUBS = {"jq": "cat", "make-code": "echo x"}
 RICH = made.rich(made.paragraph("größe = 2;"), made.paragraph("x &lt; y"))
@@ -265,7 +266,8 @@ class Tool(unittest.TestCase):
         for command in COMMANDS:
             texts.append(self.flowbook(command, "--help").partition("Example")[2])
             self.assertRegex(texts[0], f"[ |]flowbook {command} ")
-        for example in re.findall(r"^  ((?:.*\| )?(?:flowbook|git) .*)", "".join(texts[1:] + texts[:1]), re.MULTILINE):
+        examples = re.compile(r"^  ((?:.*\| |EDITOR=.* )?(?:flowbook|git) .*)", re.MULTILINE)
+        for example in examples.findall("".join(texts[1:] + texts[:1])):
             with self.subTest(example):
                 done = subprocess.run(["bash", "-o", "pipefail", "-c", example], cwd=self.folder, capture_output=True,
                                       timeout=60, check=False, env={**os.environ, "PATH": path})
@@ -446,6 +448,29 @@ class Tool(unittest.TestCase):
         (self.folder / "out/tarmic/output.xml").symlink_to(self.folder / "rich.tqx")
         self.flowbook("pack", "out", "-o", "b.tqx", code=3, err="out/tarmic/output.xml: cannot read")
         self.assertFalse((self.folder / "b.tqx").exists())
+
+    def edit(self, script, *arguments, **more):
+        with unittest.mock.patch.dict(os.environ, {"VISUAL": "", "EDITOR": f"sh -c {shlex.quote(script)} editor"}):
+            return self.flowbook("edit", *arguments, **more)
+
+    def test_edit(self):
+        before = (self.folder / "plain.tqx").stat()
+        self.edit("true", "plain.tqx")
+        self.assertEqual((self.folder / "plain.tqx").stat(), before)
+        self.edit("sed -i s/b/x/ $1", "plain.tqx")
+        self.assertEqual(self.flowbook("cat", "plain.tqx"), "a = 1;\nx = 2;\n")
+        self.edit("true", "prose.tqx", code=1, err="prose.tqx: plain code would drop 1 paragraph of prose")
+        self.edit("true", "encrypted.tqx", code=5, err="the code is encrypted")
+        for script, code, message in (("echo y >$1; exit 3", 3, "the editor ended with 3"),
+                                      ("echo y >$1; cp rich.tqx plain.tqx", 3, "the code was changed meanwhile"),
+                                      ("echo y >$1; printf '\\377' >>$1", 4, "not UTF-8"),
+                                      ("echo y >$1; cp rich.tqx r; mv r plain.tqx", 3, "plain.tqx")):
+            with self.subTest(script), unittest.mock.patch.dict(os.environ, TMPDIR=str(self.folder / "b")):
+                self.edit(script, "plain.tqx", code=code, err=message)
+                kept = next((self.folder / "b").glob("*/code.txt"))
+                self.assertTrue(kept.read_bytes().startswith(b"y\n"))
+                shutil.rmtree(kept.parent)
+            self.assertIn(self.flowbook("cat", "plain.tqx"), ("a = 1;\nx = 2;\n", "größe = 2;\nx < y\n"))
 
     def test_extract_overwrites_nothing_and_writes_nowhere_else(self):
         for name in ("out", "elsewhere"):

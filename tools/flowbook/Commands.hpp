@@ -16,6 +16,7 @@ void addNewCommand(CommandLine& line, Console& console);
 void addSetCommand(CommandLine& line, Console& console);
 void addPartsCommand(CommandLine& line, Console& console);
 void addExtractCommand(CommandLine& line, Console& console);
+void addEditCommand(CommandLine& line, Console& console);
 void addPackCommand(CommandLine& line, Console& console);
 void addCopyCommand(CommandLine& line, Console& console);
 void addDigestCommand(CommandLine& line, Console& console);

@@ -22,6 +22,7 @@ void addCommands(CommandLine& line, Console& console) {
     addShowCommand(line, console);
     addNewCommand(line, console);
     addSetCommand(line, console);
+    addEditCommand(line, console);
     addPackCommand(line, console);
     addCopyCommand(line, console);
     addDigestCommand(line, console);

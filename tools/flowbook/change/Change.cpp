@@ -42,12 +42,6 @@ bool hasCode(const Change& change, const Input& input, const kit::Document& docu
     return !change.code || (isReadable && input.openReader().getTARMICCode() == asStored(*change.code));
 }
 
-void refuseToDrop(const std::string& what) {
-    if (!what.empty()) {
-        throw Failure(ExitCode::NegativeFinding, "plain code would drop " + what + "; --flatten does it");
-    }
-}
-
 /// Whether nothing is to be done. @throws Failure when the code would replace more than code.
 bool isLikeThat(const Change& change, const Input& input) {
     const kit::Document document = openDocument(input);
@@ -55,7 +49,7 @@ bool isLikeThat(const Change& change, const Input& input) {
         return change.properties.agreeWith(document.properties());
     }
     if (change.code && !change.flatten) {
-        refuseToDrop(aroundCode(document.richText()));
+        requireOnlyCode(document);
     }
     return false;
 }
@@ -93,6 +87,13 @@ void save(const Change& change, const Input& input) {
 void Change::checkProperties() const {
     CoreProperties any;
     properties.applyTo(any);
+}
+
+void requireOnlyCode(const kit::Document& document) {
+    const std::string what = aroundCode(document.richText());
+    if (!what.empty()) {
+        throw Failure(ExitCode::NegativeFinding, "plain code would drop " + what + "; --flatten does it");
+    }
 }
 
 void apply(const Change& change, const Input& input) {

@@ -21,6 +21,9 @@ struct Change {
     void checkProperties() const;
 };
 
+/// @throws Failure (a negative finding) when plain code would drop something else that the document holds.
+void requireOnlyCode(const kit::Document& document);
+
 /// Makes the change and saves, unless the flowbook is like that already.
 /// @param input  for Purpose::Update. @throws Failure (a negative finding) when the code would replace more
 ///               than code; what the library throws.

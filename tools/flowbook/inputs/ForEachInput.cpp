@@ -98,9 +98,9 @@ void forEachInput(Console& console, const InputOptions& options, const Work& wor
     attempt(console, "", [&] { Run(console, options.names(), options, work, purpose)(); });
 }
 
-void forInput(Console& console, const std::string& argument, const Work& work) {
+void forInput(Console& console, const std::string& argument, const Work& work, Input::Purpose purpose) {
     InputOptions options;
-    Run(console, {{argument, std::nullopt}}, options, work, Input::Purpose::Read)();
+    Run(console, {{argument, std::nullopt}}, options, work, purpose)();
 }
 
 }  // namespace flowbook::tool

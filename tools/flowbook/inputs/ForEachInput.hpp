@@ -17,7 +17,8 @@ void forEachInput(Console& console, const InputOptions& options, const Work& wor
                   Input::Purpose purpose = Input::Purpose::Read);
 
 /// As above for one file.
-void forInput(Console& console, const std::string& argument, const Work& work);
+void forInput(Console& console, const std::string& argument, const Work& work,
+              Input::Purpose purpose = Input::Purpose::Read);
 
 /// Does what is about no input in particular.
 /// @param file  what it is about; may be empty.
