@@ -5,10 +5,12 @@ usage: command_test.py FLOWBOOK_COMMAND"""
 
 import json
 import os
+import re
 import subprocess
 import sys
 import tempfile
 import unittest
+import unittest.mock
 from pathlib import Path
 
 COMMAND = None
@@ -69,6 +71,20 @@ class KitCommands(unittest.TestCase):
         self.flowbook("git", "setup", "--undo")
         left = (self.folder / ".git/config").read_text() + (self.folder / ".gitattributes").read_text()
         self.assertNotIn("flowbook ", left)
+
+    def test_tour(self):
+        tour = (Path(__file__).parents[2] / "docs/git.md").read_text(encoding="utf-8")
+        blocks = "".join(re.findall(r"```console\n(.*?)```", tour, re.DOTALL))
+        steps = re.findall(r"^\$ (.*)\n((?:(?!\$ ).*\n)*)", blocks, re.MULTILINE)
+        self.assertEqual(len(steps), len(re.findall(r"^\$ ", tour, re.MULTILINE)))
+        names = {f"GIT_{who}_{what}": "t@t" for who in ("AUTHOR", "COMMITTER") for what in ("NAME", "EMAIL")}
+        with unittest.mock.patch.dict(os.environ, names):
+            for command, expected in steps:
+                with self.subTest(command):
+                    out, code = re.fullmatch(r"(.*?)(?:\[(\d+)\]\n)?", expected, re.DOTALL).groups()
+                    told = self.run_in("bash", "-o", "pipefail", "-c", f"exec 2>&1; {command}", code=int(code or 0))[0]
+                    pattern = ".*".join(map(re.escape, re.split(r"\.\.\.(?:\n(?=.))?", out)))
+                    self.assertRegex(told, "(?s)\\A" + pattern + "\\Z")
 
     def test_digest_diff_and_canon(self):
         self.new("a.tqx", "x\n")

@@ -12,6 +12,7 @@ constexpr char kFooter[] =
     "Ends with 0 when nothing is found, with 1 for warnings, with 4 when reading would refuse something.\n\n"
     "Examples:\n"
     "  flowbook check folder\n"
+    "  git ls-files -z '*.tqx' | flowbook check -0 --files-from -\n"
     "  flowbook check --json folder | jq -r '.findings[].id' | sort | uniq -c";
 
 std::string describe(const std::string& file, const kit::Finding& finding) {
