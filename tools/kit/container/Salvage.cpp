@@ -249,16 +249,81 @@ private:
     }
 
     void write() {
+        if (content_.parts.empty() || tryToWrite().empty()) {
+            return;
+        }
+        dropFaulty(content_.relationships, "/");
+        for (PartRecord& part : content_.parts) {
+            dropFaulty(part.relationships, fl::i18n::to_string(part.partName));
+        }
+        const std::string fault = tryToWrite();
+        if (!fault.empty()) {
+            result_.lost.push_back("everything, as it makes no package: " + fault);
+        }
+    }
+
+    /// Why it cannot be written; empty when it was.
+    std::string tryToWrite() {
         try {
-            if (!content_.parts.empty()) {
-                result_.flowbook = writeContent(content_);
-            }
+            result_.flowbook = writeContent(content_);
+            return "";
         } catch (const opc::Exception& failure) {
-            result_.lost.push_back(std::string("everything, as it makes no package: ") + failure.what());
+            return failure.what();
+        }
+    }
+
+    void dropFaulty(std::vector<Record>& records, const std::string& source) {
+        std::set<std::u16string> ids;
+        const auto isFaulty = [&](const Record& record) {
+            return !ids.insert(record.id).second || !canBeWritten(record);
+        };
+        std::vector<Record> good;
+        for (Record& record : records) {
+            if (isFaulty(record)) {
+                result_.lost.push_back("a faulty relationship of " + source + ": " + fl::i18n::to_string(record.id) +
+                                       " to " + fl::i18n::to_string(record.target));
+            } else {
+                good.push_back(std::move(record));
+            }
+        }
+        records = std::move(good);
+    }
+
+    static bool canBeWritten(const Record& record) {
+        try {
+            writeContent({{}, {record}, {}});
+            return true;
+        } catch (const opc::Exception&) {
+            return false;
+        }
+    }
+
+    /// Parts of which nothing is left but what leads to them.
+    void tellGone(const std::vector<Record>& records, const std::u16string& source) {
+        for (const Record& record : records) {
+            const std::string name = record.isInternal ? partName(record.target, source) : "";
+            const bool isKnown = name.empty() || content_.find(wide(name)) != nullptr ||
+                                 remains_.damaged.count(name.substr(1)) != 0 || !gone_.insert(name).second;
+            if (!isKnown) {
+                result_.lost.push_back(name + ": only a relationship to it is left");
+            }
+        }
+    }
+
+    /// Empty for a target that is no part name.
+    static std::string partName(const std::u16string& target, const std::u16string& source) {
+        try {
+            return opc::model::PartName(opc::model::URI(target).resolvedAgainst(opc::model::URI(source))).ascii();
+        } catch (const opc::Exception&) {
+            return "";
         }
     }
 
     void tellLost() {
+        tellGone(content_.relationships, u"/");
+        for (const PartRecord& part : content_.parts) {
+            tellGone(part.relationships, part.partName);
+        }
         for (const std::string& entry : remains_.damaged) {
             if (entry != kTypesEntry && !isRelationships(entry)) {
                 result_.lost.push_back("/" + entry + ": the content is damaged or gone");
@@ -274,6 +339,7 @@ private:
     Types types_;
     PackageContent content_;
     Salvaged result_;
+    std::set<std::string> gone_;
 };
 
 }  // namespace
