@@ -151,7 +151,9 @@ TEST(PackageWriteTest, IdsOfRelationships) {
     EXPECT_EQ("rId4", add(u""));
     expectFailure(ErrorKind::Conflict, {"'rId1'", "taken"}, [&] { add(u"rId1"); });
     expectFailure(ErrorKind::Misuse, {"'a b'", "NCName"}, [&] { add(u"a b"); });
-    expectFailure(ErrorKind::Misuse, {"NCName"}, [&] { add(std::u16string(1, u'\xD800')); });
+    for (const std::u16string lone : {u"\xD800", u"\xD7FF\xDC00"}) {
+        expectFailure(ErrorKind::Misuse, {"NCName"}, [&] { add(lone); });
+    }
     expectFailure(ErrorKind::Misuse, {"type"}, [&] { package.createInternalRelationship(u"", URI(u"x"), u""); });
     expectFailure(ErrorKind::Misuse, {"target"}, [&] { package.createExternalRelationship(u"t", u"a\1", u""); });
     package.deleteRelationship(u"rId4");
