@@ -37,12 +37,17 @@ template <class T>
     throw Internal<T>(error);
 }
 
+template <class T, class Cause>
+Internal<T> withKind(const T& error, const Cause& cause) {
+    Internal<T> thrown(error);
+    attachKind(thrown, cause, 0);
+    return thrown;
+}
+
 /// As above, with the kind of the failure that it was made from, or an OwnKind.
 template <class T, class Cause>
 [[noreturn]] void throwInternal(const T& error, const Cause& cause) {
-    Internal<T> thrown(error);
-    attachKind(thrown, cause, 0);
-    throw thrown;
+    throw withKind(error, cause);
 }
 
 }  // namespace flowbook::detail
