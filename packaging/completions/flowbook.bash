@@ -22,7 +22,6 @@ _flowbook() {
     info | parts) options="$inputs --json" ;;
     extract) options='-d --directory --code --images --part --force' ;;
     html) options="$inputs -o --output -d --directory --force" ;;
-    show) ;;
     new) options='--code --rich --image --title --description --version --force' ;;
     set) options="$inputs --code --flatten --rich --title --description --version" ;;
     copy) options='--force' ;;
@@ -30,7 +29,7 @@ _flowbook() {
     check) options="$inputs --json" ;;
     canon) options="$inputs --check" ;;
     merge) options='-o --output --ours --theirs' ;;
-    diff) ;;
+    show | diff) options='' ;;
     git) options='--global --local --undo' ;;
     edit) options='--flatten' ;;
     pack | repair) options='-o --output --force' ;;

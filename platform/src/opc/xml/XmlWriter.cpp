@@ -9,6 +9,8 @@
 namespace opc::model::detail {
 namespace {
 
+constexpr std::string_view kDeclaration = R"(<?xml version="1.0" encoding="UTF-8" standalone="yes"?>)";
+
 /// What stands for a character that markup would swallow or that a parser would normalise; empty for any other.
 std::string_view escapeOf(char c, bool inAttribute) {
     switch (c) {
@@ -46,7 +48,7 @@ std::optional<std::string> toXmlText(std::u16string_view text) {
 
 XmlWriter::XmlWriter(Kind kind) {
     if (kind == Kind::Document) {
-        append(R"(<?xml version="1.0" encoding="UTF-8" standalone="yes"?>)");
+        bytes_.assign(kDeclaration.begin(), kDeclaration.end());
     }
 }
 
