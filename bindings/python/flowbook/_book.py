@@ -112,6 +112,11 @@ class Flowbook:
         return book
 
     @property
+    def name(self) -> str:
+        """The path or address that it came from; ``<bytes>`` or the like where there is none."""
+        return self._place.name
+
+    @property
     def form(self) -> str:
         """How the code is stored: ``plain``, ``rich`` (with prose around it), ``encrypted``, or ``none``."""
         return self._current().form()
