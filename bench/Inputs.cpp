@@ -11,16 +11,25 @@ namespace bench {
 
 namespace {
 
+/// The folder of the environment variable, which stays for other programs, or one that goes with the process.
 class Folder {
 public:
-    Folder() : path_((std::filesystem::temp_directory_path() / "flowbook-bench-XXXXXX").string()) {
+    Folder() {
+        if (const char* const given = std::getenv("FLOWBOOK_BENCH_FOLDER")) {
+            path_ = given;
+            return;
+        }
+        path_ = (std::filesystem::temp_directory_path() / "flowbook-bench-XXXXXX").string();
         if (mkdtemp(path_.data()) == nullptr) {
             throw std::runtime_error("cannot make the folder " + path_);
         }
+        isOwn_ = true;
     }
     ~Folder() {
         std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
+        if (isOwn_) {
+            std::filesystem::remove_all(path_, ignored);
+        }
     }
     Folder(const Folder&) = delete;
     Folder& operator=(const Folder&) = delete;
@@ -29,6 +38,7 @@ public:
 
 private:
     std::string path_;
+    bool isOwn_ = false;
 };
 
 /// Base64 of random bytes: like a picture, it does not compress beyond six bits a character.

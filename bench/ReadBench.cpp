@@ -36,9 +36,9 @@ void addReadCase(const std::string& name, double goal, const PathMaker& path) {
 
 // 50 lines are about 2 KB zipped, 20,000 lines 1 MB of code.
 void addReadCases() {
-    addReadCase("read/50_lines", 4, [] { return plainCodeFile(50); });
-    addReadCase("read/20000_lines_one_paragraph", 4, [] { return plainCodeFile(20000); });
-    addReadCase("read/20000_paragraphs", 4, [] { return richCodeFile(20000); });
+    addReadCase("read/50_lines", 1.3, [] { return plainCodeFile(50); });
+    addReadCase("read/20000_lines_one_paragraph", 0.6, [] { return plainCodeFile(20000); });
+    addReadCase("read/20000_paragraphs", 0.6, [] { return richCodeFile(20000); });
     // The floor is the library itself on a small file: opening must not depend on the size of parts.
     addCase(
         "open/50_MB_beside_2_KB", 2, [] { return openOnly(plainCodeFile(50)); },

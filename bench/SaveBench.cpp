@@ -48,7 +48,7 @@ Work copyLarge() {
 }  // namespace
 
 void addSaveCases() {
-    addCase("save/title_of_50_MB", 2.5, copyLarge, setTitle);
+    addCase("save/title_of_50_MB", 1.2, copyLarge, setTitle);
     addCase("save/1_MB_of_code_into_new_file", 4, writeNewCodeFloor, writeNewCode);
 }
 

@@ -65,7 +65,7 @@ void addGrowthCases(std::size_t parts) {
 void addSnapshotCases() {
     constexpr std::size_t kImages = 64;
     constexpr std::size_t kImageSize = std::size_t{1} << 20;
-    addCase("snapshot/read_50_MB", 1.6, readSnapshotFloor, readSnapshot);
+    addCase("snapshot/read_50_MB", 1.15, readSnapshotFloor, readSnapshot);
     addCase(
         "snapshot/write_50_MB", 1.3, [] { return writeSnapshotFloor(kImages, kImageSize); },
         [] { return writeSnapshot(kImages, kImageSize); });
