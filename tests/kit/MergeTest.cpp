@@ -160,6 +160,27 @@ TEST(Merge, KeepsThePicturesOfBothSides) {
                             "/tarmic/document.xml rId2 image /media/image1-theirs1.png"}));
 }
 
+/// A flowbook whose code and one entry that is no part are this text.
+Book withEntry(const Change& code, const std::string& text) {
+    Book book;
+    book.update(code);
+    PackageContent content = readContent(open(book));
+    content.others["loose"] = support::bytes(text);
+    return Book(writeContent(content));
+}
+
+TEST(Merge, KeepsWhatItCannotMerge) {
+    const Document base = open(withEntry(secret("1"), "1"));
+    const MergeResult result =
+        merge(&base, open(withEntry(secret("2"), "2")), open(withEntry(secret("3"), "3")), GitMerger(), Favour::None);
+    EXPECT_EQ(outcome(result), "code! the entry loose! -|secret 2");
+    PackageContent content = readContent(Document(result.flowbook));
+    EXPECT_EQ(support::text(content.find(u"/tarmic/document-theirs1.xml")->content), "3");
+    const MergeResult theirs =
+        merge(&base, open(withEntry(secret("1"), "1")), open(withEntry(secret("1"), "3")), GitMerger(), Favour::None);
+    EXPECT_EQ(support::text(readContent(Document(theirs.flowbook)).others.at("loose")), "3");
+}
+
 /// A flowbook whose core properties have another element, set as it is in the text of the part.
 Book withCreator(const Book& book, const std::string& creator) {
     PackageContent content = readContent(open(book));

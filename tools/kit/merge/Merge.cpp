@@ -120,8 +120,7 @@ public:
         }
         result_.relationships = mergeRecords(base_.content.relationships, ours_.content.relationships,
                                              theirs_.content.relationships, false);
-        result_.others = ours_.content.others;
-        result_.others.insert(theirs_.content.others.begin(), theirs_.content.others.end());
+        mergeOthers();
         addRenamed();
         return std::move(result_);
     }
@@ -164,6 +163,24 @@ private:
 
     bool isCode(const std::u16string& name, const Trio& trio) const {
         return name == ours_.codeName && name == theirs_.codeName && trio.ours != nullptr && trio.theirs != nullptr;
+    }
+
+    /// Entries that are no parts: nothing is known of them, so none is taken away.
+    void mergeOthers() {
+        result_.others = ours_.content.others;
+        for (const auto& [name, content] : theirs_.content.others) {
+            const auto [mine, isNew] = result_.others.emplace(name, content);
+            const auto old = base_.content.others.find(name);
+            const bool isOld = old != base_.content.others.end();
+            if (isNew || mine->second == content || (isOld && old->second == content)) {
+                continue;
+            }
+            if (favour_ == Favour::Theirs || (isOld && old->second == mine->second)) {
+                mine->second = content;
+            } else if (favour_ == Favour::None) {
+                conflicts_.push_back({"the entry " + name, "kept as ours has it"});
+            }
+        }
     }
 
     /// Adds a part with the relationships of all versions merged; nothing when it is gone.
@@ -218,13 +235,13 @@ private:
         std::string words = "kept as ours has it";
         if (isDeletion) {
             words = std::string(trio.ours != nullptr ? "theirs" : "ours") + " deleted it; kept as the other changed it";
-        } else if (opc::model::ContentType(trio.theirs->contentType).getMediaType().rfind(u"image/", 0) == 0) {
+        } else {
             words += "; theirs is added as " + rename(*trio.theirs);
         }
         conflicts_.push_back({isCodeOfOurs ? "code" : name, words});
     }
 
-    /// Plans to add a picture under a name that nobody uses.
+    /// Plans to add a part under a name that nobody uses.
     std::string rename(PartRecord part) {
         const std::string name = toText(part.partName);
         const std::size_t dot = std::min(name.rfind('.'), name.size());
@@ -239,7 +256,7 @@ private:
         return fresh;
     }
 
-    /// Adds the pictures of theirs that were renamed, reached as in theirs.
+    /// Adds the parts of theirs that were renamed, reached from parts as in theirs.
     void addRenamed() {
         for (auto& [old, part] : renamed_) {
             for (const PartRecord& source : theirs_.content.parts) {

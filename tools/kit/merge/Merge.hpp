@@ -21,8 +21,9 @@ struct MergeResult {
 
 /// Merges three versions of a flowbook: code by paragraph and by line, each property, each relationship, and each other
 /// part as a whole. Where both sides changed the same, the code has both between markers, and of anything else ours is
-/// kept, unless `favour` decides; a picture of theirs that loses is added under a new name. Encrypted code is taken
-/// whole, or conflicts whole. The time of the last modification is the later one.
+/// kept, unless `favour` decides, and the part of theirs is added under a new name. Encrypted code is taken whole, or
+/// conflicts whole. Entries that are no parts stay, changed where only theirs changed one. The time of the last
+/// modification is the later one.
 /// @param base  null when the sides have no ancestor.
 /// @throws opc::Exception when one of the files cannot be read whole, and what the merger throws.
 MergeResult merge(const Document* base, const Document& ours, const Document& theirs, const LineMerger& merger,
