@@ -53,14 +53,7 @@ void ZipEntryReader::checkHeader(const ZipEntry& entry, FieldReader& fields, std
     if (!isHeader || !sameName || method != entry.method || (flags & kEncryptionFlags) != 0) {
         damaged(entry, "its local header is missing or not like the index");
     }
-    const auto parsed = parseExtra(extra);
-    std::string_view wide = parsed ? parsed->zip64.value_or(std::string_view()) : std::string_view();
-    if (!parsed || (parsed->zip64 && !(takeZip64(wide, size) && takeZip64(wide, storedSize)))) {
-        damaged(entry, "the extra fields of its local header are malformed");
-    }
-    if (parsed->renames(entry.name)) {
-        damaged(entry, "a field of its local header gives it another name");
-    }
+    takeExtra(entry, extra, size, storedSize);
     const bool describedLater = (flags & kDataDescriptorFlag) != 0;
     const auto agrees = [describedLater](std::uint64_t here, std::uint64_t inIndex) {
         return here == inIndex || (describedLater && here == 0);
@@ -68,6 +61,18 @@ void ZipEntryReader::checkHeader(const ZipEntry& entry, FieldReader& fields, std
     if (!agrees(crc, entry.crc) || !agrees(storedSize, entry.storedSize) || !agrees(size, entry.size)) {
         damaged(entry, text("its local header tells ", storedSize, " stored bytes, ", size, " bytes, checksum ",
                             hex(crc), ", the index ", entry.storedSize, ", ", entry.size, ", ", hex(entry.crc)));
+    }
+}
+
+void ZipEntryReader::takeExtra(const ZipEntry& entry, std::string_view extra, std::uint64_t& size,
+                               std::uint64_t& storedSize) const {
+    const auto parsed = parseExtra(extra);
+    std::string_view wide = parsed ? parsed->zip64.value_or(std::string_view()) : std::string_view();
+    if (!parsed || (parsed->zip64 && !(takeZip64(wide, size) && takeZip64(wide, storedSize)))) {
+        damaged(entry, "the extra fields of its local header are malformed");
+    }
+    if (parsed->renames(entry.name)) {
+        damaged(entry, "a field of its local header gives it another name");
     }
 }
 

@@ -28,6 +28,7 @@ public:
 
 private:
     void checkHeader(const ZipEntry& entry, FieldReader& fields, std::string_view extra) const;
+    void takeExtra(const ZipEntry& entry, std::string_view extra, std::uint64_t& size, std::uint64_t& storedSize) const;
     fl::Bytes readStored(const ZipEntry& entry, std::uint64_t dataOffset) const;
     fl::Bytes readDeflated(const ZipEntry& entry, std::uint64_t dataOffset) const;
     [[noreturn]] void damaged(const ZipEntry& entry, const std::string& found) const;
