@@ -10,6 +10,7 @@ import javax.xml.stream.XMLStreamReader;
 import org.apache.poi.openxml4j.opc.OPCPackage;
 import org.apache.poi.openxml4j.opc.PackageAccess;
 import org.apache.poi.openxml4j.opc.PackagePart;
+import org.apache.poi.openxml4j.opc.internal.PackagePropertiesPart;
 import org.apache.poi.openxml4j.util.ZipSecureFile;
 import org.apache.poi.util.IOUtils;
 
@@ -48,7 +49,7 @@ public class Peer {
         List<byte[]> contents = new ArrayList<>();
         long size = 0;
         for (PackagePart part : all.getParts()) {
-            if (part.isRelationshipPart()) {
+            if (part.isRelationshipPart() || part instanceof PackagePropertiesPart) {
                 continue;
             }
             try (InputStream in = part.getInputStream()) {
@@ -61,7 +62,7 @@ public class Peer {
     }
 
     static long title(String path) throws Exception {
-        OPCPackage all = OPCPackage.open(path, PackageAccess.READ);
+        OPCPackage all = OPCPackage.open(path, PackageAccess.READ_WRITE);
         all.getPackageProperties().setTitleProperty(Optional.of("Another title"));
         try (FileOutputStream out = new FileOutputStream(path + ".poi")) {
             all.save(out);
