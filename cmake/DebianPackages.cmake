@@ -1,4 +1,5 @@
-# The three Debian packages that `cpack` makes: the libraries, what building against them takes, and the command.
+# The Debian packages that `cpack` makes: the libraries, what building against them takes, the command, and the Python
+# package.
 set(CPACK_GENERATOR DEB)
 # The project takes no mail so far; whoever distributes the packages names the address that does.
 set(PXFLOWBOOK_MAINTAINER "The libpxflowbook developers <maintainers@users.noreply.pxflowbook.example>"
@@ -16,6 +17,9 @@ if(TARGET pxplatform)
 endif()
 if(TARGET flowbook)
     list(APPEND CPACK_COMPONENTS_ALL tool)
+endif()
+if(TARGET flowbook_python)
+    list(APPEND CPACK_COMPONENTS_ALL python)
 endif()
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
@@ -57,9 +61,24 @@ Prints the code, properties and parts of flowbook files (.tqx, .tqapp), unpacks 
 makes new ones and changes their code and properties, on one file or thousands. With
 it git shows how code has changed.")
 
+# The module is for one version of Python.
+math(EXPR python_next "${Python3_VERSION_MINOR} + 1")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-flowbook)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "${runtime_package} (= ${PROJECT_VERSION}), \
+python3 (>= 3.${Python3_VERSION_MINOR}), python3 (<< 3.${python_next})")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS
+    "python3-dask, python3-distributed, python3-pandas, python3-fsspec, python3-aiohttp, python3-requests")
+set(CPACK_DEBIAN_PYTHON_DESCRIPTION
+    "Python package that reads and writes flowbook files
+Code, properties, pictures and parts of flowbook files (.tqx, .tqapp) from paths, bytes,
+binary files and addresses that fsspec knows, with saves that are atomic and detect what
+others changed; readers of many flowbooks for Dask.")
+
 include(CPack)
 cpack_add_component(platform GROUP libraries)
 cpack_add_component(runtime GROUP libraries)
 cpack_add_component(platform-development GROUP headers)
 cpack_add_component(development GROUP headers)
 cpack_add_component(tool GROUP command)
+cpack_add_component(python GROUP python)

@@ -162,7 +162,7 @@ case_debian() {
     check_control_files "$folder"
     run_dpkg -i "$folder"/*.deb
     check_command "$root/usr/bin/flowbook"
-    run_dpkg -r flowbook libpxflowbook-dev libpxflowbook1
+    run_dpkg -r python3-flowbook flowbook libpxflowbook-dev libpxflowbook1
     [[ ! -e $root/usr ]] || fail "removal leaves files: $(find "$root/usr")"
 }
 

@@ -301,6 +301,8 @@ class Flowbook:
     def _forget_changes(self) -> None:
         self._changes = _native.Change()
         self._preview: _native.Document | None = None
+        # Those of one document, which never change; replaced together, so that threads see them together.
+        self._properties: tuple[_native.Document | None, dict[str, _native.Property]] = (None, {})
 
     def _change(self, setter: Callable[..., None], *values: bytes) -> None:
         """Makes a change, unless a flowbook cannot hold it."""
@@ -320,7 +322,12 @@ class Flowbook:
             return self._preview
 
     def _property(self, label: str) -> str | None:
-        found = next(each for each in self._current().properties() if each.label == label)
+        document = self._current()
+        of, properties = self._properties
+        if of is not document:
+            properties = {each.label: each for each in document.properties()}
+            self._properties = document, properties
+        found = properties[label]
         if found.fault:
             raise error_of("damaged", found.fault, self._place.name)
         return found.value

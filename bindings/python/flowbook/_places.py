@@ -55,7 +55,8 @@ class LocalFile:
         self.name = native.decode("utf-8", "replace")
         order = "utf-16-le" if sys.byteorder == "little" else "utf-16-be"
         # Absolute, as the working directory may be another when the flowbook is saved.
-        self._path = os.path.abspath(native).decode("utf-8", "surrogateescape").encode(order, "surrogatepass")
+        absolute = native if native.startswith(b"/") else os.path.abspath(native)
+        self._path = absolute.decode("utf-8", "surrogateescape").encode(order, "surrogatepass")
 
     def open(self) -> _native.Document:
         return _native.Document.of_path(self._path, self.name)

@@ -18,6 +18,7 @@ from __future__ import annotations
 import os
 from collections.abc import Callable, Iterator, Mapping, Sequence
 from dataclasses import dataclass
+from functools import cached_property
 from typing import Any, TypeVar, Union
 
 import fsspec  # type: ignore[import]
@@ -47,9 +48,9 @@ def read_flowbooks(urlpath: Locations, columns: Sequence[str] | None = None,
                    storage_options: Mapping[str, Any] | None = None, blocksize: int | str = "32 MiB") -> Any:
     """A Dask dataframe with a row a flowbook.
 
-    The columns are ``path``, ``title``, ``code``, ``lines`` (of the code), ``form``, ``modified`` (to the nanosecond, so
-    years before 1678 and after 2261 are missing), ``digest``, ``pictures`` (their number) and ``error``. What is absent
-    is missing, and so is the code of an encrypted flowbook. What is damaged, or gone since the list was made, is
+    The columns are ``path``, ``title``, ``code``, ``lines`` (of the code), ``form``, ``modified`` (to the nanosecond,
+    so years before 1678 and after 2261 are missing), ``digest``, ``pictures`` (their number) and ``error``. What is
+    absent is missing, and so is the code of an encrypted flowbook. What is damaged, or gone since the list was made, is
     missing and told in ``error``. Failures of a file system that may be over soon are raised, so that the engine's
     ``retries`` apply.
 
@@ -128,32 +129,43 @@ class _MapBlock:
             return self._on_error(file.url, error)
 
 
-def _lines(book: flowbook.Flowbook) -> int:
-    code = book.code
-    return code.count("\n") + (code != "" and not code.endswith("\n"))
+class _Answers:
+    """What the columns tell of a flowbook."""
 
+    def __init__(self, book: flowbook.Flowbook) -> None:
+        self._book = book
 
-_QUESTIONS: dict[str, Callable[[flowbook.Flowbook], Any]] = {
-    "title": lambda book: book.title, "code": lambda book: book.code, "lines": _lines, "form": lambda book: book.form,
-    "modified": lambda book: book.modified, "digest": lambda book: book.digest,
-    "pictures": lambda book: len(book.images)}
+    @cached_property
+    def code(self) -> str:
+        return self._book.code
+
+    @property
+    def lines(self) -> int:
+        return self.code.count("\n") + (self.code != "" and not self.code.endswith("\n"))
+
+    @property
+    def pictures(self) -> int:
+        return len(self._book.images)
+
+    def __getattr__(self, name: str) -> Any:
+        return getattr(self._book, name)
 
 
 def _row(file: _File, columns: list[str]) -> dict[str, Any]:
     row: dict[str, Any] = {"path": file.url}
     try:
-        book = file.open()
+        answers = _Answers(file.open())
     except (flowbook.Error, FileNotFoundError) as error:
         return {**row, "error": str(error)}
     for column in columns:
-        if column in _QUESTIONS:
-            _answer(row, column, book)
+        if column not in {"path", "error"}:
+            _answer(row, column, answers)
     return row
 
 
-def _answer(row: dict[str, Any], column: str, book: flowbook.Flowbook) -> None:
+def _answer(row: dict[str, Any], column: str, answers: _Answers) -> None:
     try:
-        row[column] = _QUESTIONS[column](book)
+        row[column] = getattr(answers, column)
     except flowbook.EncryptedError:
         pass
     except flowbook.Error as error:
