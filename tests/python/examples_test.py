@@ -1,8 +1,12 @@
 #!/usr/bin/env python3
-"""Runs the examples in the docstrings of the package `flowbook` and in README, in a folder that is gone afterwards."""
+"""Runs the examples in the docstrings of the package `flowbook`, in README and in docs/scale.md.
+
+All in a folder that is gone afterwards."""
 import doctest
+import json
 import os
 import re
+import subprocess
 import sys
 import tempfile
 from pathlib import Path
@@ -10,12 +14,20 @@ from pathlib import Path
 import flowbook
 import flowbook.dask
 
-readme = (Path(os.environ["PXFLOWBOOK_SOURCE"]) / "README.md").read_text(encoding="utf-8")
+source = Path(os.environ["PXFLOWBOOK_SOURCE"])
+readme = (source / "README.md").read_text(encoding="utf-8")
 with tempfile.TemporaryDirectory() as folder:
     os.chdir(folder)
     results = [doctest.testmod(module) for module in (flowbook, flowbook.dask)]
     for example in re.findall("^```python\n(.*?)^```", readme, re.MULTILINE | re.DOTALL):
         exec(compile(example, "README.md", "exec"), {})
     saved = flowbook.open("mean.tqx")
+    # GNU parallel is the one engine of the page that Debian has.
+    os.mkdir("books")
+    saved.save("books/mean.tqx")
+    scale = (source / "docs/scale.md").read_text(encoding="utf-8")
+    subprocess.run(["bash", "-euc", re.search("^```sh\n(.*?)^```", scale, re.MULTILINE | re.DOTALL)[1]], check=True)
+    lines = [json.loads(line) for line in Path("books.jsonl").read_text(encoding="utf-8").splitlines()]
 print(results)
-sys.exit(any(result.failed or result.attempted < 5 for result in results) or saved.version != "2")
+sys.exit(any(result.failed or result.attempted < 5 for result in results) or saved.version != "2" or
+         [line["title"] for line in lines] != ["Running mean"])
