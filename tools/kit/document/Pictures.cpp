@@ -77,14 +77,14 @@ std::string encodeBase64(const fl::Bytes& bytes) {
     return text;
 }
 
-using DigitTable = std::array<signed char, 256>;
+using DigitTable = std::array<int, 256>;
 
 /// The value of each digit, -1 for what is none.
 DigitTable valuesOf(std::string_view digits) {
     DigitTable values;
     values.fill(-1);
     for (std::size_t i = 0; i < digits.size(); ++i) {
-        values[static_cast<unsigned char>(digits[i])] = static_cast<signed char>(i);
+        values[static_cast<unsigned char>(digits[i])] = static_cast<int>(i);
     }
     return values;
 }
@@ -180,7 +180,10 @@ std::string toDataUri(const fl::Bytes& picture, const std::string& file) {
 }
 
 fl::Bytes pictureOf(fl::Bytes content, const std::string& partName) {
-    return isDataUri(content) ? readDataUri(content, "part " + partName).content : content;
+    if (isDataUri(content)) {
+        return readDataUri(content, "part " + partName).content;
+    }
+    return content;
 }
 
 }  // namespace flowbook::kit

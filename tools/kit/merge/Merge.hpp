@@ -25,8 +25,8 @@ struct MergeResult {
 /// conflicts whole. Entries that are no parts stay, changed where only theirs changed one. The time of the last
 /// modification is the later one.
 /// @param base  null when the sides have no ancestor.
-/// @throws opc::Exception when one of the files cannot be read whole, and what the merger throws.
-MergeResult merge(const Document* base, const Document& ours, const Document& theirs, const LineMerger& merger,
+/// @throws opc::Exception when one of the files cannot be read whole, and what `lines` throws.
+MergeResult merge(const Document* base, const Document& ours, const Document& theirs, const LineMerger& lines,
                   Favour favour);
 
 }  // namespace flowbook::kit

@@ -15,7 +15,7 @@ public:
     XercesGuard();
     XercesGuard(const XercesGuard&) = delete;
     XercesGuard& operator=(const XercesGuard&) = delete;
-    ~XercesGuard();
+    ~XercesGuard() = default;
 };
 
 }  // namespace opc::model

@@ -6,6 +6,4 @@ namespace opc::model {
 
 XercesGuard::XercesGuard() { dom(); }
 
-XercesGuard::~XercesGuard() = default;
-
 }  // namespace opc::model

@@ -4,6 +4,8 @@
 
 namespace opc::model {
 
+// Never deleted through its base.
+// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor)
 class XercesDom final : public Dom {
 public:
     xercesc::DOMLSParser* createParser() const override;
