@@ -39,9 +39,10 @@ def build(folder):
 def own_figures(programs, inputs):
     """Floor and library of each case, from the table that the benchmark ends with."""
     cases = "|".join(job[0] for job in JOBS)
-    out = subprocess.run([str(programs / "flowbook_bench"), f"--benchmark_filter=^({cases})/", "--benchmark_repetitions=5",
-                          "--benchmark_min_time=0.2"], env={**os.environ, "FLOWBOOK_BENCH_FOLDER": str(inputs)},
-                         check=True, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True).stdout
+    command = [str(programs / "flowbook_bench"), f"--benchmark_filter=^({cases})/", "--benchmark_repetitions=5",
+               "--benchmark_min_time=0.2"]
+    out = subprocess.run(command, env={**os.environ, "FLOWBOOK_BENCH_FOLDER": str(inputs)}, check=True,
+                         stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True).stdout
     rows = [line.split() for line in out.splitlines()]
     return {row[0]: (float(row[1]), float(row[2])) for row in rows if len(row) == 5 and row[0] in cases.split("|")}
 
@@ -57,7 +58,8 @@ def print_jobs(programs, peers, inputs):
     print(f"{'microseconds':32}" + "".join(f"{name:>13}" for name in ("floor", "flowbook", *peers)) + "    ratio")
     for case, file, job, repeats in JOBS:
         figures = [*own[case], *(median_of(command, job, inputs / file, repeats) for command in peers.values())]
-        print(f"{case:32}" + "".join(f"{each:13,.0f}" for each in figures) + f"{figures[1] / figures[0]:9.2f}", flush=True)
+        columns = "".join(f"{each:13,.0f}" for each in figures)
+        print(f"{case:32}{columns}{figures[1] / figures[0]:9.2f}", flush=True)
 
 
 def seconds(command):
