@@ -99,8 +99,8 @@ public:
 private:
     static bool isType(const std::string& text) {
         try {
-            opc::model::ContentType{wide(text)};
-            return true;
+            const opc::model::ContentType type(wide(text));
+            return !type.toString().empty();
         } catch (const opc::Exception&) {
             return false;
         }

@@ -77,7 +77,7 @@ CoreProperties::Time PropertyPart::time(std::size_t field) const {
     if (found == nullptr) {
         return boost::none;
     }
-    const CoreProperties::Time parsed = parseW3cDateTime(trimmed(found->text));
+    CoreProperties::Time parsed = parseW3cDateTime(trimmed(found->text));
     if (!parsed) {
         fail(*found, field,
              "holds " + model::detail::shown(found->text) + ", which is no date and time of the years 1400 to 9999");
