@@ -67,6 +67,7 @@ TEST(RichCode, GivesItsCodeParagraphs) {
         {"\xEF\xBB\xBF" + body(code("a")), "a"},
         {document(code("no") + "<w:body>" + code("a") + "</w:body>" + code("no")), "a"},
         {body("<w:x>" + code("no") + "</w:x>" + code("a")), "a"},
+        {body("<x:p xmlns:x='urn:x'><w:pPr><w:pStyle w:val='code'/></w:pPr>" + run + "</x:p>"), ""},
         {"<?xml version='1.0' encoding='utf-8' standalone='no' ?>\n" + body(code("a")) + "\n", "a"},
         {boost::replace_first_copy(other, ":w=", ":v="), "a"},
         {body("<b xmlns='urn:x' xmlns:v=\"urn:v\" v:a='&amp;\t\xC3\xA4' a='' ></b >" + rebound + code("a")), "a"},

@@ -249,6 +249,7 @@ TEST(Writer, PutsCodeIntoThePartThatIsThere) {
     } cases[] = {
         {"", {setText, setText}, plain},
         {"", {setEncrypted, setEncrypted}, encrypted},
+        {"", {setText, setEncrypted}, encrypted},
         {"", {setEncrypted, setText}, encrypted},  // written once more, and the text not
         {"", {setEncrypted, setText, setText}, plain},
         {"encrypted", {setText}, plain},
