@@ -3,11 +3,11 @@
 #include "fl/i18n/Conversion.hpp"
 #include "flowbook/FlowbookFileUtils.hpp"
 #include "kit/document/Document.hpp"
+#include "kit/document/EntryNames.hpp"
 #include "kit/document/PackageTree.hpp"
 #include "kit/document/Pictures.hpp"
 #include "opc/Exception.hpp"
 
-#include <algorithm>
 #include <cstdio>
 #include <optional>
 
@@ -29,12 +29,6 @@ bool isRelationships(std::string_view folded) {
     constexpr std::string_view kEnd = ".rels";
     return folded.size() > kEnd.size() && folded.substr(folded.size() - kEnd.size()) == kEnd &&
            folded.find("_rels/") != std::string_view::npos;
-}
-
-std::string fold(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-    return text;
 }
 
 /// The parts that overrides of the content types name.

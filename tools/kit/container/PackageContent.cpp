@@ -2,6 +2,7 @@
 
 #include "fl/i18n/Conversion.hpp"
 #include "foundation/storage/vfs/MemoryStorage.hpp"
+#include "kit/document/EntryNames.hpp"
 #include "opc/Exception.hpp"
 #include "opc/model/StandardPartInfo.hpp"
 #include "opc/zippackage/ZipPhysicalPackage.hpp"
@@ -27,12 +28,6 @@ const std::u16string kName = u"flowbook";
 
 std::string foldedEntry(const PartName& name) { return name.folded().substr(1); }
 
-/// The entry of the relationships of a part, whose folded entry is given; of the package for the empty one.
-std::string relationshipsEntry(const std::string& folded) {
-    const std::size_t name = folded.rfind('/') + 1;  // 0 for a part at the top
-    return folded.substr(0, name) + "_rels/" + folded.substr(name) + ".rels";
-}
-
 /// The folded names of the entries that parts and their relationships take.
 std::set<std::string> entriesOfParts(const Package& package) {
     std::set<std::string> names{"[content_types].xml", relationshipsEntry("")};
@@ -41,12 +36,6 @@ std::set<std::string> entriesOfParts(const Package& package) {
         names.insert(relationshipsEntry(foldedEntry(part.getName())));
     }
     return names;
-}
-
-std::string fold(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-    return text;
 }
 
 void addRelationships(RelationshipSource& source, const std::vector<Record>& records) {

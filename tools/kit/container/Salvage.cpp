@@ -3,6 +3,7 @@
 #include "fl/i18n/Conversion.hpp"
 #include "kit/container/PackageContent.hpp"
 #include "kit/container/ZipRemains.hpp"
+#include "kit/document/EntryNames.hpp"
 #include "kit/xml/XmlReader.hpp"
 #include "opc/Exception.hpp"
 #include "opc/model/PartName.hpp"
@@ -24,13 +25,6 @@ constexpr std::string_view kPackageNamespace = "http://schemas.openxmlformats.or
 const std::u16string kDocumentType = u"application/vnd.pellarion.tarmic.code.document+xml";
 
 std::u16string wide(std::string_view text) { return fl::i18n::to_ustring(text); }
-
-std::string fold(std::string_view text) {
-    std::string folded(text);
-    std::transform(folded.begin(), folded.end(), folded.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-    return folded;
-}
 
 bool endsWith(std::string_view text, std::string_view end) {
     return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
@@ -133,11 +127,6 @@ private:
 
     std::map<std::string, std::string> types_;
 };
-
-std::string relationshipsEntry(const std::string& entry) {
-    const std::size_t name = entry.rfind('/') + 1;  // 0 for a part at the top
-    return entry.substr(0, name) + "_rels/" + entry.substr(name) + ".rels";
-}
 
 bool isRelationships(const std::string& entry) {
     return endsWith(fold(entry), ".rels") && (entry.find("/_rels/") != std::string::npos || entry.find("_rels/") == 0);
