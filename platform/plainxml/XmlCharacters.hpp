@@ -4,12 +4,13 @@
 namespace plainxml {
 
 /// Whether no XML document may hold this UTF-16 code unit, not even by reference: controls but for tab, line feed and
-/// carriage return, U+FFFE and U+FFFF. Surrogates are permitted, in pairs. Written without branches, so that it is
-/// evaluated for a whole vector of units at a time.
-constexpr bool isForbidden(char16_t unit) {
-    const bool control = (unit < 0x20) & (unit != u'\t') & (unit != u'\n') & (unit != u'\r');
-    const bool nonCharacter = unit > 0xFFFD;
-    return control | nonCharacter;
+/// carriage return, U+FFFE and U+FFFF. Surrogates are permitted, in pairs. Written without branches, so that it tells
+/// the same of each unit of a vector.
+/// @param unit  a char16_t, or a vector of such units, which becomes a vector of masks.
+template <class Unit>
+constexpr auto isForbidden(Unit unit) {
+    const auto control = (unit < 0x20) & (unit != '\t') & (unit != '\n') & (unit != '\r');
+    return control | (unit > 0xFFFD);
 }
 
 /// Whether a code point is an XML character ("Char"). Lone surrogates and what lies beyond Unicode are none.

@@ -175,9 +175,9 @@ std::u16string utf8_to_ustring(std::string_view text) { return decode(text, fail
 std::string ustring_to_utf8(std::u16string_view text) { return encode(text, failAtUnit); }
 
 std::u16string to_lower(std::u16string_view text) {
-    std::u16string result(text.size(), u'\0');
+    std::u16string result(text);
     if (ascii::isAscii(text)) {
-        std::transform(text.begin(), text.end(), result.begin(), [](char16_t unit) { return ascii::fold(unit); });
+        std::transform(result.begin(), result.end(), result.begin(), [](char16_t unit) { return ascii::fold(unit); });
         return result;
     }
     if (text.size() > static_cast<std::size_t>(std::numeric_limits<int32_t>::max())) {

@@ -36,7 +36,7 @@ std::string_view escapeOf(char c, bool inAttribute) {
 }  // namespace
 
 std::optional<std::string> toXmlText(std::u16string_view text) {
-    if (std::any_of(text.begin(), text.end(), plainxml::isForbidden)) {
+    if (std::any_of(text.begin(), text.end(), plainxml::isForbidden<char16_t>)) {
         return std::nullopt;
     }
     try {

@@ -40,7 +40,7 @@ public:
     FilterAction acceptNode(const xercesc::DOMNode* node) const override {
         const auto* const section = static_cast<const xercesc::DOMCharacterData*>(node);
         const std::u16string_view text(section->getData(), section->getLength());
-        if (std::any_of(text.begin(), text.end(), plainxml::isForbidden)) {
+        if (std::any_of(text.begin(), text.end(), plainxml::isForbidden<char16_t>)) {
             refuse("a CDATA section holds a character that XML forbids");
         }
         writeSections(text);
