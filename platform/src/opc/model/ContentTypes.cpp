@@ -32,6 +32,8 @@ private:
         }
     }
 
+    void forget() override { types_ = ContentTypes(); }
+
     ContentTypes& types_;
 };
 

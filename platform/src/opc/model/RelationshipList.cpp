@@ -84,6 +84,8 @@ private:
         return record;
     }
 
+    void forget() override { list_.clear(); }
+
     RelationshipList& list_;
 };
 

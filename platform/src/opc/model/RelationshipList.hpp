@@ -23,6 +23,8 @@ public:
     /// Fills an empty list. @throws as parseFlatXml().
     void parse(const fl::Bytes& bytes, const std::string& where);
 
+    void clear() { *this = RelationshipList(origin_); }
+
     std::vector<RecordPtr> all() const;
     std::vector<RecordPtr> ofType(std::u16string_view type) const;
 

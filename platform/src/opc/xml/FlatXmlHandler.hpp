@@ -13,12 +13,21 @@ public:
     void endElement(XmlRange tag) final;
     void characters(std::string_view text) final;
 
+    /// The document is read once more, by another parser.
+    void startOver() {
+        depth_ = 0;
+        forget();
+    }
+
 protected:
     /// The views must outlive the handler.
     FlatXmlHandler(std::string_view ns, std::string_view rootName) : ns_(ns), rootName_(rootName) {}
 
     /// An element of the list; it is in the root's namespace and its attributes have been checked.
     virtual void listed(const XmlElement& element) = 0;
+
+    /// Undoes all of listed().
+    virtual void forget() = 0;
 
     /// The value of an attribute that must be there and not be empty.
     static std::string_view required(const XmlElement& element, std::string_view attribute);
