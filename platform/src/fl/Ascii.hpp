@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -22,9 +23,26 @@ bool isAscii(const Text& text) {
 constexpr char16_t fold(char16_t c) { return c >= u'A' && c <= u'Z' ? static_cast<char16_t>(c - u'A' + u'a') : c; }
 constexpr char fold(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
+/// Folds eight characters at once, each in a byte.
+constexpr std::uint64_t foldEight(std::uint64_t characters) {
+    constexpr std::uint64_t kEach = 0x0101010101010101;
+    const std::uint64_t low = characters & (0x7F * kEach);  // adding to these carries into no other
+    const std::uint64_t fromA = low + (0x80 - 'A') * kEach;
+    const std::uint64_t beyondZ = low + (0x80 - 'Z' - 1) * kEach;
+    return characters | ((fromA & ~beyondZ & ~characters & (0x80 * kEach)) >> 2);
+}
+
 inline std::string fold(std::string_view text) {
     std::string folded(text);
-    std::transform(folded.begin(), folded.end(), folded.begin(), [](char c) { return fold(c); });
+    std::size_t done = 0;
+    for (std::uint64_t eight = 0; folded.size() - done >= sizeof eight; done += sizeof eight) {
+        std::memcpy(&eight, &folded[done], sizeof eight);
+        eight = foldEight(eight);
+        std::memcpy(&folded[done], &eight, sizeof eight);
+    }
+    for (; done != folded.size(); ++done) {
+        folded[done] = fold(folded[done]);
+    }
     return folded;
 }
 

@@ -57,6 +57,7 @@ private:
     void addXml(std::string_view name, fl::Bytes xml);
     void add(const fl::Bytes& content, std::string_view name, interfaces::CompressionType compression);
     void carry(const Entries& entries);
+    void carry(std::size_t entry);
     void markDone(const Entries& entries);
 
     const Container& container_;
@@ -83,7 +84,7 @@ void Planner::assignRelationshipsType(const SourceState& state, std::string_view
 }
 
 void Planner::addContentTypes() {
-    const Entries& entries = parts_.otherEntries(ContentTypes::kName);
+    const Entries entries = parts_.otherEntries(ContentTypes::kName);
     if (!entries.empty() && !contentTypes_.isChanged()) {
         carry(entries);
         return;
@@ -122,7 +123,7 @@ void Planner::addOldEntries() {
         if (owners[entry] != nullptr) {
             addPart(*owners[entry]);
         } else if (!entryDone_[entry]) {
-            carry({entry});
+            carry(entry);
         }
     }
 }
@@ -164,12 +165,16 @@ void Planner::add(const fl::Bytes& content, std::string_view name, interfaces::C
 }
 
 void Planner::carry(const Entries& entries) {
-    markDone(entries);
-    for (const std::size_t old : entries) {
-        interfaces::PlannedEntry entry;
-        entry.carried = old;
-        plan_.entries.push_back(std::move(entry));
+    for (const std::size_t entry : entries) {
+        carry(entry);
     }
+}
+
+void Planner::carry(std::size_t entry) {
+    entryDone_[entry] = true;
+    interfaces::PlannedEntry carried;
+    carried.carried = entry;
+    plan_.entries.push_back(std::move(carried));
 }
 
 void Planner::markDone(const Entries& entries) {

@@ -2,16 +2,13 @@
 
 #include "fl/Bytes.hpp"
 #include "opc/interfaces/IPhysicalPackage.hpp"
+#include "opc/model/Entries.hpp"
 
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace opc::model::detail {
-
-/// Places in a container's list of entries.
-using Entries = std::vector<std::size_t>;
 
 /// The container that a package lies in: reads its entries within the limits, and tells where a failure was.
 class Container {

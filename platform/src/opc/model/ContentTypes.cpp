@@ -3,6 +3,7 @@
 #include "fl/Ascii.hpp"
 #include "fl/i18n/Conversion.hpp"
 #include "opc/Exception.hpp"
+#include "opc/names/MediaType.hpp"
 #include "opc/names/MessageText.hpp"
 #include "opc/xml/FlatXmlReader.hpp"
 #include "opc/xml/XmlWriter.hpp"
@@ -51,7 +52,20 @@ bool isExtension(std::string_view text) {
 
 }  // namespace
 
-void ContentTypes::parse(const fl::Bytes& bytes, const std::string& where) {
+DeclaredType::DeclaredType(std::string_view text) : text_(text) {
+    if (!isBareMediaType(text_)) {
+        get();
+    }
+}
+
+const ContentType& DeclaredType::get() const {
+    if (!type_) {
+        type_.emplace(fl::i18n::to_ustring(text_));
+    }
+    return *type_;
+}
+
+void ContentTypes::parse(const fl::Bytes& bytes, const std::function<std::string()>& where) {
     Handler handler(*this);
     parseFlatXml(bytes, where, handler);
 }
@@ -68,7 +82,8 @@ ContentTypes::Pointer ContentTypes::defaultFor(std::string_view foldedName) cons
 
 ContentTypes::Pointer ContentTypes::assign(const PartName& name, const ContentType& type) {
     Pointer current = find(name.folded());
-    return current && current->toString() == type.toString() ? current : declare(false, name.ascii(), type);
+    const bool isDeclared = current && current->text() == fl::i18n::to_string(type.toString());
+    return isDeclared ? current : declare(false, name.ascii(), type);
 }
 
 ContentTypes::Pointer ContentTypes::assignByDefault(const PartName& name, const ContentType& type) {
@@ -95,7 +110,7 @@ fl::Bytes ContentTypes::toXml() const {
         if (each.type) {
             xml.start(each.isDefault ? "Default" : "Override");
             xml.attribute(each.isDefault ? "Extension" : "PartName", each.subject);
-            xml.attribute("ContentType", fl::i18n::to_string(each.type->toString())).end();
+            xml.attribute("ContentType", each.type->text()).end();
         }
     }
     return xml.end().finish();
@@ -121,14 +136,14 @@ void ContentTypes::addOverride(std::string_view name, std::string_view type) {
     add(overrides_, {false, std::string(name), intern(type)});
 }
 
-/// Most parts of a package share a few types, so each is parsed once.
-ContentTypes::Pointer ContentTypes::intern(std::string_view text) {
+/// Most parts of a package share a few types, so each is kept once.
+const ContentTypes::Pointer& ContentTypes::intern(std::string_view text) {
     const auto found = types_.find(text);
     if (found != types_.end()) {
         return found->second;
     }
     try {
-        return types_.emplace(text, std::make_shared<const ContentType>(fl::i18n::to_ustring(text))).first->second;
+        return types_.emplace(text, std::make_shared<const DeclaredType>(text)).first->second;
     } catch (const Exception& error) {
         throw XmlFault{error.what()};
     }

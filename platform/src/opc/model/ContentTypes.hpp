@@ -7,22 +7,37 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace opc::model::detail {
 
+/// A content type as a package declares it, taken apart when that is first asked for: most never are.
+class DeclaredType {
+public:
+    /// @throws opc::Exception for text that is no media type.
+    explicit DeclaredType(std::string_view text);
+
+    const std::string& text() const noexcept { return text_; }
+    const ContentType& get() const;
+
+private:
+    std::string text_;
+    mutable std::optional<ContentType> type_;
+};
+
 /// The content types stream of a package, "[Content_Types].xml" (ECMA-376-2, 4th edition, 10.1.2).
 class ContentTypes {
 public:
-    using Pointer = std::shared_ptr<const ContentType>;
+    using Pointer = std::shared_ptr<const DeclaredType>;
 
     /// The stream's name, as messages and the index tell it.
     static constexpr std::string_view kName = "/[Content_Types].xml";
 
     /// Fills an empty object. @throws as parseFlatXml().
-    void parse(const fl::Bytes& bytes, const std::string& where);
+    void parse(const fl::Bytes& bytes, const std::function<std::string()>& where);
 
     /// The content type of a part: an Override goes before a Default (M2.9). Null when there is none.
     /// @param foldedName  as PartName::folded().
@@ -55,7 +70,7 @@ private:
     };
     using Index = std::map<std::string, std::size_t, std::less<>>;
 
-    Pointer intern(std::string_view text);
+    const Pointer& intern(std::string_view text);
     /// Adds a declaration, in the place of an earlier one of the same subject. @returns the type as it is kept.
     Pointer declare(bool isDefault, std::string_view subject, const ContentType& type);
     void add(Index& index, Declaration declaration);

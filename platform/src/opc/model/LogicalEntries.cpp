@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <map>
 #include <optional>
+#include <string>
 #include <string_view>
+#include <utility>
 
 namespace opc::model::detail {
 namespace {
@@ -29,7 +31,8 @@ using Sequences = std::map<std::string, std::vector<Piece>>;
 
 bool endsWith(std::string_view text, std::string_view lowerCaseEnding) {
     return text.size() >= lowerCaseEnding.size() &&
-           fold(text.substr(text.size() - lowerCaseEnding.size())) == lowerCaseEnding;
+           std::equal(lowerCaseEnding.rbegin(), lowerCaseEnding.rend(), text.rbegin(),
+                      [](char lower, char c) { return lower == fold(c); });
 }
 
 /// A number as pieces have it, without leading zeros; nothing for any other text.
@@ -68,7 +71,8 @@ Sequences findSequences(const std::vector<PhysicalEntry>& entries) {
     Sequences sequences;
     for (std::size_t at = 0; at != entries.size(); ++at) {
         if (const auto piece = parsePieceName(entries[at].name)) {
-            sequences[fold(entries[at].name.substr(0, piece->wholeLength))].push_back({piece->number, piece->last, at});
+            sequences[fold(std::string_view(entries[at].name).substr(0, piece->wholeLength))].push_back(
+                {piece->number, piece->last, at});
         }
     }
     return sequences;
@@ -98,32 +102,36 @@ std::vector<std::vector<Piece>*> completeSequenceOf(Sequences& sequences, std::s
     return sequenceOf;
 }
 
-std::vector<std::size_t> takeEntries(std::vector<Piece>& pieces) {
-    std::vector<std::size_t> entries;
-    entries.reserve(pieces.size());
-    for (const Piece& piece : pieces) {
-        entries.push_back(piece.entry);
-    }
-    pieces.clear();
-    return entries;
+/// What was added to the order last.
+Entries added(const std::vector<std::size_t>& order, std::size_t count) {
+    return {order.data() + order.size() - count, count};
 }
 
-std::string wholeName(const std::string& pieceName) {
+Entries takeEntries(std::vector<Piece>& pieces, std::vector<std::size_t>& order) {
+    for (const Piece& piece : pieces) {
+        order.push_back(piece.entry);
+    }
+    return added(order, std::exchange(pieces, {}).size());
+}
+
+std::string_view wholeName(std::string_view pieceName) {
     return pieceName.substr(0, parsePieceName(pieceName)->wholeLength);
 }
 
 }  // namespace
 
-std::vector<LogicalEntry> logicalEntries(const std::vector<PhysicalEntry>& entries) {
+std::vector<LogicalEntry> logicalEntries(const std::vector<PhysicalEntry>& entries, std::vector<std::size_t>& order) {
     Sequences sequences = findSequences(entries);
     const auto sequenceOf = completeSequenceOf(sequences, entries.size());
     std::vector<LogicalEntry> logical;
     logical.reserve(entries.size());
+    order.reserve(entries.size());  // which keeps the views good
     for (std::size_t at = 0; at != entries.size(); ++at) {
         if (sequenceOf[at] == nullptr) {
-            logical.push_back({"/" + entries[at].name, {at}});
+            order.push_back(at);
+            logical.push_back({entries[at].name, added(order, 1)});
         } else if (!sequenceOf[at]->empty()) {
-            logical.push_back({"/" + wholeName(entries[at].name), takeEntries(*sequenceOf[at])});
+            logical.push_back({wholeName(entries[at].name), takeEntries(*sequenceOf[at], order)});
         }
     }
     return logical;

@@ -1,13 +1,31 @@
 #include "opc/model/NameIndex.hpp"
 
 #include <algorithm>
+#include <cstdint>
+#include <cstring>
 #include <iterator>
-#include <utility>
 
 namespace opc::model::detail {
 namespace {
 
 unsigned rank(char c) noexcept { return c == '/' ? 0 : static_cast<unsigned char>(c) + 1U; }
+
+/// How many characters two names have in common at their front. Those of one package have many.
+std::size_t commonLength(std::string_view a, std::string_view b) noexcept {
+    const std::size_t shorter = std::min(a.size(), b.size());
+    std::size_t same = 0;
+    for (std::uint64_t x = 0, y = 0; shorter - same >= sizeof x; same += sizeof x) {
+        std::memcpy(&x, a.data() + same, sizeof x);
+        std::memcpy(&y, b.data() + same, sizeof y);
+        if (x != y) {
+            break;
+        }
+    }
+    while (same != shorter && a[same] == b[same]) {
+        ++same;
+    }
+    return same;
+}
 
 bool derivesFrom(std::string_view name, std::string_view base) noexcept {
     return name.size() > base.size() && name[base.size()] == '/' && name.compare(0, base.size(), base) == 0;
@@ -15,45 +33,38 @@ bool derivesFrom(std::string_view name, std::string_view base) noexcept {
 
 }  // namespace
 
-bool NameIndex::Before::operator()(const KeyView& a, const KeyView& b) const noexcept {
+bool NameIndex::Before::operator()(const Key& a, const Key& b) const noexcept {
     if (a.isPart != b.isPart) {
         return a.isPart;
     }
-    return std::lexicographical_compare(a.folded.begin(), a.folded.end(), b.folded.begin(), b.folded.end(),
-                                        [](char x, char y) { return rank(x) < rank(y); });
-}
-
-NameIndex::Node NameIndex::prepare(Key key, Meaning meaning) {
-    Map single;
-    single.emplace(std::move(key), std::move(meaning));
-    return single.extract(single.begin());
+    const std::size_t same = commonLength(a.folded, b.folded);
+    if (same == a.folded.size() || same == b.folded.size()) {
+        return a.folded.size() < b.folded.size();
+    }
+    return rank(a.folded[same]) < rank(b.folded[same]);
 }
 
 void NameIndex::erase(std::string_view folded) noexcept {
-    const auto found = at(folded);
-    if (found != map_.end()) {
-        map_.erase(found);
+    const Meaning* const found = find(folded);
+    if (found != nullptr) {
+        set_.erase(set_.find(*found));
     }
 }
 
-const NameIndex::Meaning* NameIndex::find(std::string_view folded) const noexcept {
-    const auto found = at(folded);
-    return found == map_.end() ? nullptr : &found->second;
+const NameIndex::Meaning* NameIndex::find(Place place, std::string_view folded) const noexcept {
+    if (place == set_.end() || !place->isPart || place->folded != folded) {
+        place = set_.find(Key(false, folded));
+    }
+    return place == set_.end() ? nullptr : &*place;
 }
 
 /// No part's name derives from another's, so a part that this one derives from has nothing between itself and this
 /// name.
-bool NameIndex::derives(std::string_view folded) const noexcept {
-    const auto next = map_.lower_bound(KeyView(true, folded));
-    if (next != map_.end() && next->first.isPart && derivesFrom(next->first.folded, folded)) {
+bool NameIndex::derives(Place place, std::string_view folded) const noexcept {
+    if (place != set_.end() && place->isPart && derivesFrom(place->folded, folded)) {
         return true;
     }
-    return next != map_.begin() && derivesFrom(folded, std::prev(next)->first.folded);
-}
-
-NameIndex::Map::const_iterator NameIndex::at(std::string_view folded) const noexcept {
-    const auto found = map_.find(KeyView(true, folded));
-    return found == map_.end() ? map_.find(KeyView(false, folded)) : found;
+    return place != set_.begin() && derivesFrom(folded, std::prev(place)->folded);
 }
 
 }  // namespace opc::model::detail

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "opc/model/Container.hpp"
+#include "opc/model/Entries.hpp"
 
-#include <map>
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -15,53 +15,78 @@ struct PartState;
 /// part's or a part's from it (M1.11) is told by the neighbours of its place.
 class NameIndex {
 public:
-    struct Key {
-        bool isPart;  ///< relationships parts included
-        std::string folded;
-    };
+    /// A name and what it stands for: a part, or the entries of what a package does not list.
+    class Meaning {
+    public:
+        /// @param name  the part's own, which outlives the object.
+        Meaning(PartState& meantPart, std::string_view name) : isPart(true), part(&meantPart), folded(name) {}
 
-    /// What a name stands for: a part, or the entries of what a package does not list.
-    struct Meaning {
-        PartState* part = nullptr;
-        Entries entries;
+        /// @param isPartName  a relationships part's.
+        Meaning(bool isPartName, std::string name, Entries meantEntries)
+            : isPart(isPartName), entries(meantEntries), own_(std::move(name)), folded(own_) {}
+
+        Meaning(const Meaning&) = delete;
+        Meaning& operator=(const Meaning&) = delete;
+
+        const bool isPart;
+        PartState* const part = nullptr;
+        const Entries entries;
+
+    private:
+        const std::string own_;
+
+    public:
+        const std::string_view folded;
     };
 
 private:
-    struct KeyView {
-        KeyView(const Key& key) : isPart(key.isPart), folded(key.folded) {}
-        KeyView(bool part, std::string_view name) : isPart(part), folded(name) {}
+    struct Key {
+        Key(const Meaning& meaning) : isPart(meaning.isPart), folded(meaning.folded) {}
+        Key(bool part, std::string_view name) : isPart(part), folded(name) {}
 
         bool isPart;
         std::string_view folded;
     };
     struct Before {
         using is_transparent = void;
-        bool operator()(const KeyView& a, const KeyView& b) const noexcept;
+        bool operator()(const Key& a, const Key& b) const noexcept;
     };
-    using Map = std::map<Key, Meaning, Before>;
+    using Set = std::set<Meaning, Before>;
 
 public:
     /// A name on its way into the index.
-    using Node = Map::node_type;
+    using Node = Set::node_type;
+
+    /// Where a name of a part is, or would be.
+    using Place = Set::const_iterator;
 
     /// Does all of an insertion that may fail.
-    static Node prepare(Key key, Meaning meaning);
+    template <class... Arguments>
+    static Node prepare(Arguments&&... arguments) {
+        Set single;
+        single.emplace(std::forward<Arguments>(arguments)...);
+        return single.extract(single.begin());
+    }
 
     /// Adds a name that is not there yet.
-    void insert(Node node) noexcept { map_.insert(std::move(node)); }
+    void insert(Node node) noexcept { set_.insert(std::move(node)); }
+
+    /// As above, for a part. @param place  of its name.
+    void insert(Place place, Node node) noexcept { set_.insert(place, std::move(node)); }
 
     void erase(std::string_view folded) noexcept;
 
+    Place placeOf(std::string_view folded) const noexcept { return set_.lower_bound(Key(true, folded)); }
+
     /// Null when nothing has that name.
-    const Meaning* find(std::string_view folded) const noexcept;
+    const Meaning* find(std::string_view folded) const noexcept { return find(placeOf(folded), folded); }
+    const Meaning* find(Place place, std::string_view folded) const noexcept;
 
     /// Whether a name that is not there yet and a part's derive one from the other.
-    bool derives(std::string_view folded) const noexcept;
+    bool derives(Place place, std::string_view folded) const noexcept;
 
 private:
-    Map::const_iterator at(std::string_view folded) const noexcept;
-
-    Map map_;
+    Set set_;
 };
 
 }  // namespace opc::model::detail

@@ -58,7 +58,7 @@ public:
 Part::Part(std::shared_ptr<detail::PackageStore> store, const PartName& name)
     : RelationshipSource(std::move(store), name.folded()), name_(name) {}
 
-ContentType Part::getContentType() const { return *store().parts().get(sourceKey()).type; }
+ContentType Part::getContentType() const { return store().parts().get(sourceKey()).type->get(); }
 
 std::uint64_t Part::getSize() const { return store().parts().size(sourceKey()); }
 

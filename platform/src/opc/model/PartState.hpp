@@ -19,7 +19,7 @@ struct SourceState {
 
 /// What an open package knows of one part.
 struct PartState {
-    PartState(const PartName& partName, std::size_t partPlace) : name(partName), place(partPlace) {}
+    PartState(PartName partName, std::size_t partPlace) : name(std::move(partName)), place(partPlace) {}
 
     PartName name;
     std::size_t place;  ///< in the order of the parts

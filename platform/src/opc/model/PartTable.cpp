@@ -20,53 +20,53 @@ using interfaces::OpenMode;
 void PartTable::read() {
     const auto& entries = container_.physical().entries();
     dropped_.assign(entries.size(), false);
-    std::vector<LogicalEntry> logical = logicalEntries(entries);
+    const std::vector<LogicalEntry> logical = logicalEntries(entries, order_);
     readContentTypes(logical);
-    for (LogicalEntry& entry : logical) {
-        sortIn(std::move(entry));
+    for (const LogicalEntry& entry : logical) {
+        sortIn("/" + std::string(entry.name), entry.entries);
     }
 }
 
 void PartTable::readContentTypes(const std::vector<LogicalEntry>& entries) {
-    const std::string name(ContentTypes::kName);
+    constexpr std::string_view name = ContentTypes::kName;
     const auto found = std::find_if(entries.begin(), entries.end(), [folded = fold(name)](const LogicalEntry& entry) {
-        return entry.name.size() == folded.size() && fold(entry.name) == folded;
+        return entry.name.size() == folded.size() - 1 && "/" + fold(entry.name) == folded;
     });
     if (found == entries.end()) {
         throw Exception(ErrorKind::Damaged, container_.where(name) + ": it is missing, so this is no package");
     }
-    contentTypes_.parse(container_.readXml(found->entries, name), container_.where(name));
+    contentTypes_.parse(container_.readXml(found->entries, name), [&] { return container_.where(name); });
 }
 
-void PartTable::sortIn(LogicalEntry entry) {
+void PartTable::sortIn(const std::string& entryName, const Entries& entries) {
     const auto refuse = [&](const char* reason) {
-        throw Exception(ErrorKind::Damaged, container_.where(entry.name) + reason);
+        throw Exception(ErrorKind::Damaged, container_.where(entryName) + reason);
     };
-    std::string folded = fold(entry.name);
-    if (index_.find(folded) != nullptr) {
+    std::optional<PartName> name = PartName::parse(entryName);
+    std::string folded = name ? name->folded() : fold(entryName);
+    const NameIndex::Place place = index_.placeOf(folded);
+    if (index_.find(place, folded) != nullptr) {
         refuse(": another one has an equivalent name (M1.12)");
     }
-    const std::optional<PartName> name = PartName::parse(entry.name);
-    const ContentTypes::Pointer type = name ? contentTypes_.find(folded) : nullptr;
-    if (type && index_.derives(folded)) {
+    ContentTypes::Pointer type = name ? contentTypes_.find(folded) : nullptr;
+    if (type && index_.derives(place, folded)) {
         refuse(": its name and another part's derive one from the other (M1.11)");
     }
     if (!type || isRelationshipsName(folded)) {
-        index_.insert(NameIndex::prepare({type != nullptr, std::move(folded)}, {nullptr, std::move(entry.entries)}));
+        index_.insert(NameIndex::prepare(type != nullptr, std::move(folded), entries));
         return;
     }
     container_.refuseLongerName(name->ascii());
-    PartState& part = parts_.try_emplace(parts_.end(), nextPlace_, *name, nextPlace_)->second;
+    PartState& part = parts_.try_emplace(parts_.end(), nextPlace_, *std::move(name), nextPlace_)->second;
     ++nextPlace_;
-    part.type = type;
-    part.entries = std::move(entry.entries);
-    index_.insert(NameIndex::prepare({true, std::move(folded)}, {&part, {}}));
+    part.type = std::move(type);
+    part.entries = entries;
+    index_.insert(place, NameIndex::prepare(part, part.name.folded()));
 }
 
-const Entries& PartTable::otherEntries(std::string_view name) const {
-    static const Entries none;
+Entries PartTable::otherEntries(std::string_view name) const {
     const NameIndex::Meaning* meaning = index_.find(fold(name));
-    return meaning == nullptr ? none : meaning->entries;
+    return meaning == nullptr ? Entries() : meaning->entries;
 }
 
 // ---- parts
@@ -101,7 +101,7 @@ void PartTable::create(const PartName& name, const ContentType& type, const inte
     part.pending = std::make_shared<fl::Bytes>();
     part.compression = info.getCompressionType();
     part.sizeHint = info.getSizeHint();
-    NameIndex::Node node = NameIndex::prepare({true, name.folded()}, {&part, {}});
+    NameIndex::Node node = NameIndex::prepare(part, part.name.folded());
     const bool byDefault = mode == OpenMode::Create && !ContentTypes::hasMixedExtension(name);
     part.type = byDefault ? contentTypes_.assignByDefault(name, type) : contentTypes_.assign(name, type);
     parts_.insert(added.extract(added.begin()));
@@ -119,11 +119,12 @@ void PartTable::refuseTaken(const PartName& name) const {
     if (isKeptForRelationships(name.folded())) {
         refuse(ErrorKind::Misuse, "the name is kept for relationships");
     }
-    if (const NameIndex::Meaning* taken = index_.find(name.folded())) {
+    const NameIndex::Place place = index_.placeOf(name.folded());
+    if (const NameIndex::Meaning* taken = index_.find(place, name.folded())) {
         refuse(ErrorKind::Conflict, taken->part != nullptr ? "there is a part of that name"
                                                            : "the file has an entry of that name that is no part");
     }
-    if (index_.derives(name.folded())) {
+    if (index_.derives(place, name.folded())) {
         refuse(ErrorKind::Misuse, "its name and another part's derive one from the other (M1.11)");
     }
 }

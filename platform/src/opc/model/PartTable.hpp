@@ -39,7 +39,7 @@ public:
     PartState& get(std::string_view folded) { return *found(folded); }
 
     /// The entries of what is in the container under a name but is not listed: a relationships part, or no part.
-    const Entries& otherEntries(std::string_view name) const;
+    Entries otherEntries(std::string_view name) const;
 
     const ContentTypes& contentTypes() const noexcept { return contentTypes_; }
 
@@ -72,13 +72,14 @@ public:
 private:
     PartState* found(std::string_view folded) const;
     void readContentTypes(const std::vector<LogicalEntry>& entries);
-    void sortIn(LogicalEntry entry);
+    void sortIn(const std::string& entryName, const Entries& entries);
     void refuseTaken(const PartName& name) const;
     void drop(const Entries& entries) noexcept;
     void dropRelationships(const std::string& foldedName) noexcept;
 
     const Container& container_;
     ContentTypes contentTypes_;
+    std::vector<std::size_t> order_;  ///< of the container's entries; what refers to some views it
     NameIndex index_;
     Parts parts_;
     std::size_t nextPlace_ = 0;

@@ -92,7 +92,7 @@ private:
 }  // namespace
 
 const ContentType& relationshipsType() {
-    static const ContentType type(u"application/vnd.openxmlformats-package.relationships+xml");
+    static const ContentType type({kRelationshipsType.begin(), kRelationshipsType.end()});
     return type;
 }
 
@@ -109,7 +109,7 @@ bool isNCName(std::u16string_view text) {
     return true;
 }
 
-void RelationshipList::parse(const fl::Bytes& bytes, const std::string& where) {
+void RelationshipList::parse(const fl::Bytes& bytes, const std::function<std::string()>& where) {
     Handler handler(*this);
     parseFlatXml(bytes, where, handler);
 }
@@ -142,19 +142,29 @@ bool RelationshipList::isTaken(std::u16string_view id) const {
 /// What may fail comes first; a place that is left empty then does no harm.
 RelationshipList::RecordPtr RelationshipList::add(RelationshipRecord record) {
     const auto added = std::make_shared<RelationshipRecord>(std::move(record));
-    added->origin = origin_;
+    added->origin = origin();
     added->isIdChosen = added->id.empty();
     if (added->isIdChosen) {
         added->id = freshId();
     }
-    Positions single;
-    single.emplace(added->id, records_.size());
     records_.emplace_back();
     positionsByType_[added->type].push_back(records_.size() - 1);
-    giveWay(added->id);
-    positions_.insert(single.extract(single.begin()));
+    const auto next = positions_.lower_bound(added->id);
+    if (next == positions_.end() || next->first != added->id) {
+        positions_.emplace_hint(next, added->id, records_.size() - 1);
+    } else {
+        addTaken(added->id, next);
+    }
     records_.back() = added;
     return added;
+}
+
+const std::shared_ptr<const RelationshipOrigin>& RelationshipList::origin() {
+    if (!origin_) {
+        origin_ = std::make_shared<const RelationshipOrigin>(
+            RelationshipOrigin{std::string(packageName_), std::string(sourceName_)});
+    }
+    return origin_;
 }
 
 std::u16string RelationshipList::freshId() {
@@ -166,17 +176,17 @@ std::u16string RelationshipList::freshId() {
     return id;
 }
 
-void RelationshipList::giveWay(std::u16string_view id) {
-    const auto found = positions_.find(id);
-    if (found == positions_.end()) {
-        return;
-    }
-    RelationshipRecord& record = *records_[found->second];
+/// The relationship that has the id gets another one.
+void RelationshipList::addTaken(std::u16string_view id, Positions::iterator holder) {
+    Positions single;
+    single.emplace(id, records_.size() - 1);
+    RelationshipRecord& record = *records_[holder->second];
     std::u16string other = freshId();
-    Positions::node_type node = positions_.extract(found);
+    Positions::node_type node = positions_.extract(holder);
     record.id.swap(other);
     node.key() = record.id;
     positions_.insert(std::move(node));
+    positions_.insert(single.extract(single.begin()));
 }
 
 bool RelationshipList::remove(std::u16string_view id) noexcept {

@@ -18,12 +18,14 @@ class RelationshipList {
 public:
     using RecordPtr = std::shared_ptr<const RelationshipRecord>;
 
-    explicit RelationshipList(std::shared_ptr<const RelationshipOrigin> origin) : origin_(std::move(origin)) {}
+    /// @param packageName, sourceName  outlive the object.
+    RelationshipList(std::string_view packageName, std::string_view sourceName)
+        : packageName_(packageName), sourceName_(sourceName) {}
 
     /// Fills an empty list. @throws as parseFlatXml().
-    void parse(const fl::Bytes& bytes, const std::string& where);
+    void parse(const fl::Bytes& bytes, const std::function<std::string()>& where);
 
-    void clear() { *this = RelationshipList(origin_); }
+    void clear() { *this = RelationshipList(packageName_, sourceName_); }
 
     std::vector<RecordPtr> all() const;
     std::vector<RecordPtr> ofType(std::u16string_view type) const;
@@ -51,11 +53,14 @@ public:
 private:
     using Positions = std::map<std::u16string_view, std::size_t>;
 
+    const std::shared_ptr<const RelationshipOrigin>& origin();
     std::u16string freshId();
-    void giveWay(std::u16string_view id);
+    void addTaken(std::u16string_view id, Positions::iterator holder);
     void compact() noexcept;
 
-    std::shared_ptr<const RelationshipOrigin> origin_;
+    std::string_view packageName_;
+    std::string_view sourceName_;
+    std::shared_ptr<const RelationshipOrigin> origin_;          ///< null until there is a relationship
     std::vector<std::shared_ptr<RelationshipRecord>> records_;  ///< null where one was removed
     Positions positions_;                                       ///< by id; the keys are views of the records'
     /// With those of removed ones.
@@ -64,6 +69,7 @@ private:
 };
 
 /// The content type of relationships parts.
+inline constexpr std::string_view kRelationshipsType = "application/vnd.openxmlformats-package.relationships+xml";
 const ContentType& relationshipsType();
 
 /// Whether the text can be an XML id.

@@ -23,6 +23,11 @@ const char* faultOf(const RelationshipRecord& record) {
     return toXmlText(record.target) ? nullptr : "the target holds characters that XML does not permit";
 }
 
+/// The text mostly is the usual one.
+bool isRelationshipsType(const DeclaredType& type) {
+    return type.text() == kRelationshipsType || type.get() == relationshipsType();
+}
+
 }  // namespace
 
 bool RelationshipTable::isChanged() const {
@@ -72,25 +77,31 @@ void RelationshipTable::removeByType(std::string_view source, const std::u16stri
 }
 
 SourceState& RelationshipTable::load(std::string_view source) {
-    SourceState& state = source.empty() ? package_ : parts_.get(source).relationships;
+    if (source.empty()) {
+        return loaded(package_, kPackageSource);
+    }
+    PartState& part = parts_.get(source);
+    return loaded(part.relationships, part.name.ascii());
+}
+
+SourceState& RelationshipTable::loaded(SourceState& state, std::string_view sourceName) const {
     if (!state.list) {
-        state.list = read(nameOf(source));
+        state.list = read(sourceName);
     }
     return state;
 }
 
 std::unique_ptr<RelationshipList> RelationshipTable::read(std::string_view sourceName) const {
-    auto list = std::make_unique<RelationshipList>(
-        std::make_shared<const RelationshipOrigin>(RelationshipOrigin{container_.name(), std::string(sourceName)}));
+    auto list = std::make_unique<RelationshipList>(container_.name(), sourceName);
     const std::string name = relationshipsNameOf(sourceName);
-    const Entries& entries = parts_.otherEntries(name);
+    const Entries entries = parts_.otherEntries(name);
     if (!entries.empty()) {
         const ContentTypes::Pointer type = parts_.contentTypes().find(fl::ascii::fold(name));
-        if (!type || *type != relationshipsType()) {
+        if (!type || !isRelationshipsType(*type)) {
             throw Exception(ErrorKind::Damaged,
                             container_.where(name) + ": it has not the content type of relationships (M1.30)");
         }
-        list->parse(container_.readXml(entries, name), container_.where(name));
+        list->parse(container_.readXml(entries, name), [&] { return container_.where(name); });
     }
     return list;
 }

@@ -36,6 +36,7 @@ public:
 
 private:
     SourceState& load(std::string_view source);
+    SourceState& loaded(SourceState& state, std::string_view sourceName) const;
     std::unique_ptr<RelationshipList> read(std::string_view sourceName) const;
     std::string_view nameOf(std::string_view source) const;
     void noteRemoval(bool removed, std::string_view source, const std::u16string& id);

@@ -2,6 +2,7 @@
 
 #include "fl/Ascii.hpp"
 
+#include <array>
 #include <string>
 #include <string_view>
 
@@ -19,11 +20,30 @@ constexpr bool isOneOf(char16_t c, std::string_view set) {
     return c < 0x80 && set.find(static_cast<char>(c)) != std::string_view::npos;
 }
 
+/// A class of characters, told by looking them up.
+class AsciiClass {
+public:
+    /// Letters, digits and `others`.
+    constexpr explicit AsciiClass(std::string_view others) {
+        for (char16_t c = 0; c != 0x80; ++c) {
+            has_[c] = isLetter(c) || isDigit(c) || isOneOf(c, others);
+        }
+    }
+
+    constexpr bool has(char16_t c) const { return c < 0x80 && has_[c]; }
+
+private:
+    std::array<bool, 0x80> has_{};
+};
+
+inline constexpr AsciiClass kUnreserved("-._~");
+inline constexpr AsciiClass kSegmentCharacters("-._~!$&'()*+,;=:@");
+
 /// RFC 3986, 2.3.
-constexpr bool isUnreserved(char16_t c) { return isLetter(c) || isDigit(c) || isOneOf(c, "-._~"); }
+constexpr bool isUnreserved(char16_t c) { return kUnreserved.has(c); }
 
 /// What a path segment holds besides percent-encoded octets (RFC 3986, 3.3).
-constexpr bool isSegmentCharacter(char16_t c) { return isUnreserved(c) || isOneOf(c, "!$&'()*+,;=:@"); }
+constexpr bool isSegmentCharacter(char16_t c) { return kSegmentCharacters.has(c); }
 
 /// Whether two hexadecimal digits follow the "%" at `percent`.
 template <class Text>

@@ -2,7 +2,7 @@
 
 #include "fl/i18n/Conversion.hpp"
 #include "opc/Exception.hpp"
-#include "opc/names/Ascii.hpp"
+#include "opc/names/MediaType.hpp"
 #include "opc/names/MessageText.hpp"
 
 #include <algorithm>
@@ -15,14 +15,6 @@ using Parameters = std::vector<Parameter>;
 
 [[noreturn]] void refuseType(const std::u16string& text, const std::string& reason) {
     throw Exception(ErrorKind::Misuse, "in the content type " + detail::shown(text) + " " + reason);
-}
-
-bool isTokenCharacter(char16_t c) {
-    return detail::isLetter(c) || detail::isDigit(c) || detail::isOneOf(c, "!#$%&'*+-.^_`|~");
-}
-
-bool isToken(const std::u16string& text) {
-    return !text.empty() && std::all_of(text.begin(), text.end(), isTokenCharacter);
 }
 
 bool isQuotable(char16_t c) { return c >= 0x20 && c < 0x7F; }
@@ -61,7 +53,7 @@ public:
 
     std::u16string token() {
         const std::size_t start = at_;
-        while (!atEnd() && isTokenCharacter(text_[at_])) {
+        while (!atEnd() && detail::isTokenCharacter(text_[at_])) {
             ++at_;
         }
         if (at_ == start) {
@@ -96,7 +88,7 @@ private:
 };
 
 std::u16string quotedIfNeeded(const std::u16string& value) {
-    if (isToken(value)) {
+    if (detail::isToken(value)) {
         return value;
     }
     std::u16string quoted = u"\"";
@@ -136,7 +128,7 @@ ContentType::ContentType(const std::u16string& text) : text_(text) {
 
 void ContentType::addParameter(const std::u16string& name, const std::u16string& value) {
     const std::string parameter = "the parameter " + detail::shown(name) + " ";
-    if (!isToken(name)) {
+    if (!detail::isToken(name)) {
         refuseType(text_, parameter + "cannot be: its name is no token");
     }
     if (hasParameter(name)) {

@@ -63,7 +63,7 @@ public:
 
 private:
     std::weak_ptr<PackageStore> store_;
-    std::vector<std::size_t> entries_;
+    model::detail::Entries entries_;
     SourcePtr source_;
 };
 

@@ -57,11 +57,11 @@ bool takeFaultless(std::string_view document, FlatXmlHandler& handler) {
 
 }  // namespace
 
-void parseFlatXml(const fl::Bytes& bytes, const std::string& where, FlatXmlHandler& handler) {
+void parseFlatXml(const fl::Bytes& bytes, const std::function<std::string()>& where, FlatXmlHandler& handler) {
     const std::string_view document(reinterpret_cast<const char*>(bytes.data()), bytes.size());
     if (bytes.empty() || bytes[0] != '<' || !takeFaultless(document, handler)) {
         handler.startOver();
-        parsePackageXml(bytes, where, handler);
+        parsePackageXml(bytes, where(), handler);
     }
 }
 

@@ -16,7 +16,7 @@ constexpr std::uint64_t kLargest = std::numeric_limits<std::uint64_t>::max();
 
 }  // namespace
 
-ZipLimitCheck::ZipLimitCheck(std::string doing, const Limits& limits) : doing_(std::move(doing)), limits_(limits) {}
+ZipLimitCheck::ZipLimitCheck(const std::string& doing, const Limits& limits) : doing_(doing), limits_(limits) {}
 
 void ZipLimitCheck::checkCount(std::uint64_t entries) const {
     check("the number of entries", entries, "maxEntries", limits_.maxEntries);
@@ -29,7 +29,8 @@ void ZipLimitCheck::checkDirectory(std::uint64_t size) const {
 
 void ZipLimitCheck::addEntry(std::string_view name, std::uint64_t size, std::uint64_t storedSize) {
     if (std::max(size, storedSize) > limits_.maxPartSize) {
-        check("the size of entry " + quoted(name), std::max(size, storedSize), "maxPartSize", limits_.maxPartSize);
+        check(("the size of entry " + quoted(name)).c_str(), std::max(size, storedSize), "maxPartSize",
+              limits_.maxPartSize);
     }
     packageSize_ = size > kLargest - packageSize_ ? kLargest : packageSize_ + size;
     check("the size of all entries", packageSize_, "maxPackageSize", limits_.maxPackageSize);
@@ -44,8 +45,7 @@ bool ZipLimitCheck::exceedsRatio(const Limits& limits, std::uint64_t size, std::
     return size > limits.ratioFreeSize && limits.maxRatio != 0 && (size - 1) / limits.maxRatio >= storedSize;
 }
 
-void ZipLimitCheck::check(const std::string& what, std::uint64_t found, const char* limitName,
-                          std::uint64_t limit) const {
+void ZipLimitCheck::check(const char* what, std::uint64_t found, const char* limitName, std::uint64_t limit) const {
     if (found > limit) {
         throw Exception(ErrorKind::LimitExceeded,
                         text(doing_, what, " is ", found, ", the limit ", limitName, " is ", limit));

@@ -11,8 +11,8 @@ namespace opc::zippackage {
 /// the limit, its value and what exceeds it.
 class ZipLimitCheck {
 public:
-    /// @param doing  begins every message. @param limits  outlive the object.
-    ZipLimitCheck(std::string doing, const Limits& limits);
+    /// @param doing  begins every message. Both outlive the object.
+    ZipLimitCheck(const std::string& doing, const Limits& limits);
 
     void checkCount(std::uint64_t entries) const;
 
@@ -26,9 +26,9 @@ public:
     static bool exceedsRatio(const Limits& limits, std::uint64_t size, std::uint64_t storedSize);
 
 private:
-    void check(const std::string& what, std::uint64_t found, const char* limitName, std::uint64_t limit) const;
+    void check(const char* what, std::uint64_t found, const char* limitName, std::uint64_t limit) const;
 
-    std::string doing_;
+    const std::string& doing_;
     const Limits& limits_;
     std::uint64_t packageSize_ = 0;
 };
