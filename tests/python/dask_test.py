@@ -5,14 +5,19 @@ import os
 import random
 import re
 import signal
+import sys
 import threading
 
 import fsspec
+import pandas
 import pytest
 from dask.distributed import Client, LocalCluster
 
 import flowbook
 import flowbook.dask
+
+sys.path.insert(0, os.environ["PXFLOWBOOK_SOURCE"] + "/tests/support")
+import make_fixtures as make  # noqa: E402
 
 COUNT = 60
 DAMAGED = "13.tqx"
@@ -43,11 +48,28 @@ class RangeHandler(http.server.SimpleHTTPRequestHandler):
     """Serves ranges, as web servers do and Python's does not, and counts what it sends."""
 
     sent = 0
+    answers = {}  # what is answered instead, by the end of the name
+    together = None
 
     def log_message(self, *_):
         pass
 
+    def answers_otherwise(self):
+        answer = next((self.answers[end] for end in self.answers if self.path.endswith(end)), None)
+        if answer is not None and answer >= 400:
+            self.send_error(answer)
+        elif answer is not None:
+            super().do_GET()
+        return answer is not None
+
+    def do_HEAD(self):
+        if self.together is not None:
+            self.together.wait(timeout=10)
+        super().do_HEAD()
+
     def do_GET(self):
+        if self.answers_otherwise():
+            return None
         found = re.fullmatch(r"bytes=(\d+)-(\d+)", self.headers.get("Range", ""))
         if not found:
             return super().do_GET()
@@ -124,7 +146,61 @@ def test_memory(folder):
 
 def test_web(folder, client, server):
     urls = [f"{server}/{path.relative_to(folder)}" for path in folder.rglob("*.tqx")]
-    check(flowbook.dask.read_flowbooks(urls, blocksize="1 MiB").compute())
+    # Nobody is answered before two have asked.
+    RangeHandler.together = threading.Barrier(2)
+    frame = flowbook.dask.read_flowbooks(urls, blocksize="1 MiB")
+    RangeHandler.together = None
+    check(frame.compute())
+
+
+@pytest.mark.parametrize("size", [10, 300_000])
+def test_what_is_gone_is_told_and_what_fails_is_raised(tmp_path, folder, server, size):
+    """Small files are fetched whole, and large ones by ranges."""
+    flowbook.Flowbook.new(code=os.urandom(size).hex()).save(folder / "odd.tqapp")
+    address = f"{server}/odd.tqapp"
+    rows, books = flowbook.dask.read_flowbooks(address), flowbook.dask.map_flowbooks(lambda book: book.form, address,
+                                                                                     on_error=lambda *_: "error")
+    for answer, told, form in ((206, False, "plain"), (200, False, "plain"), (404, True, "error")):
+        RangeHandler.answers = {} if answer == 206 else {"odd.tqapp": answer}
+        assert rows.compute(scheduler="sync").error.notna().tolist() == [told]
+        assert books.compute(scheduler="sync") == [form]
+        if not told:
+            assert flowbook.open(address).form == form
+    RangeHandler.answers = {"odd.tqapp": 503}
+    for failing in (rows, books):
+        with pytest.raises(Exception, match="503"):
+            failing.compute(scheduler="sync")
+    RangeHandler.answers = {}
+    (folder / "odd.tqapp").unlink()
+
+
+def test_rows_tell_what_flowbooks_tell(tmp_path):
+    faulty = make.package(**make.core(make.title("a"), make.title("b"), make.time("modified", "2020-05-06T07:08:09Z")))
+    for number, entries in enumerate([make.package(document=make.rich(make.paragraph("a\nb"))), make.package(root=()),
+                                      make.package(document=b"secret", parameters="; encryption=aes"),
+                                      make.package(document=b"<no"), faulty]):
+        (tmp_path / f"{number}.tqx").write_bytes(make.zipped(entries))
+    columns = [name for name in flowbook.dask.COLUMNS if name not in {"path", "lines", "pictures", "error"}]
+    rows = flowbook.dask.read_flowbooks(tmp_path).compute(scheduler="sync")
+    for row in rows.to_dict("records"):
+        book, error = flowbook.open(row["path"]), None
+        for name in columns:
+            try:
+                expected = getattr(book, name)
+            except flowbook.EncryptedError:
+                expected = None
+            except flowbook.Error as failure:
+                expected, error = None, error or str(failure)
+            assert row[name] == expected or expected is None and pandas.isna(row[name])
+        assert row["error"] == error
+
+
+def test_a_changed_file_is_read_anew(tmp_path):
+    names = set()
+    for code in ("x", "y"):
+        flowbook.Flowbook.new(code=code).save(tmp_path / "a.tqx")
+        names.add(flowbook.dask.read_flowbooks(tmp_path)._name)
+    assert len(names) == 2
 
 
 def test_code_of_a_large_flowbook_costs_little_transfer(folder, server):

@@ -45,6 +45,19 @@ class Memory:
     save_copy = save_back
 
 
+_UTF16 = "utf-16-le" if sys.byteorder == "little" else "utf-16-be"
+
+
+def native_path(path: bytes) -> bytes:
+    """A path as the native module takes it."""
+    return path.decode("utf-8", "surrogateescape").encode(_UTF16, "surrogatepass")
+
+
+def name_of(path: bytes) -> str:
+    """A path as messages show it."""
+    return path.decode("utf-8", "replace")
+
+
 class LocalFile:
     """A file of the machine. Saving is atomic and durable, and a conflict is found."""
 
@@ -52,11 +65,9 @@ class LocalFile:
         native = os.fsencode(path)
         if b"\0" in native:
             raise ValueError("embedded null byte")
-        self.name = native.decode("utf-8", "replace")
-        order = "utf-16-le" if sys.byteorder == "little" else "utf-16-be"
         # Absolute, as the working directory may be another when the flowbook is saved.
-        absolute = native if native.startswith(b"/") else os.path.abspath(native)
-        self._path = absolute.decode("utf-8", "surrogateescape").encode(order, "surrogatepass")
+        self._path = native_path(native if native.startswith(b"/") else os.path.abspath(native))
+        self.name = name_of(native)
 
     def open(self) -> _native.Document:
         return _native.Document.of_path(self._path, self.name)
@@ -105,6 +116,33 @@ class FileObject:
         self._file.flush()
 
 
+class _Ranges:
+    """A file of an asynchronous file system of fsspec, each read of which is a request. The files that those give ask
+    for the size again, take any failure of that for a missing file, and a missing file for any failure."""
+
+    def __init__(self, files: Any, path: str, size: int) -> None:
+        self._files, self._path, self._size, self._position = files, path, size, 0
+
+    def seek(self, offset: int, whence: int = os.SEEK_SET) -> int:
+        self._position = offset + (self._size if whence == os.SEEK_END else 0)
+        return self._position
+
+    def tell(self) -> int:
+        return self._position
+
+    def read(self, count: int) -> bytes:
+        begin, end = self._position, self._position + count
+        content: bytes = self._files.cat_file(self._path, start=begin, end=end)
+        self._position = end
+        # A server that knows no ranges sends all of it.
+        return content if len(content) <= count else content[begin:end]
+
+
+def opened(files: Any, path: str, size: int) -> BinaryIO:
+    """A file to read by ranges. No cache: they are few, and a cache would read megabytes ahead of each."""
+    return cast(BinaryIO, _Ranges(files, path, size) if files.async_impl else files.open(path, cache_type="none"))
+
+
 class RemoteFile:
     """A file of a file system that fsspec knows. Saving is as atomic as that file system is; what others changed is
     told by fsspec's key of the version (times, size or entity tag, as far as the file system has them)."""
@@ -118,9 +156,10 @@ class RemoteFile:
 
     def open(self) -> _native.Document:
         self._key = self._version()
-        # No cache: what is read is a few ranges, and a cache would read megabytes ahead of each.
-        file = self._files.open(self._path, "rb", cache_type="none")
-        return _native.Document.of_object(cast(BinaryIO, file), self.name)
+        size = self._files.info(self._path)["size"]
+        if size is None:
+            return _native.Document.of_bytes(self._files.cat_file(self._path), self.name)
+        return _native.Document.of_object(opened(self._files, self._path, size), self.name)
 
     def save_back(self, document: _native.Document, change: _native.Change) -> None:
         if self._version() != self._key:

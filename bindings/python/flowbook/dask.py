@@ -15,11 +15,10 @@ done twice gives the same rows.
 
 from __future__ import annotations
 
+import hashlib
 import os
 from collections.abc import Callable, Iterator, Mapping, Sequence
-from dataclasses import dataclass
-from functools import cached_property
-from typing import Any, TypeVar, Union
+from typing import Any, NamedTuple, TypeVar, Union
 
 import fsspec  # type: ignore[import]
 import pandas  # type: ignore[import]
@@ -28,6 +27,9 @@ from dask.dataframe.io import io as dataframe
 from dask.utils import parse_bytes
 
 import flowbook
+from flowbook import _native
+from flowbook._errors import error_of
+from flowbook._places import Memory, name_of, native_path, opened, place_of
 
 Result = TypeVar("Result")
 Locations = Union[str, "os.PathLike[str]", Sequence[str]]
@@ -42,6 +44,8 @@ COLUMNS = {"path": "object", "title": "object", "code": "object", "lines": "Int6
 _BYTES_OF_OPENING = 64 * 1024
 # One request for all of it is quicker than one for each range.
 _BYTES_AT_ONCE = 256 * 1024
+# At a time, so that neither the server nor the number of open files is overwhelmed.
+_REQUESTS = 32
 
 
 def read_flowbooks(urlpath: Locations, columns: Sequence[str] | None = None,
@@ -66,7 +70,8 @@ def read_flowbooks(urlpath: Locations, columns: Sequence[str] | None = None,
     if unknown:
         raise ValueError(f"there is no column {unknown[0]!r}; there are {', '.join(COLUMNS)}")
     blocks = _blocks(urlpath, storage_options, blocksize)
-    return _from_map(_ReadRows(wanted), blocks or [[]], meta=_frame([], wanted), label="read-flowbooks")
+    return _from_map(_ReadRows(wanted), blocks, meta=_frame({name: [] for name in wanted}, wanted),
+                     label="read-flowbooks")
 
 
 def map_flowbooks(func: Callable[[flowbook.Flowbook], Result], urlpath: Locations,
@@ -84,19 +89,62 @@ def map_flowbooks(func: Callable[[flowbook.Flowbook], Result], urlpath: Location
     return blocks.map(_MapBlock(func, on_error)).flatten()
 
 
-@dataclass(frozen=True)
-class _File:
+class _File(NamedTuple):
+    files: Any  # None for the files of the machine
     path: str
     url: str
     size: int
-    files: Any  # None for the files of the machine
+    stamp: object  # another when the file has changed, as far as the listing tells
 
-    def open(self) -> flowbook.Flowbook:
+    @property
+    def cost(self) -> int:
+        return max(self.size, _BYTES_OF_OPENING)
+
+
+class _Block:
+    """Files of one file system, which make a partition."""
+
+    def __init__(self, files: Any, given: Sequence[_File] = ()) -> None:
+        self.files = files
+        self.paths = [file.path for file in given]
+        self.sizes = [file.size for file in given]
+        self.token = hashlib.sha256(repr([file[2:] for file in given]).encode("utf-8", "surrogatepass")).hexdigest()
+
+    def __dask_tokenize__(self) -> str:
+        """So that results for other files, or for these before they changed, are not taken for these."""
+        return self.token
+
+    @property
+    def urls(self) -> list[str]:
+        return self.paths if self.files is None else [self.files.unstrip_protocol(path) for path in self.paths]
+
+    def sources(self) -> Iterator[Any]:
+        """The path, content or binary file of each; a FileNotFoundError for one that is gone."""
         if self.files is None:
-            return flowbook.open(os.fspath(self.path))
-        if self.size <= _BYTES_AT_ONCE:
-            return flowbook.open(self.files.cat_file(self.path))
-        return flowbook.open(self.files.open(self.path, "rb", cache_type="none"))
+            return iter(self.paths)
+        small = [path for path, size in zip(self.paths, self.sizes) if size <= _BYTES_AT_ONCE]
+        contents = dict(zip(small, _contents(self.files, small)))
+        return (contents.pop(path) if path in contents else _unless_gone(opened, self.files, path, size)
+                for path, size in zip(self.paths, self.sizes))
+
+
+def _unless_gone(read: Callable[..., Any], *arguments: Any) -> Any:
+    try:
+        return read(*arguments)
+    except FileNotFoundError as gone:
+        return gone
+
+
+def _contents(files: Any, paths: list[str]) -> list[Any]:
+    """The bytes of each file, or a FileNotFoundError; by several requests at a time where the file system can."""
+    if not files.async_impl:
+        return [_unless_gone(files.cat_file, path) for path in paths]
+    whole = [None] * len(paths)
+    found: list[Any] = files.cat_ranges(paths, whole, whole, batch_size=_REQUESTS)
+    for each in found:
+        if isinstance(each, BaseException) and not isinstance(each, FileNotFoundError):
+            raise each
+    return found
 
 
 class _ReadRows:
@@ -108,8 +156,26 @@ class _ReadRows:
     def project_columns(self, columns: list[str]) -> _ReadRows:
         return _ReadRows(list(columns))
 
-    def __call__(self, block: list[_File]) -> Any:
-        return _frame([_row(file, self.columns) for file in block], self.columns)
+    def __call__(self, block: _Block) -> Any:
+        urls = block.urls
+        names = [name_of(os.fsencode(url)) for url in urls]
+        rows = _native.Rows([name for name in self.columns if name not in {"path", "error"}])
+        for name, source in zip(names, block.sources()):
+            _add(rows, source, name)
+        cells, failures = rows.read()
+        errors = [failure and str(error_of(*failure, name)) for name, failure in zip(names, failures)]
+        return _frame({**cells, "path": urls, "error": errors}, self.columns)
+
+
+def _add(rows: _native.Rows, source: Any, name: str) -> None:
+    if isinstance(source, str):
+        rows.add_path(native_path(os.fsencode(source)), name)
+    elif isinstance(source, bytes):
+        rows.add_bytes(source, name)
+    elif isinstance(source, FileNotFoundError):
+        rows.add_missing(name)
+    else:
+        rows.add_object(source, name)
 
 
 class _MapBlock:
@@ -117,94 +183,74 @@ class _MapBlock:
                  on_error: Callable[[str, flowbook.Error], Any] | None) -> None:
         self._func, self._on_error = func, on_error
 
-    def __call__(self, block: list[_File]) -> list[Any]:
-        return [self._result(file) for file in block]
+    def __call__(self, block: _Block) -> list[Any]:
+        return [self._result(url, source) for url, source in zip(block.urls, block.sources())]
 
-    def _result(self, file: _File) -> Any:
+    def _result(self, url: str, source: Any) -> Any:
         try:
-            return self._func(file.open())
+            return self._func(_book_of(url, source))
         except flowbook.Error as error:
             if self._on_error is None:
                 raise
-            return self._on_error(file.url, error)
+            return self._on_error(url, error)
 
 
-class _Answers:
-    """What the columns tell of a flowbook."""
-
-    def __init__(self, book: flowbook.Flowbook) -> None:
-        self._book = book
-
-    @cached_property
-    def code(self) -> str:
-        return self._book.code
-
-    @property
-    def lines(self) -> int:
-        return self.code.count("\n") + (self.code != "" and not self.code.endswith("\n"))
-
-    @property
-    def pictures(self) -> int:
-        return len(self._book.images)
-
-    def __getattr__(self, name: str) -> Any:
-        return getattr(self._book, name)
-
-
-def _row(file: _File, columns: list[str]) -> dict[str, Any]:
-    row: dict[str, Any] = {"path": file.url}
+def _book_of(url: str, source: Any) -> flowbook.Flowbook:
     try:
-        answers = _Answers(file.open())
-    except (flowbook.Error, FileNotFoundError) as error:
-        return {**row, "error": str(error)}
-    for column in columns:
-        if column not in {"path", "error"}:
-            _answer(row, column, answers)
-    return row
+        if isinstance(source, FileNotFoundError):
+            raise source
+        return flowbook.Flowbook(Memory(source, url) if isinstance(source, bytes) else place_of(source))
+    except FileNotFoundError as gone:
+        raise flowbook.NotFoundError("there is no such file", url) from gone
 
 
-def _answer(row: dict[str, Any], column: str, answers: _Answers) -> None:
-    try:
-        row[column] = getattr(answers, column)
-    except flowbook.EncryptedError:
-        pass
-    except flowbook.Error as error:
-        row.setdefault("error", str(error))
+def _frame(cells: Mapping[str, list[Any]], columns: list[str]) -> Any:
+    return pandas.DataFrame({name: _series(cells[name], COLUMNS[name]) for name in columns}, columns=columns)
 
 
-def _frame(rows: list[dict[str, Any]], columns: list[str]) -> Any:
-    frame = pandas.DataFrame(rows, columns=columns, dtype="object")
-    if "modified" in columns:
-        frame["modified"] = pandas.to_datetime(frame["modified"], errors="coerce", utc=True)
-    return frame.astype({name: COLUMNS[name] for name in columns if name != "modified"})
+def _series(values: list[Any], kind: str) -> Any:
+    if kind.startswith("datetime"):
+        return pandas.to_datetime(pandas.Series(values, dtype="object"), errors="coerce", utc=True)
+    return pandas.Series(values, dtype=kind)
 
 
-def _blocks(urlpath: Locations, options: Mapping[str, Any] | None, blocksize: int | str) -> list[list[_File]]:
-    """The files, sorted, in groups of about `blocksize` bytes."""
+def _blocks(urlpath: Locations, options: Mapping[str, Any] | None, blocksize: int | str) -> list[_Block]:
+    """The files, sorted, in groups of about `blocksize` bytes; one group at least."""
     limit, size = parse_bytes(blocksize), 0
-    blocks: list[list[_File]] = []
-    for file in _files_of(urlpath, options):
-        cost = max(file.size, _BYTES_OF_OPENING)
-        if not blocks or size + cost > limit:
-            blocks.append([])
+    groups: list[list[_File]] = []
+    for file in _files_of(urlpath, options or {}):
+        if not groups or size + file.cost > limit or groups[-1][0].files is not file.files:
+            groups.append([])
             size = 0
-        blocks[-1].append(file)
-        size += cost
-    return blocks
+        groups[-1].append(file)
+        size += file.cost
+    return [_Block(group[0].files, group) for group in groups] or [_Block(None)]
 
 
-def _files_of(urlpath: Locations, options: Mapping[str, Any] | None) -> list[_File]:
+def _files_of(urlpath: Locations, options: Mapping[str, Any]) -> list[_File]:
     given = [urlpath] if isinstance(urlpath, (str, os.PathLike)) else list(urlpath)
-    found = {file.url: file for each in given for file in _files_at(os.fspath(each), options or {})}
+    paths: dict[Any, list[str]] = {}
+    for each in given:
+        files, path = fsspec.core.url_to_fs(os.fspath(each), **options)
+        paths.setdefault(files, []).append(path)
+    found = {file.url: file for files in paths for file in _files_at(files, paths[files])}
     return [found[url] for url in sorted(found)]
 
 
-def _files_at(url: str, options: Mapping[str, Any]) -> Iterator[_File]:
-    files, path = fsspec.core.url_to_fs(url, **options)
+def _files_at(files: Any, paths: list[str]) -> Iterator[_File]:
     is_local = isinstance(files, fsspec.implementations.local.LocalFileSystem)
-    for name, info in _listed(files, path).items():
-        yield _File(name, name if is_local else files.unstrip_protocol(name), int(info.get("size") or 0),
-                    None if is_local else files)
+    known = _sized(files, [path for path in paths if _is_flowbook(path)])
+    for path in paths:
+        for name, info in ({path: known[path]} if path in known else _listed(files, path)).items():
+            stamp = info.get("mtime") or info.get("ETag") or info.get("LastModified")
+            yield _File(None if is_local else files, name, name if is_local else files.unstrip_protocol(name),
+                        int(info.get("size") or 0), stamp)
+
+
+def _sized(files: Any, paths: list[str]) -> dict[str, dict[str, Any]]:
+    """Those that have a size, which folders have not, where a file system can be asked for several at a time."""
+    sizes = files.sizes(paths, batch_size=_REQUESTS) if files.async_impl else []
+    return {path: {"size": size} for path, size in zip(paths, sizes) if size}
 
 
 def _listed(files: Any, path: str) -> dict[str, dict[str, Any]]:

@@ -33,6 +33,16 @@ std::unique_ptr<Document> open(const std::string& file, const Source& held, Make
 
 }  // namespace
 
+void needReadable(const kit::Document& document) {
+    const kit::CodeForm form = document.form();
+    if (form == kit::CodeForm::Encrypted) {
+        throw Refusal("encrypted", "the code is encrypted");
+    }
+    if (form == kit::CodeForm::None) {
+        throw Refusal("damaged", "there is no code in it");
+    }
+}
+
 std::unique_ptr<Document> Document::ofPath(const std::u16string& path, const std::string& file) {
     return open(file, {}, [&] { return Source::ofPath(path); });
 }
@@ -53,26 +63,16 @@ std::string Document::form() {
     return run([&] { return std::string(nameOf(document_.form())); });
 }
 
-void Document::needReadable() const {
-    const kit::CodeForm form = document_.form();
-    if (form == kit::CodeForm::Encrypted) {
-        throw Refusal("encrypted", "the code is encrypted");
-    }
-    if (form == kit::CodeForm::None) {
-        throw Refusal("damaged", "there is no code in it");
-    }
-}
-
 std::u16string Document::code() {
     return run([&] {
-        needReadable();
+        needReadable(document_);
         return document_.code();
     });
 }
 
 std::string Document::richCode() {
     return run([&] {
-        needReadable();
+        needReadable(document_);
         const fl::Bytes stored = document_.storedCode();
         const std::string text(stored.begin(), stored.end());
         // Strict, so that what is no text is told as damage.
@@ -89,7 +89,13 @@ std::optional<fl::Bytes> Document::encryptedCode() {
 }
 
 std::vector<kit::Property> Document::properties() {
-    return run([&] { return document_.properties(); });
+    return run([&] {
+        std::vector<kit::Property> properties = document_.properties();
+        for (kit::Property& each : properties) {
+            each.fault = withName(std::move(each.fault), file_);
+        }
+        return properties;
+    });
 }
 
 std::vector<PartInfo> Document::parts() {

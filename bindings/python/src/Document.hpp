@@ -26,6 +26,9 @@ struct RelationshipInfo {
     bool isInternal;
 };
 
+/// @throws Refusal when there is no code, or it is encrypted.
+void needReadable(const kit::Document& document);
+
 /// An opened flowbook as Python's classes need it. All calls take the interpreter lock to be held, release it during
 /// work, and throw Python's exceptions. Used by one thread at a time, others wait.
 class Document {
@@ -62,7 +65,6 @@ private:
         return inTurn(turns_, source_, file_, std::move(work));
     }
     opc::model::Part part(const std::string& name) const;
-    void needReadable() const;
 
     Source source_;
     std::string file_;

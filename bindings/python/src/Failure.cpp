@@ -13,13 +13,7 @@ using foundation::storage::vfs::StorageError;
 
 namespace {
 
-struct Words {
-    std::string kind;
-    std::string text;
-};
-
-/// Judges the exception that is being handled.
-Words judge() {
+Words judgeAsTold() {
     try {
         throw;
     } catch (const Refusal& failure) {
@@ -37,17 +31,17 @@ Words judge() {
     }
 }
 
-py::str toText(const std::string& utf8) {
-    return py::reinterpret_steal<py::str>(
-        PyUnicode_DecodeUTF8(utf8.data(), static_cast<Py_ssize_t>(utf8.size()), "replace"));
-}
-
 [[noreturn]] void raiseObject(const py::object& exception) {
     PyErr_SetObject(reinterpret_cast<PyObject*>(Py_TYPE(exception.ptr())), exception.ptr());
     throw py::error_already_set();
 }
 
 }  // namespace
+
+py::str toText(const std::string& utf8) {
+    return py::reinterpret_steal<py::str>(
+        PyUnicode_DecodeUTF8(utf8.data(), static_cast<Py_ssize_t>(utf8.size()), "replace"));
+}
 
 std::string withName(std::string words, const std::string& file) {
     static const std::string name = fl::i18n::to_string(kName);
@@ -57,15 +51,21 @@ std::string withName(std::string words, const std::string& file) {
     return words;
 }
 
+Words judge(const std::string& file) {
+    Words words = judgeAsTold();
+    words.text = withName(std::move(words.text), file);
+    return words;
+}
+
 void raise(const std::string& file) {
     try {
         throw;
     } catch (const std::bad_alloc&) {
         throw;
     } catch (...) {
-        const Words words = judge();
-        raiseObject(py::module_::import("flowbook._errors")
-                        .attr("error_of")(words.kind, toText(withName(words.text, file)), toText(file)));
+        const Words words = judge(file);
+        raiseObject(
+            py::module_::import("flowbook._errors").attr("error_of")(words.kind, toText(words.text), toText(file)));
     }
 }
 

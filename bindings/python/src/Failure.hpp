@@ -19,8 +19,21 @@ private:
     std::string kind_;
 };
 
+/// What is told of a failure: its kind, which decides the class, and words, UTF-8.
+struct Words {
+    std::string kind;
+    std::string text;
+};
+
+/// Text for Python; a malformed sequence becomes U+FFFD.
+pybind11::str toText(const std::string& utf8);
+
 /// A message of the library, with the user's name of the flowbook in the place of kName.
 std::string withName(std::string words, const std::string& file);
+
+/// Judges the exception that is being handled.
+/// @param file  the user's name of the flowbook, UTF-8.
+Words judge(const std::string& file);
 
 /// Raises the exception that is being handled in Python, as the class of flowbook's errors that its kind asks for.
 /// @param file  the user's name of the flowbook, UTF-8.

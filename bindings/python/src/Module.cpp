@@ -1,4 +1,5 @@
 #include "Document.hpp"
+#include "Rows.hpp"
 #include "flowbook/FlowbookVersion.hpp"
 
 #include <cstring>
@@ -121,12 +122,57 @@ void addDocument(py::module_& module) {
              [](Document& self, Change change, const py::bytes& path) { self.saveAt(change, toPath(path)); });
 }
 
+struct ToPython {
+    py::object operator()(std::monostate) const { return py::none(); }
+    py::object operator()(std::int64_t number) const { return py::int_(number); }
+    py::object operator()(const std::string& text) const { return toText(text); }
+    py::object operator()(const std::u16string& text) const { return py::cast(text); }
+};
+
+py::list columnOf(const std::vector<Row>& rows, std::size_t at) {
+    py::list column(rows.size());
+    for (std::size_t i = 0; i != rows.size(); ++i) {
+        column[i] = std::visit(ToPython(), rows[i].cells[at]);
+    }
+    return column;
+}
+
+py::list failuresOf(const std::vector<Row>& rows) {
+    py::list failures;
+    for (const Row& row : rows) {
+        failures.append(row.failure ? py::object(py::make_tuple(row.failure->kind, toText(row.failure->text)))
+                                    : py::none());
+    }
+    return failures;
+}
+
+py::tuple tableOf(Rows& self) {
+    const std::vector<Row> rows = self.read();
+    py::dict table;
+    for (std::size_t at = 0; at != self.columns().size(); ++at) {
+        table[py::str(self.columns()[at])] = columnOf(rows, at);
+    }
+    return py::make_tuple(table, failuresOf(rows));
+}
+
+void addRows(py::module_& module) {
+    py::class_<Rows>(module, "Rows")
+        .def(py::init<const std::vector<std::string>&>())
+        .def("add_path",
+             [](Rows& self, const py::bytes& path, std::string name) { self.addPath(toPath(path), std::move(name)); })
+        .def("add_bytes", &Rows::addBytes)
+        .def("add_object", &Rows::addObject)
+        .def("add_missing", &Rows::addMissing)
+        .def("read", &tableOf);
+}
+
 }  // namespace
 
 PYBIND11_MODULE(_native, module) {
     addValues(module);
     addChange(module);
     addDocument(module);
+    addRows(module);
     module.def("new_flowbook", [] { return toPython(runAlone(&newFlowbook)); });
     module.attr("library_version") = static_cast<const char*>(libpxflowbook_version);
 }

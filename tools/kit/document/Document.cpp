@@ -5,9 +5,11 @@
 #include "flowbook/FlowbookFilePackage.hpp"
 #include "flowbook/FlowbookFileUtils.hpp"
 #include "foundation/storage/vfs/MemoryStorage.hpp"
+#include "opc/ByteArrayInAdaptor.hpp"
 #include "opc/ByteArrayOutAdaptor.hpp"
 #include "opc/Exception.hpp"
 #include "opc/StreamHelper.hpp"
+#include "opc/model/InvalidXMLDocument.hpp"
 #include "opc/pxservices/CorePropertiesManager.hpp"
 #include "opc/zippackage/ZipPhysicalPackage.hpp"
 
@@ -53,6 +55,18 @@ StorageSystemReference holding(const std::u16string& name, fl::Bytes bytes) {
     const auto memory = std::make_shared<MemoryStorage>();
     memory->put(name, std::move(bytes));
     return StorageSystemReference(memory);
+}
+
+/// The reader takes every document for UTF-8, and the call that takes bytes goes by what the document declares. That
+/// one is for documents that declare just this, as it makes no text of all the document first.
+std::u16string codeOf(const fl::Bytes& document) {
+    constexpr std::string_view kUtf8 = R"(<?xml version="1.0" encoding="UTF-8")";
+    const std::string_view text(reinterpret_cast<const char*>(document.data()), document.size());
+    if (text.substr(0, kUtf8.size()) != kUtf8) {
+        return FlowbookFileUtils::getTARMICCodeFromRichTARMICCode(fl::i18n::utf8_to_ustring(std::string(text)));
+    }
+    opc::ByteArrayInAdaptor stream(document);
+    return FlowbookFileUtils::getTARMICCodeFromRichTARMICCode(stream);
 }
 
 }  // namespace
@@ -141,8 +155,9 @@ std::u16string Document::code() const {
     }
     const fl::Bytes stored = contentOf(*part);
     try {
-        return FlowbookFileUtils::getTARMICCodeFromRichTARMICCode(
-            fl::i18n::utf8_to_ustring({reinterpret_cast<const char*>(stored.data()), stored.size()}));
+        return codeOf(stored);
+    } catch (const opc::model::InvalidXMLDocument& failure) {
+        throw opc::Exception(failure.kind(), where(*part) + ": " + failure.what());
     } catch (const fl::i18n::ConversionError& failure) {
         throw opc::Exception(opc::ErrorKind::Damaged, where(*part) + ": " + failure.what());
     }
