@@ -1,35 +1,35 @@
 #include "plainxml/Widening.hpp"
 
-#include <array>
-#include <cstdint>
-#include <cstring>
+#include <emmintrin.h>
 
 namespace plainxml {
 namespace {
 
-/// Bytes that are looked at and widened at once, in a register that every x86-64 has; GCC and Clang build it from
-/// others elsewhere.
-constexpr std::size_t kBlock = 16;
-using Block = unsigned char __attribute__((vector_size(kBlock)));
+/// Bytes that are looked at and widened at once, in a register that every x86-64 has.
+constexpr std::size_t kBlock = sizeof(__m128i);
 
-constexpr unsigned char kFirstGraphic = 0x20, kGraphics = 0x60;
+constexpr char kLastControl = 0x1F;
 
-bool isPlain(unsigned char c) {
-    const bool isText = c == '\t' || c == '\n' || (c >= kFirstGraphic && c < kFirstGraphic + kGraphics);
+bool isPlain(char c) {
+    const bool isText = c == '\t' || c == '\n' || c > kLastControl;
     return isText && c != '<' && c != '&' && c != ']';
 }
 
-/// How many bytes at the front of a block are plain.
-std::size_t plainBytes(Block block) {
-    const auto noText = (block - kFirstGraphic >= kGraphics) & (block != '\t') & (block != '\n');
-    const auto odd = noText | (block == '<') | (block == '&') | (block == ']');
-    std::array<std::uint64_t, 2> halves{};
-    static_assert(sizeof halves == sizeof odd);
-    std::memcpy(halves.data(), &odd, sizeof odd);
-    if (halves[0] != 0) {
-        return static_cast<std::size_t>(__builtin_ctzll(halves[0])) / 8;
-    }
-    return halves[1] == 0 ? kBlock : 8 + static_cast<std::size_t>(__builtin_ctzll(halves[1])) / 8;
+/// How many bytes at the front of a block are plain. Those beyond ASCII are negative.
+std::size_t plainBytes(__m128i block) {
+    const auto is = [block](char c) { return _mm_cmpeq_epi8(block, _mm_set1_epi8(c)); };
+    const __m128i isGraphic = _mm_cmpgt_epi8(block, _mm_set1_epi8(kLastControl));
+    const __m128i isText = _mm_or_si128(isGraphic, _mm_or_si128(is('\t'), is('\n')));
+    const __m128i isMarkup = _mm_or_si128(is('<'), _mm_or_si128(is('&'), is(']')));
+    const auto plain = static_cast<unsigned>(_mm_movemask_epi8(_mm_andnot_si128(isMarkup, isText)));
+    return static_cast<std::size_t>(__builtin_ctz(~plain));
+}
+
+void widen(__m128i block, char16_t* to) {
+    const __m128i zero = _mm_setzero_si128();
+    auto* const units = reinterpret_cast<__m128i*>(to);
+    _mm_storeu_si128(units, _mm_unpacklo_epi8(block, zero));
+    _mm_storeu_si128(units + 1, _mm_unpackhi_epi8(block, zero));
 }
 
 }  // namespace
@@ -38,11 +38,8 @@ std::size_t plainBytes(Block block) {
 void Widening::takePlain(const char*& at, const char* end) {
     while (end - at >= static_cast<std::ptrdiff_t>(kBlock)) {
         makeRoomFor(kBlock);
-        Block block;
-        std::memcpy(&block, at, sizeof block);
-        for (std::size_t i = 0; i != kBlock; ++i) {
-            units_[used_ + i] = block[i];
-        }
+        const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
+        widen(block, units_ + used_);
         const std::size_t plain = plainBytes(block);
         at += plain;
         used_ += plain;
@@ -51,7 +48,7 @@ void Widening::takePlain(const char*& at, const char* end) {
         }
     }
     makeRoomFor(kBlock);
-    for (; at != end && isPlain(static_cast<unsigned char>(*at)); ++at) {
+    for (; at != end && isPlain(*at); ++at) {
         units_[used_++] = static_cast<unsigned char>(*at);
     }
 }
