@@ -47,15 +47,31 @@ const char* skip(const char* at, const char* end) {
 
 std::string_view view(const char* from, const char* to) { return {from, static_cast<std::size_t>(to - from)}; }
 
-inline bool startsWith(const char* at, const char* end, std::string_view text) {
-    return static_cast<std::size_t>(end - at) >= text.size() && std::equal(text.begin(), text.end(), at);
+template <class Word>
+bool isSame(const char*& at, const char*& expected) {
+    Word here = 0;
+    Word there = 0;
+    std::memcpy(&here, at, sizeof here);
+    std::memcpy(&there, expected, sizeof there);
+    at += sizeof here;
+    expected += sizeof there;
+    return here == there;
 }
 
-/// Tells tags apart by the first characters of their names.
-std::size_t slotOf(const char* tag, std::size_t slots) {
-    std::uint32_t start = 0;
-    std::memcpy(&start, tag + 1, sizeof start);
-    return (start * 0x9E3779B1U >> 16) % slots;
+/// In words, as these texts are too short for a call.
+inline bool startsWith(const char* at, const char* end, std::string_view text) {
+    const char* expected = text.data();
+    std::size_t left = text.size();
+    if (static_cast<std::size_t>(end - at) < left) {
+        return false;
+    }
+    for (; left >= sizeof(std::uint64_t); left -= sizeof(std::uint64_t)) {
+        if (!isSame<std::uint64_t>(at, expected)) {
+            return false;
+        }
+    }
+    return ((left & 4) == 0 || isSame<std::uint32_t>(at, expected)) &&
+           ((left & 2) == 0 || isSame<std::uint16_t>(at, expected)) && ((left & 1) == 0 || *at == *expected);
 }
 
 /// Characters of a text or a CDATA section, up to its end, which `at` is moved behind. Below, `true` goes on.
@@ -142,10 +158,9 @@ Reader::Event Reader::next(std::u16string* text) {
 }
 
 const Reader::Attribute* Reader::attribute(std::string_view ns, std::string_view local) const noexcept {
-    const auto* const last = attributes_.data() + attributeCount_;
-    const auto* const found = std::find_if(attributes_.data(), last,
+    const auto* const found = std::find_if(attributesBegin(), attributesEnd(),
                                            [&](const Attribute& each) { return each.local == local && each.ns == ns; });
-    return found == last ? nullptr : found;
+    return found == attributesEnd() ? nullptr : found;
 }
 
 bool Reader::take(char expected) noexcept {
@@ -208,31 +223,54 @@ bool Reader::content(std::u16string* text) {
 }
 
 Reader::Event Reader::startTag() {
-    const bool mayBeKnown = end_ - at_ > kShortestTag && depth_ != kMaxDepth;
-    KnownTag* const known = mayBeKnown ? &known_[slotOf(at_, known_.size())] : nullptr;
-    if (known != nullptr && known->scope == scope_ && startsWith(at_, end_, known->tag)) {
+    if (KnownTag* const known = findKnown()) {
         return repeat(*known);
     }
     const char* const start = at_;
     const std::size_t scope = scope_;
     const Event event = newStartTag();
-    if (event == Event::Start && known != nullptr && attributeCount_ < 2 && scope == scope_) {
-        *known = {view(start, at_),     open_[depth_ - 1].name, ns_, local_, attributes_[0], scope_,
-                  attributeCount_ != 0, isEmptyElement_};
+    if (event == Event::Start && attributeCount_ < 2 && scope == scope_) {
+        makeKnown(view(start, at_));
     }
     return event;
 }
 
 /// The same bytes where the same namespaces are bound mean the same.
-Reader::Event Reader::repeat(const KnownTag& known) noexcept {
-    at_ += known.tag.size();
-    ns_ = known.ns;
-    local_ = known.local;
-    attributeCount_ = known.hasAttribute ? 1 : 0;
-    attributes_[0] = known.attribute;
-    isEmptyElement_ = known.isEmptyElement;
-    open_[depth_++] = {known.name, bindingCount_};
+bool Reader::isNext(const KnownTag& known) const noexcept {
+    return known.scope == scope_ && startsWith(at_, end_, known.text);
+}
+
+Reader::KnownTag* Reader::findKnown() noexcept {
+    KnownTag& likely = known_[known_[lastKnown_].next];
+    if (depth_ == kMaxDepth || isNext(likely)) {
+        return depth_ == kMaxDepth ? nullptr : &likely;
+    }
+    auto* const last = known_.data() + std::min(madeKnown_, known_.size());
+    auto* const found = std::find_if(known_.data(), last, [this](const KnownTag& each) { return isNext(each); });
+    return found == last ? nullptr : found;
+}
+
+Reader::Event Reader::repeat(KnownTag& known) noexcept {
+    follow(known);
+    at_ += known.text.size();
+    firstAttribute_ = &known.attribute;
+    attributeCount_ = known.attributeCount;
+    isEmptyElement_ = known.tag.isEmptyElement;
+    open_[depth_++] = {known.tag.name, bindingCount_};
     return Event::Start;
+}
+
+void Reader::makeKnown(std::string_view text) {
+    KnownTag& known = known_[madeKnown_++ % known_.size()];
+    known = {text, newTag_, attributes_[0], attributeCount_, scope_, 0};
+    follow(known);
+}
+
+void Reader::follow(KnownTag& known) noexcept {
+    const auto place = static_cast<std::size_t>(&known - known_.data());
+    known_[lastKnown_].next = place;
+    lastKnown_ = place;
+    tag_ = &known.tag;
 }
 
 Reader::Event Reader::newStartTag() {
@@ -243,10 +281,11 @@ Reader::Event Reader::newStartTag() {
         return Event::Odd;
     }
     isEmptyElement_ = take('/');
-    if (!take('>') || !resolve(name.prefix, ns_) || !resolveAttributes()) {
+    newTag_ = {name.whole, {}, name.local, isEmptyElement_, 0};
+    tag_ = &newTag_;
+    if (!take('>') || !resolve(name.prefix, newTag_.ns) || !resolveAttributes()) {
         return Event::Odd;
     }
-    local_ = name.local;
     open_[depth_++] = {name.whole, bindings};
     return Event::Start;
 }
@@ -292,6 +331,7 @@ bool Reader::ncName() noexcept {
 
 /// @param bindings  how many there are outside of the element.
 bool Reader::attributes(std::size_t bindings) noexcept {
+    firstAttribute_ = attributes_.data();
     attributeCount_ = 0;
     while (takeSpaces() && at_ != end_ && *at_ != '>' && *at_ != '/') {
         if (!attribute(bindings)) {

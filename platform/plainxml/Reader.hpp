@@ -25,19 +25,23 @@ public:
     };
 
     explicit Reader(std::string_view document);
+    Reader(const Reader&) = delete;
+    Reader& operator=(const Reader&) = delete;
 
     /// Goes on to the next tag. An empty element starts and ends.
     /// @param text  gets the characters before it; null to check them only.
     Event next(std::u16string* text);
 
     /// Of the element that has just started; the namespace is empty for none.
-    std::string_view ns() const noexcept { return ns_; }
-    std::string_view local() const noexcept { return local_; }
+    std::string_view ns() const noexcept { return tag_->ns; }
+    std::string_view local() const noexcept { return tag_->local; }
+    /// What the caller takes the start tag for: 0 until it is set, then the same whenever the tag is met again.
+    unsigned char& meaning() noexcept { return tag_->meaning; }
     /// Null when the element has no such attribute.
     const Attribute* attribute(std::string_view ns, std::string_view local) const noexcept;
     /// All of them, namespace declarations aside, in the order of the document; after an end tag they tell nothing.
-    const Attribute* attributesBegin() const noexcept { return attributes_.data(); }
-    const Attribute* attributesEnd() const noexcept { return attributes_.data() + attributeCount_; }
+    const Attribute* attributesBegin() const noexcept { return firstAttribute_; }
+    const Attribute* attributesEnd() const noexcept { return firstAttribute_ + attributeCount_; }
 
 private:
     // Far more than usual documents have, and below the limits of other parsers.
@@ -45,7 +49,6 @@ private:
     static constexpr std::size_t kMaxAttributes = 16;
     static constexpr std::size_t kMaxBindings = 64;
     static constexpr std::size_t kKnownTags = 16;
-    static constexpr std::ptrdiff_t kShortestTag = 5;
 
     struct QualifiedName {
         std::string_view whole, prefix, local;
@@ -53,14 +56,20 @@ private:
     struct Binding {
         std::string_view prefix, ns;
     };
-    /// A start tag that declares no namespaces and has one attribute at most, to be known again: documents are made of
-    /// few different ones.
-    struct KnownTag {
-        std::string_view tag, name, ns, local;
-        Attribute attribute;
-        std::size_t scope = 0;
-        bool hasAttribute = false;
+    struct Tag {
+        std::string_view name, ns, local;
         bool isEmptyElement = false;
+        unsigned char meaning = 0;
+    };
+    /// A start tag that declares no namespaces and has one attribute at most, to be known again: documents are made of
+    /// few different ones, which follow each other in the same order.
+    struct KnownTag {
+        std::string_view text;
+        Tag tag;
+        Attribute attribute;
+        std::size_t attributeCount = 0;
+        std::size_t scope = 0;
+        std::size_t next = 0;  ///< that came after it the last time
     };
     struct OpenElement {
         std::string_view name;
@@ -76,7 +85,11 @@ private:
 
     bool content(std::u16string* text);
     Event startTag();
-    Event repeat(const KnownTag& known) noexcept;
+    bool isNext(const KnownTag& known) const noexcept;
+    KnownTag* findKnown() noexcept;
+    Event repeat(KnownTag& known) noexcept;
+    void makeKnown(std::string_view text);
+    void follow(KnownTag& known) noexcept;
     Event newStartTag();
     Event endTag();
     Event endElement() noexcept;
@@ -93,15 +106,19 @@ private:
 
     const char* at_;
     const char* end_;
-    std::string_view ns_, local_;
+    Tag newTag_;
+    Tag* tag_ = &newTag_;
     std::array<OpenElement, kMaxDepth> open_;
     std::size_t depth_ = 0;
     std::array<Attribute, kMaxAttributes> attributes_;
+    const Attribute* firstAttribute_ = attributes_.data();
     std::size_t attributeCount_ = 0;
     std::array<Binding, kMaxBindings> bindings_;
     std::size_t bindingCount_ = 0;
     std::size_t lastBinding_ = kMaxBindings;  ///< that resolved a prefix; the next one mostly is the same
     std::array<KnownTag, kKnownTags> known_;
+    std::size_t madeKnown_ = 0;  ///< how many, those that gave their places to others included
+    std::size_t lastKnown_ = 0;
     std::size_t scope_ = 1;  ///< another one whenever other namespaces are bound
     bool hasStarted_ = false;
     bool isEmptyElement_ = false;

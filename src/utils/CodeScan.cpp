@@ -3,25 +3,65 @@
 #include "format/Vocabulary.hpp"
 #include "plainxml/Reader.hpp"
 
+#include <algorithm>
+#include <array>
+#include <utility>
+
 namespace flowbook::detail {
 
 namespace {
 
 using plainxml::Reader;
 
-/// The names of rich code, which are ASCII, as the reader reports them.
-struct Names {
-    const std::string ns = narrow(format::kWordNamespace);
-    const std::string body = narrow(format::kBodyElement);
-    const std::string paragraph = narrow(format::kParagraphElement);
-    const std::string properties = narrow(format::kParagraphPropertiesElement);
-    const std::string style = narrow(format::kParagraphStyleElement);
-    const std::string run = narrow(format::kRunElement);
-    const std::string text = narrow(format::kTextElement);
-    const std::string value = narrow(format::kValueAttribute);
-    const std::string codeStyle = narrow(format::kCodeStyle);
+/// What a start tag may open, by what it says itself.
+enum class Element : unsigned char {
+    Unknown,
+    Other,
+    Body,
+    Paragraph,
+    Properties,
+    CodeStyle,
+    OtherStyle,
+    OddStyle,  ///< its value may mean another than stands there
+    Run,
+    Text
+};
 
+/// The names of rich code, which are ASCII, as the reader reports them.
+class Names {
+public:
+    Element elementOf(const Reader& reader) const {
+        if (reader.ns() != namespace_) {
+            return Element::Other;
+        }
+        if (reader.local() == style_) {
+            return styleOf(reader.attribute(namespace_, value_));
+        }
+        const auto found = std::find_if(elements_.begin(), elements_.end(),
+                                        [&](const auto& each) { return each.first == reader.local(); });
+        return found == elements_.end() ? Element::Other : found->second;
+    }
+
+private:
     static std::string narrow(const std::u16string& ascii) { return {ascii.begin(), ascii.end()}; }
+
+    Element styleOf(const Reader::Attribute* value) const {
+        if (value == nullptr || !value->isVerbatim) {
+            return value == nullptr ? Element::OtherStyle : Element::OddStyle;
+        }
+        return value->value == codeStyle_ ? Element::CodeStyle : Element::OtherStyle;
+    }
+
+    const std::string namespace_ = narrow(format::kWordNamespace);
+    const std::string style_ = narrow(format::kParagraphStyleElement);
+    const std::string value_ = narrow(format::kValueAttribute);
+    const std::string codeStyle_ = narrow(format::kCodeStyle);
+    const std::array<std::pair<std::string, Element>, 5> elements_{
+        {{narrow(format::kBodyElement), Element::Body},
+         {narrow(format::kParagraphElement), Element::Paragraph},
+         {narrow(format::kParagraphPropertiesElement), Element::Properties},
+         {narrow(format::kRunElement), Element::Run},
+         {narrow(format::kTextElement), Element::Text}}};
 };
 
 const Names& names() {
@@ -80,31 +120,27 @@ private:
         std::size_t start = 0;  ///< of its line in the code
     };
 
-    bool isNamed(const std::string& local) { return reader_.local() == local && isInWordNamespace(); }
-
-    /// Elements mostly have the same declaration of it.
-    bool isInWordNamespace() {
-        const std::string_view ns = reader_.ns();
-        if (ns.data() == declared_.data() && ns.size() == declared_.size()) {
-            return !ns.empty();
+    /// A tag that is met again means the same.
+    Element element() {
+        unsigned char& meaning = reader_.meaning();
+        if (meaning == static_cast<unsigned char>(Element::Unknown)) {
+            meaning = static_cast<unsigned char>(names().elementOf(reader_));
         }
-        const bool is = ns == names_.ns;
-        declared_ = is ? ns : declared_;
-        return is;
+        return static_cast<Element>(meaning);
     }
 
     /// @returns whether the element holds nothing that the document may mean otherwise than it stands there.
     bool startElement() {
         switch (++depth_) {
         case 2:
-            body_.enter(isNamed(names_.body));
+            body_.enter(element() == Element::Body);
             return true;
         case 3:
-            enterParagraph(body_.isOpen() && isNamed(names_.paragraph));
+            enterParagraph(body_.isOpen() && element() == Element::Paragraph);
             return true;
         case 4:
-            if (isInParagraph_ && !paragraph_.properties.enter(isNamed(names_.properties))) {
-                paragraph_.run.enter(isNamed(names_.run));
+            if (isInParagraph_ && !paragraph_.properties.enter(element() == Element::Properties)) {
+                paragraph_.run.enter(element() == Element::Run);
             }
             return true;
         case 5:
@@ -119,23 +155,22 @@ private:
         if (isParagraph) {
             paragraph_ = Paragraph();
             paragraph_.start = code_.size();
-            code_.append(hasLines_ ? u"\n" : u"");
+            code_.append(hasLines_ ? 1 : 0, u'\n');
         }
     }
 
     bool enterInner() {
         if (paragraph_.run.isOpen()) {
-            paragraph_.text.enter(isNamed(names_.text));
-        } else if (paragraph_.properties.isOpen() && paragraph_.style.enter(isNamed(names_.style))) {
-            return takeStyle();
+            paragraph_.text.enter(element() == Element::Text);
+        } else if (paragraph_.properties.isOpen() && paragraph_.style.enter(isStyle())) {
+            paragraph_.isCode = element() == Element::CodeStyle;
+            return element() != Element::OddStyle;
         }
         return true;
     }
 
-    bool takeStyle() {
-        const Reader::Attribute* const value = reader_.attribute(names_.ns, names_.value);
-        paragraph_.isCode = value != nullptr && value->value == names_.codeStyle;
-        return value == nullptr || value->isVerbatim;
+    bool isStyle() {
+        return element() == Element::CodeStyle || element() == Element::OtherStyle || element() == Element::OddStyle;
     }
 
     void endElement() {
@@ -169,9 +204,7 @@ private:
         hasLines_ = hasLines_ || isLine;
     }
 
-    const Names& names_ = names();
     Reader reader_;
-    std::string_view declared_;
     std::size_t depth_ = 0;
     FirstChild body_;
     Paragraph paragraph_;

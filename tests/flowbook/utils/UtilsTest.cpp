@@ -67,6 +67,9 @@ TEST(RichCode, GivesItsCodeParagraphs) {
         {"\xEF\xBB\xBF" + body(code("a")), "a"},
         {document(code("no") + "<w:body>" + code("a") + "</w:body>" + code("no")), "a"},
         {body("<w:x>" + code("no") + "</w:x>" + code("a")), "a"},
+        // Tags are known again: at a place that counts, and when more than are kept have come between.
+        {body("<w:x><w:x><w:pStyle w:val=\"code\"/><w:b a=''/></w:x></w:x>" + code("a")), "a"},
+        {body(code("a") + times("<w:n# a='#'/>", 40) + code("b")), "a\nb"},
         {body("<x:p xmlns:x='urn:x'><w:pPr><w:pStyle w:val='code'/></w:pPr>" + run + "</x:p>"), ""},
         {"<?xml version='1.0' encoding='utf-8' standalone='no' ?>\n" + body(code("a")) + "\n", "a"},
         {boost::replace_first_copy(other, ":w=", ":v="), "a"},
