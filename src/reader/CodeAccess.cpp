@@ -20,17 +20,13 @@ namespace {
 
 bool isEncrypted(const Part& part) { return part.getContentType().hasParameter(format::kEncryptionParameter); }
 
-class StringOutAdaptor : public opc::OutputStream {
-public:
-    explicit StringOutAdaptor(std::string& bytes) : bytes_(bytes) {}
+std::string_view asText(const std::vector<unsigned char>& bytes) {
+    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
 
-    void write(const void* from, std::size_t count) override { bytes_.append(static_cast<const char*>(from), count); }
-
-private:
-    std::string& bytes_;
-};
-
-std::u16string toUstring(const std::string& utf8) { return fl::i18n::codecvt_string_to_ustring("UTF-8")(utf8); }
+std::u16string toUstring(const std::vector<unsigned char>& utf8) {
+    return fl::i18n::codecvt_string_to_ustring("UTF-8")(asText(utf8));
+}
 
 }  // namespace
 
@@ -62,20 +58,20 @@ bool FlowbookFileReader::FlowbookFileReaderImpl::isPlainCode() const {
 }
 
 /// The bytes of the rich code in clear.
-std::string FlowbookFileReader::FlowbookFileReaderImpl::readRichCode() const {
+FlowbookFileReader::FlowbookFileReaderImpl::Bytes FlowbookFileReader::FlowbookFileReaderImpl::readRichCode() const {
     const Part part = getTARMICCodePart();
     if (isEncrypted(part)) {
         detail::throwInternal(FlowbookEncrypted(fileName_));
     }
-    std::string bytes;
-    StringOutAdaptor out(bytes);
+    Bytes bytes;
+    opc::ByteArrayOutAdaptor out(bytes);
     opc::StreamHelper::copyStreamToStream(*part.getInputStream(), out);
     return bytes;
 }
 
 std::u16string FlowbookFileReader::FlowbookFileReaderImpl::getRichTARMICCode() const {
     if (!richCode_) {
-        richCode_ = richBytes_ ? toUstring(*richBytes_) : toUstring(readRichCode());
+        richCode_ = toUstring(richBytes_ ? *richBytes_ : readRichCode());
         richBytes_ = boost::none;
     }
     return *richCode_;
@@ -100,7 +96,7 @@ std::u16string FlowbookFileReader::FlowbookFileReaderImpl::findCode() const {
         if (richCode_) {
             return FlowbookFileUtils::getTARMICCodeFromRichTARMICCode(*richCode_);
         }
-        return richBytes_ ? detail::scanForCode(*richBytes_).value() : readCode();
+        return richBytes_ ? detail::scanForCode(asText(*richBytes_)).value() : readCode();
     } catch (const opc::model::InvalidXMLDocument& failure) {
         detail::throwInternal(FlowbookNotFound(fileName_), failure);
     }
@@ -109,13 +105,13 @@ std::u16string FlowbookFileReader::FlowbookFileReaderImpl::findCode() const {
 /// Mostly the code is found straight in the bytes. They are kept as they are then: few callers ask for the rich code
 /// too.
 std::u16string FlowbookFileReader::FlowbookFileReaderImpl::readCode() const {
-    std::string bytes = readRichCode();
-    if (std::optional<std::u16string> code = detail::scanForCode(bytes)) {
+    Bytes bytes = readRichCode();
+    if (std::optional<std::u16string> code = detail::scanForCode(asText(bytes))) {
         richBytes_ = std::move(bytes);
         return std::move(*code);
     }
     richCode_ = toUstring(bytes);
-    std::string().swap(bytes);  // a tree of the document takes memory enough
+    Bytes().swap(bytes);  // a tree of the document takes memory enough
     return detail::codeByDom(*richCode_);
 }
 

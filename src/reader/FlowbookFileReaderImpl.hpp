@@ -44,7 +44,7 @@ private:
     boost::optional<opc::model::Part> getPart(const std::u16string& relationshipType) const;
     opc::model::Part getTARMICCodePart() const;
 
-    std::string readRichCode() const;
+    Bytes readRichCode() const;
     std::u16string findCode() const;
     std::u16string readCode() const;
 
@@ -66,7 +66,7 @@ private:
 
     std::u16string fileName_;
     mutable boost::optional<std::u16string> richCode_;
-    mutable boost::optional<std::string> richBytes_;  ///< well-formed UTF-8, until the rich code itself is asked for
+    mutable boost::optional<Bytes> richBytes_;  ///< well-formed UTF-8, until the rich code itself is asked for
     mutable boost::optional<Bytes> encryptedRichCode_;
     mutable boost::optional<std::u16string> code_;
     opc::FileSystemOpsSelector fileSystemOpsSelector_;

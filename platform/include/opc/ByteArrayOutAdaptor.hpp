@@ -12,6 +12,10 @@ public:
 
     void write(const void* from, std::size_t count) override;
 
+    /// Appends all of `bytes`; an empty vector becomes what `bytes` was, which spares a copy. `bytes` is left valid.
+    /// @throws std::bad_alloc, with nothing changed.
+    void take(fl::Bytes&& bytes);
+
 private:
     fl::Bytes* bytes_;
 };

@@ -9,4 +9,12 @@ void ByteArrayOutAdaptor::write(const void* from, std::size_t count) {
     bytes_->insert(bytes_->end(), first, first + count);
 }
 
+void ByteArrayOutAdaptor::take(fl::Bytes&& bytes) {
+    if (bytes_->empty()) {
+        bytes_->swap(bytes);
+    } else {
+        write(bytes.data(), bytes.size());
+    }
+}
+
 }  // namespace opc

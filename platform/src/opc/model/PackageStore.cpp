@@ -66,7 +66,8 @@ void PackageStore::restoreContent(const std::string& part, const std::shared_ptr
 
 std::shared_ptr<const fl::Bytes> PackageStore::xmlContent(const std::string& name) const {
     refuseLargerXml(parts().size(name), parts().get(name).name.ascii());
-    return parts().content(name);
+    std::shared_ptr<const fl::Bytes> pending = parts().pendingContent(name);
+    return pending ? pending : std::make_shared<const fl::Bytes>(parts().storedContent(name));
 }
 
 void PackageStore::requireOpen() const {

@@ -5,6 +5,7 @@
 #include "opc/model/PackageStore.hpp"
 
 #include <exception>
+#include <typeinfo>
 #include <utility>
 
 namespace opc::model {
@@ -14,10 +15,37 @@ struct KeptBytes {
     std::shared_ptr<const fl::Bytes> bytes;
 };
 
-class ContentInputStream : private KeptBytes, public ByteArrayInAdaptor {
+class PendingContentStream : private KeptBytes, public ByteArrayInAdaptor {
 public:
-    explicit ContentInputStream(std::shared_ptr<const fl::Bytes> content)
+    explicit PendingContentStream(std::shared_ptr<const fl::Bytes> content)
         : KeptBytes{std::move(content)}, ByteArrayInAdaptor(*bytes) {}
+};
+
+struct OwnBytes {
+    fl::Bytes bytes;
+};
+
+/// Gives its bytes away instead of having them copied where nobody can tell.
+class StoredContentStream : private OwnBytes, public ByteArrayInAdaptor {
+public:
+    explicit StoredContentStream(fl::Bytes content) : OwnBytes{std::move(content)}, ByteArrayInAdaptor(bytes) {}
+
+    std::size_t read(void* to, std::size_t count) override {
+        isWhole_ = false;
+        return ByteArrayInAdaptor::read(to, count);
+    }
+
+    void transferTo(OutputStream& out) override {
+        if (isWhole_ && typeid(out) == typeid(ByteArrayOutAdaptor)) {
+            static_cast<ByteArrayOutAdaptor&>(out).take(std::move(bytes));
+            bytes.clear();
+        } else {
+            ByteArrayInAdaptor::transferTo(out);
+        }
+    }
+
+private:
+    bool isWhole_ = true;
 };
 
 /// The new content of a part, in its place from the start.
@@ -65,7 +93,11 @@ std::uint64_t Part::getSize() const { return store().parts().size(sourceKey()); 
 std::uint64_t Part::getStoredSize() const { return store().parts().storedSize(sourceKey()); }
 
 std::unique_ptr<InputStream> Part::getInputStream() const {
-    return std::make_unique<ContentInputStream>(store().parts().content(sourceKey()));
+    const detail::PartTable& parts = store().parts();
+    if (auto pending = parts.pendingContent(sourceKey())) {
+        return std::make_unique<PendingContentStream>(std::move(pending));
+    }
+    return std::make_unique<StoredContentStream>(parts.storedContent(sourceKey()));
 }
 
 std::unique_ptr<OutputStream> Part::getOutputStream() {

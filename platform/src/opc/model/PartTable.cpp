@@ -166,10 +166,9 @@ std::uint64_t PartTable::storedSize(std::string_view folded) const {
     return part.pending ? 0 : container_.storedSize(part.entries);
 }
 
-std::shared_ptr<const fl::Bytes> PartTable::content(std::string_view folded) const {
+fl::Bytes PartTable::storedContent(std::string_view folded) const {
     const PartState& part = get(folded);
-    return part.pending ? part.pending
-                        : std::make_shared<const fl::Bytes>(container_.read(part.entries, part.name.ascii()));
+    return container_.read(part.entries, part.name.ascii());
 }
 
 std::shared_ptr<fl::Bytes> PartTable::replaceContent(std::string_view folded, std::shared_ptr<fl::Bytes> content) {

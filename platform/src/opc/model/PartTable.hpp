@@ -59,8 +59,9 @@ public:
     std::uint64_t size(std::string_view folded) const;
     std::uint64_t storedSize(std::string_view folded) const;
 
-    /// The bytes are shared with whoever writes the part at the moment.
-    std::shared_ptr<const fl::Bytes> content(std::string_view folded) const;
+    /// Null while the content is the container's. Shared with whoever writes the part at the moment.
+    std::shared_ptr<const fl::Bytes> pendingContent(std::string_view folded) const { return get(folded).pending; }
+    fl::Bytes storedContent(std::string_view folded) const;
 
     /// Gives the part other content, which the caller fills, and returns what was pending before, null for none.
     std::shared_ptr<fl::Bytes> replaceContent(std::string_view folded, std::shared_ptr<fl::Bytes> content);
