@@ -19,11 +19,6 @@ set(CMAKE_BUILD_WITH_INSTALL_RPATH ON)
 find_program(CCACHE_PROGRAM ccache)
 if(CCACHE_PROGRAM AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
     set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
-    # ccache must be told that precompiled headers may be trusted, or it keeps nothing that uses one.
-    if(NOT CMAKE_DISABLE_PRECOMPILE_HEADERS)
-        list(PREPEND CMAKE_CXX_COMPILER_LAUNCHER env CCACHE_SLOPPINESS=pch_defines,time_macros)
-        add_compile_options($<$<CXX_COMPILER_ID:GNU>:-fpch-preprocess>)
-    endif()
 endif()
 
 # Gives `target` the warnings of this project. The presets make errors of them; whoever builds this as a part of
@@ -36,31 +31,11 @@ function(pxflowbook_set_warnings target)
     endif()
 endfunction()
 
-# Has `target` find the headers that most of its sources include compiled already, and those that are named. No header of
-# this tree is among them, and all presets but the optimised one go without, so that a forgotten include is found.
-function(pxflowbook_precompile_headers target)
-    target_precompile_headers(${target} PRIVATE
-        <algorithm> <functional> <map> <memory> <optional> <stdexcept> <string> <string_view> <utility> <vector> ${ARGN})
-endfunction()
-
-# Has the sources of `target` compiled several at a time, where PXFLOWBOOK_UNITY is on: for building it all once, not for
-# working on it.
+# Has the sources of `target` compiled many at a time, where PXFLOWBOOK_UNITY is on: for building it all once, not for
+# working on it. A name then stands for one thing in all sources of a target, hidden or not.
 function(pxflowbook_compile_together target)
     if(PXFLOWBOOK_UNITY)
-        set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
-    endif()
-endfunction()
-
-# The shared libraries are optimised as wholes in a release, which a small file's reading gains some 5 % from. The objects
-# stay fit for an ordinary link too, so that the tests need not wait for one of this kind.
-set(PXFLOWBOOK_WHOLE_PROGRAM OFF)
-if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_BUILD_TYPE STREQUAL Release AND NOT PXFLOWBOOK_SANITIZE)
-    set(PXFLOWBOOK_WHOLE_PROGRAM ON)
-endif()
-function(pxflowbook_optimise_whole objects library)
-    if(PXFLOWBOOK_WHOLE_PROGRAM)
-        target_compile_options(${objects} PRIVATE -flto=auto -ffat-lto-objects)
-        target_link_options(${library} PRIVATE -flto=auto)
+        set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 24)
     endif()
 endfunction()
 

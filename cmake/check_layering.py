@@ -51,16 +51,17 @@ LIBRARY_ROOMS = {
 }
 KIT_ROOMS = {
     "kit": set(),
+    "kit/characters": set(),
     "kit/xml": set(),
-    "kit/document": {"kit/xml"},
+    "kit/document": {"kit/characters", "kit/xml"},
     "kit/digest": {"kit/document", "kit/xml"},
-    "kit/text": {"kit/digest", "kit/document", "kit/xml"},
+    "kit/text": {"kit/characters", "kit/digest", "kit/document", "kit/xml"},
     "kit/check": {"kit/document", "kit/xml"},
     "kit/change": {"kit/document", "kit/xml"},
     "kit/failure": set(),
-    "kit/container": {"kit/document", "kit/xml"},
+    "kit/container": {"kit/characters", "kit/document", "kit/xml"},
     "kit/merge": {"kit/container", "kit/digest", "kit/document", "kit/xml"},
-    "kit/page": {"kit/digest", "kit/document", "kit/xml"},
+    "kit/page": {"kit/characters", "kit/digest", "kit/document", "kit/xml"},
 }
 TOOL_BASE = {*KIT_ROOMS, "flowbook/terminal", "flowbook/inputs", "flowbook/files"}
 TOOL_ROOMS = {

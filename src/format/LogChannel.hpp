@@ -4,12 +4,12 @@
 
 namespace flowbook::detail {
 
-inline constexpr const char* kLogChannel = "flowbook::logging";
+inline foundation::log::basic_diagnostic_logger logger("flowbook::logging");
 
 /// Bit values of the host's diagnostic facility.
 enum LogLevel : unsigned { kLogContent = 4, kLogProgress = 8, kLogWriteFailure = 512 };
 
-inline void log(foundation::log::basic_diagnostic_logger& logger, LogLevel level, const char* message) {
+inline void log(LogLevel level, const char* message) {
     if (auto record = logger.open(level)) {
         record.stream() << message;
     }

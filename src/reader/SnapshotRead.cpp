@@ -17,8 +17,6 @@ using opc::model::Relationship;
 
 namespace {
 
-foundation::log::basic_diagnostic_logger logger(detail::kLogChannel);
-
 template <class T>
 void appendTo(std::vector<T>& all, std::vector<T> more) {
     all.insert(all.end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
@@ -39,8 +37,8 @@ std::vector<FlowbookFilePackage::Relationship> toSnapshot(const std::vector<Rela
 }
 
 void logContent(const std::vector<unsigned char>& content) {
-    detail::log(logger, detail::kLogContent, "Printing part content");
-    if (auto record = logger.open(detail::kLogContent)) {
+    detail::log(detail::kLogContent, "Printing part content");
+    if (auto record = detail::logger.open(detail::kLogContent)) {
         record.stream() << std::string(content.begin(), content.end());
     }
 }

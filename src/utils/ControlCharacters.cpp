@@ -10,8 +10,6 @@ namespace flowbook {
 
 namespace {
 
-foundation::log::basic_diagnostic_logger logger(detail::kLogChannel);
-
 constexpr char16_t kReplacement = u'\uFFFD';
 
 /// Units that are looked at in one step. Vectors by name: what a compiler makes of a loop varies with its switches, and
@@ -47,7 +45,7 @@ bool hasReplaced(const char16_t* block) {
 void replace(char16_t* units, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) {
         if (isReplaced(units[i])) {
-            detail::log(logger, detail::kLogProgress, "Replacing character with replacement character");
+            detail::log(detail::kLogProgress, "Replacing character with replacement character");
             units[i] = kReplacement;
         }
     }
@@ -56,7 +54,7 @@ void replace(char16_t* units, std::size_t count) {
 }  // namespace
 
 std::u16string FlowbookFileUtils::encodeControlCharacters(const std::u16string& text) {
-    detail::log(logger, detail::kLogProgress, "Encoding control characters");
+    detail::log(detail::kLogProgress, "Encoding control characters");
     std::u16string encoded = text;
     std::size_t done = 0;
     for (; encoded.size() - done >= kBlock; done += kBlock) {
@@ -65,7 +63,7 @@ std::u16string FlowbookFileUtils::encodeControlCharacters(const std::u16string& 
         }
     }
     replace(&encoded[done], encoded.size() - done);
-    detail::log(logger, detail::kLogProgress, "Finished encoding control characters");
+    detail::log(detail::kLogProgress, "Finished encoding control characters");
     return encoded;
 }
 

@@ -23,8 +23,6 @@ using opc::model::URI;
 
 namespace {
 
-foundation::log::basic_diagnostic_logger logger(detail::kLogChannel);
-
 StandardPartInfo standardInfo() { return {CompressionType::Normal, 0}; }
 
 /// Nothing for what is no URI reference.
@@ -48,14 +46,14 @@ void carry(const Relationship& relationship, Part& to) {
 }  // namespace
 
 void FlowbookFileWriter::FlowbookFileWriterImpl::setTARMICCode(const std::u16string& code) {
-    detail::log(logger, detail::kLogProgress, "Starting to encode control characters");
+    detail::log(detail::kLogProgress, "Starting to encode control characters");
     std::u16string encoded = FlowbookFileUtils::encodeControlCharacters(code);
-    detail::log(logger, detail::kLogProgress, "Finished encoding control characters");
+    detail::log(detail::kLogProgress, "Finished encoding control characters");
     plainCode_ = std::move(encoded);
     isPlainCode_ = true;
-    detail::log(logger, detail::kLogProgress, "Writing TARMIC Code part");
+    detail::log(detail::kLogProgress, "Writing TARMIC Code part");
     writeTARMICCodePart();
-    detail::log(logger, detail::kLogProgress, "Finished writing TARMIC code part");
+    detail::log(detail::kLogProgress, "Finished writing TARMIC code part");
     // Only now: encrypted code that this writer was given before has just been written once more.
     encryptedRichCode_ = boost::none;
 }

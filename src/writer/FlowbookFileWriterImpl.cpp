@@ -20,8 +20,6 @@ using opc::pxservices::CorePropertiesManager;
 
 namespace {
 
-foundation::log::basic_diagnostic_logger logger(detail::kLogChannel);
-
 /// The reader's class: callers have always caught it for a file that cannot be opened.
 template <class Failure>
 [[noreturn]] void throwOpeningFailure(const std::u16string& fileName, const Failure& failure) {
@@ -35,7 +33,7 @@ FlowbookFileWriterGenericException writingFailure(const std::u16string& fileName
 }
 
 void logBeingHandled() {
-    if (auto record = logger.open(detail::kLogWriteFailure)) {
+    if (auto record = detail::logger.open(detail::kLogWriteFailure)) {
         record.stream() << "Caught exception while writing to file: "
                         << boost::current_exception_diagnostic_information(true);
     }
@@ -94,7 +92,7 @@ void FlowbookFileWriter::FlowbookFileWriterImpl::setupBackupOptions() {
     options.removeBackup(false);
     options.backupExtension(u"~");
     options.backupCreatedFcn([this](const std::u16string& backupName) {
-        if (auto record = logger.open(detail::kLogProgress)) {
+        if (auto record = detail::logger.open(detail::kLogProgress)) {
             record.stream() << "Backup created : " << fl::i18n::to_string(backupName);
         }
         backupFileName_ = backupName;

@@ -16,8 +16,6 @@ using opc::model::URI;
 
 namespace {
 
-foundation::log::basic_diagnostic_logger logger(detail::kLogChannel);
-
 /// An external relationship always gets a new id; an internal one the given id, if it is not empty.
 void createRelationship(RelationshipSource& source, const FlowbookFilePackage::Relationship& relationship,
                         const std::u16string& internalId) {
@@ -31,11 +29,11 @@ void createRelationship(RelationshipSource& source, const FlowbookFilePackage::R
 }  // namespace
 
 void FlowbookFileWriter::FlowbookFileWriterImpl::write(const FlowbookFilePackage& snapshot) {
-    detail::log(logger, detail::kLogProgress, "Starting to write flowbook file package");
+    detail::log(detail::kLogProgress, "Starting to write flowbook file package");
     deletePackageParts();
     writePackageRelationships(snapshot.getRelationships());
     writePackageParts(snapshot.getParts());
-    detail::log(logger, detail::kLogProgress, "Finished writing flowbook file package");
+    detail::log(detail::kLogProgress, "Finished writing flowbook file package");
 }
 
 void FlowbookFileWriter::FlowbookFileWriterImpl::writePackageRelationships(

@@ -7,10 +7,10 @@
 namespace flowbook::tool {
 namespace {
 
-constexpr char kFooter[] = "'-' names standard input or output. 'flowbook help COMMAND' tells more.\n\n"
-                           "Exit codes: 0 fine, 1 a negative finding, 2 usage, 3 input or output,\n"
-                           "4 not a flowbook or damaged, 5 encrypted, 6 over a limit.\n"
-                           "With several files the highest counts.";
+constexpr char kProgramFooter[] = "'-' names standard input or output. 'flowbook help COMMAND' tells more.\n\n"
+                                  "Exit codes: 0 fine, 1 a negative finding, 2 usage, 3 input or output,\n"
+                                  "4 not a flowbook or damaged, 5 encrypted, 6 over a limit.\n"
+                                  "With several files the highest counts.";
 
 void addCommands(CommandLine& line, Console& console) {
     addCatCommand(line, console);
@@ -35,7 +35,7 @@ void addCommands(CommandLine& line, Console& console) {
 }
 
 void run(Console& console, const std::vector<std::string>& arguments) {
-    CommandLine line("flowbook", "Reads and writes flowbook files (.tqx, .tqapp).", kFooter,
+    CommandLine line("flowbook", "Reads and writes flowbook files (.tqx, .tqapp).", kProgramFooter,
                      std::string("flowbook ") + libpxflowbook_version + " (" + libpxflowbook_build_date + ")");
     addCommands(line, console);
     line.parse(arguments, console);

@@ -11,7 +11,7 @@ namespace flowbook::tool {
 
 namespace {
 
-constexpr char kFooter[] =
+constexpr char kCopyFooter[] =
     "The copy is a new file with the flowbook's own parts, title, description and version; what else\n"
     "the package holds is left behind.\n\n"
     "Example:\n"
@@ -59,7 +59,7 @@ void addCopyCommand(CommandLine& line, Console& console) {
         std::string target;
         bool force = false;
     };
-    Arguments command = line.add("copy", "Write what the flowbook consists of into a new file", kFooter);
+    Arguments command = line.add("copy", "Write what the flowbook consists of into a new file", kCopyFooter);
     const auto options = std::make_shared<Options>();
     command.require("SOURCE", options->source, "Flowbook to copy");
     command.require("TARGET", options->target, "Flowbook to create");

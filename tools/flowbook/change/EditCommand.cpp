@@ -16,7 +16,7 @@ namespace flowbook::tool {
 
 namespace {
 
-constexpr char kFooter[] =
+constexpr char kEditFooter[] =
     "Opens the code in the editor that VISUAL or EDITOR names, else in vi, and saves it when it was changed.\n"
     "A flowbook that something else changed meanwhile is not overwritten. When saving fails, the text is kept,\n"
     "and the message names its place. What is around the code is dropped with --flatten only.\n\n"
@@ -111,7 +111,7 @@ void edit(const Input& input, const EditOptions& options) {
 }  // namespace
 
 void addEditCommand(CommandLine& line, Console& console) {
-    Arguments command = line.add("edit", "Change the code of a flowbook in an editor", kFooter);
+    Arguments command = line.add("edit", "Change the code of a flowbook in an editor", kEditFooter);
     const auto options = std::make_shared<EditOptions>();
     command.require("FILE", options->file, "Flowbook");
     command.flag("--flatten", options->flatten, "Drop what is around the code, if need be");

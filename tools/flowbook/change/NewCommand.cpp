@@ -14,11 +14,12 @@ using SnapshotPart = FlowbookFilePackage::Part;
 
 namespace {
 
-constexpr char kFooter[] = "A file that is there is kept unless --force is given; then it is replaced at once, or not\n"
-                           "at all. Code is UTF-8; control characters in it become U+FFFD.\n\n"
-                           "Examples:\n"
-                           "  flowbook new analysis.tqx --code analysis.txt --title 'Running mean'\n"
-                           "  flowbook new report.tqx --rich report.xml --image plot.png --image map.svg";
+constexpr char kNewFooter[] =
+    "A file that is there is kept unless --force is given; then it is replaced at once, or not\n"
+    "at all. Code is UTF-8; control characters in it become U+FFFD.\n\n"
+    "Examples:\n"
+    "  flowbook new analysis.tqx --code analysis.txt --title 'Running mean'\n"
+    "  flowbook new report.tqx --rich report.xml --image plot.png --image map.svg";
 
 struct NewOptions {
     std::string file;
@@ -92,7 +93,7 @@ void create(Console& console, const NewOptions& options) {
 }  // namespace
 
 void addNewCommand(CommandLine& line, Console& console) {
-    Arguments command = line.add("new", "Create a flowbook", kFooter);
+    Arguments command = line.add("new", "Create a flowbook", kNewFooter);
     const auto options = std::make_shared<NewOptions>();
     command.require("FILE", options->file, "Flowbook to create");
     command.allow("--code", options->code, "File with plain code");

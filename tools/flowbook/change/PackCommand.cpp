@@ -14,7 +14,7 @@ namespace flowbook::tool {
 
 namespace {
 
-constexpr char kFooter[] =
+constexpr char kPackFooter[] =
     "Makes a flowbook of a folder that 'flowbook extract' made, with the files as they are now: the inverse\n"
     "of it, down to the digest. Files that flowbook.json does not name are not packed, which is told and ends\n"
     "with 1. code.txt is only compared: code is changed in its document, or by 'flowbook set --code'.\n\n"
@@ -97,7 +97,7 @@ void pack(Console& console, const PackOptions& options) {
 }  // namespace
 
 void addPackCommand(CommandLine& line, Console& console) {
-    Arguments command = line.add("pack", "Make a flowbook of what was extracted", kFooter);
+    Arguments command = line.add("pack", "Make a flowbook of what was extracted", kPackFooter);
     const auto options = std::make_shared<PackOptions>();
     command.require("DIR", options->folder, "Folder that 'flowbook extract' made");
     command.require("-o,--output", options->output, "Where the flowbook goes; '-' is standard output");

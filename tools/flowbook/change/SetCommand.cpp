@@ -9,7 +9,7 @@ namespace flowbook::tool {
 
 namespace {
 
-constexpr char kFooter[] =
+constexpr char kSetFooter[] =
     "What is not named stays as it is. A file is updated at once, or not at all, and not touched\n"
     "when nothing would change. Plain code that would drop prose or pictures around the code is\n"
     "refused without --flatten.\n\n"
@@ -49,7 +49,7 @@ void run(Console& console, SetOptions& options) {
 }  // namespace
 
 void addSetCommand(CommandLine& line, Console& console) {
-    Arguments command = line.add("set", "Change the code or properties of flowbooks", kFooter);
+    Arguments command = line.add("set", "Change the code or properties of flowbooks", kSetFooter);
     const auto options = std::make_shared<SetOptions>();
     options->inputs.addTo(command);
     command.allow("--code", options->code, "File with plain code");

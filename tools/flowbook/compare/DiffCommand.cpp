@@ -11,7 +11,7 @@ namespace flowbook::tool {
 
 namespace {
 
-constexpr char kFooter[] =
+constexpr char kDiffFooter[] =
     "Compares what 'flowbook git textconv' prints, by diff(1). Ends with 0 when the contents are the\n"
     "same, with 1 when they differ. Colours appear on a terminal, unless NO_COLOR is set.\n\n"
     "Example:\n"
@@ -38,7 +38,7 @@ void diff(Console& console, const DiffOptions& options) {
 }  // namespace
 
 void addDiffCommand(CommandLine& line, Console& console) {
-    Arguments command = line.add("diff", "Show how two flowbooks differ", kFooter);
+    Arguments command = line.add("diff", "Show how two flowbooks differ", kDiffFooter);
     const auto options = std::make_shared<DiffOptions>();
     command.require("A", options->a, "Flowbook");
     command.require("B", options->b, "Flowbook");

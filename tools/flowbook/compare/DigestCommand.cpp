@@ -7,7 +7,7 @@ namespace flowbook::tool {
 
 namespace {
 
-constexpr char kFooter[] =
+constexpr char kDigestFooter[] =
     "SHA-256 over the content: names, types, bytes and relationships of the parts; not times, order and\n"
     "compression of the container, nor the time of the last modification. With --code it is that of what\n"
     "'flowbook cat' prints, or of the stored bytes where the code is encrypted. The form is sha256sum's.\n\n"
@@ -43,7 +43,7 @@ void tellDigest(const Input& input, Report& report, const DigestOptions& options
 }  // namespace
 
 void addDigestCommand(CommandLine& line, Console& console) {
-    Arguments command = line.add("digest", "Tell flowbooks apart by their content", kFooter);
+    Arguments command = line.add("digest", "Tell flowbooks apart by their content", kDigestFooter);
     const auto options = std::make_shared<DigestOptions>();
     options->inputs.addTo(command);
     command.flag("--code", options->code, "Of the code alone");

@@ -9,7 +9,7 @@ namespace flowbook::tool {
 
 namespace {
 
-constexpr char kFooter[] =
+constexpr char kGitFooter[] =
     "setup has git compare and merge flowbooks by this command, in this repository or, with --global,\n"
     "in all of yours; it prints every line that it writes, and --undo takes them back.\n"
     "textconv prints a flowbook as lines for comparing: properties, parts with their digests, prose\n"
@@ -49,7 +49,7 @@ void runGit(Console& console, const GitOptions& options) {
 }  // namespace
 
 void addGitCommand(CommandLine& line, Console& console) {
-    Arguments command = line.add("git", "Do for git what it asks of a driver", kFooter);
+    Arguments command = line.add("git", "Do for git what it asks of a driver", kGitFooter);
     const auto options = std::make_shared<GitOptions>();
     command.require("ACTION", options->action, "setup or textconv");
     command.take("FILE", options->files, "Flowbook, for textconv");

@@ -11,7 +11,7 @@ namespace flowbook::tool {
 
 namespace {
 
-constexpr char kFooter[] =
+constexpr char kMergeFooter[] =
     "Takes into OURS what THEIRS changed since BASE: code by paragraph and line, and each property,\n"
     "picture and other part. Where both changed the same, the code has both between markers, all else is\n"
     "kept as in OURS and named on standard error. An empty file as BASE stands for none.\n"
@@ -58,7 +58,7 @@ void merge(Console& console, const MergeOptions& options) {
 }  // namespace
 
 void addMergeCommand(CommandLine& line, Console& console) {
-    Arguments command = line.add("merge", "Bring together what two changed in a flowbook", kFooter);
+    Arguments command = line.add("merge", "Bring together what two changed in a flowbook", kMergeFooter);
     const auto options = std::make_shared<MergeOptions>();
     command.require("BASE", options->base, "What both began with");
     command.require("OURS", options->ours, "One version; replaced by the result unless there is -o");

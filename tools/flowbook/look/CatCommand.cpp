@@ -9,13 +9,13 @@ namespace flowbook::tool {
 
 namespace {
 
-constexpr char kFooter[] = "Formats:\n"
-                           "  text  the plain code as UTF-8, with a line feed at its end where there is none\n"
-                           "  xml   the text of the document part as it is stored\n"
-                           "  raw   the stored bytes of encrypted code\n\n"
-                           "Examples:\n"
-                           "  flowbook cat analysis.tqx\n"
-                           "  flowbook cat --json folder | jq -r .form";
+constexpr char kCatFooter[] = "Formats:\n"
+                              "  text  the plain code as UTF-8, with a line feed at its end where there is none\n"
+                              "  xml   the text of the document part as it is stored\n"
+                              "  raw   the stored bytes of encrypted code\n\n"
+                              "Examples:\n"
+                              "  flowbook cat analysis.tqx\n"
+                              "  flowbook cat --json folder | jq -r .form";
 
 struct CatOptions {
     InputOptions inputs;
@@ -58,7 +58,7 @@ void run(Console& console, const CatOptions& options) {
 }  // namespace
 
 void addCatCommand(CommandLine& line, Console& console) {
-    Arguments command = line.add("cat", "Print the code of flowbooks", kFooter);
+    Arguments command = line.add("cat", "Print the code of flowbooks", kCatFooter);
     const auto options = std::make_shared<CatOptions>();
     options->inputs.addTo(command);
     command.allow("--format", options->format, {"text", "xml", "raw"}, "What to print (text)");

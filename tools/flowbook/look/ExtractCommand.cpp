@@ -16,7 +16,7 @@ using opc::model::PartName;
 
 namespace {
 
-constexpr char kFooter[] =
+constexpr char kExtractFooter[] =
     "Without --code, --images and --part all is extracted. The code becomes code.txt, a part a file\n"
     "under its own name, at most 64 folders deep. Pictures that are data URIs are decoded, but for --part, which "
     "gives\n"
@@ -91,7 +91,7 @@ void extract(const Input& input, Report& report, const ExtractOptions& options) 
 }  // namespace
 
 void addExtractCommand(CommandLine& line, Console& console) {
-    Arguments command = line.add("extract", "Unpack code, pictures and parts of a flowbook", kFooter);
+    Arguments command = line.add("extract", "Unpack code, pictures and parts of a flowbook", kExtractFooter);
     const auto options = std::make_shared<ExtractOptions>();
     command.require("FILE", options->file, "Flowbook");
     command.require("-d,--directory", options->folder, "Folder to unpack into; made if there is none");

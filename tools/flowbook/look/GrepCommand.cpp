@@ -10,7 +10,7 @@ namespace flowbook::tool {
 
 namespace {
 
-constexpr char kFooter[] =
+constexpr char kGrepFooter[] =
     "Prints FILE:LINE:TEXT for each line of the code, numbered as 'flowbook cat' prints them, in which\n"
     "the pattern is found. It is an expression in the syntax of RE2. Ends with 0 when something was\n"
     "found, with 1 when not; files that cannot be read are told of and count as always.\n\n"
@@ -93,7 +93,7 @@ void run(Console& console, const GrepOptions& options) {
 }  // namespace
 
 void addGrepCommand(CommandLine& line, Console& console) {
-    Arguments command = line.add("grep", "Search the code of flowbooks", kFooter);
+    Arguments command = line.add("grep", "Search the code of flowbooks", kGrepFooter);
     const auto options = std::make_shared<GrepOptions>();
     SearchOptions& search = options->search;
     command.require("PATTERN", search.pattern, "What to search for");

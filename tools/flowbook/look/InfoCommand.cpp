@@ -11,10 +11,10 @@ namespace flowbook::tool {
 
 namespace {
 
-constexpr char kFooter[] = "Ends with 1 when a file holds no code.\n\n"
-                           "Examples:\n"
-                           "  flowbook info analysis.tqx\n"
-                           "  flowbook info --json folder | jq -r .title";
+constexpr char kInfoFooter[] = "Ends with 1 when a file holds no code.\n\n"
+                               "Examples:\n"
+                               "  flowbook info analysis.tqx\n"
+                               "  flowbook info --json folder | jq -r .title";
 
 struct FileInfo {
     std::optional<kit::CodeForm> form;  ///< none when it cannot be told
@@ -104,7 +104,7 @@ void showInfo(const Input& input, Report& report, bool json) {
 }  // namespace
 
 void addInfoCommand(CommandLine& line, Console& console) {
-    Arguments command = line.add("info", "Tell the form of the code, the properties and the parts", kFooter);
+    Arguments command = line.add("info", "Tell the form of the code, the properties and the parts", kInfoFooter);
     const auto options = std::make_shared<InputOptions>();
     options->addTo(command);
     options->addJsonTo(command);

@@ -15,10 +15,10 @@ using Target = PackageTree::Target;
 
 namespace {
 
-constexpr char kFooter[] = "Shows each relationship as 'id type -> target'. A part that was shown before is not\n"
-                           "entered again. Ends with 1 when a target is missing.\n\n"
-                           "Example:\n"
-                           "  flowbook parts analysis.tqx";
+constexpr char kPartsFooter[] = "Shows each relationship as 'id type -> target'. A part that was shown before is not\n"
+                                "entered again. Ends with 1 when a target is missing.\n\n"
+                                "Example:\n"
+                                "  flowbook parts analysis.tqx";
 
 // Deeper rows are not indented further, so that the output stays in proportion to the file.
 constexpr std::size_t kDeepestIndent = 32;
@@ -113,7 +113,7 @@ private:
 }  // namespace
 
 void addPartsCommand(CommandLine& line, Console& console) {
-    Arguments command = line.add("parts", "Show how the parts of flowbooks refer to each other", kFooter);
+    Arguments command = line.add("parts", "Show how the parts of flowbooks refer to each other", kPartsFooter);
     const auto options = std::make_shared<InputOptions>();
     options->addTo(command);
     options->addJsonTo(command);

@@ -7,7 +7,7 @@ namespace flowbook::tool {
 
 namespace {
 
-constexpr char kFooter[] =
+constexpr char kCanonFooter[] =
     "Rewrites the container in one fixed form: order, times, compression and content types; ids and\n"
     "order of relationships stay. Equal contents then are equal files; one in that form is left alone.\n\n"
     "Examples:\n"
@@ -36,7 +36,7 @@ void canon(const Input& input, Report& report, bool onlyCheck) {
 }  // namespace
 
 void addCanonCommand(CommandLine& line, Console& console) {
-    Arguments command = line.add("canon", "Rewrite flowbooks in one fixed form", kFooter);
+    Arguments command = line.add("canon", "Rewrite flowbooks in one fixed form", kCanonFooter);
     const auto options = std::make_shared<CanonOptions>();
     options->inputs.addTo(command);
     command.flag("--check", options->check, "Change nothing; name the files that would change and end with 1");

@@ -7,7 +7,7 @@ namespace flowbook::tool {
 
 namespace {
 
-constexpr char kFooter[] =
+constexpr char kCheckFooter[] =
     "Prints a line for each finding: file, part, place, severity, what it is, and the name of its kind.\n"
     "Ends with 0 when nothing is found, with 1 for warnings, with 4 when reading would refuse something.\n\n"
     "Examples:\n"
@@ -48,7 +48,7 @@ void check(const Input& input, Report& report, bool asJson) {
 }  // namespace
 
 void addCheckCommand(CommandLine& line, Console& console) {
-    Arguments command = line.add("check", "Find what is wrong with flowbooks", kFooter);
+    Arguments command = line.add("check", "Find what is wrong with flowbooks", kCheckFooter);
     const auto options = std::make_shared<InputOptions>();
     options->addTo(command);
     options->addJsonTo(command);

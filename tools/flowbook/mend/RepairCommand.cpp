@@ -10,7 +10,7 @@ namespace flowbook::tool {
 
 namespace {
 
-constexpr char kFooter[] =
+constexpr char kRepairFooter[] =
     "Takes what is whole of a damaged file into a new one: entries are found without the index, content\n"
     "types and relationships that are gone are made anew from names. Standard error tells what was saved\n"
     "and what was not. Ends with 0 when all was saved, with 1 when something was not, with 4 when nothing was.\n\n"
@@ -44,7 +44,7 @@ void repair(Console& console, const RepairOptions& options) {
 }  // namespace
 
 void addRepairCommand(CommandLine& line, Console& console) {
-    Arguments command = line.add("repair", "Save what is whole of a damaged flowbook", kFooter);
+    Arguments command = line.add("repair", "Save what is whole of a damaged flowbook", kRepairFooter);
     const auto options = std::make_shared<RepairOptions>();
     command.require("FILE", options->file, "Damaged flowbook; not changed");
     command.allow("-o,--output", options->output, "Where the result goes; '-' is standard output");

@@ -11,7 +11,7 @@ namespace flowbook::tool {
 
 namespace {
 
-constexpr char kFooter[] =
+constexpr char kHtmlFooter[] =
     "A page is one file that runs nothing and loads nothing: properties, prose and code with numbered lines, "
     "pictures,\n"
     "and, folded, stored outputs, parts and relationships. A damaged file gets a page that says what is wrong.\n"
@@ -62,7 +62,7 @@ void makeAll(Console& console, const HtmlOptions& options) {
 }  // namespace
 
 void addHtmlCommand(CommandLine& line, Console& console) {
-    Arguments command = line.add("html", "Make pages of flowbooks", kFooter);
+    Arguments command = line.add("html", "Make pages of flowbooks", kHtmlFooter);
     const auto options = std::make_shared<HtmlOptions>();
     options->inputs.addTo(command);
     command.allow("-o,--output", options->output, "Where the page goes (standard output)");

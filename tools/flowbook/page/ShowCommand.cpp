@@ -9,7 +9,7 @@ namespace flowbook::tool {
 
 namespace {
 
-constexpr char kFooter[] =
+constexpr char kShowFooter[] =
     "The page, which only you can read, stays in the folder of temporary files, as the browser may take it later.\n\n"
     "Example:\n"
     "  flowbook show analysis.tqx";
@@ -31,7 +31,7 @@ void show(const Input& input, Report& report) {
 }  // namespace
 
 void addShowCommand(CommandLine& line, Console& console) {
-    Arguments command = line.add("show", "Show a flowbook in the browser", kFooter);
+    Arguments command = line.add("show", "Show a flowbook in the browser", kShowFooter);
     const auto file = std::make_shared<std::string>();
     command.require("FILE", *file, "Flowbook");
     command.run([file, &console] { forInput(console, *file, show); });

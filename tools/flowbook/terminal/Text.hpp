@@ -28,7 +28,4 @@ std::string printableLines(std::string_view utf8);
 /// printable(), in quotes; quotes and backslashes inside are escaped.
 std::string inQuotes(std::string_view utf8);
 
-bool startsWith(std::string_view text, std::string_view start);
-bool endsWith(std::string_view text, std::string_view end);
-
 }  // namespace flowbook::tool

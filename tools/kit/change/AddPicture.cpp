@@ -22,7 +22,7 @@ namespace {
 bool isNamePart(char letter) { return (letter >= 'a' && letter <= 'z') || (letter >= '0' && letter <= '9'); }
 
 /// Of "image/svg+xml" it is "svg".
-std::string extensionOf(const std::string& mediaType) {
+std::string subtypeExtension(const std::string& mediaType) {
     const std::string subtype = mediaType.substr(mediaType.find('/') + 1);
     return {subtype.begin(), std::find_if_not(subtype.begin(), subtype.end(), isNamePart)};
 }
@@ -30,7 +30,7 @@ std::string extensionOf(const std::string& mediaType) {
 std::string checkedType(const std::string& mediaType) {
     const ContentType type(fl::i18n::to_ustring(mediaType));
     const std::string plain = fl::i18n::to_string(type.getMediaType());
-    if (plain.rfind("image/", 0) != 0 || extensionOf(plain).empty() || !type.getParameters().empty()) {
+    if (plain.rfind("image/", 0) != 0 || subtypeExtension(plain).empty() || !type.getParameters().empty()) {
         throw opc::Exception(opc::ErrorKind::Misuse, "'" + mediaType + "' is no type of pictures");
     }
     return plain;
@@ -64,7 +64,7 @@ void checkPictureType(const std::string& mediaType) { checkedType(mediaType); }
 
 std::string addPicture(Package& package, const std::string& mediaType, const fl::Bytes& picture) {
     const std::string type = checkedType(mediaType);
-    const auto relationship = freeRelationship(package, extensionOf(type));
+    const auto relationship = freeRelationship(package, subtypeExtension(type));
     const PartName name(relationship.target);
     const opc::model::StandardPartInfo info(opc::interfaces::CompressionType::Normal, 0);
     const std::string content = writeDataUri({"data:" + type + ";base64", picture});

@@ -21,7 +21,7 @@ namespace {
 constexpr char kContentTypesEntry[] = "[Content_Types].xml";
 constexpr std::string_view kContentTypesNamespace = "http://schemas.openxmlformats.org/package/2006/content-types";
 
-std::string toText(const std::u16string& text) { return fl::i18n::to_string(text); }
+using fl::i18n::to_string;
 
 bool isOfFile(opc::ErrorKind kind) { return kind == opc::ErrorKind::NotFound || kind == opc::ErrorKind::InputOutput; }
 
@@ -124,9 +124,9 @@ private:
         attempt("picture.malformed", name, [&] {
             const std::string header = readDataUri(content, document.where(part)).header;
             const std::string type = header.substr(5, header.find(';') - 5);
-            if (fold(type) != toText(part.getContentType().getMediaType())) {
+            if (fold(type) != to_string(part.getContentType().getMediaType())) {
                 add(Severity::Warning, "picture.type", name, "",
-                    "the data URI says " + type + ", the content type " + toText(part.getContentType().toString()));
+                    "the data URI says " + type + ", the content type " + to_string(part.getContentType().toString()));
             }
         });
     }
@@ -148,7 +148,7 @@ private:
     void addDangling(const PackageTree::Row& row) {
         const bool isOfCode = row.source == "/" && row.relationship.getType() == documentRelationshipType();
         add(isOfCode ? Severity::Error : Severity::Warning, "relationship.dangling", std::string(row.source),
-            toText(row.relationship.getID()), "leads to no part: " + toText(row.relationship.getTarget()));
+            to_string(row.relationship.getID()), "leads to no part: " + to_string(row.relationship.getTarget()));
     }
 
     void checkProperties(const Document& document) {

@@ -1,6 +1,7 @@
 #include "kit/container/Salvage.hpp"
 
 #include "fl/i18n/Conversion.hpp"
+#include "kit/characters/Characters.hpp"
 #include "kit/container/PackageContent.hpp"
 #include "kit/container/ZipRemains.hpp"
 #include "kit/document/EntryNames.hpp"
@@ -25,10 +26,6 @@ constexpr std::string_view kPackageNamespace = "http://schemas.openxmlformats.or
 const std::u16string kDocumentType = u"application/vnd.pellarion.tarmic.code.document+xml";
 
 std::u16string wide(std::string_view text) { return fl::i18n::to_ustring(text); }
-
-bool endsWith(std::string_view text, std::string_view end) {
-    return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
-}
 
 std::string extensionOf(const std::string& name) {
     const std::size_t dot = name.rfind('.');

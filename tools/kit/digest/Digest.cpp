@@ -18,7 +18,7 @@ namespace {
 constexpr std::u16string_view kCorePropertiesType = u"application/vnd.openxmlformats-package.core-properties+xml";
 constexpr std::string_view kTermsNamespace = "http://purl.org/dc/terms/";
 
-std::string toText(const std::u16string& text) { return fl::i18n::to_string(text); }
+using fl::i18n::to_string;
 
 /// The elements below the root, each as one text: names, sorted attributes and content.
 class ElementTexts : public XmlHandler {
@@ -91,8 +91,8 @@ void addProperties(Sha256& sum, const fl::Bytes& content) {
 
 std::string keyOf(const Relationship& relationship, bool withId) {
     Sha256 sum;
-    sum.addField(withId ? toText(relationship.getID()) : "");
-    sum.addField(toText(relationship.getType()));
+    sum.addField(withId ? to_string(relationship.getID()) : "");
+    sum.addField(to_string(relationship.getType()));
     sum.addField(relationship.getTargetMode() == opc::model::TargetMode::Internal ? "internal" : "external");
     return sum.addField(targetOf(relationship)).take();
 }
@@ -108,11 +108,11 @@ void addRelationships(Sha256& sum, const RelationshipSource& source, bool withId
     }
 }
 
-std::string typeOf(const Part& part) {
+std::string fullTypeOf(const Part& part) {
     const opc::model::ContentType type = part.getContentType();
-    std::string text = toText(type.getMediaType());
+    std::string text = to_string(type.getMediaType());
     for (const auto& [name, value] : type.getParameters()) {
-        text += ";" + toText(name) + "=" + toText(value);
+        text += ";" + to_string(name) + "=" + to_string(value);
     }
     return text;
 }
@@ -129,11 +129,11 @@ std::string targetOf(const Relationship& relationship) {
     const std::u16string target = relationship.getTarget();
     if (relationship.getTargetMode() == opc::model::TargetMode::Internal) {
         try {
-            return toText(opc::model::URI(target).toString());
+            return to_string(opc::model::URI(target).toString());
         } catch (const opc::Exception&) {  // It leads nowhere, but tells files apart.
         }
     }
-    return toText(target);
+    return to_string(target);
 }
 
 bool isCoreProperties(const Part& part) { return part.getContentType().getMediaType() == kCorePropertiesType; }
@@ -145,7 +145,7 @@ std::string contentDigest(const Document& document) {
     Sha256 sum;
     sum.add("flowbook 1\n");
     for (const Part& part : parts) {
-        sum.add("part ").addField(part.getName().folded()).addField(typeOf(part)).add(partDigest(part));
+        sum.add("part ").addField(part.getName().folded()).addField(fullTypeOf(part)).add(partDigest(part));
         addRelationships(sum, part, true);
     }
     sum.add("package");
@@ -171,7 +171,7 @@ std::string partDigest(const Part& part) {
 }
 
 std::string codeAsLines(const std::u16string& code) {
-    std::string text = toText(code);
+    std::string text = to_string(code);
     if (!text.empty() && text.back() != '\n') {
         text += '\n';
     }

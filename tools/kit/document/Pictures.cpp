@@ -1,6 +1,7 @@
 #include "kit/document/Pictures.hpp"
 
 #include "fl/i18n/Conversion.hpp"
+#include "kit/characters/Characters.hpp"
 #include "opc/Exception.hpp"
 
 #include <algorithm>
@@ -14,12 +15,6 @@ namespace flowbook::kit {
 namespace {
 
 std::string_view textOf(const fl::Bytes& bytes) { return {reinterpret_cast<const char*>(bytes.data()), bytes.size()}; }
-
-bool startsWith(std::string_view text, std::string_view start) { return text.substr(0, start.size()) == start; }
-
-bool endsWith(std::string_view text, std::string_view end) {
-    return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
-}
 
 struct Kind {
     std::string_view extension;
@@ -36,7 +31,7 @@ constexpr Kind kKinds[] = {{".png", "image/png", "\x89PNG\r\n\x1A\n"},
                            {".webp", "image/webp", "RIFF", "WEBP"},
                            {".svg", "image/svg+xml", ""}};
 
-constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+constexpr std::string_view kBase64Digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 constexpr std::string_view kHexDigits = "0123456789abcdef0123456789ABCDEF";
 constexpr std::string_view kBase64Mark = ";base64";
 
@@ -71,7 +66,7 @@ std::string encodeBase64(const fl::Bytes& bytes) {
             group = group << 8 | (i < count ? bytes[at + i] : 0U);
         }
         for (std::size_t i = 0; i < 4; ++i) {
-            text += i <= count ? kDigits[group >> (18 - 6 * i) & 63U] : '=';
+            text += i <= count ? kBase64Digits[group >> (18 - 6 * i) & 63U] : '=';
         }
     }
     return text;
@@ -96,7 +91,7 @@ std::optional<std::string_view> digitsOf(std::string_view text) {
 }
 
 bool decodeBase64(std::string_view text, fl::Bytes& bytes) {
-    static const DigitTable values = valuesOf(kDigits);
+    static const DigitTable values = valuesOf(kBase64Digits);
     const std::optional<std::string_view> digits = digitsOf(text);
     unsigned group = 0;
     unsigned bits = 0;

@@ -22,11 +22,11 @@ bool isOff(std::string_view value) { return value == "false" || value == "0" || 
 
 /// The number after "heading" in a style such as "Heading2" or "heading 2"; 0 for other styles.
 int headingOf(std::string_view style) {
-    constexpr std::string_view kName = "eading";
+    constexpr std::string_view kHeading = "eading";
     if (style == "Title" || style == "title") {
         return 1;
     }
-    if (style.size() < 8 || (style[0] != 'H' && style[0] != 'h') || style.substr(1, kName.size()) != kName) {
+    if (style.size() < 8 || (style[0] != 'H' && style[0] != 'h') || style.substr(1, kHeading.size()) != kHeading) {
         return 0;
     }
     const std::string_view number = style.substr(style[7] == ' ' ? 8 : 7);

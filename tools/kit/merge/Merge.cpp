@@ -22,7 +22,7 @@ using Records = std::vector<Record>;
 
 namespace {
 
-std::string toText(const std::u16string& text) { return fl::i18n::to_string(text); }
+using fl::i18n::to_string;
 
 /// One version, with the part that holds its code.
 struct Version {
@@ -230,7 +230,7 @@ private:
     }
 
     void tell(const Trio& trio, bool isDeletion) {
-        const std::string name = toText(trio.any().partName);
+        const std::string name = to_string(trio.any().partName);
         const bool isCodeOfOurs = fold(trio.any().partName) == ours_.codeName;
         std::string words = "kept as ours has it";
         if (isDeletion) {
@@ -243,7 +243,7 @@ private:
 
     /// Plans to add a part under a name that nobody uses.
     std::string rename(PartRecord part) {
-        const std::string name = toText(part.partName);
+        const std::string name = to_string(part.partName);
         const std::size_t dot = std::min(name.rfind('.'), name.size());
         const std::set<std::u16string> taken = names();
         std::string fresh;

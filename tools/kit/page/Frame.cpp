@@ -14,7 +14,7 @@ constexpr std::size_t kGeneratorWithin = 1024;
 
 std::string escaped(std::string_view text) { return Markup().text(text).finished(); }
 
-struct Values {
+struct PageValues {
     std::string title;
     const std::string& body;
 
@@ -32,7 +32,7 @@ struct Values {
 }  // namespace
 
 std::string framed(std::string_view title, const Markup& body) {
-    const Values values{escaped(title), body.finished()};
+    const PageValues values{escaped(title), body.finished()};
     const std::string_view skeleton = pageSkeleton();
     std::string page;
     page.reserve(skeleton.size() + pageStyle().size() + body.finished().size() + 512);

@@ -16,9 +16,9 @@ namespace {
 
 constexpr std::size_t kMostShown = std::size_t{1} << 20;
 
-std::string toText(const std::u16string& text) { return fl::i18n::to_string(text); }
+using fl::i18n::to_string;
 
-std::string typeOf(const Part& part) { return toText(part.getContentType().toString()); }
+std::string typeOf(const Part& part) { return to_string(part.getContentType().toString()); }
 
 void openFolded(Markup& out, std::string_view heading) {
     out.open("details").open("summary").element("h2", heading).close();
@@ -84,9 +84,9 @@ std::string_view remarkOn(PackageTree::Target kind) {
 /// @param source  empty where it is that of the row before: it may be long, and have many relationships.
 void writeRelationship(Markup& out, const PackageTree::Row& row, std::string_view source) {
     out.open("tr").element("td", {{"class", "name"}}, source);
-    out.element("td", {{"dir", "auto"}}, toText(row.relationship.getID()));
-    out.element("td", {{"dir", "auto"}}, toText(row.relationship.getType()));
-    out.open("td", {{"class", "name"}}).element("bdi", toText(row.relationship.getTarget()));
+    out.element("td", {{"dir", "auto"}}, to_string(row.relationship.getID()));
+    out.element("td", {{"dir", "auto"}}, to_string(row.relationship.getType()));
+    out.open("td", {{"class", "name"}}).element("bdi", to_string(row.relationship.getTarget()));
     out.text(remarkOn(row.kind)).close().close();
 }
 

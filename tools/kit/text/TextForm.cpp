@@ -1,6 +1,7 @@
 #include "kit/text/TextForm.hpp"
 
 #include "fl/i18n/Conversion.hpp"
+#include "kit/characters/Characters.hpp"
 #include "kit/digest/Digest.hpp"
 #include "kit/digest/Sha256.hpp"
 #include "kit/document/Document.hpp"
@@ -8,7 +9,6 @@
 #include "opc/Exception.hpp"
 
 #include <algorithm>
-#include <cstdio>
 #include <new>
 
 namespace flowbook::kit {
@@ -18,15 +18,9 @@ using opc::model::Relationship;
 
 namespace {
 
-std::string toText(const std::u16string& text) { return fl::i18n::to_string(text); }
+using fl::i18n::to_string;
 
 bool isControl(char16_t unit) { return (unit < 0x20 && unit != u'\t') || (unit >= 0x7F && unit < 0xA0); }
-
-std::u16string escaped(char16_t unit) {
-    char text[8];
-    std::snprintf(text, sizeof text, "\\u%04x", static_cast<unsigned>(unit));
-    return std::u16string(text, text + 6);
-}
 
 std::string sizeAndDigest(std::size_t size, const std::string& digest) {
     return std::to_string(size) + " bytes, sha256 " + digest;
@@ -98,7 +92,7 @@ std::string describePicture(const Part& part) {
     }
     const DataUri uri = readDataUri(content, "the picture");
     const std::string usual =
-        writeDataUri({"data:" + toText(part.getContentType().toString()) + ";base64", uri.content});
+        writeDataUri({"data:" + to_string(part.getContentType().toString()) + ";base64", uri.content});
     const bool isUsual = std::equal(usual.begin(), usual.end(), content.begin(), content.end(),
                                     [](char a, unsigned char b) { return static_cast<unsigned char>(a) == b; });
     return sizeAndDigest(uri.content.size(), sha256(uri.content)) + (isUsual ? "" : ", stored " + stored);
@@ -114,7 +108,7 @@ std::string describeContent(const Part& part) {
 void tellPart(TextWriter& out, const Part& part) {
     const std::string start = (isPicture(part) ? "picture " : "part ") + part.getName().ascii() + " ";
     out.attempt(start, [&] {
-        out.line(start + printable(toText(part.getContentType().toString())) + ", " + describeContent(part));
+        out.line(start + printable(to_string(part.getContentType().toString())) + ", " + describeContent(part));
     });
 }
 
@@ -123,8 +117,8 @@ void tellRelationships(TextWriter& out, const std::string& source, const opc::mo
     std::vector<std::string> lines;
     for (const Relationship& relationship : from.getRelationships(opc::model::ExcludeMode::None)) {
         const bool isInternal = relationship.getTargetMode() == opc::model::TargetMode::Internal;
-        lines.push_back("relationship " + source + " " + (withIds ? toText(relationship.getID()) + " " : "") +
-                        toText(relationship.getType()) + (isInternal ? " -> " : " => ") + targetOf(relationship));
+        lines.push_back("relationship " + source + " " + (withIds ? to_string(relationship.getID()) + " " : "") +
+                        to_string(relationship.getType()) + (isInternal ? " -> " : " => ") + targetOf(relationship));
     }
     std::sort(lines.begin(), lines.end());
     for (const std::string& line : lines) {
@@ -202,7 +196,7 @@ std::string printable(std::string_view utf8) {
     }
     std::u16string result;
     for (const char16_t unit : fl::i18n::to_ustring(utf8)) {
-        result += isControl(unit) ? escaped(unit) : std::u16string(1, unit);
+        result += isControl(unit) ? fl::i18n::to_ustring(escapeOf(unit)) : std::u16string(1, unit);
     }
     return fl::i18n::to_string(result);
 }

@@ -11,7 +11,7 @@
 namespace opc::model::detail {
 namespace {
 
-constexpr std::string_view kNamespace = "http://schemas.openxmlformats.org/package/2006/relationships";
+constexpr std::string_view kListNamespace = "http://schemas.openxmlformats.org/package/2006/relationships";
 
 struct Range {
     char32_t first;
@@ -54,9 +54,9 @@ TargetMode targetModeOf(const XmlElement& element) {
 }
 
 /// Fills a list from its XML.
-class Handler : public FlatXmlHandler {
+class ListHandler : public FlatXmlHandler {
 public:
-    explicit Handler(RelationshipList& list) : FlatXmlHandler(kNamespace, "Relationships"), list_(list) {}
+    explicit ListHandler(RelationshipList& list) : FlatXmlHandler(kListNamespace, "Relationships"), list_(list) {}
 
 private:
     void listed(const XmlElement& element) override {
@@ -110,7 +110,7 @@ bool isNCName(std::u16string_view text) {
 }
 
 void RelationshipList::parse(const fl::Bytes& bytes, const std::function<std::string()>& where) {
-    Handler handler(*this);
+    ListHandler handler(*this);
     parseFlatXml(bytes, where, handler);
 }
 
@@ -222,7 +222,7 @@ bool RelationshipList::removeByType(std::u16string_view type) noexcept {
 
 fl::Bytes RelationshipList::toXml() const {
     XmlWriter xml;
-    xml.start("Relationships").attribute("xmlns", kNamespace);
+    xml.start("Relationships").attribute("xmlns", kListNamespace);
     for (const RecordPtr& record : all()) {
         xml.start("Relationship").attribute("Id", fl::i18n::to_string(record->id));
         xml.attribute("Type", fl::i18n::to_string(record->type));
