@@ -1,12 +1,15 @@
 #!/usr/bin/env python3
-"""Checks what clang-format does not see: names and places of test files, guards and widths, words, the share of tests.
+"""Checks what clang-format does not see: names and places of test files, guards and widths, words, the list of
+packages, the share of tests.
 
-usage: check_style.py [--share]   (with --share, the share of tests alone)
+usage: check_style.py [--share | --self-test]   (with --share, the share of tests alone; with --self-test it plants a
+violation of each kind into a scratch tree and fails unless exactly those are found)
 """
 
 import re
 import subprocess
 import sys
+import tempfile
 from pathlib import Path
 
 TREE = Path(__file__).resolve().parent.parent
@@ -21,16 +24,18 @@ TEST_NAME = re.compile(r"[A-Z]\w*Test\.cpp|[a-z]\w*_test\.(py|sh)")
 # Other words stand for these things; see the glossary in ARCHITECTURE.md.
 UNWANTED = {r"\bcase[- ]fold": "fold", r"\bzip (item|member)s?\b": "entry",
             r"\b(TODO|FIXME)\b": "do it, or say what is so"}
+PACKAGES = "packaging/apt-packages.txt"
+PACKAGE_LINE = re.compile(r"#.*|\[[a-z]+\]|[a-z0-9][a-z0-9.+-]+|")
 
 
-def sources():
+def sources(tree):
     """The files of the tree; without git, all that are not built."""
-    if (TREE / ".git").exists():
-        names = subprocess.run(["git", "ls-files", "--cached", "--others", "--exclude-standard"], cwd=TREE, check=True,
+    if (tree / ".git").exists():
+        names = subprocess.run(["git", "ls-files", "--cached", "--others", "--exclude-standard"], cwd=tree, check=True,
                                stdout=subprocess.PIPE, text=True).stdout.splitlines()
     else:
-        names = [path.relative_to(TREE).as_posix() for path in sorted(TREE.rglob("*"))]
-    return [name for name in names if not name.startswith("build/") and (TREE / name).is_file()]
+        names = [path.relative_to(tree).as_posix() for path in sorted(tree.rglob("*"))]
+    return [name for name in names if not name.startswith("build/") and (tree / name).is_file()]
 
 
 def is_code(name):
@@ -38,7 +43,7 @@ def is_code(name):
     return (Path(path.stem) if path.suffix == ".in" else path).suffix in CODE
 
 
-def against_place(name):
+def against_place(tree, name):
     if not name.startswith("tests/") or not name.endswith((".cpp", ".py")) or SUPPORT.search(name):
         return None
     path = Path(name)
@@ -46,13 +51,13 @@ def against_place(name):
         return "a test is called XyzTest.cpp or xyz_test.py"
     for tests, sources in ROOMS.items():
         if name.startswith(tests + "/"):
-            room = TREE / sources / path.parent.relative_to(tests)
-            return None if room.is_dir() else f"there is no room {room.relative_to(TREE)}"
+            room = tree / sources / path.parent.relative_to(tests)
+            return None if room.is_dir() else f"there is no room {room.relative_to(tree)}"
     return None
 
 
-def against_text(name):
-    lines = (TREE / name).read_text(encoding="utf-8").splitlines()
+def against_text(tree, name):
+    lines = (tree / name).read_text(encoding="utf-8").splitlines()
     if name.endswith(".hpp") and (not lines or lines[0] != "#pragma once"):
         yield 1, "a header begins with #pragma once"
     for number, line in enumerate(lines, 1):
@@ -63,6 +68,50 @@ def against_text(name):
         if name != "cmake/check_style.py":
             yield from ((number, f"the word is: {word}") for pattern, word in UNWANTED.items()
                         if re.search(pattern, line))
+
+
+def against_packages(tree):
+    """A tool that sorts lines has taken the comment of this list apart before."""
+    path = tree / PACKAGES
+    lines = path.read_text(encoding="utf-8").splitlines() if path.exists() else []
+    for number, line in enumerate(lines, 1):
+        if not PACKAGE_LINE.fullmatch(line):
+            yield f"{PACKAGES}:{number}: neither a package nor a section"
+
+
+def violations(tree):
+    names = sources(tree)
+    found = [f"{name}: {reason}" for name in names if (reason := against_place(tree, name))]
+    found += [f"{name}:{number}: {reason}" for name in names if is_code(name)
+              for number, reason in against_text(tree, name)]
+    return found + list(against_packages(tree))
+
+
+# A file of the scratch tree, what it holds, and whether that is a violation.
+SELF_TEST = [
+    ("src/reader/Fine.hpp", "#pragma once\n", False),
+    ("tests/flowbook/reader/FineTest.cpp", "x\n", False),
+    ("tests/flowbook/reader/test_bad.cpp", "x\n", True),
+    ("tests/flowbook/nowhere/LostTest.cpp", "x\n", True),
+    ("src/reader/Guard.hpp", "// no guard\n", True),
+    ("src/reader/Wide.cpp", "x" * (WIDTH + 1) + "\n", True),
+    ("src/reader/Blank.cpp", "x \n", True),
+    ("src/reader/Tab.cpp", "\tx\n", True),
+    ("src/reader/Word.cpp", "// a zip " + "member\n", True),
+    (PACKAGES, "# A comment\n[build]\ng++\n\n[tests],\n", True),
+]
+
+
+def self_test():
+    with tempfile.TemporaryDirectory() as folder:
+        for name, text, _ in SELF_TEST:
+            (Path(folder) / name).parent.mkdir(parents=True, exist_ok=True)
+            (Path(folder) / name).write_text(text, encoding="utf-8")
+        found = {line.split(":")[0] for line in violations(Path(folder))}
+    planted = {name for name, _, violation in SELF_TEST if violation}
+    for name in sorted(planted ^ found):
+        print(f"style self-test: {'not' if name in planted else 'wrongly'} found: {name}")
+    return planted == found
 
 
 def lines_under(names, folders):
@@ -77,11 +126,11 @@ def share_is_met(names):
 
 
 def main(arguments):
-    names = sources()
     if arguments == ["--share"]:
-        return 0 if share_is_met(names) else 1
-    found = [f"{name}: {reason}" for name in names if (reason := against_place(name))]
-    found += [f"{name}:{number}: {reason}" for name in names if is_code(name) for number, reason in against_text(name)]
+        return 0 if share_is_met(sources(TREE)) else 1
+    if arguments == ["--self-test"]:
+        return 0 if self_test() else 1
+    found = violations(TREE)
     print("\n".join(found) if found else "style: fine")
     return 1 if found else 0
 
