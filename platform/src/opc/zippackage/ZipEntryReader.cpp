@@ -33,10 +33,11 @@ ZipEntryReader::Place ZipEntryReader::locate(const ZipEntry& entry, ZipInput::Bu
     if (header.size() < fixedSize + extraSize) {
         header = input_.view(entry.offset, fixedSize + extraSize, buffer);
     }
-    const std::string_view extra = header.substr(fixedSize, extraSize);
+    header = header.substr(0, fixedSize + extraSize);
+    const std::string_view extra = header.substr(fixedSize);
     FieldReader fields(header);
     checkHeader(entry, fields, extra);
-    return {entry.offset + fixedSize + extraSize, extra};
+    return {entry.offset + header.size(), header, extra};
 }
 
 void ZipEntryReader::checkHeader(const ZipEntry& entry, FieldReader& fields, std::string_view extra) const {

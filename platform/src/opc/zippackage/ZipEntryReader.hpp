@@ -12,9 +12,10 @@ namespace opc::zippackage {
 /// Reads the entries of a container whose index was read. Failures are opc::Exception, kind Damaged or InputOutput.
 class ZipEntryReader {
 public:
-    /// Where the data of an entry is, and the extra fields of its local header.
+    /// Where the data of an entry is, and its local header with the extra fields that end it.
     struct Place {
         std::uint64_t dataOffset;
+        std::string_view header;
         std::string_view extra;
     };
 

@@ -6,6 +6,7 @@
 #include "opc/zippackage/ZipText.hpp"
 
 #include <algorithm>
+#include <utility>
 
 namespace opc::zippackage {
 namespace {
@@ -34,18 +35,21 @@ void ZipWriter::addContent(std::string_view name, const fl::Bytes& content, inte
         }
     }
     entry.storedSize = data.size();
-    addHeaders(entry, {});
+    put(addHeaders(entry, {}));
     put(data);
 }
 
 void ZipWriter::addCarried(const ZipInput& input, const ZipEntry& entry, const ZipEntryReader::Place& place) {
-    addHeaders(entry, place.extra);
+    const std::string header = addHeaders(entry, place.extra);
     if (place.dataOffset >= input.heldFrom()) {
+        put(header);
         put(input.held(place.dataOffset, entry.storedSize));
-        return;
+    } else if (header == place.header) {
+        carry(input, entry.offset, header.size() + entry.storedSize);
+    } else {
+        put(header);
+        carry(input, place.dataOffset, entry.storedSize);
     }
-    translatingStorageErrors(doing_, [&] { out_.append(input.file(), place.dataOffset, entry.storedSize); });
-    position_ += entry.storedSize;
 }
 
 void ZipWriter::finish(std::string_view comment) {
@@ -71,26 +75,26 @@ void ZipWriter::putZip64End(FieldWriter& fields) const {
     fields.u32(kZip64LocatorSignature).u32(0).u64(position_ + directory_.size()).u32(1);
 }
 
-/// The local header goes out, the directory's record is kept for later.
-void ZipWriter::addHeaders(ZipEntry entry, std::string_view localExtra) {
+/// Keeps the directory's record for later. @returns the local header, which goes out next.
+std::string ZipWriter::addHeaders(ZipEntry entry, std::string_view localExtra) {
     entry.offset = position_;
     entry.flags = static_cast<std::uint16_t>(entry.flags & ~kDataDescriptorFlag);
     if (hasWideSizes(entry) || needsZip64(entry.offset)) {
         entry.versionNeeded = std::max(entry.versionNeeded, kVersionZip64);
     }
-    putLocal(entry, localExtra);
     putCentral(entry);
     ++count_;
+    return localHeader(entry, localExtra);
 }
 
-void ZipWriter::putLocal(const ZipEntry& entry, std::string_view otherExtra) {
+std::string ZipWriter::localHeader(const ZipEntry& entry, std::string_view otherExtra) const {
     const std::string extra = extraOf(entry, otherExtra, false);
     std::string header;
     FieldWriter fields(header);
     fields.u32(kLocalSignature);
     putShared(fields, entry, extra.size());
     fields.bytes(entry.name).bytes(extra);
-    put(header);
+    return header;
 }
 
 void ZipWriter::putCentral(const ZipEntry& entry) {
@@ -141,8 +145,26 @@ std::string ZipWriter::extraOf(const ZipEntry& entry, std::string_view others, b
 }
 
 void ZipWriter::put(std::string_view bytes) {
+    copyCarried();
     position_ += bytes.size();
     translatingStorageErrors(doing_, [&] { out_.write(bytes.data(), bytes.size()); });
+}
+
+void ZipWriter::carry(const ZipInput& input, std::uint64_t offset, std::uint64_t count) {
+    if (carriedFrom_ != &input || carriedOffset_ + carriedCount_ != offset) {
+        copyCarried();
+        carriedFrom_ = &input;
+        carriedOffset_ = offset;
+        carriedCount_ = 0;
+    }
+    carriedCount_ += count;
+    position_ += count;
+}
+
+void ZipWriter::copyCarried() {
+    if (const ZipInput* const from = std::exchange(carriedFrom_, nullptr)) {
+        translatingStorageErrors(doing_, [&] { out_.append(from->file(), carriedOffset_, carriedCount_); });
+    }
 }
 
 }  // namespace opc::zippackage
