@@ -15,9 +15,10 @@ namespace opc::model {
 /// closed, every call but getName() throws opc::Exception.
 class PXPLATFORM_EXPORT Part : public RelationshipSource {
 public:
-    Part(std::shared_ptr<detail::PackageStore> store, const PartName& name);
+    Part(std::shared_ptr<detail::PackageStore> store, std::shared_ptr<detail::PartState> part) noexcept
+        : RelationshipSource(std::move(store), std::move(part)) {}
 
-    const PartName& getName() const noexcept { return name_; }
+    const PartName& getName() const noexcept;
     ContentType getContentType() const;
 
     /// Bytes of the content.
@@ -33,9 +34,6 @@ public:
     /// destroys the stream, the part has its former content again. The stream must not be used after the
     /// part was deleted or the package closed. Content reaches the file by Package::close().
     std::unique_ptr<OutputStream> getOutputStream();
-
-private:
-    PartName name_;
 };
 
 }  // namespace opc::model

@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace opc::model {
@@ -12,6 +13,7 @@ namespace opc::model {
 namespace detail {
 class PackageStore;
 class StoreAccess;
+struct PartState;
 }  // namespace detail
 
 /// What relationships start from: a package or a part. All functions throw opc::Exception when the
@@ -45,8 +47,9 @@ public:
     void deleteRelationshipsByType(const std::u16string& type);
 
 protected:
-    /// @param source  the folded part name; empty for the package.
-    RelationshipSource(std::shared_ptr<detail::PackageStore> store, std::string source);
+    /// @param part  null for the package.
+    RelationshipSource(std::shared_ptr<detail::PackageStore> store, std::shared_ptr<detail::PartState> part) noexcept
+        : store_(std::move(store)), part_(std::move(part)) {}
     RelationshipSource(const RelationshipSource&) = default;
     RelationshipSource(RelationshipSource&&) = default;
     RelationshipSource& operator=(const RelationshipSource&) = default;
@@ -56,13 +59,14 @@ protected:
     detail::PackageStore& store() const noexcept { return *store_; }
     const std::shared_ptr<detail::PackageStore>& sharedStore() const noexcept { return store_; }
     void setStore(std::shared_ptr<detail::PackageStore> store) noexcept { store_ = std::move(store); }
-    const std::string& sourceKey() const noexcept { return source_; }
+    detail::PartState* partState() const noexcept { return part_.get(); }
+    const std::shared_ptr<detail::PartState>& sharedPartState() const noexcept { return part_; }
 
 private:
     friend class detail::StoreAccess;
 
     std::shared_ptr<detail::PackageStore> store_;
-    std::string source_;
+    std::shared_ptr<detail::PartState> part_;
 };
 
 }  // namespace opc::model

@@ -29,7 +29,7 @@ public:
 
 private:
     URI() = default;
-    void parse(const std::string& text);
+    void parse(std::string text);
 
     std::string scheme_;
     std::string authority_;

@@ -33,7 +33,7 @@ public:
 
     CommitPlan plan() {
         for (const auto& [place, part] : parts_.all()) {
-            assignRelationshipsType(part.relationships, part.name.ascii());
+            assignRelationshipsType(part->relationships, part->name.ascii());
         }
         assignRelationshipsType(package_, kPackageSource);
         addContentTypes();
@@ -41,7 +41,7 @@ public:
         addLeadingPart();
         addOldEntries();
         for (const auto& [place, part] : parts_.all()) {
-            addPart(part);
+            addPart(*part);
         }
         return std::move(plan_);
     }
@@ -115,8 +115,8 @@ void Planner::addLeadingPart() {
 void Planner::addOldEntries() {
     std::vector<const PartState*> owners(entryDone_.size());
     for (const auto& [place, part] : parts_.all()) {
-        for (const std::size_t entry : part.entries) {
-            owners[entry] = &part;
+        for (const std::size_t entry : part->entries) {
+            owners[entry] = part.get();
         }
     }
     for (std::size_t entry = 0; entry != owners.size(); ++entry) {

@@ -1,5 +1,7 @@
 #include "opc/model/NameIndex.hpp"
 
+#include "opc/model/PartState.hpp"
+
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
@@ -32,6 +34,9 @@ bool derivesFrom(std::string_view name, std::string_view base) noexcept {
 }
 
 }  // namespace
+
+NameIndex::Meaning::Meaning(std::shared_ptr<PartState> meantPart)
+    : isPart(true), part(std::move(meantPart)), folded(part->name.folded()) {}
 
 bool NameIndex::Before::operator()(const Key& a, const Key& b) const noexcept {
     if (a.isPart != b.isPart) {

@@ -2,9 +2,11 @@
 
 #include "opc/model/Entries.hpp"
 
+#include <memory>
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace opc::model::detail {
 
@@ -18,8 +20,7 @@ public:
     /// A name and what it stands for: a part, or the entries of what a package does not list.
     class Meaning {
     public:
-        /// @param name  the part's own, which outlives the object.
-        Meaning(PartState& meantPart, std::string_view name) : isPart(true), part(&meantPart), folded(name) {}
+        explicit Meaning(std::shared_ptr<PartState> meantPart);
 
         /// @param isPartName  a relationships part's.
         Meaning(bool isPartName, std::string name, Entries meantEntries)
@@ -29,7 +30,7 @@ public:
         Meaning& operator=(const Meaning&) = delete;
 
         const bool isPart;
-        PartState* const part = nullptr;
+        const std::shared_ptr<PartState> part;
         const Entries entries;
 
     private:

@@ -8,7 +8,7 @@
 namespace opc::model {
 
 Package::Package(interfaces::IPhysicalPackage& physicalPackage)
-    : RelationshipSource(std::make_shared<detail::PackageStore>(physicalPackage), std::string()) {}
+    : RelationshipSource(std::make_shared<detail::PackageStore>(physicalPackage), nullptr) {}
 
 Package::~Package() { store().revert(); }
 
@@ -29,25 +29,21 @@ void Package::revert() noexcept { store().revert(); }
 
 bool Package::hasPart(const PartName& name) const { return store().parts().find(name.folded()) != nullptr; }
 
-Part Package::getPart(const PartName& name) const {
-    return Part(sharedStore(), store().parts().get(name.folded()).name);
-}
+Part Package::getPart(const PartName& name) const { return Part(sharedStore(), store().parts().shared(name.folded())); }
 
 std::vector<Part> Package::getParts() const {
     const auto& states = store().parts().all();
     std::vector<Part> parts;
     parts.reserve(states.size());
     for (const auto& [place, state] : states) {
-        parts.emplace_back(sharedStore(), state.name);
+        parts.emplace_back(sharedStore(), state);
     }
     return parts;
 }
 
 Part Package::createPart(const PartName& name, const ContentType& contentType,
                          const interfaces::IPhysicalPartInfo& info) {
-    Part part(sharedStore(), name);
-    store().partsToChange().create(name, contentType, info, store().mode());
-    return part;
+    return Part(sharedStore(), store().partsToChange().create(name, contentType, info, store().mode()));
 }
 
 void Package::deletePart(const PartName& name) { store().partsToChange().remove(name.folded()); }

@@ -17,7 +17,7 @@ void PackageStore::open(OpenMode mode) {
         if (mode != OpenMode::Create) {
             parts_.read();
         }
-        relationships_.of({});
+        relationships_.of(nullptr);
     } catch (...) {
         revert();
         throw;
@@ -59,15 +59,10 @@ RelationshipTable& PackageStore::relationshipsToChange() {
     return relationships_;
 }
 
-void PackageStore::restoreContent(const std::string& part, const std::shared_ptr<fl::Bytes>& content,
-                                  std::shared_ptr<fl::Bytes> former) noexcept {
-    parts_.restoreContent(part, content, std::move(former));
-}
-
-std::shared_ptr<const fl::Bytes> PackageStore::xmlContent(const std::string& name) const {
-    refuseLargerXml(parts().size(name), parts().get(name).name.ascii());
-    std::shared_ptr<const fl::Bytes> pending = parts().pendingContent(name);
-    return pending ? pending : std::make_shared<const fl::Bytes>(parts().storedContent(name));
+std::shared_ptr<const fl::Bytes> PackageStore::xmlContent(const PartState& part) const {
+    refuseLargerXml(parts().size(part), part.name.ascii());
+    std::shared_ptr<const fl::Bytes> pending = parts().pendingContent(part);
+    return pending ? pending : std::make_shared<const fl::Bytes>(parts().storedContent(part));
 }
 
 void PackageStore::requireOpen() const {

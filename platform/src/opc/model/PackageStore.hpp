@@ -32,12 +32,8 @@ public:
     RelationshipTable& relationships();
     RelationshipTable& relationshipsToChange();
 
-    /// Also good when the package is not open any more.
-    void restoreContent(const std::string& part, const std::shared_ptr<fl::Bytes>& content,
-                        std::shared_ptr<fl::Bytes> former) noexcept;
-
     /// The content of a part that is package XML and therefore held to the limit for that.
-    std::shared_ptr<const fl::Bytes> xmlContent(const std::string& name) const;
+    std::shared_ptr<const fl::Bytes> xmlContent(const PartState& part) const;
 
     /// Holds package XML to the limit for it, also what is yet to be written: it could not be read again.
     /// @param name  the part's, for the message. @throws opc::Exception of kind LimitExceeded.

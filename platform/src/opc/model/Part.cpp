@@ -51,16 +51,16 @@ private:
 /// The new content of a part, in its place from the start.
 class ContentReplacement {
 public:
-    ContentReplacement(std::shared_ptr<detail::PackageStore> store, std::string part)
+    ContentReplacement(std::shared_ptr<detail::PackageStore> store, std::shared_ptr<detail::PartState> part)
         : store_(std::move(store)), part_(std::move(part)) {
-        former_ = store_->partsToChange().replaceContent(part_, content_);
+        former_ = store_->partsToChange().replaceContent(*part_, content_);
     }
     ContentReplacement(const ContentReplacement&) = delete;
     ContentReplacement& operator=(const ContentReplacement&) = delete;
 
     ~ContentReplacement() {
         if (std::uncaught_exceptions() > exceptionsBefore_) {
-            store_->restoreContent(part_, content_, std::move(former_));
+            detail::PartTable::restoreContent(*part_, content_, std::move(former_));
         }
     }
 
@@ -68,7 +68,7 @@ public:
 
 private:
     std::shared_ptr<detail::PackageStore> store_;
-    std::string part_;
+    std::shared_ptr<detail::PartState> part_;
     std::shared_ptr<fl::Bytes> content_ = std::make_shared<fl::Bytes>();
     std::shared_ptr<fl::Bytes> former_;
     int exceptionsBefore_ = std::uncaught_exceptions();
@@ -77,31 +77,31 @@ private:
 /// Harmless, if useless, when the part is gone.
 class ContentOutputStream : private ContentReplacement, public ByteArrayOutAdaptor {
 public:
-    ContentOutputStream(const std::shared_ptr<detail::PackageStore>& store, const std::string& part)
+    ContentOutputStream(const std::shared_ptr<detail::PackageStore>& store,
+                        const std::shared_ptr<detail::PartState>& part)
         : ContentReplacement(store, part), ByteArrayOutAdaptor(content()) {}
 };
 
 }  // namespace
 
-Part::Part(std::shared_ptr<detail::PackageStore> store, const PartName& name)
-    : RelationshipSource(std::move(store), name.folded()), name_(name) {}
+const PartName& Part::getName() const noexcept { return partState()->name; }
 
-ContentType Part::getContentType() const { return store().parts().get(sourceKey()).type->get(); }
+ContentType Part::getContentType() const { return store().parts().current(*partState()).type->get(); }
 
-std::uint64_t Part::getSize() const { return store().parts().size(sourceKey()); }
+std::uint64_t Part::getSize() const { return store().parts().size(*partState()); }
 
-std::uint64_t Part::getStoredSize() const { return store().parts().storedSize(sourceKey()); }
+std::uint64_t Part::getStoredSize() const { return store().parts().storedSize(*partState()); }
 
 std::unique_ptr<InputStream> Part::getInputStream() const {
     const detail::PartTable& parts = store().parts();
-    if (auto pending = parts.pendingContent(sourceKey())) {
+    if (auto pending = parts.pendingContent(*partState())) {
         return std::make_unique<PendingContentStream>(std::move(pending));
     }
-    return std::make_unique<StoredContentStream>(parts.storedContent(sourceKey()));
+    return std::make_unique<StoredContentStream>(parts.storedContent(*partState()));
 }
 
 std::unique_ptr<OutputStream> Part::getOutputStream() {
-    return std::make_unique<ContentOutputStream>(sharedStore(), sourceKey());
+    return std::make_unique<ContentOutputStream>(sharedStore(), sharedPartState());
 }
 
 }  // namespace opc::model

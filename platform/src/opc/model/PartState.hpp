@@ -29,6 +29,7 @@ struct PartState {
     interfaces::CompressionType compression = interfaces::CompressionType::Normal;
     unsigned long sizeHint = 0;
     SourceState relationships;
+    bool isDeleted = false;
 };
 
 }  // namespace opc::model::detail

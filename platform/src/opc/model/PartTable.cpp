@@ -43,7 +43,8 @@ void PartTable::sortIn(const std::string& entryName, const Entries& entries) {
         throw Exception(ErrorKind::Damaged, container_.where(entryName) + reason);
     };
     std::optional<PartName> name = PartName::parse(entryName);
-    std::string folded = name ? name->folded() : fold(entryName);
+    const std::string own = name ? std::string() : fold(entryName);
+    const std::string_view folded = name ? std::string_view(name->folded()) : own;
     const NameIndex::Place place = index_.placeOf(folded);
     if (index_.find(place, folded) != nullptr) {
         refuse(": another one has an equivalent name (M1.12)");
@@ -53,15 +54,16 @@ void PartTable::sortIn(const std::string& entryName, const Entries& entries) {
         refuse(": its name and another part's derive one from the other (M1.11)");
     }
     if (!type || isRelationshipsName(folded)) {
-        index_.insert(NameIndex::prepare(type != nullptr, std::move(folded), entries));
+        index_.insert(NameIndex::prepare(type != nullptr, std::string(folded), entries));
         return;
     }
     container_.refuseLongerName(name->ascii());
-    PartState& part = parts_.try_emplace(parts_.end(), nextPlace_, *std::move(name), nextPlace_)->second;
+    auto part = std::make_shared<PartState>(*std::move(name), nextPlace_);
+    part->type = std::move(type);
+    part->entries = entries;
+    index_.insert(place, NameIndex::prepare(part));
+    parts_.try_emplace(parts_.end(), nextPlace_, std::move(part));
     ++nextPlace_;
-    part.type = std::move(type);
-    part.entries = entries;
-    index_.insert(place, NameIndex::prepare(part, part.name.folded()));
 }
 
 Entries PartTable::otherEntries(std::string_view name) const {
@@ -73,15 +75,15 @@ Entries PartTable::otherEntries(std::string_view name) const {
 
 bool PartTable::isChanged() const {
     return changed_ || contentTypes_.isChanged() ||
-           std::any_of(parts_.begin(), parts_.end(), [](const auto& each) { return each.second.pending != nullptr; });
+           std::any_of(parts_.begin(), parts_.end(), [](const auto& each) { return each.second->pending != nullptr; });
 }
 
 const PartState* PartTable::find(std::string_view folded) const noexcept {
     const NameIndex::Meaning* meaning = index_.find(folded);
-    return meaning == nullptr ? nullptr : meaning->part;
+    return meaning == nullptr ? nullptr : meaning->part.get();
 }
 
-PartState* PartTable::found(std::string_view folded) const {
+const std::shared_ptr<PartState>& PartTable::shared(std::string_view folded) const {
     const NameIndex::Meaning* meaning = index_.find(folded);
     if (meaning == nullptr || meaning->part == nullptr) {
         throw PartNotFound(container_.where() + ": there is no part " + shown(folded));
@@ -92,23 +94,25 @@ PartState* PartTable::found(std::string_view folded) const {
 /// What may fail comes first, so that a failure leaves everything as it was. Many parts of one kind, as images are,
 /// need one default for their extension, not an override each. In a file that exists a new default could make parts of
 /// entries that are none, and parts with the extension "xml" are of all kinds.
-void PartTable::create(const PartName& name, const ContentType& type, const interfaces::IPhysicalPartInfo& info,
-                       OpenMode mode) {
+const std::shared_ptr<PartState>& PartTable::create(const PartName& name, const ContentType& type,
+                                                    const interfaces::IPhysicalPartInfo& info, OpenMode mode) {
     refuseTaken(name);
     const std::string leftBehind = fold(relationshipsNameOf(name.ascii()));
+    const auto part = std::make_shared<PartState>(name, nextPlace_);
+    part->pending = std::make_shared<fl::Bytes>();
+    part->compression = info.getCompressionType();
+    part->sizeHint = info.getSizeHint();
     Parts added;
-    PartState& part = added.try_emplace(nextPlace_, name, nextPlace_).first->second;
-    part.pending = std::make_shared<fl::Bytes>();
-    part.compression = info.getCompressionType();
-    part.sizeHint = info.getSizeHint();
-    NameIndex::Node node = NameIndex::prepare(part, part.name.folded());
+    added.emplace(nextPlace_, part);
+    NameIndex::Node node = NameIndex::prepare(part);
     const bool byDefault = mode == OpenMode::Create && !ContentTypes::hasMixedExtension(name);
-    part.type = byDefault ? contentTypes_.assignByDefault(name, type) : contentTypes_.assign(name, type);
-    parts_.insert(added.extract(added.begin()));
+    part->type = byDefault ? contentTypes_.assignByDefault(name, type) : contentTypes_.assign(name, type);
+    const auto place = parts_.insert(added.extract(added.begin())).position;
     index_.insert(std::move(node));
     dropRelationships(leftBehind);
     ++nextPlace_;
     changed_ = true;
+    return place->second;
 }
 
 void PartTable::refuseTaken(const PartName& name) const {
@@ -130,11 +134,12 @@ void PartTable::refuseTaken(const PartName& name) const {
 }
 
 void PartTable::remove(std::string_view folded) {
-    const PartState& part = get(folded);
+    PartState& part = *shared(folded);
     const std::string relationships = fold(relationshipsNameOf(part.name.ascii()));
     drop(part.entries);
     dropRelationships(relationships);
     contentTypes_.removeOverride(part.name.folded());
+    part.isDeleted = true;
     index_.erase(part.name.folded());
     parts_.erase(part.place);
     changed_ = true;
@@ -156,32 +161,32 @@ void PartTable::dropRelationships(const std::string& foldedName) noexcept {
 
 // ---- content
 
-std::uint64_t PartTable::size(std::string_view folded) const {
-    const PartState& part = get(folded);
-    return part.pending ? part.pending->size() : container_.size(part.entries);
+std::uint64_t PartTable::size(const PartState& part) const {
+    const PartState& state = current(part);
+    return state.pending ? state.pending->size() : container_.size(state.entries);
 }
 
-std::uint64_t PartTable::storedSize(std::string_view folded) const {
-    const PartState& part = get(folded);
-    return part.pending ? 0 : container_.storedSize(part.entries);
+std::uint64_t PartTable::storedSize(const PartState& part) const {
+    const PartState& state = current(part);
+    return state.pending ? 0 : container_.storedSize(state.entries);
 }
 
-fl::Bytes PartTable::storedContent(std::string_view folded) const {
-    const PartState& part = get(folded);
-    return container_.read(part.entries, part.name.ascii());
+fl::Bytes PartTable::storedContent(const PartState& part) const {
+    const PartState& state = current(part);
+    return container_.read(state.entries, state.name.ascii());
 }
 
-std::shared_ptr<fl::Bytes> PartTable::replaceContent(std::string_view folded, std::shared_ptr<fl::Bytes> content) {
-    PartState& part = get(folded);
-    content->reserve(static_cast<std::size_t>(std::min<std::uint64_t>(part.sizeHint, container_.limits().maxPartSize)));
-    return std::exchange(part.pending, std::move(content));
+std::shared_ptr<fl::Bytes> PartTable::replaceContent(PartState& part, std::shared_ptr<fl::Bytes> content) {
+    PartState& state = current(part);
+    content->reserve(
+        static_cast<std::size_t>(std::min<std::uint64_t>(state.sizeHint, container_.limits().maxPartSize)));
+    return std::exchange(state.pending, std::move(content));
 }
 
-void PartTable::restoreContent(std::string_view folded, const std::shared_ptr<fl::Bytes>& content,
+void PartTable::restoreContent(PartState& part, const std::shared_ptr<fl::Bytes>& content,
                                std::shared_ptr<fl::Bytes> former) noexcept {
-    const NameIndex::Meaning* meaning = index_.find(folded);
-    if (meaning != nullptr && meaning->part != nullptr && meaning->part->pending == content) {
-        meaning->part->pending = std::move(former);
+    if (part.pending == content) {
+        part.pending = std::move(former);
     }
 }
 

@@ -20,7 +20,7 @@ namespace opc::model::detail {
 class PartTable {
 public:
     /// The parts in their order: that of the container's list, new ones last.
-    using Parts = std::map<std::size_t, PartState>;
+    using Parts = std::map<std::size_t, std::shared_ptr<PartState>>;
 
     explicit PartTable(const Container& container) : container_(container) {}
     PartTable(const PartTable&) = delete;
@@ -34,9 +34,15 @@ public:
     /// Null when there is no such part.
     const PartState* find(std::string_view folded) const noexcept;
 
-    /// @throws opc::model::PartNotFound.
-    const PartState& get(std::string_view folded) const { return *found(folded); }
-    PartState& get(std::string_view folded) { return *found(folded); }
+    /// For a handle. @throws opc::model::PartNotFound.
+    const std::shared_ptr<PartState>& shared(std::string_view folded) const;
+
+    /// The state that a handle is to work on: its own, or that of a part which took the place of a deleted one. Only
+    /// who may change the package changes it. @throws opc::model::PartNotFound.
+    PartState& current(PartState& part) const { return part.isDeleted ? *shared(part.name.folded()) : part; }
+    const PartState& current(const PartState& part) const {
+        return part.isDeleted ? *shared(part.name.folded()) : part;
+    }
 
     /// The entries of what is in the container under a name but is not listed: a relationships part, or no part.
     Entries otherEntries(std::string_view name) const;
@@ -50,28 +56,29 @@ public:
     bool isChanged() const;
 
     /// @param mode  what the package is open for. @throws opc::Exception, with nothing changed.
-    void create(const PartName& name, const ContentType& type, const interfaces::IPhysicalPartInfo& info,
-                interfaces::OpenMode mode);
+    const std::shared_ptr<PartState>& create(const PartName& name, const ContentType& type,
+                                             const interfaces::IPhysicalPartInfo& info, interfaces::OpenMode mode);
 
     /// @throws opc::model::PartNotFound, std::bad_alloc, with nothing changed.
     void remove(std::string_view folded);
 
-    std::uint64_t size(std::string_view folded) const;
-    std::uint64_t storedSize(std::string_view folded) const;
+    // These take the state of a handle, and throw as current().
+
+    std::uint64_t size(const PartState& part) const;
+    std::uint64_t storedSize(const PartState& part) const;
 
     /// Null while the content is the container's. Shared with whoever writes the part at the moment.
-    std::shared_ptr<const fl::Bytes> pendingContent(std::string_view folded) const { return get(folded).pending; }
-    fl::Bytes storedContent(std::string_view folded) const;
+    std::shared_ptr<const fl::Bytes> pendingContent(const PartState& part) const { return current(part).pending; }
+    fl::Bytes storedContent(const PartState& part) const;
 
     /// Gives the part other content, which the caller fills, and returns what was pending before, null for none.
-    std::shared_ptr<fl::Bytes> replaceContent(std::string_view folded, std::shared_ptr<fl::Bytes> content);
+    std::shared_ptr<fl::Bytes> replaceContent(PartState& part, std::shared_ptr<fl::Bytes> content);
 
-    /// Undoes that, if the part still has the content.
-    void restoreContent(std::string_view folded, const std::shared_ptr<fl::Bytes>& content,
-                        std::shared_ptr<fl::Bytes> former) noexcept;
+    /// Undoes that, if the part still has the content. Also good when the package is not open any more.
+    static void restoreContent(PartState& part, const std::shared_ptr<fl::Bytes>& content,
+                               std::shared_ptr<fl::Bytes> former) noexcept;
 
 private:
-    PartState* found(std::string_view folded) const;
     void readContentTypes(const std::vector<LogicalEntry>& entries);
     void sortIn(const std::string& entryName, const Entries& entries);
     void refuseTaken(const PartName& name) const;

@@ -26,7 +26,7 @@ URI Relationship::getTargetURI() const {
         if (record_->mode == TargetMode::External) {
             return target;
         }
-        return target.resolvedAgainst(URI(std::u16string(origin.sourceName.begin(), origin.sourceName.end())));
+        return target.resolvedAgainst(origin.base);
     } catch (const Exception& error) {
         throw Exception(ErrorKind::Damaged, "package '" + origin.packageName + "', relationship " +
                                                 detail::shown(record_->id) + " of " + detail::shown(origin.sourceName) +

@@ -1,6 +1,7 @@
 #include "opc/model/RelationshipList.hpp"
 
 #include "fl/i18n/Conversion.hpp"
+#include "opc/model/RelationshipsName.hpp"
 #include "opc/names/MessageText.hpp"
 #include "opc/xml/FlatXmlReader.hpp"
 #include "opc/xml/XmlWriter.hpp"
@@ -40,6 +41,11 @@ char32_t nextCodePoint(std::u16string_view& text) {
     const char32_t second = text[1];
     text.remove_prefix(2);
     return 0x10000 + ((first - 0xD800) << 10U) + (second - 0xDC00);
+}
+
+URI baseOf(std::string_view sourceName) {
+    static const URI package({kPackageSource.begin(), kPackageSource.end()});
+    return sourceName == kPackageSource ? package : URI({sourceName.begin(), sourceName.end()});
 }
 
 TargetMode targetModeOf(const XmlElement& element) {
@@ -162,7 +168,7 @@ RelationshipList::RecordPtr RelationshipList::add(RelationshipRecord record) {
 const std::shared_ptr<const RelationshipOrigin>& RelationshipList::origin() {
     if (!origin_) {
         origin_ = std::make_shared<const RelationshipOrigin>(
-            RelationshipOrigin{std::string(packageName_), std::string(sourceName_)});
+            RelationshipOrigin{std::string(packageName_), std::string(sourceName_), baseOf(sourceName_)});
     }
     return origin_;
 }

@@ -4,6 +4,7 @@
 #include "opc/model/ContentType.hpp"
 #include "opc/model/RelationshipRecord.hpp"
 
+#include <cstring>
 #include <functional>
 #include <map>
 #include <memory>
@@ -51,7 +52,15 @@ public:
     fl::Bytes toXml() const;
 
 private:
-    using Positions = std::map<std::u16string_view, std::size_t>;
+    /// Not in the order of an alphabet, but soon told.
+    struct Before {
+        using is_transparent = void;
+        bool operator()(std::u16string_view a, std::u16string_view b) const noexcept {
+            return a.size() != b.size() ? a.size() < b.size()
+                                        : std::memcmp(a.data(), b.data(), a.size() * sizeof(char16_t)) < 0;
+        }
+    };
+    using Positions = std::map<std::u16string_view, std::size_t, Before>;
 
     const std::shared_ptr<const RelationshipOrigin>& origin();
     std::u16string freshId();
@@ -64,7 +73,7 @@ private:
     std::vector<std::shared_ptr<RelationshipRecord>> records_;  ///< null where one was removed
     Positions positions_;                                       ///< by id; the keys are views of the records'
     /// With those of removed ones.
-    std::map<std::u16string, std::vector<std::size_t>, std::less<>> positionsByType_;
+    std::map<std::u16string, std::vector<std::size_t>, Before> positionsByType_;
     std::size_t lastFreshId_ = 0;
 };
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "opc/model/TargetMode.hpp"
+#include "opc/model/URI.hpp"
 
 #include <memory>
 #include <string>
@@ -11,6 +12,7 @@ namespace opc::model::detail {
 struct RelationshipOrigin {
     std::string packageName;  ///< the file, for messages
     std::string sourceName;   ///< the source part's name; "/" for the package
+    URI base;                 ///< which targets are resolved against: the same as a reference
 };
 
 /// What all handles on a relationship share. Nothing but an id that this library chose ever changes.

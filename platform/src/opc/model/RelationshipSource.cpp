@@ -23,42 +23,39 @@ bool isListed(TargetMode mode, ExcludeMode exclude) {
 
 }  // namespace
 
-RelationshipSource::RelationshipSource(std::shared_ptr<detail::PackageStore> store, std::string source)
-    : store_(std::move(store)), source_(std::move(source)) {}
-
 std::vector<Relationship> RelationshipSource::getRelationships(ExcludeMode exclude) const {
-    auto records = store().relationships().of(source_).all();
+    auto records = store().relationships().of(partState()).all();
     const auto isExcluded = [=](const auto& record) { return !isListed(record->mode, exclude); };
     records.erase(std::remove_if(records.begin(), records.end(), isExcluded), records.end());
     return handlesOn(std::move(records));
 }
 
 std::vector<Relationship> RelationshipSource::getRelationshipsByType(const std::u16string& type) const {
-    return handlesOn(store().relationships().of(source_).ofType(type));
+    return handlesOn(store().relationships().of(partState()).ofType(type));
 }
 
 Relationship RelationshipSource::createInternalRelationship(const std::u16string& type, const URI& target,
                                                             const std::u16string& id) {
     return Relationship(
-        store().relationshipsToChange().add(source_, {nullptr, id, type, target.toString(), TargetMode::Internal}));
+        store().relationshipsToChange().add(partState(), {nullptr, id, type, target.toString(), TargetMode::Internal}));
 }
 
 Relationship RelationshipSource::createExternalRelationship(const std::u16string& type, const std::u16string& target,
                                                             const std::u16string& id) {
     return Relationship(
-        store().relationshipsToChange().add(source_, {nullptr, id, type, target, TargetMode::External}));
+        store().relationshipsToChange().add(partState(), {nullptr, id, type, target, TargetMode::External}));
 }
 
 void RelationshipSource::deleteRelationship(const std::u16string& id) {
-    store().relationshipsToChange().remove(source_, id);
+    store().relationshipsToChange().remove(partState(), id);
 }
 
 void RelationshipSource::deleteRelationship(const Relationship& relationship) {
-    store().relationshipsToChange().remove(source_, relationship.record());
+    store().relationshipsToChange().remove(partState(), relationship.record());
 }
 
 void RelationshipSource::deleteRelationshipsByType(const std::u16string& type) {
-    store().relationshipsToChange().removeByType(source_, type);
+    store().relationshipsToChange().removeByType(partState(), type);
 }
 
 }  // namespace opc::model

@@ -28,15 +28,19 @@ bool isRelationshipsType(const DeclaredType& type) {
     return type.text() == kRelationshipsType || type.get() == relationshipsType();
 }
 
+std::string_view nameOf(const PartState* source) {
+    return source == nullptr ? kPackageSource : std::string_view(source->name.ascii());
+}
+
 }  // namespace
 
 bool RelationshipTable::isChanged() const {
     const auto& parts = parts_.all();
     return package_.changed ||
-           std::any_of(parts.begin(), parts.end(), [](const auto& each) { return each.second.relationships.changed; });
+           std::any_of(parts.begin(), parts.end(), [](const auto& each) { return each.second->relationships.changed; });
 }
 
-RelationshipList::RecordPtr RelationshipTable::add(std::string_view source, RelationshipRecord record) {
+RelationshipList::RecordPtr RelationshipTable::add(PartState* source, RelationshipRecord record) {
     SourceState& state = load(source);
     const auto refuse = [&](ErrorKind kind, const char* reason) {
         throw Exception(kind, container_.where(nameOf(source)) + ": the relationship " + shown(record.id) +
@@ -53,15 +57,15 @@ RelationshipList::RecordPtr RelationshipTable::add(std::string_view source, Rela
     return added;
 }
 
-void RelationshipTable::remove(std::string_view source, const std::u16string& id) {
+void RelationshipTable::remove(PartState* source, const std::u16string& id) {
     noteRemoval(load(source).list->remove(id), source, id);
 }
 
-void RelationshipTable::remove(std::string_view source, const RelationshipRecord& record) {
+void RelationshipTable::remove(PartState* source, const RelationshipRecord& record) {
     noteRemoval(load(source).list->remove(record), source, record.id);
 }
 
-void RelationshipTable::noteRemoval(bool removed, std::string_view source, const std::u16string& id) {
+void RelationshipTable::noteRemoval(bool removed, PartState* source, const std::u16string& id) {
     if (!removed) {
         throw Exception(ErrorKind::NotFound,
                         container_.where(nameOf(source)) + ": there is no relationship " + shown(id));
@@ -69,18 +73,18 @@ void RelationshipTable::noteRemoval(bool removed, std::string_view source, const
     load(source).changed = true;
 }
 
-void RelationshipTable::removeByType(std::string_view source, const std::u16string& type) {
+void RelationshipTable::removeByType(PartState* source, const std::u16string& type) {
     SourceState& state = load(source);
     if (state.list->removeByType(type)) {
         state.changed = true;
     }
 }
 
-SourceState& RelationshipTable::load(std::string_view source) {
-    if (source.empty()) {
+SourceState& RelationshipTable::load(PartState* source) {
+    if (source == nullptr) {
         return loaded(package_, kPackageSource);
     }
-    PartState& part = parts_.get(source);
+    PartState& part = parts_.current(*source);
     return loaded(part.relationships, part.name.ascii());
 }
 
@@ -104,10 +108,6 @@ std::unique_ptr<RelationshipList> RelationshipTable::read(std::string_view sourc
         list->parse(container_.readXml(entries, name), [&] { return container_.where(name); });
     }
     return list;
-}
-
-std::string_view RelationshipTable::nameOf(std::string_view source) const {
-    return source.empty() ? kPackageSource : std::string_view(parts_.get(source).name.ascii());
 }
 
 }  // namespace opc::model::detail

@@ -12,6 +12,9 @@ public:
     static const std::shared_ptr<PackageStore>& sharedStoreOf(const RelationshipSource& source) noexcept {
         return source.sharedStore();
     }
+
+    /// Of a part.
+    static const PartState& stateOf(const RelationshipSource& part) noexcept { return *part.partState(); }
 };
 
 }  // namespace opc::model::detail

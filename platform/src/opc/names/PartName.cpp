@@ -67,6 +67,9 @@ const char* faultOf(std::string_view text) {
 }
 
 std::string withUnreservedDecoded(const std::string& path) {
+    if (path.find('%') == std::string::npos) {
+        return path;
+    }
     std::string decoded;
     decoded.reserve(path.size());
     for (std::size_t at = 0; at != path.size(); ++at) {

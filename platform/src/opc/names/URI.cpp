@@ -37,13 +37,16 @@ void appendEncoded(unsigned char octet, std::string& to) {
     to += '%' + fl::ascii::hex(octet, 2, fl::ascii::kUpperHexDigits);
 }
 
+constexpr detail::AsciiClass kUriCharacters("-._~!$&'()*+,;=:@/?#[]");
+
 /// Whether a URI may hold `c` somewhere. Brackets are told apart by where they are, a "%" by what follows it.
-bool isUriCharacter(char c) {
-    return detail::isSegmentCharacter(static_cast<unsigned char>(c)) || isOneOf(static_cast<unsigned char>(c), "/?#[]");
-}
+bool isUriCharacter(char c) { return kUriCharacters.has(static_cast<unsigned char>(c)); }
 
 std::string percentEncoded(const std::u16string& text) {
-    const std::string bytes = utf8(text);
+    std::string bytes = utf8(text);
+    if (std::all_of(bytes.begin(), bytes.end(), isUriCharacter)) {
+        return bytes;
+    }
     std::string encoded;
     encoded.reserve(bytes.size());
     for (std::size_t at = 0; at != bytes.size(); ++at) {
@@ -77,7 +80,10 @@ bool isScheme(const std::string& text, std::size_t end) {
 }
 
 /// Outside an authority, characters that only delimit are data and therefore encoded.
-std::string withEncoded(std::string_view text, std::string_view characters) {
+std::string withEncoded(std::string text, std::string_view characters) {
+    if (text.find_first_of(characters) == kNone) {
+        return text;
+    }
     std::string encoded;
     encoded.reserve(text.size());
     for (const char c : text) {
@@ -114,6 +120,9 @@ std::size_t leadingDots(std::string_view path) {
 
 /// RFC 3986, 5.2.4.
 std::string withoutDotSegments(const std::string& path) {
+    if (path.find("/.") == kNone && path.compare(0, 1, ".") != 0) {
+        return path;
+    }
     std::string output;
     output.reserve(path.size());
     for (std::size_t at = leadingDots(path); at < path.size();) {
@@ -139,7 +148,7 @@ std::string merged(const URI& base, const std::string& path) {
 }
 
 /// Whether the start of a path would be read as a scheme (RFC 3986, 4.2).
-bool looksLikeScheme(const std::string& path) { return path.substr(0, path.find('/')).find(':') != kNone; }
+bool looksLikeScheme(std::string_view path) { return path.substr(0, path.find('/')).find(':') != path.npos; }
 
 }  // namespace
 
@@ -151,8 +160,8 @@ URI::URI(const std::u16string& text) {
 }
 
 /// RFC 3986, appendix B.
-void URI::parse(const std::string& text) {
-    path_ = text;
+void URI::parse(std::string text) {
+    path_ = std::move(text);
     if (const std::size_t hash = path_.find('#'); hash != kNone) {
         fragment_ = withEncoded(splitOff(path_, hash), "#[]");
         hasFragment_ = true;
@@ -171,7 +180,7 @@ void URI::parse(const std::string& text) {
         path_.erase(0, end);
         hasAuthority_ = true;
     }
-    path_ = withEncoded(path_, "[]");
+    path_ = withEncoded(std::move(path_), "[]");
 }
 
 /// RFC 3986, 5.2.2.

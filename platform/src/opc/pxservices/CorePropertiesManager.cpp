@@ -29,7 +29,7 @@ SourcePtr readSource(const PackageStore& store, const Part& part, const Property
     auto source = std::make_shared<PropertySource>();
     source->where = store.where(part.getName().ascii());
     try {
-        source->document.emplace(store.xmlContent(part.getName().folded()), source->where, schema);
+        source->document.emplace(store.xmlContent(StoreAccess::stateOf(part)), source->where, schema);
     } catch (const Exception& error) {
         if (!blamesPart(error.kind())) {
             throw;
@@ -49,7 +49,7 @@ public:
             return nullptr;
         }
         const auto store = StoreAccess::sharedStoreOf(package);
-        const auto& state = store->parts().get(part->getName().folded());
+        const auto& state = StoreAccess::stateOf(*part);
         if (state.pending) {
             return readSource(*store, *part, schema);
         }

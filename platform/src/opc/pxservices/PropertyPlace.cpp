@@ -39,8 +39,8 @@ boost::optional<PartName> targetOf(const Relationship& relationship) {
 }
 
 void putContent(Package& package, const PartName& name, fl::Bytes& content) {
-    model::detail::StoreAccess::storeOf(package).partsToChange().replaceContent(
-        name.folded(), std::make_shared<fl::Bytes>(std::move(content)));
+    auto& parts = model::detail::StoreAccess::storeOf(package).partsToChange();
+    parts.replaceContent(*parts.shared(name.folded()), std::make_shared<fl::Bytes>(std::move(content)));
 }
 
 /// False when the package cannot have a part of that name.
