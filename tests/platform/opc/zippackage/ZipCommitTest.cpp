@@ -88,6 +88,24 @@ TEST_F(ZipCommitTest, CarriesOverAsItIsWhatIsNotChanged) {
     EXPECT_TRUE(stored() == expected.bytes());
 }
 
+TEST_F(ZipCommitTest, CarriesOverWhatFollowsEachOtherAndWhatDoesNot) {
+    ZipFile whole;
+    for (const char* const name : {"0", "1", "2", "3"}) {
+        whole.entries.emplace_back(name, name + noiseOf(40000));
+    }
+    for (const std::vector<std::size_t>& order : {std::vector<std::size_t>{0, 1, 2, 3}, {0, 2}, {1, 0, 3}, {2}}) {
+        put(whole.bytes());
+        std::vector<PlannedEntry> plan;
+        ZipFile expected;
+        for (const std::size_t position : order) {
+            plan.push_back(carried(position));
+            expected.entries.push_back(whole.entries[position]);
+        }
+        commit(package(), OpenMode::Update, plan);
+        EXPECT_TRUE(stored() == expected.bytes()) << order.size();
+    }
+}
+
 TEST_F(ZipCommitTest, WritesZip64RecordsThatItReads) {
     DeflateCodec codec;
     const Limits limits;
