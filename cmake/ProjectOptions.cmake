@@ -33,10 +33,9 @@ endfunction()
 
 # Has the sources of `target` compiled many at a time, where PXFLOWBOOK_UNITY is on: for building it all once, not for
 # working on it. A name then stands for one thing in all sources of a target, hidden or not.
+set(CMAKE_UNITY_BUILD_BATCH_SIZE 24 CACHE STRING "How many sources are compiled at a time; 0: all of a target")
 function(pxflowbook_compile_together target)
-    if(PXFLOWBOOK_UNITY)
-        set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 24)
-    endif()
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ${PXFLOWBOOK_UNITY})
 endfunction()
 
 # Keeps what the headers of the XML library define out of `library`, and so the need to load that library with it.
