@@ -16,7 +16,6 @@ namespace flowbook::python {
 using foundation::storage::vfs::LocalStorage;
 using foundation::storage::vfs::MemoryStorage;
 using foundation::storage::vfs::ReadableFile;
-using foundation::storage::vfs::Replacement;
 using foundation::storage::vfs::StorageSystemReference;
 using opc::pxservices::CoreProperties;
 using opc::pxservices::CorePropertiesManager;

@@ -52,7 +52,7 @@ std::unique_ptr<Document> Document::ofBytes(const std::string& bytes, const std:
 }
 
 std::unique_ptr<Document> Document::ofObject(pybind11::object object, const std::string& file) {
-    const Source source = Source::ofObject(std::move(object));
+    Source source = Source::ofObject(std::move(object));
     return open(file, source, [&] { return source; });
 }
 
@@ -74,7 +74,7 @@ std::string Document::richCode() {
     return run([&] {
         needReadable(document_);
         const fl::Bytes stored = document_.storedCode();
-        const std::string text(stored.begin(), stored.end());
+        std::string text(stored.begin(), stored.end());
         // Strict, so that what is no text is told as damage.
         fl::i18n::utf8_to_ustring(text);
         return text;

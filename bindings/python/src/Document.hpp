@@ -48,8 +48,8 @@ public:
     std::vector<kit::Property> properties();
     std::vector<PartInfo> parts();
     std::vector<RelationshipInfo> relationships();
-    fl::Bytes content(const std::string& part);
-    fl::Bytes picture(const std::string& part);
+    fl::Bytes content(const std::string& name);
+    fl::Bytes picture(const std::string& name);
     std::string digest();
     std::string text();
     std::string html();

@@ -116,10 +116,10 @@ void addDocument(py::module_& module) {
         .def("text", &Document::text)
         .def("html", &Document::html)
         .def("check", &Document::check)
-        .def("changed", [](Document& self, Change change) { return toPython(self.changed(change)); })
-        .def("save_back", [](Document& self, Change change) { self.saveBack(change); })
+        .def("changed", [](Document& self, const Change& change) { return toPython(self.changed(change)); })
+        .def("save_back", [](Document& self, const Change& change) { self.saveBack(change); })
         .def("save_at",
-             [](Document& self, Change change, const py::bytes& path) { self.saveAt(change, toPath(path)); });
+             [](Document& self, const Change& change, const py::bytes& path) { self.saveAt(change, toPath(path)); });
 }
 
 struct ToPython {

@@ -29,7 +29,7 @@ std::string subtypeExtension(const std::string& mediaType) {
 
 std::string checkedType(const std::string& mediaType) {
     const ContentType type(fl::i18n::to_ustring(mediaType));
-    const std::string plain = fl::i18n::to_string(type.getMediaType());
+    std::string plain = fl::i18n::to_string(type.getMediaType());
     if (plain.rfind("image/", 0) != 0 || subtypeExtension(plain).empty() || !type.getParameters().empty()) {
         throw opc::Exception(opc::ErrorKind::Misuse, "'" + mediaType + "' is no type of pictures");
     }

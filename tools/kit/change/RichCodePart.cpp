@@ -31,7 +31,7 @@ Part withContentType(Package& package, const Part& old, const ContentType& type)
         return old;
     }
     const std::vector<Relationship> relationships = old.getRelationships(opc::model::ExcludeMode::None);
-    const PartName name = old.getName();
+    const PartName& name = old.getName();
     package.deletePart(name);
     Part part = package.createPart(name, type, opc::model::StandardPartInfo(CompressionType::Normal, 0));
     takeOver(relationships, part);

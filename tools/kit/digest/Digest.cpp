@@ -53,6 +53,7 @@ private:
 
     static std::string attributesOf(const std::vector<XmlAttribute>& attributes) {
         std::vector<std::string> texts;
+        texts.reserve(attributes.size());
         for (const XmlAttribute& attribute : attributes) {
             texts.push_back(" " + nameOf(attribute.name) + "=\"" + std::string(attribute.value) + "\"");
         }
@@ -126,7 +127,7 @@ std::vector<std::string> propertyElements(const fl::Bytes& content) {
 }
 
 std::string targetOf(const Relationship& relationship) {
-    const std::u16string target = relationship.getTarget();
+    const std::u16string& target = relationship.getTarget();
     if (relationship.getTargetMode() == opc::model::TargetMode::Internal) {
         try {
             return to_string(opc::model::URI(target).toString());

@@ -40,6 +40,7 @@ std::string sortKey(const PageSummary& summary) {
 
 void sortRows(std::vector<IndexRow>& rows) {
     std::vector<std::pair<std::string, IndexRow>> keyed;
+    keyed.reserve(rows.size());
     for (IndexRow& row : rows) {
         keyed.emplace_back(sortKey(row.summary), std::move(row));
     }

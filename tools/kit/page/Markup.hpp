@@ -17,6 +17,7 @@ public:
     class Name {
     public:
         template <std::size_t Size>
+        // NOLINTNEXTLINE(google-explicit-constructor): so that names are written as literals
         constexpr Name(const char (&literal)[Size]) : text_(literal, Size - 1) {}
 
         constexpr std::string_view text() const { return text_; }
