@@ -6,6 +6,7 @@
 #include "opc/StreamHelper.hpp"
 #include "reader/FlowbookFileReaderImpl.hpp"
 
+#include <cstring>
 #include <iterator>
 #include <set>
 
@@ -78,8 +79,16 @@ public:
 private:
     static constexpr std::size_t kShownName = 100;
 
+    /// Not in the order of an alphabet, but soon told.
+    struct Before {
+        bool operator()(const std::u16string& a, const std::u16string& b) const noexcept {
+            return a.size() != b.size() ? a.size() < b.size()
+                                        : std::memcmp(a.data(), b.data(), a.size() * sizeof(char16_t)) < 0;
+        }
+    };
+
     const std::u16string& fileName_;
-    std::set<std::u16string> names_;
+    std::set<std::u16string, Before> names_;
     std::size_t bytes_ = 0;
 };
 

@@ -155,14 +155,20 @@ RelationshipList::RecordPtr RelationshipList::add(RelationshipRecord record) {
     }
     records_.emplace_back();
     positionsByType_[added->type].push_back(records_.size() - 1);
-    const auto next = positions_.lower_bound(added->id);
-    if (next == positions_.end() || next->first != added->id) {
-        positions_.emplace_hint(next, added->id, records_.size() - 1);
+    const auto place = placeOf(added->id);
+    if (isAt(place, added->id)) {
+        addTaken(added->id, place);
     } else {
-        addTaken(added->id, next);
+        positions_.emplace_hint(place, added->id, records_.size() - 1);
     }
     records_.back() = added;
     return added;
+}
+
+/// Ids mostly come in their order.
+RelationshipList::Positions::const_iterator RelationshipList::placeOf(std::u16string_view id) const {
+    const bool isNext = positions_.empty() || Before()(std::prev(positions_.end())->first, id);
+    return isNext ? positions_.end() : positions_.lower_bound(id);
 }
 
 const std::shared_ptr<const RelationshipOrigin>& RelationshipList::origin() {
@@ -183,7 +189,7 @@ std::u16string RelationshipList::freshId() {
 }
 
 /// The relationship that has the id gets another one.
-void RelationshipList::addTaken(std::u16string_view id, Positions::iterator holder) {
+void RelationshipList::addTaken(std::u16string_view id, Positions::const_iterator holder) {
     Positions single;
     single.emplace(id, records_.size() - 1);
     RelationshipRecord& record = *records_[holder->second];

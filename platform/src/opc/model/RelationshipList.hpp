@@ -31,7 +31,7 @@ public:
     std::vector<RecordPtr> all() const;
     std::vector<RecordPtr> ofType(std::u16string_view type) const;
 
-    bool has(std::u16string_view id) const { return positions_.count(id) != 0; }
+    bool has(std::u16string_view id) const { return isAt(placeOf(id), id); }
     bool isEmpty() const noexcept { return positions_.empty(); }
 
     /// Whether a new relationship cannot have an id. One that this library chose gives way: a caller's own ids are
@@ -62,9 +62,14 @@ private:
     };
     using Positions = std::map<std::u16string_view, std::size_t, Before>;
 
+    /// Where an id is, or would be.
+    Positions::const_iterator placeOf(std::u16string_view id) const;
+    bool isAt(Positions::const_iterator place, std::u16string_view id) const {
+        return place != positions_.end() && place->first == id;
+    }
     const std::shared_ptr<const RelationshipOrigin>& origin();
     std::u16string freshId();
-    void addTaken(std::u16string_view id, Positions::iterator holder);
+    void addTaken(std::u16string_view id, Positions::const_iterator holder);
     void compact() noexcept;
 
     std::string_view packageName_;

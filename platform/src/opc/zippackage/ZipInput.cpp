@@ -15,7 +15,11 @@ constexpr std::uint64_t kLongestEnd = kZip64EndSize + kZip64LocatorSize + kEndSi
 }  // namespace
 
 ZipInput::ZipInput(const foundation::storage::vfs::ReadableFile& file, const std::string& fileName)
-    : file_(file), doing_(text("Reading package '", fileName, "': ")), size_(file.size()), heldFrom_(size_) {
+    : file_(file),
+      readAhead_(file),
+      doing_(text("Reading package '", fileName, "': ")),
+      size_(file.size()),
+      heldFrom_(size_) {
     hold(size_ - std::min(size_, kLongestEnd));
 }
 
@@ -45,7 +49,7 @@ std::string_view ZipInput::view(std::uint64_t offset, std::uint64_t count, Buffe
 void ZipInput::copy(std::uint64_t offset, std::uint64_t count, void* to) const {
     const std::uint64_t unheld = offset < heldFrom_ ? std::min(count, heldFrom_ - offset) : 0;
     if (unheld != 0) {
-        translatingStorageErrors(doing_, [&] { file_.read(offset, to, unheld); });
+        translatingStorageErrors(doing_, [&] { readAhead_.copy(offset, unheld, to, heldFrom_); });
     }
     if (count != unheld) {
         std::memcpy(static_cast<char*>(to) + unheld, held(offset + unheld, count - unheld).data(), count - unheld);

@@ -2,6 +2,7 @@
 
 #include "foundation/storage/vfs/ReadableFile.hpp"
 #include "foundation/storage/vfs/Replacement.hpp"
+#include "opc/zippackage/ReadAhead.hpp"
 
 #include <memory>
 #include <string>
@@ -43,6 +44,7 @@ public:
 
 private:
     const foundation::storage::vfs::ReadableFile& file_;
+    mutable ReadAhead readAhead_;
     std::string doing_;
     std::uint64_t size_;
     std::uint64_t heldFrom_;
