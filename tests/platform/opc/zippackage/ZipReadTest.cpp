@@ -226,6 +226,24 @@ TEST_F(ZipReadTest, AcceptsWhatIsUnusualButClear) {
     }
 }
 
+TEST_F(ZipReadTest, GivesTrueContentInAnyOrder) {
+    constexpr std::size_t kCount = 400;  // far more than is held of the end, or read ahead
+    const auto contentOf = [](std::size_t i) { return std::to_string(i) + noiseOf(i % 100 == 99 ? 9000 : 10 * i); };
+    ZipFile file;
+    for (std::size_t i = 0; i != kCount; ++i) {
+        file.entries.emplace_back(std::to_string(i), contentOf(i));
+    }
+    put(file.bytes());
+    ZipPhysicalPackage opened = package();
+    opened.open(OpenMode::ReadOnly);
+    for (const std::size_t step : {std::size_t{1}, std::size_t{3}, kCount - 1}) {  // onwards, with gaps, and backwards
+        for (std::size_t i = 0; i != kCount; ++i) {
+            const std::size_t at = (i * step) % kCount;
+            EXPECT_TRUE(toText(opened.read(at)) == contentOf(at)) << at;
+        }
+    }
+}
+
 TEST_F(ZipReadTest, GivesTrueContentOrAFailureForEveryByteChangedOrCutOff) {
     const auto givesAll = [&](const std::string& bytes) {
         put(bytes);
