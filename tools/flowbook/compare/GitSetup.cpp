@@ -102,23 +102,32 @@ bool removeAttributes(std::vector<std::string>& lines) {
     return lines.size() != before;
 }
 
+void configure(Console& console, GitScope scope, const std::string& key, const std::string& value) {
+    if (askGit({"config", optionOf(scope), "--get", key}) != value) {
+        requireDone(runProgram({"git", "config", optionOf(scope), key, value}), "git config");
+        console.out().line("git config " + optionOf(scope) + " " + key + " '" + value + "'");
+    }
+}
+
+void addAttribute(Console& console, const std::string& file, std::vector<std::string>& lines,
+                  const std::string& attribute) {
+    if (std::count(lines.begin(), lines.end(), attribute) == 0) {
+        lines.push_back(attribute);
+        console.out().line(file + ": " + attribute);
+    }
+}
+
 }  // namespace
 
 void setUpGit(Console& console, GitScope scope) {
     const std::string file = attributesFile(scope);
     for (const auto& [key, value] : kSettings) {
-        if (askGit({"config", optionOf(scope), "--get", key}) != value) {
-            requireDone(runProgram({"git", "config", optionOf(scope), key, value}), "git config");
-            console.out().line("git config " + optionOf(scope) + " " + key + " '" + value + "'");
-        }
+        configure(console, scope, key, value);
     }
     const std::vector<std::string> old = readLines(file);
     std::vector<std::string> lines = old;
     for (const std::string& attribute : kAttributes) {
-        if (std::count(old.begin(), old.end(), attribute) == 0) {
-            lines.push_back(attribute);
-            console.out().line(file + ": " + attribute);
-        }
+        addAttribute(console, file, lines, attribute);
     }
     if (lines != old) {
         writeLines(console, file, lines);

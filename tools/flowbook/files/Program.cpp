@@ -53,6 +53,7 @@ private:
 
 int runProgram(std::vector<std::string> command, const std::string& output) {
     std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
     for (std::string& argument : command) {
         arguments.push_back(argument.data());
     }

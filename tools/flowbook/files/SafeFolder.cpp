@@ -1,8 +1,8 @@
 #include "files/SafeFolder.hpp"
 
 #include "inputs/Interruption.hpp"
+#include "kit/characters/Characters.hpp"
 #include "terminal/Failure.hpp"
-#include "terminal/Text.hpp"
 
 #include <algorithm>
 #include <atomic>
@@ -176,7 +176,7 @@ std::optional<Bytes> SafeFolder::read(const std::string& name, std::size_t most)
 SafeFolder::~SafeFolder() { ::close(folder_); }
 
 void SafeFolder::write(const std::string& name, const Bytes& content) {
-    const std::string file = path_ + "/" + name.substr(name.rfind("/", 0) == 0 ? 1 : 0);
+    const std::string file = path_ + "/" + name.substr(kit::startsWith(name, "/") ? 1 : 0);
     if (const std::lock_guard<std::mutex> lock(mutex_); !written_.insert(file).second) {
         throw Failure(ExitCode::Damaged, file, "two parts would become this file");
     }

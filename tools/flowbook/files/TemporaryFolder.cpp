@@ -26,7 +26,7 @@ TemporaryFolder::~TemporaryFolder() {
 }
 
 std::string TemporaryFolder::put(const std::string& name, std::string_view content) const {
-    const std::string file = path_ + "/" + name;
+    std::string file = path_ + "/" + name;
     std::ofstream stream(file, std::ios::binary);
     std::error_code ignored;  // The folder is private in any case.
     std::filesystem::permissions(file, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write,
