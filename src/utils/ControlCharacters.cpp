@@ -38,8 +38,10 @@ bool hasReplaced(const char16_t* block) {
         std::memcpy(&units, block + i, sizeof units);
         found |= isReplaced(units);
     }
-    constexpr Masks kNone{};
-    return std::memcmp(&found, &kNone, sizeof found) != 0;
+    std::uint64_t halves[2];
+    static_assert(sizeof halves == sizeof found);
+    std::memcpy(halves, &found, sizeof found);
+    return (halves[0] | halves[1]) != 0;
 }
 
 void replace(char16_t* units, std::size_t count) {
