@@ -42,6 +42,7 @@ public:
 
 private:
     struct Key {
+        // NOLINTNEXTLINE(google-explicit-constructor): the set compares meanings with keys
         Key(const Meaning& meaning) : isPart(meaning.isPart), folded(meaning.folded) {}
         Key(bool part, std::string_view name) : isPart(part), folded(name) {}
 

@@ -62,7 +62,7 @@ PartName createUnderFreeName(Package& package, const PropertyPlace& place) {
     const std::uint64_t most = model::detail::StoreAccess::storeOf(package).physical().limits().maxEntries;
     for (std::uint64_t number = 0; number <= most; ++number) {
         const auto suffix = number == 0 ? std::u16string() : fl::i18n::to_ustring(std::to_string(number));
-        const PartName name(place.folder + suffix + place.name);
+        PartName name(place.folder + suffix + place.name);
         if (tryCreate(package, place, name)) {
             return name;
         }
