@@ -2,7 +2,10 @@
 #include "flowbook/FlowbookVersion.hpp"
 #include "inputs/ForEachInput.hpp"
 
+#include <algorithm>
 #include <csignal>
+#include <iterator>
+#include <string_view>
 
 namespace flowbook::tool {
 namespace {
@@ -12,32 +15,35 @@ constexpr char kProgramFooter[] = "'-' names standard input or output. 'flowbook
                                   "4 not a flowbook or damaged, 5 encrypted, 6 over a limit.\n"
                                   "With several files the highest counts.";
 
-void addCommands(CommandLine& line, Console& console) {
-    addCatCommand(line, console);
-    addGrepCommand(line, console);
-    addInfoCommand(line, console);
-    addPartsCommand(line, console);
-    addExtractCommand(line, console);
-    addHtmlCommand(line, console);
-    addShowCommand(line, console);
-    addNewCommand(line, console);
-    addSetCommand(line, console);
-    addEditCommand(line, console);
-    addPackCommand(line, console);
-    addCopyCommand(line, console);
-    addDigestCommand(line, console);
-    addDiffCommand(line, console);
-    addMergeCommand(line, console);
-    addGitCommand(line, console);
-    addCheckCommand(line, console);
-    addCanonCommand(line, console);
-    addRepairCommand(line, console);
+struct Command {
+    std::string_view name;
+    void (*add)(CommandLine& line, Console& console);
+};
+
+constexpr Command kCommands[] = {
+    {"cat", addCatCommand},         {"grep", addGrepCommand},   {"info", addInfoCommand},    {"parts", addPartsCommand},
+    {"extract", addExtractCommand}, {"html", addHtmlCommand},   {"show", addShowCommand},    {"new", addNewCommand},
+    {"set", addSetCommand},         {"edit", addEditCommand},   {"pack", addPackCommand},    {"copy", addCopyCommand},
+    {"digest", addDigestCommand},   {"diff", addDiffCommand},   {"merge", addMergeCommand},  {"git", addGitCommand},
+    {"check", addCheckCommand},     {"canon", addCanonCommand}, {"repair", addRepairCommand}};
+
+/// The options of all commands take longer to describe than most commands take, so only those of the one that is asked
+/// for are, unless none is.
+void addCommands(CommandLine& line, Console& console, const std::vector<std::string>& arguments) {
+    const std::size_t place = !arguments.empty() && arguments.front() == "help" ? 1 : 0;
+    const auto isAskedFor = [&](const Command& each) {
+        return arguments.size() > place && arguments[place] == each.name;
+    };
+    const auto* const asked = std::find_if(std::begin(kCommands), std::end(kCommands), isAskedFor);
+    const bool isOne = asked != std::end(kCommands);
+    std::for_each(isOne ? asked : std::begin(kCommands), isOne ? asked + 1 : std::end(kCommands),
+                  [&](const Command& each) { each.add(line, console); });
 }
 
 void run(Console& console, const std::vector<std::string>& arguments) {
     CommandLine line("flowbook", "Reads and writes flowbook files (.tqx, .tqapp).", kProgramFooter,
                      std::string("flowbook ") + libpxflowbook_version + " (" + libpxflowbook_build_date + ")");
-    addCommands(line, console);
+    addCommands(line, console, arguments);
     line.parse(arguments, console);
 }
 
