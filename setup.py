@@ -17,8 +17,8 @@ class BuildByCMake(build_ext):
         target = Path(self.get_ext_fullpath(ext.name)).parent
         subprocess.run(["cmake", "-S", TREE, "-B", build, "-DCMAKE_BUILD_TYPE=Release", "-DPXFLOWBOOK_TESTS=OFF",
                         "-DPXFLOWBOOK_PYTHON=ON"], check=True)
-        subprocess.run(["cmake", "--build", build, "--parallel", "2", "--target", "flowbook_python", "pxplatform_dom"],
-                       check=True)
+        subprocess.run(["cmake", "--build", build, "--parallel", "2", "--target", "flowbook_python",
+                        "pxplatform_dom", "pxplatform_tables"], check=True)
         target.mkdir(parents=True, exist_ok=True)
         for name in self.files_of(build):
             shutil.copy(name, target / name.name)
@@ -29,7 +29,7 @@ class BuildByCMake(build_ext):
     def files_of(self, build):
         yield from (build / "python/flowbook").glob("_native*.so")
         yield from (build / "lib" / f"{name}.so.{VERSION}"
-                    for name in ("libpxflowbook", "libpxplatform", "libpxplatform-dom"))
+                    for name in ("libpxflowbook", "libpxplatform", "libpxplatform-dom", "libpxplatform-tables"))
 
 
 setup(version=VERSION, ext_modules=[Extension("flowbook._native", [])], cmdclass={"build_ext": BuildByCMake})

@@ -8,9 +8,8 @@ bool hasExtension(const std::u16string& fileName, const std::u16string& extensio
     if (extension.size() >= fileName.size()) {
         return false;
     }
-    const std::u16string lowered = fl::i18n::to_lower(fileName);
-    return lowered.size() >= extension.size() &&
-           lowered.compare(lowered.size() - extension.size(), extension.size(), extension) == 0;
+    // No more than that: the rest of a name may need tables to be loaded.
+    return fl::i18n::to_lower(fileName.substr(fileName.size() - extension.size())) == extension;
 }
 
 }  // namespace flowbook::detail

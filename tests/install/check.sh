@@ -75,7 +75,7 @@ case_pkg_config() { check_consumer pkg_config -DFLOWBOOK_BY_PKG_CONFIG=ON; }
 # The XML library is loaded for documents that need it, from beside the libraries wherever they are, and for no others.
 case_start() {
     local module=$prefix/$LIBDIR/libpxplatform-dom.so.$VERSION loaded
-    ! ldd "$prefix/bin/flowbook" | grep xerces || fail "every start loads the XML library"
+    ! ldd "$prefix/bin/flowbook" | grep -E 'xerces|icu' || fail "every start loads the XML library or tables of text"
     cd "$scratch"
     echo 'x = 1;' | "$prefix/bin/flowbook" new - --code - >usual.tqx
     python3 - <<'SCRIPT'

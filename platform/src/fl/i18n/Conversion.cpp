@@ -2,16 +2,13 @@
 
 #include "fl/Ascii.hpp"
 #include "fl/i18n/ConversionError.hpp"
+#include "fl/i18n/tables/UnicodeLower.hpp"
 
 #include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstring>
-#include <limits>
-#include <new>
 #include <numeric>
-#include <stdexcept>
-#include <unicode/ustring.h>
 #include <unicode/utf16.h>
 #include <unicode/utf8.h>
 
@@ -150,20 +147,6 @@ UChar32 replaceMalformed(std::size_t) { return kReplacementCharacter; }
     throw ConversionError("malformed UTF-16: lone surrogate at unit " + std::to_string(offset), offset);
 }
 
-/// Returns the length of the result; when `to` is too small for it, nothing useful is in there.
-std::size_t icuToLower(std::u16string_view text, std::u16string& to) {
-    UErrorCode status = U_ZERO_ERROR;
-    const int32_t length = u_strToLower(to.data(), static_cast<int32_t>(to.size()), text.data(),
-                                        static_cast<int32_t>(text.size()), "", &status);
-    if (status == U_MEMORY_ALLOCATION_ERROR) {
-        throw std::bad_alloc();
-    }
-    if (U_FAILURE(status) && status != U_BUFFER_OVERFLOW_ERROR) {
-        throw std::runtime_error(std::string("cannot convert text to lower case: ") + u_errorName(status));
-    }
-    return static_cast<std::size_t>(length);
-}
-
 }  // namespace
 
 std::string to_string(std::u16string_view text) { return encode(text, replaceMalformed); }
@@ -180,14 +163,11 @@ std::u16string to_lower(std::u16string_view text) {
         std::transform(result.begin(), result.end(), result.begin(), [](char16_t unit) { return ascii::fold(unit); });
         return result;
     }
-    if (text.size() > static_cast<std::size_t>(std::numeric_limits<int32_t>::max())) {
-        throw std::length_error("cannot convert text of more than 2^31 units to lower case");
-    }
-    const std::size_t length = icuToLower(text, result);
+    const std::size_t length = unicodeLower(text, result);
     const bool complete = length <= result.size();
     result.resize(length);
     if (!complete) {
-        icuToLower(text, result);
+        unicodeLower(text, result);
     }
     return result;
 }

@@ -1,0 +1,53 @@
+#include "fl/Module.hpp"
+
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <dlfcn.h>
+#include <link.h>
+#include <new>
+#include <stdexcept>
+
+namespace fl {
+namespace {
+
+/// The folder that this library was loaded from. The run path would lead there as well, but not where a tool stands
+/// between dlopen() and its caller, as those that look for faults do.
+std::string ownFolder() {
+    Dl_info self;
+    void* library = nullptr;
+    std::array<char, PATH_MAX> folder{};
+    const auto* const here = reinterpret_cast<const void*>(&ownFolder);
+    if (dladdr1(here, &self, &library, RTLD_DL_LINKMAP) == 0 || dlinfo(library, RTLD_DI_ORIGIN, folder.data()) != 0 ||
+        folder.front() != '/') {
+        // A name without a folder would be looked for wherever the environment says.
+        throw std::runtime_error("as the folder of this library is unknown");
+    }
+    return std::string(folder.data()) + '/';
+}
+
+[[noreturn]] void fail(const std::string& file) {
+    const char* const reason = dlerror();
+    if (reason == nullptr || std::strstr(reason, std::strerror(ENOMEM)) != nullptr) {
+        throw std::bad_alloc();
+    }
+    throw std::runtime_error("through \"" + file + "\": " + reason);
+}
+
+}  // namespace
+
+void* functionOfModule(const std::string& name, const char* function) {
+    const std::string file = ownFolder() + name;
+    void* const module = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (module == nullptr) {
+        fail(file);
+    }
+    void* const found = dlsym(module, function);
+    if (found == nullptr) {
+        fail(file);
+    }
+    return found;
+}
+
+}  // namespace fl

@@ -1,0 +1,26 @@
+#include "fl/Module.hpp"
+#include "fl/i18n/tables/UnicodeLower.hpp"
+
+#include <stdexcept>
+
+namespace fl::i18n {
+namespace {
+
+using Lower = decltype(&pxplatform_unicode_lower);
+
+Lower load() {
+    try {
+        return reinterpret_cast<Lower>(functionOfModule(PXPLATFORM_TABLES_MODULE, "pxplatform_unicode_lower"));
+    } catch (const std::runtime_error& error) {
+        throw std::runtime_error(std::string("cannot load the tables for lower case ") + error.what());
+    }
+}
+
+}  // namespace
+
+std::size_t unicodeLower(std::u16string_view text, std::u16string& to) {
+    static const Lower loaded = load();
+    return loaded(&text, &to);
+}
+
+}  // namespace fl::i18n
