@@ -18,10 +18,14 @@ if(PXFLOWBOOK_TESTS OR PXFLOWBOOK_FUZZ)
     find_package(Python3 REQUIRED COMPONENTS Interpreter)
 endif()
 # Whether the Python package is built, unless somebody says so: asked anew each time, as packages may be installed later.
-# The sanitizers' run-time would have to be in the interpreter first.
+# The sanitizers' run-time has to be in the interpreter first, which the tests see to for that of GCC's address sanitizer.
 if(NOT DEFINED CACHE{PXFLOWBOOK_PYTHON})
     set(PXFLOWBOOK_PYTHON OFF)
-    if(PXFLOWBOOK_TOOL AND PROJECT_IS_TOP_LEVEL AND NOT PXFLOWBOOK_SANITIZE AND NOT PXFLOWBOOK_COVERAGE)
+    set(PYTHON_CAN_LOAD ON)
+    if(PXFLOWBOOK_SANITIZE AND NOT (PXFLOWBOOK_SANITIZE MATCHES address AND CMAKE_CXX_COMPILER_ID STREQUAL GNU))
+        set(PYTHON_CAN_LOAD OFF)
+    endif()
+    if(PXFLOWBOOK_TOOL AND PROJECT_IS_TOP_LEVEL AND PYTHON_CAN_LOAD AND NOT PXFLOWBOOK_COVERAGE)
         find_package(Python3 QUIET COMPONENTS Interpreter Development.Module)
         find_path(PYBIND11_HEADERS pybind11/pybind11.h)
         if(Python3_Development.Module_FOUND AND PYBIND11_HEADERS)

@@ -8,7 +8,7 @@ import threading
 from collections.abc import Callable, Mapping
 from dataclasses import dataclass, field
 from datetime import datetime, timezone
-from typing import Any
+from typing import Any, NoReturn
 
 from flowbook import _native
 from flowbook._errors import MisuseError, error_of
@@ -273,6 +273,8 @@ class Flowbook:
 
         A flowbook that came from no file belongs to the first path or address that it is saved to.
 
+        Saving to where it came from by name replaces whatever is there, also what somebody else has saved meanwhile.
+
         Args:
             target: a path, an address that fsspec knows, or a binary file that is written from where it stands.
             storage_options: for fsspec.
@@ -293,13 +295,14 @@ class Flowbook:
 
     def _save_copy(self, place: Place) -> None:
         place.save_copy(self._document, self._changes)
-        if isinstance(self._place, Memory) and isinstance(place, (LocalFile, RemoteFile)):
+        # Over its own place, it is what lies there from now on.
+        if isinstance(self._place, Memory) and isinstance(place, (LocalFile, RemoteFile)) or place == self._place:
             self._document = place.open()
             self._place = place
             self._forget_changes()
 
     def _forget_changes(self) -> None:
-        self._changes = _native.Change()
+        self._changes = _native.no_change()
         self._preview: _native.Document | None = None
         # Those of one document, which never change; replaced together, so that threads see them together.
         self._properties: tuple[_native.Document | None, dict[str, _native.Property]] = (None, {})
@@ -307,7 +310,7 @@ class Flowbook:
     def _change(self, setter: Callable[..., None], *values: bytes) -> None:
         """Makes a change, unless a flowbook cannot hold it."""
         with self._lock:
-            changes = _native.Change(self._changes)
+            changes = self._changes.copy()
             setter(changes, *values)
             changes.check()
             self._changes, self._preview = changes, None
@@ -336,6 +339,10 @@ class Flowbook:
         """For Jupyter: the page in a frame, so that neither style reaches the other's content."""
         frame = "width: 100%; height: 30em; border: 1px solid #8884; resize: vertical"
         return f'<iframe sandbox style="{frame}" srcdoc="{html.escape(self.html)}"></iframe>'
+
+    def __reduce__(self) -> NoReturn:
+        raise TypeError("a Flowbook cannot be copied or pickled, as it is an open file with changes; save() it, and "
+                        "pass on the path or the bytes")
 
     def __repr__(self) -> str:
         return f"<Flowbook {self._place.name!r}>"

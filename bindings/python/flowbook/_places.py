@@ -65,9 +65,14 @@ class LocalFile:
         native = os.fsencode(path)
         if b"\0" in native:
             raise ValueError("embedded null byte")
+        if not native:
+            raise ValueError("the path is empty")
         # Absolute, as the working directory may be another when the flowbook is saved.
         self._path = native_path(native if native.startswith(b"/") else os.path.abspath(native))
         self.name = name_of(native)
+
+    def __eq__(self, other: object) -> bool:
+        return isinstance(other, LocalFile) and other._path == self._path
 
     def open(self) -> _native.Document:
         return _native.Document.of_path(self._path, self.name)
@@ -150,9 +155,12 @@ class RemoteFile:
     def __init__(self, url: str, options: Mapping[str, Any] | None) -> None:
         import fsspec  # type: ignore[import]
 
-        self.name = url
+        self.name = url.encode("utf-8", "replace").decode("utf-8")
         self._files, self._path = fsspec.core.url_to_fs(url, **(options or {}))
         self._key: object = None
+
+    def __eq__(self, other: object) -> bool:
+        return isinstance(other, RemoteFile) and (other._files, other._path) == (self._files, self._path)
 
     def open(self) -> _native.Document:
         self._key = self._version()

@@ -159,7 +159,7 @@ class _ReadRows:
     def __call__(self, block: _Block) -> Any:
         urls = block.urls
         names = [name_of(os.fsencode(url)) for url in urls]
-        rows = _native.Rows([name for name in self.columns if name not in {"path", "error"}])
+        rows = _native.rows([name for name in self.columns if name not in {"path", "error"}])
         for name, source in zip(names, block.sources()):
             _add(rows, source, name)
         cells, failures = rows.read()

@@ -40,6 +40,9 @@ public:
 
     Document(Source source, std::string file);
 
+    /// What it is read from; null when that is no object of Python.
+    const PythonFile* fileObject() const { return source_.object.get(); }
+
     std::string form();
     std::u16string code();
     std::string richCode();

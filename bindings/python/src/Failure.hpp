@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Lock.hpp"
 #include "Source.hpp"
 #include "Turns.hpp"
 
@@ -47,7 +48,7 @@ template <class Work>
 auto inTurn(Turns& turns, const Source& source, const std::string& file, Work work) -> decltype(work()) {
     try {
         auto result = [&] {
-            const pybind11::gil_scoped_release unlocked;
+            const Unlocked unlocked;
             const Turns::Turn turn(turns);
             return work();
         }();

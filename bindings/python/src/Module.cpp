@@ -52,10 +52,36 @@ void checkChange(const Change& change) {
     });
 }
 
+/// Calls of Python make the objects, and `__new__` none: those would have nothing of C++ in them.
+void refuseNew(PyHeapTypeObject* type) { type->ht_type.tp_flags |= Py_TPFLAGS_DISALLOW_INSTANTIATION; }
+
+/// Shows the collector of cycles the file object that a document holds, which may lead back to the document.
+int visit(PyObject* self, visitproc visit, void* arg) {
+    Py_VISIT(Py_TYPE(self));
+    const auto* document = reinterpret_cast<py::detail::instance*>(self)->get_value_and_holder().value_ptr<Document>();
+    const PythonFile* file = document == nullptr ? nullptr : document->fileObject();
+    if (file != nullptr) {
+        Py_VISIT(file->object().ptr());
+    }
+    return 0;
+}
+
+void setUpDocument(PyHeapTypeObject* type) {
+    refuseNew(type);
+    type->ht_type.tp_flags |= Py_TPFLAGS_HAVE_GC;
+    type->ht_type.tp_traverse = &visit;
+}
+
+/// A class that Python cannot derive from.
+template <class Type>
+py::class_<Type> addClass(py::module_& module, const char* name, void (*setUp)(PyHeapTypeObject*) = &refuseNew) {
+    return py::class_<Type>(module, name, py::is_final(), py::custom_type_setup(setUp));
+}
+
 void addChange(py::module_& module) {
-    py::class_<Change>(module, "Change")
-        .def(py::init<>())
-        .def(py::init<const Change&>())
+    module.def("no_change", [] { return Change(); });
+    addClass<Change>(module, "Change")
+        .def("copy", [](const Change& self) { return self; })
         .def("set_code", &setCode<&Change::code>)
         .def("set_rich_code", &setCode<&Change::rich>)
         .def("set_encrypted_code", &setCode<&Change::encrypted>)
@@ -68,22 +94,22 @@ void addChange(py::module_& module) {
 }
 
 void addValues(py::module_& module) {
-    py::class_<PartInfo>(module, "PartInfo")
+    addClass<PartInfo>(module, "PartInfo")
         .def_readonly("name", &PartInfo::name)
         .def_readonly("content_type", &PartInfo::contentType)
         .def_readonly("size", &PartInfo::size)
         .def_readonly("is_picture", &PartInfo::isPicture);
-    py::class_<RelationshipInfo>(module, "RelationshipInfo")
+    addClass<RelationshipInfo>(module, "RelationshipInfo")
         .def_readonly("source", &RelationshipInfo::source)
         .def_readonly("id", &RelationshipInfo::id)
         .def_readonly("type", &RelationshipInfo::type)
         .def_readonly("target", &RelationshipInfo::target)
         .def_readonly("is_internal", &RelationshipInfo::isInternal);
-    py::class_<kit::Property>(module, "Property")
+    addClass<kit::Property>(module, "Property")
         .def_readonly("label", &kit::Property::label)
         .def_readonly("value", &kit::Property::value)
         .def_readonly("fault", &kit::Property::fault);
-    py::class_<kit::Finding>(module, "Finding")
+    addClass<kit::Finding>(module, "Finding")
         .def_property_readonly("severity", [](const kit::Finding& finding) { return nameOf(finding.severity); })
         .def_readonly("part", &kit::Finding::part)
         .def_readonly("place", &kit::Finding::place)
@@ -98,7 +124,7 @@ std::optional<py::bytes> encryptedCode(Document& document) {
 
 void addDocument(py::module_& module) {
     // What another thread changes meanwhile must not be what is being saved, so changes are taken by value.
-    py::class_<Document>(module, "Document")
+    addClass<Document>(module, "Document", &setUpDocument)
         .def_static("of_path",
                     [](const py::bytes& path, const std::string& name) { return Document::ofPath(toPath(path), name); })
         .def_static("of_bytes", &Document::ofBytes)
@@ -156,8 +182,8 @@ py::tuple tableOf(Rows& self) {
 }
 
 void addRows(py::module_& module) {
-    py::class_<Rows>(module, "Rows")
-        .def(py::init<const std::vector<std::string>&>())
+    module.def("rows", [](const std::vector<std::string>& columns) { return Rows(columns); });
+    addClass<Rows>(module, "Rows")
         .def("add_path",
              [](Rows& self, const py::bytes& path, std::string name) { self.addPath(toPath(path), std::move(name)); })
         .def("add_bytes", &Rows::addBytes)

@@ -1,5 +1,6 @@
 #include "PythonFile.hpp"
 
+#include "Lock.hpp"
 #include "foundation/storage/vfs/StorageError.hpp"
 
 #include <cstdio>
@@ -18,7 +19,12 @@ namespace {
 
 std::uint64_t sizeOf(const py::object& file) {
     file.attr("seek")(0, SEEK_END);
-    return file.attr("tell")().cast<std::uint64_t>();
+    const auto size = py::reinterpret_steal<py::object>(PyNumber_Index(file.attr("tell")().ptr()));
+    const std::uint64_t value = size ? PyLong_AsUnsignedLongLong(size.ptr()) : 0;
+    if (PyErr_Occurred() != nullptr) {
+        throw py::error_already_set();
+    }
+    return value;
 }
 
 }  // namespace
@@ -26,13 +32,13 @@ std::uint64_t sizeOf(const py::object& file) {
 PythonFile::PythonFile(py::object file) : file_(std::move(file)), size_(sizeOf(file_)) {}
 
 PythonFile::~PythonFile() {
-    const py::gil_scoped_acquire locked;
+    const Locked locked;
     file_ = py::object();
     raised_ = py::object();
 }
 
 void PythonFile::read(std::uint64_t offset, void* to, std::size_t count) const {
-    const py::gil_scoped_acquire locked;
+    const Locked locked;
     try {
         readSome(offset, to, count);
     } catch (py::error_already_set& raised) {

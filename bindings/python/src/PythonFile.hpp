@@ -16,6 +16,8 @@ public:
     explicit PythonFile(pybind11::object file);
     ~PythonFile() override;
 
+    const pybind11::object& object() const { return file_; }
+
     std::uint64_t size() const override { return size_; }
 
     /// Takes the interpreter lock. @throws StorageError; what the object raised is kept for takeRaised().

@@ -99,7 +99,7 @@ void judgeRaised(const Source& source, Row& row) {
     if (source.object == nullptr) {
         return;
     }
-    const py::gil_scoped_acquire locked;
+    const Locked locked;
     try {
         raiseOf(source);
     } catch (const py::error_already_set& raised) {

@@ -9,6 +9,7 @@
 #include "opc/model/StandardPartInfo.hpp"
 
 #include <algorithm>
+#include <string_view>
 
 namespace flowbook::kit {
 
@@ -18,6 +19,9 @@ using opc::model::Part;
 using opc::model::PartName;
 
 namespace {
+
+/// RFC 6838, 4.2: a subtype has 127 characters at most.
+constexpr std::size_t kMaxTypeSize = std::string_view("image/").size() + 127;
 
 bool isNamePart(char letter) { return (letter >= 'a' && letter <= 'z') || (letter >= '0' && letter <= '9'); }
 
@@ -30,7 +34,8 @@ std::string subtypeExtension(const std::string& mediaType) {
 std::string checkedType(const std::string& mediaType) {
     const ContentType type(fl::i18n::to_ustring(mediaType));
     std::string plain = fl::i18n::to_string(type.getMediaType());
-    if (plain.rfind("image/", 0) != 0 || subtypeExtension(plain).empty() || !type.getParameters().empty()) {
+    const bool isPicture = plain.rfind("image/", 0) == 0 && plain.size() <= kMaxTypeSize;
+    if (!isPicture || subtypeExtension(plain).empty() || !type.getParameters().empty()) {
         throw opc::Exception(opc::ErrorKind::Misuse, "'" + mediaType + "' is no type of pictures");
     }
     return plain;
