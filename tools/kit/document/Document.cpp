@@ -14,6 +14,7 @@
 #include "opc/zippackage/ZipPhysicalPackage.hpp"
 
 #include <boost/date_time/posix_time/time_formatters.hpp>
+#include <cctype>
 
 namespace flowbook::kit {
 
@@ -57,16 +58,27 @@ StorageSystemReference holding(const std::u16string& name, fl::Bytes bytes) {
     return StorageSystemReference(memory);
 }
 
+/// Whether a document declares to be UTF-8, or nothing, so that it is (XML 1.0, appendix F).
+bool isUtf8(std::string_view document) {
+    constexpr std::string_view kDeclared = R"(<?xml version="1.0" encoding="UTF-8")";
+    const bool declaresNothing =
+        document.size() > 1 && document[0] == '<' && std::isalpha(static_cast<unsigned char>(document[1])) != 0;
+    return declaresNothing || document.substr(0, kDeclared.size()) == kDeclared;
+}
+
 /// The reader takes every document for UTF-8, and the call that takes bytes goes by what the document declares. That
-/// one is for documents that declare just this, as it makes no text of all the document first.
+/// one is for documents that agree, as it makes no text of all the document first; what it refuses, the other one
+/// describes.
 std::u16string codeOf(const fl::Bytes& document) {
-    constexpr std::string_view kUtf8 = R"(<?xml version="1.0" encoding="UTF-8")";
     const std::string_view text(reinterpret_cast<const char*>(document.data()), document.size());
-    if (text.substr(0, kUtf8.size()) != kUtf8) {
-        return FlowbookFileUtils::getTARMICCodeFromRichTARMICCode(fl::i18n::utf8_to_ustring(std::string(text)));
+    if (isUtf8(text)) {
+        try {
+            opc::ByteArrayInAdaptor stream(document);
+            return FlowbookFileUtils::getTARMICCodeFromRichTARMICCode(stream);
+        } catch (const opc::model::InvalidXMLDocument&) {
+        }
     }
-    opc::ByteArrayInAdaptor stream(document);
-    return FlowbookFileUtils::getTARMICCodeFromRichTARMICCode(stream);
+    return FlowbookFileUtils::getTARMICCodeFromRichTARMICCode(fl::i18n::utf8_to_ustring(std::string(text)));
 }
 
 }  // namespace
