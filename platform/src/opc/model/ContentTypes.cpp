@@ -38,11 +38,19 @@ private:
     ContentTypes& types_;
 };
 
+/// Of most packages.
+constexpr std::size_t kUsualCount = 8;
+
 /// What follows the last dot of the last segment; empty when there is none.
 std::string_view extensionOf(std::string_view name) {
     const std::size_t dot = name.rfind('.');
     const std::size_t slash = name.rfind('/');
     return dot == std::string_view::npos || dot < slash ? std::string_view() : name.substr(dot + 1);
+}
+
+template <class Index>
+bool isAt(typename Index::const_iterator place, const Index& index, const std::string& key) {
+    return place != index.end() && place->first == key;
 }
 
 bool isExtension(std::string_view text) {
@@ -120,20 +128,24 @@ void ContentTypes::addDefault(std::string_view extension, std::string_view type)
     if (!isExtension(extension)) {
         throw XmlFault{shown(extension) + " is no extension"};
     }
-    if (defaults_.count(fold(extension)) != 0) {
+    std::string folded = fold(extension);
+    const auto place = defaults_.lower_bound(folded);
+    if (isAt(place, defaults_, folded)) {
         throw XmlFault{"there are two defaults for the extension " + shown(extension) + " (M2.5)"};
     }
-    add(defaults_, {true, std::string(extension), intern(type)});
+    add(defaults_, place, std::move(folded), {true, std::string(extension), intern(type)});
 }
 
 void ContentTypes::addOverride(std::string_view name, std::string_view type) {
     if (!PartName::isValid(name)) {
         throw XmlFault{shown(name) + " is no part name"};
     }
-    if (overrides_.count(fold(name)) != 0) {
+    std::string folded = fold(name);
+    const auto place = overrides_.lower_bound(folded);
+    if (isAt(place, overrides_, folded)) {
         throw XmlFault{"there are two overrides for the part " + shown(name) + " (M2.6)"};
     }
-    add(overrides_, {false, std::string(name), intern(type)});
+    add(overrides_, place, std::move(folded), {false, std::string(name), intern(type)});
 }
 
 /// Most parts of a package share a few types, so each is kept once.
@@ -151,18 +163,23 @@ const ContentTypes::Pointer& ContentTypes::intern(std::string_view text) {
 
 ContentTypes::Pointer ContentTypes::declare(bool isDefault, std::string_view subject, const ContentType& type) {
     Pointer kept = intern(fl::i18n::to_string(type.toString()));
-    add(isDefault ? defaults_ : overrides_, {isDefault, std::string(subject), kept});
+    Index& index = isDefault ? defaults_ : overrides_;
+    std::string folded = fold(subject);
+    add(index, index.lower_bound(folded), std::move(folded), {isDefault, std::string(subject), kept});
     changed_ = true;
     return kept;
 }
 
-void ContentTypes::add(Index& index, Declaration declaration) {
-    std::string folded = fold(declaration.subject);
+/// @param place  of the folded subject in the index.
+void ContentTypes::add(Index& index, Index::const_iterator place, std::string folded, Declaration declaration) {
     const std::size_t at = declarations_.size();
     Pointer type = std::move(declaration.type);  // put into force when nothing can fail any more
+    if (declarations_.empty()) {
+        declarations_.reserve(kUsualCount);
+    }
     declarations_.push_back(std::move(declaration));
-    const auto [found, isNew] = index.emplace(std::move(folded), at);
-    if (!isNew) {
+    const auto found = index.try_emplace(place, std::move(folded), at);
+    if (found->second != at) {
         declarations_[found->second].type = nullptr;
         found->second = at;
     }

@@ -73,7 +73,7 @@ private:
     const Pointer& intern(std::string_view text);
     /// Adds a declaration, in the place of an earlier one of the same subject. @returns the type as it is kept.
     Pointer declare(bool isDefault, std::string_view subject, const ContentType& type);
-    void add(Index& index, Declaration declaration);
+    void add(Index& index, Index::const_iterator place, std::string folded, Declaration declaration);
     Pointer defaultFor(std::string_view foldedName) const;
 
     std::vector<Declaration> declarations_;

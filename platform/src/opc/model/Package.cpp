@@ -18,9 +18,10 @@ void Package::open(interfaces::OpenMode mode) {
         throw Exception(ErrorKind::Misuse, "the package '" + physical.displayName() + "' is open already");
     }
     // A store of its own for every opening: handles of an earlier one must not reach into this one.
-    auto opened = std::make_shared<detail::PackageStore>(physical);
-    opened->open(mode);
-    setStore(std::move(opened));
+    if (store().wasOpened()) {
+        setStore(std::make_shared<detail::PackageStore>(physical));
+    }
+    store().open(mode);
 }
 
 void Package::close() { store().close(); }

@@ -19,6 +19,8 @@ public:
     PackageStore& operator=(const PackageStore&) = delete;
 
     bool isOpen() const noexcept { return open_; }
+    /// Or was to be.
+    bool wasOpened() const noexcept { return wasOpened_; }
     interfaces::OpenMode mode() const noexcept { return mode_; }
     interfaces::IPhysicalPackage& physical() const noexcept { return container_.physical(); }
 
@@ -49,6 +51,7 @@ private:
     Container container_;
     interfaces::OpenMode mode_ = interfaces::OpenMode::ReadOnly;
     bool open_ = false;
+    bool wasOpened_ = false;
     PartTable parts_{container_};
     RelationshipTable relationships_{container_, parts_};
 };
