@@ -165,7 +165,8 @@ ContentTypes::Pointer ContentTypes::declare(bool isDefault, std::string_view sub
     Pointer kept = intern(fl::i18n::to_string(type.toString()));
     Index& index = isDefault ? defaults_ : overrides_;
     std::string folded = fold(subject);
-    add(index, index.lower_bound(folded), std::move(folded), {isDefault, std::string(subject), kept});
+    const auto place = index.lower_bound(folded);
+    add(index, place, std::move(folded), {isDefault, std::string(subject), kept});
     changed_ = true;
     return kept;
 }
