@@ -1,5 +1,6 @@
 #include "plainxml/Reader.hpp"
 
+#include "plainxml/Block.hpp"
 #include "plainxml/Utf8.hpp"
 #include "plainxml/Widening.hpp"
 #include "plainxml/XmlCharacters.hpp"
@@ -43,6 +44,19 @@ const char* skip(const char* at, const char* end) {
         ++at;
     }
     return at;
+}
+
+/// As skip(), by blocks: values are longer than names.
+const char* skipPlainInValue(const char* at, const char* end) {
+    while (end - at >= static_cast<std::ptrdiff_t>(Block::kSize)) {
+        const Block block(at);
+        const std::size_t plain = Block::front(block.isAbove(' ' - 1), block.isOneOf('"', '\'', '&', '<', '\x7F'));
+        at += plain;
+        if (plain != Block::kSize) {
+            return at;
+        }
+    }
+    return skip<isPlainInValue>(at, end);
 }
 
 std::string_view view(const char* from, const char* to) { return {from, static_cast<std::size_t>(to - from)}; }
@@ -364,7 +378,7 @@ bool Reader::attributeValue(Attribute& attribute) noexcept {
     const char quote = *at_++;
     const char* const start = at_;
     attribute.isVerbatim = true;
-    for (at_ = skip<isPlainInValue>(at_, end_); at_ != end_ && *at_ != quote; at_ = skip<isPlainInValue>(at_, end_)) {
+    for (at_ = skipPlainInValue(at_, end_); at_ != end_ && *at_ != quote; at_ = skipPlainInValue(at_, end_)) {
         if (!valueCharacter(attribute)) {
             return false;
         }

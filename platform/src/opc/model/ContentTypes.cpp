@@ -155,7 +155,9 @@ const ContentTypes::Pointer& ContentTypes::intern(std::string_view text) {
         return found->second;
     }
     try {
-        return types_.emplace(text, std::make_shared<const DeclaredType>(text)).first->second;
+        Pointer made = std::make_shared<const DeclaredType>(text);
+        const std::string_view key = made->text();
+        return types_.emplace(key, std::move(made)).first->second;
     } catch (const Exception& error) {
         throw XmlFault{error.what()};
     }

@@ -79,7 +79,7 @@ private:
     std::vector<Declaration> declarations_;
     Index defaults_;
     Index overrides_;
-    std::map<std::string, Pointer, std::less<>> types_;
+    std::map<std::string_view, Pointer> types_;  ///< by their texts
     bool changed_ = false;
 };
 

@@ -22,8 +22,10 @@ void PartTable::read() {
     dropped_.assign(entries.size(), false);
     const std::vector<LogicalEntry> logical = logicalEntries(entries, order_);
     readContentTypes(logical);
+    std::string name = "/";
     for (const LogicalEntry& entry : logical) {
-        sortIn("/" + std::string(entry.name), entry.entries);
+        name.resize(1);
+        sortIn(name.append(entry.name), entry.entries);
     }
 }
 

@@ -10,6 +10,8 @@ namespace {
 
 using plainxml::Reader;
 
+constexpr std::size_t kUsualAttributes = 4;
+
 /// @returns whether the values of all attributes are what stands in the document.
 bool describe(const Reader& reader, XmlElement& element) {
     element.name.ns = reader.ns();
@@ -29,6 +31,7 @@ bool isBlank(const std::u16string& text) { return text.find_first_not_of(u" \t\n
 bool takePlain(std::string_view document, FlatXmlHandler& handler) {
     Reader reader(document);
     XmlElement element;
+    element.attributes.reserve(kUsualAttributes);
     std::u16string text;
     for (Reader::Event event = reader.next(&text); event != Reader::Event::Done; event = reader.next(&text)) {
         if (event == Reader::Event::Odd || !isBlank(text)) {
