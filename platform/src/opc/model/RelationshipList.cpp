@@ -131,7 +131,7 @@ std::vector<RelationshipList::RecordPtr> RelationshipList::ofType(std::u16string
     std::vector<RecordPtr> all;
     const auto found = positionsByType_.find(type);
     if (found != positionsByType_.end()) {
-        for (const std::size_t position : found->second) {
+        for (const std::size_t position : found->second.positions) {
             if (records_[position]) {
                 all.push_back(records_[position]);
             }
@@ -154,7 +154,9 @@ RelationshipList::RecordPtr RelationshipList::add(RelationshipRecord record) {
         added->id = freshId();
     }
     records_.emplace_back();
-    positionsByType_[added->type].push_back(records_.size() - 1);
+    OfType& ofType = positionsByType_[added->type];
+    ofType.first = ofType.first ? ofType.first : added;
+    ofType.positions.push_back(records_.size() - 1);
     const auto place = placeOf(added->id);
     if (isAt(place, added->id)) {
         addTaken(added->id, place);
@@ -221,7 +223,7 @@ bool RelationshipList::removeByType(std::u16string_view type) noexcept {
     const auto found = positionsByType_.find(type);
     const std::size_t before = positions_.size();
     if (found != positionsByType_.end()) {
-        for (const std::size_t position : found->second) {
+        for (const std::size_t position : found->second.positions) {
             if (const auto removed = std::move(records_[position])) {
                 positions_.erase(removed->id);
             }
@@ -254,15 +256,15 @@ void RelationshipList::compact() noexcept {
         return;
     }
     records_.erase(std::remove(records_.begin(), records_.end(), nullptr), records_.end());
-    for (auto& [type, positions] : positionsByType_) {
-        positions.clear();
+    for (auto& [type, ofType] : positionsByType_) {
+        ofType.positions.clear();
     }
     for (std::size_t at = 0; at != records_.size(); ++at) {
         positions_.find(records_[at]->id)->second = at;
-        positionsByType_.find(records_[at]->type)->second.push_back(at);
+        positionsByType_.find(records_[at]->type)->second.positions.push_back(at);
     }
     for (auto each = positionsByType_.begin(); each != positionsByType_.end();) {
-        each = each->second.empty() ? positionsByType_.erase(each) : std::next(each);
+        each = each->second.positions.empty() ? positionsByType_.erase(each) : std::next(each);
     }
 }
 

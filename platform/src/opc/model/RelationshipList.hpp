@@ -61,6 +61,10 @@ private:
         }
     };
     using Positions = std::map<std::u16string_view, std::size_t, Before>;
+    struct OfType {
+        RecordPtr first;  ///< whose type the key is a view of
+        std::vector<std::size_t> positions;
+    };
 
     /// Where an id is, or would be.
     Positions::const_iterator placeOf(std::u16string_view id) const;
@@ -78,7 +82,7 @@ private:
     std::vector<std::shared_ptr<RelationshipRecord>> records_;  ///< null where one was removed
     Positions positions_;                                       ///< by id; the keys are views of the records'
     /// With those of removed ones.
-    std::map<std::u16string, std::vector<std::size_t>, Before> positionsByType_;
+    std::map<std::u16string_view, OfType, Before> positionsByType_;
     std::size_t lastFreshId_ = 0;
 };
 
