@@ -14,6 +14,9 @@ namespace {
 
 constexpr std::string_view kListNamespace = "http://schemas.openxmlformats.org/package/2006/relationships";
 
+/// Of most sources.
+constexpr std::size_t kUsualRecords = 4;
+
 struct Range {
     char32_t first;
     char32_t last;
@@ -152,6 +155,9 @@ RelationshipList::RecordPtr RelationshipList::add(RelationshipRecord record) {
     added->isIdChosen = added->id.empty();
     if (added->isIdChosen) {
         added->id = freshId();
+    }
+    if (records_.empty()) {
+        records_.reserve(kUsualRecords);
     }
     records_.emplace_back();
     OfType& ofType = positionsByType_[added->type];
