@@ -255,9 +255,12 @@ bool Reader::isNext(const KnownTag& known) const noexcept {
 }
 
 Reader::KnownTag* Reader::findKnown() noexcept {
+    if (depth_ == kMaxDepth) {
+        return nullptr;
+    }
     KnownTag& likely = known_[known_[lastKnown_].next];
-    if (depth_ == kMaxDepth || isNext(likely)) {
-        return depth_ == kMaxDepth ? nullptr : &likely;
+    if (isNext(likely)) {
+        return &likely;
     }
     auto* const last = known_.data() + std::min(madeKnown_, known_.size());
     auto* const found = std::find_if(known_.data(), last, [this](const KnownTag& each) { return isNext(each); });
