@@ -13,14 +13,15 @@ import os
 import re
 import sys
 import tempfile
-import time
 import zipfile
 from pathlib import Path
 from xml.etree import ElementTree
 
 from growth import IMAGE, WORDS, book, document, paragraph
+from process import measure
 
 RUNS = 3
+LOOP = "--loop"  # for this program itself: what to do, and in which folder
 COMMANDS = {"cat": ["cat"], "info": ["info"], "grep": ["grep", "compute.*input7"], "digest": ["digest"],
             "check": ["check"], "canon --check": ["canon", "--check"]}
 
@@ -66,27 +67,15 @@ def python_check(path):
 LOOPS = {"cat": code_of, "info": python_info, "grep": python_grep, "digest": python_digest, "check": python_check}
 
 
-def measure(work):
-    """Seconds, processor seconds and kilobytes of a process that does the work."""
-    start = time.monotonic()
-    child = os.fork()
-    if child == 0:
-        os.dup2(os.open(os.devnull, os.O_WRONLY), 1)
-        work()
-        os._exit(0)
-    _, status, usage = os.wait4(child, 0)
-    if os.waitstatus_to_exitcode(status) > 1:
-        sys.exit(f"a run ended with {os.waitstatus_to_exitcode(status)}")
-    return time.monotonic() - start, usage.ru_utime + usage.ru_stime, usage.ru_maxrss
-
-
 def loop(work, folder):
     for path in sorted(folder.rglob("*.tqx")):
         print(work(path))
 
 
-def tell(name, work):
-    seconds, processor, kilobytes = min(measure(work) for _ in range(RUNS))
+def tell(name, arguments):
+    seconds, processor, kilobytes, status, told = min(measure(arguments) for _ in range(RUNS))
+    if status > 1:
+        sys.exit(f"a run ended with {status}: {told}")
     print(f"{name:26} {seconds:6.2f} s   {processor:6.2f} s of processor   {kilobytes / 1024:5.0f} MB", flush=True)
 
 
@@ -95,12 +84,15 @@ def main(command, count=5000):
         folder = Path(scratch)
         make(folder, count)
         for name, arguments in COMMANDS.items():
-            tell(name, lambda arguments=arguments: os.execv(command, [command, *arguments, str(folder)]))
+            tell(name, [command, *arguments, str(folder)])
             if name in LOOPS:
-                tell(f"  a loop in Python: {name}", lambda name=name: loop(LOOPS[name], folder))
+                tell(f"  a loop in Python: {name}", [sys.executable, __file__, LOOP, name, str(folder)])
 
 
 if __name__ == "__main__":
     if len(sys.argv) < 2:
         sys.exit(__doc__)
-    main(os.path.realpath(sys.argv[1]), *map(int, sys.argv[2:]))
+    if sys.argv[1] == LOOP:
+        loop(LOOPS[sys.argv[2]], Path(sys.argv[3]))
+    else:
+        main(os.path.realpath(sys.argv[1]), *map(int, sys.argv[2:]))

@@ -15,6 +15,8 @@ import tempfile
 import zipfile
 from pathlib import Path
 
+from process import measure
+
 PACKAGE = "http://schemas.openxmlformats.org/package/2006/"
 CODE = "http://schemas.pellarion.com/tarmic/code/2013/relationships/document"
 CODE_TYPE = "application/vnd.pellarion.tarmic.code.document+xml;plaincode=true"
@@ -24,7 +26,6 @@ WORDS = "http://schemas.openxmlformats.org/wordprocessingml/2006/main"
 # The scan of plain documents leaves those with an instruction to the DOM.
 TO_THE_DOM = "<?odd ?>"
 SECONDS, BYTES, OVER_A_LIMIT = 60, 4 << 30, 6
-TIME = "/usr/bin/time"
 # A cost below these is lost in the noise of a process's start.
 MIN_SECONDS, MIN_KILOBYTES = 0.02, 4096
 
@@ -138,38 +139,20 @@ def limit():
     resource.setrlimit(resource.RLIMIT_AS, (BYTES, BYTES))
 
 
-def measure(command, arguments):
-    """The exit status, the seconds, the kilobytes and the messages of one process.
-
-    It is a child of time(1), as the memory of a process is that of its parent at first, and Python's is not small.
-    """
-    with tempfile.TemporaryFile() as messages, tempfile.NamedTemporaryFile() as kilobytes:
-        child = os.fork()
-        if child == 0:
-            limit()
-            os.dup2(os.open(os.devnull, os.O_WRONLY), 1)
-            os.dup2(messages.fileno(), 2)
-            os.execv(TIME, [TIME, "-q", "-f", "%M", "-o", kilobytes.name, command, *arguments])
-        _, status, usage = os.wait4(child, 0)
-        messages.seek(0)
-        told = messages.read().decode(errors="replace").strip()
-        return os.waitstatus_to_exitcode(status), usage.ru_utime + usage.ru_stime, int(kilobytes.read()), told
-
-
 class Bench:
     def __init__(self, command, folder):
         self.command, self.folder = command, folder
         small = folder / "small.tqx"
         book(small)
-        runs = [measure(command, cat(small)) for _ in range(5)]
-        self.seconds, self.kilobytes = min(run[1] for run in runs), min(run[2] for run in runs)
+        runs = [measure([command, *cat(small)], limit) for _ in range(5)]
+        self.seconds, self.kilobytes = min(run.processor for run in runs), min(run.kilobytes for run in runs)
 
     def cost(self, shape, size):
         _, _, make, work = SHAPES[shape]
         path = self.folder / (shape.replace(" ", "_") + str(size) + ("" if make is many_files else ".tqx"))
         make(path, size)
-        best = min((measure(self.command, work(path)) for _ in range(2)), key=lambda run: run[1])
-        status, seconds, kilobytes, told = best
+        best = min((measure([self.command, *work(path)], limit) for _ in range(2)), key=lambda run: run.processor)
+        _, seconds, kilobytes, status, told = best
         if status == OVER_A_LIMIT:
             return None, "refused: " + told.splitlines()[0][:160].replace(str(self.folder) + "/", "")
         if status != 0:
