@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Checks that the includes of the tree go one way: tools -> flowbook -> platform, and room by room inside those.
+"""Checks that the includes of the tree go one way: command and python -> kit -> flowbook ->
+platform, and room by room inside those.
 
 Prints one line for each include that goes another way and exits with 1 when there is any. With --self-test it plants
 one violation of each kind into a scratch tree and fails unless exactly those are found.
@@ -12,8 +13,8 @@ from pathlib import Path
 
 # Where quoted and angled names are looked for, as the build does, and the area that each root belongs to.
 ROOTS = {"include": "api", "platform/include": "platform-api", "src": "src", "platform/src": "platform-src",
-         "platform/plainxml": "plainxml", "tools": "tools", "bindings/python/src": "bindings"}
-MORE_PLACES = ["tools/flowbook", "platform"]
+         "platform/plainxml": "plainxml", "kit": "kit", "command": "command", "python/native": "python"}
+MORE_PLACES = ["", "platform"]
 
 # The areas that an area may include, its own among them.
 AREAS = {
@@ -22,8 +23,9 @@ AREAS = {
     "plainxml": {"plainxml"},
     "api": {"api", "platform-api"},
     "src": {"api", "platform-api", "src", "plainxml"},
-    "tools": {"api", "platform-api", "tools"},
-    "bindings": {"api", "platform-api", "tools", "bindings"},
+    "kit": {"api", "platform-api", "kit"},
+    "command": {"api", "platform-api", "kit", "command"},
+    "python": {"api", "platform-api", "kit", "python"},
 }
 
 # The other rooms of its side that a room may include. A file lies in the deepest room whose folder it is in; a public
@@ -50,33 +52,20 @@ LIBRARY_ROOMS = {
     "writer": {"package", "utils", "format"},
 }
 KIT_ROOMS = {
-    "kit": set(),
-    "kit/characters": set(),
-    "kit/xml": set(),
-    "kit/document": {"kit/characters", "kit/xml"},
-    "kit/digest": {"kit/document", "kit/xml"},
-    "kit/text": {"kit/characters", "kit/digest", "kit/document", "kit/xml"},
-    "kit/check": {"kit/document", "kit/xml"},
-    "kit/change": {"kit/document", "kit/xml"},
-    "kit/failure": set(),
-    "kit/container": {"kit/characters", "kit/document", "kit/xml"},
-    "kit/merge": {"kit/container", "kit/digest", "kit/document", "kit/xml"},
-    "kit/page": {"kit/characters", "kit/digest", "kit/document", "kit/xml"},
+    "document": set(),
+    "package": {"document"},
+    "compare": {"document", "package"},
+    "check": {"document"},
+    "page": {"compare", "document"},
 }
-TOOL_BASE = {*KIT_ROOMS, "flowbook/terminal", "flowbook/inputs", "flowbook/files"}
-TOOL_ROOMS = {
-    **KIT_ROOMS,
-    "flowbook/terminal": {*KIT_ROOMS},
-    "flowbook/inputs": {"flowbook/terminal", *KIT_ROOMS},
-    "flowbook/files": {"flowbook/inputs", "flowbook/terminal", *KIT_ROOMS},
-    "flowbook/look": {"flowbook", *TOOL_BASE},
-    "flowbook/change": {"flowbook", *TOOL_BASE},
-    "flowbook/compare": {"flowbook", *TOOL_BASE},
-    "flowbook/mend": {"flowbook", *TOOL_BASE},
-    "flowbook/page": {"flowbook", *TOOL_BASE},
-    "flowbook": TOOL_BASE,
+COMMAND_ROOMS = {
+    "terminal": set(),
+    "io": {"terminal"},
+    "commands": {".", "io", "terminal"},
+    ".": {"io", "terminal"},
 }
-ROOMS = {"platform-api": PLATFORM_ROOMS, "platform-src": PLATFORM_ROOMS, "src": LIBRARY_ROOMS, "tools": TOOL_ROOMS}
+ROOMS = {"platform-api": PLATFORM_ROOMS, "platform-src": PLATFORM_ROOMS, "src": LIBRARY_ROOMS, "kit": KIT_ROOMS,
+         "command": COMMAND_ROOMS}
 
 # The library leaves files, archives and XML to the platform, so it sees the plain standard library and Boost.
 FORBIDDEN_STANDARD = {"filesystem", "fstream"}
@@ -112,8 +101,8 @@ class Checker:
         if area == "platform-api":
             file = self.source_of(file)
         rooms = ROOMS.get(area, {})
-        folders = [folder.as_posix() for folder in file.parents]
-        return next((folder for folder in folders if folder in rooms), file.parts[0])
+        folders = [folder.as_posix() for folder in file.parents if folder.parts]
+        return next((folder for folder in folders if folder in rooms), file.parts[0] if folders else ".")
 
     def source_of(self, header):
         """Where the platform defines what its public header declares."""
@@ -159,8 +148,6 @@ class Checker:
         target_room = self.room_of(target_area, Path(target_name))
         if target_room == room:
             return None
-        if area == "bindings" and not target_room.startswith("kit") and target_area == "tools":
-            return "of tools, the kit alone is for others"
         same_side = area in ROOMS and ROOMS[area] is ROOMS.get(target_area)
         return f"{room} may not use {target_room}" if same_side and target_room not in ROOMS[area][room] else None
 
@@ -168,7 +155,7 @@ class Checker:
     def reason_against_outside(area, room, name):
         if name.split("/")[0] in {"flowbook", *PLATFORM_ROOMS, *LIBRARY_ROOMS}:
             return "there is no such header"
-        if room.startswith("kit") and name.startswith("CLI/"):
+        if area == "kit" and name.startswith("CLI/"):
             return "arguments belong to the command"
         if area not in {"src", "api", "plainxml"}:
             return None
@@ -211,7 +198,7 @@ SELF_TEST = [
     ("platform/include/opc/Plain.hpp", "plainxml/Reader.hpp", True),
     ("src/writer/Impl.cpp", "utils/Code.hpp", False),
     ("src/writer/Log.cpp", "boost/exception/diagnostic_information.hpp", False),
-    ("tools/flowbook/Main.cpp", "flowbook/Reader.hpp", False),
+    ("command/main.cpp", "flowbook/Reader.hpp", False),
     ("platform/src/fl/Back.cpp", "foundation/Storage.hpp", True),
     ("platform/src/foundation/Back.cpp", "opc/Package.hpp", True),
     ("platform/src/foundation/Hidden.cpp", "../opc/Zip.hpp", True),
@@ -241,23 +228,23 @@ SELF_TEST = [
     ("src/reader/Posix.cpp", "sys/stat.h", True),
     ("src/reader/Boost.cpp", "boost/filesystem.hpp", True),
     ("src/other/Unknown.cpp", "string", True),
-    ("tools/kit/Text.hpp", "flowbook/Reader.hpp", False),
-    ("tools/flowbook/inputs/Input.hpp", "kit/Text.hpp", False),
-    ("tools/flowbook/look/Look.hpp", "inputs/Input.hpp", False),
-    ("tools/kit/document/Look.hpp", "string", False),
-    ("tools/kit/merge/Merge.cpp", "kit/document/Look.hpp", False),
-    ("tools/kit/merge/Merge.hpp", "string", False),
-    ("tools/kit/document/Up.cpp", "kit/merge/Merge.hpp", True),
-    ("tools/kit/Back.cpp", "inputs/Input.hpp", True),
-    ("tools/kit/Arguments.cpp", "CLI/CLI.hpp", True),
-    ("tools/flowbook/inputs/Back.cpp", "look/Look.hpp", True),
-    ("tools/flowbook/change/Across.cpp", "look/Look.hpp", True),
-    ("tools/other/Unknown.cpp", "string", True),
-    ("bindings/python/src/Book.hpp", "kit/Text.hpp", False),
-    ("bindings/python/src/Command.cpp", "inputs/Input.hpp", True),
-    ("bindings/python/src/Inside.cpp", "format/Names.hpp", True),
-    ("tools/flowbook/Reach.cpp", "format/Names.hpp", True),
-    ("tools/flowbook/Relative.cpp", "../../platform/src/opc/Zip.hpp", True),
+    ("kit/document/Text.hpp", "flowbook/Reader.hpp", False),
+    ("command/io/Input.hpp", "kit/document/Text.hpp", False),
+    ("command/commands/Look.hpp", "io/Input.hpp", False),
+    ("kit/compare/Merge.hpp", "string", False),
+    ("kit/compare/Merge.cpp", "kit/document/Text.hpp", False),
+    ("kit/document/Up.cpp", "kit/compare/Merge.hpp", True),
+    ("kit/document/Back.cpp", "io/Input.hpp", True),
+    ("kit/document/Arguments.cpp", "CLI/CLI.hpp", True),
+    ("kit/other/Unknown.cpp", "string", True),
+    ("command/io/Back.cpp", "commands/Look.hpp", True),
+    ("command/terminal/Back.cpp", "io/Input.hpp", True),
+    ("command/other/Unknown.cpp", "string", True),
+    ("python/native/Book.hpp", "kit/document/Text.hpp", False),
+    ("python/native/Command.cpp", "io/Input.hpp", True),
+    ("python/native/Inside.cpp", "format/Names.hpp", True),
+    ("command/Reach.cpp", "format/Names.hpp", True),
+    ("command/Relative.cpp", "../platform/src/opc/Zip.hpp", True),
 ]
 
 

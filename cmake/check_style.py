@@ -15,9 +15,9 @@ from pathlib import Path
 TREE = Path(__file__).resolve().parent.parent
 WIDTH = 120
 CODE = {".cpp", ".hpp", ".h", ".cc", ".c", ".py", ".sh", ".ipp"}
-PRODUCT = ("include/", "platform/", "src/", "tools/", "bindings/")
+PRODUCT = ("include/", "platform/", "src/", "kit/", "command/", "python/")
 # The folders of tests, and where the rooms are that they test. Other folders of tests are rooms of their own.
-ROOMS = {"tests/platform": "platform/src", "tests/flowbook": "src"}
+ROOMS = {"tests/platform": "platform/src", "tests/src": "src", "tests/kit": "kit"}
 # Helpers of test programs that are no tests lie here.
 SUPPORT = re.compile(r"tests/(support|install|durability)/|/(support|common)/")
 TEST_NAME = re.compile(r"[A-Z]\w*Test\.cpp|[a-z]\w*_test\.(py|sh)")
@@ -90,9 +90,9 @@ def violations(tree):
 # A file of the scratch tree, what it holds, and whether that is a violation.
 SELF_TEST = [
     ("src/reader/Fine.hpp", "#pragma once\n", False),
-    ("tests/flowbook/reader/FineTest.cpp", "x\n", False),
-    ("tests/flowbook/reader/test_bad.cpp", "x\n", True),
-    ("tests/flowbook/nowhere/LostTest.cpp", "x\n", True),
+    ("tests/src/reader/FineTest.cpp", "x\n", False),
+    ("tests/src/reader/test_bad.cpp", "x\n", True),
+    ("tests/src/nowhere/LostTest.cpp", "x\n", True),
     ("src/reader/Guard.hpp", "// no guard\n", True),
     ("src/reader/Wide.cpp", "x" * (WIDTH + 1) + "\n", True),
     ("src/reader/Blank.cpp", "x \n", True),

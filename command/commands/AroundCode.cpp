@@ -1,0 +1,48 @@
+#include "commands/AroundCode.hpp"
+
+#include <algorithm>
+
+namespace flowbook::tool {
+
+namespace {
+
+bool isBlank(const std::string& text) { return text.find_first_not_of(" \t\r\n") == std::string::npos; }
+
+bool isProse(const kit::Paragraph& paragraph) { return !paragraph.code && !isBlank(paragraph.text()); }
+
+bool hasMoreThanCode(const kit::Paragraph& paragraph) {
+    return paragraph.code && paragraph.text().size() > paragraph.code->size();
+}
+
+std::ptrdiff_t picturesIn(const kit::Paragraph& paragraph) {
+    return std::count_if(paragraph.runs.begin(), paragraph.runs.end(),
+                         [](const kit::Run& run) { return !run.picture.empty(); });
+}
+
+void append(std::string& words, std::ptrdiff_t count, const char* one, const char* many) {
+    if (count != 0) {
+        words += (words.empty() ? "" : ", ") + std::to_string(count) + " " + (count == 1 ? one : many);
+    }
+}
+
+}  // namespace
+
+std::string aroundCode(const kit::RichText& document) {
+    if (!document.fault.empty()) {
+        return "a document that cannot be read";
+    }
+    const auto& paragraphs = document.paragraphs;
+    std::ptrdiff_t pictures = 0;
+    for (const kit::Paragraph& paragraph : paragraphs) {
+        pictures += picturesIn(paragraph);
+    }
+    std::string words;
+    append(words, std::count_if(paragraphs.begin(), paragraphs.end(), isProse), "paragraph of prose",
+           "paragraphs of prose");
+    append(words, std::count_if(paragraphs.begin(), paragraphs.end(), hasMoreThanCode), "text beside code",
+           "texts beside code");
+    append(words, pictures, "picture", "pictures");
+    return words;
+}
+
+}  // namespace flowbook::tool

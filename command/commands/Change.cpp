@@ -1,0 +1,106 @@
+#include "commands/Change.hpp"
+
+#include "commands/AroundCode.hpp"
+#include "flowbook/FlowbookFileUtils.hpp"
+#include "flowbook/FlowbookFileWriter.hpp"
+#include "io/OpenDocument.hpp"
+#include "kit/document/RichCodePart.hpp"
+#include "opc/pxservices/CorePropertiesManager.hpp"
+#include "opc/zippackage/ZipPhysicalPackage.hpp"
+#include "terminal/Failure.hpp"
+
+namespace flowbook::tool {
+
+using opc::interfaces::OpenMode;
+using opc::model::Package;
+using opc::pxservices::CoreProperties;
+using opc::pxservices::CorePropertiesManager;
+
+namespace {
+
+constexpr auto kTimesAsTheyAre = CorePropertiesManager::DeterministicMode::Off;
+
+/// The code as it is when it has been stored and read.
+std::u16string asStored(const std::u16string& code) {
+    std::u16string text;
+    char16_t before = u'\0';
+    for (const char16_t unit : FlowbookFileUtils::encodeControlCharacters(code)) {
+        if (unit != u'\n' || before != u'\r') {
+            text.push_back(unit == u'\r' ? u'\n' : unit);
+        }
+        before = unit;
+    }
+    return text;
+}
+
+bool hasCode(const Change& change, const Input& input, const kit::Document& document) {
+    const kit::CodeForm form = document.form();
+    if (change.rich) {
+        return form == kit::CodeForm::Rich && document.storedCode() == *change.rich;
+    }
+    const bool isReadable = form == kit::CodeForm::Plain || (form == kit::CodeForm::Rich && !change.flatten);
+    return !change.code || (isReadable && input.openReader().getTARMICCode() == asStored(*change.code));
+}
+
+/// Whether nothing is to be done. @throws Failure when the code would replace more than code.
+bool isLikeThat(const Change& change, const Input& input) {
+    const kit::Document document = openDocument(input);
+    if (hasCode(change, input, document)) {
+        return change.properties.agreeWith(document.properties());
+    }
+    if (change.code && !change.flatten) {
+        requireOnlyCode(document);
+    }
+    return false;
+}
+
+void setProperties(Package& package, const PropertyOptions& properties) {
+    CorePropertiesManager manager(package, kTimesAsTheyAre);
+    CoreProperties present = manager.getCoreProperties();
+    present.setTARMICReleaseInfo(CoreProperties::getCurrentTARMICReleaseInfo());
+    present.setLastModifiedTime(CoreProperties::getCurrentTime());
+    properties.applyTo(present);
+    manager.setCoreProperties(present);
+}
+
+/// The writer has no call for rich code, so this is its work on the package itself.
+void saveRich(const Change& change, const Input& input) {
+    opc::zippackage::ZipPhysicalPackage container(input.name(), opc::FileSystemOpsSelector(input.storage()), true);
+    Package package(container);
+    package.open(OpenMode::Update);
+    kit::richCodePart(package).getOutputStream()->write(change.rich->data(), change.rich->size());
+    setProperties(package, change.properties);
+    package.close();
+}
+
+void save(const Change& change, const Input& input) {
+    FlowbookFileWriter writer(input.name(), input.storage(), {});
+    if (change.code) {
+        writer.setTARMICCode(*change.code);
+    }
+    change.properties.applyTo(writer);
+    writer.close(false);
+}
+
+}  // namespace
+
+void Change::checkProperties() const {
+    CoreProperties any;
+    properties.applyTo(any);
+}
+
+void requireOnlyCode(const kit::Document& document) {
+    const std::string what = aroundCode(document.richText());
+    if (!what.empty()) {
+        throw Failure(ExitCode::NegativeFinding, "plain code would drop " + what + "; --flatten does it");
+    }
+}
+
+void apply(const Change& change, const Input& input) {
+    if (isLikeThat(change, input)) {
+        return;
+    }
+    change.rich ? saveRich(change, input) : save(change, input);
+}
+
+}  // namespace flowbook::tool

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "commands/PropertyOptions.hpp"
+#include "io/Input.hpp"
+
+#include <optional>
+#include <string>
+
+namespace flowbook::tool {
+
+/// What is to be different about a flowbook.
+struct Change {
+    std::optional<std::u16string> code;
+    std::optional<Bytes> rich;  ///< a rich code document; not together with `code`
+    bool flatten = false;       ///< whether `code` may replace a document that holds more than code
+    PropertyOptions properties;
+
+    bool empty() const { return !code && !rich && properties.empty(); }
+
+    /// @throws Failure (usage) for text that cannot be a property.
+    void checkProperties() const;
+};
+
+/// @throws Failure (a negative finding) when plain code would drop something else that the document holds.
+void requireOnlyCode(const kit::Document& document);
+
+/// Makes the change and saves, unless the flowbook is like that already.
+/// @param input  for Purpose::Update. @throws Failure (a negative finding) when the code would replace more
+///               than code; what the library throws.
+void apply(const Change& change, const Input& input);
+
+}  // namespace flowbook::tool

@@ -1,0 +1,48 @@
+#include "Commands.hpp"
+#include "commands/TextOf.hpp"
+#include "io/ForEachInput.hpp"
+#include "io/Program.hpp"
+#include "io/TemporaryFolder.hpp"
+#include "terminal/Failure.hpp"
+
+#include <cstdlib>
+
+namespace flowbook::tool {
+
+namespace {
+
+constexpr char kDiffFooter[] =
+    "Compares what 'flowbook git textconv' prints, by diff(1). Ends with 0 when the contents are the\n"
+    "same, with 1 when they differ. Colours appear on a terminal, unless NO_COLOR is set.\n\n"
+    "Example:\n"
+    "  flowbook diff old.tqx new.tqx";
+
+struct DiffOptions {
+    std::string a;
+    std::string b;
+};
+
+void diff(Console& console, const DiffOptions& options) {
+    const TemporaryFolder folder;
+    const std::string a = folder.put("a", textOf(options.a));
+    const std::string b = folder.put("b", textOf(options.b));
+    const char* const noColour = std::getenv("NO_COLOR");
+    const std::string colour = noColour != nullptr && *noColour != '\0' ? "never" : "auto";
+    const int code = runProgram({"diff", "-u", "--color=" + colour, "--label", options.a, "--label", options.b, a, b});
+    if (code > 1) {
+        throw Failure(ExitCode::InputOutput, "diff failed with exit code " + std::to_string(code));
+    }
+    console.note(code == 0 ? ExitCode::Fine : ExitCode::NegativeFinding);
+}
+
+}  // namespace
+
+void addDiffCommand(CommandLine& line, Console& console) {
+    Arguments command = line.add("diff", "Show how two flowbooks differ", kDiffFooter);
+    const auto options = std::make_shared<DiffOptions>();
+    command.require("A", options->a, "Flowbook");
+    command.require("B", options->b, "Flowbook");
+    command.run([options, &console] { attempt(console, "", [&] { diff(console, *options); }); });
+}
+
+}  // namespace flowbook::tool

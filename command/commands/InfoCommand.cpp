@@ -1,0 +1,117 @@
+#include "Commands.hpp"
+#include "fl/i18n/Conversion.hpp"
+#include "io/ForEachInput.hpp"
+#include "io/OpenDocument.hpp"
+#include "terminal/Failure.hpp"
+#include "terminal/Text.hpp"
+
+#include <algorithm>
+
+namespace flowbook::tool {
+
+namespace {
+
+constexpr char kInfoFooter[] = "Ends with 1 when a file holds no code.\n\n"
+                               "Examples:\n"
+                               "  flowbook info analysis.tqx\n"
+                               "  flowbook info --json folder | jq -r .title";
+
+struct FileInfo {
+    std::optional<kit::CodeForm> form;  ///< none when it cannot be told
+    std::vector<kit::Property> properties;
+    std::vector<opc::model::Part> parts;
+};
+
+/// One fault may be that of several properties.
+void tellFaults(const std::vector<kit::Property>& properties, const Input& input, Report& report) {
+    const std::string* told = nullptr;
+    for (const kit::Property& property : properties) {
+        if (!property.fault.empty() && (told == nullptr || *told != property.fault)) {
+            report.attempt(&input, [&] { throw Failure(ExitCode::Damaged, property.fault); });
+            told = &property.fault;
+        }
+    }
+}
+
+/// What can be read; what cannot is told of.
+FileInfo look(const kit::Document& document, const Input& input, Report& report) {
+    FileInfo info;
+    report.attempt(&input, [&] { info.form = document.form(); });
+    info.properties = document.properties();
+    tellFaults(info.properties, input, report);
+    info.parts = document.package().getParts();
+    return info;
+}
+
+std::string typeOf(const opc::model::Part& part) { return fl::i18n::to_string(part.getContentType().toString()); }
+
+void printField(Report& report, std::string label, const std::string& value) {
+    label.resize(12, ' ');
+    report.line("  " + label + value);
+}
+
+void printProperty(Report& report, const kit::Property& property) {
+    if (property.value) {
+        printField(report, property.label, property.isTime ? *property.value : inQuotes(*property.value));
+    } else {
+        printField(report, property.label, property.fault.empty() ? "(absent)" : "(faulty)");
+    }
+}
+
+void printText(Report& report, const std::string& file, const FileInfo& info) {
+    report.line(printable(file));
+    if (info.form) {
+        printField(report, "code", nameOf(*info.form));
+    }
+    for (const kit::Property& property : info.properties) {
+        printProperty(report, property);
+    }
+    for (const opc::model::Part& part : info.parts) {
+        printField(report, "part",
+                   part.getName().ascii() + "  " + printable(typeOf(part)) + "  " + std::to_string(part.getSize()) +
+                       " bytes, stored " + std::to_string(part.getStoredSize()));
+    }
+}
+
+void printRecord(Report& report, const FileInfo& info) {
+    Json json = report.openRecord();
+    if (info.form) {
+        json.field("code", nameOf(*info.form));
+    }
+    for (const kit::Property& property : info.properties) {
+        json.optionalField(property.label, property.value);
+    }
+    json.key("parts").openArray();
+    for (const opc::model::Part& part : info.parts) {
+        json.openObject().field("name", part.getName().ascii()).field("contentType", typeOf(part));
+        json.count("size", part.getSize()).count("storedSize", part.getStoredSize()).closeObject();
+    }
+    json.closeArray();
+    report.closeRecord(json);
+}
+
+void showInfo(const Input& input, Report& report, bool json) {
+    const kit::Document document = openDocument(input);
+    const FileInfo info = look(document, input, report);
+    if (json) {
+        printRecord(report, info);
+    } else {
+        printText(report, input.argument(), info);
+    }
+    report.note(info.form == kit::CodeForm::None ? ExitCode::NegativeFinding : ExitCode::Fine);
+}
+
+}  // namespace
+
+void addInfoCommand(CommandLine& line, Console& console) {
+    Arguments command = line.add("info", "Tell the form of the code, the properties and the parts", kInfoFooter);
+    const auto options = std::make_shared<InputOptions>();
+    options->addTo(command);
+    options->addJsonTo(command);
+    command.run([options, &console] {
+        forEachInput(console, *options,
+                     [&](const Input& input, Report& report) { showInfo(input, report, options->json); });
+    });
+}
+
+}  // namespace flowbook::tool

@@ -1,0 +1,108 @@
+#include "Commands.hpp"
+#include "commands/PropertyOptions.hpp"
+#include "commands/Sources.hpp"
+#include "io/ForEachInput.hpp"
+#include "io/NewFile.hpp"
+#include "kit/document/Pictures.hpp"
+#include "opc/Exception.hpp"
+#include "terminal/Failure.hpp"
+#include "terminal/Text.hpp"
+
+namespace flowbook::tool {
+
+using SnapshotPart = FlowbookFilePackage::Part;
+
+namespace {
+
+constexpr char kNewFooter[] =
+    "A file that is there is kept unless --force is given; then it is replaced at once, or not\n"
+    "at all. Code is UTF-8; control characters in it become U+FFFD.\n\n"
+    "Examples:\n"
+    "  flowbook new analysis.tqx --code analysis.txt --title 'Running mean'\n"
+    "  flowbook new report.tqx --rich report.xml --image plot.png --image map.svg";
+
+struct NewOptions {
+    std::string file;
+    std::optional<std::string> code;
+    std::optional<std::string> rich;
+    std::vector<std::string> images;
+    PropertyOptions properties;
+    bool force = false;
+};
+
+SnapshotPart richDocument(const std::string& source) {
+    Bytes content = readRichCode(source);
+    return FlowbookFilePackage::createDocumentPartWithContent(content);
+}
+
+/// A document part with the content type that it keeps when the writer gives it plain code.
+SnapshotPart documentForPlainCode() {
+    SnapshotPart document = FlowbookFilePackage::createEmptyDocumentPart();
+    opc::model::ContentType type(document.contentType);
+    type.addParameter(u"plaincode", u"true");
+    document.contentType = type.toString();
+    return document;
+}
+
+SnapshotPart documentOf(const NewOptions& options) {
+    if (options.rich) {
+        return richDocument(*options.rich);
+    }
+    return options.code ? documentForPlainCode() : FlowbookFilePackage::createEmptyDocumentPart();
+}
+
+FlowbookFilePackage withImages(SnapshotPart document, std::vector<std::string> images) {
+    const FlowbookFilePackage package(document.content, images);
+    std::vector<SnapshotPart> parts = package.getParts();
+    std::vector<FlowbookFilePackage::Relationship> relationships = package.getRelationships();
+    for (SnapshotPart& part : parts) {
+        if (part.partName == document.partName) {
+            part.contentType = document.contentType;
+        }
+    }
+    return {parts, relationships};
+}
+
+std::string pictureFrom(const std::string& file) {
+    const Bytes picture = readSource(file);
+    try {
+        return kit::toDataUri(picture, file);
+    } catch (const opc::Exception& failure) {
+        throw Failure(ExitCode::Damaged, file, failure.what());
+    }
+}
+
+FlowbookFilePackage packageOf(const NewOptions& options) {
+    std::vector<std::string> images;
+    for (const std::string& file : options.images) {
+        images.push_back(pictureFrom(file));
+    }
+    return withImages(documentOf(options), std::move(images));
+}
+
+void create(Console& console, const NewOptions& options) {
+    createFlowbook(console.out(), options.file, options.force, [&](FlowbookFileWriter& writer) {
+        writer.write(packageOf(options));
+        if (options.code) {
+            writer.setTARMICCode(fromUtf8(readSource(*options.code), *options.code));
+        }
+        options.properties.applyTo(writer);
+    });
+}
+
+}  // namespace
+
+void addNewCommand(CommandLine& line, Console& console) {
+    Arguments command = line.add("new", "Create a flowbook", kNewFooter);
+    const auto options = std::make_shared<NewOptions>();
+    command.require("FILE", options->file, "Flowbook to create");
+    command.allow("--code", options->code, "File with plain code");
+    command.allow("--rich", options->rich, "File with a rich code document");
+    command.exclude("--rich", "--code");
+    command.allow("--image", options->images, "File with a picture; may be repeated");
+    options->properties.addTo(command);
+    command.flag("--force", options->force, "Replace a file that is there, or write to a terminal");
+    command.run([options, &console] { attempt(console, options->file, [&] { create(console, *options); }); });
+}
+
+}  // namespace flowbook::tool

@@ -1,0 +1,128 @@
+#include "Commands.hpp"
+#include "fl/i18n/Conversion.hpp"
+#include "io/ForEachInput.hpp"
+#include "io/OpenDocument.hpp"
+#include "kit/document/PackageTree.hpp"
+#include "terminal/Text.hpp"
+
+#include <algorithm>
+
+namespace flowbook::tool {
+
+using kit::PackageTree;
+using Row = PackageTree::Row;
+using Target = PackageTree::Target;
+
+namespace {
+
+constexpr char kPartsFooter[] = "Shows each relationship as 'id type -> target'. A part that was shown before is not\n"
+                                "entered again. Ends with 1 when a target is missing.\n\n"
+                                "Example:\n"
+                                "  flowbook parts analysis.tqx";
+
+// Deeper rows are not indented further, so that the output stays in proportion to the file.
+constexpr std::size_t kDeepestIndent = 32;
+
+std::string toText(const std::u16string& text) { return fl::i18n::to_string(text); }
+
+std::string lastSegment(const std::string& type) { return type.substr(type.find_last_of('/') + 1); }
+
+std::string describe(const opc::model::Part& part) {
+    return part.getName().ascii() + "  " + printable(toText(part.getContentType().toString()));
+}
+
+std::string describeTarget(const Row& row) {
+    switch (row.kind) {
+    case Target::Part:
+        return describe(*row.part);
+    case Target::Seen:
+        return row.part->getName().ascii() + "  (see above)";
+    case Target::External:
+        return printable(toText(row.relationship.getTarget())) + "  (external)";
+    case Target::Dangling:
+        break;
+    }
+    return printable(toText(row.relationship.getTarget())) + "  (missing)";
+}
+
+std::string describe(const Row& row) {
+    const std::string label = toText(row.relationship.getID()) + " " + lastSegment(toText(row.relationship.getType()));
+    return std::string(2 * std::min(row.depth + 1, kDeepestIndent), ' ') + printable(label) + " -> " +
+           describeTarget(row);
+}
+
+void addFields(Json& json, const opc::model::Part& part) {
+    json.field("part", part.getName().ascii()).field("contentType", toText(part.getContentType().toString()));
+}
+
+void addRow(Json& json, const Row& row) {
+    static constexpr const char* kKinds[] = {"part", "seen", "external", "missing"};
+    json.openObject().count("depth", row.depth).field("source", row.source);
+    json.field("id", toText(row.relationship.getID())).field("type", toText(row.relationship.getType()));
+    json.field("target", toText(row.relationship.getTarget()));
+    json.field("kind", kKinds[static_cast<std::size_t>(row.kind)]);
+    if (row.part != nullptr) {
+        addFields(json, *row.part);
+    }
+    json.closeObject();
+}
+
+/// The relationships of one file, shown as they are found.
+class Listing {
+public:
+    Listing(const Input& input, Report& report)
+        : input_(&input), report_(&report), document_(openDocument(input)), tree_(document_.package()) {}
+
+    void printText() {
+        report_->line(printable(input_->argument()));
+        walk([this](const Row& row) { report_->line(describe(row)); });
+        for (const opc::model::Part& part : tree_.unreached()) {
+            report_->line("  not reached: " + describe(part));
+        }
+    }
+
+    void printRecord() {
+        Json json = report_->openRecord();
+        json.key("relationships").openArray();
+        walk([&json](const Row& row) { addRow(json, row); });
+        json.closeArray().key("unreached").openArray();
+        for (const opc::model::Part& part : tree_.unreached()) {
+            addFields(json.openObject(), part);
+            json.closeObject();
+        }
+        json.closeArray();
+        report_->closeRecord(json);
+    }
+
+private:
+    void walk(const PackageTree::ShowRow& show) {
+        tree_.walk(
+            [&](const Row& row) {
+                report_->note(row.kind == Target::Dangling ? ExitCode::NegativeFinding : ExitCode::Fine);
+                show(row);
+            },
+            [this] { report_->fail(input_); });
+    }
+
+    const Input* input_;
+    Report* report_;
+    kit::Document document_;
+    PackageTree tree_;
+};
+
+}  // namespace
+
+void addPartsCommand(CommandLine& line, Console& console) {
+    Arguments command = line.add("parts", "Show how the parts of flowbooks refer to each other", kPartsFooter);
+    const auto options = std::make_shared<InputOptions>();
+    options->addTo(command);
+    options->addJsonTo(command);
+    command.run([options, &console] {
+        forEachInput(console, *options, [&](const Input& input, Report& report) {
+            Listing listing(input, report);
+            options->json ? listing.printRecord() : listing.printText();
+        });
+    });
+}
+
+}  // namespace flowbook::tool

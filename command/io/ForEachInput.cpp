@@ -1,0 +1,106 @@
+#include "io/ForEachInput.hpp"
+
+#include "io/Interruption.hpp"
+#include "io/OrderedReports.hpp"
+#include "terminal/Failure.hpp"
+
+#include <algorithm>
+#include <atomic>
+#include <optional>
+#include <thread>
+
+namespace flowbook::tool {
+
+namespace {
+
+constexpr std::size_t kReportsPerThread = 32;
+
+/// The inputs of one command and what is done with them.
+class Run {
+public:
+    Run(Console& console, std::vector<InputName> names, const InputOptions& options, const Work& work,
+        Input::Purpose purpose)
+        : console_(&console),
+          names_(std::move(names)),
+          json_(options.json),
+          jobs_(std::min<std::size_t>(options.jobs != 0 ? options.jobs : std::thread::hardware_concurrency(),
+                                      names_.size())),
+          work_(&work),
+          purpose_(purpose),
+          reports_(console, kReportsPerThread * std::max<std::size_t>(jobs_, 1)) {}
+
+    void operator()() {
+        console_->progress().start(names_.size());
+        std::vector<std::thread> helpers;
+        for (std::size_t i = 1; i < jobs_; ++i) {
+            helpers.emplace_back([this] { workOnAll(); });
+        }
+        workOnAll();
+        for (std::thread& helper : helpers) {
+            helper.join();
+        }
+        reports_.summarize(names_.size());
+    }
+
+private:
+    void workOnAll() {
+        try {
+            for (std::size_t index = next_++; index < names_.size() && reports_.mayBegin(index); index = next_++) {
+                Report report(reports_, index, names_[index].path);
+                workOn(names_[index], report);
+                reports_.finish(std::move(report));
+            }
+        } catch (const Interrupted&) {
+            reports_.stop();
+        }
+    }
+
+    void workOn(const InputName& name, Report& report) {
+        std::optional<Input> input;
+        report.attempt(nullptr, [&] {
+            if (name.problem) {
+                throw Failure(name.problem->code, "", name.problem->message);
+            }
+            input.emplace(name.path, purpose_);
+        });
+        if (input) {
+            report.attempt(&*input, [&] { (*work_)(*input, report); });
+        }
+        if (json_ && !report.hasRecord()) {
+            Json json = report.openRecord();
+            report.closeRecord(json);
+        }
+    }
+
+    Console* console_;
+    std::vector<InputName> names_;
+    bool json_;
+    std::size_t jobs_;
+    const Work* work_;
+    Input::Purpose purpose_;
+    OrderedReports reports_;
+    std::atomic<std::size_t> next_{0};
+};
+
+}  // namespace
+
+void attempt(Console& console, const std::string& file, const std::function<void()>& work) {
+    try {
+        work();
+    } catch (const Interrupted&) {
+        throw;
+    } catch (const std::exception&) {
+        console.report(file, diagnose());
+    }
+}
+
+void forEachInput(Console& console, const InputOptions& options, const Work& work, Input::Purpose purpose) {
+    attempt(console, "", [&] { Run(console, options.names(), options, work, purpose)(); });
+}
+
+void forInput(Console& console, const std::string& argument, const Work& work, Input::Purpose purpose) {
+    InputOptions options;
+    Run(console, {{argument, std::nullopt}}, options, work, purpose)();
+}
+
+}  // namespace flowbook::tool

@@ -1,0 +1,136 @@
+#include "io/Input.hpp"
+
+#include "fl/i18n/Conversion.hpp"
+#include "fl/i18n/ConversionError.hpp"
+#include "foundation/storage/vfs/MemoryStorage.hpp"
+#include "io/FlowbookName.hpp"
+#include "io/GuardedStorage.hpp"
+#include "opc/Limits.hpp"
+#include "terminal/Failure.hpp"
+
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <system_error>
+
+namespace flowbook::tool {
+
+using foundation::storage::vfs::MemoryStorage;
+using foundation::storage::vfs::StorageSystemReference;
+
+namespace {
+
+// The reader insists on an extension; the writer would look for a plain name among the machine's files.
+const std::u16string kOtherName = u"input://flowbook.tqx";
+
+using FilePtr = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+
+[[noreturn]] void throwReadingFailure(const std::string& argument) {
+    if (errno == ENOENT || errno == ENOTDIR) {
+        throw Failure(ExitCode::InputOutput, argument, "there is no such file", "not-found");
+    }
+    throw Failure(ExitCode::InputOutput, argument, "cannot read: " + std::generic_category().message(errno));
+}
+
+Bytes readAll(std::FILE* file, const std::string& argument, std::uint64_t limit) {
+    Bytes bytes;
+    unsigned char block[65536];
+    while (const std::size_t count = std::fread(block, 1, sizeof block, file)) {
+        if (count > limit - bytes.size()) {
+            throw Failure(ExitCode::LimitExceeded, argument, "larger than " + std::to_string(limit) + " bytes");
+        }
+        bytes.insert(bytes.end(), block, block + count);
+    }
+    if (std::ferror(file) != 0) {
+        throwReadingFailure(argument);
+    }
+    return bytes;
+}
+
+bool isPipe(const std::string& path) {
+    struct stat status {};
+    if (::stat(path.c_str(), &status) != 0) {
+        throwReadingFailure(path);
+    }
+    return S_ISFIFO(status.st_mode) || S_ISCHR(status.st_mode) || S_ISSOCK(status.st_mode);
+}
+
+/// Empty when the bytes are not UTF-8.
+std::u16string fromUtf8Path(const std::string& path) {
+    try {
+        return fl::i18n::utf8_to_ustring(path);
+    } catch (const fl::i18n::ConversionError&) {
+        return {};
+    }
+}
+
+void replaceAll(std::string& text, const std::string& what, const std::string& by) {
+    for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + by.size())) {
+        text.replace(at, what.size(), by);
+    }
+}
+
+StorageSystemReference machine() {
+    static const StorageSystemReference storage(std::make_shared<GuardedStorage>());
+    return storage;
+}
+
+}  // namespace
+
+Bytes readBytes(const std::string& argument, std::uint64_t limit) {
+    if (argument == "-") {
+        return readAll(stdin, argument, limit);
+    }
+    const FilePtr file(std::fopen(argument.c_str(), "rbe"), &std::fclose);
+    if (file == nullptr) {
+        throwReadingFailure(argument);
+    }
+    return readAll(file.get(), argument, limit);
+}
+
+Input::Input(const std::string& argument, Purpose purpose) : argument_(argument), storage_(machine()) {
+    if (purpose == Purpose::Update && argument == "-") {
+        throw Failure(ExitCode::Usage, "standard input is no file that could be changed");
+    }
+    if (purpose == Purpose::Update) {
+        openByDescriptor();
+    } else if (argument == "-" || isPipe(argument)) {
+        holdInMemory();
+    } else {
+        name_ = fromUtf8Path(argument);
+        if (name_.empty() || !isFlowbookName(argument)) {
+            openByDescriptor();
+        }
+    }
+}
+
+void Input::holdInMemory() {
+    const auto storage = std::make_shared<MemoryStorage>();
+    name_ = kOtherName;
+    storage->put(name_, readBytes(argument_, opc::Limits().maxPackageSize));
+    storage_ = StorageSystemReference(storage);
+}
+
+void Input::openByDescriptor() {
+    // Not blocking: opening a FIFO would otherwise wait for a writer that may never come.
+    const int descriptor = ::open(argument_.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+    if (descriptor == -1) {
+        throwReadingFailure(argument_);
+    }
+    const auto storage = std::make_shared<GuardedStorage>(descriptor);
+    name_ = kOtherName;
+    path_ = storage->descriptorPath();
+    storage_ = StorageSystemReference(storage);
+}
+
+std::string Input::inWords(std::string message) const {
+    for (const std::u16string* name : {&name_, &path_}) {
+        if (!name->empty()) {
+            replaceAll(message, fl::i18n::to_string(*name), argument_);
+        }
+    }
+    return message;
+}
+
+}  // namespace flowbook::tool

@@ -1,0 +1,111 @@
+#include "io/InputOptions.hpp"
+
+#include "io/FlowbookName.hpp"
+#include "io/Input.hpp"
+#include "terminal/Failure.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <fts.h>
+#include <memory>
+#include <sys/stat.h>
+#include <system_error>
+
+namespace flowbook::tool {
+
+namespace {
+
+constexpr std::uint64_t kLongestList = std::uint64_t{1} << 30;
+
+using Walk = std::unique_ptr<FTS, int (*)(FTS*)>;
+
+InputName unreadable(const std::string& path, int error) {
+    return {path, Diagnosis{ExitCode::InputOutput, "input-output", "",
+                            "cannot read: " + std::generic_category().message(error)}};
+}
+
+bool isFolder(const std::string& path) {
+    struct stat status {};
+    return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+/// A link counts as what it leads to, unless that is a folder; one that leads nowhere is told of.
+bool isFile(const FTSENT& entry) {
+    struct stat status {};
+    return entry.fts_info == FTS_F ||
+           (entry.fts_info == FTS_SL && (::stat(entry.fts_accpath, &status) != 0 || S_ISREG(status.st_mode)));
+}
+
+void take(FTS* walk, FTSENT& entry, std::vector<InputName>& names) {
+    const bool isHidden = entry.fts_level > 0 && entry.fts_name[0] == '.';
+    if (isHidden) {
+        fts_set(walk, &entry, FTS_SKIP);
+    } else if (entry.fts_info == FTS_DNR || entry.fts_info == FTS_ERR) {
+        names.push_back(unreadable(entry.fts_path, entry.fts_errno));
+    } else if (isFlowbookName(entry.fts_name) && isFile(entry)) {
+        names.push_back({entry.fts_path, std::nullopt});
+    }
+}
+
+void addFolder(std::vector<InputName>& names, std::string folder) {
+    char* roots[] = {folder.data(), nullptr};
+    const Walk walk(fts_open(roots, FTS_PHYSICAL | FTS_COMFOLLOW | FTS_NOCHDIR, nullptr), &fts_close);
+    if (walk == nullptr) {
+        names.push_back(unreadable(folder, errno));
+        return;
+    }
+    const auto first = static_cast<std::ptrdiff_t>(names.size());
+    while (FTSENT* entry = fts_read(walk.get())) {
+        take(walk.get(), *entry, names);
+    }
+    std::sort(names.begin() + first, names.end(), [](const auto& a, const auto& b) { return a.path < b.path; });
+}
+
+void add(std::vector<InputName>& names, const std::string& argument) {
+    if (argument != "-" && isFolder(argument)) {
+        addFolder(names, argument);
+    } else {
+        names.push_back({argument, std::nullopt});
+    }
+}
+
+std::vector<std::string> split(const Bytes& list, char separator) {
+    std::vector<std::string> names;
+    for (auto at = list.begin(); at != list.end();) {
+        const auto end = std::find(at, list.end(), static_cast<unsigned char>(separator));
+        if (end != at) {
+            names.emplace_back(at, end);
+        }
+        at = end == list.end() ? end : end + 1;
+    }
+    return names;
+}
+
+}  // namespace
+
+void InputOptions::addTo(Arguments& command) {
+    command.take("FILE", files, "Flowbooks, or folders with flowbooks");
+    command.allow("--files-from", filesFrom, "Take further names from this file, a name a line");
+    command.flag("-0,--null", separatedByNul, "The names of --files-from end in NUL, not in line feeds");
+    command.allow("-j,--jobs", jobs, "How many files to work on at once (one for each core)");
+}
+
+void InputOptions::addJsonTo(Arguments& command) { command.flag("--json", json, "One JSON object a line and file"); }
+
+std::vector<InputName> InputOptions::names() const {
+    if (files.empty() && filesFrom.empty()) {
+        throw Failure(ExitCode::Usage, "no file is named");
+    }
+    std::vector<InputName> names;
+    for (const std::string& argument : files) {
+        add(names, argument);
+    }
+    if (!filesFrom.empty()) {
+        for (const std::string& name : split(readBytes(filesFrom, kLongestList), separatedByNul ? '\0' : '\n')) {
+            add(names, name);
+        }
+    }
+    return names;
+}
+
+}  // namespace flowbook::tool

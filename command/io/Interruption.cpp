@@ -1,0 +1,67 @@
+#include "io/Interruption.hpp"
+
+#include <atomic>
+#include <csignal>
+#include <mutex>
+
+namespace flowbook::tool {
+
+namespace {
+
+constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
+
+std::atomic<int> signalThatCame{0};
+static_assert(std::atomic<int>::is_always_lock_free, "a signal handler may use no other");
+
+std::mutex mutex;
+std::size_t holders = 0;
+struct sigaction former[std::size(kSignals)];
+
+void remember(int signal) { signalThatCame = signal; }
+
+void hold() {
+    struct sigaction action {};
+    action.sa_handler = remember;
+    for (std::size_t i = 0; i < std::size(kSignals); ++i) {
+        sigaction(kSignals[i], nullptr, &former[i]);
+        // Who started the command with a signal ignored (nohup) wants it to stay so.
+        if (former[i].sa_handler != SIG_IGN) {
+            sigaction(kSignals[i], &action, nullptr);
+        }
+    }
+}
+
+void release() {
+    for (std::size_t i = 0; i < std::size(kSignals); ++i) {
+        sigaction(kSignals[i], &former[i], nullptr);
+    }
+    if (signalThatCame != 0) {
+        ::raise(signalThatCame);
+    }
+}
+
+}  // namespace
+
+Interruption::Interruption() {
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (holders++ == 0) {
+        hold();
+    }
+}
+
+Interruption::~Interruption() {
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (--holders == 0) {
+        release();
+    }
+}
+
+void Interruption::check() {
+    if (hasCome()) {
+        throw Interrupted();
+    }
+}
+
+bool Interruption::hasCome() noexcept { return signalThatCame != 0; }
+
+}  // namespace flowbook::tool

@@ -1,0 +1,62 @@
+#include "io/NewFile.hpp"
+
+#include "flowbook/FlowbookFileReader.hpp"
+#include "foundation/storage/vfs/MemoryStorage.hpp"
+#include "io/GuardedStorage.hpp"
+#include "terminal/Failure.hpp"
+#include "terminal/Text.hpp"
+
+namespace flowbook::tool {
+
+using foundation::storage::vfs::MemoryStorage;
+using foundation::storage::vfs::ReadableFile;
+using foundation::storage::vfs::StorageError;
+using foundation::storage::vfs::StorageErrorKind;
+using foundation::storage::vfs::StorageSystemReference;
+
+namespace {
+
+void replaceFile(const std::u16string& name, const Bytes& content, bool replace) {
+    GuardedStorage storage;
+    std::unique_ptr<ReadableFile> old;
+    if (replace && storage.exists(name)) {
+        old = storage.openForReading(name);
+    }
+    const auto replacement = storage.beginReplacement(name, old.get());
+    replacement->write(content.data(), content.size());
+    replacement->commit();
+}
+
+}  // namespace
+
+Bytes makeFlowbook(const std::u16string& name, const std::function<void(FlowbookFileWriter&)>& fill) {
+    const auto memory = std::make_shared<MemoryStorage>();
+    const StorageSystemReference storage(memory);
+    FlowbookFileWriter writer(name, storage, {});
+    fill(writer);
+    writer.close(false);
+    const FlowbookFileReader check(name, storage);
+    return memory->get(name);
+}
+
+void putFile(Sink& out, const std::string& argument, const Bytes& content, bool replace) {
+    if (argument == "-") {
+        Output::requireFitForBytes(replace);
+        out.write(content.data(), content.size());
+        return;
+    }
+    try {
+        replaceFile(fromArgument(argument), content, replace);
+    } catch (const StorageError& error) {
+        const bool exists = error.kind() == StorageErrorKind::Conflict && !replace;
+        throw Failure(ExitCode::InputOutput, argument, exists ? "exists already; --force replaces it" : error.what());
+    }
+}
+
+void createFlowbook(Sink& out, const std::string& argument, bool replace,
+                    const std::function<void(FlowbookFileWriter&)>& fill) {
+    const std::u16string name = argument == "-" ? u"standard output.tqx" : fromArgument(argument);
+    putFile(out, argument, makeFlowbook(name, fill), replace);
+}
+
+}  // namespace flowbook::tool

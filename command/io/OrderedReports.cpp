@@ -1,0 +1,81 @@
+#include "io/OrderedReports.hpp"
+
+#include "io/Interruption.hpp"
+
+namespace flowbook::tool {
+
+namespace {
+
+constexpr std::size_t kMostBytesWaiting = std::size_t{16} << 20;
+
+}  // namespace
+
+OrderedReports::OrderedReports(Console& console, std::size_t most) : console_(&console), most_(most) {}
+
+bool OrderedReports::isStopped() const { return stopped_ || console_->out().hasFailed(); }
+
+bool OrderedReports::mayBegin(std::size_t index) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    const auto hasRoom = [&] { return index < next_ + most_ && bytesWaiting_ < kMostBytesWaiting; };
+    changed_.wait(lock, [&] { return index == next_ || hasRoom() || isStopped(); });
+    return !isStopped();
+}
+
+void OrderedReports::show(std::size_t index, std::string_view data) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    changed_.wait(lock, [&] { return index == next_ || isStopped(); });
+    if (stopped_) {
+        throw Interrupted();
+    }
+    console_->progress().clear();
+    console_->out().write(data);
+}
+
+void OrderedReports::show(const Report& report) {
+    if (!report.data_.empty()) {
+        console_->progress().clear();
+        console_->out().write(std::string_view(report.data_));
+    }
+    console_->note(report.noted_);
+    for (const Diagnosis& failure : report.failures_) {
+        console_->report(report.file_, failure);
+    }
+    if (!report.failures_.empty()) {
+        ++failed_[report.failures_.front().kind];
+    }
+    console_->progress().step();
+}
+
+void OrderedReports::finish(Report report) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::size_t index = report.index_;
+    bytesWaiting_ += report.data_.size();
+    waiting_.emplace(index, std::move(report));
+    while (!waiting_.empty() && waiting_.begin()->first == next_) {
+        show(waiting_.begin()->second);
+        bytesWaiting_ -= waiting_.begin()->second.data_.size();
+        waiting_.erase(waiting_.begin());
+        ++next_;
+    }
+    changed_.notify_all();
+}
+
+void OrderedReports::stop() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    stopped_ = true;
+    changed_.notify_all();
+}
+
+void OrderedReports::summarize(std::size_t inputs) {
+    std::size_t count = 0;
+    std::string kinds;
+    for (const auto& [kind, files] : failed_) {
+        count += files;
+        kinds += (kinds.empty() ? "" : ", ") + std::to_string(files) + " " + kind;
+    }
+    if (count != 0 && inputs > 1) {
+        console_->say(std::to_string(count) + " of " + std::to_string(inputs) + " files failed (" + kinds + ")");
+    }
+}
+
+}  // namespace flowbook::tool

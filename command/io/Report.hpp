@@ -1,0 +1,70 @@
+#pragma once
+
+#include "io/Input.hpp"
+#include "io/Interruption.hpp"
+#include "terminal/Console.hpp"
+#include "terminal/Json.hpp"
+
+#include <string>
+#include <vector>
+
+namespace flowbook::tool {
+
+class OrderedReports;
+
+/// What the work on one input gives: data for standard output, and failures. It appears in the order of
+/// the inputs, whichever is done first. Used by the thread that works on the input.
+class Report : public Sink {
+public:
+    Report(OrderedReports& reports, std::size_t index, std::string file);
+    Report(Report&&) = default;
+
+    using Sink::write;
+
+    /// Data that is not shown yet is kept, up to a limit; then the call waits until all earlier inputs
+    /// are done. @throws Interrupted.
+    void write(const void* from, std::size_t count) override;
+
+    /// Tells of the exception that is being handled as a failure of the input.
+    /// @param input  for the wording; may be null.
+    void fail(const Input* input);
+
+    /// Keeps a code in mind without a message.
+    void note(ExitCode code);
+
+    /// Whether there was a failure.
+    bool hasFailed() const noexcept { return !failures_.empty(); }
+
+    bool hasRecord() const noexcept { return hasRecord_; }
+
+    /// Begins the JSON object of the input.
+    Json openRecord();
+
+    /// Ends the JSON object, with the worst failure, if there was any.
+    void closeRecord(Json& json);
+
+    /// Does `work`; what it throws is told of, and no more.
+    template <class Work>
+    void attempt(const Input* input, Work work) {
+        try {
+            work();
+        } catch (const Interrupted&) {
+            throw;
+        } catch (const std::exception&) {
+            fail(input);
+        }
+    }
+
+private:
+    friend class OrderedReports;
+
+    OrderedReports* reports_;
+    std::size_t index_;
+    std::string file_;
+    std::string data_;
+    std::vector<Diagnosis> failures_;
+    ExitCode noted_ = ExitCode::Fine;
+    bool hasRecord_ = false;
+};
+
+}  // namespace flowbook::tool

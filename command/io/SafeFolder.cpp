@@ -1,0 +1,194 @@
+#include "io/SafeFolder.hpp"
+
+#include "io/Interruption.hpp"
+#include "kit/document/Characters.hpp"
+#include "terminal/Failure.hpp"
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+namespace flowbook::tool {
+
+namespace {
+
+constexpr int kDeepest = 64;
+constexpr std::size_t kAtOnce = std::size_t{1} << 20;
+constexpr int kFolderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+
+class Descriptor {
+public:
+    explicit Descriptor(int fd) : fd_(fd) {}
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    Descriptor(Descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+    Descriptor& operator=(Descriptor&& other) noexcept {
+        std::swap(fd_, other.fd_);
+        return *this;
+    }
+    ~Descriptor() { close(); }
+
+    int get() const noexcept { return fd_; }
+
+    bool close() noexcept {
+        const int fd = std::exchange(fd_, -1);
+        return fd < 0 || ::close(fd) == 0;
+    }
+
+private:
+    int fd_;
+};
+
+[[noreturn]] void throwFailure(const std::string& file) {
+    const std::string hint = errno == EEXIST ? "; --force replaces it" : "";
+    throw Failure(ExitCode::InputOutput, file, "cannot write: " + std::generic_category().message(errno) + hint);
+}
+
+std::string temporaryName() {
+    static std::atomic<unsigned> count{0};
+    return ".flowbook-" + std::to_string(::getpid()) + "-" + std::to_string(++count);
+}
+
+/// Nobody sees the file before it is complete, and what has its name stays until then, with what else links to it.
+class Temporary {
+public:
+    Temporary(int folder, const std::string& file) : folder_(folder), name_(temporaryName()), file_(&file) {
+        constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+        descriptor_ = Descriptor(::openat(folder_, name_.c_str(), kFlags, 0666));
+        if (descriptor_.get() < 0) {
+            throwFailure(file);
+        }
+    }
+    Temporary(const Temporary&) = delete;
+    Temporary& operator=(const Temporary&) = delete;
+    ~Temporary() { ::unlinkat(folder_, name_.c_str(), 0); }
+
+    void write(const Bytes& content) {
+        std::size_t done = 0;
+        while (done < content.size()) {
+            Interruption::check();
+            const std::size_t count = std::min(content.size() - done, kAtOnce);
+            const ssize_t written = ::write(descriptor_.get(), content.data() + done, count);
+            if (written < 0 && errno != EINTR) {
+                throwFailure(*file_);
+            }
+            done += written < 0 ? 0 : static_cast<std::size_t>(written);
+        }
+        if (!descriptor_.close()) {
+            throwFailure(*file_);
+        }
+    }
+
+    void rename(const std::string& name, bool replace) {
+        Interruption::check();
+        const int result = replace ? ::renameat(folder_, name_.c_str(), folder_, name.c_str())
+                                   : ::linkat(folder_, name_.c_str(), folder_, name.c_str(), 0);
+        if (result != 0) {
+            throwFailure(*file_);
+        }
+    }
+
+private:
+    Interruption interruption_;
+    int folder_;
+    std::string name_;
+    const std::string* file_;
+    Descriptor descriptor_{-1};
+};
+
+void createFile(int folder, const std::string& name, const Bytes& content, const std::string& file, bool replace) {
+    Temporary temporary(folder, file);
+    temporary.write(content);
+    temporary.rename(name, replace);
+}
+
+void checkComponent(const std::string& name, const std::string& file) {
+    if (name.empty() || name == "." || name == ".." || name.find('\0') != std::string::npos) {
+        throw Failure(ExitCode::Damaged, file, "this name could lead out of the folder");
+    }
+}
+
+std::string baseName(const std::string& file) { return file.substr(file.rfind('/') + 1); }
+
+/// Opens the folder that a file lies in; the descriptor is not valid when that cannot be done.
+/// @param start  where in `file` the path below `root` begins.
+/// @param make   whether folders that are missing are made.
+Descriptor openParent(int root, const std::string& file, std::size_t start, bool make) {
+    Descriptor folder(::openat(root, ".", kFolderFlags));
+    for (std::size_t slash = file.find('/', start); slash != std::string::npos && folder.get() >= 0;
+         slash = file.find('/', start)) {
+        const std::string component = file.substr(start, slash - start);
+        checkComponent(component, file);
+        const bool isThere = !make || ::mkdirat(folder.get(), component.c_str(), 0777) == 0 || errno == EEXIST;
+        folder = Descriptor(isThere ? ::openat(folder.get(), component.c_str(), kFolderFlags | O_NOFOLLOW) : -1);
+        start = slash + 1;
+    }
+    checkComponent(baseName(file), file);
+    return folder;
+}
+
+}  // namespace
+
+SafeFolder::SafeFolder(const std::string& path, bool replace) : path_(path), folder_(-1), replace_(replace) {
+    if (::mkdir(path.c_str(), 0777) != 0 && errno != EEXIST) {
+        throwFailure(path);
+    }
+    folder_ = ::open(path.c_str(), kFolderFlags);
+    if (folder_ < 0) {
+        throwFailure(path);
+    }
+}
+
+SafeFolder::SafeFolder(const std::string& path)
+    : path_(path), folder_(::open(path.c_str(), kFolderFlags)), replace_(false) {
+    if (folder_ < 0) {
+        throw Failure(ExitCode::InputOutput, path, "cannot read: " + std::generic_category().message(errno));
+    }
+}
+
+std::optional<Bytes> SafeFolder::read(const std::string& name, std::size_t most) const {
+    const std::string file = path_ + "/" + name;
+    const Descriptor folder = openParent(folder_, file, path_.size() + 1, false);
+    constexpr int kFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+    const Descriptor descriptor(folder.get() < 0 ? -1 : ::openat(folder.get(), baseName(file).c_str(), kFlags));
+    if (descriptor.get() < 0 && errno == ENOENT) {
+        return std::nullopt;
+    }
+    Bytes content;
+    ssize_t count = descriptor.get() < 0 ? -1 : 1;
+    while (count > 0 && content.size() < most) {
+        const std::size_t size = content.size();
+        content.resize(std::min(most, size + kAtOnce));
+        count = ::read(descriptor.get(), content.data() + size, content.size() - size);
+        content.resize(size + static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    }
+    if (count < 0) {
+        throw Failure(ExitCode::InputOutput, file, "cannot read: " + std::generic_category().message(errno));
+    }
+    return content;
+}
+
+SafeFolder::~SafeFolder() { ::close(folder_); }
+
+void SafeFolder::write(const std::string& name, const Bytes& content) {
+    const std::string file = path_ + "/" + name.substr(kit::startsWith(name, "/") ? 1 : 0);
+    if (const std::lock_guard<std::mutex> lock(mutex_); !written_.insert(file).second) {
+        throw Failure(ExitCode::Damaged, file, "two parts would become this file");
+    }
+    if (std::count(file.begin() + static_cast<std::ptrdiff_t>(path_.size()), file.end(), '/') > kDeepest) {
+        throw Failure(ExitCode::LimitExceeded, path_,
+                      "a part lies more than " + std::to_string(kDeepest) + " folders deep");
+    }
+    const Descriptor folder = openParent(folder_, file, path_.size() + 1, true);
+    if (folder.get() < 0) {
+        throwFailure(file);
+    }
+    createFile(folder.get(), baseName(file), content, file, replace_);
+}
+
+}  // namespace flowbook::tool

@@ -1,0 +1,55 @@
+#include "kit/document/RichCodePart.hpp"
+
+#include "flowbook/FlowbookFilePackage.hpp"
+#include "kit/document/Document.hpp"
+#include "opc/model/StandardPartInfo.hpp"
+
+namespace flowbook::kit {
+
+using opc::interfaces::CompressionType;
+using opc::model::ContentType;
+using opc::model::Package;
+using opc::model::Part;
+using opc::model::PartName;
+using opc::model::Relationship;
+
+namespace {
+
+void takeOver(const std::vector<Relationship>& relationships, Part& part) {
+    for (const Relationship& each : relationships) {
+        if (each.getTargetMode() == opc::model::TargetMode::Internal) {
+            part.createInternalRelationship(each.getType(), opc::model::URI(each.getTarget()), each.getID());
+        } else {
+            part.createExternalRelationship(each.getType(), each.getTarget(), each.getID());
+        }
+    }
+}
+
+/// The part with another content type and its own relationships. @throws opc::Exception.
+Part withContentType(Package& package, const Part& old, const ContentType& type) {
+    if (old.getContentType() == type) {
+        return old;
+    }
+    const std::vector<Relationship> relationships = old.getRelationships(opc::model::ExcludeMode::None);
+    const PartName& name = old.getName();
+    package.deletePart(name);
+    Part part = package.createPart(name, type, opc::model::StandardPartInfo(CompressionType::Normal, 0));
+    takeOver(relationships, part);
+    return part;
+}
+
+}  // namespace
+
+Part richCodePart(Package& package) {
+    const FlowbookFilePackage::Part document = FlowbookFilePackage::createEmptyDocumentPart();
+    const ContentType type(document.contentType);
+    const auto relationships = package.getRelationshipsByType(documentRelationshipType());
+    if (!relationships.empty()) {
+        return withContentType(package, package.getPart(PartName(relationships.front().getTargetURI())), type);
+    }
+    const PartName name(document.partName);
+    package.createInternalRelationship(documentRelationshipType(), name.getURI(), u"");
+    return package.createPart(name, type, opc::model::StandardPartInfo(CompressionType::Normal, 0));
+}
+
+}  // namespace flowbook::kit

@@ -1,0 +1,136 @@
+#include "kit/package/PackageContent.hpp"
+
+#include "fl/i18n/Conversion.hpp"
+#include "foundation/storage/vfs/MemoryStorage.hpp"
+#include "kit/document/EntryNames.hpp"
+#include "opc/Exception.hpp"
+#include "opc/model/StandardPartInfo.hpp"
+#include "opc/zippackage/ZipPhysicalPackage.hpp"
+
+#include <algorithm>
+#include <memory>
+#include <set>
+
+namespace flowbook::kit {
+
+using foundation::storage::vfs::MemoryStorage;
+using foundation::storage::vfs::StorageSystemReference;
+using opc::model::Package;
+using opc::model::PartName;
+using opc::model::RelationshipSource;
+using opc::zippackage::ZipPhysicalPackage;
+using Record = FlowbookFilePackage::Relationship;
+using PartRecord = FlowbookFilePackage::Part;
+
+namespace {
+
+const std::u16string kName = u"flowbook";
+
+std::string foldedEntry(const PartName& name) { return name.folded().substr(1); }
+
+/// The folded names of the entries that parts and their relationships take.
+std::set<std::string> entriesOfParts(const Package& package) {
+    std::set<std::string> names{"[content_types].xml", relationshipsEntry("")};
+    for (const auto& part : package.getParts()) {
+        names.insert(foldedEntry(part.getName()));
+        names.insert(relationshipsEntry(foldedEntry(part.getName())));
+    }
+    return names;
+}
+
+void addRelationships(RelationshipSource& source, const std::vector<Record>& records) {
+    for (const Record& record : records) {
+        if (record.isInternal) {
+            source.createInternalRelationship(record.type, opc::model::URI(record.target), record.id);
+        } else {
+            source.createExternalRelationship(record.type, record.target, record.id);
+        }
+    }
+}
+
+void addPart(Package& package, const PartRecord& record) {
+    using opc::interfaces::CompressionType;
+    opc::model::Part part = package.createPart(PartName(record.partName), opc::model::ContentType(record.contentType),
+                                               opc::model::StandardPartInfo(CompressionType::Normal, 0));
+    part.getOutputStream()->write(record.content.data(), record.content.size());
+    addRelationships(part, record.relationships);
+}
+
+void writeParts(const opc::FileSystemOpsSelector& files, const PackageContent& content) {
+    ZipPhysicalPackage container(kName, files, true);
+    Package package(container);
+    package.open(opc::interfaces::OpenMode::Create);
+    for (const PartRecord& part : content.parts) {
+        addPart(package, part);
+    }
+    addRelationships(package, content.relationships);
+    package.close();
+}
+
+/// Puts the entries that are no parts behind those that a package wrote.
+void appendOthers(const opc::FileSystemOpsSelector& files, const std::map<std::string, fl::Bytes>& others) {
+    ZipPhysicalPackage container(kName, files, true);
+    container.open(opc::interfaces::OpenMode::Update);
+    std::vector<opc::interfaces::PlannedEntry> plan(container.entries().size());
+    for (std::size_t i = 0; i < plan.size(); ++i) {
+        plan[i].carried = i;
+    }
+    for (const auto& [name, content] : others) {
+        plan.push_back({&content, 0, name});
+    }
+    container.commit(plan);
+}
+
+std::string foldedName(const PartRecord& part) { return PartName(part.partName).folded(); }
+
+}  // namespace
+
+PartRecord* PackageContent::find(const std::u16string& name) {
+    const PartName wanted(name);
+    const auto found = std::find_if(parts.begin(), parts.end(),
+                                    [&](const PartRecord& part) { return PartName(part.partName) == wanted; });
+    return found == parts.end() ? nullptr : &*found;
+}
+
+std::vector<Record> relationshipsOf(const RelationshipSource& source) {
+    std::vector<Record> records;
+    for (const auto& each : source.getRelationships(opc::model::ExcludeMode::None)) {
+        records.push_back(
+            {each.getType(), each.getTarget(), each.getID(), each.getTargetMode() == opc::model::TargetMode::Internal});
+    }
+    return records;
+}
+
+PackageContent readContent(const Document& document) {
+    PackageContent content;
+    const Package& package = document.package();
+    for (const auto& part : package.getParts()) {
+        content.parts.push_back(
+            {contentOf(part), part.getContentType().toString(), part.getName().toString(), relationshipsOf(part)});
+    }
+    content.relationships = relationshipsOf(package);
+    const std::set<std::string> taken = entriesOfParts(package);
+    const auto& entries = document.container().entries();
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        if (taken.count(fold(entries[i].name)) == 0) {
+            content.others[entries[i].name] = document.container().read(i);
+        }
+    }
+    return content;
+}
+
+fl::Bytes writeContent(PackageContent content) {
+    std::sort(content.parts.begin(), content.parts.end(),
+              [](const PartRecord& a, const PartRecord& b) { return foldedName(a) < foldedName(b); });
+    const auto memory = std::make_shared<MemoryStorage>();
+    const opc::FileSystemOpsSelector files{StorageSystemReference(memory)};
+    writeParts(files, content);
+    if (!content.others.empty()) {
+        appendOthers(files, content.others);
+    }
+    return memory->get(kName);
+}
+
+fl::Bytes canonical(const Document& document) { return writeContent(readContent(document)); }
+
+}  // namespace flowbook::kit

@@ -1,0 +1,168 @@
+#include "Rows.hpp"
+
+#include "Document.hpp"
+#include "kit/compare/Digest.hpp"
+
+#include <algorithm>
+#include <utility>
+
+namespace flowbook::python {
+
+namespace py = pybind11;
+
+namespace {
+
+/// What columns tell of a flowbook.
+class Answers {
+public:
+    explicit Answers(const Source& source) : document_(kName, source.storage()) {}
+
+    const kit::Document& document() const { return document_; }
+
+    const std::u16string& code() {
+        if (!code_) {
+            needReadable(document_);
+            code_ = document_.code();
+        }
+        return *code_;
+    }
+
+    Cell property(const std::string& label) {
+        if (properties_.empty()) {
+            properties_ = document_.properties();
+        }
+        const auto found = std::find_if(properties_.begin(), properties_.end(),
+                                        [&](const kit::Property& each) { return each.label == label; });
+        if (!found->fault.empty()) {
+            throw Refusal("damaged", found->fault);
+        }
+        return found->value ? Cell(*found->value) : Cell();
+    }
+
+private:
+    kit::Document document_;
+    std::optional<std::u16string> code_;
+    std::vector<kit::Property> properties_;
+};
+
+Cell linesOf(Answers& answers) {
+    const std::u16string& code = answers.code();
+    const bool isLastOpen = !code.empty() && code.back() != u'\n';
+    return std::count(code.begin(), code.end(), u'\n') + std::int64_t{isLastOpen};
+}
+
+Cell picturesOf(Answers& answers) {
+    const auto parts = answers.document().package().getParts();
+    return std::int64_t{std::count_if(parts.begin(), parts.end(), &kit::isPicture)};
+}
+
+struct Column {
+    const char* name;
+    Cell (*ask)(Answers&);
+};
+
+constexpr Column kColumns[] = {
+    {"title", [](Answers& answers) { return answers.property("title"); }},
+    {"code", [](Answers& answers) { return Cell(answers.code()); }},
+    {"lines", &linesOf},
+    {"form", [](Answers& answers) { return Cell(std::string(nameOf(answers.document().form()))); }},
+    {"modified", [](Answers& answers) { return answers.property("modified"); }},
+    {"digest", [](Answers& answers) { return Cell(kit::contentDigest(answers.document())); }},
+    {"pictures", &picturesOf}};
+
+const Column& columnOf(const std::string& name) {
+    const auto* found = std::find_if(std::begin(kColumns), std::end(kColumns),
+                                     [&](const Column& column) { return name == column.name; });
+    if (found == std::end(kColumns)) {
+        throw std::invalid_argument("there is no column '" + name + "'");
+    }
+    return *found;
+}
+
+/// Notes the failure of `work`, unless there was one before.
+template <class Work>
+void noting(Row& row, const std::string& name, Work work) {
+    try {
+        work();
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (...) {
+        Words words = judge(name);
+        if (!row.failure && words.kind != "encrypted") {
+            row.failure = std::move(words);
+        }
+    }
+}
+
+/// Of what a file object raised, only that its file is gone is for its row to tell.
+void judgeRaised(const Source& source, Row& row) {
+    if (source.object == nullptr) {
+        return;
+    }
+    const Locked locked;
+    try {
+        raiseOf(source);
+    } catch (const py::error_already_set& raised) {
+        if (!raised.matches(PyExc_FileNotFoundError)) {
+            throw;
+        }
+        row.failure = {"not-found", raised.what()};
+    }
+}
+
+}  // namespace
+
+Rows::Rows(const std::vector<std::string>& columns) : columns_(columns) {
+    for (const std::string& name : columns_) {
+        columnOf(name);
+    }
+}
+
+void Rows::addPath(const std::u16string& path, std::string name) {
+    entries_.push_back({[path] { return Source::ofPath(path); }, std::move(name)});
+}
+
+void Rows::addBytes(const std::string& bytes, std::string name) {
+    fl::Bytes content(bytes.begin(), bytes.end());
+    entries_.push_back(
+        {[content = std::move(content)]() mutable { return Source::ofBytes(std::move(content)); }, std::move(name)});
+}
+
+void Rows::addObject(py::object object, std::string name) {
+    entries_.push_back({[source = Source::ofObject(std::move(object))] { return source; }, std::move(name)});
+}
+
+void Rows::addMissing(std::string name) {
+    entries_.push_back({[]() -> Source { throw Refusal("not-found", "there is no such file"); }, std::move(name)});
+}
+
+Row Rows::rowOf(Entry& entry) const {
+    Row row{std::vector<Cell>(columns_.size())};
+    Source source;
+    noting(row, entry.name, [&] {
+        source = entry.open();
+        Answers answers(source);
+        for (std::size_t at = 0; at != columns_.size(); ++at) {
+            noting(row, entry.name, [&] { row.cells[at] = columnOf(columns_[at]).ask(answers); });
+        }
+    });
+    judgeRaised(source, row);
+    return row;
+}
+
+std::vector<Row> Rows::read() {
+    // Taken first, so that another thread reads none of them.
+    std::vector<Entry> entries = std::exchange(entries_, {});
+    Turns turns;
+    return inTurn(turns, {}, "", [&] {
+        std::vector<Row> rows;
+        rows.reserve(entries.size());
+        for (Entry& entry : entries) {
+            rows.push_back(rowOf(entry));
+            entry.open = nullptr;
+        }
+        return rows;
+    });
+}
+
+}  // namespace flowbook::python

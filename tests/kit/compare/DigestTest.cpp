@@ -1,0 +1,118 @@
+#include "kit/compare/Digest.hpp"
+
+#include "kit/KitTesting.hpp"
+#include "kit/compare/TextForm.hpp"
+#include "opc/ByteArrayInAdaptor.hpp"
+
+#include <gtest/gtest.h>
+
+namespace flowbook::kit::testing {
+namespace {
+
+using Snapshot = FlowbookFilePackage;
+using Parts = std::vector<Snapshot::Part>;
+using Relationships = std::vector<Snapshot::Relationship>;
+
+const std::string kPicture = "data:image/png;base64,AAEC";
+
+support::Bytes makeBase() {
+    const support::Book book = richBook(codeParagraph("a = 1"), {kPicture});
+    book.update([](FlowbookFileWriter& writer) { writer.setTitle(u"T"); });
+    return book.get();
+}
+
+/// The same at every call, the time of its creation included.
+support::Book base() {
+    static const support::Bytes content = makeBase();
+    return support::Book(content);
+}
+
+/// A change of the snapshot of a book.
+support::Book changed(const std::function<void(Parts&, Relationships&)>& change) {
+    support::Book book = base();
+    const Snapshot old = book.reader().read();
+    Parts parts = old.getParts();
+    Relationships relationships = old.getRelationships();
+    change(parts, relationships);
+    book.update([&](FlowbookFileWriter& writer) { writer.write(Snapshot(parts, relationships)); });
+    return book;
+}
+
+std::string textOf(const support::Book& book) { return textForm(support::Book::kName, book.storage()); }
+std::string digestOf(const support::Book& book) { return contentDigest(open(book)); }
+
+TEST(Digest, AndTextFormTellContentsApart) {
+    const support::Book book = base();
+    const std::pair<std::string, support::Book> cases[] = {
+        {"bytes of a part", changed([](Parts& parts, auto&) { parts.back().content.push_back(' '); })},
+        {"a bit of a picture", changed([](Parts& parts, auto&) { parts[1].content.back() = 'D'; })},
+        {"the form of a picture",
+         changed([](Parts& parts, auto&) { parts[1].content = support::bytes("data:image/PNG;base64,AAEC"); })},
+        {"a type", changed([](Parts& parts, auto&) { parts[1].contentType = u"image/jpeg"; })},
+        {"an id", changed([](Parts& parts, auto&) { parts[0].relationships.front().id = u"rId9"; })},
+        {"a target", changed([](Parts& parts, auto&) { parts[0].relationships.front().target = u"/media/x.png"; })},
+        {"a package relationship", changed([](auto&, Relationships& all) { all.pop_back(); })},
+        {"prose", changed([](Parts& parts, auto&) {
+             parts[0].content = support::bytes(richCode(codeParagraph("a = 1") + "<w:p/>"));
+         })},
+        {"a property",
+         [] {
+             support::Book other = base();
+             other.update([](FlowbookFileWriter& writer) { writer.setTitle(u"U"); });
+             return other;
+         }()},
+    };
+    std::map<std::string, std::string> digests{{digestOf(book), "the base"}}, texts{{textOf(book), "the base"}};
+    for (const auto& [what, other] : cases) {
+        EXPECT_TRUE(digests.emplace(digestOf(other), what).second) << what << " is as " << digests[digestOf(other)];
+        EXPECT_TRUE(texts.emplace(textOf(other), what).second) << what << " is as " << texts[textOf(other)];
+    }
+}
+
+TEST(Digest, AndTextFormPassOverContainerTimesAndOrder) {
+    const support::Book book = base();
+    support::Book reordered = changed([](Parts& parts, Relationships& all) {
+        std::swap(parts.front(), parts.back());
+        std::swap(all.front(), all.back());
+    });
+    EXPECT_NE(book.get(), reordered.get());
+    EXPECT_EQ(digestOf(book), digestOf(reordered));
+    EXPECT_EQ(textOf(book), textOf(reordered));
+    EXPECT_EQ(digestOf(book).size(), 64U);
+}
+
+TEST(Digest, OfCodeIsThatOfItsLines) {
+    EXPECT_EQ(codeDigest(open(richBook(codeParagraph("a")))),
+              "87428fc522803d31065e7bce3cf03fe475096631e5e07bbd7a0fde60c4cf25c7");  // printf 'a\n' | sha256sum
+    support::Book encrypted;
+    const support::Bytes secret = support::bytes("abc");
+    encrypted.update([&](FlowbookFileWriter& writer) {
+        opc::ByteArrayInAdaptor stream(secret);
+        writer.setEncryptedRichTARMICCode(stream);
+    });
+    EXPECT_EQ(codeDigest(open(encrypted)), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+    EXPECT_NE(textOf(encrypted).find("\n[encrypted, 3 bytes, sha256 ba7816bf"), std::string::npos);
+}
+
+TEST(TextForm, NeverFails) {
+    support::Book damaged = base();
+    support::Bytes content = damaged.get();
+    content.resize(content.size() / 2);
+    damaged.set(content);
+    EXPECT_EQ(textOf(damaged).rfind("[damaged: ", 0), 0U) << textOf(damaged);
+    EXPECT_EQ(textForm(u"absent", damaged.storage()).rfind("[damaged: ", 0), 0U);
+
+    support::Book malformed = richBook(codeParagraph("a\x07"));
+    EXPECT_NE(textOf(malformed).find("\n[damaged: "), std::string::npos);
+}
+
+TEST(TextForm, ShowsProseAndCodeInOrder) {
+    support::Book book = richBook("<w:p><w:pPr><w:pStyle w:val='Heading1'/></w:pPr><w:r><w:rPr><w:b/></w:rPr>"
+                                  "<w:t>One</w:t></w:r></w:p>" +
+                                  codeParagraph("x = 1\n\ny\xC2\x9B") + "<w:p/>");
+    const std::string shown = textOf(book);
+    EXPECT_EQ(shown.substr(shown.find("\n\n") + 2), "[Heading1] **One**\n  x = 1\n\n  y\\u009b\n[]\n");
+}
+
+}  // namespace
+}  // namespace flowbook::kit::testing
