@@ -5,8 +5,7 @@
 #include "fl/i18n/ConversionError.hpp"
 #include "opc/ByteArrayInAdaptor.hpp"
 #include "opc/model/InvalidXMLDocument.hpp"
-#include "utils/CodeDom.hpp"
-#include "utils/CodeScan.hpp"
+#include "utils/Code.hpp"
 
 namespace fuzzing {
 

@@ -1,8 +1,11 @@
 #pragma once
 
+#include "flowbook/FlowbookExceptions.hpp"
 #include "foundation/core/except/detail/AnonymousInternalException.hpp"
+#include "opc/Exception.hpp"
 
 #include <memory>
+#include <string>
 
 namespace flowbook::detail {
 
@@ -48,6 +51,13 @@ Internal<T> withKind(const T& error, const Cause& cause) {
 template <class T, class Cause>
 [[noreturn]] void throwInternal(const T& error, const Cause& cause) {
     throw withKind(error, cause);
+}
+
+/// Reports a failure of the package library as the reader's own, its text kept.
+[[noreturn]] inline void throwReadingFailure(const std::u16string& fileName, const opc::Exception& failure) {
+    throwInternal(FlowbookFileReaderGenericException(
+                      fileName, std::string("Internal Exception in reading Flowbook file : ") + failure.what()),
+                  failure);
 }
 
 }  // namespace flowbook::detail

@@ -4,7 +4,6 @@
 
 #include <string>
 
-/// The names, types and identifiers that make a package a flowbook.
 namespace flowbook::format {
 
 inline const std::u16string kDocumentPartName = u"/tarmic/document.xml";
@@ -60,3 +59,11 @@ inline const std::u16string kCodeStyle = u"code";
 opc::model::XercesString makeQualifiedName(const std::u16string& prefix, const std::u16string& localName);
 
 }  // namespace flowbook::format
+
+namespace flowbook::detail {
+
+/// Whether a file name ends in an extension, in any letter case of the name.
+/// @param extension  lower case, with its dot. A name that is nothing but the extension has none.
+bool hasExtension(const std::u16string& fileName, const std::u16string& extension);
+
+}  // namespace flowbook::detail

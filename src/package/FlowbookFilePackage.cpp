@@ -3,12 +3,13 @@
 #include "fl/i18n/Conversion.hpp"
 #include "format/Vocabulary.hpp"
 #include "format/XmlTemplates.hpp"
-#include "package/OutputPart.hpp"
+#include "package/NewParts.hpp"
 
+#include <iterator>
+#include <map>
 #include <utility>
 
 namespace flowbook {
-
 namespace {
 
 std::vector<unsigned char> toBytes(const std::string& text) { return {text.begin(), text.end()}; }
@@ -17,6 +18,16 @@ std::u16string decimal(int number) {
     const std::string digits = std::to_string(number);
     return {digits.begin(), digits.end()};
 }
+
+/// What stands between the first ":" (or the start) and the first ";base64" (or the end). Nothing is
+/// checked: a ";base64" in front of the ":" leaves all that follows the ":".
+std::string mimeTypeOf(const std::string& image) {
+    const std::size_t start = image.find(':') + 1;
+    const std::size_t end = image.find(";base64");
+    return image.substr(start, end - start);
+}
+
+std::string extensionOf(const std::string& mimeType) { return mimeType.substr(mimeType.find('/') + 1); }
 
 }  // namespace
 
@@ -74,6 +85,24 @@ FlowbookFilePackage::createImageRelationship(int relationshipNumber, std::string
     return {format::kImageRelationshipType,
             format::kImagePartNamePrefix + decimal(imageNumber) + u"." + fl::i18n::utf8_to_ustring(extension),
             format::kRelationshipIdPrefix + decimal(relationshipNumber), true};
+}
+
+FlowbookFilePackage::FlowbookFilePackage(std::vector<unsigned char>& documentContent, std::vector<std::string>& images)
+    : relationships_{createDocumentRelationship(), createOutputRelationship()} {
+    Part document = createDocumentPartWithContent(documentContent);
+    Part output = createEmptyOutputPart();
+    std::map<std::string, int> countPerExtension;
+    int position = 0;
+    parts_.reserve(images.size() + 2);
+    for (std::string& image : images) {
+        std::string mimeType = mimeTypeOf(image);
+        std::string extension = extensionOf(mimeType);
+        Relationship relationship = createImageRelationship(++position, extension, ++countPerExtension[extension]);
+        parts_.push_back(createImagePart(relationship.target, mimeType, image));
+        document.relationships.push_back(std::move(relationship));
+    }
+    parts_.push_back(std::move(document));
+    parts_.push_back(std::move(output));
 }
 
 }  // namespace flowbook

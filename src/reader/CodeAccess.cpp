@@ -8,9 +8,7 @@
 #include "opc/StreamHelper.hpp"
 #include "opc/model/InvalidXMLDocument.hpp"
 #include "reader/FlowbookFileReaderImpl.hpp"
-#include "reader/ReaderFailure.hpp"
-#include "utils/CodeDom.hpp"
-#include "utils/CodeScan.hpp"
+#include "utils/Code.hpp"
 
 namespace flowbook {
 

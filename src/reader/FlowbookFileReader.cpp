@@ -1,8 +1,14 @@
 #include "flowbook/FlowbookFileReader.hpp"
 
+#include "flowbook/FlowbookExceptions.hpp"
+#include "format/ThrowInternal.hpp"
+#include "format/Vocabulary.hpp"
+#include "opc/model/PackageNotFound.hpp"
 #include "reader/FlowbookFileReaderImpl.hpp"
 
 namespace flowbook {
+
+using opc::pxservices::CorePropertiesManager;
 
 FlowbookFileReader::FlowbookFileReader(const std::u16string& fileName)
     : impl_(std::make_unique<FlowbookFileReaderImpl>(fileName, opc::FileSystemOpsSelector())) {}
@@ -36,5 +42,41 @@ boost::posix_time::ptime FlowbookFileReader::getCreatedTime() const { return imp
 boost::posix_time::ptime FlowbookFileReader::getLastModifiedTime() const { return impl_->getLastModifiedTime(); }
 
 FlowbookFilePackage FlowbookFileReader::read() const { return impl_->read(); }
+
+FlowbookFileReader::FlowbookFileReaderImpl::FlowbookFileReaderImpl(const std::u16string& fileName,
+                                                                   const opc::FileSystemOpsSelector& selector)
+    : fileName_(fileName), fileSystemOpsSelector_(selector) {
+    checkFileName();
+    try {
+        openPackage();
+    } catch (const opc::model::PackageNotFound& failure) {
+        detail::throwInternal(FlowbookFileReaderPackageNotFound(fileName_), failure);
+    } catch (const opc::Exception& failure) {
+        detail::throwReadingFailure(fileName_, failure);
+    }
+}
+
+FlowbookFileReader::FlowbookFileReaderImpl::~FlowbookFileReaderImpl() {
+    try {
+        package_->close();
+    } catch (...) {
+        package_->revert();
+    }
+}
+
+void FlowbookFileReader::FlowbookFileReaderImpl::checkFileName() const {
+    if (!detail::hasExtension(fileName_, format::kFlowbookExtension) &&
+        !detail::hasExtension(fileName_, format::kAppExtension)) {
+        detail::throwInternal(FlowbookInvalidFileName(fileName_));
+    }
+}
+
+void FlowbookFileReader::FlowbookFileReaderImpl::openPackage() {
+    zipPackage_ = std::make_unique<opc::zippackage::ZipPhysicalPackage>(fileName_, fileSystemOpsSelector_, true);
+    package_ = std::make_unique<opc::model::Package>(*zipPackage_);
+    corePropertiesManager_ =
+        std::make_unique<CorePropertiesManager>(*package_, CorePropertiesManager::DeterministicMode::Off);
+    package_->open(opc::interfaces::OpenMode::ReadOnly);
+}
 
 }  // namespace flowbook

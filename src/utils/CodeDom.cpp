@@ -1,8 +1,7 @@
-#include "utils/CodeDom.hpp"
-
 #include "format/Vocabulary.hpp"
 #include "opc/model/XercesGuard.hpp"
 #include "opc/model/XercesHelper.hpp"
+#include "utils/Code.hpp"
 #include "utils/XercesPtr.hpp"
 
 #include <boost/algorithm/string/join.hpp>

@@ -1,7 +1,6 @@
-#include "utils/CodeScan.hpp"
-
 #include "format/Vocabulary.hpp"
 #include "plainxml/Reader.hpp"
+#include "utils/Code.hpp"
 
 #include <algorithm>
 #include <array>

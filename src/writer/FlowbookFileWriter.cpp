@@ -1,8 +1,46 @@
 #include "flowbook/FlowbookFileWriter.hpp"
 
+#include "fl/filesystem/Canonical.hpp"
+#include "fl/filesystem/FsysExceptionBase.hpp"
+#include "fl/i18n/Conversion.hpp"
+#include "flowbook/FlowbookExceptions.hpp"
+#include "format/LogChannel.hpp"
+#include "format/ThrowInternal.hpp"
+#include "format/Vocabulary.hpp"
+#include "foundation/storage/vfs/hasIRIPrefix.hpp"
+#include "opc/CommitOptions.hpp"
+#include "opc/Exception.hpp"
 #include "writer/FlowbookFileWriterImpl.hpp"
 
+#include <boost/exception/diagnostic_information.hpp>
+
 namespace flowbook {
+
+using opc::interfaces::OpenMode;
+using opc::pxservices::CorePropertiesManager;
+
+namespace {
+
+/// The reader's class: callers have always caught it for a file that cannot be opened.
+template <class Failure>
+[[noreturn]] void throwOpeningFailure(const std::u16string& fileName, const Failure& failure) {
+    detail::throwInternal(FlowbookFileReaderGenericException(
+                              fileName, std::string("Internal Exception in reading TQX file : ") + failure.what()),
+                          failure);
+}
+
+FlowbookFileWriterGenericException writingFailure(const std::u16string& fileName, const char* text) {
+    return {fileName, std::string("Internal Exception in writing TQX file : ") + text};
+}
+
+void logBeingHandled() {
+    if (auto record = detail::logger.open(detail::kLogWriteFailure)) {
+        record.stream() << "Caught exception while writing to file: "
+                        << boost::current_exception_diagnostic_information(true);
+    }
+}
+
+}  // namespace
 
 FlowbookFileWriter::FlowbookFileWriter(const std::u16string& fileName,
                                        const foundation::storage::vfs::StorageSystemReference& storage,
@@ -44,5 +82,82 @@ void FlowbookFileWriter::deletePartByRelationshipType(const std::u16string& rela
 void FlowbookFileWriter::close(bool revertChanges) { impl_->close(revertChanges); }
 
 std::u16string FlowbookFileWriter::getBackupFileName() { return impl_->getBackupFileName(); }
+
+FlowbookFileWriter::FlowbookFileWriterImpl::FlowbookFileWriterImpl(
+    const std::u16string& fileName, const opc::FileSystemOpsSelector& selector,
+    std::pair<std::u16string, std::u16string> contentTypeInfo)
+    : fileSystemOpsSelector_(selector),
+      fileName_(fileName),
+      coreContentType_(std::move(contentTypeInfo.first)),
+      coreContentTypeFriendlyName_(std::move(contentTypeInfo.second)) {
+    try {
+        openPackage();
+    } catch (const opc::Exception& failure) {
+        throwOpeningFailure(fileName_, failure);
+    } catch (const fl::filesystem::FsysExceptionBase& failure) {
+        throwOpeningFailure(fileName_, failure);
+    }
+}
+
+void FlowbookFileWriter::FlowbookFileWriterImpl::openPackage() {
+    const std::u16string path = locateFile();
+    setDefaultContentType();
+    zipPackage_ = std::make_unique<opc::zippackage::ZipPhysicalPackage>(path, fileSystemOpsSelector_, true);
+    package_ = std::make_unique<opc::model::Package>(*zipPackage_);
+    corePropertiesManager_ =
+        std::make_unique<CorePropertiesManager>(*package_, CorePropertiesManager::DeterministicMode::Off);
+    setupBackupOptions();
+    package_->open(fileExisted_ ? OpenMode::Update : OpenMode::Create);
+}
+
+/// Finds out whether the file exists, and the name to work with: of an existing plain path the
+/// canonical one, so that a symbolic link is kept and its target replaced.
+std::u16string FlowbookFileWriter::FlowbookFileWriterImpl::locateFile() {
+    fileExisted_ = fileSystemOpsSelector_.getForPath(fileName_).exists(fileName_);
+    if (fileExisted_ && !foundation::storage::vfs::hasIRIPrefix(fileName_)) {
+        return fl::filesystem::canonical(fileName_, u"");
+    }
+    return fileName_;
+}
+
+void FlowbookFileWriter::FlowbookFileWriterImpl::setDefaultContentType() {
+    if (coreContentType_.empty() && coreContentTypeFriendlyName_.empty()) {
+        coreContentType_ = format::kDefaultCoreContentType;
+        coreContentTypeFriendlyName_ = format::kDefaultCoreContentTypeFriendlyName;
+    }
+}
+
+/// The options are not handed to the package: close() commits without a backup. Callers rely on no
+/// "~" file appearing beside their documents.
+void FlowbookFileWriter::FlowbookFileWriterImpl::setupBackupOptions() {
+    opc::CommitOptions options;
+    options.removeBackup(false);
+    options.backupExtension(u"~");
+    options.backupCreatedFcn([this](const std::u16string& backupName) {
+        if (auto record = detail::logger.open(detail::kLogProgress)) {
+            record.stream() << "Backup created : " << fl::i18n::to_string(backupName);
+        }
+        backupFileName_ = backupName;
+    });
+}
+
+void FlowbookFileWriter::FlowbookFileWriterImpl::close(bool revertChanges) {
+    if (isPartIncomplete_ && !revertChanges) {
+        detail::throwInternal(
+            writingFailure(fileName_, "the code part was left incomplete when setting the code failed"),
+            detail::OwnKind{"misuse"});
+    }
+    try {
+        if (revertChanges) {
+            package_->revert();
+        } else {
+            writeProperties();
+            package_->close();
+        }
+    } catch (const opc::Exception& failure) {
+        logBeingHandled();
+        detail::throwInternal(writingFailure(fileName_, failure.what()), failure);
+    }
+}
 
 }  // namespace flowbook

@@ -1,8 +1,7 @@
 #include "flowbook/FlowbookExceptions.hpp"
 #include "foundation/core/except/ErrorInfoContainer.hpp"
 #include "foundation/core/except/IException.hpp"
-#include "package/OutputPart.hpp"
-#include "package/StylesPart.hpp"
+#include "package/NewParts.hpp"
 #include "support/Flowbooks.hpp"
 #include "support/LogCapture.hpp"
 

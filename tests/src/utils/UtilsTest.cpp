@@ -2,8 +2,7 @@
 #include "flowbook/FlowbookFileUtils.hpp"
 #include "opc/ByteArrayInAdaptor.hpp"
 #include "support/Flowbooks.hpp"
-#include "utils/CodeDom.hpp"
-#include "utils/CodeScan.hpp"
+#include "utils/Code.hpp"
 
 #include <algorithm>
 #include <boost/algorithm/string/replace.hpp>

@@ -1,11 +1,10 @@
-#include "package/OutputPart.hpp"
+#include "package/NewParts.hpp"
 
 #include "fl/i18n/Conversion.hpp"
 #include "format/XmlTemplates.hpp"
 #include "settings/standalone/SettingsRoot.hpp"
 
 namespace flowbook::detail {
-
 namespace {
 
 std::string preferredLayout() {
@@ -28,5 +27,7 @@ std::string output_part::replaceLayout(const std::string& layout) {
 }
 
 std::string makeEmptyOutputXml() { return output_part::replaceLayout(preferredLayout()); }
+
+std::string emptyStylesXml() { return format::kEmptyStylesXml; }
 
 }  // namespace flowbook::detail
