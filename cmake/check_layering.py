@@ -39,11 +39,22 @@ PLATFORM_ROOMS = {
     "opc/names": {"opc", "fl"},
     "opc/xml": {"opc/names", "opc", "fl"},
     "opc/xml/dom": {"opc/xml", "opc/names", "opc", "fl"},
+    "opc/relationships": {"opc/names", "opc/xml", "opc", "fl"},
     "opc/zippackage": {"opc/interfaces", "opc", "foundation", "fl"},
-    "opc/model": {"opc/names", "opc/xml", "opc/interfaces", "opc", "fl"},
-    "opc/pxservices": {"opc/model", "opc/names", "opc/xml", "opc", "foundation", "fl"},
+    "opc/model": {"opc/relationships", "opc/names", "opc/xml", "opc/interfaces", "opc", "fl"},
+    "opc/pxservices": {"opc/model", "opc/relationships", "opc/names", "opc/xml", "opc", "foundation", "fl"},
 }
-HEADERS_WITHOUT_SOURCE = {"opc/model/XercesString.hpp": "opc/xml/XercesString.cpp"}
+# The rooms of public headers of the platform that lie in another folder than their room and have no source of their
+# name there.
+ROOMS_OF_HEADERS = {
+    "opc/model/ExcludeMode.hpp": "opc/relationships",
+    "opc/model/InvalidXMLDocument.hpp": "opc",
+    "opc/model/PackageNotFound.hpp": "opc",
+    "opc/model/PartNotFound.hpp": "opc",
+    "opc/model/TargetMode.hpp": "opc/relationships",
+    "opc/model/XercesGuard.hpp": "opc/xml",
+    "opc/model/XercesString.hpp": "opc/xml",
+}
 LIBRARY_ROOMS = {
     "format": set(),
     "package": {"format"},
@@ -106,8 +117,8 @@ class Checker:
 
     def source_of(self, header):
         """Where the platform defines what its public header declares."""
-        if header.as_posix() in HEADERS_WITHOUT_SOURCE:
-            return Path(HEADERS_WITHOUT_SOURCE[header.as_posix()])
+        if header.as_posix() in ROOMS_OF_HEADERS:
+            return Path(ROOMS_OF_HEADERS[header.as_posix()]) / header.name
         if self.sources is None:
             root = self.tree / "platform/src"
             self.sources = {(path.relative_to(root).parts[0], path.stem): path.relative_to(root)
@@ -212,6 +223,12 @@ SELF_TEST = [
     ("platform/src/opc/xml/Back.hpp", "opc/xml/dom/Tree.hpp", True),
     ("platform/src/opc/xml/dom/Tree.hpp", "opc/model/Name.hpp", False),
     ("platform/src/opc/names/Back.hpp", "opc/xml/Back.hpp", True),
+    ("platform/include/opc/model/XercesString.hpp", "string", False),
+    ("platform/src/opc/names/Dom.cpp", "opc/model/XercesString.hpp", True),
+    ("platform/src/opc/relationships/List.hpp", "opc/model/Name.hpp", False),
+    ("platform/src/opc/model/Parts.hpp", "opc/relationships/List.hpp", False),
+    ("platform/src/opc/relationships/Back.cpp", "opc/model/Parts.hpp", True),
+    ("platform/src/opc/zippackage/Across.cpp", "opc/relationships/List.hpp", True),
     ("platform/src/other/Unknown.cpp", "string", True),
     ("include/flowbook/Leak.hpp", "format/Names.hpp", True),
     ("include/flowbook/Xml.hpp", "xercesc/dom/DOM.hpp", True),

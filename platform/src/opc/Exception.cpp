@@ -1,5 +1,9 @@
 #include "opc/Exception.hpp"
 
+#include "opc/model/InvalidXMLDocument.hpp"
+#include "opc/model/PackageNotFound.hpp"
+#include "opc/model/PartNotFound.hpp"
+
 namespace opc {
 
 const char* nameOf(ErrorKind kind) noexcept {
@@ -27,3 +31,29 @@ Exception::Exception(ErrorKind kind, const std::string& message) : std::runtime_
 Exception::~Exception() = default;
 
 }  // namespace opc
+
+namespace opc::model {
+
+PackageNotFound::PackageNotFound(const std::string& message) : Exception(ErrorKind::NotFound, message) {}
+
+PackageNotFound::~PackageNotFound() = default;
+
+}  // namespace opc::model
+
+namespace opc::model {
+
+PartNotFound::PartNotFound(const std::string& message) : Exception(ErrorKind::NotFound, message) {}
+
+PartNotFound::~PartNotFound() = default;
+
+}  // namespace opc::model
+
+namespace opc::model {
+
+InvalidXMLDocument::InvalidXMLDocument(const std::string& message) : InvalidXMLDocument(ErrorKind::Damaged, message) {}
+
+InvalidXMLDocument::InvalidXMLDocument(ErrorKind kind, const std::string& message) : Exception(kind, message) {}
+
+InvalidXMLDocument::~InvalidXMLDocument() = default;
+
+}  // namespace opc::model

@@ -1,11 +1,14 @@
 #include "opc/FileSystemOps.hpp"
 
 #include "fl/i18n/Conversion.hpp"
+#include "foundation/storage/vfs/LocalStorage.hpp"
+#include "opc/FileSystemOpsSelector.hpp"
 #include "opc/StorageErrors.hpp"
 #include "opc/model/PackageNotFound.hpp"
 
 namespace opc {
 
+using foundation::storage::vfs::LocalStorage;
 using foundation::storage::vfs::ReadableFile;
 using foundation::storage::vfs::Replacement;
 using foundation::storage::vfs::StorageError;
@@ -51,6 +54,28 @@ std::unique_ptr<Replacement> FileSystemOps::beginReplacement(const std::u16strin
                                                              const ReadableFile* replaced) const {
     auto begun = translatingStorageErrors("", [&] { return storage_->beginReplacement(path, replaced); });
     return required(std::move(begun), "write", path);
+}
+
+FileSystemOpsSelector::FileSystemOpsSelector()
+    : FileSystemOpsSelector(StorageSystemReference(std::make_shared<LocalStorage>())) {}
+
+FileSystemOpsSelector::FileSystemOpsSelector(const StorageSystemReference& storage) : ops_(storage) {}
+
+FileSystemOps FileSystemOpsSelector::getForPath(const std::u16string&) const { return ops_; }
+
+ErrorKind errorKindOf(const foundation::storage::vfs::StorageError& error) noexcept {
+    switch (error.kind()) {
+    case StorageErrorKind::Conflict:
+        return ErrorKind::Conflict;
+    case StorageErrorKind::NotDurable:
+        return ErrorKind::NotDurable;
+    case StorageErrorKind::NotFound:
+    case StorageErrorKind::AccessDenied:
+    case StorageErrorKind::NoSpace:
+    case StorageErrorKind::Other:
+        break;
+    }
+    return ErrorKind::InputOutput;
 }
 
 }  // namespace opc

@@ -1,10 +1,15 @@
 #include "fl/filesystem/NativePath.hpp"
 
+#include "fl/filesystem/Canonical.hpp"
+#include "fl/filesystem/FsysExceptionBase.hpp"
 #include "fl/i18n/Conversion.hpp"
 #include "fl/i18n/ConversionError.hpp"
 
+#include <cerrno>
 #include <cstdlib>
 #include <memory>
+#include <new>
+#include <system_error>
 
 namespace fl::filesystem {
 namespace {
@@ -15,6 +20,20 @@ bool isByteAt(std::u16string_view path, std::size_t at) {
     const bool endsPair = at != 0 && path[at - 1] >= 0xD800 && path[at - 1] <= 0xDBFF;
     return !endsPair && path[at] >= kByteZero + 0x80 && path[at] <= kByteZero + 0xFF;
 }
+
+[[noreturn]] void fail(const std::u16string& path, const std::string& reason) {
+    throw FsysExceptionBase("cannot find the canonical form of \"" + i18n::to_string(path) + "\": " + reason);
+}
+
+std::string toNative(const std::u16string& path) {
+    try {
+        return toNativePath(path);
+    } catch (const i18n::ConversionError& error) {
+        fail(path, error.what());
+    }
+}
+
+bool isRelative(const std::u16string& path) { return !path.empty() && path.front() != u'/'; }
 
 }  // namespace
 
@@ -52,6 +71,19 @@ std::u16string fromNativePath(std::string_view path) {
 std::optional<std::string> realPath(const std::string& path) {
     const std::unique_ptr<char, decltype(&std::free)> resolved(::realpath(path.c_str(), nullptr), &std::free);
     return resolved == nullptr ? std::nullopt : std::optional<std::string>(resolved.get());
+}
+
+std::u16string canonical(const std::u16string& path, const std::u16string& base) {
+    const std::u16string whole = isRelative(path) && !base.empty() ? base + u'/' + path : path;
+    const auto resolved = realPath(toNative(whole));
+    if (!resolved) {
+        const int reason = errno;
+        if (reason == ENOMEM) {
+            throw std::bad_alloc();
+        }
+        fail(whole, std::generic_category().message(reason));
+    }
+    return fromNativePath(*resolved);
 }
 
 }  // namespace fl::filesystem

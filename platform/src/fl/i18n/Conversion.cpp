@@ -2,6 +2,7 @@
 
 #include "fl/Ascii.hpp"
 #include "fl/i18n/ConversionError.hpp"
+#include "fl/i18n/codecvt_string_to_ustring.hpp"
 #include "fl/i18n/tables/UnicodeLower.hpp"
 
 #include <algorithm>
@@ -9,6 +10,7 @@
 #include <cstdint>
 #include <cstring>
 #include <numeric>
+#include <stdexcept>
 #include <unicode/utf16.h>
 #include <unicode/utf8.h>
 
@@ -171,5 +173,18 @@ std::u16string to_lower(std::u16string_view text) {
     }
     return result;
 }
+
+ConversionError::ConversionError(const std::string& message, std::size_t offset)
+    : std::runtime_error(message), offset_(offset) {}
+
+ConversionError::~ConversionError() = default;
+
+codecvt_string_to_ustring::codecvt_string_to_ustring(std::string_view codecName) {
+    if (to_lower(to_ustring(codecName)) != u"utf-8") {
+        throw std::invalid_argument("unknown text encoding \"" + std::string(codecName) + "\"");
+    }
+}
+
+std::u16string codecvt_string_to_ustring::operator()(std::string_view text) const { return utf8_to_ustring(text); }
 
 }  // namespace fl::i18n

@@ -2,8 +2,8 @@
 
 #include "fl/Ascii.hpp"
 #include "opc/model/Relationship.hpp"
-#include "opc/model/RelationshipTarget.hpp"
-#include "opc/model/RelationshipsName.hpp"
+#include "opc/names/RelationshipsName.hpp"
+#include "opc/relationships/RelationshipRecord.hpp"
 
 #include <algorithm>
 #include <iterator>

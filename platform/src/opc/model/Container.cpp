@@ -1,7 +1,7 @@
 #include "opc/model/Container.hpp"
 
 #include "opc/Exception.hpp"
-#include "opc/names/MessageText.hpp"
+#include "opc/MessageText.hpp"
 
 namespace opc::model::detail {
 

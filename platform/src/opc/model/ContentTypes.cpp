@@ -3,9 +3,9 @@
 #include "fl/Ascii.hpp"
 #include "fl/i18n/Conversion.hpp"
 #include "opc/Exception.hpp"
-#include "opc/names/MediaType.hpp"
-#include "opc/names/MessageText.hpp"
-#include "opc/xml/FlatXmlReader.hpp"
+#include "opc/MessageText.hpp"
+#include "opc/names/Characters.hpp"
+#include "opc/xml/FlatXml.hpp"
 #include "opc/xml/XmlWriter.hpp"
 
 namespace opc::model::detail {

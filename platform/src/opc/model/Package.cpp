@@ -1,11 +1,28 @@
 #include "opc/model/Package.hpp"
 
 #include "opc/Exception.hpp"
+#include "opc/model/PackageHelper.hpp"
 #include "opc/model/PackageStore.hpp"
+#include "opc/model/StandardPartInfo.hpp"
+#include "opc/relationships/RelationshipRecord.hpp"
 
 #include <utility>
 
 namespace opc::model {
+namespace {
+
+void deleteWithTargets(Package& package, RelationshipSource& source, const std::u16string& type, const PartName* kept) {
+    const std::vector<Relationship> relationships = source.getRelationshipsByType(type);
+    source.deleteRelationshipsByType(type);
+    for (const Relationship& relationship : relationships) {
+        const auto target = detail::internalTarget(relationship);
+        if (target && package.hasPart(*target) && !(kept != nullptr && *target == *kept)) {
+            package.deletePart(*target);
+        }
+    }
+}
+
+}  // namespace
 
 Package::Package(interfaces::IPhysicalPackage& physicalPackage)
     : RelationshipSource(std::make_shared<detail::PackageStore>(physicalPackage), nullptr) {}
@@ -48,5 +65,21 @@ Part Package::createPart(const PartName& name, const ContentType& contentType,
 }
 
 void Package::deletePart(const PartName& name) { store().partsToChange().remove(name.folded()); }
+
+void PackageHelper::deleteRelationshipsAndTargets(Package& package, const std::u16string& type) {
+    deleteWithTargets(package, package, type, nullptr);
+}
+
+void PackageHelper::deleteRelationshipsAndTargets(Package& package, const Part& source, const std::u16string& type) {
+    Part handle = source;
+    deleteWithTargets(package, handle, type, &source.getName());
+}
+
+StandardPartInfo::StandardPartInfo(interfaces::CompressionType compression, unsigned long sizeHint)
+    : compression_(compression), sizeHint_(sizeHint) {}
+
+interfaces::CompressionType StandardPartInfo::getCompressionType() const noexcept { return compression_; }
+
+unsigned long StandardPartInfo::getSizeHint() const noexcept { return sizeHint_; }
 
 }  // namespace opc::model

@@ -2,6 +2,7 @@
 
 #include "opc/model/Container.hpp"
 #include "opc/model/PartTable.hpp"
+#include "opc/model/RelationshipSource.hpp"
 #include "opc/model/RelationshipTable.hpp"
 
 #include <memory>
@@ -54,6 +55,19 @@ private:
     bool wasOpened_ = false;
     PartTable parts_{container_};
     RelationshipTable relationships_{container_, parts_};
+};
+
+/// Lets the other rooms of this library behind a handle.
+class StoreAccess {
+public:
+    static PackageStore& storeOf(const RelationshipSource& source) noexcept { return source.store(); }
+
+    static const std::shared_ptr<PackageStore>& sharedStoreOf(const RelationshipSource& source) noexcept {
+        return source.sharedStore();
+    }
+
+    /// Of a part.
+    static const PartState& stateOf(const RelationshipSource& part) noexcept { return *part.partState(); }
 };
 
 }  // namespace opc::model::detail

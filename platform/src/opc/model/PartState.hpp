@@ -5,7 +5,7 @@
 #include "opc/model/Container.hpp"
 #include "opc/model/ContentTypes.hpp"
 #include "opc/model/PartName.hpp"
-#include "opc/model/RelationshipList.hpp"
+#include "opc/relationships/RelationshipList.hpp"
 
 #include <memory>
 

@@ -2,9 +2,9 @@
 
 #include "fl/Ascii.hpp"
 #include "opc/Exception.hpp"
+#include "opc/MessageText.hpp"
 #include "opc/model/PartNotFound.hpp"
-#include "opc/model/RelationshipsName.hpp"
-#include "opc/names/MessageText.hpp"
+#include "opc/names/RelationshipsName.hpp"
 
 #include <algorithm>
 #include <iterator>

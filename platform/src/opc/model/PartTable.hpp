@@ -3,7 +3,7 @@
 #include "opc/interfaces/IPhysicalPartInfo.hpp"
 #include "opc/interfaces/OpenMode.hpp"
 #include "opc/model/ContentTypes.hpp"
-#include "opc/model/LogicalEntries.hpp"
+#include "opc/model/Entries.hpp"
 #include "opc/model/NameIndex.hpp"
 #include "opc/model/PartState.hpp"
 

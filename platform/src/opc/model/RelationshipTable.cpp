@@ -2,8 +2,8 @@
 
 #include "fl/Ascii.hpp"
 #include "opc/Exception.hpp"
-#include "opc/model/RelationshipsName.hpp"
-#include "opc/names/MessageText.hpp"
+#include "opc/MessageText.hpp"
+#include "opc/names/RelationshipsName.hpp"
 #include "opc/xml/XmlWriter.hpp"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "opc/model/PartTable.hpp"
-#include "opc/model/RelationshipList.hpp"
+#include "opc/relationships/RelationshipList.hpp"
 
 #include <string>
 #include <string_view>

@@ -3,8 +3,8 @@
 #include "fl/i18n/Conversion.hpp"
 #include "fl/i18n/ConversionError.hpp"
 #include "opc/Exception.hpp"
-#include "opc/names/Ascii.hpp"
-#include "opc/names/MessageText.hpp"
+#include "opc/MessageText.hpp"
+#include "opc/names/Characters.hpp"
 
 #include <algorithm>
 #include <string_view>

@@ -1,6 +1,6 @@
 #include "opc/pxservices/CoreProperties.hpp"
 
-#include "opc/pxservices/CorePropertiesImpl.hpp"
+#include "opc/pxservices/PropertyPart.hpp"
 
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 #include <charconv>

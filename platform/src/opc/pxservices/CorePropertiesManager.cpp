@@ -3,8 +3,7 @@
 #include "fl/i18n/Conversion.hpp"
 #include "opc/Exception.hpp"
 #include "opc/model/PackageStore.hpp"
-#include "opc/model/StoreAccess.hpp"
-#include "opc/pxservices/CorePropertiesImpl.hpp"
+#include "opc/pxservices/PropertyPart.hpp"
 #include "opc/pxservices/PropertyPlace.hpp"
 
 #include <utility>

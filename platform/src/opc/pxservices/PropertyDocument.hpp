@@ -2,7 +2,7 @@
 
 #include "fl/Bytes.hpp"
 #include "opc/pxservices/PropertySchema.hpp"
-#include "opc/xml/XmlElement.hpp"
+#include "opc/xml/PackageXml.hpp"
 
 #include <array>
 #include <map>

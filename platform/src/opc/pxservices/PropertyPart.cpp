@@ -1,7 +1,7 @@
 #include "opc/pxservices/PropertyPart.hpp"
 
 #include "fl/i18n/Conversion.hpp"
-#include "opc/names/MessageText.hpp"
+#include "opc/MessageText.hpp"
 #include "opc/pxservices/W3cDateTime.hpp"
 #include "opc/xml/XmlWriter.hpp"
 

@@ -54,3 +54,13 @@ private:
 };
 
 }  // namespace opc::pxservices::detail
+
+namespace opc::pxservices {
+
+class PXPLATFORM_LOCAL CoreProperties::Impl {
+public:
+    detail::PropertyPart core{detail::coreSchema()};
+    detail::PropertyPart extension{detail::extensionSchema()};
+};
+
+}  // namespace opc::pxservices

@@ -4,7 +4,6 @@
 #include "opc/Exception.hpp"
 #include "opc/model/PackageStore.hpp"
 #include "opc/model/StandardPartInfo.hpp"
-#include "opc/model/StoreAccess.hpp"
 
 #include <algorithm>
 #include <utility>

@@ -1,5 +1,6 @@
 #include "opc/model/XercesHelper.hpp"
 
+#include "opc/model/XercesGuard.hpp"
 #include "opc/xml/Dom.hpp"
 #include "opc/xml/DomTraversal.hpp"
 
@@ -29,6 +30,8 @@ xercesc::DOMElement* firstNamed(xercesc::DOMElement* element, const std::u16stri
 }
 
 }  // namespace
+
+XercesGuard::XercesGuard() { dom(); }
 
 xercesc::DOMLSParser* XercesHelper::createParser() { return dom().createParser(); }
 

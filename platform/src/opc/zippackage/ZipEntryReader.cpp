@@ -1,8 +1,8 @@
 #include "opc/zippackage/ZipEntryReader.hpp"
 
 #include "fl/Ascii.hpp"
+#include "opc/MessageText.hpp"
 #include "opc/zippackage/ZipExtra.hpp"
-#include "opc/zippackage/ZipText.hpp"
 
 #include <algorithm>
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "opc/zippackage/DeflateCodec.hpp"
-#include "opc/zippackage/FieldReader.hpp"
-#include "opc/zippackage/ZipEntry.hpp"
+#include "opc/zippackage/Fields.hpp"
+#include "opc/zippackage/ZipFormat.hpp"
 #include "opc/zippackage/ZipInput.hpp"
 
 #include <vector>

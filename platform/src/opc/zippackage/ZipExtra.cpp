@@ -1,6 +1,6 @@
 #include "opc/zippackage/ZipExtra.hpp"
 
-#include "opc/zippackage/FieldReader.hpp"
+#include "opc/zippackage/Fields.hpp"
 #include "opc/zippackage/ZipFormat.hpp"
 
 #include <algorithm>

@@ -1,8 +1,8 @@
 #include "opc/zippackage/ZipIndexReader.hpp"
 
+#include "opc/MessageText.hpp"
 #include "opc/zippackage/ZipExtra.hpp"
 #include "opc/zippackage/ZipNames.hpp"
-#include "opc/zippackage/ZipText.hpp"
 
 #include <algorithm>
 #include <functional>

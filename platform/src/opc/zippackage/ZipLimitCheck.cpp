@@ -1,7 +1,7 @@
 #include "opc/zippackage/ZipLimitCheck.hpp"
 
 #include "opc/Exception.hpp"
-#include "opc/zippackage/ZipText.hpp"
+#include "opc/MessageText.hpp"
 
 #include <algorithm>
 #include <limits>

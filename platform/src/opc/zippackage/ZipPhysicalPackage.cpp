@@ -3,10 +3,10 @@
 #include "fl/Ascii.hpp"
 #include "fl/i18n/Conversion.hpp"
 #include "opc/Exception.hpp"
+#include "opc/MessageText.hpp"
 #include "opc/StorageErrors.hpp"
 #include "opc/zippackage/ZipIndexReader.hpp"
 #include "opc/zippackage/ZipNames.hpp"
-#include "opc/zippackage/ZipText.hpp"
 #include "opc/zippackage/ZipWriter.hpp"
 
 #include <algorithm>

@@ -1,9 +1,9 @@
 #include "opc/zippackage/ZipWriter.hpp"
 
+#include "opc/MessageText.hpp"
 #include "opc/StorageErrors.hpp"
 #include "opc/zippackage/ZipExtra.hpp"
 #include "opc/zippackage/ZipLimitCheck.hpp"
-#include "opc/zippackage/ZipText.hpp"
 
 #include <algorithm>
 #include <utility>

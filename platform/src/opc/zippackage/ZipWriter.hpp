@@ -4,7 +4,7 @@
 #include "opc/Limits.hpp"
 #include "opc/interfaces/CompressionType.hpp"
 #include "opc/zippackage/DeflateCodec.hpp"
-#include "opc/zippackage/FieldWriter.hpp"
+#include "opc/zippackage/Fields.hpp"
 #include "opc/zippackage/ZipEntryReader.hpp"
 
 #include <string>

@@ -1,6 +1,6 @@
 #include "foundation/storage/vfs/FileAttributes.hpp"
 
-#include "foundation/storage/vfs/SystemCall.hpp"
+#include "foundation/storage/vfs/Descriptor.hpp"
 
 #include <cstring>
 #include <string_view>

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "foundation/storage/vfs/Descriptor.hpp"
 #include "foundation/storage/vfs/FileIdentity.hpp"
 #include "foundation/storage/vfs/ReadableFile.hpp"
-#include "foundation/storage/vfs/UniqueFd.hpp"
 
 #include <string>
 
@@ -25,7 +25,7 @@ public:
 
 private:
     std::string path_;
-    UniqueFd descriptor_;
+    Descriptor descriptor_;
     FileIdentity identity_;
 };
 

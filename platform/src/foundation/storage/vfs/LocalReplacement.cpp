@@ -1,10 +1,10 @@
 #include "foundation/storage/vfs/LocalReplacement.hpp"
 
 #include "fl/filesystem/NativePath.hpp"
+#include "foundation/storage/vfs/Descriptor.hpp"
 #include "foundation/storage/vfs/Exchange.hpp"
 #include "foundation/storage/vfs/FileAttributes.hpp"
 #include "foundation/storage/vfs/StorageError.hpp"
-#include "foundation/storage/vfs/SystemCall.hpp"
 #include "foundation/storage/vfs/Temporaries.hpp"
 
 #include <algorithm>
@@ -69,7 +69,7 @@ LocalReplacement::Target LocalReplacement::resolve(const std::string& path, bool
     }
     const std::string folder = nameAt == 0 ? "." : target.path.substr(0, nameAt);
     target.directory =
-        UniqueFd(retryInterrupted([&] { return ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+        Descriptor(retryInterrupted([&] { return ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
     if (!target.directory) {
         throwErrno("open the folder of", path);
     }
@@ -122,7 +122,7 @@ void LocalReplacement::checkWritable() const {
 void LocalReplacement::createTemporary() {
     std::string name = newTemporaryName();
     const mode_t mode = replaced_ != nullptr ? kPrivateMode : kNewFileMode;
-    temporary_ = UniqueFd(retryInterrupted([&] {
+    temporary_ = Descriptor(retryInterrupted([&] {
         return ::openat(target_.directory.get(), name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
                         mode);
     }));
@@ -243,7 +243,7 @@ void LocalReplacement::syncTemporary() {
     }
     // Network file systems may report a failed write only when a descriptor is closed. An interrupted close has closed
     // all the same. The file stays open, as its lock is needed to the end.
-    UniqueFd another(::fcntl(temporary_.get(), F_DUPFD_CLOEXEC, 0));
+    Descriptor another(::fcntl(temporary_.get(), F_DUPFD_CLOEXEC, 0));
     if (!another || (::close(another.release()) == -1 && errno != EINTR)) {
         throwErrno("close the temporary for", target_.path);
     }

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "foundation/storage/vfs/Descriptor.hpp"
 #include "foundation/storage/vfs/FileLock.hpp"
 #include "foundation/storage/vfs/LocalFile.hpp"
 #include "foundation/storage/vfs/Replacement.hpp"
-#include "foundation/storage/vfs/UniqueFd.hpp"
 
 #include <optional>
 #include <string>
@@ -31,7 +31,7 @@ private:
     struct Target {
         std::string path;
         std::string name;  ///< the last component
-        UniqueFd directory;
+        Descriptor directory;
     };
 
     LocalReplacement(Target target, const LocalFile* replaced);
@@ -64,7 +64,7 @@ private:
     Target target_;
     const LocalFile* replaced_;
     std::string temporaryName_;  ///< empty while there is no temporary
-    UniqueFd temporary_;
+    Descriptor temporary_;
     std::optional<FileLock> temporaryLock_;  ///< tells that it is in use
     mode_t newFileMode_ = 0;
     std::vector<unsigned char> buffer_;

@@ -1,9 +1,11 @@
 #include "foundation/storage/vfs/MemoryStorage.hpp"
 
 #include "fl/i18n/Conversion.hpp"
-#include "foundation/storage/vfs/MemoryFile.hpp"
-#include "foundation/storage/vfs/MemoryReplacement.hpp"
+#include "foundation/storage/vfs/StorageError.hpp"
 
+#include <algorithm>
+#include <memory>
+#include <string>
 #include <utility>
 
 namespace foundation::storage::vfs {
@@ -14,7 +16,73 @@ namespace {
                        std::string("cannot ") + action + " \"" + fl::i18n::to_string(name) + "\" in memory: " + reason);
 }
 
+/// One version of a file in memory; which version it is, the address of the content tells.
+class MemoryFile final : public ReadableFile {
+public:
+    using Content = std::shared_ptr<const MemoryStorage::Bytes>;
+
+    explicit MemoryFile(Content content) noexcept : content_(std::move(content)) {}
+
+    std::uint64_t size() const override { return content_->size(); }
+
+    void read(std::uint64_t offset, void* to, std::size_t count) const override {
+        if (offset > size() || count > size() - offset) {
+            throw StorageError(StorageErrorKind::Other, "cannot read a file in memory at " + std::to_string(offset) +
+                                                            ": the file ends before that");
+        }
+        std::copy_n(content_->data() + offset, count, static_cast<unsigned char*>(to));
+    }
+
+    const Content& content() const noexcept { return content_; }
+
+private:
+    Content content_;
+};
+
 }  // namespace
+
+/// Collects the new content and swaps it in.
+class MemoryReplacement final : public Replacement {
+public:
+    using Content = std::shared_ptr<const MemoryStorage::Bytes>;
+
+    /// @param replaced  what the file must still hold at the commit; null when there must be none.
+    MemoryReplacement(MemoryStorage& storage, std::u16string name, Content replaced)
+        : storage_(storage), name_(std::move(name)), replaced_(std::move(replaced)) {}
+
+    void write(const void* from, std::size_t count) override {
+        requirePending();
+        const auto* bytes = static_cast<const unsigned char*>(from);
+        content_->insert(content_->end(), bytes, bytes + count);
+    }
+
+    void commit() override {
+        requirePending();
+        try {
+            storage_.swapIn(name_, replaced_, content_);
+        } catch (...) {
+            discard();
+            throw;
+        }
+        content_.reset();
+    }
+
+    void discard() noexcept override { content_.reset(); }
+
+private:
+    void requirePending() const {
+        if (content_ == nullptr) {
+            throw StorageError(StorageErrorKind::Other, "cannot write \"" + fl::i18n::to_string(name_) +
+                                                            "\": its replacement is committed or discarded");
+        }
+    }
+
+    MemoryStorage& storage_;
+    std::u16string name_;
+    Content replaced_;
+    /// Null after commit and discard.
+    std::shared_ptr<MemoryStorage::Bytes> content_ = std::make_shared<MemoryStorage::Bytes>();
+};
 
 MemoryStorage::MemoryStorage() = default;
 MemoryStorage::~MemoryStorage() = default;

@@ -1,9 +1,8 @@
 #include "foundation/storage/vfs/Temporaries.hpp"
 
 #include "fl/Ascii.hpp"
+#include "foundation/storage/vfs/Descriptor.hpp"
 #include "foundation/storage/vfs/FileLock.hpp"
-#include "foundation/storage/vfs/SystemCall.hpp"
-#include "foundation/storage/vfs/UniqueFd.hpp"
 
 #include <cstdint>
 #include <ctime>
@@ -63,7 +62,7 @@ bool isTemporary(std::string_view name, ino_t inode) {
 
 /// Whether a file is a temporary that nobody uses any more.
 bool isStale(int directory, const char* name) {
-    const UniqueFd file(::openat(directory, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    const Descriptor file(::openat(directory, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     struct stat status {};
     return file && ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) && isTemporary(name, status.st_ino) &&
            status.st_mtime < std::time(nullptr) - kStaleAfterSeconds &&
@@ -78,7 +77,7 @@ using Directory = std::unique_ptr<DIR, CloseDirectory>;
 /// Null when the directory cannot be listed.
 Directory openListing(int directory) {
     // Opened anew, as the position in the listing belongs to the descriptor.
-    UniqueFd descriptor(::openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    Descriptor descriptor(::openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     Directory listing(descriptor ? ::fdopendir(descriptor.get()) : nullptr);
     if (listing != nullptr) {
         descriptor.release();

@@ -6,13 +6,48 @@
 #include "opc/xml/dom/XercesParser.hpp"
 #include "opc/xml/dom/XercesWriter.hpp"
 
+#include <new>
+#include <string>
 #include <vector>
 #include <xercesc/dom/DOM.hpp>
 #include <xercesc/framework/MemBufInputSource.hpp>
+#include <xercesc/util/PanicHandler.hpp>
+#include <xercesc/util/PlatformUtils.hpp>
 #include <xercesc/util/XMLUni.hpp>
 
 namespace opc::model {
 namespace {
+
+/// The library's own handler ends the process.
+class ThrowingPanicHandler final : public xercesc::PanicHandler {
+public:
+    void panic(const PanicReasons reason) override {
+        // What it cannot make at its start are tables in memory.
+        if (reason == Panic_AllStaticInitErr) {
+            throw std::bad_alloc();
+        }
+        throw Exception(ErrorKind::InputOutput,
+                        std::string("the XML library cannot go on: ") + getPanicReasonString(reason));
+    }
+};
+
+/// Never terminated: that and initialising anew cost more than reading a small file, and documents may live in static
+/// objects. What a failed attempt leaves is fit neither for use nor for termination, and the XML library takes the next
+/// attempt for done, so there is no other.
+bool initialise() {
+    static bool hasFailed = false;
+    if (hasFailed) {
+        throw std::bad_alloc();
+    }
+    // Needs no destruction.
+    static ThrowingPanicHandler& panicHandler = *new ThrowingPanicHandler();
+    hasFailed = true;
+    translatingXercesErrors("cannot initialise the XML library", [] {
+        xercesc::XMLPlatformUtils::Initialize(xercesc::XMLUni::fgXercescDefaultLocale, nullptr, &panicHandler);
+    });
+    hasFailed = false;
+    return true;
+}
 
 /// `object` as what createParser() or createWriter() made it.
 template <class Own, class Interface>
@@ -46,6 +81,15 @@ xercesc::DOMDocument* readDocument(xercesc::DOMLSParser* parser, const Bytes& by
 const XMLCh* nullIfEmpty(const std::u16string& text) { return text.empty() ? nullptr : text.c_str(); }
 
 }  // namespace
+
+const Dom* pxplatform_dom() {
+    [[maybe_unused]] static const bool isInitialised = initialise();
+    static const XercesDom only;
+    return &only;
+}
+
+/// Where the module's objects are linked instead of loaded.
+const Dom& dom() { return *pxplatform_dom(); }
 
 xercesc::DOMLSParser* XercesDom::createParser() const {
     return translatingXercesErrors("cannot create an XML parser", [] { return new XercesParser(); });

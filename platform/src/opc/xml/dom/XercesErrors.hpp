@@ -3,6 +3,7 @@
 #include "fl/i18n/Conversion.hpp"
 #include "opc/Exception.hpp"
 
+#include <memory>
 #include <new>
 #include <string>
 #include <utility>
@@ -30,5 +31,16 @@ auto translatingXercesErrors(const char* action, Work&& work) -> decltype(work()
         throw failure(error.getMessage());
     }
 }
+
+/// Objects of the XML library end by release(), not by delete.
+struct XercesRelease {
+    template <class Object>
+    void operator()(Object* object) const {
+        object->release();
+    }
+};
+
+template <class Object>
+using XercesPtr = std::unique_ptr<Object, XercesRelease>;
 
 }  // namespace opc::model

@@ -2,7 +2,7 @@
 
 #include "fl/i18n/Conversion.hpp"
 #include "opc/model/InvalidXMLDocument.hpp"
-#include "opc/xml/dom/XercesPtr.hpp"
+#include "opc/xml/dom/XercesErrors.hpp"
 
 #include <algorithm>
 #include <array>

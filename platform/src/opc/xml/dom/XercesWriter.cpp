@@ -3,8 +3,8 @@
 #include "fl/i18n/Conversion.hpp"
 #include "fl/i18n/ConversionError.hpp"
 #include "opc/Exception.hpp"
+#include "opc/OutputStream.hpp"
 #include "opc/xml/DomTraversal.hpp"
-#include "opc/xml/dom/XercesOutput.hpp"
 #include "plainxml/XmlCharacters.hpp"
 
 #include <algorithm>
@@ -12,10 +12,12 @@
 #include <string>
 #include <string_view>
 #include <xercesc/dom/impl/DOMLSOutputImpl.hpp>
+#include <xercesc/framework/XMLFormatter.hpp>
 
 namespace opc::model {
 namespace {
 
+constexpr std::size_t kBlockSize = std::size_t{64} << 10;
 constexpr std::size_t kMaxDepth = 1024;
 
 [[noreturn]] void refuse(const std::string& reason) {
@@ -29,6 +31,39 @@ void checkDepth(const xercesc::DOMDocument& document) {
         }
     });
 }
+
+/// Gathers the many small writes of the XML library into large ones.
+class XercesOutput final : public xercesc::XMLFormatTarget {
+public:
+    explicit XercesOutput(OutputStream& out) : out_(&out) {}
+
+    void write(std::string_view bytes) {
+        if (block_.size() + bytes.size() > kBlockSize) {
+            finish();
+        }
+        if (bytes.size() >= kBlockSize) {
+            out_->write(bytes.data(), bytes.size());
+            return;
+        }
+        block_.append(bytes);
+    }
+
+    /// Writes what is gathered; the library's own flush() does not, as it comes after failures too.
+    void finish() {
+        if (!block_.empty()) {
+            out_->write(block_.data(), block_.size());
+            block_.clear();
+        }
+    }
+
+    void writeChars(const XMLByte* bytes, XMLSize_t count, xercesc::XMLFormatter* /*formatter*/) override {
+        write({reinterpret_cast<const char*>(bytes), count});
+    }
+
+private:
+    OutputStream* out_;
+    std::string block_;
+};
 
 /// Writes CDATA sections itself and hides them from the library.
 class CdataFilter final : public xercesc::DOMLSSerializerFilter {

@@ -4,8 +4,8 @@
 #include "opc/model/InvalidXMLDocument.hpp"
 #include "opc/model/XercesGuard.hpp"
 #include "opc/model/XercesHelper.hpp"
+#include "opc/xml/dom/XercesErrors.hpp"
 #include "opc/xml/dom/XercesParser.hpp"
-#include "opc/xml/dom/XercesPtr.hpp"
 #include "platform/opc/OpcTesting.hpp"
 
 #include <xercesc/util/XMLUni.hpp>
