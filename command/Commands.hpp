@@ -1,30 +1,34 @@
 #pragma once
 
-#include "terminal/CommandLine.hpp"
+#include "terminal/Command.hpp"
+#include "terminal/Help.hpp"
 
 namespace flowbook::tool {
 
-// Each adds one subcommand, which does its work when `line` is parsed. A new one is a file of its own in
-// the room of what users do with it, with a line here and one in addCommands().
+// A new subcommand is a file of its own in commands/, which defines one of these, and a place in Commands.cpp.
 
-void addCatCommand(CommandLine& line, Console& console);
-void addGrepCommand(CommandLine& line, Console& console);
-void addInfoCommand(CommandLine& line, Console& console);
-void addHtmlCommand(CommandLine& line, Console& console);
-void addShowCommand(CommandLine& line, Console& console);
-void addNewCommand(CommandLine& line, Console& console);
-void addSetCommand(CommandLine& line, Console& console);
-void addPartsCommand(CommandLine& line, Console& console);
-void addExtractCommand(CommandLine& line, Console& console);
-void addEditCommand(CommandLine& line, Console& console);
-void addPackCommand(CommandLine& line, Console& console);
-void addCopyCommand(CommandLine& line, Console& console);
-void addDigestCommand(CommandLine& line, Console& console);
-void addDiffCommand(CommandLine& line, Console& console);
-void addMergeCommand(CommandLine& line, Console& console);
-void addGitCommand(CommandLine& line, Console& console);
-void addCheckCommand(CommandLine& line, Console& console);
-void addCanonCommand(CommandLine& line, Console& console);
-void addRepairCommand(CommandLine& line, Console& console);
+extern const Command kCat;
+extern const Command kGrep;
+extern const Command kInfo;
+extern const Command kParts;
+extern const Command kExtract;
+extern const Command kHtml;
+extern const Command kShow;
+extern const Command kNew;
+extern const Command kSet;
+extern const Command kEdit;
+extern const Command kPack;
+extern const Command kCopy;
+extern const Command kDigest;
+extern const Command kDiff;
+extern const Command kMerge;
+extern const Command kGit;
+extern const Command kCheck;
+extern const Command kCanon;
+extern const Command kRepair;
+extern const Command kHelp;
+
+/// All of them, in the order in which help lists them.
+CommandList allCommands();
 
 }  // namespace flowbook::tool

@@ -2,6 +2,7 @@
 #include "fl/i18n/Conversion.hpp"
 #include "io/CodeText.hpp"
 #include "io/ForEachInput.hpp"
+#include "io/SharedOptions.hpp"
 #include "kit/document/Document.hpp"
 #include "terminal/Text.hpp"
 
@@ -9,18 +10,10 @@ namespace flowbook::tool {
 
 namespace {
 
-constexpr char kCatFooter[] = "Formats:\n"
-                              "  text  the plain code as UTF-8, with a line feed at its end where there is none\n"
-                              "  xml   the text of the document part as it is stored\n"
-                              "  raw   the stored bytes of encrypted code\n\n"
-                              "Examples:\n"
-                              "  flowbook cat analysis.tqx\n"
-                              "  flowbook cat --json folder | jq -r .form";
-
 struct CatOptions {
     InputOptions inputs;
     std::string format = "text";
-    bool force = false;
+    bool binary = false;
 };
 
 /// On a terminal what it might obey, or not show, is escaped.
@@ -48,24 +41,31 @@ void cat(const Input& input, Report& report, const CatOptions& options) {
     }
 }
 
-void run(Console& console, const CatOptions& options) {
+void catAll(Console& console, CatOptions& options) {
     if (options.format == "raw") {
-        Output::requireFitForBytes(options.force);
+        Output::requireFitForBytes(options.binary);
     }
     forEachInput(console, options.inputs, [&](const Input& input, Report& report) { cat(input, report, options); });
 }
 
+constexpr char kCatDescription[] = "";
+
+constexpr char kCatExamples[] = "flowbook cat analysis.tqx\n"
+                                "flowbook cat --json folder | jq -r .form";
+
+constexpr auto kCatOptions = optionTable(
+    kInputs<&CatOptions::inputs>,
+    option<&CatOptions::format>("--format", '\0', "text|xml|raw", "What to print")
+        .defaultsTo("text")
+        .excludes("--json")
+        .explained(
+            "text is the plain code as UTF-8, with a line feed at its end where there is none; xml is the text of "
+            "the document part as it is stored; raw is the stored bytes of encrypted code."),
+    kJson<&CatOptions::inputs>, kBinary<&CatOptions::binary>);
+
 }  // namespace
 
-void addCatCommand(CommandLine& line, Console& console) {
-    Arguments command = line.add("cat", "Print the code of flowbooks", kCatFooter);
-    const auto options = std::make_shared<CatOptions>();
-    options->inputs.addTo(command);
-    command.allow("--format", options->format, {"text", "xml", "raw"}, "What to print (text)");
-    options->inputs.addJsonTo(command);
-    command.exclude("--json", "--format");
-    command.flag("--force", options->force, "Write bytes to a terminal, too");
-    command.run([options, &console] { attempt(console, "", [&] { run(console, *options); }); });
-}
+const Command kCat =
+    makeCommand<CatOptions, kCatOptions, catAll>({"cat", "Print the code of flowbooks", kCatDescription, kCatExamples});
 
 }  // namespace flowbook::tool

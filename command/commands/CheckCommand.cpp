@@ -1,5 +1,6 @@
 #include "Commands.hpp"
 #include "io/ForEachInput.hpp"
+#include "io/SharedOptions.hpp"
 #include "kit/check/Check.hpp"
 #include "terminal/Text.hpp"
 
@@ -7,13 +8,9 @@ namespace flowbook::tool {
 
 namespace {
 
-constexpr char kCheckFooter[] =
-    "Prints a line for each finding: file, part, place, severity, what it is, and the name of its kind.\n"
-    "Ends with 0 when nothing is found, with 1 for warnings, with 4 when reading would refuse something.\n\n"
-    "Examples:\n"
-    "  flowbook check folder\n"
-    "  git ls-files -z '*.tqx' | flowbook check -0 --files-from -\n"
-    "  flowbook check --json folder | jq -r '.findings[].id' | sort | uniq -c";
+struct CheckOptions {
+    InputOptions inputs;
+};
 
 std::string describe(const std::string& file, const kit::Finding& finding) {
     const std::string place = finding.place.empty() ? "" : ", " + finding.place;
@@ -45,17 +42,25 @@ void check(const Input& input, Report& report, bool asJson) {
     }
 }
 
+constexpr char kCheckDescription[] =
+    "Prints a line for each thing that reading would refuse, or lets pass: file, part, place, severity, "
+    "what it is, and the name of its kind. Ends with 0 when nothing is found, with 1 for warnings, with 4 "
+    "when reading would refuse something.";
+
+constexpr char kCheckExamples[] = "flowbook check folder\n"
+                                  "git ls-files -z '*.tqx' | flowbook check -0 --files-from -\n"
+                                  "flowbook check --json folder | jq -r '.findings[].id' | sort | uniq -c";
+
+constexpr auto kCheckOptions = optionTable(kInputs<&CheckOptions::inputs>, kJson<&CheckOptions::inputs>);
+
+void checkAll(Console& console, CheckOptions& options) {
+    forEachInput(console, options.inputs,
+                 [&](const Input& input, Report& report) { check(input, report, options.inputs.json); });
+}
+
 }  // namespace
 
-void addCheckCommand(CommandLine& line, Console& console) {
-    Arguments command = line.add("check", "Find what is wrong with flowbooks", kCheckFooter);
-    const auto options = std::make_shared<InputOptions>();
-    options->addTo(command);
-    options->addJsonTo(command);
-    command.run([options, &console] {
-        forEachInput(console, *options,
-                     [&](const Input& input, Report& report) { check(input, report, options->json); });
-    });
-}
+const Command kCheck = makeCommand<CheckOptions, kCheckOptions, checkAll>(
+    {"check", "Find what is wrong with flowbooks", kCheckDescription, kCheckExamples});
 
 }  // namespace flowbook::tool

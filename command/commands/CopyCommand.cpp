@@ -2,6 +2,7 @@
 #include "flowbook/FlowbookExceptions.hpp"
 #include "io/ForEachInput.hpp"
 #include "io/NewFile.hpp"
+#include "io/SharedOptions.hpp"
 #include "opc/model/PartName.hpp"
 
 #include <algorithm>
@@ -11,11 +12,11 @@ namespace flowbook::tool {
 
 namespace {
 
-constexpr char kCopyFooter[] =
-    "The copy is a new file with the flowbook's own parts, title, description and version; what else\n"
-    "the package holds is left behind.\n\n"
-    "Example:\n"
-    "  flowbook copy analysis.tqx clean.tqx";
+struct CopyOptions {
+    std::string source;
+    std::string target;
+    Permission permission;
+};
 
 using Setter = void (FlowbookFileWriter::*)(const std::u16string&);
 using Getter = std::u16string (FlowbookFileReader::*)() const;
@@ -51,26 +52,28 @@ void copyInto(FlowbookFileWriter& writer, const FlowbookFileReader& reader) {
     copyProperty(reader, &FlowbookFileReader::getVersion, writer, &FlowbookFileWriter::setVersion);
 }
 
-}  // namespace
+constexpr char kCopyDescription[] =
+    "The copy is a new file with the flowbook's own parts, title, description and version; what else the "
+    "package holds is left behind.";
 
-void addCopyCommand(CommandLine& line, Console& console) {
-    struct Options {
-        std::string source;
-        std::string target;
-        bool force = false;
-    };
-    Arguments command = line.add("copy", "Write what the flowbook consists of into a new file", kCopyFooter);
-    const auto options = std::make_shared<Options>();
-    command.require("SOURCE", options->source, "Flowbook to copy");
-    command.require("TARGET", options->target, "Flowbook to create");
-    command.flag("--force", options->force, "Replace a file that is there, or write to a terminal");
-    command.run([options, &console] {
-        forInput(console, options->source, [&](const Input& input, Report& report) {
-            const FlowbookFileReader reader = input.openReader();
-            createFlowbook(report, options->target, options->force,
-                           [&](FlowbookFileWriter& writer) { copyInto(writer, reader); });
-        });
+constexpr char kCopyExamples[] = "flowbook copy analysis.tqx clean.tqx";
+
+constexpr auto kCopyOptions =
+    optionTable(place<&CopyOptions::source>("SOURCE", "Flowbook to copy"),
+                place<&CopyOptions::target>("TARGET", "Flowbook to create; '-' is standard output"),
+                kPermission<&CopyOptions::permission>);
+
+void copyTo(Console& console, CopyOptions& options) {
+    forInput(console, options.source, [&](const Input& input, Report& report) {
+        const FlowbookFileReader reader = input.openReader();
+        createFlowbook(report, options.target, options.permission,
+                       [&](FlowbookFileWriter& writer) { copyInto(writer, reader); });
     });
 }
+
+}  // namespace
+
+const Command kCopy = makeCommand<CopyOptions, kCopyOptions, copyTo>(
+    {"copy", "Write what the flowbook consists of into a new file", kCopyDescription, kCopyExamples});
 
 }  // namespace flowbook::tool

@@ -2,6 +2,7 @@
 #include "commands/TextOf.hpp"
 #include "io/ForEachInput.hpp"
 #include "io/Program.hpp"
+#include "io/SharedOptions.hpp"
 #include "io/TemporaryFolder.hpp"
 #include "terminal/Failure.hpp"
 
@@ -10,12 +11,6 @@
 namespace flowbook::tool {
 
 namespace {
-
-constexpr char kDiffFooter[] =
-    "Compares what 'flowbook git textconv' prints, by diff(1). Ends with 0 when the contents are the\n"
-    "same, with 1 when they differ. Colours appear on a terminal, unless NO_COLOR is set.\n\n"
-    "Example:\n"
-    "  flowbook diff old.tqx new.tqx";
 
 struct DiffOptions {
     std::string a;
@@ -35,14 +30,20 @@ void diff(Console& console, const DiffOptions& options) {
     console.note(code == 0 ? ExitCode::Fine : ExitCode::NegativeFinding);
 }
 
+constexpr char kDiffDescription[] =
+    "Compares what 'flowbook git textconv' prints, by diff(1). Ends with 0 when the contents are the "
+    "same, with 1 when they differ. Colours appear on a terminal, unless NO_COLOR is set.";
+
+constexpr char kDiffExamples[] = "flowbook diff old.tqx new.tqx";
+
+constexpr auto kDiffOptions =
+    optionTable(place<&DiffOptions::a>("A", "Flowbook"), place<&DiffOptions::b>("B", "Flowbook to compare with it"));
+
+void diffBoth(Console& console, DiffOptions& options) { diff(console, options); }
+
 }  // namespace
 
-void addDiffCommand(CommandLine& line, Console& console) {
-    Arguments command = line.add("diff", "Show how two flowbooks differ", kDiffFooter);
-    const auto options = std::make_shared<DiffOptions>();
-    command.require("A", options->a, "Flowbook");
-    command.require("B", options->b, "Flowbook");
-    command.run([options, &console] { attempt(console, "", [&] { diff(console, *options); }); });
-}
+const Command kDiff = makeCommand<DiffOptions, kDiffOptions, diffBoth>(
+    {"diff", "Show how two flowbooks differ", kDiffDescription, kDiffExamples});
 
 }  // namespace flowbook::tool

@@ -1,18 +1,12 @@
 #include "Commands.hpp"
 #include "io/ForEachInput.hpp"
 #include "io/OpenDocument.hpp"
+#include "io/SharedOptions.hpp"
 #include "kit/compare/Digest.hpp"
 
 namespace flowbook::tool {
 
 namespace {
-
-constexpr char kDigestFooter[] =
-    "SHA-256 over the content: names, types, bytes and relationships of the parts; not times, order and\n"
-    "compression of the container, nor the time of the last modification. With --code it is that of what\n"
-    "'flowbook cat' prints, or of the stored bytes where the code is encrypted. The form is sha256sum's.\n\n"
-    "Example:\n"
-    "  flowbook digest folder | sort | uniq -w64 -D";
 
 struct DigestOptions {
     InputOptions inputs;
@@ -40,18 +34,27 @@ void tellDigest(const Input& input, Report& report, const DigestOptions& options
     report.closeRecord(json);
 }
 
+constexpr char kDigestDescription[] =
+    "SHA-256 over the content: names, types, bytes and relationships of the parts; not times, order and "
+    "compression of the container, nor the time of the last modification. The form is that of "
+    "sha256sum(1).";
+
+constexpr char kDigestExamples[] = "flowbook digest folder | sort | uniq -w64 -D";
+
+constexpr auto kDigestOptions = optionTable(
+    kInputs<&DigestOptions::inputs>,
+    flag<&DigestOptions::code>("--code", '\0', "That of the code alone")
+        .explained("It is that of what 'flowbook cat' prints, or of the stored bytes where the code is encrypted."),
+    kJson<&DigestOptions::inputs>);
+
+void digestAll(Console& console, DigestOptions& options) {
+    forEachInput(console, options.inputs,
+                 [&](const Input& input, Report& report) { tellDigest(input, report, options); });
+}
+
 }  // namespace
 
-void addDigestCommand(CommandLine& line, Console& console) {
-    Arguments command = line.add("digest", "Tell flowbooks apart by their content", kDigestFooter);
-    const auto options = std::make_shared<DigestOptions>();
-    options->inputs.addTo(command);
-    command.flag("--code", options->code, "Of the code alone");
-    options->inputs.addJsonTo(command);
-    command.run([options, &console] {
-        forEachInput(console, options->inputs,
-                     [&](const Input& input, Report& report) { tellDigest(input, report, *options); });
-    });
-}
+const Command kDigest = makeCommand<DigestOptions, kDigestOptions, digestAll>(
+    {"digest", "Tell flowbooks apart by their content", kDigestDescription, kDigestExamples});
 
 }  // namespace flowbook::tool

@@ -4,6 +4,7 @@
 #include "io/ForEachInput.hpp"
 #include "io/OpenDocument.hpp"
 #include "io/Program.hpp"
+#include "io/SharedOptions.hpp"
 #include "io/TemporaryFolder.hpp"
 #include "opc/Limits.hpp"
 #include "terminal/Failure.hpp"
@@ -15,13 +16,6 @@
 namespace flowbook::tool {
 
 namespace {
-
-constexpr char kEditFooter[] =
-    "Opens the code in the editor that VISUAL or EDITOR names, else in vi, and saves it when it was changed.\n"
-    "A flowbook that something else changed meanwhile is not overwritten. When saving fails, the text is kept,\n"
-    "and the message names its place. What is around the code is dropped with --flatten only.\n\n"
-    "Example:\n"
-    "  EDITOR='sed -i s/mean/median/' flowbook edit analysis.tqx";
 
 struct EditOptions {
     std::string file;
@@ -108,18 +102,26 @@ void edit(const Input& input, const EditOptions& options) {
     }
 }
 
+constexpr char kEditDescription[] =
+    "Opens the code in the editor that VISUAL or EDITOR names, else in vi, and saves it when it was "
+    "changed. A flowbook that something else changed meanwhile is not overwritten. When saving fails, the "
+    "text is kept, and the message names its place. Code that would lose what is around it is refused "
+    "with 1, unless --flatten is given.";
+
+constexpr char kEditExamples[] = "EDITOR='sed -i s/mean/median/' flowbook edit analysis.tqx";
+
+constexpr auto kEditOptions =
+    optionTable(place<&EditOptions::file>("FILE", "Flowbook"),
+                flag<&EditOptions::flatten>("--flatten", '\0', "Drop what is around the code, if need be"));
+
+void editIn(Console& console, EditOptions& options) {
+    forInput(
+        console, options.file, [&](const Input& input, Report&) { edit(input, options); }, Input::Purpose::Update);
+}
+
 }  // namespace
 
-void addEditCommand(CommandLine& line, Console& console) {
-    Arguments command = line.add("edit", "Change the code of a flowbook in an editor", kEditFooter);
-    const auto options = std::make_shared<EditOptions>();
-    command.require("FILE", options->file, "Flowbook");
-    command.flag("--flatten", options->flatten, "Drop what is around the code, if need be");
-    command.run([options, &console] {
-        forInput(
-            console, options->file, [&](const Input& input, Report&) { edit(input, *options); },
-            Input::Purpose::Update);
-    });
-}
+const Command kEdit = makeCommand<EditOptions, kEditOptions, editIn>(
+    {"edit", "Change the code of a flowbook in an editor", kEditDescription, kEditExamples});
 
 }  // namespace flowbook::tool

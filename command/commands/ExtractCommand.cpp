@@ -3,6 +3,7 @@
 #include "io/ForEachInput.hpp"
 #include "io/OpenDocument.hpp"
 #include "io/SafeFolder.hpp"
+#include "io/SharedOptions.hpp"
 #include "kit/document/Pictures.hpp"
 #include "kit/package/Unpacked.hpp"
 #include "terminal/Failure.hpp"
@@ -15,16 +16,6 @@ using opc::model::Part;
 using opc::model::PartName;
 
 namespace {
-
-constexpr char kExtractFooter[] =
-    "Without --code, --images and --part all is extracted. The code becomes code.txt, a part a file\n"
-    "under its own name, at most 64 folders deep. Pictures that are data URIs are decoded, but for --part, which "
-    "gives\n"
-    "the stored bytes. Files that are there are kept unless --force is given. With all goes flowbook.json,\n"
-    "which 'flowbook pack' takes to make the flowbook again.\n\n"
-    "Examples:\n"
-    "  flowbook extract analysis.tqx -d out\n"
-    "  flowbook extract analysis.tqx -d pictures --images";
 
 struct ExtractOptions {
     std::string file;
@@ -88,20 +79,28 @@ void extract(const Input& input, Report& report, const ExtractOptions& options) 
     }
 }
 
+constexpr char kExtractDescription[] =
+    "Without --code, --images and --part all is extracted. The code becomes code.txt, a part a file under "
+    "its own name, at most 64 folders deep; nothing is written outside of the folder. Pictures that are "
+    "data URIs are decoded, but for --part, which gives the stored bytes. With all goes flowbook.json, "
+    "which 'flowbook pack' takes to make the flowbook again.";
+
+constexpr char kExtractExamples[] = "flowbook extract analysis.tqx -d out\n"
+                                    "flowbook extract analysis.tqx -d pictures --images";
+
+constexpr auto kExtractOptions = optionTable(
+    place<&ExtractOptions::file>("FILE", "Flowbook"), flag<&ExtractOptions::code>("--code", '\0', "The plain code"),
+    flag<&ExtractOptions::images>("--images", '\0', "The pictures"),
+    option<&ExtractOptions::parts>("--part", '\0', "NAME", "The part of this name, as it is stored; may be repeated"),
+    kFolder<&ExtractOptions::folder>.required(), kForce<&ExtractOptions::force>);
+
+void extractFrom(Console& console, ExtractOptions& options) {
+    forInput(console, options.file, [&](const Input& input, Report& report) { extract(input, report, options); });
+}
+
 }  // namespace
 
-void addExtractCommand(CommandLine& line, Console& console) {
-    Arguments command = line.add("extract", "Unpack code, pictures and parts of a flowbook", kExtractFooter);
-    const auto options = std::make_shared<ExtractOptions>();
-    command.require("FILE", options->file, "Flowbook");
-    command.require("-d,--directory", options->folder, "Folder to unpack into; made if there is none");
-    command.flag("--code", options->code, "The plain code");
-    command.flag("--images", options->images, "The pictures");
-    command.allow("--part", options->parts, "The part of this name, as it is stored; may be repeated");
-    command.flag("--force", options->force, "Replace files that are there");
-    command.run([options, &console] {
-        forInput(console, options->file, [&](const Input& input, Report& report) { extract(input, report, *options); });
-    });
-}
+const Command kExtract = makeCommand<ExtractOptions, kExtractOptions, extractFrom>(
+    {"extract", "Unpack code, pictures and parts of a flowbook", kExtractDescription, kExtractExamples});
 
 }  // namespace flowbook::tool

@@ -2,22 +2,13 @@
 #include "commands/GitSetup.hpp"
 #include "commands/TextOf.hpp"
 #include "io/ForEachInput.hpp"
+#include "io/SharedOptions.hpp"
 #include "kit/compare/TextForm.hpp"
 #include "terminal/Failure.hpp"
 
 namespace flowbook::tool {
 
 namespace {
-
-constexpr char kGitFooter[] =
-    "setup has git compare and merge flowbooks by this command, in this repository or, with --global,\n"
-    "in all of yours; it prints every line that it writes, and --undo takes them back.\n"
-    "textconv prints a flowbook as lines for comparing: properties, parts with their digests, prose\n"
-    "and code. What cannot be read is a line in brackets, and the exit code stays 0, so that one\n"
-    "bad file does not end a log.\n\n"
-    "Examples:\n"
-    "  flowbook git setup\n"
-    "  flowbook git textconv analysis.tqx";
 
 struct GitOptions {
     std::string action;
@@ -46,18 +37,28 @@ void runGit(Console& console, const GitOptions& options) {
     }
 }
 
+constexpr char kGitDescription[] =
+    "setup has git(1) compare and merge flowbooks by this command, in this repository or, with --global, "
+    "in all of yours; it prints every line that it writes, and --undo takes them back.\n\n"
+    "textconv prints a flowbook as lines for comparing: properties, parts with their digests, prose and "
+    "code. What cannot be read is a line in brackets, and the exit code stays 0, so that one bad file "
+    "does not end a log.";
+
+constexpr char kGitExamples[] = "flowbook git setup\n"
+                                "flowbook git textconv analysis.tqx";
+
+constexpr auto kGitOptions =
+    optionTable(place<&GitOptions::action>("ACTION", "setup or textconv"),
+                place<&GitOptions::files>("FILE", "Flowbook, for textconv"),
+                flag<&GitOptions::global>("--global", '\0', "Set up all repositories of the user").excludes("--local"),
+                flag<&GitOptions::local>("--local", '\0', "Set up this repository").defaultsTo("the default"),
+                flag<&GitOptions::undo>("--undo", '\0', "Take back what setup wrote"));
+
+void gitAct(Console& console, GitOptions& options) { runGit(console, options); }
+
 }  // namespace
 
-void addGitCommand(CommandLine& line, Console& console) {
-    Arguments command = line.add("git", "Do for git what it asks of a driver", kGitFooter);
-    const auto options = std::make_shared<GitOptions>();
-    command.require("ACTION", options->action, "setup or textconv");
-    command.take("FILE", options->files, "Flowbook, for textconv");
-    command.flag("--global", options->global, "Set up all repositories of the user");
-    command.flag("--local", options->local, "Set up this repository, as without");
-    command.flag("--undo", options->undo, "Take back what setup wrote");
-    command.exclude("--global", "--local");
-    command.run([options, &console] { attempt(console, "", [&] { runGit(console, *options); }); });
-}
+const Command kGit = makeCommand<GitOptions, kGitOptions, gitAct>(
+    {"git", "Do for git what it asks of a driver", kGitDescription, kGitExamples});
 
 }  // namespace flowbook::tool

@@ -84,7 +84,7 @@ void writeLines(Console& console, const std::string& file, const std::vector<std
     for (const std::string& line : lines) {
         text += line + "\n";
     }
-    putFile(console.out(), file, Bytes(text.begin(), text.end()), true);
+    putFile(console.out(), file, Bytes(text.begin(), text.end()), {true, false});
 }
 
 void requireDone(int code, const std::string& what) {

@@ -2,6 +2,7 @@
 #include "commands/LineSearch.hpp"
 #include "io/CodeText.hpp"
 #include "io/ForEachInput.hpp"
+#include "io/SharedOptions.hpp"
 #include "terminal/Text.hpp"
 
 #include <atomic>
@@ -9,14 +10,6 @@
 namespace flowbook::tool {
 
 namespace {
-
-constexpr char kGrepFooter[] =
-    "Prints FILE:LINE:TEXT for each line of the code, numbered as 'flowbook cat' prints them, in which\n"
-    "the pattern is found. It is an expression in the syntax of RE2. Ends with 0 when something was\n"
-    "found, with 1 when not; files that cannot be read are told of and count as always.\n\n"
-    "Examples:\n"
-    "  flowbook grep -i 'mean|median' folder\n"
-    "  flowbook grep -lw lag folder | flowbook info --files-from -";
 
 struct GrepOptions {
     InputOptions inputs;
@@ -84,28 +77,37 @@ private:
     std::atomic<bool> found_{false};
 };
 
-void run(Console& console, const GrepOptions& options) {
+void grepAll(Console& console, GrepOptions& options) {
     Grep grep(options);
     forEachInput(console, options.inputs, std::ref(grep));
     console.note(grep.found() ? ExitCode::Fine : ExitCode::NegativeFinding);
 }
 
+constexpr char kGrepDescription[] =
+    "Prints FILE:LINE:TEXT for each line of the code, numbered as 'flowbook cat' prints them, in which "
+    "the pattern is found. It is an expression in the syntax of RE2, which takes time linear in the text. "
+    "Ends with 0 when something was found, with 1 when not, with 2 for an invalid pattern; files that "
+    "cannot be read are reported and count as always.";
+
+constexpr char kGrepExamples[] = "flowbook grep -i 'mean|median' folder\n"
+                                 "flowbook grep -lw lag folder | flowbook info --files-from -";
+
+constexpr auto kGrepOptions = optionTable(
+    place<&GrepOptions::search, &SearchOptions::pattern>("PATTERN", "What to search for"),
+    kInputs<&GrepOptions::inputs>,
+    flag<&GrepOptions::search, &SearchOptions::ignoreCase>("--ignore-case", 'i', "Upper and lower case are the same"),
+    flag<&GrepOptions::search, &SearchOptions::literal>("--fixed-strings", 'F',
+                                                        "The pattern is text, not an expression"),
+    flag<&GrepOptions::search, &SearchOptions::words>("--word-regexp", 'w', "Find whole words only")
+        .explained("Neither letters, digits nor underscores may stand directly before or after what is found."),
+    flag<&GrepOptions::search, &SearchOptions::invert>("--invert-match", 'v', "Find the lines without the pattern"),
+    flag<&GrepOptions::names>("--files-with-matches", 'l', "Print the names of the files only"),
+    flag<&GrepOptions::count>("--count", 'c', "Print how many lines of each file were found, where there are any"),
+    kJson<&GrepOptions::inputs>);
+
 }  // namespace
 
-void addGrepCommand(CommandLine& line, Console& console) {
-    Arguments command = line.add("grep", "Search the code of flowbooks", kGrepFooter);
-    const auto options = std::make_shared<GrepOptions>();
-    SearchOptions& search = options->search;
-    command.require("PATTERN", search.pattern, "What to search for");
-    options->inputs.addTo(command);
-    command.flag("-i,--ignore-case", search.ignoreCase, "Upper and lower case are the same");
-    command.flag("-F,--fixed-strings", search.literal, "The pattern is text, not an expression");
-    command.flag("-w,--word-regexp", search.words, "Find whole words only");
-    command.flag("-v,--invert-match", search.invert, "Find the lines without the pattern");
-    command.flag("-l,--files-with-matches", options->names, "Print the names of the files only");
-    command.flag("-c,--count", options->count, "Print how many lines of each file were found");
-    options->inputs.addJsonTo(command);
-    command.run([options, &console] { attempt(console, "", [&] { run(console, *options); }); });
-}
+const Command kGrep = makeCommand<GrepOptions, kGrepOptions, grepAll>(
+    {"grep", "Search the code of flowbooks", kGrepDescription, kGrepExamples});
 
 }  // namespace flowbook::tool

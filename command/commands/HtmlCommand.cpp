@@ -3,6 +3,7 @@
 #include "commands/PageOf.hpp"
 #include "io/ForEachInput.hpp"
 #include "io/NewFile.hpp"
+#include "io/SharedOptions.hpp"
 #include "terminal/Failure.hpp"
 
 #include <optional>
@@ -10,16 +11,6 @@
 namespace flowbook::tool {
 
 namespace {
-
-constexpr char kHtmlFooter[] =
-    "A page is one file that runs nothing and loads nothing: properties, prose and code with numbered lines, "
-    "pictures,\n"
-    "and, folded, stored outputs, parts and relationships. A damaged file gets a page that says what is wrong.\n"
-    "With -d each flowbook gets a page of its own, listed in index.html; pages that would not change are left as\n"
-    "they are, and none that this command did not make is replaced.\n\n"
-    "Examples:\n"
-    "  flowbook html analysis.tqx -o analysis.html\n"
-    "  flowbook html folder -d pages";
 
 struct HtmlOptions {
     InputOptions inputs;
@@ -45,7 +36,7 @@ void makeOne(Console& console, const HtmlOptions& options) {
     forEachInput(console, onlyInput(options.inputs), [&](const Input& input, Report& report) {
         const kit::Page page = pageOf(input, report);
         if (options.output) {
-            putFile(report, *options.output, Bytes(page.html.begin(), page.html.end()), options.force);
+            putFile(report, *options.output, Bytes(page.html.begin(), page.html.end()), {options.force, true});
         } else {
             report.write(std::string_view(page.html));
         }
@@ -59,20 +50,29 @@ void makeAll(Console& console, const HtmlOptions& options) {
     folder.writeIndex();
 }
 
+constexpr char kHtmlDescription[] =
+    "A page is one file that runs nothing and loads nothing: properties, prose and code with numbered "
+    "lines, pictures, and, folded, stored outputs, parts and relationships. The lines of code are "
+    "numbered as 'flowbook cat' prints them and can be linked to (#L12). A damaged file gets a page that "
+    "says what is wrong, and of encrypted code the page tells size and digest.\n\n"
+    "With -d each flowbook gets a page of its own, listed in index.html. Names of pages are made of those "
+    "of the inputs, as given, and a digest of them. Pages that would not change are left as they are, and "
+    "a file that this command did not make is not replaced.";
+
+constexpr char kHtmlExamples[] = "flowbook html analysis.tqx -o analysis.html\n"
+                                 "flowbook html folder -d pages";
+
+constexpr auto kHtmlOptions =
+    optionTable(kInputs<&HtmlOptions::inputs>, kOutput<&HtmlOptions::output>.excludes("--directory"),
+                kFolder<&HtmlOptions::folder>, kForce<&HtmlOptions::force>.excludes("--directory"));
+
+void makePages(Console& console, HtmlOptions& options) {
+    options.folder ? makeAll(console, options) : makeOne(console, options);
+}
+
 }  // namespace
 
-void addHtmlCommand(CommandLine& line, Console& console) {
-    Arguments command = line.add("html", "Make pages of flowbooks", kHtmlFooter);
-    const auto options = std::make_shared<HtmlOptions>();
-    options->inputs.addTo(command);
-    command.allow("-o,--output", options->output, "Where the page goes (standard output)");
-    command.allow("-d,--directory", options->folder, "Folder for a page each, and an index; made if there is none");
-    command.exclude("--output", "--directory");
-    command.flag("--force", options->force, "Replace the file that -o names");
-    command.exclude("--force", "--directory");
-    command.run([options, &console] {
-        attempt(console, "", [&] { options->folder ? makeAll(console, *options) : makeOne(console, *options); });
-    });
-}
+const Command kHtml = makeCommand<HtmlOptions, kHtmlOptions, makePages>(
+    {"html", "Make pages of flowbooks", kHtmlDescription, kHtmlExamples});
 
 }  // namespace flowbook::tool

@@ -2,6 +2,7 @@
 #include "fl/i18n/Conversion.hpp"
 #include "io/ForEachInput.hpp"
 #include "io/OpenDocument.hpp"
+#include "io/SharedOptions.hpp"
 #include "terminal/Failure.hpp"
 #include "terminal/Text.hpp"
 
@@ -11,10 +12,9 @@ namespace flowbook::tool {
 
 namespace {
 
-constexpr char kInfoFooter[] = "Ends with 1 when a file holds no code.\n\n"
-                               "Examples:\n"
-                               "  flowbook info analysis.tqx\n"
-                               "  flowbook info --json folder | jq -r .title";
+struct InfoOptions {
+    InputOptions inputs;
+};
 
 struct FileInfo {
     std::optional<kit::CodeForm> form;  ///< none when it cannot be told
@@ -101,17 +101,23 @@ void showInfo(const Input& input, Report& report, bool json) {
     report.note(info.form == kit::CodeForm::None ? ExitCode::NegativeFinding : ExitCode::Fine);
 }
 
+constexpr char kInfoDescription[] =
+    "The form of the code is plain, rich, encrypted or none. What can be read of a damaged file is shown. "
+    "Ends with 1 when a file holds no code. In JSON a property that is absent is null.";
+
+constexpr char kInfoExamples[] = "flowbook info analysis.tqx\n"
+                                 "flowbook info --json folder | jq -r .title";
+
+constexpr auto kInfoOptions = optionTable(kInputs<&InfoOptions::inputs>, kJson<&InfoOptions::inputs>);
+
+void infoAll(Console& console, InfoOptions& options) {
+    forEachInput(console, options.inputs,
+                 [&](const Input& input, Report& report) { showInfo(input, report, options.inputs.json); });
+}
+
 }  // namespace
 
-void addInfoCommand(CommandLine& line, Console& console) {
-    Arguments command = line.add("info", "Tell the form of the code, the properties and the parts", kInfoFooter);
-    const auto options = std::make_shared<InputOptions>();
-    options->addTo(command);
-    options->addJsonTo(command);
-    command.run([options, &console] {
-        forEachInput(console, *options,
-                     [&](const Input& input, Report& report) { showInfo(input, report, options->json); });
-    });
-}
+const Command kInfo = makeCommand<InfoOptions, kInfoOptions, infoAll>(
+    {"info", "Tell the form of the code, the properties and the parts", kInfoDescription, kInfoExamples});
 
 }  // namespace flowbook::tool

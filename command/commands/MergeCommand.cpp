@@ -4,6 +4,7 @@
 #include "io/HeldFile.hpp"
 #include "io/NewFile.hpp"
 #include "io/OpenDocument.hpp"
+#include "io/SharedOptions.hpp"
 #include "kit/compare/Merge.hpp"
 #include "terminal/Text.hpp"
 
@@ -11,20 +12,12 @@ namespace flowbook::tool {
 
 namespace {
 
-constexpr char kMergeFooter[] =
-    "Takes into OURS what THEIRS changed since BASE: code by paragraph and line, and each property,\n"
-    "picture and other part. Where both changed the same, the code has both between markers, all else is\n"
-    "kept as in OURS and named on standard error. An empty file as BASE stands for none.\n"
-    "Ends with 0 when nothing is in conflict, with 1 when something is.\n\n"
-    "Example:\n"
-    "  flowbook merge base.tqx mine.tqx yours.tqx -o merged.tqx\n"
-    "  git config merge.flowbook.driver 'flowbook merge %O %A %B'";
-
 struct MergeOptions {
     std::string base;
     std::string ours;
     std::string theirs;
     std::optional<std::string> output;
+    Permission permission;
     bool favourOurs = false;
     bool favourTheirs = false;
 
@@ -48,26 +41,35 @@ void merge(Console& console, const MergeOptions& options) {
         console.say("conflict in " + printable(conflict.what) + ": " + printable(conflict.words));
     }
     if (options.output) {
-        putFile(console.out(), *options.output, result.flowbook, true);
+        putFile(console.out(), *options.output, result.flowbook, options.permission);
     } else {
         ours.replace(result.flowbook);
     }
     console.note(result.conflicts.empty() ? ExitCode::Fine : ExitCode::NegativeFinding);
 }
 
+constexpr char kMergeDescription[] =
+    "Takes into OURS what THEIRS changed since BASE: code by paragraph and line, and each property, "
+    "picture and other part. Where both changed the same, the code has both between markers, all else is "
+    "kept as in OURS and named on standard error. An empty file as BASE stands for none. Lines are merged "
+    "by git(1). Ends with 0 when nothing is in conflict, with 1 when something is.";
+
+constexpr char kMergeExamples[] = "flowbook merge base.tqx mine.tqx yours.tqx -o merged.tqx\n"
+                                  "git config merge.flowbook.driver 'flowbook merge %O %A %B'";
+
+constexpr auto kMergeOptions =
+    optionTable(place<&MergeOptions::base>("BASE", "What both began with"),
+                place<&MergeOptions::ours>("OURS", "One version; replaced by the result unless there is -o"),
+                place<&MergeOptions::theirs>("THEIRS", "The other version"),
+                flag<&MergeOptions::favourOurs>("--ours", '\0', "Settle conflicts as OURS has it").excludes("--theirs"),
+                flag<&MergeOptions::favourTheirs>("--theirs", '\0', "Settle conflicts as THEIRS has it"),
+                kOutput<&MergeOptions::output>, kPermission<&MergeOptions::permission>);
+
+void mergeInto(Console& console, MergeOptions& options) { merge(console, options); }
+
 }  // namespace
 
-void addMergeCommand(CommandLine& line, Console& console) {
-    Arguments command = line.add("merge", "Bring together what two changed in a flowbook", kMergeFooter);
-    const auto options = std::make_shared<MergeOptions>();
-    command.require("BASE", options->base, "What both began with");
-    command.require("OURS", options->ours, "One version; replaced by the result unless there is -o");
-    command.require("THEIRS", options->theirs, "The other version");
-    command.allow("-o,--output", options->output, "Where the result goes; replaced if it is there");
-    command.flag("--ours", options->favourOurs, "Settle conflicts as OURS has it");
-    command.flag("--theirs", options->favourTheirs, "Settle conflicts as THEIRS has it");
-    command.exclude("--ours", "--theirs");
-    command.run([options, &console] { attempt(console, "", [&] { merge(console, *options); }); });
-}
+const Command kMerge = makeCommand<MergeOptions, kMergeOptions, mergeInto>(
+    {"merge", "Bring together what two changed in a flowbook", kMergeDescription, kMergeExamples});
 
 }  // namespace flowbook::tool

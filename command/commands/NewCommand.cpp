@@ -3,6 +3,7 @@
 #include "commands/Sources.hpp"
 #include "io/ForEachInput.hpp"
 #include "io/NewFile.hpp"
+#include "io/SharedOptions.hpp"
 #include "kit/document/Pictures.hpp"
 #include "opc/Exception.hpp"
 #include "terminal/Failure.hpp"
@@ -14,20 +15,13 @@ using SnapshotPart = FlowbookFilePackage::Part;
 
 namespace {
 
-constexpr char kNewFooter[] =
-    "A file that is there is kept unless --force is given; then it is replaced at once, or not\n"
-    "at all. Code is UTF-8; control characters in it become U+FFFD.\n\n"
-    "Examples:\n"
-    "  flowbook new analysis.tqx --code analysis.txt --title 'Running mean'\n"
-    "  flowbook new report.tqx --rich report.xml --image plot.png --image map.svg";
-
 struct NewOptions {
     std::string file;
     std::optional<std::string> code;
     std::optional<std::string> rich;
     std::vector<std::string> images;
     PropertyOptions properties;
-    bool force = false;
+    Permission permission;
 };
 
 SnapshotPart richDocument(const std::string& source) {
@@ -81,7 +75,7 @@ FlowbookFilePackage packageOf(const NewOptions& options) {
 }
 
 void create(Console& console, const NewOptions& options) {
-    createFlowbook(console.out(), options.file, options.force, [&](FlowbookFileWriter& writer) {
+    createFlowbook(console.out(), options.file, options.permission, [&](FlowbookFileWriter& writer) {
         writer.write(packageOf(options));
         if (options.code) {
             writer.setTARMICCode(fromUtf8(readSource(*options.code), *options.code));
@@ -90,19 +84,27 @@ void create(Console& console, const NewOptions& options) {
     });
 }
 
+constexpr char kNewDescription[] =
+    "A file that is there is kept unless --force is given; then it is replaced at once, or not at all. "
+    "Code is UTF-8; control characters in it become U+FFFD.";
+
+constexpr char kNewExamples[] = "flowbook new analysis.tqx --code analysis.txt --title 'Running mean'\n"
+                                "flowbook new report.tqx --rich report.xml --image plot.png --image map.svg";
+
+constexpr auto kNewOptions =
+    optionTable(place<&NewOptions::file>("FILE", "Flowbook to create; '-' is standard output"),
+                option<&NewOptions::code>("--code", '\0', "SOURCE", "File with plain code").excludes("--rich"),
+                option<&NewOptions::rich>("--rich", '\0', "SOURCE", "File with a rich code document"),
+                option<&NewOptions::images>("--image", '\0', "SOURCE", "File with a picture; may be repeated"),
+                kPropertyOptions<&NewOptions::properties>, kPermission<&NewOptions::permission>);
+
+void createNew(Console& console, NewOptions& options) {
+    attempt(console, options.file, [&] { create(console, options); });
+}
+
 }  // namespace
 
-void addNewCommand(CommandLine& line, Console& console) {
-    Arguments command = line.add("new", "Create a flowbook", kNewFooter);
-    const auto options = std::make_shared<NewOptions>();
-    command.require("FILE", options->file, "Flowbook to create");
-    command.allow("--code", options->code, "File with plain code");
-    command.allow("--rich", options->rich, "File with a rich code document");
-    command.exclude("--rich", "--code");
-    command.allow("--image", options->images, "File with a picture; may be repeated");
-    options->properties.addTo(command);
-    command.flag("--force", options->force, "Replace a file that is there, or write to a terminal");
-    command.run([options, &console] { attempt(console, options->file, [&] { create(console, *options); }); });
-}
+const Command kNew =
+    makeCommand<NewOptions, kNewOptions, createNew>({"new", "Create a flowbook", kNewDescription, kNewExamples});
 
 }  // namespace flowbook::tool

@@ -2,6 +2,7 @@
 #include "io/ForEachInput.hpp"
 #include "io/NewFile.hpp"
 #include "io/SafeFolder.hpp"
+#include "io/SharedOptions.hpp"
 #include "kit/compare/Digest.hpp"
 #include "kit/package/Unpacked.hpp"
 #include "opc/Limits.hpp"
@@ -14,19 +15,12 @@ namespace flowbook::tool {
 
 namespace {
 
-constexpr char kPackFooter[] =
-    "Makes a flowbook of a folder that 'flowbook extract' made, with the files as they are now: the inverse\n"
-    "of it, down to the digest. Files that flowbook.json does not name are not packed, which is told and ends\n"
-    "with 1. code.txt is only compared: code is changed in its document, or by 'flowbook set --code'.\n\n"
-    "Example:\n"
-    "  flowbook pack out -o again.tqx";
-
 constexpr char kCode[] = "code.txt";
 
 struct PackOptions {
     std::string folder;
     std::string output;
-    bool force = false;
+    Permission permission;
 };
 
 /// The files of an unpacked flowbook, and which of them were asked for.
@@ -88,21 +82,31 @@ void pack(Console& console, const PackOptions& options) {
     const Bytes flowbook =
         writeContent(kit::packed(manifest, [&](const std::string& name) { return folder.read(name); }));
     requireSameCode(flowbook, folder.readCode());
-    putFile(console.out(), options.output, flowbook, options.force);
+    putFile(console.out(), options.output, flowbook, options.permission);
     for (const std::string& name : folder.left()) {
         console.report(options.folder + "/" + name, {ExitCode::NegativeFinding, "finding", "", "not packed"});
     }
 }
 
+constexpr char kPackDescription[] =
+    "Makes a flowbook of a folder that 'flowbook extract' made without options, with the files as they "
+    "are now: the inverse of it, down to the digest. Files that flowbook.json does not name are not "
+    "packed, which is reported and ends with 1. code.txt is only compared: code is changed in its "
+    "document, or by 'flowbook set --code'. Entries that were no parts are not extracted.";
+
+constexpr char kPackExamples[] = "flowbook pack out -o again.tqx";
+
+constexpr auto kPackOptions =
+    optionTable(place<&PackOptions::folder>("FOLDER", "Folder that 'flowbook extract' made"),
+                kOutput<&PackOptions::output>.required(), kPermission<&PackOptions::permission>);
+
+void packFrom(Console& console, PackOptions& options) {
+    attempt(console, options.folder, [&] { pack(console, options); });
+}
+
 }  // namespace
 
-void addPackCommand(CommandLine& line, Console& console) {
-    Arguments command = line.add("pack", "Make a flowbook of what was extracted", kPackFooter);
-    const auto options = std::make_shared<PackOptions>();
-    command.require("DIR", options->folder, "Folder that 'flowbook extract' made");
-    command.require("-o,--output", options->output, "Where the flowbook goes; '-' is standard output");
-    command.flag("--force", options->force, "Replace a file that is there");
-    command.run([options, &console] { attempt(console, options->folder, [&] { pack(console, *options); }); });
-}
+const Command kPack = makeCommand<PackOptions, kPackOptions, packFrom>(
+    {"pack", "Make a flowbook of what was extracted", kPackDescription, kPackExamples});
 
 }  // namespace flowbook::tool

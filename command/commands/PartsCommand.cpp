@@ -2,6 +2,7 @@
 #include "fl/i18n/Conversion.hpp"
 #include "io/ForEachInput.hpp"
 #include "io/OpenDocument.hpp"
+#include "io/SharedOptions.hpp"
 #include "kit/document/PackageTree.hpp"
 #include "terminal/Text.hpp"
 
@@ -14,11 +15,6 @@ using Row = PackageTree::Row;
 using Target = PackageTree::Target;
 
 namespace {
-
-constexpr char kPartsFooter[] = "Shows each relationship as 'id type -> target'. A part that was shown before is not\n"
-                                "entered again. Ends with 1 when a target is missing.\n\n"
-                                "Example:\n"
-                                "  flowbook parts analysis.tqx";
 
 // Deeper rows are not indented further, so that the output stays in proportion to the file.
 constexpr std::size_t kDeepestIndent = 32;
@@ -110,19 +106,28 @@ private:
     PackageTree tree_;
 };
 
-}  // namespace
+constexpr char kPartsDescription[] =
+    "Shows each relationship as 'id type -> target'. A part that was shown before is not entered again; "
+    "parts that nothing refers to come last. Ends with 1 when a target is missing.";
 
-void addPartsCommand(CommandLine& line, Console& console) {
-    Arguments command = line.add("parts", "Show how the parts of flowbooks refer to each other", kPartsFooter);
-    const auto options = std::make_shared<InputOptions>();
-    options->addTo(command);
-    options->addJsonTo(command);
-    command.run([options, &console] {
-        forEachInput(console, *options, [&](const Input& input, Report& report) {
-            Listing listing(input, report);
-            options->json ? listing.printRecord() : listing.printText();
-        });
+constexpr char kPartsExamples[] = "flowbook parts analysis.tqx";
+
+struct PartsOptions {
+    InputOptions inputs;
+};
+
+constexpr auto kPartsOptions = optionTable(kInputs<&PartsOptions::inputs>, kJson<&PartsOptions::inputs>);
+
+void partsAll(Console& console, PartsOptions& options) {
+    forEachInput(console, options.inputs, [&](const Input& input, Report& report) {
+        Listing listing(input, report);
+        options.inputs.json ? listing.printRecord() : listing.printText();
     });
 }
+
+}  // namespace
+
+const Command kParts = makeCommand<PartsOptions, kPartsOptions, partsAll>(
+    {"parts", "Show how the parts of flowbooks refer to each other", kPartsDescription, kPartsExamples});
 
 }  // namespace flowbook::tool

@@ -5,12 +5,6 @@
 
 namespace flowbook::tool {
 
-void PropertyOptions::addTo(Arguments& command) {
-    command.allow("--title", title, "Title");
-    command.allow("--description", description, "Description");
-    command.allow("--version", version, "Version of the document");
-}
-
 bool PropertyOptions::agreeWith(const std::vector<kit::Property>& present) const {
     const std::map<std::string, std::optional<std::string>> wanted{
         {"title", title}, {"description", description}, {"version", version}};

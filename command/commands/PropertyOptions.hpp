@@ -1,7 +1,7 @@
 #pragma once
 
 #include "kit/document/Document.hpp"
-#include "terminal/CommandLine.hpp"
+#include "terminal/Option.hpp"
 #include "terminal/Text.hpp"
 
 #include <optional>
@@ -15,9 +15,6 @@ struct PropertyOptions {
     std::optional<std::string> title;
     std::optional<std::string> description;
     std::optional<std::string> version;
-
-    /// The object must outlive the command's parsing.
-    void addTo(Arguments& command);
 
     bool empty() const { return !title && !description && !version; }
 
@@ -41,5 +38,12 @@ private:
         }
     }
 };
+
+/// --title, --description and --version, into a PropertyOptions.
+template <auto... Members>
+constexpr auto kPropertyOptions =
+    optionTable(option<Members..., &PropertyOptions::title>("--title", '\0', "TEXT", "Title"),
+                option<Members..., &PropertyOptions::description>("--description", '\0', "TEXT", "Description"),
+                option<Members..., &PropertyOptions::version>("--version", '\0', "TEXT", "Version of the document"));
 
 }  // namespace flowbook::tool

@@ -1,6 +1,7 @@
 #include "Commands.hpp"
 #include "io/ForEachInput.hpp"
 #include "io/NewFile.hpp"
+#include "io/SharedOptions.hpp"
 #include "kit/package/Salvage.hpp"
 #include "opc/Limits.hpp"
 #include "terminal/Failure.hpp"
@@ -10,17 +11,10 @@ namespace flowbook::tool {
 
 namespace {
 
-constexpr char kRepairFooter[] =
-    "Takes what is whole of a damaged file into a new one: entries are found without the index, content\n"
-    "types and relationships that are gone are made anew from names. Standard error tells what was saved\n"
-    "and what was not. Ends with 0 when all was saved, with 1 when something was not, with 4 when nothing was.\n\n"
-    "Example:\n"
-    "  flowbook repair damaged.tqx -o saved.tqx";
-
 struct RepairOptions {
     std::string file;
     std::string output;
-    bool force = false;
+    Permission permission;
 };
 
 void tell(Console& console, const char* what, const std::vector<std::string>& all) {
@@ -37,26 +31,29 @@ void repair(Console& console, const RepairOptions& options) {
     if (!salvaged.flowbook) {
         throw Failure(ExitCode::Damaged, options.file, "nothing of it can be saved");
     }
-    putFile(console.out(), options.output, *salvaged.flowbook, options.force);
+    putFile(console.out(), options.output, *salvaged.flowbook, options.permission);
     console.note(salvaged.lost.empty() ? ExitCode::Fine : ExitCode::NegativeFinding);
+}
+
+constexpr char kRepairDescription[] =
+    "Takes what is whole of a damaged file into a new one: entries are found without the index, content "
+    "types and relationships that are gone are made anew from names. Standard error tells what was saved "
+    "and what was not. Ends with 0 when all was saved, with 1 when something was not, with 4 when nothing "
+    "was.";
+
+constexpr char kRepairExamples[] = "flowbook repair damaged.tqx -o saved.tqx";
+
+constexpr auto kRepairOptions =
+    optionTable(place<&RepairOptions::file>("FILE", "Damaged flowbook; not changed"),
+                kOutput<&RepairOptions::output>.required(), kPermission<&RepairOptions::permission>);
+
+void repairFile(Console& console, RepairOptions& options) {
+    attempt(console, options.file, [&] { repair(console, options); });
 }
 
 }  // namespace
 
-void addRepairCommand(CommandLine& line, Console& console) {
-    Arguments command = line.add("repair", "Save what is whole of a damaged flowbook", kRepairFooter);
-    const auto options = std::make_shared<RepairOptions>();
-    command.require("FILE", options->file, "Damaged flowbook; not changed");
-    command.allow("-o,--output", options->output, "Where the result goes; '-' is standard output");
-    command.flag("--force", options->force, "Replace a file that is there");
-    command.run([options, &console] {
-        attempt(console, options->file, [&] {
-            if (options->output.empty()) {
-                throw Failure(ExitCode::Usage, "'repair' takes -o NEW, where the result goes");
-            }
-            repair(console, *options);
-        });
-    });
-}
+const Command kRepair = makeCommand<RepairOptions, kRepairOptions, repairFile>(
+    {"repair", "Save what is whole of a damaged flowbook", kRepairDescription, kRepairExamples});
 
 }  // namespace flowbook::tool

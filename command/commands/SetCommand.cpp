@@ -2,20 +2,13 @@
 #include "commands/Change.hpp"
 #include "commands/Sources.hpp"
 #include "io/ForEachInput.hpp"
+#include "io/SharedOptions.hpp"
 #include "terminal/Failure.hpp"
 #include "terminal/Text.hpp"
 
 namespace flowbook::tool {
 
 namespace {
-
-constexpr char kSetFooter[] =
-    "What is not named stays as it is. A file is updated at once, or not at all, and not touched\n"
-    "when nothing would change. Plain code that would drop prose or pictures around the code is\n"
-    "refused without --flatten.\n\n"
-    "Examples:\n"
-    "  flowbook set analysis.tqx --version 1.3\n"
-    "  make-code | flowbook set analysis.tqx --code - --description ''";
 
 struct SetOptions {
     InputOptions inputs;
@@ -39,26 +32,32 @@ void prepare(SetOptions& options) {
     change.checkProperties();
 }
 
-void run(Console& console, SetOptions& options) {
+void setAll(Console& console, SetOptions& options) {
     prepare(options);
     forEachInput(
         console, options.inputs, [&](const Input& input, Report&) { apply(options.change, input); },
         Input::Purpose::Update);
 }
 
+constexpr char kSetDescription[] =
+    "What is not named stays as it is. A file is updated at once, or not at all, and not touched when "
+    "nothing would change. Plain code that would drop prose or pictures around the code is refused with "
+    "1, unless --flatten is given.";
+
+constexpr char kSetExamples[] = "flowbook set analysis.tqx --version 1.3\n"
+                                "make-code | flowbook set analysis.tqx --code - --description ''";
+
+constexpr auto kSetOptions = optionTable(
+    kInputs<&SetOptions::inputs>,
+    option<&SetOptions::code>("--code", '\0', "SOURCE", "File with plain code").excludes("--rich"),
+    option<&SetOptions::rich>("--rich", '\0', "SOURCE", "File with a rich code document"),
+    flag<&SetOptions::change, &Change::flatten>("--flatten", '\0', "Drop what is around the code, if need be")
+        .needs("--code"),
+    kPropertyOptions<&SetOptions::change, &Change::properties>);
+
 }  // namespace
 
-void addSetCommand(CommandLine& line, Console& console) {
-    Arguments command = line.add("set", "Change the code or properties of flowbooks", kSetFooter);
-    const auto options = std::make_shared<SetOptions>();
-    options->inputs.addTo(command);
-    command.allow("--code", options->code, "File with plain code");
-    command.allow("--rich", options->rich, "File with a rich code document");
-    command.exclude("--rich", "--code");
-    command.flag("--flatten", options->change.flatten, "Drop what is around the code, if need be");
-    command.need("--flatten", "--code");
-    options->change.properties.addTo(command);
-    command.run([options, &console] { attempt(console, "", [&] { run(console, *options); }); });
-}
+const Command kSet = makeCommand<SetOptions, kSetOptions, setAll>(
+    {"set", "Change the code or properties of flowbooks", kSetDescription, kSetExamples});
 
 }  // namespace flowbook::tool

@@ -2,6 +2,7 @@
 #include "commands/PageOf.hpp"
 #include "io/ForEachInput.hpp"
 #include "io/Program.hpp"
+#include "io/SharedOptions.hpp"
 #include "io/TemporaryFolder.hpp"
 #include "terminal/Failure.hpp"
 
@@ -9,10 +10,9 @@ namespace flowbook::tool {
 
 namespace {
 
-constexpr char kShowFooter[] =
-    "The page, which only you can read, stays in the folder of temporary files, as the browser may take it later.\n\n"
-    "Example:\n"
-    "  flowbook show analysis.tqx";
+struct ShowOptions {
+    std::string file;
+};
 
 void show(const Input& input, Report& report) {
     const kit::Page page = pageOf(input, report);
@@ -28,13 +28,19 @@ void show(const Input& input, Report& report) {
     }
 }
 
+constexpr char kShowDescription[] =
+    "The page, which only you can read, stays in the folder of temporary files, as the browser may take "
+    "it later. It is opened with xdg-open(1).";
+
+constexpr char kShowExamples[] = "flowbook show analysis.tqx";
+
+constexpr auto kShowOptions = optionTable(place<&ShowOptions::file>("FILE", "Flowbook"));
+
+void showIn(Console& console, ShowOptions& options) { forInput(console, options.file, show); }
+
 }  // namespace
 
-void addShowCommand(CommandLine& line, Console& console) {
-    Arguments command = line.add("show", "Show a flowbook in the browser", kShowFooter);
-    const auto file = std::make_shared<std::string>();
-    command.require("FILE", *file, "Flowbook");
-    command.run([file, &console] { forInput(console, *file, show); });
-}
+const Command kShow = makeCommand<ShowOptions, kShowOptions, showIn>(
+    {"show", "Show a flowbook in the browser", kShowDescription, kShowExamples});
 
 }  // namespace flowbook::tool

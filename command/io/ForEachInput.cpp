@@ -59,7 +59,7 @@ private:
         std::optional<Input> input;
         report.attempt(nullptr, [&] {
             if (name.problem) {
-                throw Failure(name.problem->code, "", name.problem->message);
+                throw Failure(name.problem->code, "", name.problem->message, name.problem->kind);
             }
             input.emplace(name.path, purpose_);
         });

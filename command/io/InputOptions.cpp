@@ -16,6 +16,8 @@ namespace flowbook::tool {
 namespace {
 
 constexpr std::uint64_t kLongestList = std::uint64_t{1} << 30;
+constexpr char kEmptyFolder[] = "no flowbook is in this folder; --allow-empty lets that pass";
+constexpr char kEmptyList[] = "this list names no file; --allow-empty lets that pass";
 
 using Walk = std::unique_ptr<FTS, int (*)(FTS*)>;
 
@@ -61,9 +63,13 @@ void addFolder(std::vector<InputName>& names, std::string folder) {
     std::sort(names.begin() + first, names.end(), [](const auto& a, const auto& b) { return a.path < b.path; });
 }
 
-void add(std::vector<InputName>& names, const std::string& argument) {
+void add(std::vector<InputName>& names, const std::string& argument, bool allowEmpty) {
     if (argument != "-" && isFolder(argument)) {
+        const std::size_t before = names.size();
         addFolder(names, argument);
+        if (names.size() == before && !allowEmpty) {
+            names.push_back({argument, Diagnosis{ExitCode::InputOutput, "empty", "", kEmptyFolder}});
+        }
     } else {
         names.push_back({argument, std::nullopt});
     }
@@ -83,26 +89,21 @@ std::vector<std::string> split(const Bytes& list, char separator) {
 
 }  // namespace
 
-void InputOptions::addTo(Arguments& command) {
-    command.take("FILE", files, "Flowbooks, or folders with flowbooks");
-    command.allow("--files-from", filesFrom, "Take further names from this file, a name a line");
-    command.flag("-0,--null", separatedByNul, "The names of --files-from end in NUL, not in line feeds");
-    command.allow("-j,--jobs", jobs, "How many files to work on at once (one for each core)");
-}
-
-void InputOptions::addJsonTo(Arguments& command) { command.flag("--json", json, "One JSON object a line and file"); }
-
 std::vector<InputName> InputOptions::names() const {
     if (files.empty() && filesFrom.empty()) {
         throw Failure(ExitCode::Usage, "no file is named");
     }
     std::vector<InputName> names;
     for (const std::string& argument : files) {
-        add(names, argument);
+        add(names, argument, allowEmpty);
     }
     if (!filesFrom.empty()) {
-        for (const std::string& name : split(readBytes(filesFrom, kLongestList), separatedByNul ? '\0' : '\n')) {
-            add(names, name);
+        const auto listed = split(readBytes(filesFrom, kLongestList), separatedByNul ? '\0' : '\n');
+        if (listed.empty() && !allowEmpty) {
+            throw Failure(ExitCode::InputOutput, filesFrom, kEmptyList, "empty");
+        }
+        for (const std::string& name : listed) {
+            add(names, name, allowEmpty);
         }
     }
     return names;

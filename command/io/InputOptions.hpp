@@ -1,6 +1,5 @@
 #pragma once
 
-#include "terminal/CommandLine.hpp"
 #include "terminal/Diagnosis.hpp"
 
 #include <optional>
@@ -21,17 +20,13 @@ struct InputOptions {
     std::string filesFrom;
     bool separatedByNul = false;
     unsigned jobs = 0;  ///< 0: as many as the machine has cores
+    bool allowEmpty = false;
     bool json = false;
 
-    /// Adds FILE..., --files-from, -0 and -j. The object must outlive the command's parsing.
-    void addTo(Arguments& command);
-
-    /// Adds --json.
-    void addJsonTo(Arguments& command);
-
     /// The files, in the order in which they are worked on: those of a folder in the order of the bytes of
-    /// their paths, less hidden ones, links to folders, and what has another extension.
-    /// @throws Failure when no file is named, or --files-from cannot be read.
+    /// their paths, less hidden ones, links to folders, and what has another extension. A folder without any is
+    /// a problem, unless `allowEmpty`.
+    /// @throws Failure when no file is named, or --files-from cannot be read or names none.
     std::vector<InputName> names() const;
 };
 

@@ -39,24 +39,24 @@ Bytes makeFlowbook(const std::u16string& name, const std::function<void(Flowbook
     return memory->get(name);
 }
 
-void putFile(Sink& out, const std::string& argument, const Bytes& content, bool replace) {
+void putFile(Sink& out, const std::string& argument, const Bytes& content, const Permission& permission) {
     if (argument == "-") {
-        Output::requireFitForBytes(replace);
+        Output::requireFitForBytes(permission.binary);
         out.write(content.data(), content.size());
         return;
     }
     try {
-        replaceFile(fromArgument(argument), content, replace);
+        replaceFile(fromArgument(argument), content, permission.force);
     } catch (const StorageError& error) {
-        const bool exists = error.kind() == StorageErrorKind::Conflict && !replace;
+        const bool exists = error.kind() == StorageErrorKind::Conflict && !permission.force;
         throw Failure(ExitCode::InputOutput, argument, exists ? "exists already; --force replaces it" : error.what());
     }
 }
 
-void createFlowbook(Sink& out, const std::string& argument, bool replace,
+void createFlowbook(Sink& out, const std::string& argument, const Permission& permission,
                     const std::function<void(FlowbookFileWriter&)>& fill) {
     const std::u16string name = argument == "-" ? u"standard output.tqx" : fromArgument(argument);
-    putFile(out, argument, makeFlowbook(name, fill), replace);
+    putFile(out, argument, makeFlowbook(name, fill), permission);
 }
 
 }  // namespace flowbook::tool

@@ -14,14 +14,19 @@ namespace flowbook::tool {
 ///              FlowbookInvalidFileName for a name that could not be read again.
 Bytes makeFlowbook(const std::u16string& name, const std::function<void(FlowbookFileWriter&)>& fill);
 
+/// What the user allows of an output.
+struct Permission {
+    bool force = false;   ///< to replace a file that is there
+    bool binary = false;  ///< to write bytes to a terminal
+};
+
 /// Puts bytes, at once or not at all, into the file that `argument` names; "-" is standard output.
-/// @param replace  whether a file that is there may be replaced, and bytes written to a terminal.
 /// @throws Failure.
-void putFile(Sink& out, const std::string& argument, const Bytes& content, bool replace);
+void putFile(Sink& out, const std::string& argument, const Bytes& content, const Permission& permission);
 
 /// Makes a flowbook and puts it, complete, into the file that `argument` names; "-" is standard output.
 /// @throws as makeFlowbook() and putFile().
-void createFlowbook(Sink& out, const std::string& argument, bool replace,
+void createFlowbook(Sink& out, const std::string& argument, const Permission& permission,
                     const std::function<void(FlowbookFileWriter&)>& fill);
 
 }  // namespace flowbook::tool

@@ -26,7 +26,7 @@ bool Output::isTerminal() noexcept {
 
 void Output::requireFitForBytes(bool force) {
     if (!force && isTerminal()) {
-        throw Failure(ExitCode::Usage, "bytes are not written to a terminal; --force does it");
+        throw Failure(ExitCode::Usage, "bytes are not written to a terminal; --binary does it");
     }
 }
 

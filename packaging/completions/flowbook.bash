@@ -1,62 +1,94 @@
-# Completes the flowbook command in bash.
+# Completes the flowbook command in bash. Made by packaging/generate.py.
 _flowbook() {
-    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} word command='' options words=''
-    local commands='cat grep info parts extract html show new set edit pack copy digest diff merge git check canon repair'
-    local inputs='--files-from -0 --null -j --jobs'
+    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
+    local command=${COMP_WORDS[1]} options='' words='' kind=flowbooks
+    local commands='cat grep info parts extract html show new set edit pack copy digest diff merge git check canon repair help'
 
-    for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
-        case $word in
-        cat | grep | info | parts | extract | html | show | new | set | edit | pack | copy | digest | diff | merge | git | check | \
-            canon | repair | help)
-            command=$word
-            break
-            ;;
-        esac
-    done
+    # bash parts --option=value at the equals sign.
+    if [[ $current == '=' ]]; then
+        current=''
+    elif [[ $previous == '=' ]]; then
+        previous=${COMP_WORDS[COMP_CWORD - 2]}
+    fi
+    ((COMP_CWORD > 1)) || command=''
     case $command in
-    cat) options="$inputs --json --format --force" ;;
-    grep)
-        options="$inputs -i --ignore-case -F --fixed-strings -w --word-regexp -v --invert-match -l"
-        options+=' --files-with-matches -c --count --json'
-        ;;
-    info | parts) options="$inputs --json" ;;
-    extract) options='-d --directory --code --images --part --force' ;;
-    html) options="$inputs -o --output -d --directory --force" ;;
-    new) options='--code --rich --image --title --description --version --force' ;;
-    set) options="$inputs --code --flatten --rich --title --description --version" ;;
-    copy) options='--force' ;;
-    digest) options="$inputs --code --json" ;;
-    check) options="$inputs --json" ;;
-    canon) options="$inputs --check" ;;
-    merge) options='-o --output --ours --theirs' ;;
-    show | diff) options='' ;;
-    git) options='--global --local --undo' ;;
+    cat) options='--files-from -0 --null -j --jobs --allow-empty --format --json --binary' ;;
+    grep) options='--files-from -0 --null -j --jobs --allow-empty -i --ignore-case -F --fixed-strings -w --word-regexp -v --invert-match -l --files-with-matches -c --count --json' ;;
+    info) options='--files-from -0 --null -j --jobs --allow-empty --json' ;;
+    parts) options='--files-from -0 --null -j --jobs --allow-empty --json' ;;
+    extract) options='--code --images --part -d --directory --force' ;;
+    html) options='--files-from -0 --null -j --jobs --allow-empty -o --output -d --directory --force' ;;
+    show) options='' ;;
+    new) options='--code --rich --image --title --description --version --force --binary' ;;
+    set) options='--files-from -0 --null -j --jobs --allow-empty --code --rich --flatten --title --description --version' ;;
     edit) options='--flatten' ;;
-    pack | repair) options='-o --output --force' ;;
-    help) words=$commands ;;
-    *) options='--version' words="$commands help" ;;
+    pack) options='-o --output --force --binary' ;;
+    copy) options='--force --binary' ;;
+    digest) options='--files-from -0 --null -j --jobs --allow-empty --code --json' ;;
+    diff) options='' ;;
+    merge) options='--ours --theirs -o --output --force --binary' ;;
+    git) options='--global --local --undo' ;;
+    check) options='--files-from -0 --null -j --jobs --allow-empty --json' ;;
+    canon) options='--files-from -0 --null -j --jobs --allow-empty --check' ;;
+    repair) options='-o --output --force --binary' ;;
+    help) options='--json' ;;
+    *)
+        options='--version -V'
+        words=$commands
+        ;;
+    esac
+    [[ $command == help ]] && words=$commands
+    case $command:$previous in
+    cat:--files-from) kind=files ;;
+    cat:-j | cat:--jobs) kind=none ;;
+    cat:--format) words='text xml raw' current=${current#=} ;;
+    grep:--files-from) kind=files ;;
+    grep:-j | grep:--jobs) kind=none ;;
+    info:--files-from) kind=files ;;
+    info:-j | info:--jobs) kind=none ;;
+    parts:--files-from) kind=files ;;
+    parts:-j | parts:--jobs) kind=none ;;
+    extract:--part) kind=none ;;
+    extract:-d | extract:--directory) kind=folders ;;
+    html:--files-from) kind=files ;;
+    html:-j | html:--jobs) kind=none ;;
+    html:-o | html:--output) kind=files ;;
+    html:-d | html:--directory) kind=folders ;;
+    new:--code) kind=files ;;
+    new:--rich) kind=files ;;
+    new:--image) kind=files ;;
+    new:--title) kind=none ;;
+    new:--description) kind=none ;;
+    new:--version) kind=none ;;
+    set:--files-from) kind=files ;;
+    set:-j | set:--jobs) kind=none ;;
+    set:--code) kind=files ;;
+    set:--rich) kind=files ;;
+    set:--title) kind=none ;;
+    set:--description) kind=none ;;
+    set:--version) kind=none ;;
+    pack:-o | pack:--output) kind=files ;;
+    digest:--files-from) kind=files ;;
+    digest:-j | digest:--jobs) kind=none ;;
+    merge:-o | merge:--output) kind=files ;;
+    check:--files-from) kind=files ;;
+    check:-j | check:--jobs) kind=none ;;
+    canon:--files-from) kind=files ;;
+    canon:-j | canon:--jobs) kind=none ;;
+    repair:-o | repair:--output) kind=files ;;
     esac
 
     COMPREPLY=()
-    case $previous in
-    --format) words='text xml raw' ;;
-    --title | --description | --version | --part | -j | --jobs) return ;;
-    -d | --directory)
-        compopt -o filenames
-        mapfile -t COMPREPLY < <(compgen -d -- "$current")
-        return
-        ;;
-    esac
-    if [[ $current == -* ]]; then
-        words="$options -h --help"
-    fi
+    [[ $kind == none ]] && return
+    [[ $current == -* ]] && words="$options -h --help"
     if [[ -n $words ]]; then
         mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
         return
     fi
     compopt -o filenames
-    case $previous in
-    --code | --rich | --image | --files-from) mapfile -t COMPREPLY < <(compgen -f -- "$current") ;;
+    case $kind in
+    folders) mapfile -t COMPREPLY < <(compgen -d -- "$current") ;;
+    files) mapfile -t COMPREPLY < <(compgen -f -- "$current") ;;
     *)
         mapfile -t COMPREPLY < <(
             compgen -d -- "$current"

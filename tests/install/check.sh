@@ -166,37 +166,7 @@ case_debian() {
     [[ ! -e $root/usr ]] || fail "removal leaves files: $(find "$root/usr")"
 }
 
-# Prints the options that the help of a subcommand tells, sorted.
-options_of() {
-    "$prefix/bin/flowbook" "$1" --help | grep -oE '^ +-[^ ]+' | tr -d ' ' | tr , '\n' | LC_ALL=C sort
-}
-
-# The options that the completion of bash offers for a subcommand, sorted.
-bash_completions_of() (
-    # shellcheck source=packaging/completions/flowbook.bash
-    source "$source/packaging/completions/flowbook.bash"
-    # What the completion function reads: the words on the command line, and which of them is being completed.
-    # shellcheck disable=SC2034
-    COMP_WORDS=(flowbook "$1" -) COMP_CWORD=2
-    _flowbook
-    printf '%s\n' "${COMPREPLY[@]}" | LC_ALL=C sort
-)
-
 case_usage_texts() {
-    skip_without mandoc
-    local texts=$source/packaging command option name
-    for command in cat grep info parts extract html show new set edit pack copy digest diff merge git check \
-        canon repair; do
-        diff <(options_of "$command") <(bash_completions_of "$command") || fail "bash completion of $command"
-        grep -qx ".It Cm $command" "$texts/flowbook.1" || fail "the man page lacks $command"
-        for option in $(options_of "$command"); do
-            name=${option#-} name=${name#-}
-            grep -qE "(Fl|,) -?$name( |\$)" "$texts/flowbook.1" || fail "the man page lacks $option"
-            grep -qe "$option" "$texts/completions/_flowbook" || fail "the zsh completion lacks $option"
-            grep -qE -e "-(l|s) $name " "$texts/completions/flowbook.fish" || fail "the fish completion lacks $option"
-        done
-    done
-    mandoc -T lint -W warning "$texts/flowbook.1"
     rm -rf "$scratch/mime"
     cp -r "$prefix/share/mime" "$scratch/mime"
     update-mime-database "$scratch/mime"

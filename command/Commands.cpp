@@ -1,0 +1,14 @@
+#include "Commands.hpp"
+
+#include <iterator>
+
+namespace flowbook::tool {
+
+CommandList allCommands() {
+    static constexpr const Command* kAll[] = {&kCat,   &kGrep, &kInfo,  &kParts, &kExtract, &kHtml,   &kShow,
+                                              &kNew,   &kSet,  &kEdit,  &kPack,  &kCopy,    &kDigest, &kDiff,
+                                              &kMerge, &kGit,  &kCheck, &kCanon, &kRepair,  &kHelp};
+    return {kAll, std::size(kAll)};
+}
+
+}  // namespace flowbook::tool

@@ -1,0 +1,62 @@
+#pragma once
+
+#include "io/InputOptions.hpp"
+#include "io/NewFile.hpp"
+#include "terminal/Command.hpp"
+
+namespace flowbook::tool {
+
+// Options that mean the same in every command that has them. Each is a template over the members that take the
+// argument, as Into has them: kForce<&NewOptions::permission, &Permission::force>.
+
+/// INPUT... and what goes with it, into an InputOptions.
+template <auto... Members>
+constexpr auto kInputs = optionTable(
+    place<Members..., &InputOptions::files>("INPUT...", "Flowbooks, or folders that are searched for them"),
+    option<Members..., &InputOptions::filesFrom>("--files-from", '\0', "LIST",
+                                                 "Take further names from this file, one a line")
+        .in(OptionGroup::Inputs),
+    flag<Members..., &InputOptions::separatedByNul>("--null", '0', "The names in LIST end in NUL, not in line feeds")
+        .needs("--files-from")
+        .in(OptionGroup::Inputs),
+    option<Members..., &InputOptions::jobs>("--jobs", 'j', "N", "How many files to work on at once")
+        .defaultsTo("one for each core")
+        .in(OptionGroup::Inputs),
+    flag<Members..., &InputOptions::allowEmpty>("--allow-empty", '\0',
+                                                "A folder or list without any flowbook is no error")
+        .in(OptionGroup::Inputs));
+
+/// --json, into an InputOptions.
+template <auto... Members>
+constexpr Option kJson = flag<Members..., &InputOptions::json>("--json", '\0', "Print one JSON object a line and file")
+                             .in(OptionGroup::Output);
+
+/// --force and --binary, into a Permission.
+template <auto... Members>
+constexpr auto kPermission = optionTable(
+    flag<Members..., &Permission::force>("--force", '\0', "Replace files that are there").in(OptionGroup::Output),
+    flag<Members..., &Permission::binary>("--binary", '\0', "Write bytes to a terminal, too").in(OptionGroup::Output));
+
+template <auto... Members>
+constexpr Option kForce = flag<Members...>("--force", '\0', "Replace files that are there").in(OptionGroup::Output);
+
+template <auto... Members>
+constexpr Option kBinary = flag<Members...>("--binary", '\0', "Write bytes to a terminal, too").in(OptionGroup::Output);
+
+template <auto... Members>
+constexpr Option kOutput = option<Members...>("--output", 'o', "FILE", "Where the result goes; '-' is standard output")
+                               .in(OptionGroup::Output);
+
+template <auto... Members>
+constexpr Option kFolder = option<Members...>("--directory", 'd', "FOLDER",
+                                              "Folder for the results; made if there is none")
+                               .in(OptionGroup::Output);
+
+template <auto... Members>
+constexpr Option kQuiet = flag<Members...>("--quiet", 'q', "Print nothing but failures").in(OptionGroup::Output);
+
+template <auto... Members>
+constexpr Option
+    kDryRun = flag<Members...>("--dry-run", '\0', "Change nothing; tell what would change").in(OptionGroup::Output);
+
+}  // namespace flowbook::tool
