@@ -46,6 +46,11 @@ function(pxflowbook_leave_out_xerces library)
         LINKER:--gc-sections,--version-script=${PROJECT_SOURCE_DIR}/cmake/local_xerces.map)
 endfunction()
 
+# dlclose() then leaves the library where it is: threads that end call into it, and what it keeps for good refers to it.
+function(pxflowbook_stay_loaded library)
+    target_link_options(${library} PRIVATE LINKER:-z,nodelete)
+endfunction()
+
 add_link_options(LINKER:--as-needed)
 if(PXFLOWBOOK_SANITIZE)
     add_compile_options(-fsanitize=${PXFLOWBOOK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)

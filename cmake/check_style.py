@@ -24,6 +24,13 @@ TEST_NAME = re.compile(r"[A-Z]\w*Test\.cpp|[a-z]\w*_test\.(py|sh)")
 # Other words stand for these things; see the glossary in ARCHITECTURE.md.
 UNWANTED = {r"\bcase[- ]fold": "fold", r"\bzip (item|member)s?\b": "entry",
             r"\b(TODO|FIXME)\b": "do it, or say what is so"}
+# What a library may be called for after the destructors of its static objects ran: by those of its host's, by a thread
+# that ends. So there are none: what is static is a reference to what is never given back, or needs no destructor.
+LASTING = ("platform/", "src/", "kit/")
+STATIC = re.compile(r"\s*(?:(?:inline|static|thread_local|const)\s+)*(?:inline|static|thread_local)\s+(?:const\s+)?"
+                    r"(?P<type>[\w:]+(?:<.*>)?)\s+\w+(?:\s*[={;]|\([{\"&*\d]|\(u\")"
+                    r"|const\s+(?P<named>std::[\w:]+(?:<.*>)?)\s+k\w+(?:\s*[={]|\()")
+PLAIN = re.compile(r"(std::)?(bool|u?int\w*|unsigned|long|char\w*|double|size_t|atomic<.*>|mutex|array<bool, \d+>)")
 PACKAGES = "packaging/apt-packages.txt"
 PACKAGE_LINE = re.compile(r"#.*|\[[a-z]+\]|[a-z0-9][a-z0-9.+-]+|")
 
@@ -70,6 +77,15 @@ def against_text(tree, name):
                         if re.search(pattern, line))
 
 
+def against_static_objects(tree, name):
+    text = (tree / name).read_text(encoding="utf-8")
+    for number, line in enumerate(text.splitlines(), 1):
+        found = STATIC.match(line)
+        kind = found and (found["type"] or found["named"])
+        if kind and not PLAIN.fullmatch(kind) and f"is_trivially_destructible_v<{kind}>" not in text:
+            yield f"{name}:{number}: a static object that a destructor may end before the last call: {kind}"
+
+
 def against_packages(tree):
     """A tool that sorts lines has taken the comment of this list apart before."""
     path = tree / PACKAGES
@@ -84,6 +100,8 @@ def violations(tree):
     found = [f"{name}: {reason}" for name in names if (reason := against_place(tree, name))]
     found += [f"{name}:{number}: {reason}" for name in names if is_code(name)
               for number, reason in against_text(tree, name)]
+    found += [line for name in names if name.startswith(LASTING) and is_code(name)
+              for line in against_static_objects(tree, name)]
     return found + list(against_packages(tree))
 
 
@@ -98,6 +116,14 @@ SELF_TEST = [
     ("src/reader/Blank.cpp", "x \n", True),
     ("src/reader/Tab.cpp", "\tx\n", True),
     ("src/reader/Word.cpp", "// a zip " + "member\n", True),
+    ("src/reader/Local.cpp", "    static const std::string name = make();\n", True),
+    ("src/reader/Call.cpp", "    static const URI package({1, 2});\n", True),
+    ("src/reader/Thread.cpp", "thread_local ParserPtr idle;\n", True),
+    ("src/reader/Header.hpp", "#pragma once\ninline const std::u16string kName = u\"x\";\n", True),
+    ("src/reader/Constant.cpp", "const std::string kName = \"x\";\n", True),
+    ("src/reader/Lasting.cpp", "    static const std::string& name = *new std::string();\nstatic Name of(int);\n"
+     "static constexpr Table kTable = all();\nthread_local bool is = false;\nconst char* const kText = \"\";\n"
+     "static const Key key = make();\nstatic_assert(std::is_trivially_destructible_v<Key>);\n", False),
     (PACKAGES, "# A comment\n[build]\ng++\n\n[tests],\n", True),
 ]
 

@@ -188,7 +188,7 @@ private:
         if (winner == nullptr) {
             return;
         }
-        static const Records none;
+        static const Records& none = *new Records();
         const auto of = [](const PartRecord* part) -> const Records& { return part ? part->relationships : none; };
         PartRecord part = *winner;
         part.relationships = trio.ours && trio.theirs

@@ -200,7 +200,8 @@ fl::Bytes contentOf(const Part& part) {
 bool isPicture(const Part& part) { return part.getContentType().getMediaType().rfind(u"image/", 0) == 0; }
 
 const std::u16string& documentRelationshipType() {
-    static const std::u16string type = FlowbookFilePackage::getPackageRelationshipTypes().front();
+    static const std::u16string& type =
+        *new std::u16string(FlowbookFilePackage::getPackageRelationshipTypes().front());
     return type;
 }
 

@@ -91,6 +91,7 @@ std::optional<std::string_view> digitsOf(std::string_view text) {
 }
 
 bool decodeBase64(std::string_view text, fl::Bytes& bytes) {
+    static_assert(std::is_trivially_destructible_v<DigitTable>);
     static const DigitTable values = valuesOf(kBase64Digits);
     const std::optional<std::string_view> digits = digitsOf(text);
     unsigned group = 0;

@@ -24,7 +24,7 @@ using PartRecord = FlowbookFilePackage::Part;
 
 namespace {
 
-const std::u16string kName = u"flowbook";
+const std::u16string& kName = *new std::u16string(u"flowbook");
 
 std::string foldedEntry(const PartName& name) { return name.folded().substr(1); }
 

@@ -23,7 +23,7 @@ namespace {
 
 constexpr char kTypesEntry[] = "[Content_Types].xml";
 constexpr std::string_view kPackageNamespace = "http://schemas.openxmlformats.org/package/2006/";
-const std::u16string kDocumentType = u"application/vnd.pellarion.tarmic.code.document+xml";
+const std::u16string& kDocumentType = *new std::u16string(u"application/vnd.pellarion.tarmic.code.document+xml");
 
 std::u16string wide(std::string_view text) { return fl::i18n::to_ustring(text); }
 

@@ -126,7 +126,7 @@ void Figures::writeNew(Markup& out, const Part& part) {
 }
 
 const std::string& Figures::linkTarget(const std::string& relationship) const {
-    static const std::string none;
+    static const std::string& none = *new std::string();
     const auto found = links_.find(relationship);
     return found == links_.end() ? none : found->second;
 }

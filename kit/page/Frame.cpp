@@ -19,8 +19,8 @@ struct PageValues {
     const std::string& body;
 
     std::string_view of(std::string_view name) const {
-        static const std::string digest = Sha256().add(pageStyle()).takeBase64();
-        static const std::string version = escaped(libpxflowbook_version);
+        static const std::string& digest = *new std::string(Sha256().add(pageStyle()).takeBase64());
+        static const std::string& version = *new std::string(escaped(libpxflowbook_version));
         return name == "title"          ? std::string_view(title)
                : name == "body"         ? std::string_view(body)
                : name == "style"        ? pageStyle()

@@ -4,7 +4,7 @@
 
 namespace flowbook::detail {
 
-inline foundation::log::basic_diagnostic_logger logger("flowbook::logging");
+inline auto& logger = *new foundation::log::basic_diagnostic_logger("flowbook::logging");
 
 /// Bit values of the host's diagnostic facility.
 enum LogLevel : unsigned { kLogContent = 4, kLogProgress = 8, kLogWriteFailure = 512 };

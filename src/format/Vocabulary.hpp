@@ -6,54 +6,57 @@
 
 namespace flowbook::format {
 
-inline const std::u16string kDocumentPartName = u"/tarmic/document.xml";
-inline const std::u16string kOutputPartName = u"/tarmic/output.xml";
-inline const std::u16string kImagePartNamePrefix = u"/media/image";
+/// A text that is never destroyed: a host's static objects may save flowbooks after those of this library are gone.
+inline const std::u16string& kept(const char16_t* text) { return *new std::u16string(text); }
 
-inline const std::u16string kDocumentContentType = u"application/vnd.pellarion.tarmic.code.document+xml";
-inline const std::u16string kOutputContentType = u"text/xml";
+inline const std::u16string& kDocumentPartName = kept(u"/tarmic/document.xml");
+inline const std::u16string& kOutputPartName = kept(u"/tarmic/output.xml");
+inline const std::u16string& kImagePartNamePrefix = kept(u"/media/image");
+
+inline const std::u16string& kDocumentContentType = kept(u"application/vnd.pellarion.tarmic.code.document+xml");
+inline const std::u16string& kOutputContentType = kept(u"text/xml");
 
 /// What the core properties of a new file declare when the caller names nothing else.
-inline const std::u16string kDefaultCoreContentType = u"application/vnd.pellarion.tarmic.code";
-inline const std::u16string kDefaultCoreContentTypeFriendlyName = u"TARMIC Code";
+inline const std::u16string& kDefaultCoreContentType = kept(u"application/vnd.pellarion.tarmic.code");
+inline const std::u16string& kDefaultCoreContentTypeFriendlyName = kept(u"TARMIC Code");
 
 /// Parameters of the document part's content type, which tell the form of its content: none for rich
 /// code in clear.
-inline const std::u16string kPlainCodeParameter = u"plaincode";
-inline const std::u16string kPlainCodeValue = u"true";
-inline const std::u16string kEncryptionParameter = u"encryption";
-inline const std::u16string kEncryptionValue = u"AES";
+inline const std::u16string& kPlainCodeParameter = kept(u"plaincode");
+inline const std::u16string& kPlainCodeValue = kept(u"true");
+inline const std::u16string& kEncryptionParameter = kept(u"encryption");
+inline const std::u16string& kEncryptionValue = kept(u"AES");
 
-inline const std::u16string kDocumentRelationshipType =
-    u"http://schemas.pellarion.com/tarmic/code/2013/relationships/document";
-inline const std::u16string kOutputRelationshipType =
-    u"http://schemas.pellarion.com/tarmic/code/2013/relationships/output";
-inline const std::u16string kImageRelationshipType =
-    u"http://schemas.pellarion.com/tarmic/code/2013/relationships/image";
-inline const std::u16string kDocumentationRelationshipType =
-    u"http://schemas.pellarion.com/tarmic/code/2013/relationships/documentation";
-inline const std::u16string kStylesRelationshipType =
-    u"http://schemas.pellarion.com/tarmic/code/2013/relationships/styles";
+inline const std::u16string& kDocumentRelationshipType =
+    kept(u"http://schemas.pellarion.com/tarmic/code/2013/relationships/document");
+inline const std::u16string& kOutputRelationshipType =
+    kept(u"http://schemas.pellarion.com/tarmic/code/2013/relationships/output");
+inline const std::u16string& kImageRelationshipType =
+    kept(u"http://schemas.pellarion.com/tarmic/code/2013/relationships/image");
+inline const std::u16string& kDocumentationRelationshipType =
+    kept(u"http://schemas.pellarion.com/tarmic/code/2013/relationships/documentation");
+inline const std::u16string& kStylesRelationshipType =
+    kept(u"http://schemas.pellarion.com/tarmic/code/2013/relationships/styles");
 
-inline const std::u16string kRelationshipIdPrefix = u"rId";
-inline const std::u16string kDocumentRelationshipId = u"rId1";
-inline const std::u16string kOutputRelationshipId = u"rId2";
+inline const std::u16string& kRelationshipIdPrefix = kept(u"rId");
+inline const std::u16string& kDocumentRelationshipId = kept(u"rId1");
+inline const std::u16string& kOutputRelationshipId = kept(u"rId2");
 
-inline const std::u16string kFlowbookExtension = u".tqx";
-inline const std::u16string kAppExtension = u".tqapp";
+inline const std::u16string& kFlowbookExtension = kept(u".tqx");
+inline const std::u16string& kAppExtension = kept(u".tqapp");
 
 /// Rich code is WordprocessingML (ECMA-376-1) reduced to paragraphs, runs and text.
-inline const std::u16string kWordNamespace = u"http://schemas.openxmlformats.org/wordprocessingml/2006/main";
-inline const std::u16string kWordPrefix = u"w";
-inline const std::u16string kDocumentElement = u"document";
-inline const std::u16string kBodyElement = u"body";
-inline const std::u16string kParagraphElement = u"p";
-inline const std::u16string kParagraphPropertiesElement = u"pPr";
-inline const std::u16string kParagraphStyleElement = u"pStyle";
-inline const std::u16string kRunElement = u"r";
-inline const std::u16string kTextElement = u"t";
-inline const std::u16string kValueAttribute = u"val";
-inline const std::u16string kCodeStyle = u"code";
+inline const std::u16string& kWordNamespace = kept(u"http://schemas.openxmlformats.org/wordprocessingml/2006/main");
+inline const std::u16string& kWordPrefix = kept(u"w");
+inline const std::u16string& kDocumentElement = kept(u"document");
+inline const std::u16string& kBodyElement = kept(u"body");
+inline const std::u16string& kParagraphElement = kept(u"p");
+inline const std::u16string& kParagraphPropertiesElement = kept(u"pPr");
+inline const std::u16string& kParagraphStyleElement = kept(u"pStyle");
+inline const std::u16string& kRunElement = kept(u"r");
+inline const std::u16string& kTextElement = kept(u"t");
+inline const std::u16string& kValueAttribute = kept(u"val");
+inline const std::u16string& kCodeStyle = kept(u"code");
 
 /// The prefix, a colon and the local name.
 opc::model::XercesString makeQualifiedName(const std::u16string& prefix, const std::u16string& localName);

@@ -64,7 +64,7 @@ private:
 };
 
 const Names& names() {
-    static const Names all;
+    static const Names& all = *new Names();
     return all;
 }
 

@@ -13,6 +13,11 @@ namespace opc::model {
 
 /// DOM work with the XML library's own types; an XercesGuard must live around every call and around
 /// the life of what is returned. All functions throw std::bad_alloc when memory runs out.
+///
+/// The XML library is one for the whole process, and the first XercesGuard initialises it for good. A host that
+/// initialises it too, before or after, may do so as long as it terminates it no more often than it initialised it. A
+/// memory manager that such a host hands to XMLPlatformUtils::Initialize is used for all documents of the process, so
+/// it has to outlive the last call of this library: the host never destroys it.
 class PXPLATFORM_EXPORT XercesHelper {
 public:
     XercesHelper() = delete;

@@ -2,11 +2,13 @@
 #include "fl/i18n/tables/UnicodeLower.hpp"
 
 #include <stdexcept>
+#include <type_traits>
 
 namespace fl::i18n {
 namespace {
 
 using Lower = decltype(&pxplatform_unicode_lower);
+static_assert(std::is_trivially_destructible_v<Lower>);
 
 Lower load() {
     try {

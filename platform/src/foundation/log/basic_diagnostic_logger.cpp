@@ -50,7 +50,7 @@ boost::shared_ptr<ErrorSink> makeErrorSink() {
 /// Registers or takes away the sink on the standard error.
 void setErrorOutput(bool wanted) {
     static std::mutex mutex;
-    static boost::shared_ptr<ErrorSink> sink;
+    static auto& sink = *new boost::shared_ptr<ErrorSink>();
     const std::lock_guard<std::mutex> lock(mutex);
     if (wanted == (sink != nullptr)) {
         return;
@@ -90,11 +90,29 @@ std::atomic<unsigned> enabledLevels{0};
 }  // namespace detail
 
 namespace {
+
+/// The log core is a library with static objects, of which the process destroys some before the last calls of this
+/// library, which then have to be silent.
+std::atomic<bool> logHasEnded{false};
+
+/// Handlers run in the reverse order of their registration, so those of the objects that are touched here run later.
+bool registerEnd() noexcept {
+    try {
+        logging::core::get();
+        const logging::attribute_name names[] = {kChannel, kLevel, logging::expressions::tag::smessage::get_name()};
+        return std::size(names) != 0 && ::on_exit([](int, void*) { logHasEnded = true; }, nullptr) == 0;
+    } catch (...) {
+        return false;
+    }
+}
+
+[[maybe_unused]] const bool kEndIsRegistered = registerEnd();
 [[maybe_unused]] const bool kEnabledFromEnvironment = enableFromEnvironment();
+
 }  // namespace
 
 void set_enabled_levels(unsigned mask, diagnostic_output output) {
-    if (mask != 0) {
+    if (mask != 0 && !logHasEnded) {
         setErrorOutput(output == diagnostic_output::standard_error);
     }
     detail::enabledLevels.store(mask, std::memory_order_relaxed);
@@ -158,6 +176,9 @@ basic_diagnostic_logger::basic_diagnostic_logger(const std::string& channel) : i
 basic_diagnostic_logger::~basic_diagnostic_logger() = default;
 
 diagnostic_record basic_diagnostic_logger::openEnabled(unsigned level) {
+    if (logHasEnded) {
+        return diagnostic_record();
+    }
     try {
         logging::record record = impl_->open(level);
         return record ? diagnostic_record(std::make_unique<diagnostic_record::Impl>(std::move(record)))

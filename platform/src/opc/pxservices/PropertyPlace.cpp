@@ -84,7 +84,7 @@ void completing(Package& package, const PartName& created, Rest rest) {
 }  // namespace
 
 const PropertyPlace& corePlace() {
-    static const PropertyPlace place = {
+    static const PropertyPlace& place = *new PropertyPlace{
         {u"http://schemas.openxmlformats.org/package/2006/relationships/metadata/core-properties",
          // An office suite has written this one for years.
          u"http://schemas.openxmlformats.org/officedocument/2006/relationships/metadata/core-properties"},
@@ -95,10 +95,11 @@ const PropertyPlace& corePlace() {
 }
 
 const PropertyPlace& extensionPlace() {
-    static const PropertyPlace place = {{u"http://schemas.pellarion.com/package/2013/relationships/properties"},
-                                        u"application/vnd.pellarion.package.properties+xml",
-                                        u"/docProps",
-                                        u"/tarmic.xml"};
+    static const PropertyPlace& place =
+        *new PropertyPlace{{u"http://schemas.pellarion.com/package/2013/relationships/properties"},
+                           u"application/vnd.pellarion.package.properties+xml",
+                           u"/docProps",
+                           u"/tarmic.xml"};
     return place;
 }
 

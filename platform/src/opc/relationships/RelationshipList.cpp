@@ -47,7 +47,7 @@ char32_t nextCodePoint(std::u16string_view& text) {
 }
 
 URI baseOf(std::string_view sourceName) {
-    static const URI package({kPackageSource.begin(), kPackageSource.end()});
+    static const URI& package = *new URI({kPackageSource.begin(), kPackageSource.end()});
     return sourceName == kPackageSource ? package : URI({sourceName.begin(), sourceName.end()});
 }
 
@@ -101,7 +101,7 @@ private:
 }  // namespace
 
 const ContentType& relationshipsType() {
-    static const ContentType type({kRelationshipsType.begin(), kRelationshipsType.end()});
+    static const ContentType& type = *new ContentType({kRelationshipsType.begin(), kRelationshipsType.end()});
     return type;
 }
 

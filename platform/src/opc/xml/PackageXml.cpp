@@ -1,5 +1,6 @@
 #include "opc/xml/PackageXml.hpp"
 
+#include "fl/ThreadKept.hpp"
 #include "opc/model/InvalidXMLDocument.hpp"
 #include "opc/names/Characters.hpp"
 
@@ -24,10 +25,10 @@ constexpr std::size_t kMaxPiece = std::size_t{1} << 30;
 struct ParserDeleter {
     void operator()(XML_Parser parser) const noexcept { XML_ParserFree(parser); }
 };
-using ParserPtr = std::unique_ptr<std::remove_pointer_t<XML_Parser>, ParserDeleter>;
 
 /// Making a parser costs as much as parsing a small part, so each thread keeps one from part to part.
-thread_local ParserPtr idleParser;
+using KeptParser = fl::ThreadKept<std::remove_pointer_t<XML_Parser>, ParserDeleter>;
+using ParserPtr = KeptParser::Pointer;
 
 /// A parser that has grown with a large part is not worth keeping.
 constexpr std::size_t kMaxBytesOfReused = std::size_t{64} << 10;
@@ -61,7 +62,7 @@ const XML_Memory_Handling_Suite kNotingMemory = {
 
 ParserPtr takeParser() {
     memoryRanOut = false;
-    ParserPtr parser = std::move(idleParser);
+    ParserPtr parser = KeptParser::take();
     if (!parser || XML_ParserReset(parser.get(), nullptr) != XML_TRUE) {
         parser.reset(XML_ParserCreate_MM(nullptr, &kNotingMemory, &kSeparator));
     }
@@ -114,7 +115,7 @@ public:
             at += count;
         } while (at != bytes.size());
         if (bytes.size() <= kMaxBytesOfReused) {
-            idleParser = std::move(parser_);
+            KeptParser::put(std::move(parser_));
         }
     }
 

@@ -1,5 +1,7 @@
 #include "opc/zippackage/DeflateCodec.hpp"
 
+#include "fl/ThreadKept.hpp"
+
 #include <libdeflate.h>
 #include <new>
 
@@ -16,14 +18,12 @@ void own(Owner& owner, Pointer made) {
     owner.reset(made);
 }
 
-libdeflate_decompressor* decompressor() {
-    thread_local std::unique_ptr<libdeflate_decompressor, decltype(&libdeflate_free_decompressor)> kept(
-        nullptr, &libdeflate_free_decompressor);
-    if (!kept) {
-        own(kept, libdeflate_alloc_decompressor());
+struct FreeDecompressor {
+    void operator()(libdeflate_decompressor* decompressor) const noexcept {
+        libdeflate_free_decompressor(decompressor);
     }
-    return kept.get();
-}
+};
+using KeptDecompressor = fl::ThreadKept<libdeflate_decompressor, FreeDecompressor>;
 
 }  // namespace
 
@@ -32,10 +32,15 @@ void DeflateCodec::Deleter::operator()(libdeflate_compressor* compressor) const 
 }
 
 std::optional<DeflateCodec::Inflated> DeflateCodec::inflate(std::string_view packed, fl::Bytes& content) {
+    KeptDecompressor::Pointer decompressor = KeptDecompressor::take();
+    if (!decompressor) {
+        own(decompressor, libdeflate_alloc_decompressor());
+    }
     Inflated result{};
     const libdeflate_result code =
-        libdeflate_deflate_decompress_ex(decompressor(), packed.data(), packed.size(), content.data(), content.size(),
-                                         &result.consumed, &result.produced);
+        libdeflate_deflate_decompress_ex(decompressor.get(), packed.data(), packed.size(), content.data(),
+                                         content.size(), &result.consumed, &result.produced);
+    KeptDecompressor::put(std::move(decompressor));
     return code == LIBDEFLATE_SUCCESS ? std::optional(result) : std::nullopt;
 }
 

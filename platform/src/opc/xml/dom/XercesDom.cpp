@@ -8,6 +8,7 @@
 
 #include <new>
 #include <string>
+#include <type_traits>
 #include <vector>
 #include <xercesc/dom/DOM.hpp>
 #include <xercesc/framework/MemBufInputSource.hpp>
@@ -84,6 +85,7 @@ const XMLCh* nullIfEmpty(const std::u16string& text) { return text.empty() ? nul
 
 const Dom* pxplatform_dom() {
     [[maybe_unused]] static const bool isInitialised = initialise();
+    static_assert(std::is_trivially_destructible_v<XercesDom>);
     static const XercesDom only;
     return &only;
 }
