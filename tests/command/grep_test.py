@@ -1,0 +1,30 @@
+#!/usr/bin/env python3
+"""Tests of grep. usage: grep_test.py FLOWBOOK_COMMAND [unittest arguments]"""
+
+import unittest
+
+from harness import Case, CommandTest
+
+CASES = [
+    Case("grep -i R.SSE|A rich.tqx plain.tqx", 0, "plain.tqx:1:a = 1;\n"),
+    Case("grep -c ; b rich.tqx", 0, "b/B.TQX:2\nb/b.tqx:2\nb/c.tqapp:1\nrich.tqx:1\n"),
+    Case("grep -lv ; b rich.tqx -j2", 0, "b/c.tqapp\nrich.tqx\n"),
+    Case("grep -w gr rich.tqx", 1),
+    Case("grep -w x|größe rich.tqx", 0, "rich.tqx:1:größe = 2;\nrich.tqx:2:x < y\n"),
+    Case("grep -F [a prose.tqx", 1),
+    Case("grep [a prose.tqx absent.tqx", 2, err="flowbook: the pattern is none: missing ]: [a"),
+    Case("grep -w a)|(b plain.tqx", 2, err="the pattern is none: unexpected )"),
+    Case("grep b encrypted.tqx plain.tqx", 5, "plain.tqx:2:b = 2;\n", err="encrypted.tqx: the code is encrypted"),
+    Case("grep --json 2 plain.tqx prose.tqx", 0,
+         '{"schema":1,"file":"plain.tqx","matches":[{"line":2,"text":"b = 2;"}],"count":1}\n'
+         '{"schema":1,"file":"prose.tqx","matches":[],"count":0}\n'),
+]
+
+
+class Grep(CommandTest):
+    def test_cases(self):
+        self.assert_cases(CASES)
+
+
+if __name__ == "__main__":
+    unittest.main()

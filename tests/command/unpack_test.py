@@ -1,0 +1,102 @@
+#!/usr/bin/env python3
+"""Tests of extract, pack and repair. usage: unpack_test.py FLOWBOOK_COMMAND [unittest arguments]"""
+
+import os
+import shutil
+import subprocess
+import unittest
+
+from harness import COMMAND, DATA_URI, PICTURE, RICH, Case, CommandTest
+
+CASES = [
+    Case("extract rich.tqx -d out --part /none", 1, err="there is no part /none"),
+    Case("extract rich.tqx -d out --part none", 2, err="none is no part name"),
+    Case("extract rich.tqx -d plain.tqx/out", 3, err="plain.tqx/out: cannot write: Not a directory"),
+    Case("extract deep.tqx -d out", 6, err="more than 64 folders deep"),
+    Case("repair torn.tqx -o - --binary", 1, ("PK",), err="lost: a faulty relationship of /: r3 to %zz\n"),
+    Case("repair torn.tqx -o -", 1, ("PK",), err="lost: /gone.png: only a relationship to it is left"),
+]
+
+
+class Unpack(CommandTest):
+    def test_cases(self):
+        self.assert_cases(CASES)
+
+    def test_extract_all_and_chosen(self):
+        self.flowbook("extract", "rich.tqx", "-d", "all")
+        self.assert_files("all", {"code.txt": "größe = 2;\nx < y\n".encode(), "tarmic/document.xml": RICH,
+                                  "media/image1.png": PICTURE, "media/image1.svg": b"<svg/>",
+                                  "tarmic/output.xml": b"<o/>",
+                                  "flowbook.json": (self.folder / "all/flowbook.json").read_bytes()})
+        self.flowbook("extract", "rich.tqx", "-d", "one", "--part", "/media/IMAGE1.png")
+        self.assert_files("one", {"media/image1.png": DATA_URI})
+        self.flowbook("extract", "encrypted.tqx", "-d", "encrypted", code=5, err="the code is encrypted")
+        self.assertEqual((self.folder / "encrypted/tarmic/document.xml").read_bytes(), b"\0\xff cipher")
+        self.flowbook("extract", "badimage.tqx", "-d", "bad", "--images", code=4, err="image1.png")
+        self.assert_files("bad", {"media/image2.png": PICTURE})
+
+    def test_pack_is_the_inverse_of_extract(self):
+        packed = 0
+        for name in sorted(self.fixtures.keys() - {"many.tqx", "damaged.tqx"}):
+            subprocess.run([COMMAND, "extract", name, "-d", "out"], cwd=self.folder, stderr=subprocess.DEVNULL,
+                           timeout=60, check=False)
+            if (self.folder / "out/flowbook.json").exists():
+                with self.subTest(name):
+                    self.flowbook("pack", "out", "-o", "again.tqx", "--force")
+                    one, other = self.flowbook("digest", name, "again.tqx").splitlines()
+                    self.assertEqual(one[:64], other[:64])
+                packed += 1
+            shutil.rmtree(self.folder / "out", ignore_errors=True)
+        self.assertGreater(packed, 25)
+
+    def test_pack_takes_changes_and_leaves_nothing_unsaid(self):
+        self.flowbook("extract", "rich.tqx", "-d", "out")
+        self.write({"out/media/image1.png": b"another", "out/media/image1.svg": b"<svg>\xff</svg>", "out/new.png": b""})
+        self.flowbook("pack", "out", "-o", "a.tqx", code=1, err="flowbook: out/new.png: not packed\n")
+        self.flowbook("extract", "a.tqx", "-d", "again")
+        self.write({"out/flowbook.json": (self.folder / "again/flowbook.json").read_bytes()})
+        (self.folder / "out/new.png").unlink()
+        self.assert_files("again", {str(path.relative_to(self.folder / "out")): path.read_bytes()
+                                    for path in (self.folder / "out").rglob("*") if path.is_file()})
+        manifest = (self.folder / "out/flowbook.json").read_bytes()
+        for name, content, code, err in (
+                ("flowbook.json", b"{", 4, "flowbook.json"), ("flowbook.json", b"{}", 4, "missing or of another type"),
+                ("flowbook.json", manifest.replace(b"/media/image1.png", b"/../rich.tqx"), 4, "no part name"),
+                ("flowbook.json", manifest.replace(b"/tarmic/output.xml", b"/none"), 3, "out/none: there is no such"),
+                ("code.txt", b"changed", 1, "code.txt: not the code of the document beside it")):
+            old = (self.folder / "out" / name).read_bytes()
+            self.write({f"out/{name}": content})
+            self.flowbook("pack", "out", "-o", "b.tqx", code=code, err=err)
+            self.write({f"out/{name}": old})
+        (self.folder / "out/tarmic/output.xml").unlink()
+        (self.folder / "out/tarmic/output.xml").symlink_to(self.folder / "rich.tqx")
+        self.flowbook("pack", "out", "-o", "b.tqx", code=3, err="out/tarmic/output.xml: cannot read")
+        self.assertFalse((self.folder / "b.tqx").exists())
+
+    def test_extract_overwrites_nothing_and_writes_nowhere_else(self):
+        for name in ("out", "elsewhere"):
+            (self.folder / name).mkdir()
+        self.write({"victim": b"mine"})
+        (self.folder / "out/media").symlink_to("../elsewhere")
+        (self.folder / "out/code.txt").symlink_to("../victim")
+        self.flowbook("extract", "rich.tqx", "-d", "out", code=3, err="out/code.txt: cannot write: File exists; ")
+        self.flowbook("extract", "rich.tqx", "-d", "out", "--force", code=3, err="out/media")
+        self.assertFalse((self.folder / "out/code.txt").is_symlink())
+        self.assertEqual((self.folder / "out/code.txt").read_text(encoding="utf-8"), "größe = 2;\nx < y\n")
+        self.assertEqual(((self.folder / "victim").read_bytes(), os.listdir(self.folder / "elsewhere")), (b"mine", []))
+
+    def test_pictures_there_and_back(self):
+        pictures = {"a.png": PICTURE, "b.PNG": PICTURE + b"1", "c": b"\xff\xd8\xff" + bytes(9), "d.svg": b"<svg/>",
+                    "e.webp": b"RIFF\0\0\0\0WEBP12"}
+        self.write({**pictures, "doc.xml": RICH})
+        images = [argument for name in pictures for argument in ("--image", name)]
+        stored = ["image1.png", "image2.png", "image1.jpeg", "image1.svg", "image1.webp"]
+        for source, code in ((["--code", "-"], "x\n"), (["--rich", "doc.xml"], "größe = 2;\nx < y\n")):
+            self.flowbook("new", "new.tqx", "--force", *source, *images, input=b"x")
+            self.assertEqual(self.flowbook("cat", "new.tqx"), code)
+            self.flowbook("extract", "new.tqx", "-d", "out", "--images", "--force")
+            self.assert_files("out/media", dict(zip(stored, pictures.values())))
+
+
+if __name__ == "__main__":
+    unittest.main()
