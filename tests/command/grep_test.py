@@ -1,8 +1,11 @@
 #!/usr/bin/env python3
 """Tests of grep. usage: grep_test.py FLOWBOOK_COMMAND [unittest arguments]"""
 
+import sys
 import unittest
+from pathlib import Path
 
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "support"))
 from harness import Case, CommandTest
 
 CASES = [

@@ -9,8 +9,11 @@ import re
 import signal
 import subprocess
 import time
+import sys
 import unittest
+from pathlib import Path
 
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "support"))
 from harness import COMMAND, RICH, CommandTest, made
 
 

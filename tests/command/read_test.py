@@ -3,9 +3,12 @@
 usage: read_test.py FLOWBOOK_COMMAND [unittest arguments]"""
 
 import json
+import sys
 import unittest
 import zipfile
+from pathlib import Path
 
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "support"))
 from harness import RICH, Case, CommandTest, made
 
 CASES = [

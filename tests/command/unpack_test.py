@@ -4,8 +4,11 @@
 import os
 import shutil
 import subprocess
+import sys
 import unittest
+from pathlib import Path
 
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "support"))
 from harness import COMMAND, DATA_URI, PICTURE, RICH, Case, CommandTest
 
 CASES = [

@@ -5,9 +5,11 @@ usage: usage_test.py FLOWBOOK_COMMAND [unittest arguments]"""
 import os
 import re
 import subprocess
+import sys
 import unittest
 from pathlib import Path
 
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "support"))
 from harness import COMMAND, PICTURE, RICH, Case, CommandTest
 
 # The examples of "new" make the file that those of the others work on.

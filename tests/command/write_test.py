@@ -5,10 +5,13 @@ usage: write_test.py FLOWBOOK_COMMAND [unittest arguments]"""
 import os
 import shlex
 import shutil
+import sys
 import unittest
 import unittest.mock
 import zipfile
+from pathlib import Path
 
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "support"))
 from harness import RICH, Case, CommandTest
 
 CASES = [

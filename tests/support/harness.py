@@ -12,7 +12,6 @@ import unittest
 from collections import namedtuple
 from pathlib import Path
 
-sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "support"))
 import make_fixtures as made
 
 RICH = made.rich(made.paragraph("größe = 2;"), made.paragraph("x &lt; y"))
