@@ -1,6 +1,8 @@
 #include "Commands.hpp"
 #include "flowbook/FlowbookVersion.hpp"
 #include "io/ForEachInput.hpp"
+#include "io/Interruption.hpp"
+#include "io/Program.hpp"
 #include "terminal/Failure.hpp"
 
 #include <csignal>
@@ -28,9 +30,13 @@ void run(Console& console, std::vector<std::string> arguments) {
 }  // namespace flowbook::tool
 
 int main(int argc, char** argv) {
-    // A file that may not grow further is an error like a full disk, not the end of the process.
-    std::signal(SIGXFSZ, SIG_IGN);
+    flowbook::tool::takeOverSignals();
     flowbook::tool::Console console;
-    flowbook::tool::attempt(console, "", [&] { flowbook::tool::run(console, {argv + 1, argv + argc}); });
+    try {
+        flowbook::tool::attempt(console, "", [&] { flowbook::tool::run(console, {argv + 1, argv + argc}); });
+    } catch (const flowbook::tool::Interrupted&) {
+        // What was temporary is gone, and with it the reason to wait: the signal ends the process like any other.
+        std::raise(flowbook::tool::Interruption::signal());
+    }
     return static_cast<int>(console.finish());
 }

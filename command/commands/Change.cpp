@@ -1,9 +1,11 @@
 #include "commands/Change.hpp"
 
 #include "commands/AroundCode.hpp"
+#include "fl/i18n/Conversion.hpp"
 #include "flowbook/FlowbookFileUtils.hpp"
 #include "flowbook/FlowbookFileWriter.hpp"
 #include "io/OpenDocument.hpp"
+#include "kit/document/CodeParagraphs.hpp"
 #include "kit/document/RichCodePart.hpp"
 #include "opc/pxservices/CorePropertiesManager.hpp"
 #include "opc/zippackage/ZipPhysicalPackage.hpp"
@@ -42,16 +44,51 @@ bool hasCode(const Change& change, const Input& input, const kit::Document& docu
     return !change.code || (isReadable && input.openReader().getTARMICCode() == asStored(*change.code));
 }
 
-/// Whether nothing is to be done. @throws Failure when the code would replace more than code.
-bool isLikeThat(const Change& change, const Input& input) {
+void requireOnlyCode(const kit::Document& document) {
+    const std::string what = aroundCode(document.richText());
+    if (!what.empty()) {
+        throw Failure(ExitCode::NegativeFinding, "plain code would drop " + what + "; --flatten does it");
+    }
+}
+
+void requireReplaceable(const Change& change, const kit::Document& document) {
+    if (document.form() == kit::CodeForm::Encrypted && !change.replaceEncrypted) {
+        throw Failure(ExitCode::Encrypted, "the code is encrypted; --replace-encrypted replaces it");
+    }
+}
+
+/// The rich code document with this plain code in its paragraphs; nothing when it cannot be told what goes where.
+std::optional<Bytes> withCodeInParagraphs(const Change& change, const kit::Document& document) {
+    if (change.flatten || document.form() != kit::CodeForm::Rich || !document.richText().fault.empty()) {
+        return std::nullopt;
+    }
+    const Bytes stored = document.storedCode();
+    const auto divided = kit::divideCode(kit::codeParagraphs(stored), fl::i18n::to_string(*change.code));
+    return divided ? std::make_optional(kit::withCodeParagraphs(stored, *divided)) : std::nullopt;
+}
+
+/// What is left to do of a change; nothing when the flowbook is like that already.
+/// @throws Failure when the code would replace more than code.
+std::optional<Change> remaining(Change change, const Input& input) {
     const kit::Document document = openDocument(input);
     if (hasCode(change, input, document)) {
-        return change.properties.agreeWith(document.properties());
+        if (change.properties.agreeWith(document.properties())) {
+            return std::nullopt;
+        }
+        change.code.reset();
+        change.rich.reset();
+        return change;
     }
-    if (change.code && !change.flatten) {
+    requireReplaceable(change, document);
+    if (change.code) {
+        change.rich = withCodeInParagraphs(change, document);
+    }
+    if (change.rich) {
+        change.code.reset();
+    } else if (!change.flatten) {
         requireOnlyCode(document);
     }
-    return false;
+    return change;
 }
 
 void setProperties(Package& package, const PropertyOptions& properties) {
@@ -89,18 +126,10 @@ void Change::checkProperties() const {
     properties.applyTo(any);
 }
 
-void requireOnlyCode(const kit::Document& document) {
-    const std::string what = aroundCode(document.richText());
-    if (!what.empty()) {
-        throw Failure(ExitCode::NegativeFinding, "plain code would drop " + what + "; --flatten does it");
-    }
-}
-
 void apply(const Change& change, const Input& input) {
-    if (isLikeThat(change, input)) {
-        return;
+    if (const std::optional<Change> rest = remaining(change, input)) {
+        rest->rich ? saveRich(*rest, input) : save(*rest, input);
     }
-    change.rich ? saveRich(change, input) : save(change, input);
 }
 
 }  // namespace flowbook::tool

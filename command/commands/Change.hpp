@@ -11,8 +11,9 @@ namespace flowbook::tool {
 /// What is to be different about a flowbook.
 struct Change {
     std::optional<std::u16string> code;
-    std::optional<Bytes> rich;  ///< a rich code document; not together with `code`
-    bool flatten = false;       ///< whether `code` may replace a document that holds more than code
+    std::optional<Bytes> rich;      ///< a rich code document; not together with `code`
+    bool flatten = false;           ///< whether `code` may replace a document that holds more than code
+    bool replaceEncrypted = false;  ///< whether `code` or `rich` may replace encrypted code
     PropertyOptions properties;
 
     bool empty() const { return !code && !rich && properties.empty(); }
@@ -21,12 +22,10 @@ struct Change {
     void checkProperties() const;
 };
 
-/// @throws Failure (a negative finding) when plain code would drop something else that the document holds.
-void requireOnlyCode(const kit::Document& document);
-
-/// Makes the change and saves, unless the flowbook is like that already.
+/// Makes the change and saves, unless the flowbook is like that already. Plain code for rich code goes into its code
+/// paragraphs where it can be told which line belongs to which; all else of the document then stays.
 /// @param input  for Purpose::Update. @throws Failure (a negative finding) when the code would replace more
-///               than code; what the library throws.
+///               than code, (encrypted) when it would replace encrypted code; what the library throws.
 void apply(const Change& change, const Input& input);
 
 }  // namespace flowbook::tool

@@ -1,17 +1,21 @@
 #include "Commands.hpp"
 #include "commands/Change.hpp"
+#include "fl/i18n/Conversion.hpp"
 #include "io/CodeText.hpp"
 #include "io/ForEachInput.hpp"
 #include "io/OpenDocument.hpp"
 #include "io/Program.hpp"
 #include "io/SharedOptions.hpp"
 #include "io/TemporaryFolder.hpp"
+#include "kit/document/EditText.hpp"
+#include "opc/Exception.hpp"
 #include "opc/Limits.hpp"
 #include "terminal/Failure.hpp"
 #include "terminal/Text.hpp"
 
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 
 namespace flowbook::tool {
 
@@ -51,51 +55,113 @@ private:
     void (*quit_)(int);
 };
 
+/// A command of a shell that becomes the editor, where that is a single program: signals then reach it.
+std::string editorCommand() {
+    constexpr char kPlain[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789 _-+./,@%";
+    const std::string command = editor();
+    const bool isPlain = command.find_first_not_of(kPlain) == std::string::npos;
+    return (isPlain ? "exec " : "") + command + " \"$@\"";
+}
+
 void runEditor(const std::string& file) {
     const UntroubledBySignals untroubled;
-    const int code = runProgram({"sh", "-c", editor() + " \"$@\"", "flowbook", file});
+    const int code = runProgram({"sh", "-c", editorCommand(), "flowbook", file});
     if (code != 0) {
         throw Failure(ExitCode::InputOutput, "the editor ended with " + std::to_string(code));
     }
 }
 
 /// The edited text as code: a line feed at its end that only the file in the editor had is taken off.
-std::u16string codeFrom(Bytes text, const std::u16string& before, const std::string& file) {
-    if (!text.empty() && text.back() == '\n' && (before.empty() || before.back() != u'\n')) {
+std::u16string codeFrom(std::u16string text, const std::u16string& before) {
+    if (!text.empty() && text.back() == u'\n' && (before.empty() || before.back() != u'\n')) {
         text.pop_back();
     }
-    return fromUtf8(text, file);
+    return text;
 }
 
-void save(const Input& input, const Bytes& text, const std::u16string& before, const EditOptions& options) {
-    if (input.openReader().getTARMICCode() != before) {
-        throw Failure(ExitCode::InputOutput, "", "the code was changed meanwhile", "conflict");
+/// The code of one flowbook while it is in the editor.
+class Editing {
+public:
+    Editing(const Input& input, bool flatten) : input_(input), flatten_(flatten) {
+        const kit::Document document = openDocument(input);
+        stored_ = document.storedCode();
+        if (!flatten && document.form() == kit::CodeForm::Rich) {
+            isRich_ = true;
+            text_ = kit::editText(stored_);
+        } else {
+            const FlowbookFileReader reader = input.openReader();
+            code_ = reader.getTARMICCode();
+            text_ = readCodeText(reader);
+        }
     }
-    Change change;
-    change.code = codeFrom(text, before, options.file);
-    change.flatten = options.flatten;
-    apply(change, input);
+
+    const std::string& text() const noexcept { return text_; }
+
+    /// @param file  where the text is, for messages.
+    void save(const Bytes& edited, const std::string& file) const {
+        const std::u16string text = fromUtf8(edited, file);
+        if (openDocument(input_).storedCode() != stored_) {
+            throw Failure(ExitCode::InputOutput, "", "the code was changed meanwhile", "conflict");
+        }
+        Change change;
+        change.flatten = flatten_;
+        if (isRich_) {
+            change.rich = documentOf(text);
+        } else {
+            change.code = codeFrom(text, code_);
+        }
+        apply(change, input_);
+    }
+
+private:
+    Bytes documentOf(const std::u16string& text) const {
+        try {
+            return kit::withEditText(stored_, fl::i18n::to_string(text));
+        } catch (const opc::Exception& refusal) {
+            throw Failure(ExitCode::NegativeFinding, refusal.what());
+        }
+    }
+
+    const Input& input_;
+    bool flatten_;
+    bool isRich_ = false;
+    Bytes stored_;
+    std::u16string code_;
+    std::string text_;
+};
+
+/// Keeps the folder if the user has changed the text in it, or if that cannot be told.
+/// @returns whether it is kept.
+bool keepIfChanged(TemporaryFolder& folder, const std::string& file, const std::string& text) {
+    bool isChanged = false;
+    try {
+        isChanged = toText(readBytes(file, opc::Limits().maxPartSize)) != text;
+    } catch (const std::exception&) {
+        isChanged = std::filesystem::exists(file);
+    }
+    if (isChanged) {
+        folder.keep();
+    }
+    return isChanged;
 }
 
 void edit(const Input& input, const EditOptions& options) {
-    if (!options.flatten) {
-        requireOnlyCode(openDocument(input));
-    }
-    const FlowbookFileReader reader = input.openReader();
-    const std::string text = readCodeText(reader);
+    const Editing editing(input, options.flatten);
     TemporaryFolder folder;
-    const std::string file = folder.put("code.txt", text);
+    const std::string file = folder.put("code.txt", editing.text());
     try {
         runEditor(file);
         const Bytes edited = readBytes(file, opc::Limits().maxPartSize);
-        if (toText(edited) != text) {
-            save(input, edited, reader.getTARMICCode(), options);
+        if (toText(edited) != editing.text()) {
+            editing.save(edited, file);
         }
     } catch (const Interrupted&) {
-        folder.keep();
+        keepIfChanged(folder, file, editing.text());
         throw;
     } catch (const std::exception&) {
-        folder.keep();
+        if (!keepIfChanged(folder, file, editing.text())) {
+            throw;
+        }
         const Diagnosis diagnosis = diagnose();
         throw Failure(diagnosis.code, diagnosis.file,
                       input.inWords(diagnosis.message) + "; the edited text is kept in " + file);
@@ -104,9 +170,13 @@ void edit(const Input& input, const EditOptions& options) {
 
 constexpr char kEditDescription[] =
     "Opens the code in the editor that VISUAL or EDITOR names, else in vi, and saves it when it was "
-    "changed. A flowbook that something else changed meanwhile is not overwritten. When saving fails, the "
-    "text is kept, and the message names its place. Code that would lose what is around it is refused "
-    "with 1, unless --flatten is given.";
+    "changed.\n\n"
+    "Of rich code, each code paragraph is a line, or stands between '::{' and '::}'. Other lines that begin "
+    "with '::' are prose, which is kept as it is; removing such a line removes what it stands for, and one "
+    "that was changed is refused with its number and 1. With --flatten the code alone is opened, and what "
+    "is around it is dropped.\n\n"
+    "A flowbook that something else changed meanwhile is not overwritten, nor saved under another name "
+    "than the one given. When saving fails, the text is kept, and the message names its place.";
 
 constexpr char kEditExamples[] = "EDITOR='sed -i s/mean/median/' flowbook edit analysis.tqx";
 

@@ -3,7 +3,6 @@
 #include "io/Input.hpp"
 #include "io/NewFile.hpp"
 #include "io/Program.hpp"
-#include "io/TemporaryFolder.hpp"
 #include "opc/Limits.hpp"
 #include "terminal/Failure.hpp"
 
@@ -27,18 +26,18 @@ const std::pair<std::string, std::string> kSettings[] = {
 const std::string kAttributes[] = {"*.[tT][qQ][xX] diff=flowbook merge=flowbook",
                                    "*.[tT][qQ][aA][pP][pP] diff=flowbook merge=flowbook"};
 
-/// The first line that a git command prints; nothing when it ends with another code than 0.
+/// What a git command prints, less the line feed at its end; nothing when it ends with another code than 0.
 std::optional<std::string> askGit(const std::vector<std::string>& arguments) {
-    const TemporaryFolder folder;
-    const std::string output = folder.path() + "/answer";
     std::vector<std::string> command{"git"};
     command.insert(command.end(), arguments.begin(), arguments.end());
-    if (runProgram(std::move(command), output) != 0) {
+    Answer answer = askProgram(std::move(command));
+    if (answer.code != 0) {
         return std::nullopt;
     }
-    const Bytes answer = readBytes(output, opc::Limits().maxPackageXmlSize);
-    const std::string text(answer.begin(), answer.end());
-    return text.substr(0, text.find('\n'));
+    if (!answer.output.empty() && answer.output.back() == '\n') {
+        answer.output.pop_back();
+    }
+    return std::move(answer.output);
 }
 
 std::string optionOf(GitScope scope) { return scope == GitScope::Global ? "--global" : "--local"; }

@@ -41,8 +41,9 @@ void setAll(Console& console, SetOptions& options) {
 
 constexpr char kSetDescription[] =
     "What is not named stays as it is. A file is updated at once, or not at all, and not touched when "
-    "nothing would change. Plain code that would drop prose or pictures around the code is refused with "
-    "1, unless --flatten is given.";
+    "nothing would change. Plain code for a flowbook with rich code goes into its code paragraphs when it "
+    "has as many lines as they have, or when all that changed lies in one of them. Otherwise, if it would "
+    "drop prose or pictures around the code, it is refused with 1, unless --flatten is given.";
 
 constexpr char kSetExamples[] = "flowbook set analysis.tqx --version 1.3\n"
                                 "make-code | flowbook set analysis.tqx --code - --description ''";
@@ -53,6 +54,8 @@ constexpr auto kSetOptions = optionTable(
     option<&SetOptions::rich>("--rich", '\0', "SOURCE", "File with a rich code document"),
     flag<&SetOptions::change, &Change::flatten>("--flatten", '\0', "Drop what is around the code, if need be")
         .needs("--code"),
+    flag<&SetOptions::change, &Change::replaceEncrypted>("--replace-encrypted", '\0',
+                                                         "Let new code replace encrypted code"),
     kPropertyOptions<&SetOptions::change, &Change::properties>);
 
 }  // namespace

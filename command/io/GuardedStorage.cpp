@@ -1,14 +1,18 @@
 #include "io/GuardedStorage.hpp"
 
 #include "fl/i18n/Conversion.hpp"
+#include "foundation/storage/vfs/StorageError.hpp"
 #include "io/Interruption.hpp"
 
+#include <filesystem>
 #include <unistd.h>
 
 namespace flowbook::tool {
 
 using foundation::storage::vfs::ReadableFile;
 using foundation::storage::vfs::Replacement;
+using foundation::storage::vfs::StorageError;
+using foundation::storage::vfs::StorageErrorKind;
 
 namespace {
 
@@ -41,8 +45,10 @@ private:
 
 }  // namespace
 
-GuardedStorage::GuardedStorage(int descriptor)
-    : descriptor_(descriptor), descriptorPath_(fl::i18n::to_ustring("/proc/self/fd/" + std::to_string(descriptor))) {}
+GuardedStorage::GuardedStorage(int descriptor, std::string path)
+    : descriptor_(descriptor),
+      path_(std::move(path)),
+      descriptorPath_(fl::i18n::to_ustring("/proc/self/fd/" + std::to_string(descriptor))) {}
 
 GuardedStorage::~GuardedStorage() {
     if (descriptor_ != -1) {
@@ -50,10 +56,25 @@ GuardedStorage::~GuardedStorage() {
     }
 }
 
+/// The system tells where a descriptor's file is by now, which after a rename is not where the user named it.
+void GuardedStorage::requirePathStillLeadsHere() const {
+    std::error_code gone;
+    const std::filesystem::path named = std::filesystem::canonical(path_, gone);
+    const std::filesystem::path opened =
+        gone ? named : std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor_), gone);
+    if (gone || named != opened) {
+        throw StorageError(StorageErrorKind::Conflict, fl::i18n::to_string(descriptorPath_) +
+                                                           ": the name no longer leads to the file that was opened");
+    }
+}
+
 std::unique_ptr<Replacement> GuardedStorage::beginReplacement(const std::u16string& name,
                                                               const ReadableFile* replaced) {
     // Held before the temporary is made.
     const Interruption interruption;
+    if (!descriptorPath_.empty()) {
+        requirePathStillLeadsHere();
+    }
     return std::make_unique<GuardedReplacement>(local_.beginReplacement(pathOf(name), replaced));
 }
 

@@ -12,8 +12,9 @@ public:
     GuardedStorage() = default;
 
     /// Every name means this one file, by a descriptor of which the object becomes the owner. So the name
-    /// may be any bytes, and all that is opened is the same version of the file.
-    explicit GuardedStorage(int descriptor);
+    /// may be any bytes, and all that is opened is the same version of the file. It is replaced under the path by which
+    /// it was opened; once that path leads elsewhere, replacing it is a conflict.
+    GuardedStorage(int descriptor, std::string path);
     ~GuardedStorage() override;
 
     std::u16string anchored(const std::u16string& name) const override {
@@ -34,8 +35,11 @@ private:
         return descriptorPath_.empty() ? name : descriptorPath_;
     }
 
+    void requirePathStillLeadsHere() const;
+
     foundation::storage::vfs::LocalStorage local_;
     int descriptor_ = -1;
+    std::string path_;
     std::u16string descriptorPath_;
 };
 

@@ -118,7 +118,7 @@ void Input::openByDescriptor() {
     if (descriptor == -1) {
         throwReadingFailure(argument_);
     }
-    const auto storage = std::make_shared<GuardedStorage>(descriptor);
+    const auto storage = std::make_shared<GuardedStorage>(descriptor, argument_);
     name_ = kOtherName;
     path_ = storage->descriptorPath();
     storage_ = StorageSystemReference(storage);

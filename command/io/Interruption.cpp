@@ -64,4 +64,6 @@ void Interruption::check() {
 
 bool Interruption::hasCome() noexcept { return signalThatCame != 0; }
 
+int Interruption::signal() noexcept { return signalThatCame; }
+
 }  // namespace flowbook::tool

@@ -21,6 +21,9 @@ public:
     static void check();
 
     static bool hasCome() noexcept;
+
+    /// The signal that has come.
+    static int signal() noexcept;
 };
 
 }  // namespace flowbook::tool

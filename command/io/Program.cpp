@@ -1,10 +1,11 @@
 #include "io/Program.hpp"
 
+#include "io/Interruption.hpp"
 #include "terminal/Failure.hpp"
 
 #include <cerrno>
+#include <csignal>
 #include <fcntl.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
@@ -13,58 +14,140 @@ namespace flowbook::tool {
 
 namespace {
 
+/// The signals that this command may set otherwise than its caller did.
+constexpr int kSignals[] = {SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGXFSZ, SIGCHLD};
+
+struct sigaction callers[std::size(kSignals)];
+bool isTakenOver = false;
+
 [[noreturn]] void fail(const std::string& program, int error) {
     throw Failure(ExitCode::InputOutput, "cannot run " + program + ": " + std::generic_category().message(error));
 }
 
-int waitFor(pid_t process, const std::string& program) {
-    int status = 0;
-    while (waitpid(process, &status, 0) < 0) {
-        if (errno != EINTR) {
-            fail(program, errno);
-        }
-    }
-    if (!WIFEXITED(status)) {
-        throw Failure(ExitCode::InputOutput, program + " was ended by signal " + std::to_string(WTERMSIG(status)));
-    }
-    return WEXITSTATUS(status);
-}
-
-class Redirection {
+/// A pipe whose ends no other program inherits.
+class Pipe {
 public:
-    explicit Redirection(const std::string& output) {
-        posix_spawn_file_actions_init(&actions_);
-        if (!output.empty()) {
-            posix_spawn_file_actions_addopen(&actions_, STDOUT_FILENO, output.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
-                                             0600);
+    Pipe() {
+        if (::pipe2(ends_, O_CLOEXEC) != 0) {
+            fail("a program", errno);
         }
     }
-    Redirection(const Redirection&) = delete;
-    Redirection& operator=(const Redirection&) = delete;
-    ~Redirection() { posix_spawn_file_actions_destroy(&actions_); }
+    Pipe(const Pipe&) = delete;
+    Pipe& operator=(const Pipe&) = delete;
+    ~Pipe() {
+        closeWriting();
+        ::close(ends_[0]);
+    }
 
-    const posix_spawn_file_actions_t* get() const noexcept { return &actions_; }
+    int writing() const noexcept { return ends_[1]; }
+
+    void closeWriting() noexcept {
+        if (ends_[1] != -1) {
+            ::close(ends_[1]);
+        }
+        ends_[1] = -1;
+    }
+
+    /// What comes until all writing ends are closed.
+    std::string readAll() const {
+        std::string all;
+        char block[4096];
+        for (;;) {
+            const ssize_t count = ::read(ends_[0], block, sizeof block);
+            if (count > 0) {
+                all.append(block, static_cast<std::size_t>(count));
+            } else if (count == 0 || errno != EINTR) {
+                return all;
+            }
+        }
+    }
 
 private:
-    posix_spawn_file_actions_t actions_{};
+    int ends_[2] = {-1, -1};
 };
 
-}  // namespace
+void restoreSignals() {
+    for (std::size_t i = 0; isTakenOver && i < std::size(kSignals); ++i) {
+        ::sigaction(kSignals[i], &callers[i], nullptr);
+    }
+}
 
-int runProgram(std::vector<std::string> command, const std::string& output) {
+/// In the new process, which may only make system calls. @param output  becomes its standard output unless it is -1.
+[[noreturn]] void become(char* const* arguments, int output, int report) {
+    restoreSignals();
+    if (output == -1 || ::dup2(output, STDOUT_FILENO) != -1) {
+        ::execvp(arguments[0], arguments);
+    }
+    const int error = errno;
+    const ssize_t ignored = ::write(report, &error, sizeof error);
+    static_cast<void>(ignored);
+    ::_exit(127);
+}
+
+/// @throws Failure when the program cannot be started.
+pid_t start(std::vector<std::string>& command, int output) {
     std::vector<char*> arguments;
     arguments.reserve(command.size() + 1);
     for (std::string& argument : command) {
         arguments.push_back(argument.data());
     }
     arguments.push_back(nullptr);
-    const Redirection redirection(output);
-    pid_t process = 0;
-    const int error = posix_spawnp(&process, arguments.front(), redirection.get(), nullptr, arguments.data(), environ);
-    if (error != 0) {
-        fail(command.front(), error);
+    Pipe report;
+    const pid_t process = ::fork();
+    if (process == 0) {
+        become(arguments.data(), output, report.writing());
     }
+    if (process < 0) {
+        fail(command.front(), errno);
+    }
+    report.closeWriting();
+    const std::string error = report.readAll();
+    if (error.size() == sizeof(int)) {
+        ::waitpid(process, nullptr, 0);
+        fail(command.front(), *reinterpret_cast<const int*>(error.data()));
+    }
+    return process;
+}
+
+int waitFor(pid_t process, const std::string& program) {
+    int status = 0;
+    while (::waitpid(process, &status, 0) < 0) {
+        if (errno != EINTR) {
+            fail(program, errno);
+        }
+        if (Interruption::hasCome()) {
+            ::kill(process, Interruption::signal());
+        }
+    }
+    Interruption::check();
+    if (!WIFEXITED(status)) {
+        throw Failure(ExitCode::InputOutput, program + " was ended by signal " + std::to_string(WTERMSIG(status)));
+    }
+    return WEXITSTATUS(status);
+}
+
+}  // namespace
+
+void takeOverSignals() {
+    for (std::size_t i = 0; i < std::size(kSignals); ++i) {
+        ::sigaction(kSignals[i], nullptr, &callers[i]);
+    }
+    isTakenOver = true;
+    std::signal(SIGXFSZ, SIG_IGN);
+    std::signal(SIGCHLD, SIG_DFL);
+}
+
+int runProgram(std::vector<std::string> command) {
+    const pid_t process = start(command, -1);
     return waitFor(process, command.front());
+}
+
+Answer askProgram(std::vector<std::string> command) {
+    Pipe pipe;
+    const pid_t process = start(command, pipe.writing());
+    pipe.closeWriting();
+    std::string output = pipe.readAll();
+    return {waitFor(process, command.front()), std::move(output)};
 }
 
 }  // namespace flowbook::tool

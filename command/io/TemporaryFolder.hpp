@@ -1,11 +1,14 @@
 #pragma once
 
+#include "io/Interruption.hpp"
+
 #include <string>
 #include <string_view>
 
 namespace flowbook::tool {
 
-/// A folder that only the user can look into; gone with the object, with the files that were put there.
+/// A folder that only the user can look into; gone with the object, with the files that were put there. A signal that
+/// ends the command waits until then.
 class TemporaryFolder {
 public:
     /// In the folder that TMPDIR names, else in /tmp. @throws Failure.
@@ -23,6 +26,7 @@ public:
     const std::string& path() const noexcept { return path_; }
 
 private:
+    Interruption interruption_;  // released last, when the folder is gone
     std::string path_;
     bool isKept_ = false;
 };

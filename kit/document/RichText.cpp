@@ -44,6 +44,7 @@ struct CodePath {
     bool inRun = false;
     bool isTaking = false;
     std::string text;
+    XmlSpan textSpan{};
 };
 
 /// A paragraph that is being read, with the depth of its element.
@@ -55,17 +56,17 @@ struct OpenParagraph {
 
 class RichTextHandler : public XmlHandler {
 public:
-    explicit RichTextHandler(std::vector<Paragraph>& paragraphs) : paragraphs_(paragraphs) {}
+    explicit RichTextHandler(RichText& text) : text_(text), paragraphs_(text.paragraphs) {}
 
     void startElement(const XmlName& name, const std::vector<XmlAttribute>& attributes, XmlSpan tag) override {
         const std::string_view parent = open_.empty() ? "" : std::string_view(open_.back());
         const bool isWord = name.ns == kWordNamespace;
         const std::string local = isWord ? std::string(name.local) : "?" + std::string(name.local);
-        noteBody(local);
+        noteBody(local, tag);
         if (local == "p") {
             startParagraph(tag);
         } else if (!inside_.empty()) {
-            noteCodePath(local, attributes);
+            noteCodePath(local, attributes, tag);
             noteProperty(parent, local, attributes);
             noteContent(local, attributes);
         }
@@ -75,10 +76,11 @@ public:
     void endElement(const XmlName&, XmlSpan tag) override {
         const std::string local = std::move(open_.back());
         open_.pop_back();
+        leaveBody(tag);
         if (!inside_.empty() && inside_.back().depth == open_.size()) {
             endParagraph(tag);
         } else if (!inside_.empty()) {
-            leave(local);
+            leave(local, tag);
         }
     }
 
@@ -96,10 +98,21 @@ private:
     Paragraph& paragraph() { return paragraphs_[inside_.back().index]; }
     std::size_t depthInParagraph() const { return open_.size() - inside_.back().depth; }
 
-    void noteBody(const std::string& local) {
+    void noteBody(const std::string& local, XmlSpan tag) {
         if (open_.size() == 1) {
             isFirstBody_ = local == "body" && !sawBody_;
             sawBody_ = sawBody_ || local == "body";
+            text_.body = isFirstBody_ ? XmlSpan{tag.end, tag.end} : text_.body;
+        } else if (open_.size() == 2 && isFirstBody_) {
+            text_.blocks.push_back(tag);
+        }
+    }
+
+    void leaveBody(XmlSpan tag) {
+        if (open_.size() == 1 && isFirstBody_) {
+            text_.body.end = tag.begin;
+        } else if (open_.size() == 2 && isFirstBody_) {
+            text_.blocks.back().end = tag.end;
         }
     }
 
@@ -117,25 +130,27 @@ private:
         paragraph().span.end = tag.end;
         if (paragraph().isBlock && path.isCode && path.sawText) {
             paragraph().code = std::move(path.text);
+            paragraph().codeText = path.textSpan;
         }
         inside_.pop_back();
     }
 
-    void leave(const std::string& local) {
+    void leave(const std::string& local, XmlSpan tag) {
         if (local == "r") {
             const std::string link = look_.link;
             look_ = Run();
             look_.link = link;
         } else if (local == "hyperlink") {
             look_.link.clear();
-        } else if (local == "t") {
+        } else if (local == "t" && inside_.back().path.isTaking && depthInParagraph() == 2) {
             inside_.back().path.isTaking = false;
+            inside_.back().path.textSpan.end = tag.begin;
         }
     }
 
     static bool isFirst(bool& seen) { return !std::exchange(seen, true); }
 
-    void noteCodePath(const std::string& local, const std::vector<XmlAttribute>& attributes) {
+    void noteCodePath(const std::string& local, const std::vector<XmlAttribute>& attributes, XmlSpan tag) {
         CodePath& path = inside_.back().path;
         const std::size_t depth = depthInParagraph();
         if (depth == 1) {
@@ -145,6 +160,7 @@ private:
             path.isCode = valueOf(attributes, kWordNamespace, "val") == "code";
         } else if (depth == 2 && path.inRun && local == "t") {
             path.isTaking = isFirst(path.sawText);
+            path.textSpan = path.isTaking ? XmlSpan{tag.end, tag.end} : path.textSpan;
         }
     }
 
@@ -207,6 +223,7 @@ private:
         paragraph().runs.push_back(std::move(run));
     }
 
+    RichText& text_;
     std::vector<Paragraph>& paragraphs_;
     std::vector<std::string> open_;  ///< local names; "?" before those of other namespaces
     std::vector<OpenParagraph> inside_;
@@ -232,7 +249,7 @@ std::string Paragraph::text() const {
 
 RichText readRichText(const fl::Bytes& document, const std::string& where) {
     RichText result;
-    RichTextHandler handler(result.paragraphs);
+    RichTextHandler handler(result);
     try {
         readXml(document, where, XmlEncoding::Utf8, handler);
     } catch (const opc::Exception& failure) {

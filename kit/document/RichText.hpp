@@ -34,6 +34,7 @@ struct Paragraph {
     std::optional<std::string> code;
     bool isBlock = false;  ///< whether it stands directly in the body
     XmlSpan span{};        ///< in the document's bytes
+    XmlSpan codeText{};    ///< of the element that `code` was read from, between its tags; empty for <w:t/>
 
     /// The text of all runs.
     std::string text() const;
@@ -42,6 +43,8 @@ struct Paragraph {
 /// The paragraphs of a rich code document in document order, those of tables and boxes included.
 struct RichText {
     std::vector<Paragraph> paragraphs;
+    XmlSpan body{};               ///< what the first body holds, in the document's bytes; empty when there is none
+    std::vector<XmlSpan> blocks;  ///< the children of that body, paragraphs or not
     /// Why the paragraphs end before the document does; empty when all were read.
     std::string fault;
 };

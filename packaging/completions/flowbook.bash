@@ -20,7 +20,7 @@ _flowbook() {
     html) options='--files-from -0 --null -j --jobs --allow-empty -o --output -d --directory --force' ;;
     show) options='' ;;
     new) options='--code --rich --image --title --description --version --force --binary' ;;
-    set) options='--files-from -0 --null -j --jobs --allow-empty --code --rich --flatten --title --description --version' ;;
+    set) options='--files-from -0 --null -j --jobs --allow-empty --code --rich --flatten --replace-encrypted --title --description --version' ;;
     edit) options='--flatten' ;;
     pack) options='-o --output --force --binary' ;;
     copy) options='--force --binary' ;;

@@ -78,6 +78,7 @@ complete -c flowbook -n '__fish_seen_subcommand_from set' -l allow-empty -d 'A f
 complete -c flowbook -n '__fish_seen_subcommand_from set' -l code -r -d 'File with plain code'
 complete -c flowbook -n '__fish_seen_subcommand_from set' -l rich -r -d 'File with a rich code document'
 complete -c flowbook -n '__fish_seen_subcommand_from set' -l flatten -d 'Drop what is around the code, if need be'
+complete -c flowbook -n '__fish_seen_subcommand_from set' -l replace-encrypted -d 'Let new code replace encrypted code'
 complete -c flowbook -n '__fish_seen_subcommand_from set' -l title -x -d 'Title'
 complete -c flowbook -n '__fish_seen_subcommand_from set' -l description -x -d 'Description'
 complete -c flowbook -n '__fish_seen_subcommand_from set' -l version -x -d 'Version of the document'

@@ -10,12 +10,14 @@
 #include "opc/zippackage/ZipWriter.hpp"
 
 #include <algorithm>
+#include <map>
 #include <optional>
 
 namespace opc::zippackage {
 
 using foundation::storage::vfs::ReadableFile;
 using foundation::storage::vfs::Replacement;
+using interfaces::CompressionType;
 using interfaces::OpenMode;
 using interfaces::PhysicalEntry;
 using interfaces::PlannedEntry;
@@ -40,6 +42,44 @@ private:
     ZipInput input_;
     ZipIndex index_;
     ZipEntryReader reader_;
+};
+
+/// The entries of an open container that are stored and not deflated. New content of one that somebody chose to store
+/// is stored too: a version control system sees what stayed the same in a container of stored entries.
+class StoredEntries {
+public:
+    /// @param container  null for one that is made anew.
+    explicit StoredEntries(const OpenContainer* container) : container_(container) {
+        if (container == nullptr) {
+            return;
+        }
+        for (const ZipEntry& entry : container->index().entries) {
+            if (entry.method == kStored) {
+                stored_.emplace(entry.name, &entry);
+            }
+        }
+        isAll_ = stored_.size() == container->index().entries.size();
+    }
+
+    /// Whether an entry was stored as all entries were, or although deflating would have made it smaller. One that was
+    /// merely too short to gain says nothing about how longer content should be kept.
+    bool hasByChoice(std::string_view name, DeflateCodec& codec) const {
+        const auto found = stored_.find(name);
+        return found != stored_.end() && (isAll_ || gainsByDeflating(*found->second, codec));
+    }
+
+private:
+    bool gainsByDeflating(const ZipEntry& entry, DeflateCodec& codec) const {
+        try {
+            return !codec.deflate(asText(container_->reader().read(entry))).empty();
+        } catch (const Exception&) {
+            return false;  // The old content is damaged, and is being replaced.
+        }
+    }
+
+    const OpenContainer* container_;
+    std::map<std::string_view, const ZipEntry*> stored_;
+    bool isAll_ = false;
 };
 
 std::vector<PhysicalEntry> entriesOf(const ZipIndex& index) {
@@ -148,9 +188,11 @@ void ZipPhysicalPackage::Impl::write(const std::vector<PlannedEntry>& plan, Repl
         ZipInput::Buffer buffer;
         writer.addCarried(container_->input(), entry, container_->reader().locate(entry, buffer));
     };
+    const StoredEntries stored(container_.get());
     for (const PlannedEntry& entry : plan) {
         if (entry.content != nullptr) {
-            writer.addContent(entry.name, *entry.content, entry.compression);
+            const bool staysStored = stored.hasByChoice(entry.name, codec);
+            writer.addContent(entry.name, *entry.content, staysStored ? CompressionType::None : entry.compression);
         } else {
             carry(container_->index().entries[entry.carried]);
         }

@@ -88,6 +88,24 @@ TEST_F(ZipCommitTest, CarriesOverAsItIsWhatIsNotChanged) {
     EXPECT_TRUE(stored() == expected.bytes());
 }
 
+TEST_F(ZipCommitTest, StoresWhatWasStoredByChoice) {
+    const std::string prose = proseOf(500);
+    const auto isStoredAfter = [&](const std::vector<BuiltEntry>& before) {
+        ZipFile file;
+        file.entries = before;
+        put(file.bytes());
+        commit(package(), OpenMode::Update, {fresh("a", prose)});
+        ZipFile expected;
+        expected.entries = {{"a", prose}};
+        return stored() == expected.bytes();
+    };
+    EXPECT_TRUE(isStoredAfter({{"a", proseOf(400)}, {"b", prose, true}}));
+    EXPECT_TRUE(isStoredAfter({{"a", ""}, {"b", noiseOf(9)}}));
+    EXPECT_FALSE(isStoredAfter({{"a", ""}, {"b", prose, true}}));
+    EXPECT_FALSE(isStoredAfter({{"a", prose, true}, {"b", prose}}));
+    EXPECT_FALSE(isStoredAfter({{"b", prose}}));
+}
+
 TEST_F(ZipCommitTest, CarriesOverWhatFollowsEachOtherAndWhatDoesNot) {
     ZipFile whole;
     for (const char* const name : {"0", "1", "2", "3"}) {
