@@ -13,17 +13,19 @@ from pathlib import Path
 
 # Where quoted and angled names are looked for, as the build does, and the area that each root belongs to.
 ROOTS = {"include": "api", "platform/include": "platform-api", "src": "src", "platform/src": "platform-src",
-         "platform/plainxml": "plainxml", "kit": "kit", "command": "command", "python/native": "python"}
+         "platform/plainxml": "plainxml", "platform/strictxml": "strictxml", "kit": "kit", "command": "command",
+         "python/native": "python"}
 MORE_PLACES = ["", "platform"]
 
 # The areas that an area may include, its own among them.
 AREAS = {
     "platform-api": {"platform-api"},
-    "platform-src": {"platform-api", "platform-src", "plainxml"},
+    "platform-src": {"platform-api", "platform-src", "plainxml", "strictxml"},
     "plainxml": {"plainxml"},
+    "strictxml": {"strictxml", "platform-src"},
     "api": {"api", "platform-api"},
     "src": {"api", "platform-api", "src", "plainxml"},
-    "kit": {"api", "platform-api", "kit"},
+    "kit": {"api", "platform-api", "kit", "strictxml"},
     "command": {"api", "platform-api", "kit", "command"},
     "python": {"api", "platform-api", "kit", "python"},
 }
@@ -83,7 +85,7 @@ FORBIDDEN_STANDARD = {"filesystem", "fstream"}
 FORBIDDEN_BOOST = ("boost/filesystem", "boost/iostreams", "boost/json", "boost/property_tree")
 PROCESSOR = "emmintrin.h"  # the instructions of every x86-64
 XML_ROOMS = {"utils", "writer"}
-PLAINXML_ROOMS = {"utils", "opc/xml", "opc/xml/dom"}
+XML_READERS = {"plainxml": {"utils", "opc/xml", "opc/xml/dom"}, "strictxml": {"opc/xml", "document"}}
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.MULTILINE)
 
@@ -154,9 +156,11 @@ class Checker:
         return "outside the layers", file.as_posix()
 
     def reason_against_room(self, area, room, target_area, target_name):
-        if "plainxml" in {area, target_area}:
-            return None if area == target_area or room in PLAINXML_ROOMS else f"{room} may not parse XML"
+        if target_area in XML_READERS:
+            return None if area == target_area or room in XML_READERS[target_area] else f"{room} may not parse XML"
         target_room = self.room_of(target_area, Path(target_name))
+        if area == "strictxml" and target_room != "fl":
+            return f"strictxml may not use {target_room}"
         if target_room == room:
             return None
         same_side = area in ROOMS and ROOMS[area] is ROOMS.get(target_area)
@@ -168,12 +172,14 @@ class Checker:
             return "there is no such header"
         if area == "kit" and name.startswith("CLI/"):
             return "arguments belong to the command"
-        if area not in {"src", "api", "plainxml"}:
+        if name == "expat.h":
+            return None if area == "strictxml" else "strictxml alone uses Expat"
+        if area not in {"src", "api", *XML_READERS}:
             return None
         if name == PROCESSOR:
             return None
-        if area == "plainxml" and not re.fullmatch(r"[a-z_0-9]+", name):
-            return "plainxml sees the standard library only"
+        if area in XML_READERS and not re.fullmatch(r"[a-z_0-9]+", name):
+            return f"{area} sees the standard library only"
         if name.startswith("xercesc/"):
             return None if area == "src" and room in XML_ROOMS else f"{room} may not parse XML"
         if name.startswith("boost/") and not name.startswith(FORBIDDEN_BOOST):
@@ -204,6 +210,18 @@ SELF_TEST = [
     ("platform/src/opc/xml/Plain.cpp", "plainxml/Reader.hpp", False),
     ("platform/plainxml/Up.cpp", "fl/Text.hpp", True),
     ("platform/plainxml/Boost.cpp", "boost/optional.hpp", True),
+    ("platform/strictxml/Reader.hpp", "string", False),
+    ("platform/strictxml/Reader.cpp", "expat.h", False),
+    ("platform/src/opc/xml/Strict.cpp", "strictxml/Reader.hpp", False),
+    ("kit/document/Strict.cpp", "strictxml/Reader.hpp", False),
+    ("platform/src/fl/Kept.hpp", "memory", False),
+    ("platform/strictxml/Kept.cpp", "fl/Kept.hpp", False),
+    ("platform/strictxml/Up.cpp", "opc/Zip.hpp", True),
+    ("platform/strictxml/Public.cpp", "fl/Text.hpp", True),
+    ("platform/src/opc/xml/Scan.cpp", "expat.h", True),
+    ("platform/src/opc/model/Strict.cpp", "strictxml/Reader.hpp", True),
+    ("src/utils/Strict.cpp", "strictxml/Reader.hpp", True),
+    ("kit/check/Strict.cpp", "strictxml/Reader.hpp", True),
     ("src/reader/Plain.cpp", "plainxml/Reader.hpp", True),
     ("platform/src/opc/model/Plain.cpp", "plainxml/Reader.hpp", True),
     ("platform/include/opc/Plain.hpp", "plainxml/Reader.hpp", True),

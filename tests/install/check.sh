@@ -69,6 +69,22 @@ check_consumer() {
     diff <(printf 'Hello\nx = 1;\ny = x + 1;\n') <(./read)
 }
 
+# Every library and program that is installed has the protections that the build asks for.
+case_hardening() {
+    skip_without objdump
+    local file headers
+    while read -r file; do
+        headers=$(readelf --wide --file-header --segments --dynamic "$file" 2>/dev/null) || continue
+        grep -q GNU_RELRO <<<"$headers" || fail "$file has no read-only relocations"
+        grep -qE 'FLAGS.* (BIND_)?NOW' <<<"$headers" || fail "$file is not bound at its start"
+        grep -qE 'Type: +DYN' <<<"$headers" || fail "$file cannot be loaded at any address"
+        [[ $(uname -m) != x86_64 ]] || (($(objdump -d "$file" | grep -c endbr64) > 1)) ||
+            fail "$file has no marks of where calls may lead"
+        readelf --wide --dyn-syms "$file" | grep -q __stack_chk_fail || fail "$file has no stack protector"
+    done < <(find "$prefix" -type f \( -name '*.so*' -o -path '*/bin/*' \))
+    readelf --wide --dyn-syms "$prefix/bin/flowbook" | grep -q '__[a-z]*_chk' || fail "no checks of buffers"
+}
+
 case_find_package() { check_consumer find_package "-DCMAKE_PREFIX_PATH=$prefix"; }
 case_pkg_config() { check_consumer pkg_config -DFLOWBOOK_BY_PKG_CONFIG=ON; }
 

@@ -18,6 +18,7 @@ namespace opc::pxservices::detail {
 using model::detail::PackageXmlHandler;
 using model::detail::XmlElement;
 using model::detail::XmlFault;
+using model::detail::XmlName;
 using model::detail::XmlRange;
 using model::detail::XmlWriter;
 
@@ -102,7 +103,7 @@ public:
         }
     }
 
-    void endElement(XmlRange tag) override {
+    void endElement(const XmlName&, XmlRange tag) override {
         --depth_;
         if (depth_ == 0) {
             document_.rootEnd_ = tag;

@@ -54,7 +54,7 @@ bool takePlain(std::string_view document, FlatXmlHandler& handler) {
             return false;
         }
         if (event == Reader::Event::End) {
-            handler.endElement({});
+            handler.endElement({}, {});
         } else if (describe(reader, element)) {
             handler.startElement(element);
         } else {
@@ -90,7 +90,7 @@ void FlatXmlHandler::startElement(const XmlElement& element) {
     }
 }
 
-void FlatXmlHandler::endElement(XmlRange) { --depth_; }
+void FlatXmlHandler::endElement(const XmlName&, XmlRange) { --depth_; }
 
 void FlatXmlHandler::characters(std::string_view text) {
     if (depth_ == 1 && text.find_first_not_of(" \t\r\n") != std::string_view::npos) {

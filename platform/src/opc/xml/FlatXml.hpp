@@ -13,7 +13,7 @@ namespace opc::model::detail {
 class FlatXmlHandler : public PackageXmlHandler {
 public:
     void startElement(const XmlElement& element) final;
-    void endElement(XmlRange tag) final;
+    void endElement(const XmlName& name, XmlRange tag) final;
     void characters(std::string_view text) final;
 
     /// The document is read once more, by another parser.
