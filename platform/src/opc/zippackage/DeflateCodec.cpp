@@ -1,7 +1,9 @@
 #include "opc/zippackage/DeflateCodec.hpp"
 
 #include "fl/ThreadKept.hpp"
+#include "opc/zippackage/LiteralDeflate.hpp"
 
+#include <algorithm>
 #include <libdeflate.h>
 #include <new>
 
@@ -9,6 +11,14 @@ namespace opc::zippackage {
 namespace {
 
 constexpr int kLevel = 6;
+
+// Whether there are repetitions in a content is found out from samples of it: one of each 512 KiB, up to 16, which are
+// a sixteenth of the content at most. A sample is longer than the distance over which deflate finds repetitions.
+constexpr std::size_t kSmallestSampled = std::size_t{64} << 10;
+constexpr std::size_t kPerSample = std::size_t{512} << 10;
+constexpr std::size_t kMostSamples = 16;
+constexpr std::size_t kLongestSample = std::size_t{40} << 10;
+constexpr std::size_t kSampledShare = 16;
 
 template <class Owner, class Pointer>
 void own(Owner& owner, Pointer made) {
@@ -51,16 +61,47 @@ std::string_view DeflateCodec::deflate(std::string_view content) {
     if (!compressor_) {
         own(compressor_, libdeflate_alloc_compressor(kLevel));
     }
+    constexpr std::size_t kRoomBehind = 8;  // for deflateLiterals()
     const std::size_t smaller = content.size() - 1;
     if (capacity_ < smaller) {
         packed_.reset();
         capacity_ = 0;
-        packed_ = std::unique_ptr<char[]>(new char[smaller]);
+        packed_ = std::unique_ptr<char[]>(new char[smaller + kRoomBehind]);
         capacity_ = smaller;
     }
     const std::size_t size =
-        libdeflate_deflate_compress(compressor_.get(), content.data(), content.size(), packed_.get(), smaller);
+        isWithoutRepetition(content) ? deflateLiterals(content, packed_.get(), smaller) : search(content, smaller);
     return {packed_.get(), size};
+}
+
+std::size_t DeflateCodec::search(std::string_view content, std::size_t capacity) {
+    return libdeflate_deflate_compress(compressor_.get(), content.data(), content.size(), packed_.get(), capacity);
+}
+
+bool DeflateCodec::isWithoutRepetition(std::string_view content) {
+    if (content.size() < kSmallestSampled) {
+        return false;
+    }
+    const std::size_t samples = std::clamp<std::size_t>(content.size() / kPerSample, 1, kMostSamples);
+    const std::size_t step = content.size() / samples;
+    const std::size_t length = std::min(step / kSampledShare, kLongestSample);
+    for (std::size_t i = 0; i != samples; ++i) {
+        if (!isSampleWithoutRepetition(content.substr(i * step + (step - length) / 2, length))) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// Looks at the codes first, as text takes fewer than five and a half bits a byte and needs no search to be told.
+bool DeflateCodec::isSampleWithoutRepetition(std::string_view sample) {
+    const std::size_t literals = literalCodesSize(sample);
+    if (literals < sample.size() * 11 / 16) {
+        return false;
+    }
+    const std::size_t found = search(sample, sample.size());
+    const bool isSmaller = found != 0;
+    return !isSmaller || literals <= found + found / 256;
 }
 
 std::uint32_t DeflateCodec::checksum(std::string_view content) noexcept {

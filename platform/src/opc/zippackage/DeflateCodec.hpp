@@ -11,8 +11,9 @@ struct libdeflate_decompressor;
 
 namespace opc::zippackage {
 
-/// Deflates and inflates whole entries. What deflating needs is made on first use and kept; what inflating needs is
-/// kept from package to package, one for each thread. Throws std::bad_alloc only.
+/// Deflates and inflates whole entries. A content without repetitions, such as the base64 of a picture, is deflated
+/// without a search for them, which takes most of the time. What deflating needs is made on first use and kept; what
+/// inflating needs is kept from package to package, one for each thread. Throws std::bad_alloc only.
 class DeflateCodec {
 public:
     struct Inflated {
@@ -34,6 +35,11 @@ private:
     struct Deleter {
         void operator()(libdeflate_compressor* compressor) const noexcept;
     };
+
+    /// @returns the size of the deflated content, 0 when it is larger than `capacity`.
+    std::size_t search(std::string_view content, std::size_t capacity);
+    bool isWithoutRepetition(std::string_view content);
+    bool isSampleWithoutRepetition(std::string_view sample);
 
     std::unique_ptr<libdeflate_compressor, Deleter> compressor_;
     std::unique_ptr<char[]> packed_;
