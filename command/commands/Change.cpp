@@ -67,17 +67,14 @@ std::optional<Bytes> withCodeInParagraphs(const Change& change, const kit::Docum
     return divided ? std::make_optional(kit::withCodeParagraphs(stored, *divided)) : std::nullopt;
 }
 
-/// What is left to do of a change; nothing when the flowbook is like that already.
-/// @throws Failure when the code would replace more than code.
-std::optional<Change> remaining(Change change, const Input& input) {
+/// Reduces a change to what is left to do. @returns whether anything is. @throws Failure when the code would replace
+/// more than code.
+bool reduce(Change& change, const Input& input) {
     const kit::Document document = openDocument(input);
     if (hasCode(change, input, document)) {
-        if (change.properties.agreeWith(document.properties())) {
-            return std::nullopt;
-        }
         change.code.reset();
         change.rich.reset();
-        return change;
+        return !change.properties.agreeWith(document.properties());
     }
     requireReplaceable(change, document);
     if (change.code) {
@@ -88,7 +85,7 @@ std::optional<Change> remaining(Change change, const Input& input) {
     } else if (!change.flatten) {
         requireOnlyCode(document);
     }
-    return change;
+    return true;
 }
 
 void setProperties(Package& package, const PropertyOptions& properties) {
@@ -127,8 +124,9 @@ void Change::checkProperties() const {
 }
 
 void apply(const Change& change, const Input& input) {
-    if (const std::optional<Change> rest = remaining(change, input)) {
-        rest->rich ? saveRich(*rest, input) : save(*rest, input);
+    Change rest = change;
+    if (reduce(rest, input)) {
+        rest.rich ? saveRich(rest, input) : save(rest, input);
     }
 }
 

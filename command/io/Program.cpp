@@ -15,9 +15,9 @@ namespace flowbook::tool {
 namespace {
 
 /// The signals that this command may set otherwise than its caller did.
-constexpr int kSignals[] = {SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGXFSZ, SIGCHLD};
+constexpr int kTakenOver[] = {SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGXFSZ, SIGCHLD};
 
-struct sigaction callers[std::size(kSignals)];
+struct sigaction callers[std::size(kTakenOver)];
 bool isTakenOver = false;
 
 [[noreturn]] void fail(const std::string& program, int error) {
@@ -67,8 +67,8 @@ private:
 };
 
 void restoreSignals() {
-    for (std::size_t i = 0; isTakenOver && i < std::size(kSignals); ++i) {
-        ::sigaction(kSignals[i], &callers[i], nullptr);
+    for (std::size_t i = 0; isTakenOver && i < std::size(kTakenOver); ++i) {
+        ::sigaction(kTakenOver[i], &callers[i], nullptr);
     }
 }
 
@@ -129,8 +129,8 @@ int waitFor(pid_t process, const std::string& program) {
 }  // namespace
 
 void takeOverSignals() {
-    for (std::size_t i = 0; i < std::size(kSignals); ++i) {
-        ::sigaction(kSignals[i], nullptr, &callers[i]);
+    for (std::size_t i = 0; i < std::size(kTakenOver); ++i) {
+        ::sigaction(kTakenOver[i], nullptr, &callers[i]);
     }
     isTakenOver = true;
     std::signal(SIGXFSZ, SIG_IGN);

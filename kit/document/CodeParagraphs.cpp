@@ -31,7 +31,7 @@ std::string escaped(std::string_view text) {
 }
 
 /// "]]>" would end the section, so each is divided between two sections.
-std::string asCdata(std::string_view text) {
+std::string inSections(std::string_view text) {
     std::string result(kCdataBegin);
     for (std::size_t end = text.find(kCdataEnd); end != std::string_view::npos; end = text.find(kCdataEnd)) {
         result.append(text.substr(0, end + 2)).append(kCdataEnd).append(kCdataBegin);
@@ -120,7 +120,7 @@ std::string withCode(std::string_view document, const Paragraph& paragraph, std:
     }
     const bool isCdata = startsWith(document.substr(old.begin, old.end - old.begin), kCdataBegin);
     return std::string(before) + (endsWith(before, ">") ? "" : ">") +
-           (isCdata ? asCdata(storable(code)) : escaped(storable(code))) + after;
+           (isCdata ? inSections(storable(code)) : escaped(storable(code))) + after;
 }
 
 std::string newCodeParagraph(const std::string& code, bool declares) {
