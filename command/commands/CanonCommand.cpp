@@ -9,22 +9,20 @@ namespace flowbook::tool {
 namespace {
 
 struct CanonOptions {
-    InputOptions inputs;
+    ChangeOptions change;
     bool check = false;
 };
 
-void canon(const Input& input, Report& report, bool onlyCheck) {
+bool canon(const Input& input, bool dryRun) {
     HeldFile file(input);
     const Bytes canonical = kit::canonical(kit::Document(file.bytes()));
     if (canonical == file.bytes()) {
-        return;
+        return false;
     }
-    if (onlyCheck) {
-        report.line(input.argument());
-        report.note(ExitCode::NegativeFinding);
-    } else {
+    if (!dryRun) {
         file.replace(canonical);
     }
+    return true;
 }
 
 constexpr char kCanonDescription[] =
@@ -34,14 +32,17 @@ constexpr char kCanonDescription[] =
 constexpr char kCanonExamples[] = "flowbook canon analysis.tqx\n"
                                   "flowbook canon --check folder";
 
-constexpr auto kCanonOptions = optionTable(
-    kInputs<&CanonOptions::inputs>,
-    flag<&CanonOptions::check>("--check", '\0', "Change nothing; name the files that would change and end with 1"));
+constexpr auto kCanonOptions =
+    optionTable(kChanges<&CanonOptions::change>,
+                flag<&CanonOptions::check>("--check", '\0', "As --dry-run, but end with 1 if a file would change"));
 
 void canonAll(Console& console, CanonOptions& options) {
-    forEachInput(
-        console, options.inputs, [&](const Input& input, Report& report) { canon(input, report, options.check); },
-        Input::Purpose::Update);
+    options.change.dryRun = options.change.dryRun || options.check;
+    changeEachInput(console, options.change, [&](const Input& input, Report& report) {
+        const bool isChanged = canon(input, options.change.dryRun);
+        report.note(isChanged && options.check ? ExitCode::NegativeFinding : ExitCode::Fine);
+        return isChanged;
+    });
 }
 
 }  // namespace

@@ -118,16 +118,13 @@ void save(const Change& change, const Input& input) {
 
 }  // namespace
 
-void Change::checkProperties() const {
-    CoreProperties any;
-    properties.applyTo(any);
-}
-
-void apply(const Change& change, const Input& input) {
+bool apply(const Change& change, const Input& input, bool dryRun) {
     Change rest = change;
-    if (reduce(rest, input)) {
+    const bool isLeft = reduce(rest, input);
+    if (isLeft && !dryRun) {
         rest.rich ? saveRich(rest, input) : save(rest, input);
     }
+    return isLeft;
 }
 
 }  // namespace flowbook::tool

@@ -17,15 +17,13 @@ struct Change {
     PropertyOptions properties;
 
     bool empty() const { return !code && !rich && properties.empty(); }
-
-    /// @throws Failure (usage) for text that cannot be a property.
-    void checkProperties() const;
 };
 
-/// Makes the change and saves, unless the flowbook is like that already. Plain code for rich code goes into its code
-/// paragraphs where it can be told which line belongs to which; all else of the document then stays.
-/// @param input  for Purpose::Update. @throws Failure (a negative finding) when the code would replace more
-///               than code, (encrypted) when it would replace encrypted code; what the library throws.
-void apply(const Change& change, const Input& input);
+/// Makes the change and saves, unless the flowbook is like that already or `dryRun` is set. Plain code for rich code
+/// goes into its code paragraphs where it can be told which line belongs to which; all else of the document then stays.
+/// @param input  for Purpose::Update. @returns whether the flowbook was not like that.
+/// @throws Failure (a negative finding) when the code would replace more than code, (encrypted) when it would replace
+///         encrypted code; what the library throws.
+bool apply(const Change& change, const Input& input, bool dryRun = false);
 
 }  // namespace flowbook::tool

@@ -23,7 +23,7 @@ void tellRecord(Report& report, const std::vector<kit::Finding>& findings) {
     json.key("findings").openArray();
     for (const kit::Finding& finding : findings) {
         json.openObject().field("severity", nameOf(finding.severity)).field("id", finding.id);
-        json.field("part", finding.part).field("place", finding.place).field("words", finding.words).closeObject();
+        json.field("part", finding.part).field("place", finding.place).field("message", finding.words).closeObject();
     }
     json.closeArray();
     report.closeRecord(json);
@@ -61,6 +61,6 @@ void checkAll(Console& console, CheckOptions& options) {
 }  // namespace
 
 const Command kCheck = makeCommand<CheckOptions, kCheckOptions, checkAll>(
-    {"check", "Find what is wrong with flowbooks", kCheckDescription, kCheckExamples});
+    {"check", "Find what is wrong with flowbooks", kCheckDescription, kCheckExamples, "findings[]"});
 
 }  // namespace flowbook::tool

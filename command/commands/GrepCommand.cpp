@@ -57,9 +57,7 @@ private:
         std::size_t count = 0;
         Json json = report.openRecord();
         const bool lines = options_->lines();
-        if (lines) {
-            json.key("matches").openArray();
-        }
+        json.key("matches").openArray();
         search_.search(code, [&](std::size_t number, std::string_view line) {
             ++count;
             if (lines) {
@@ -67,8 +65,8 @@ private:
             }
             return true;
         });
-        (lines ? json.closeArray() : json).count("count", count);
-        report.closeRecord(json);
+        json.closeArray().count("count", count);
+        report.closeRecord(json, count == 0 ? ExitCode::NegativeFinding : ExitCode::Fine);
         return count;
     }
 
@@ -108,6 +106,6 @@ constexpr auto kGrepOptions = optionTable(
 }  // namespace
 
 const Command kGrep = makeCommand<GrepOptions, kGrepOptions, grepAll>(
-    {"grep", "Search the code of flowbooks", kGrepDescription, kGrepExamples});
+    {"grep", "Search the code of flowbooks", kGrepDescription, kGrepExamples, "matches[]"});
 
 }  // namespace flowbook::tool

@@ -1,7 +1,7 @@
 #include "Commands.hpp"
-#include "fl/i18n/Conversion.hpp"
 #include "io/ForEachInput.hpp"
 #include "io/OpenDocument.hpp"
+#include "io/Records.hpp"
 #include "io/SharedOptions.hpp"
 #include "terminal/Failure.hpp"
 #include "terminal/Text.hpp"
@@ -43,8 +43,6 @@ FileInfo look(const kit::Document& document, const Input& input, Report& report)
     return info;
 }
 
-std::string typeOf(const opc::model::Part& part) { return fl::i18n::to_string(part.getContentType().toString()); }
-
 void printField(Report& report, std::string label, const std::string& value) {
     label.resize(12, ' ');
     report.line("  " + label + value);
@@ -76,29 +74,22 @@ void printText(Report& report, const std::string& file, const FileInfo& info) {
 void printRecord(Report& report, const FileInfo& info) {
     Json json = report.openRecord();
     if (info.form) {
-        json.field("code", nameOf(*info.form));
+        json.field("form", nameOf(*info.form));
     }
-    for (const kit::Property& property : info.properties) {
-        json.optionalField(property.label, property.value);
-    }
-    json.key("parts").openArray();
-    for (const opc::model::Part& part : info.parts) {
-        json.openObject().field("name", part.getName().ascii()).field("contentType", typeOf(part));
-        json.count("size", part.getSize()).count("storedSize", part.getStoredSize()).closeObject();
-    }
-    json.closeArray();
+    writeProperties(json, info.properties);
+    writeParts(json, info.parts);
     report.closeRecord(json);
 }
 
 void showInfo(const Input& input, Report& report, bool json) {
     const kit::Document document = openDocument(input);
     const FileInfo info = look(document, input, report);
+    report.note(info.form == kit::CodeForm::None ? ExitCode::NegativeFinding : ExitCode::Fine);
     if (json) {
         printRecord(report, info);
     } else {
         printText(report, input.argument(), info);
     }
-    report.note(info.form == kit::CodeForm::None ? ExitCode::NegativeFinding : ExitCode::Fine);
 }
 
 constexpr char kInfoDescription[] =
@@ -106,7 +97,7 @@ constexpr char kInfoDescription[] =
     "Ends with 1 when a file holds no code. In JSON a property that is absent is null.";
 
 constexpr char kInfoExamples[] = "flowbook info analysis.tqx\n"
-                                 "flowbook info --json folder | jq -r .title";
+                                 "flowbook info --json folder | jq -r .properties.title";
 
 constexpr auto kInfoOptions = optionTable(kInputs<&InfoOptions::inputs>, kJson<&InfoOptions::inputs>);
 
@@ -117,7 +108,8 @@ void infoAll(Console& console, InfoOptions& options) {
 
 }  // namespace
 
-const Command kInfo = makeCommand<InfoOptions, kInfoOptions, infoAll>(
-    {"info", "Tell the form of the code, the properties and the parts", kInfoDescription, kInfoExamples});
+const Command kInfo =
+    makeCommand<InfoOptions, kInfoOptions, infoAll>({"info", "Tell the form of the code, the properties and the parts",
+                                                     kInfoDescription, kInfoExamples, "properties{} parts[]"});
 
 }  // namespace flowbook::tool

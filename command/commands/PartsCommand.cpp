@@ -2,6 +2,7 @@
 #include "fl/i18n/Conversion.hpp"
 #include "io/ForEachInput.hpp"
 #include "io/OpenDocument.hpp"
+#include "io/Records.hpp"
 #include "io/SharedOptions.hpp"
 #include "kit/document/PackageTree.hpp"
 #include "terminal/Text.hpp"
@@ -23,9 +24,7 @@ std::string toText(const std::u16string& text) { return fl::i18n::to_string(text
 
 std::string lastSegment(const std::string& type) { return type.substr(type.find_last_of('/') + 1); }
 
-std::string describe(const opc::model::Part& part) {
-    return part.getName().ascii() + "  " + printable(toText(part.getContentType().toString()));
-}
+std::string describe(const opc::model::Part& part) { return part.getName().ascii() + "  " + printable(typeOf(part)); }
 
 std::string describeTarget(const Row& row) {
     switch (row.kind) {
@@ -47,18 +46,14 @@ std::string describe(const Row& row) {
            describeTarget(row);
 }
 
-void addFields(Json& json, const opc::model::Part& part) {
-    json.field("part", part.getName().ascii()).field("contentType", toText(part.getContentType().toString()));
-}
-
 void addRow(Json& json, const Row& row) {
     static constexpr const char* kKinds[] = {"part", "seen", "external", "missing"};
     json.openObject().count("depth", row.depth).field("source", row.source);
-    json.field("id", toText(row.relationship.getID())).field("type", toText(row.relationship.getType()));
+    json.field("id", toText(row.relationship.getID())).field("relationshipType", toText(row.relationship.getType()));
     json.field("target", toText(row.relationship.getTarget()));
-    json.field("kind", kKinds[static_cast<std::size_t>(row.kind)]);
+    json.field("targetKind", kKinds[static_cast<std::size_t>(row.kind)]);
     if (row.part != nullptr) {
-        addFields(json, *row.part);
+        json.field("part", row.part->getName().ascii());
     }
     json.closeObject();
 }
@@ -81,10 +76,11 @@ public:
         Json json = report_->openRecord();
         json.key("relationships").openArray();
         walk([&json](const Row& row) { addRow(json, row); });
-        json.closeArray().key("unreached").openArray();
+        json.closeArray();
+        writeParts(json, document_.package().getParts());
+        json.key("unreached").openArray();
         for (const opc::model::Part& part : tree_.unreached()) {
-            addFields(json.openObject(), part);
-            json.closeObject();
+            json.text(part.getName().ascii());
         }
         json.closeArray();
         report_->closeRecord(json);
@@ -128,6 +124,7 @@ void partsAll(Console& console, PartsOptions& options) {
 }  // namespace
 
 const Command kParts = makeCommand<PartsOptions, kPartsOptions, partsAll>(
-    {"parts", "Show how the parts of flowbooks refer to each other", kPartsDescription, kPartsExamples});
+    {"parts", "Show how the parts of flowbooks refer to each other", kPartsDescription, kPartsExamples,
+     "relationships[] parts[] unreached[]"});
 
 }  // namespace flowbook::tool

@@ -1,9 +1,24 @@
 #include "commands/PropertyOptions.hpp"
 
+#include "opc/pxservices/CoreProperties.hpp"
+
 #include <algorithm>
 #include <map>
 
 namespace flowbook::tool {
+
+void PropertyOptions::add(const PropertyOptions& others) {
+    for (const auto member : {&PropertyOptions::title, &PropertyOptions::description, &PropertyOptions::version}) {
+        if (others.*member) {
+            this->*member = others.*member;
+        }
+    }
+}
+
+void PropertyOptions::check() const {
+    opc::pxservices::CoreProperties any;
+    applyTo(any);
+}
 
 bool PropertyOptions::agreeWith(const std::vector<kit::Property>& present) const {
     const std::map<std::string, std::optional<std::string>> wanted{

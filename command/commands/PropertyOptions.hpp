@@ -18,6 +18,12 @@ struct PropertyOptions {
 
     bool empty() const { return !title && !description && !version; }
 
+    /// Takes over what `others` have.
+    void add(const PropertyOptions& others);
+
+    /// @throws Failure (usage) for text that cannot be a property.
+    void check() const;
+
     /// Whether properties have these values already.
     bool agreeWith(const std::vector<kit::Property>& present) const;
 

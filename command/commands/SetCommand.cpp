@@ -1,55 +1,87 @@
 #include "Commands.hpp"
 #include "commands/Change.hpp"
+#include "commands/PropertyTable.hpp"
 #include "commands/Sources.hpp"
 #include "io/ForEachInput.hpp"
 #include "io/SharedOptions.hpp"
 #include "terminal/Failure.hpp"
 #include "terminal/Text.hpp"
 
+#include <algorithm>
+
 namespace flowbook::tool {
 
 namespace {
 
 struct SetOptions {
-    InputOptions inputs;
+    ChangeOptions changes;
+    std::optional<std::string> table;
     std::optional<std::string> code;
     std::optional<std::string> rich;
     Change change;
+    PropertyTable rows;
 };
 
 /// Reads what is to be set once for all files.
 void prepare(SetOptions& options) {
     Change& change = options.change;
+    const std::vector<std::string>& files = options.changes.inputs.files;
+    if ((options.code == "-" || options.rich == "-") && std::count(files.begin(), files.end(), "-") != 0) {
+        throw Failure(ExitCode::Usage, "standard input cannot be both the flowbook and what is set");
+    }
     if (options.code) {
         change.code = fromUtf8(readSource(*options.code), *options.code);
     }
     if (options.rich) {
         change.rich = readRichCode(*options.rich);
     }
-    if (change.empty()) {
+    if (options.table) {
+        options.rows = readPropertyTable(*options.table);
+        for (const auto& [file, properties] : options.rows) {
+            properties.check();
+            options.changes.inputs.files.push_back(file);
+        }
+    } else if (change.empty()) {
         throw Failure(ExitCode::Usage, "'set' takes files and at least one thing to set (see flowbook help set)");
     }
-    change.checkProperties();
+    change.properties.check();
 }
 
 void setAll(Console& console, SetOptions& options) {
     prepare(options);
-    forEachInput(
-        console, options.inputs, [&](const Input& input, Report&) { apply(options.change, input); },
-        Input::Purpose::Update);
+    changeEachInput(console, options.changes, [&](const Input& input, Report&) {
+        const auto row = options.rows.find(input.argument());
+        if (options.table && row == options.rows.end()) {
+            throw Failure(ExitCode::Usage, "the table names a folder, where it takes a file");
+        }
+        if (!options.table) {
+            return apply(options.change, input, options.changes.dryRun);
+        }
+        Change change = options.change;
+        change.properties.add(row->second);
+        return apply(change, input, options.changes.dryRun);
+    });
 }
 
 constexpr char kSetDescription[] =
     "What is not named stays as it is. A file is updated at once, or not at all, and not touched when "
     "nothing would change. Plain code for a flowbook with rich code goes into its code paragraphs when it "
     "has as many lines as they have, or when all that changed lies in one of them. Otherwise, if it would "
-    "drop prose or pictures around the code, it is refused with 1, unless --flatten is given.";
+    "drop prose or pictures around the code, it is refused with 1, unless --flatten is given. With '-' as "
+    "INPUT a flowbook comes by standard input and goes, changed, to standard output.";
 
 constexpr char kSetExamples[] = "flowbook set analysis.tqx --version 1.3\n"
+                                "flowbook set --from titles.csv --dry-run\n"
                                 "make-code | flowbook set analysis.tqx --code - --description ''";
 
 constexpr auto kSetOptions = optionTable(
-    kInputs<&SetOptions::inputs>,
+    kChanges<&SetOptions::changes>,
+    option<&SetOptions::table>("--from", '\0', "TABLE", "Set the properties that a table of files has")
+        .excludes("INPUT... --files-from")
+        .explained(
+            "TABLE holds comma-separated values in UTF-8; '-' is standard input. Its first line names the columns: "
+            "file, and some of title, description and version. A cell that is empty leaves the property as it "
+            "is; one that is \"\" empties it."),
     option<&SetOptions::code>("--code", '\0', "SOURCE", "File with plain code").excludes("--rich"),
     option<&SetOptions::rich>("--rich", '\0', "SOURCE", "File with a rich code document"),
     flag<&SetOptions::change, &Change::flatten>("--flatten", '\0', "Drop what is around the code, if need be")

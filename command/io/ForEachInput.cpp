@@ -67,8 +67,7 @@ private:
             report.attempt(&*input, [&] { (*work_)(*input, report); });
         }
         if (json_ && !report.hasRecord()) {
-            Json json = report.openRecord();
-            report.closeRecord(json);
+            report.writeFailureRecord();
         }
     }
 

@@ -93,7 +93,8 @@ Input::Input(const std::string& argument, Purpose purpose) : argument_(argument)
     if (purpose == Purpose::Update && argument == "-") {
         throw Failure(ExitCode::Usage, "standard input is no file that could be changed");
     }
-    if (purpose == Purpose::Update) {
+    const bool isUpdate = purpose != Purpose::Read && argument != "-";
+    if (isUpdate) {
         openByDescriptor();
     } else if (argument == "-" || isPipe(argument)) {
         holdInMemory();
@@ -122,6 +123,13 @@ void Input::openByDescriptor() {
     name_ = kOtherName;
     path_ = storage->descriptorPath();
     storage_ = StorageSystemReference(storage);
+}
+
+Bytes Input::readAll() const {
+    const auto file = storage_->openForReading(name_);
+    Bytes bytes(file->size());
+    file->read(0, bytes.data(), bytes.size());
+    return bytes;
 }
 
 std::string Input::inWords(std::string message) const {

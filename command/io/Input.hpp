@@ -18,7 +18,8 @@ class Input {
 public:
     enum class Purpose {
         Read,
-        Update  ///< all that is opened is the same version of the file
+        Update,         ///< all that is opened is the same version of the file
+        UpdateOrFilter  ///< as before, but "-" may be changed in memory
     };
 
     /// @throws Failure when there is nothing that can be read.
@@ -33,6 +34,11 @@ public:
 
     /// @throws what the reader throws.
     FlowbookFileReader openReader() const { return {name_, storage_}; }
+
+    bool isStandardInput() const noexcept { return argument_ == "-"; }
+
+    /// All bytes, as they are by now. @throws what the storage throws.
+    Bytes readAll() const;
 
     /// A message of the library, with the user's name of the file in the place of name().
     std::string inWords(std::string message) const;

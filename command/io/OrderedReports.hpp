@@ -29,6 +29,8 @@ public:
     /// No more is to be begun.
     void stop();
 
+    const Console& console() const noexcept { return *console_; }
+
     /// Says how many of all failed, unless only one was worked on.
     void summarize(std::size_t inputs);
 

@@ -1,7 +1,10 @@
 #include "io/Report.hpp"
 
+#include "fl/i18n/Conversion.hpp"
+#include "fl/i18n/ConversionError.hpp"
 #include "io/Interruption.hpp"
 #include "io/OrderedReports.hpp"
+#include "kit/document/Pictures.hpp"
 
 #include <algorithm>
 
@@ -10,6 +13,18 @@ namespace flowbook::tool {
 namespace {
 
 constexpr std::size_t kMostKept = std::size_t{1} << 20;
+
+/// The version of the records of --json, which docs/json.md describes.
+constexpr std::uint64_t kSchema = 2;
+
+bool isUtf8(const std::string& text) {
+    try {
+        fl::i18n::utf8_to_ustring(text);
+        return true;
+    } catch (const fl::i18n::ConversionError&) {
+        return false;
+    }
+}
 
 }  // namespace
 
@@ -40,16 +55,34 @@ void Report::note(ExitCode code) { noted_ = std::max(noted_, code); }
 Json Report::openRecord() {
     hasRecord_ = true;
     Json json(*this);
-    json.openObject().count("schema", 1).field("file", file_);
+    json.openObject().count("schema", kSchema).field("command", reports_->console().command()).field("file", file_);
+    if (!isUtf8(file_)) {
+        const std::string uri = kit::writeDataUri({";base64", toBytes(file_)});
+        json.field("fileBase64", uri.substr(uri.find(',') + 1));
+    }
     return json;
 }
 
-void Report::closeRecord(Json& json) {
+void Report::writeFailureRecord() {
+    Json json = openRecord();
+    std::string_view record = reports_->console().record();
+    while (!record.empty()) {
+        const std::string_view field = record.substr(0, record.find(' '));
+        json.key(field.substr(0, field.size() - 2));
+        field.back() == ']' ? json.openArray().closeArray() : json.openObject().closeObject();
+        record.remove_prefix(std::min(field.size() + 1, record.size()));
+    }
+    closeRecord(json);
+}
+
+void Report::closeRecord(Json& json, ExitCode finding) {
     const auto worst = std::max_element(failures_.begin(), failures_.end(),
                                         [](const auto& a, const auto& b) { return a.code < b.code; });
+    const ExitCode code = std::max({noted_, finding, worst == failures_.end() ? ExitCode::Fine : worst->code});
+    json.count("exit", static_cast<std::uint64_t>(code));
     if (worst != failures_.end()) {
-        json.key("error").openObject().count("code", static_cast<std::uint64_t>(worst->code));
-        json.field("kind", worst->kind).field("message", worst->message).closeObject();
+        json.key("error").openObject().field("kind", worst->kind);
+        json.count("exit", static_cast<std::uint64_t>(worst->code)).field("message", worst->message).closeObject();
     }
     json.closeObject();
     line("");

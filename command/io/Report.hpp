@@ -40,8 +40,12 @@ public:
     /// Begins the JSON object of the input.
     Json openRecord();
 
-    /// Ends the JSON object, with the worst failure, if there was any.
-    void closeRecord(Json& json);
+    /// Ends the JSON object, with the exit code of this input and the worst failure, if there was any.
+    /// @param finding  counts for the exit code in the record only.
+    void closeRecord(Json& json, ExitCode finding = ExitCode::Fine);
+
+    /// Writes the JSON object of an input whose work failed before it wrote one: its lists are empty.
+    void writeFailureRecord();
 
     /// Does `work`; what it throws is told of, and no more.
     template <class Work>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "io/InputOptions.hpp"
+#include "io/ChangeEachInput.hpp"
 #include "io/NewFile.hpp"
 #include "terminal/Command.hpp"
 
@@ -58,5 +58,12 @@ constexpr Option kQuiet = flag<Members...>("--quiet", 'q', "Print nothing but fa
 template <auto... Members>
 constexpr Option
     kDryRun = flag<Members...>("--dry-run", '\0', "Change nothing; tell what would change").in(OptionGroup::Output);
+
+/// All that a command which changes many files takes, into a ChangeOptions.
+template <auto... Members>
+constexpr auto
+    kChanges = optionTable(kInputs<Members..., &ChangeOptions::inputs>, kJson<Members..., &ChangeOptions::inputs>,
+                           kDryRun<Members..., &ChangeOptions::dryRun>, kQuiet<Members..., &ChangeOptions::quiet>,
+                           kBinary<Members..., &ChangeOptions::binary>);
 
 }  // namespace flowbook::tool

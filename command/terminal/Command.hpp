@@ -14,6 +14,7 @@ struct Command {
     std::string_view summary;      ///< one sentence without its full stop
     std::string_view description;  ///< paragraphs, parted by empty lines; help breaks their lines
     std::string_view examples;     ///< shell commands, a line each; a line that begins with '#' explains those below it
+    std::string_view record;       ///< what a record of --json has even when the work failed: "parts[] properties{}"
     const Option* options;
     std::size_t count;
     Run run;
@@ -34,6 +35,7 @@ struct CommandText {
     std::string_view summary;
     std::string_view description;
     std::string_view examples;
+    std::string_view record = {};
 };
 
 /// A command whose arguments are read into an `Arguments`, with which `work` is called.
@@ -45,10 +47,12 @@ constexpr Command makeCommand(const CommandText& text) {
             text.summary,
             text.description,
             text.examples,
+            text.record,
             Table.data(),
             Table.size(),
             [](const Command& command, Console& console, const std::vector<std::string>& arguments) {
                 Arguments parsed;
+                console.begin(command.name, command.record);
                 if (parseArguments(command, arguments, &parsed, console)) {
                     work(console, parsed);
                 }

@@ -5,6 +5,7 @@
 #include "terminal/Progress.hpp"
 
 #include <string>
+#include <string_view>
 
 namespace flowbook::tool {
 
@@ -25,12 +26,23 @@ public:
     /// Keeps a code in mind without a message.
     void note(ExitCode code);
 
+    /// Says which command this is, for the records of --json.
+    /// @param record  the lists and objects of its records, as CommandText has them.
+    void begin(std::string_view command, std::string_view record) noexcept {
+        command_ = command;
+        record_ = record;
+    }
+    std::string_view command() const noexcept { return command_; }
+    std::string_view record() const noexcept { return record_; }
+
     /// Flushes standard output and returns the worst code.
     ExitCode finish();
 
 private:
     Output out_;
     Progress progress_;
+    std::string_view command_;
+    std::string_view record_;
     ExitCode worst_ = ExitCode::Fine;
 };
 

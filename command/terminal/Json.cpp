@@ -85,6 +85,12 @@ Json& Json::number(std::uint64_t value) {
     return *this;
 }
 
+Json& Json::truth(bool value) {
+    separate();
+    sink_->write(value ? "true" : "false");
+    return *this;
+}
+
 Json& Json::null() {
     separate();
     sink_->write("null");

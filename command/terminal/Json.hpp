@@ -26,12 +26,14 @@ public:
     Json& text(std::string_view utf8);
     Json& number(std::uint64_t value);
     Json& null();
+    Json& truth(bool value);
 
     Json& field(std::string_view name, std::string_view utf8) { return key(name).text(utf8); }
     Json& optionalField(std::string_view name, const std::optional<std::string>& utf8) {
         return utf8 ? field(name, *utf8) : key(name).null();
     }
     Json& count(std::string_view name, std::uint64_t value) { return key(name).number(value); }
+    Json& truth(std::string_view name, bool value) { return key(name).truth(value); }
 
 private:
     Json& open(char bracket);

@@ -20,7 +20,7 @@ _flowbook() {
     html) options='--files-from -0 --null -j --jobs --allow-empty -o --output -d --directory --force' ;;
     show) options='' ;;
     new) options='--code --rich --image --title --description --version --force --binary' ;;
-    set) options='--files-from -0 --null -j --jobs --allow-empty --code --rich --flatten --replace-encrypted --title --description --version' ;;
+    set) options='--files-from -0 --null -j --jobs --allow-empty --json --dry-run -q --quiet --binary --from --code --rich --flatten --replace-encrypted --title --description --version' ;;
     edit) options='--flatten' ;;
     pack) options='-o --output --force --binary' ;;
     copy) options='--force --binary' ;;
@@ -29,7 +29,7 @@ _flowbook() {
     merge) options='--ours --theirs -o --output --force --binary' ;;
     git) options='--global --local --undo' ;;
     check) options='--files-from -0 --null -j --jobs --allow-empty --json' ;;
-    canon) options='--files-from -0 --null -j --jobs --allow-empty --check' ;;
+    canon) options='--files-from -0 --null -j --jobs --allow-empty --json --dry-run -q --quiet --binary --check' ;;
     repair) options='-o --output --force --binary' ;;
     help) options='--json' ;;
     *)
@@ -62,6 +62,7 @@ _flowbook() {
     new:--version) kind=none ;;
     set:--files-from) kind=files ;;
     set:-j | set:--jobs) kind=none ;;
+    set:--from) kind=files ;;
     set:--code) kind=files ;;
     set:--rich) kind=files ;;
     set:--title) kind=none ;;

@@ -19,8 +19,8 @@ CASES = [
     Case("grep -w a)|(b plain.tqx", 2, err="the pattern is none: unexpected )"),
     Case("grep b encrypted.tqx plain.tqx", 5, "plain.tqx:2:b = 2;\n", err="encrypted.tqx: the code is encrypted"),
     Case("grep --json 2 plain.tqx prose.tqx", 0,
-         '{"schema":1,"file":"plain.tqx","matches":[{"line":2,"text":"b = 2;"}],"count":1}\n'
-         '{"schema":1,"file":"prose.tqx","matches":[],"count":0}\n'),
+         '{"schema":2,"command":"grep","file":"plain.tqx","matches":[{"line":2,"text":"b = 2;"}],"count":1,"exit":0}\n'
+         '{"schema":2,"command":"grep","file":"prose.tqx","matches":[],"count":0,"exit":1}\n'),
 ]
 
 

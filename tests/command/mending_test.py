@@ -58,7 +58,7 @@ class KitCommands(unittest.TestCase):
         self.git("commit", "-qam", "code")
         self.git("merge", "-q", "side", "-m", "merge")
         self.assertEqual(self.flowbook("cat", "a.tqx")[0], "a\nB\nc\nd\n")
-        self.assertEqual(json.loads(self.flowbook("info", "--json", "a.tqx")[0])["title"], "Two")
+        self.assertEqual(json.loads(self.flowbook("info", "--json", "a.tqx")[0])["properties"]["title"], "Two")
         self.git("checkout", "-qb", "other", "HEAD~2")
         self.flowbook("set", "a.tqx", "--code", "-", text="a\nX\nc\nd\n")
         self.git("commit", "-qam", "other")

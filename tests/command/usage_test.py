@@ -44,6 +44,7 @@ class Usage(CommandTest):
             self.flowbook("new", f"{name}.tqx", "--code", "-", input=text)
         self.flowbook("canon", "folder")
         self.write({"analysis.txt": b"x", "report.xml": RICH, "plot.png": PICTURE, "map.svg": b"<svg/>",
+                    "titles.csv": b"file,title\nanalysis.tqx,New\n",
                     "damaged.tqx": self.fixtures["plain.tqx"].partition(b"PK\1\2")[0]})
         for action in (["init", "-q"], ["add", ".", ":!damaged.tqx"]):
             subprocess.run(["git", *action], cwd=self.folder, timeout=60, check=True)

@@ -18,7 +18,8 @@ CASES = [
     Case("set absent.tqx --title x", 3, err="absent.tqx: there is no such file"),
     Case("set plain.tqx", 2, err="at least one thing to set"),
     Case("set plain.tqx --title a\x01b", 2, err="cannot hold the character \\u0001"),
-    Case("set - --title x", 2, err="standard input is no file"),
+    Case("set - --title x", 0, ("PK",), stdin="plain.tqx"),
+    Case("set - --title x", 4, err="not a zip container"),
     Case("set prose.tqx --code -", 1, err="prose.tqx: plain code would drop 1 paragraph of prose, 1 text beside code"),
     Case("set prose.tqx --code -", 0, stdin="same"),
     Case("set prose.tqx --flatten", 2, err="--flatten requires --code"),
@@ -39,9 +40,9 @@ class Write(CommandTest):
         code = "\ufeffa = \"ä\";\r\n]]>&\n"
         self.flowbook("new", "new.tqx", "--code", "-", "--title", "T<>", "--description", "", input=code.encode())
         self.assertEqual(self.flowbook("cat", "new.tqx"), code[1:].replace("\r\n", "\n"))
-        self.assert_info("new.tqx", code="plain", title="T<>", description="", version=None)
+        self.assert_info("new.tqx", form="plain", title="T<>", description="", version=None)
         self.flowbook("new", "void.tqx")
-        self.assertEqual((self.flowbook("cat", "void.tqx"), self.info("void.tqx")["code"]), ("", "rich"))
+        self.assertEqual((self.flowbook("cat", "void.tqx"), self.info("void.tqx")["form"]), ("", "rich"))
         made_here = self.flowbook("new", "-", "--code", "-", input=b"x").encode(errors="surrogateescape")
         self.assertEqual(self.flowbook("cat", "-", input=made_here), "x\n")
 
@@ -68,13 +69,13 @@ class Write(CommandTest):
         with zipfile.ZipFile(self.folder / name) as package:
             own = {entry: package.read(entry) for entry in package.namelist()
                    if entry.startswith(("tarmic/d", "tarmic/o", "media/"))}
-        return own, [self.info(name)[key] for key in ("code", "title", "description", "version")]
+        return own, [self.info(name)[key] for key in ("form", "title", "description", "version")]
 
     def test_set_writes_only_what_differs(self):
         def state():
             return {path: (path.stat().st_mtime_ns, path.read_bytes()) for path in self.folder.rglob("*.tq*")
                     if path.is_file()}
-        change = "set plain.tqx b -j2 --description x --title y".split()
+        change = "set plain.tqx b -q -j2 --description x --title y".split()
         self.flowbook(*change)
         before = state()
         self.flowbook(*change)
@@ -86,7 +87,7 @@ class Write(CommandTest):
         for arguments, form in ((["--code", "-", "--flatten"], "plain"), (["--rich", "doc.xml"], "rich")):
             self.write({"doc.xml": RICH})
             self.flowbook("set", "rich.tqx", *arguments, input=b"x")
-            self.assert_info("rich.tqx", code=form)
+            self.assert_info("rich.tqx", form=form)
             self.flowbook("copy", "rich.tqx", "copy.tqx", "--force")
             self.assertIn("rId1 image -> /media/image1.png", self.flowbook("parts", "copy.tqx"))
         self.assertEqual(self.flowbook("cat", "--format=xml", "copy.tqx"), RICH.decode())

@@ -82,7 +82,9 @@ class CommandTest(unittest.TestCase):
         return (done.stdout or b"").decode(errors="surrogateescape")
 
     def info(self, name):
-        return json.loads(self.flowbook("info", "--json", name))
+        """The record of a file, with its properties beside the other fields."""
+        record = json.loads(self.flowbook("info", "--json", name))
+        return {**record, **record["properties"]}
 
     def assert_info(self, name, **expected):
         self.assertEqual(self.info(name), {**self.info(name), **expected})

@@ -1,0 +1,142 @@
+#include "commands/PropertyTable.hpp"
+
+#include "commands/Sources.hpp"
+#include "terminal/Failure.hpp"
+
+#include <algorithm>
+
+namespace flowbook::tool {
+
+namespace {
+
+struct Cell {
+    std::string text;
+    bool isQuoted = false;
+};
+
+using CsvRow = std::vector<Cell>;
+
+/// Takes a table apart, a row at a time.
+class CsvReader {
+public:
+    CsvReader(std::string file, const std::string& text) : file_(std::move(file)), text_(text) {
+        if (text_.rfind("\xEF\xBB\xBF", 0) == 0) {
+            at_ = 3;
+        }
+    }
+
+    bool atEnd() const noexcept { return at_ >= text_.size(); }
+
+    [[noreturn]] void fail(const std::string& message) const {
+        throw Failure(ExitCode::Usage, file_, "line " + std::to_string(line_) + ": " + message);
+    }
+
+    CsvRow next() {
+        line_ += 1 + linesInRow_;
+        linesInRow_ = 0;
+        CsvRow row{cell()};
+        while (!atEnd() && text_[at_] == ',') {
+            ++at_;
+            row.push_back(cell());
+        }
+        at_ += text_.compare(at_, 2, "\r\n") == 0 ? 1 : 0;
+        if (!atEnd() && text_[at_++] != '\n') {
+            fail("a quotation mark ends a cell, so that a comma or the end of the line must follow");
+        }
+        return row;
+    }
+
+private:
+    Cell cell() {
+        if (!atEnd() && text_[at_] == '"') {
+            return quotedCell();
+        }
+        const std::size_t end = std::min(text_.find_first_of(",\n", at_), text_.size());
+        std::string text = text_.substr(at_, end - at_);
+        at_ = end;
+        if (!text.empty() && text.back() == '\r') {
+            text.pop_back();
+        }
+        return {std::move(text), false};
+    }
+
+    Cell quotedCell() {
+        Cell cell{"", true};
+        for (++at_; at_ < text_.size(); ++at_) {
+            if (text_[at_] == '"' && text_.compare(at_, 2, "\"\"") != 0) {
+                ++at_;
+                return cell;
+            }
+            at_ += text_[at_] == '"' ? 1 : 0;
+            linesInRow_ += text_[at_] == '\n' ? 1 : 0;
+            cell.text += text_[at_];
+        }
+        fail("a cell has no closing quotation mark");
+    }
+
+    std::string file_;
+    const std::string& text_;
+    std::size_t at_ = 0;
+    std::size_t line_ = 0;
+    std::size_t linesInRow_ = 0;
+};
+
+using Column = std::optional<std::string> PropertyOptions::*;
+
+/// The property of each column; null for the column of files.
+std::vector<Column> readColumns(CsvReader& reader) {
+    const std::pair<const char*, Column> known[] = {{"file", nullptr},
+                                                    {"title", &PropertyOptions::title},
+                                                    {"description", &PropertyOptions::description},
+                                                    {"version", &PropertyOptions::version}};
+    std::vector<Column> columns;
+    for (const Cell& cell : reader.next()) {
+        const auto* const found =
+            std::find_if(std::begin(known), std::end(known), [&](const auto& each) { return each.first == cell.text; });
+        if (found == std::end(known)) {
+            reader.fail("there is no column '" + cell.text + "'; columns are file, title, description and version");
+        }
+        if (std::count(columns.begin(), columns.end(), found->second) != 0) {
+            reader.fail("the column '" + cell.text + "' is there twice");
+        }
+        columns.push_back(found->second);
+    }
+    if (std::count(columns.begin(), columns.end(), Column(nullptr)) == 0) {
+        reader.fail("the column 'file' is missing");
+    }
+    return columns;
+}
+
+}  // namespace
+
+PropertyTable readPropertyTable(const std::string& argument) {
+    const std::string text = toText(readSource(argument));
+    CsvReader reader(argument, text);
+    const std::vector<Column> columns = readColumns(reader);
+    PropertyTable table;
+    while (!reader.atEnd()) {
+        const CsvRow row = reader.next();
+        if (row.size() == 1 && row.front().text.empty()) {
+            continue;
+        }
+        if (row.size() != columns.size()) {
+            reader.fail(std::to_string(row.size()) + " cells, where the first line has " +
+                        std::to_string(columns.size()));
+        }
+        std::string file;
+        PropertyOptions properties;
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            if (columns[i] == nullptr) {
+                file = row[i].text;
+            } else if (row[i].isQuoted || !row[i].text.empty()) {
+                properties.*columns[i] = row[i].text;
+            }
+        }
+        if (file.empty() || !table.emplace(file, properties).second) {
+            reader.fail(file.empty() ? "no file is named" : "the file '" + file + "' is there twice");
+        }
+    }
+    return table;
+}
+
+}  // namespace flowbook::tool
