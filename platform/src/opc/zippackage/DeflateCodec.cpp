@@ -12,13 +12,28 @@ namespace {
 
 constexpr int kLevel = 6;
 
-// Whether there are repetitions in a content is found out from samples of it: one of each 512 KiB, up to 16, which are
-// a sixteenth of the content at most. A sample is longer than the distance over which deflate finds repetitions.
+// Whether a content is without repetitions is found out in two steps. Text is told by its bytes, which are not evenly
+// spread: one KiB of every 8 is looked at, at no regular distance. Then samples, one of each MiB up to 16, are searched
+// for repetitions; in a large content they are longer than the distance over which deflate finds any.
 constexpr std::size_t kSmallestSampled = std::size_t{64} << 10;
-constexpr std::size_t kPerSample = std::size_t{512} << 10;
+constexpr std::size_t kStride = std::size_t{8} << 10;
+constexpr std::size_t kLookedAt = std::size_t{1} << 10;
+constexpr std::size_t kPerSample = std::size_t{1} << 20;
 constexpr std::size_t kMostSamples = 16;
+constexpr std::size_t kShortestSample = std::size_t{16} << 10;
 constexpr std::size_t kLongestSample = std::size_t{40} << 10;
-constexpr std::size_t kSampledShare = 16;
+constexpr std::size_t kSampledShare = 32;
+
+bool isEvenlySpread(std::string_view content) {
+    std::uint32_t number = 1;
+    for (std::size_t at = 0; content.size() - at >= kStride; at += kStride) {
+        number = number * 1664525 + 1013904223;  // a linear congruential generator: the same samples each time
+        if (!areBytesEvenlySpread(content.substr(at + (number >> 8U) % (kStride - kLookedAt), kLookedAt))) {
+            return false;
+        }
+    }
+    return true;
+}
 
 template <class Owner, class Pointer>
 void own(Owner& owner, Pointer made) {
@@ -79,29 +94,20 @@ std::size_t DeflateCodec::search(std::string_view content, std::size_t capacity)
 }
 
 bool DeflateCodec::isWithoutRepetition(std::string_view content) {
-    if (content.size() < kSmallestSampled) {
+    if (content.size() < kSmallestSampled || !isEvenlySpread(content)) {
         return false;
     }
     const std::size_t samples = std::clamp<std::size_t>(content.size() / kPerSample, 1, kMostSamples);
     const std::size_t step = content.size() / samples;
-    const std::size_t length = std::min(step / kSampledShare, kLongestSample);
+    const std::size_t length = std::clamp(step / kSampledShare, kShortestSample, kLongestSample);
     for (std::size_t i = 0; i != samples; ++i) {
-        if (!isSampleWithoutRepetition(content.substr(i * step + (step - length) / 2, length))) {
+        const std::string_view sample = content.substr(i * step + (step - length) / 2, length);
+        const std::size_t found = search(sample, length);
+        if (found != 0 && literalCodesSize(sample) > found + found / 256) {
             return false;
         }
     }
     return true;
-}
-
-/// Looks at the codes first, as text takes fewer than five and a half bits a byte and needs no search to be told.
-bool DeflateCodec::isSampleWithoutRepetition(std::string_view sample) {
-    const std::size_t literals = literalCodesSize(sample);
-    if (literals < sample.size() * 11 / 16) {
-        return false;
-    }
-    const std::size_t found = search(sample, sample.size());
-    const bool isSmaller = found != 0;
-    return !isSmaller || literals <= found + found / 256;
 }
 
 std::uint32_t DeflateCodec::checksum(std::string_view content) noexcept {

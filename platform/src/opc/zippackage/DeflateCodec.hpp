@@ -39,7 +39,6 @@ private:
     /// @returns the size of the deflated content, 0 when it is larger than `capacity`.
     std::size_t search(std::string_view content, std::size_t capacity);
     bool isWithoutRepetition(std::string_view content);
-    bool isSampleWithoutRepetition(std::string_view sample);
 
     std::unique_ptr<libdeflate_compressor, Deleter> compressor_;
     std::unique_ptr<char[]> packed_;

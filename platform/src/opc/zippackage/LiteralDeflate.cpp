@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstring>
 #include <endian.h>
+#include <numeric>
 
 namespace opc::zippackage {
 namespace {
@@ -181,7 +182,6 @@ constexpr unsigned kCountOfLengthCodes = 19;
 /// Bits of a block's header: the kind of the block, three counts, the lengths of the codes for lengths, and four bits
 /// for each length of a literal and of two codes for distances.
 constexpr std::uint64_t kHeaderBits = 3 + 5 + 5 + 4 + 3 * kCountOfLengthCodes + 4 * (kSymbols + 2);
-static_assert(kHeaderBits <= 8 * kLiteralHeaderSize);
 
 /// Writes the lengths with codes of four bits for 0 to 15 and none for repetitions of lengths. There are two codes for
 /// distances, which nothing uses, as not all programs accept a block without any.
@@ -246,6 +246,12 @@ std::size_t deflateLiterals(std::string_view content, char* to, std::size_t capa
 std::size_t literalCodesSize(std::string_view content) noexcept {
     const Counts counts = countsOf(content);
     return static_cast<std::size_t>((bitsOf(counts, lengthsOf(counts)) + 7) / 8);
+}
+
+bool areBytesEvenlySpread(std::string_view bytes) noexcept {
+    const Counts counts = countsOf(bytes);
+    const std::uint64_t squares = std::inner_product(counts.begin(), counts.end(), counts.begin(), std::uint64_t{0});
+    return squares * 48 <= std::uint64_t{bytes.size()} * bytes.size();
 }
 
 }  // namespace opc::zippackage

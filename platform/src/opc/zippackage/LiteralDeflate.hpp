@@ -16,7 +16,8 @@ std::size_t deflateLiterals(std::string_view content, char* to, std::size_t capa
 /// Returns how many bytes the codes of a content that is not empty take, without what describes the codes.
 std::size_t literalCodesSize(std::string_view content) noexcept;
 
-/// Bytes that describe the codes of one block. A small content has one block.
-constexpr std::size_t kLiteralHeaderSize = 139;
+/// Whether bytes are spread as evenly as if at least 48 of their values were equally frequent: those of base64 are,
+/// with 64 of them, and those of text are not.
+bool areBytesEvenlySpread(std::string_view bytes) noexcept;
 
 }  // namespace opc::zippackage

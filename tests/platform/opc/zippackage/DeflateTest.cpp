@@ -65,6 +65,7 @@ TEST(DeflateTest, NoContentGetsLargerByMoreThanAHundredth) {
                                     prose,
                                     base64Of(600000, 3) + prose,
                                     prose + base64Of(600000, 4) + prose,
+                                    repeated(base64Of(16384, 8) + prose.substr(0, 16384), 2000000),
                                     repeated(base64Of(76, 5) + '\n', 300000),
                                     repeated(base64Of(30000, 6), 1 << 20),
                                     repeated("<p>" + base64Of(2000, 7) + "</p>", 1 << 20),
