@@ -35,7 +35,7 @@ AREAS = {
 PLATFORM_ROOMS = {
     "fl": set(),
     "foundation": {"fl"},
-    "settings": {"fl"},
+    "settings": {"fl", "foundation"},
     "opc": {"foundation", "fl"},
     "opc/interfaces": {"opc", "fl"},
     "opc/names": {"opc", "fl"},
@@ -231,7 +231,7 @@ SELF_TEST = [
     ("platform/src/fl/Back.cpp", "foundation/Storage.hpp", True),
     ("platform/src/foundation/Back.cpp", "opc/Package.hpp", True),
     ("platform/src/foundation/Hidden.cpp", "../opc/Zip.hpp", True),
-    ("platform/src/settings/Across.cpp", "foundation/Storage.hpp", True),
+    ("platform/src/foundation/Across.cpp", "settings/Settings.hpp", True),
     ("platform/src/opc/Across.cpp", "settings/Settings.hpp", True),
     ("platform/src/opc/Up.cpp", "flowbook/Reader.hpp", True),
     ("platform/include/opc/Leak.hpp", "opc/Zip.hpp", True),

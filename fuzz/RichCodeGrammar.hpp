@@ -14,8 +14,8 @@ public:
     std::string document() {
         oddOneIn_ = std::uint64_t{1} << (5 + 4 * below(4));
         prefix_ = pick({"w", "w", "w", ""}, {"x", "xml"});
-        std::string made = pick({""}, {"\xEF\xBB\xBF", " "}) + declaration() + pick({"", "\n"}, {"<!--c-->", "<?p?>"}) +
-                           root() + pick({"", "\n"}, {" x", "<!--c-->", "<a/>"});
+        std::string made = pick({""}, {"\xEF\xBB\xBF", " "}) + declaration() + asides() + root() + asides() +
+                           pick({""}, {" x", "<a/>"});
         for (std::uint64_t breaks = below(4) == 0 ? 1 + below(2) : 0; breaks != 0; --breaks) {
             breakAt(made, below(made.size() + 1));
         }
@@ -44,6 +44,27 @@ private:
                pick({"?>", " ?>", "\n?>"}, {">", "? >"});
     }
 
+    std::string aside() {
+        return below(2) == 0
+                   ? "<!--" +
+                         pick({"", "c", "- -", "\r", "<t>&x;\n", "\xC3\xA4", "?>]]>"},
+                              {"-", "--", "->", "\xC3", "\x01", "\xEF\xBF\xBE"}) +
+                         pick({"-->"}, {"--->", "->", "--"})
+                   : "<?" +
+                         pick({"p", "xm", "xmlp", "_", "xml-stylesheet"},
+                              {"", "1", "xml", "XmL", "p:q", "\xC3\xA4", " p"}) +
+                         pick({"", " ", "\r\nq", " ?", " -->", " \xC3\xA4<t>&"}, {"?q", "<", " \xFF", " \x02"}) +
+                         pick({"?>"}, {">", "? >", ""});
+    }
+
+    std::string asides() {
+        std::string made;
+        while (below(4) == 0) {
+            made += pick({"", "\n", "\r\n"}) + aside();
+        }
+        return made + pick({"", "\n"});
+    }
+
     std::string name(const std::string& local) {
         const std::string prefix = isOdd() ? pick({"", "x", "y", "xml", "xmlns", "w"}) : prefix_;
         return (prefix.empty() ? "" : prefix + ":") + local;
@@ -59,10 +80,10 @@ private:
     }
 
     std::string attribute() {
-        return pick({" ", "\n", "\t "}, {""}) +
+        return pick({" ", "\n", "\t ", "\r\n"}, {""}) +
                pick({"val", "xml:space", "a", "b", "c-.1"}, {"w:val", "x:val", "y:a", "w:a", "\xC3\xA4", "1", ":a"}) +
                pick({"="}, {" = ", ""}) +
-               pick({"\"code\"", "'code'", "\"a&lt;\"", "'\xC3\xA4\"'", "\"]]>\"", "\"a\n\t\""},
+               pick({"\"code\"", "'code'", "\"a&lt;\"", "'\xC3\xA4\"'", "\"]]>\"", "\"a\n\t\"", "\"a\r\n\""},
                     {"\"co&#100;e\"", "\"a<\"", "\"a&b;\"", "\"\xC3\"", "\"\x01\"", "\"&#0;\"", "a"});
     }
 
@@ -122,7 +143,7 @@ private:
         return made;
     }
 
-    std::string space() { return pick({"", "", "", "\n  ", " ", "\t", "stray"}, {"<!--c-->"}); }
+    std::string space() { return below(16) == 0 ? aside() : pick({"", "", "", "\n  ", " ", "\t", "stray", "\r\n "}); }
 
     std::string text(int depth) {
         std::string made;
@@ -133,13 +154,14 @@ private:
     }
 
     std::string piece() {
-        switch (below(5)) {
+        switch (below(6)) {
         case 0:
             return std::string(below(70), static_cast<char>('a' + below(26)));
         case 1:
             return "<![CDATA[" +
-                   pick({"", "a<b&&c", "]]", "]", "]]]", "\xE2\x82\xAC", "]>", "a\n]]\xC3\xA4"},
-                        {"\r\n", "\xFF", "]]>", "\x02"}) +
+                   pick({"", "a<b&&c", "]]", "]", "]]]", "\xE2\x82\xAC", "]>", "a\n]]\xC3\xA4", "\r\n", "a\r", "<!--",
+                         "<?p?>"},
+                        {"\xFF", "]]>", "\x02"}) +
                    "]]>";
         case 2:
             return pick({"&lt;", "&gt;", "&amp;", "&quot;", "&apos;", "&#65;", "&#x1F600;", "&#10;", "&#13;", "&#x9f;"},
@@ -150,15 +172,18 @@ private:
                          "\xEF\xBF\xBD", "\x7F", "\xF0\x9F\xBF\xBE", "\xEE\x80\x80", "\xF4\x8F\xBF\xBF"},
                         {"\xEF\xBF\xBE", "\xED\xA0\x80", "\xC0\x80", "\xF4\x90\x80\x80", "\xE2\x82", "\x80",
                          "\xE0\x80\x80", "\xF0\x80\x80\x80"});
+        case 4:
+            return below(4) == 0 ? aside() : pick({"\r", "\r\n", "\r\r", "\n\r", "-", "--", "?>"});
         default:
             return pick({"\n", "\t", "]", "]]", ">", "]>", " ", "'", "\"", "x = 1", " end", "a\nb"},
-                        {"]]>", "\r", "\r\n", "\x01", "\x1F", "<", "<!--c-->", "<?p i?>"});
+                        {"]]>", "\x01", "\x1F", "<", "<!", "<!->", "<?"});
         }
     }
 
     void breakAt(std::string& made, std::size_t at) {
-        const std::string piece = pick({"<", ">", "&", "\"", "'", "/", " ", "=", ":", "]]>", "<![CDATA[", "\xC3",
-                                        "xmlns", "\x02", "a", "</w:p>", "<w:t>", "<!DOCTYPE d>"});
+        const std::string piece =
+            pick({"<", ">",  "&",  "\"", "'",    "/",     " ",    "=", ":",      "]]>",   "<![CDATA[",   "<!--",
+                  "-", "<?", "?>", "\r", "\xC3", "xmlns", "\x02", "a", "</w:p>", "<w:t>", "<!DOCTYPE d>"});
         if (below(2) == 0) {
             made.insert(at, piece);
         } else {

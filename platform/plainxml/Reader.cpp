@@ -14,10 +14,11 @@ namespace {
 
 constexpr std::string_view kXmlNamespace = "http://www.w3.org/XML/1998/namespace";
 constexpr std::string_view kXmlnsNamespace = "http://www.w3.org/2000/xmlns/";
+constexpr std::string_view kCommentStart = "<!--";
 constexpr std::string_view kCdataStart = "<![CDATA[";
 constexpr std::string_view kCdataEnd = "]]>";
 
-constexpr bool isSpace(char c) { return c == ' ' || c == '\t' || c == '\n'; }
+constexpr bool isSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
 constexpr bool isNameStart(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_'; }
 
@@ -88,6 +89,64 @@ inline bool startsWith(const char* at, const char* end, std::string_view text) {
            ((left & 2) == 0 || isSame<std::uint16_t>(at, expected)) && ((left & 1) == 0 || *at == *expected);
 }
 
+/// Moves `at` behind a character. @returns whether XML permits it.
+bool passCharacter(const char*& at, const char* end) {
+    const auto c = static_cast<unsigned char>(*at);
+    if (c >= 0x80) {
+        return takeMultiByte(at, end) != 0;
+    }
+    ++at;
+    return isXmlCharacter(c);
+}
+
+/// Moves `at` to an ASCII text that ends something. @returns whether it is there, after nothing but XML characters.
+bool passUntil(const char*& at, const char* end, std::string_view text) {
+    while (!startsWith(at, end, text)) {
+        if (at == end || !passCharacter(at, end)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// Moves `at` behind a comment, which may hold no two hyphens but those that end it.
+bool passComment(const char*& at, const char* end) {
+    at += kCommentStart.size();
+    const bool isWhole = passUntil(at, end, "--") && startsWith(at, end, "-->");
+    at += isWhole ? 3 : 0;
+    return isWhole;
+}
+
+/// Moves `at` behind a processing instruction. Its target may not be "xml" in any letter case.
+bool passInstruction(const char*& at, const char* end) {
+    at += 2;
+    const char* const start = at;
+    if (at == end || !isNameStart(*at)) {
+        return false;
+    }
+    at = skip<isNameCharacter>(at, end);
+    const bool isReserved =
+        at - start == 3 && (start[0] | 0x20) == 'x' && (start[1] | 0x20) == 'm' && (start[2] | 0x20) == 'l';
+    const bool isEnded = startsWith(at, end, "?>");
+    const bool isWhole = !isReserved && (isEnded || (at != end && isSpace(*at) && passUntil(at, end, "?>")));
+    at += isWhole ? 2 : 0;
+    return isWhole;
+}
+
+/// What the start of something that is no part of the document's text says.
+enum class Aside { None, Passed, Odd };
+
+/// Moves `at` behind a comment or a processing instruction.
+Aside passAside(const char*& at, const char* end) {
+    if (startsWith(at, end, kCommentStart)) {
+        return passComment(at, end) ? Aside::Passed : Aside::Odd;
+    }
+    if (startsWith(at, end, "<?")) {
+        return passInstruction(at, end) ? Aside::Passed : Aside::Odd;
+    }
+    return Aside::None;
+}
+
 /// Characters of a text or a CDATA section, up to its end, which `at` is moved behind. Below, `true` goes on.
 class Characters {
 public:
@@ -101,11 +160,10 @@ public:
                 return false;
             }
             if (*at_ == '<') {
-                if (!startsWith(at_, end_, kCdataStart)) {
+                if (isAtTag()) {
                     return true;
                 }
-                at_ += kCdataStart.size();
-                if (!takeCdata()) {
+                if (!takeCdataOrAside()) {
                     return false;
                 }
             } else if (startsWith(at_, end_, kCdataEnd) || !takeOne(*at_ == '&')) {
@@ -115,6 +173,16 @@ public:
     }
 
 private:
+    bool isAtTag() const { return end_ - at_ < 2 || (at_[1] != '!' && at_[1] != '?'); }
+
+    bool takeCdataOrAside() {
+        if (startsWith(at_, end_, kCdataStart)) {
+            at_ += kCdataStart.size();
+            return takeCdata();
+        }
+        return passAside(at_, end_) == Aside::Passed;
+    }
+
     bool takeCdata() {
         while (true) {
             text_.takePlain(at_, end_);
@@ -138,9 +206,14 @@ private:
             return point != 0;
         }
         const auto c = static_cast<unsigned char>(*at_);
-        text_.put(c);
         ++at_;
-        return c != '\r' && isXmlCharacter(c);
+        if (c == '\r') {  // alone or before a line feed it is one
+            at_ += at_ != end_ && *at_ == '\n' ? 1 : 0;
+            text_.put(U'\n');
+            return true;
+        }
+        text_.put(c);
+        return isXmlCharacter(c);
     }
 
     const char*& at_;
@@ -162,8 +235,7 @@ Reader::Event Reader::next(std::u16string* text) {
         return prolog() ? startTag() : Event::Odd;
     }
     if (depth_ == 0) {
-        takeSpaces();
-        return at_ == end_ ? Event::Done : Event::Odd;
+        return passAsides() && at_ == end_ ? Event::Done : Event::Odd;
     }
     if (!content(text)) {
         return Event::Odd;
@@ -199,15 +271,31 @@ bool Reader::takeSpaces() noexcept {
 
 bool Reader::prolog() noexcept {
     take("\xEF\xBB\xBF");
-    if (take("<?xml") && !declaration()) {
+    if (isAtDeclaration() && !declaration()) {
         return false;
     }
-    takeSpaces();
-    return at_ != end_ && *at_ == '<';
+    return passAsides() && at_ != end_ && *at_ == '<';
+}
+
+/// Rather than at an instruction whose target begins like that.
+bool Reader::isAtDeclaration() const noexcept {
+    constexpr std::string_view kStart = "<?xml";
+    return startsWith(at_, end_, kStart) && end_ - at_ > static_cast<std::ptrdiff_t>(kStart.size()) &&
+           !isNameCharacter(at_[kStart.size()]);
+}
+
+/// Goes on behind white space, comments and processing instructions. @returns false when one is malformed.
+bool Reader::passAsides() noexcept {
+    Aside aside = Aside::Passed;
+    while (aside == Aside::Passed) {
+        takeSpaces();
+        aside = passAside(at_, end_);
+    }
+    return aside == Aside::None;
 }
 
 bool Reader::declaration() noexcept {
-    return pseudoAttribute("version", "1.0", "1.0") && pseudoAttribute("encoding", "UTF-8", "utf-8") &&
+    return take("<?xml") && pseudoAttribute("version", "1.0", "1.0") && pseudoAttribute("encoding", "UTF-8", "utf-8") &&
            pseudoAttribute("standalone", "yes", "no") && (takeSpaces(), take("?>"));
 }
 
@@ -227,7 +315,7 @@ bool Reader::pseudoAttribute(std::string_view name, std::string_view value, std:
 }
 
 bool Reader::content(std::u16string* text) {
-    if (end_ - at_ > 1 && at_[0] == '<' && at_[1] != '!') {
+    if (end_ - at_ > 1 && at_[0] == '<' && at_[1] != '!' && at_[1] != '?') {
         return true;  // tag follows tag
     }
     Widening widening(text);
@@ -395,12 +483,12 @@ bool Reader::valueCharacter(Attribute& attribute) noexcept {
     if (c >= 0x80) {
         return takeMultiByte(at_, end_) != 0;
     }
-    attribute.isVerbatim = attribute.isVerbatim && c != '&' && c != '\t' && c != '\n';
+    attribute.isVerbatim = attribute.isVerbatim && c != '&' && !isSpace(*at_);
     if (c == '&') {
         return takeReference(at_, end_) != 0;
     }
     ++at_;
-    return c != '<' && c != '\r' && isXmlCharacter(c);
+    return c != '<' && isXmlCharacter(c);
 }
 
 bool Reader::bind(std::string_view prefix, const Attribute& declaration, std::size_t bindings) noexcept {

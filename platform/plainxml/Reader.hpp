@@ -8,10 +8,11 @@
 namespace plainxml {
 
 /// Reads the plain subset of XML in one pass over UTF-8 bytes: elements and attributes with ASCII names in namespaces,
-/// text, CDATA sections, the five predefined entities and character references. It is sure of what it tells: a document
+/// text, CDATA sections, the five predefined entities and character references. Comments and processing instructions
+/// are passed over. It is sure of what it tells: a document
 /// that it reads to its end is well-formed (XML 1.0 and Namespaces in XML 1.0), and any other parser reads it alike.
-/// All else is Odd, be it malformed or merely unusual (a comment, a carriage return, an encoding, deep nesting):
-/// another parser has to decide.
+/// All else is Odd, be it malformed or merely unusual (names beyond ASCII, an encoding, deep nesting): another parser
+/// has to decide.
 ///
 /// Never throws but for what appending to a text throws. Views into the document, which must outlive the reader.
 class Reader {
@@ -80,6 +81,8 @@ private:
     bool take(std::string_view expected) noexcept;
     bool takeSpaces() noexcept;
     bool prolog() noexcept;
+    bool isAtDeclaration() const noexcept;
+    bool passAsides() noexcept;
     bool declaration() noexcept;
     bool pseudoAttribute(std::string_view name, std::string_view value, std::string_view other) noexcept;
 

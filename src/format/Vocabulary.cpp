@@ -16,8 +16,9 @@ bool hasExtension(const std::u16string& fileName, const std::u16string& extensio
     if (extension.size() >= fileName.size()) {
         return false;
     }
-    // No more than that: the rest of a name may need tables to be loaded.
-    return fl::i18n::to_lower(fileName.substr(fileName.size() - extension.size())) == extension;
+    const std::u16string lowered = fl::i18n::to_lower(fileName);  // which may be longer
+    return lowered.size() >= extension.size() &&
+           lowered.compare(lowered.size() - extension.size(), extension.size(), extension) == 0;
 }
 
 }  // namespace flowbook::detail

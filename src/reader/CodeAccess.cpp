@@ -1,3 +1,5 @@
+#include "fl/i18n/Conversion.hpp"
+#include "fl/i18n/ConversionError.hpp"
 #include "fl/i18n/codecvt_string_to_ustring.hpp"
 #include "flowbook/FlowbookExceptions.hpp"
 #include "flowbook/FlowbookFileUtils.hpp"
@@ -22,8 +24,15 @@ std::string_view asText(const std::vector<unsigned char>& bytes) {
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
-std::u16string toUstring(const std::vector<unsigned char>& utf8) {
-    return fl::i18n::codecvt_string_to_ustring("UTF-8")(asText(utf8));
+/// @throws fl::i18n::ConversionError that tells which part of which file is not UTF-8.
+std::u16string toUstring(const std::vector<unsigned char>& utf8, const std::u16string& fileName, const Part& part) {
+    try {
+        return fl::i18n::codecvt_string_to_ustring("UTF-8")(asText(utf8));
+    } catch (const fl::i18n::ConversionError& error) {
+        const std::u16string where =
+            u"package '" + fileName + u"', part '" + part.getName().getURI().toString() + u"': ";
+        throw fl::i18n::ConversionError(fl::i18n::to_string(where) + error.what(), error.offset());
+    }
 }
 
 }  // namespace
@@ -69,7 +78,7 @@ FlowbookFileReader::FlowbookFileReaderImpl::Bytes FlowbookFileReader::FlowbookFi
 
 std::u16string FlowbookFileReader::FlowbookFileReaderImpl::getRichTARMICCode() const {
     if (!richCode_) {
-        richCode_ = toUstring(richBytes_ ? *richBytes_ : readRichCode());
+        richCode_ = toUstring(richBytes_ ? *richBytes_ : readRichCode(), fileName_, getTARMICCodePart());
         richBytes_ = boost::none;
     }
     return *richCode_;
@@ -108,7 +117,7 @@ std::u16string FlowbookFileReader::FlowbookFileReaderImpl::readCode() const {
         richBytes_ = std::move(bytes);
         return std::move(*code);
     }
-    richCode_ = toUstring(bytes);
+    richCode_ = toUstring(bytes, fileName_, getTARMICCodePart());
     Bytes().swap(bytes);  // a tree of the document takes memory enough
     return detail::codeByDom(*richCode_);
 }

@@ -31,10 +31,13 @@ struct Limits {
     std::uint64_t maxRatio = 1000;
     std::uint64_t ratioFreeSize = std::uint64_t{64} << 20;
 
-    // Of each document that opc::model::XercesHelper reads, for any parser: a tree takes some 250 bytes a node, the XML
-    // library finds names in tables of a fixed size, and it looks up a prefix in all elements that are open. What goes
-    // beyond is an InvalidXMLDocument of kind LimitExceeded.
-    static constexpr std::uint64_t kDomNodes = std::uint64_t{4} << 20;  ///< elements, attributes, texts, instructions
+    // Of each document that opc::model::XercesHelper reads, for any parser: the memory that it takes with all its
+    // tree, as estimated from the UTF-16 units of the document and its elements, attributes, texts and instructions;
+    // the XML library finds names in tables of a fixed size, and it looks up a prefix in all elements that are open.
+    // What goes beyond is an InvalidXMLDocument of kind LimitExceeded.
+    static constexpr std::uint64_t kDomBytes = std::uint64_t{240} << 20;
+    static constexpr std::uint64_t kDomBytesPerNode = 280;
+    static constexpr std::uint64_t kDomBytesPerUnit = 9;
     static constexpr std::uint64_t kDomNames = 1024;                    ///< different qualified names and namespaces
     static constexpr std::uint64_t kDomOpenNodes = 1024;  ///< elements within each other, with their attributes
 };

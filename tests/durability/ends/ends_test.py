@@ -23,9 +23,10 @@ def make_odd(path):
     """A flowbook whose relationships the plain reader leaves to another one."""
     package = "http://schemas.openxmlformats.org/package/2006/"
     with zipfile.ZipFile(path, "w") as odd:
-        odd.writestr("[Content_Types].xml", f"<Types xmlns='{package}content-types'><!-- --><Default Extension='rels' "
-                     "ContentType='application/vnd.openxmlformats-package.relationships+xml'/></Types>")
-        odd.writestr("_rels/.rels", f"<Relationships xmlns='{package}relationships'><!-- --></Relationships>")
+        types = (f"<Types xmlns='{package}content-types'><Default Extension='rels' "
+                 "ContentType='application/vnd.openxmlformats-package.relationships+xml'/></Types>")
+        odd.writestr("[Content_Types].xml", types.encode("utf-16"))
+        odd.writestr("_rels/.rels", f"<Relationships xmlns='{package}relationships'/>".encode("utf-16"))
 
 
 def run(host, moments, wrapper=(), busy=False, **environment):

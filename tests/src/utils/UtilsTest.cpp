@@ -75,9 +75,13 @@ TEST(RichCode, GivesItsCodeParagraphs) {
         {body("<b xmlns='urn:x' xmlns:v=\"urn:v\" v:a='&amp;\t\xC3\xA4' a='' ></b >" + rebound + code("a")), "a"},
         {body("<b" + times(" a-b.c#=''", 16) + times(" xmlns:n#='urn:n'", 63) + "/>" + code("a")), "a"},
         {body(code(times("<w:b>", 27) + "a" + times("</w:b>", 27))), "a"},
+        // Comments and instructions are passed over, and line breaks are line feeds.
+        {body(code("<!--no-->a\r\nb\rc<?no <a>&?>\r<![CDATA[d\r\n]]>&#13;")), "a\nb\nc\nd\n\r"},
+        {"<?xml version=\"1.0\"\r\n?>\r\n<!-- - -->" + body("<?p?><!---->" + code("a") + "\r\n") +
+             "<?xml-stylesheet?><!--&-->",
+         "a"},
     };
     const Cases leftToTheDom = {
-        {body(code("<!--no-->a\r\nb")), "a\nb"},
         {body("<b a = ''/>" + code("a")), "a"},
         {body(code("<?no?>a<b \xC3\xA4=\"\"/>")), "a"},
         {body(code("<\xC3\xA4/>a<x:b xmlns:x=\"urn:x\"/>")), "a"},
@@ -126,7 +130,18 @@ TEST(RichCode, GivesItsCodeParagraphs) {
                                     "<b xmlns:v='urn:v' xmlns:u='urn:v' v:a='' u:a=''/>",
                                     "<b xmlns:xmlns='urn:v'/>",
                                     "<b / >",
-                                    "< b/>"}) {
+                                    "< b/>",
+                                    "<!-- -- -->",
+                                    "<!-- --->",
+                                    "<!--\x01-->",
+                                    "<!-->",
+                                    "<!-",
+                                    "<?Xml?>",
+                                    "<?p:q?>",
+                                    "<?p?q?>",
+                                    "<?1?>",
+                                    "<?p \x02?>",
+                                    "<?p>"}) {
         refused.emplace_back(body(code(inner)), malformed);
     }
     const auto check = [](const auto& row, bool isUsual) {

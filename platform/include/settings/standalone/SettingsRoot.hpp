@@ -11,8 +11,8 @@ namespace settings::standalone {
 /// folder ($XDG_CONFIG_HOME, else $HOME/.config). In the file a JSON object is a node, its members of
 /// type object are child nodes, all others values (text as it is; numbers, booleans as JSON writes
 /// them; null means not set).
-/// @return empty when there is no such file.
-/// @throws std::runtime_error naming the file, when it cannot be read or is not such JSON.
+/// @return empty when there is no such file, or it cannot be read, which is logged (channel "settings", level 512).
+/// @throws std::runtime_error naming the file, when it is not such JSON.
 PXPLATFORM_EXPORT std::shared_ptr<const core::Settings> getSettingsRoot();
 
 }  // namespace settings::standalone

@@ -52,6 +52,9 @@ public:
 
     bool isAtEnd() const { return rest_.empty(); }
 
+    /// At a dash that begins a zone, such as -05:00, rather than a month or a day.
+    bool isAtWestZone() const { return rest_.size() == 6 && rest_[3] == ':'; }
+
     void fail() { failed_ = true; }
 
 private:
@@ -117,9 +120,9 @@ boost::optional<ptime> parseW3cDateTime(std::string_view text) {
     unsigned day = 1;
     time_duration time;
     const unsigned year = scanner.number(4, kFirstYear, kLastYear);
-    if (scanner.take('-')) {
+    if (!scanner.isAtWestZone() && scanner.take('-')) {
         month = scanner.number(2, 1, 12);
-        if (scanner.take('-')) {
+        if (!scanner.isAtWestZone() && scanner.take('-')) {
             day = scanner.number(2, 1, lastDayOf(year, month));
             if (scanner.take('T')) {
                 time = parseTime(scanner);

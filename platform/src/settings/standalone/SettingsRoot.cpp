@@ -1,6 +1,7 @@
 #include "settings/standalone/SettingsRoot.hpp"
 
 #include "fl/i18n/Conversion.hpp"
+#include "foundation/log/basic_diagnostic_logger.hpp"
 
 #include <array>
 #include <boost/json/parser.hpp>
@@ -11,6 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <new>
+#include <optional>
 #include <stdexcept>
 #include <string_view>
 #include <system_error>
@@ -23,13 +25,6 @@ using core::Settings;
 
 [[noreturn]] void fail(const std::string& path, const std::string& reason) {
     throw std::runtime_error("cannot read the settings file \"" + path + "\": " + reason);
-}
-
-[[noreturn]] void failForErrno(const std::string& path, int error) {
-    if (error == ENOMEM) {
-        throw std::bad_alloc();
-    }
-    fail(path, std::generic_category().message(error));
 }
 
 std::string environment(const char* name) {
@@ -56,23 +51,38 @@ struct FileCloser {
 };
 using File = std::unique_ptr<std::FILE, FileCloser>;
 
+/// Tells of a file that cannot be read, without which the user is to work on.
+void logFailure(const std::string& path, int error) {
+    static auto& logger = *new foundation::log::basic_diagnostic_logger("settings");
+    constexpr unsigned kFailure = 512;
+    if (error == ENOMEM) {
+        throw std::bad_alloc();
+    }
+    if (auto record = logger.open(kFailure)) {
+        record.stream() << "cannot read the settings file \"" << path
+                        << "\": " << std::generic_category().message(error) << "; it counts as none";
+    }
+}
+
 /// Null when there is no such file.
 File openSettings(const std::string& path) {
     File file(std::fopen(path.c_str(), "rbe"));
     if (file == nullptr && errno != ENOENT && errno != ENOTDIR) {
-        failForErrno(path, errno);
+        logFailure(path, errno);
     }
     return file;
 }
 
-std::string readWhole(std::FILE& file, const std::string& path) {
+/// None when the file cannot be read.
+std::optional<std::string> readWhole(std::FILE& file, const std::string& path) {
     std::string text;
     std::array<char, 4096> chunk{};
     while (const std::size_t count = std::fread(chunk.data(), 1, chunk.size(), &file)) {
         text.append(chunk.data(), count);
     }
     if (std::ferror(&file) != 0) {
-        failForErrno(path, errno);
+        logFailure(path, errno);
+        return std::nullopt;
     }
     return text;
 }
@@ -125,10 +135,11 @@ json::value parse(const std::string& text, const std::string& path) {
 std::shared_ptr<const Settings> getSettingsRoot() {
     const std::string path = settingsPath();
     const File file = path.empty() ? nullptr : openSettings(path);
-    if (file == nullptr) {
+    const auto text = file == nullptr ? std::nullopt : readWhole(*file, path);
+    if (!text) {
         return nullptr;
     }
-    const json::value root = parse(readWhole(*file, path), path);
+    const json::value root = parse(*text, path);
     if (!root.is_object()) {
         fail(path, "its outermost value is not an object");
     }

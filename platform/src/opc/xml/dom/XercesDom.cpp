@@ -1,7 +1,6 @@
 #include "opc/xml/dom/XercesDom.hpp"
 
 #include "opc/ByteArrayOutAdaptor.hpp"
-#include "opc/model/InvalidXMLDocument.hpp"
 #include "opc/xml/dom/XercesErrors.hpp"
 #include "opc/xml/dom/XercesParser.hpp"
 #include "opc/xml/dom/XercesWriter.hpp"
@@ -11,7 +10,6 @@
 #include <type_traits>
 #include <vector>
 #include <xercesc/dom/DOM.hpp>
-#include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/util/PanicHandler.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
 #include <xercesc/util/XMLUni.hpp>
@@ -60,23 +58,20 @@ Own& asOwn(Interface* object) {
     return *own;
 }
 
-struct Bytes {
-    const void* data;
-    std::size_t size;
-    const XMLCh* encoding;  ///< null to detect it
-};
-
-xercesc::DOMDocument* readDocument(xercesc::DOMLSParser* parser, const Bytes& bytes, bool adoptDocument,
-                                   const std::u16string& name) {
+xercesc::DOMDocument* readDocument(xercesc::DOMLSParser* parser, const std::u16string& text, SourceEncoding encoding,
+                                   bool adoptDocument, const std::u16string& name) {
+    checkSize(text.size(), XercesParser::documentNamed(name));
+    checkCharacters(text, XercesParser::documentNamed(name));
     return translatingXercesErrors("cannot read the XML document", [&] {
-        auto& own = asOwn<XercesParser>(parser);
-        xercesc::MemBufInputSource source(static_cast<const XMLByte*>(bytes.data), bytes.size, name.c_str());
-        source.setCopyBufToStream(false);
-        if (bytes.encoding != nullptr) {
-            source.setEncoding(bytes.encoding);
-        }
-        return own.read(source, name, adoptDocument);
+        return asOwn<XercesParser>(parser).read(text, encoding, name, adoptDocument);
     });
+}
+
+DocumentText decodedFrom(InputStream& stream, const std::string& document) {
+    std::vector<unsigned char> content;
+    ByteArrayOutAdaptor out(content);
+    stream.transferTo(out);
+    return decodeDocument(content, document);
 }
 
 const XMLCh* nullIfEmpty(const std::u16string& text) { return text.empty() ? nullptr : text.c_str(); }
@@ -108,21 +103,13 @@ xercesc::DOMDocument* XercesDom::createDocument() const {
 
 xercesc::DOMDocument* XercesDom::readDocumentFromString(xercesc::DOMLSParser* parser, const std::u16string& text,
                                                         bool adoptDocument, const std::u16string& name) const {
-    // The library skips one mark of byte order, in the wrong order too, which then has no effect.
-    if (!text.empty() && text.front() == u'\uFFFE') {
-        throw InvalidXMLDocument(XercesParser::documentNamed(name) +
-                                 " is not well-formed at line 1, column 1: a character that XML forbids");
-    }
-    const Bytes bytes{text.data(), text.size() * sizeof(char16_t), xercesc::XMLUni::fgUTF16LEncodingString};
-    return readDocument(parser, bytes, adoptDocument, name);
+    return readDocument(parser, text, SourceEncoding::Text, adoptDocument, name);
 }
 
 xercesc::DOMDocument* XercesDom::readDocumentFromStream(xercesc::DOMLSParser* parser, InputStream& stream,
                                                         bool adoptDocument, const std::u16string& name) const {
-    std::vector<unsigned char> content;
-    ByteArrayOutAdaptor out(content);
-    stream.transferTo(out);
-    return readDocument(parser, {content.data(), content.size(), nullptr}, adoptDocument, name);
+    const auto [text, encoding] = decodedFrom(stream, XercesParser::documentNamed(name));
+    return readDocument(parser, text, encoding, adoptDocument, name);
 }
 
 void XercesDom::writeDocumentToStream(xercesc::DOMLSSerializer* writer, xercesc::DOMDocument* document,

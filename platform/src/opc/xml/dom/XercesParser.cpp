@@ -5,11 +5,11 @@
 #include "opc/xml/dom/XercesErrors.hpp"
 
 #include <algorithm>
-#include <array>
+#include <initializer_list>
 #include <xercesc/dom/DOM.hpp>
+#include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/framework/XMLErrorCodes.hpp>
 #include <xercesc/internal/XMLScanner.hpp>
-#include <xercesc/sax/InputSource.hpp>
 #include <xercesc/util/XMLResourceIdentifier.hpp>
 #include <xercesc/util/XMLUni.hpp>
 
@@ -20,16 +20,30 @@ using xercesc::XMLUni;
 
 std::string toText(const XMLCh* text) { return fl::i18n::to_string(text == nullptr ? u"" : text); }
 
-bool isPackageEncoding(const XMLCh* encoding) {
-    static constexpr std::array<const char16_t*, 4> kAllowed = {u"UTF-8", u"UTF-16", u"UTF-16LE", u"UTF-16BE"};
-    return std::any_of(kAllowed.begin(), kAllowed.end(), [&](const char16_t* allowed) {
-        return xercesc::XMLString::compareIStringASCII(encoding, allowed) == 0;
+bool isOneOf(const XMLCh* encoding, std::initializer_list<const char16_t*> names) {
+    return std::any_of(names.begin(), names.end(), [&](const char16_t* name) {
+        return xercesc::XMLString::compareIStringASCII(encoding, name) == 0;
     });
+}
+
+/// Whether a document in that encoding may declare to be in the named one.
+bool mayDeclare(SourceEncoding encoding, const XMLCh* declared) {
+    switch (encoding) {
+    case SourceEncoding::Utf8:
+        return isOneOf(declared, {u"UTF-8", u"UTF-16"});  // what was UTF-16 once often says so still
+    case SourceEncoding::Utf16LittleEndian:
+        return isOneOf(declared, {u"UTF-16", u"UTF-16LE"});
+    case SourceEncoding::Utf16BigEndian:
+        return isOneOf(declared, {u"UTF-16", u"UTF-16BE"});
+    case SourceEncoding::Text:
+        break;
+    }
+    return true;
 }
 
 }  // namespace
 
-XercesParser::XercesParser(std::uint64_t mostNodes) : mostNodes_(mostNodes) {
+XercesParser::XercesParser(std::uint64_t mostBytes) : mostBytes_(mostBytes) {
     securityManager_.setEntityExpansionLimit(1);
     renewScanner();
     for (const XMLCh* name :
@@ -54,12 +68,17 @@ void XercesParser::renewScanner() {
     getScanner()->setErrorReporter(this);
 }
 
-xercesc::DOMDocument* XercesParser::read(const xercesc::InputSource& source, const std::u16string& name, bool adopt) {
+xercesc::DOMDocument* XercesParser::read(const std::u16string& text, SourceEncoding encoding,
+                                         const std::u16string& name, bool adopt) {
+    const auto* const units = reinterpret_cast<const XMLByte*>(text.data());
+    xercesc::MemBufInputSource source(units, text.size() * sizeof(char16_t), name.c_str());
+    source.setCopyBufToStream(false);
+    source.setEncoding(XMLUni::fgUTF16LEncodingString);
     resetDocumentPool();
     renewScanner();
-    nodes_ = 0;
+    bytes_ = text.size() * Limits::kDomBytesPerUnit;
     names_.clear();
-    isEncodingGiven_ = source.getEncoding() != nullptr;
+    encoding_ = encoding;
     AbstractDOMParser::parse(source);
     if (!failure_.text.empty()) {
         resetDocumentPool();
@@ -107,8 +126,10 @@ xercesc::InputSource* XercesParser::resolveEntity(xercesc::XMLResourceIdentifier
 
 void XercesParser::XMLDecl(const XMLCh* version, const XMLCh* encoding, const XMLCh* standalone,
                            const XMLCh* actualEncoding) {
-    if (!isEncodingGiven_ && !isPackageEncoding(actualEncoding)) {
-        refuse(ErrorKind::Damaged, "its encoding is " + toText(actualEncoding) + ", neither UTF-8 nor UTF-16");
+    if (encoding != nullptr && *encoding != u'\0' && !mayDeclare(encoding_, encoding)) {
+        const bool isKnown = isOneOf(encoding, {u"UTF-8", u"UTF-16", u"UTF-16LE", u"UTF-16BE"});
+        refuse(ErrorKind::Damaged, "its encoding is " + toText(encoding) + ", " +
+                                       (isKnown ? std::string("but its bytes are not") : "neither UTF-8 nor UTF-16"));
     }
     // Later ones the DOM refuses, with an error that tells nothing.
     if (!xercesc::XMLString::equals(version, XMLUni::fgVersion1_0) &&
@@ -151,9 +172,9 @@ void XercesParser::docPI(const XMLCh* target, const XMLCh* data) {
 }
 
 void XercesParser::countNodes(std::size_t count) {
-    nodes_ += count;
-    if (nodes_ > mostNodes_) {
-        refuseMore(mostNodes_, "elements, attributes and texts");
+    bytes_ += count * Limits::kDomBytesPerNode;
+    if (bytes_ > mostBytes_) {
+        refuseMore(mostBytes_ >> 20, "MB of memory for a tree of its elements, attributes and texts");
     }
 }
 
@@ -183,14 +204,6 @@ void XercesParser::building(Build build) {
     } catch (const xercesc::DOMException& error) {
         refuse(ErrorKind::Damaged, toText(error.getMessage()));
     }
-}
-
-void XercesParser::endDocument() {
-    // The scanner takes a NUL after the document element for the end of the input.
-    if (!getScanner()->getReaderMgr()->atEOF()) {
-        refuse(ErrorKind::Damaged, "a NUL character");
-    }
-    DOMLSParserImpl::endDocument();
 }
 
 void XercesParser::refuseMore(std::size_t most, const char* what) {

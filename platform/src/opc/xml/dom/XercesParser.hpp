@@ -2,6 +2,7 @@
 
 #include "opc/Exception.hpp"
 #include "opc/Limits.hpp"
+#include "opc/xml/dom/DocumentText.hpp"
 
 #include <cstddef>
 #include <cstdint>
@@ -16,13 +17,14 @@ namespace opc::model {
 /// one document to the next. Its limits are those of opc::Limits.
 class XercesParser final : public xercesc::DOMLSParserImpl {
 public:
-    explicit XercesParser(std::uint64_t mostNodes = Limits::kDomNodes);
+    explicit XercesParser(std::uint64_t mostBytes = Limits::kDomBytes);
     XercesParser(const XercesParser&) = delete;
     XercesParser& operator=(const XercesParser&) = delete;
 
     /// @param name  what messages call the document; may be empty.
     /// @throws InvalidXMLDocument.
-    xercesc::DOMDocument* read(const xercesc::InputSource& source, const std::u16string& name, bool adopt);
+    xercesc::DOMDocument* read(const std::u16string& text, SourceEncoding encoding, const std::u16string& name,
+                               bool adopt);
 
     /// What messages begin with.
     static std::string documentNamed(const std::u16string& name);
@@ -40,7 +42,6 @@ public:
                     const XMLCh* prefix) override;
     void docCharacters(const XMLCh* chars, XMLSize_t length, bool isCdata) override;
     void docPI(const XMLCh* target, const XMLCh* data) override;
-    void endDocument() override;
 
 private:
     struct Failure {
@@ -61,11 +62,11 @@ private:
     void record(ErrorKind kind, const char* finding, XMLFileLoc line, XMLFileLoc column, const std::string& reason);
 
     xercesc::SecurityManager securityManager_;
-    Failure failure_;            ///< the first
-    std::size_t openNodes_ = 0;  ///< the open elements and their attributes
-    std::uint64_t mostNodes_, nodes_ = 0;
-    std::set<std::u16string> names_;  ///< ordered, as nobody can make names collide in it
-    bool isEncodingGiven_ = false;    ///< so that the one declared does not count
+    Failure failure_;                      ///< the first
+    std::size_t openNodes_ = 0;            ///< the open elements and their attributes
+    std::uint64_t mostBytes_, bytes_ = 0;  ///< of memory, as estimated
+    std::set<std::u16string> names_;       ///< ordered, as nobody can make names collide in it
+    SourceEncoding encoding_ = SourceEncoding::Text;
 };
 
 }  // namespace opc::model

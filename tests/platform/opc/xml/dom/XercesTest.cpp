@@ -31,6 +31,15 @@ std::string numbered(const std::string& before, const std::string& after, int co
     return xml;
 }
 
+/// ASCII in UTF-16.
+std::string wide(const std::string& ascii) {
+    std::string bytes;
+    for (const char c : ascii) {
+        bytes.append({c, '\0'});
+    }
+    return bytes;
+}
+
 class XercesTest : public testing::Test {
 protected:
     const xercesc::DOMElement* read(const std::u16string& xml, const std::u16string& publicId = u"",
@@ -74,10 +83,18 @@ TEST_F(XercesTest, RefusesHostileAndMalformedDocumentsInBoundedTime) {
         {malformed + "2, column 6: expected end of tag 'b'", {"<a>\n<b></a>"}},
         {malformed,
          {"<a><![CDATA[open", "<a/><b/>", "", "<a x='1' x='2'/>", "<a b:x='1'/>", "<a>\x01</a>", "<a>\xC0\xAF</a>",
-          "<?xml version='1.0' encoding='no-such'?><a/>"}},
+          "<a>\n<!--\xC3\xA4--\xFF></a>"}},
         {"version", {"<?xml version='1.0UTF-16'?><a/>"}},
         {"NUL", {"<a/>\0<b/>"s}},
-        {"its encoding is ISO-8859-1", {"<?xml version='1.0' encoding='ISO-8859-1'?><a>\xE4</a>"}},
+        {"its encoding is no-such", {"<?xml version='1.0' encoding='no-such'?><a/>"}},
+        {"its encoding is ISO-8859-1", {"<?xml version='1.0' encoding='ISO-8859-1'?><a>x</a>"}},
+        {"line 2, column 6: bytes that are not UTF-8",
+         {"<a>\n<b/>a\xF5\x80\x80\x80z</a>", "<a>\n</a> \xE2\x82", "<a>\n\xF0\x9F\x98\x80   \xFE</a>"}},
+        {"line 1, column 9: half a character of UTF-16", {"\xFF\xFE<\0a\0>\0<\0/\0a\0>\0 "s}},
+        {"half a surrogate pair", {"\xFF\xFE<\0a\0 \0b\0=\0'\0\0\xD8'\0/\0>\0"s}},
+        {"but its bytes are not",
+         {"\xFF\xFE"s + wide("<?xml version='1.0' encoding='UTF-16BE'?><a/>"),
+          "<?xml version='1.0' encoding='UTF-16LE'?><a/>"}},
         {"refused at line 1, column 3076: " + deep, {repeated("<a>", 100000)}},
         {deep, {repeated("<a x='1' y='2'>", 1000), "<a" + numbered(" a", "=''", 100000) + "/>"}},
         {names,
@@ -92,7 +109,8 @@ TEST_F(XercesTest, RefusesHostileAndMalformedDocumentsInBoundedTime) {
         {'[' + std::string(2000, '1') + ']', {"<a>" + repeated("<b x=''>1</b>", 2000) + "</a>"}},
         {"[deep]", {repeated("<a>", 1000) + "deep" + repeated("</a>", 1000)}},
         {kSmile,
-         {"<?xml version='1.0' encoding='UTF-16'?><a>\xC3\xA4\xF0\x9F\x98\x80</a>",
+         {"\xFF\xFE"s + wide("<?xml version='1.0'?><a>") + "\xE4\0=\xD8\0\xDE"s + wide("</a>"),
+          "<?xml version='1.0' encoding='UTF-16'?><a>\xC3\xA4\xF0\x9F\x98\x80</a>",
           "\xEF\xBB\xBF<?xml version='1.0' encoding='utf-8'?><a>\xC3\xA4\xF0\x9F\x98\x80</a>",
           "\xFF\xFE<\0a\0>\0\xE4\0=\xD8\0\xDE<\0/\0a\0>\0"s, "\xFE\xFF\0<\0a\0>\0\xE4\xD8=\xDE\0\0<\0/\0a\0>"s}},
     };
@@ -104,11 +122,16 @@ TEST_F(XercesTest, RefusesHostileAndMalformedDocumentsInBoundedTime) {
 }
 
 TEST_F(XercesTest, CountsNodesOfAllKinds) {
-    parser.reset(new XercesParser(8));
+    constexpr std::size_t kLength = 100;
+    parser.reset(new XercesParser(kLength * Limits::kDomBytesPerUnit + 8 * Limits::kDomBytesPerNode));
+    const auto ofLength = [&](std::string xml) { return xml + std::string(kLength - xml.size(), ' '); };
     for (const std::string two : {"<?p?><b/>", "<b x=''/>", "x<b/>", "<b/><![CDATA[x]]>"}) {
-        EXPECT_EQ(outcome("<a>" + repeated(two, 3) + "<?last?></a>").front(), '[') << two;
-        EXPECT_PRED_FORMAT2(testing::IsSubstring, "more than 8 elements", outcome("<a>" + repeated(two, 4) + "</a>"));
+        EXPECT_EQ(outcome(ofLength("<a>" + repeated(two, 3) + "<?last?></a>")).front(), '[') << two;
+        EXPECT_PRED_FORMAT2(testing::IsSubstring, "more than 0 MB of memory",
+                            outcome(ofLength("<a>" + repeated(two, 4) + "</a>")));
     }
+    parser.reset(XercesHelper::createParser());
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, "more than 240 MB of memory", outcome("<a>" + repeated("<b/>", 1 << 20)));
 }
 
 TEST_F(XercesTest, ReadsTextWhateverEncodingItDeclares) {
@@ -117,7 +140,10 @@ TEST_F(XercesTest, ReadsTextWhateverEncodingItDeclares) {
         EXPECT_EQ(outcome(xml), kSmile);
         EXPECT_EQ(outcome(u'\uFEFF' + xml), kSmile);
     }
-    EXPECT_PRED_FORMAT2(testing::IsSubstring, "the XML document is ", outcome(u"<a>\xD83D</a>"s));
+    for (const auto& xml : {u"<a>\xD83D</a>"s, u"<a b='\xDE00'/>"s, u"<a><?p \xD83D?></a>"s}) {
+        EXPECT_PRED_FORMAT2(testing::IsSubstring, "half a surrogate pair", outcome(xml));
+    }
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, "a NUL", outcome(u"<?xml version='1.0'\0?><a/>"s));
     for (const std::string marks : {"\xEF\xBB\xBF\xEF\xBB\xBF", "\xEF\xBF\xBE"}) {
         EXPECT_PRED_FORMAT2(testing::IsSubstring, "not well-formed", outcome(marks + "<a/>"));
         EXPECT_PRED_FORMAT2(testing::IsSubstring, "not well-formed", outcome(fl::i18n::to_ustring(marks + "<a/>")));
