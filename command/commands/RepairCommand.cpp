@@ -32,14 +32,16 @@ void repair(Console& console, const RepairOptions& options) {
         throw Failure(ExitCode::Damaged, options.file, "nothing of it can be saved");
     }
     putFile(console.out(), options.output, *salvaged.flowbook, options.permission);
-    console.note(salvaged.lost.empty() ? ExitCode::Fine : ExitCode::NegativeFinding);
+    const bool isAsItWas = salvaged.lost.empty() && salvaged.rebuilt.empty();
+    console.note(isAsItWas ? ExitCode::Fine : ExitCode::NegativeFinding);
 }
 
 constexpr char kRepairDescription[] =
-    "Takes what is whole of a damaged file into a new one: entries are found without the index, content "
-    "types and relationships that are gone are made anew from names. Standard error tells what was saved "
-    "and what was not. Ends with 0 when all was saved, with 1 when something was not, with 4 when nothing "
-    "was.";
+    "Takes what is whole of a damaged file into a new one. Where the index of the file is whole, it tells what there "
+    "was; elsewhere entries are looked for. Content types and relationships that are gone are made anew from names, "
+    "which is a guess; what is left of a damaged part goes below /damaged/. Standard error tells what was saved and "
+    "what was not. Ends with 0 when all is as it was, with 1 when something is lost or made anew, with 4 when nothing "
+    "can be saved.";
 
 constexpr char kRepairExamples[] = "flowbook repair damaged.tqx -o saved.tqx";
 

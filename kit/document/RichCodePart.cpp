@@ -17,11 +17,7 @@ namespace {
 
 void takeOver(const std::vector<Relationship>& relationships, Part& part) {
     for (const Relationship& each : relationships) {
-        if (each.getTargetMode() == opc::model::TargetMode::Internal) {
-            part.createInternalRelationship(each.getType(), opc::model::URI(each.getTarget()), each.getID());
-        } else {
-            part.createExternalRelationship(each.getType(), each.getTarget(), each.getID());
-        }
+        part.carryRelationship(each.getType(), each.getTarget(), each.getTargetMode(), each.getID());
     }
 }
 

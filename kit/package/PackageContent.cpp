@@ -38,13 +38,21 @@ std::set<std::string> entriesOfParts(const Package& package) {
     return names;
 }
 
+/// An internal target in the one form that a URI reference has; as it stands where it is none, so that nobody can
+/// follow it, and an external one always.
+std::u16string writtenTarget(const Record& record) {
+    try {
+        return record.isInternal ? opc::model::URI(record.target).toString() : record.target;
+    } catch (const opc::Exception&) {
+        return record.target;
+    }
+}
+
 void addRelationships(RelationshipSource& source, const std::vector<Record>& records) {
+    using opc::model::TargetMode;
     for (const Record& record : records) {
-        if (record.isInternal) {
-            source.createInternalRelationship(record.type, opc::model::URI(record.target), record.id);
-        } else {
-            source.createExternalRelationship(record.type, record.target, record.id);
-        }
+        source.carryRelationship(record.type, writtenTarget(record),
+                                 record.isInternal ? TargetMode::Internal : TargetMode::External, record.id);
     }
 }
 

@@ -26,8 +26,8 @@ std::vector<FlowbookFilePackage::Relationship> relationshipsOf(const opc::model:
 PackageContent readContent(const Document& document);
 
 /// A package of that content in one fixed form: parts in the order of their folded names, everything deflated at one
-/// level, fixed times, content types made anew. Relationships keep ids and order. Equal contents, that
-/// included, give equal bytes.
+/// level, fixed times, content types made anew. Relationships keep ids and order; a target that is no URI reference,
+/// which nobody can follow, is kept as it stands. Equal contents, that included, give equal bytes.
 /// @throws opc::Exception for content that no package can hold.
 fl::Bytes writeContent(PackageContent content);
 

@@ -2,258 +2,514 @@
 
 #include "fl/i18n/Conversion.hpp"
 #include "kit/document/Characters.hpp"
+#include "kit/document/Document.hpp"
 #include "kit/document/EntryNames.hpp"
-#include "kit/document/XmlReader.hpp"
 #include "kit/package/PackageContent.hpp"
+#include "kit/package/PackageLists.hpp"
 #include "kit/package/ZipRemains.hpp"
 #include "opc/Exception.hpp"
 #include "opc/model/PartName.hpp"
 
 #include <algorithm>
-#include <functional>
 #include <map>
 #include <set>
 
 namespace flowbook::kit {
 
+using opc::model::PartName;
 using PartRecord = FlowbookFilePackage::Part;
 using Record = FlowbookFilePackage::Relationship;
 
 namespace {
 
 constexpr char kTypesEntry[] = "[Content_Types].xml";
-constexpr std::string_view kPackageNamespace = "http://schemas.openxmlformats.org/package/2006/";
-const std::u16string& kDocumentType = *new std::u16string(u"application/vnd.pellarion.tarmic.code.document+xml");
+constexpr char kBytesType[] = "application/octet-stream";
 
-std::u16string wide(std::string_view text) { return fl::i18n::to_ustring(text); }
-
-std::string extensionOf(const std::string& name) {
-    const std::size_t dot = name.rfind('.');
-    return dot == std::string::npos ? "" : name.substr(dot + 1);
-}
-
-/// An element of content types or relationships; absent attributes are empty.
-class ListReader : public XmlHandler {
-public:
-    using Take = std::function<void(std::string_view, const std::map<std::string_view, std::string_view>&)>;
-
-    explicit ListReader(Take take) : take_(std::move(take)) {}
-
-    void startElement(const XmlName& name, const std::vector<XmlAttribute>& attributes, XmlSpan) override {
-        std::map<std::string_view, std::string_view> values;
-        for (const XmlAttribute& attribute : attributes) {
-            values[attribute.name.local] = attribute.value;
-        }
-        if (name.ns.substr(0, kPackageNamespace.size()) == kPackageNamespace) {
-            take_(name.local, values);
-        }
-    }
-    void endElement(const XmlName&, XmlSpan) override {}
-    void characters(std::string_view) override {}
-
-private:
-    Take take_;
-};
-
-/// False for text that is no XML; what came before the fault has been taken.
-bool readList(const fl::Bytes& xml, const ListReader::Take& take) {
-    ListReader reader(take);
-    try {
-        readXml(xml, "", XmlEncoding::AsDeclared, reader);
-        return true;
-    } catch (const opc::Exception&) {
-        return false;
-    }
-}
-
-/// The content types of parts: as a list tells, else as the names that flowbooks use.
-class Types {
-public:
-    /// @returns whether the list is whole.
-    bool read(const fl::Bytes& xml) {
-        return readList(xml, [this](std::string_view element, auto values) {
-            if (element == "Default") {
-                types_["." + fold(values["Extension"])] = values["ContentType"];
-            } else if (element == "Override") {
-                types_[fold(values["PartName"])] = values["ContentType"];
-            }
-        });
-    }
-
-    std::u16string of(const std::string& name, const fl::Bytes& content) const {
-        const auto own = types_.find(fold(name));
-        const auto byExtension = types_.find("." + fold(extensionOf(name)));
-        const auto found = own != types_.end() ? own : byExtension;
-        return found != types_.end() && isType(found->second) ? wide(found->second) : guess(fold(name), content);
-    }
-
-private:
-    static bool isType(const std::string& text) {
-        try {
-            const opc::model::ContentType type(wide(text));
-            return !type.toString().empty();
-        } catch (const opc::Exception&) {
-            return false;
-        }
-    }
-
-    static std::u16string guess(const std::string& name, const fl::Bytes& content) {
-        if (name == "/tarmic/document.xml") {
-            const bool isXml = !content.empty() && content.front() == '<';
-            return kDocumentType + (isXml ? u"" : u";encryption=AES");
-        }
-        if (name == "/docprops/core.xml") {
-            return u"application/vnd.openxmlformats-package.core-properties+xml";
-        }
-        if (name == "/docprops/tarmic.xml") {
-            return u"application/vnd.pellarion.package.properties+xml";
-        }
-        if (name.rfind("/media/", 0) == 0) {
-            return pictureType(name, content);
-        }
-        return endsWith(name, ".xml") ? u"text/xml" : u"application/octet-stream";
-    }
-
-    static std::u16string pictureType(const std::string& name, const fl::Bytes& content) {
-        const std::string text(content.begin(), content.begin() + std::min<std::ptrdiff_t>(
-                                                                      64, static_cast<std::ptrdiff_t>(content.size())));
-        const std::string named = text.rfind("data:", 0) == 0 ? text.substr(5, text.find_first_of(";,") - 5) : "";
-        const std::string type = isType(named) ? named : "image/" + extensionOf(name);
-        return isType(type) ? wide(type) : u"application/octet-stream";
-    }
-
-    std::map<std::string, std::string> types_;
-};
+using fl::i18n::to_string;
+using fl::i18n::to_ustring;
 
 bool isRelationships(const std::string& entry) {
-    return endsWith(fold(entry), ".rels") && (entry.find("/_rels/") != std::string::npos || entry.find("_rels/") == 0);
+    const std::string folded = fold(entry);
+    return endsWith(folded, ".rels") && (folded.find("/_rels/") != std::string::npos || startsWith(folded, "_rels/"));
 }
+
+bool isTypes(const std::string& entry) { return fold(entry) == fold(kTypesEntry); }
+
+std::string countOf(std::size_t bytes) { return std::to_string(bytes) + (bytes == 1 ? " byte" : " bytes"); }
+
+/// The names of a package, of which none may be equal to another but for case, or begin with all segments of another.
+class Names {
+public:
+    /// @returns whether the name could be taken.
+    bool take(const std::string& name) {
+        const std::string folded = fold(name);
+        const auto after = names_.lower_bound(folded);
+        const bool isFree = (after == names_.end() || !isWithin(folded, *after)) &&
+                            (after == names_.begin() || !isWithin(*std::prev(after), folded));
+        return isFree && names_.insert(after, folded) != names_.end();
+    }
+
+private:
+    /// Orders a name directly before those that it is the beginning of: in a set without such names, only neighbours
+    /// can exclude each other.
+    struct BySegments {
+        bool operator()(const std::string& a, const std::string& b) const {
+            return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(),
+                                                [](char x, char y) { return rank(x) < rank(y); });
+        }
+        static int rank(char c) { return c == '/' ? -1 : static_cast<unsigned char>(c); }
+    };
+
+    static bool isWithin(const std::string& outer, const std::string& inner) {
+        return startsWith(inner, outer) && (inner.size() == outer.size() || inner[outer.size()] == '/');
+    }
+
+    std::set<std::string, BySegments> names_;
+};
 
 class Rebuilder {
 public:
-    explicit Rebuilder(ZipRemains remains) : remains_(std::move(remains)) {}
+    explicit Rebuilder(ZipRemains remains) : pieces_(std::move(remains.pieces)), areAll_(remains.areAll) {}
 
     Salvaged run() {
-        readTypes();
-        addParts();
-        content_.relationships = relationshipsOf("", {});
-        for (PartRecord& part : content_.parts) {
-            const std::string name = fl::i18n::to_string(part.partName);
-            part.relationships = relationshipsOf(name.substr(1), part.contentType);
+        readLists();
+        settleNames();
+        for (const bool isReferredTo : {true, false}) {
+            addPieces(isReferredTo);
         }
-        tellLost();
+        addSetAside();
+        addRelationships();
+        tellGone();
         write();
         return std::move(result_);
     }
 
 private:
-    void readTypes() {
-        const auto entry = remains_.whole.find(kTypesEntry);
-        if (entry == remains_.whole.end() || !types_.read(entry->second)) {
+    static bool isWhole(const ZipPiece& piece) { return piece.isWhole && !piece.isOlder; }
+
+    /// Reads the lists of types and relationships, which tell what parts there were.
+    void readLists() {
+        bool areTypesWhole = false;
+        for (const ZipPiece& piece : pieces_) {
+            if (isTypes(piece.name) || isTypes(piece.otherName)) {
+                areTypesWhole = types_.read(piece.content) && isWhole(piece);
+            } else if (isRelationships(piece.name)) {
+                Source& source = sources_[fold(piece.name)];
+                source.isWhole = readRelationships(piece.content, source.records) && isWhole(piece);
+            }
+        }
+        areTypesWhole_ = areTypesWhole;
+        if (!areTypesWhole && !pieces_.empty()) {
             result_.rebuilt.emplace_back("the content types, from names");
         }
     }
 
-    void addParts() {
-        std::set<std::string> taken;
-        for (auto& [entry, bytes] : remains_.whole) {
-            const std::string name = "/" + entry;
-            if (entry == kTypesEntry || isRelationships(entry)) {
+    /// Of two names of one entry, one that the package speaks of is the right one.
+    void settleNames() {
+        for (const std::string& name : types_.names()) {
+            know(name);
+        }
+        for (const ZipPiece& piece : pieces_) {
+            const auto source = sources_.find(fold(piece.name));
+            for (const Record& record : source == sources_.end() ? std::vector<Record>() : source->second.records) {
+                know(targetOf(record, sourceOf(piece.name)));
+            }
+        }
+        for (ZipPiece& piece : pieces_) {
+            if (!piece.otherName.empty() && piece.otherName != piece.name) {
+                settleName(piece);
+            }
+        }
+    }
+
+    void know(const std::string& partName) {
+        if (startsWith(partName, "/")) {
+            exact_.insert(partName.substr(1));
+            known_.insert(fold(partName.substr(1)));
+        }
+    }
+
+    void settleName(ZipPiece& piece) {
+        const int rank = rankOf(piece.name);
+        const int otherRank = rankOf(piece.otherName);
+        if (rank < otherRank) {
+            piece.name.swap(piece.otherName);
+            rereadRelationships(piece);
+        } else if (rank == otherRank) {
+            result_.rebuilt.push_back("the name /" + piece.name + ", of which the file also tells /" + piece.otherName);
+        }
+    }
+
+    /// How well the package knows a name: letter for letter, but for case, or not at all.
+    int rankOf(const std::string& entry) const {
+        const bool isFixed = entry == kTypesEntry || entry == relationshipsEntry("");
+        const std::string& name = isRelationships(entry) ? sourceOf(entry).substr(1) : entry;
+        const bool isExact = isFixed || exact_.count(name) != 0;
+        return isExact ? 2 : isSpokenOf(entry) ? 1 : 0;
+    }
+
+    void rereadRelationships(const ZipPiece& piece) {
+        if (isRelationships(piece.name)) {
+            Source source;
+            source.isWhole = readRelationships(piece.content, source.records) && isWhole(piece);
+            sources_[fold(piece.name)] = std::move(source);
+        }
+    }
+
+    bool isSpokenOf(const std::string& entry) const {
+        if (isTypes(entry) || (isRelationships(entry) && sourceOf(entry) == "/")) {
+            return true;
+        }
+        const std::string folded = fold(isRelationships(entry) ? sourceOf(entry).substr(1) : entry);
+        return known_.count(folded) != 0;
+    }
+
+    /// The part that the relationships in an entry start from; "/" for the package.
+    static std::string sourceOf(const std::string& relationships) {
+        const std::size_t slash = relationships.rfind('/');
+        const std::size_t folder = slash == std::string::npos ? 0 : relationships.rfind('/', slash - 1) + 1;
+        const std::string name = relationships.substr(slash + 1, relationships.size() - slash - 1 - 5);
+        return "/" + relationships.substr(0, folder) + name;
+    }
+
+    /// Those that something refers to come first, so that they keep their names.
+    void addPieces(bool isReferredTo) {
+        for (ZipPiece& piece : pieces_) {
+            if (isTypes(piece.name) || isSpokenOf(piece.name) != isReferredTo) {
                 continue;
             }
-            if (!opc::model::PartName::isValid(name) || !taken.insert(fold(name)).second) {
-                result_.lost.push_back(entry + ": the name cannot be a part's");
-                continue;
+            if (!isWhole(piece)) {
+                setAside_.push_back(&piece);
+            } else if (!isRelationships(piece.name)) {
+                addEntry(piece);
             }
-            std::u16string type = types_.of(name, bytes);
-            content_.parts.push_back({std::move(bytes), std::move(type), wide(name), {}});
+        }
+    }
+
+    void addEntry(ZipPiece& piece) {
+        const std::string name = "/" + piece.name;
+        const bool canBePart = PartName::isValid(name);
+        std::u16string type = types_.told(name);
+        if (type.empty() && !areTypesWhole_) {
+            type = PartTypes::guess(name, piece.content);
+        }
+        if (!names_.take(name)) {
+            setAside_.push_back(&piece);
+        } else if (canBePart && !type.empty()) {
+            addPart(name, std::move(type), std::move(piece.content));
+            result_.saved.push_back(name);
+        } else {
+            content_.others[piece.name] = std::move(piece.content);
             result_.saved.push_back(name);
         }
     }
 
+    void addPart(const std::string& name, std::u16string type, fl::Bytes content) {
+        partsByName_.emplace(fold(name), content_.parts.size());
+        content_.parts.push_back({std::move(content), std::move(type), to_ustring(name), {}});
+    }
+
+    /// What is not as it was goes where nothing takes it for what it was.
+    void addSetAside() {
+        for (ZipPiece* piece : setAside_) {
+            const char* const folder = piece->isOlder ? "/older/" : piece->isWhole ? "/renamed/" : "/damaged/";
+            const char* const words = piece->isOlder   ? ": an older version is whole"
+                                      : piece->isWhole ? ": another name excludes this one"
+                                                       : ": the content is damaged or gone";
+            if (isRelationships(piece->name)) {
+                continue;  // What is read of it is told with the relationships.
+            }
+            std::string place;
+            if (!piece->content.empty()) {
+                place = "; " + countOf(piece->content.size()) + " of it are in ";
+                place += addAside(folder, piece->name, std::move(piece->content));
+            }
+            result_.lost.push_back("/" + piece->name + words + place);
+            told_.insert(fold("/" + piece->name));
+        }
+    }
+
+    std::string addAside(const std::string& folder, const std::string& entry, fl::Bytes content) {
+        std::string name = folder + entry;
+        if (!PartName::isValid(name)) {
+            name = folder + "entry" + std::to_string(content_.parts.size() + 1);
+        }
+        name = freeName(name);
+        addPart(name, to_ustring(kBytesType), std::move(content));
+        return name;
+    }
+
+    std::string freeName(const std::string& wanted) {
+        std::string name = wanted;
+        for (std::size_t number = 2; !names_.take(name); ++number) {
+            name = wanted + "-" + std::to_string(number);
+        }
+        return name;
+    }
+
+    void addRelationships() {
+        const Strings pictures = picturesLeft();
+        const auto ofPackage = sources_.find(relationshipsEntry(""));
+        const bool isPackageListWhole = ofPackage != sources_.end() && ofPackage->second.isWhole;
+        content_.relationships = take("/", u"", {});
+        addEmptyCode(isPackageListWhole);
+        for (PartRecord& part : content_.parts) {
+            part.relationships = take(to_string(part.partName), part.contentType, pictures);
+        }
+        carryRest();
+    }
+
+    using Strings = std::vector<std::string>;
+
+    /// The pictures that no list tells a relationship to.
+    Strings picturesLeft() {
+        std::set<std::string> reached;
+        for (const auto& [entry, source] : sources_) {
+            for (const Record& record : source.records) {
+                reached.insert(source.isWhole ? fold(targetOf(record, sourceOf(entry))) : "");
+            }
+        }
+        Strings pictures;
+        for (const PartRecord& part : content_.parts) {
+            const std::string name = to_string(part.partName);
+            if (isPictureType(part.contentType) && reached.count(fold(name)) == 0) {
+                pictures.push_back(name);
+            }
+        }
+        return pictures;
+    }
+
+    /// The relationships of a source: those that its list tells, and guesses where there is no whole list.
     /// @param type  of the source; empty for the package.
-    std::vector<Record> relationshipsOf(const std::string& entry, const std::u16string& type) {
+    std::vector<Record> take(const std::string& name, const std::u16string& type, const Strings& pictures) {
+        const auto found = sources_.find(fold(relationshipsEntry(name.substr(1))));
+        const bool isThere = found != sources_.end();
         std::vector<Record> records;
-        const auto found = remains_.whole.find(relationshipsEntry(entry));
-        if (found != remains_.whole.end() && readRelationships(found->second, records)) {
-            return records;
+        bool isWholeList = !isThere && areAll_ && name != "/";
+        if (isThere) {
+            records = std::move(found->second.records);
+            isWholeList = found->second.isWhole;
+            sources_.erase(found);
         }
-        records = entry.empty() ? guessPackageRelationships() : std::vector<Record>();
-        if (type.rfind(kDocumentType, 0) == 0) {
-            records = guessPictures();
-        }
-        if (!records.empty()) {
-            result_.rebuilt.push_back("the relationships of /" + entry + ", from names");
-        }
-        return records;
-    }
-
-    static bool readRelationships(const fl::Bytes& xml, std::vector<Record>& records) {
-        return readList(xml, [&records](std::string_view element, auto values) {
-            if (element == "Relationship") {
-                records.push_back({wide(values["Type"]), wide(values["Target"]), wide(values["Id"]),
-                                   values["TargetMode"] != "External"});
+        if (!isWholeList) {
+            keepCredible(records, name);
+            addGuesses(records, name, isCodeType(type) ? pictures : Strings(), isThere);
+            if (isCodeType(type)) {
+                tellShown(records, name);
             }
-        });
+        }
+        return records;
     }
 
-    std::vector<Record> guessPackageRelationships() const {
-        const std::u16string base = u"http://schemas.pellarion.com/";
-        std::vector<Record> records;
-        for (const PartRecord& part : content_.parts) {
-            const std::string name = fold(fl::i18n::to_string(part.partName));
-            std::u16string type;
-            if (part.contentType.rfind(kDocumentType, 0) == 0) {
-                type = documentRelationshipType();
-            } else if (name == "/tarmic/output.xml") {
-                type = FlowbookFilePackage::createOutputRelationship().type;
-            } else if (part.contentType.find(u"core-properties") != std::u16string::npos) {
-                type = u"http://schemas.openxmlformats.org/package/2006/relationships/metadata/core-properties";
-            } else if (part.contentType.find(u"pellarion.package.properties") != std::u16string::npos) {
-                type = base + u"package/2013/relationships/properties";
+    /// Of what a damaged list tells, that which leads to a part, and a picture that the text shows.
+    void keepCredible(std::vector<Record>& records, const std::string& source) {
+        if (records.empty()) {
+            return;
+        }
+        const std::vector<std::string> shown = shownPictures(contentOf(source));
+        const std::u16string type = pictureRelationshipType();
+        const auto isDoubtful = [&](const Record& record) {
+            const auto part = partsByName_.find(fold(targetOf(record, source)));
+            const bool isPicture =
+                part != partsByName_.end() && isPictureType(content_.parts[part->second].contentType);
+            const bool isShown = std::find(shown.begin(), shown.end(), to_string(record.id)) != shown.end();
+            return (record.isInternal && part == partsByName_.end()) || isShown != (isPicture && !shown.empty()) ||
+                   (isPicture && record.type != type);
+        };
+        records.erase(std::remove_if(records.begin(), records.end(), isDoubtful), records.end());
+        dropFaulty(records, source);
+        result_.rebuilt.push_back("relationships of " + source + ", from what is left of their list");
+    }
+
+    /// Pictures that a text shows and no relationship leads to.
+    void tellShown(const std::vector<Record>& records, const std::string& source) {
+        std::set<std::string> ids;
+        for (const Record& record : records) {
+            ids.insert(to_string(record.id));
+        }
+        for (const std::string& id : shownPictures(contentOf(source))) {
+            if (ids.count(id) == 0) {
+                result_.lost.push_back("the picture that " + source + " shows by " + id +
+                                       ": no relationship to it is left");
             }
-            addGuess(records, type, part.partName);
         }
-        return records;
     }
 
-    std::vector<Record> guessPictures() const {
-        std::string extension = "png";
-        const std::u16string type = FlowbookFilePackage::createImageRelationship(1, extension, 1).type;
-        std::vector<Record> records;
+    /// @param wasThere  whether there was a list; else there may have been none.
+    void addGuesses(std::vector<Record>& records, const std::string& name, const Strings& pictures, bool wasThere) {
+        std::vector<Record> guesses =
+            name == "/" ? guessPackage(records) : guessPictures(contentOf(name), pictures, records);
+        if (wasThere && guesses.empty()) {
+            result_.lost.push_back("relationships of " + name + ": their list is damaged");
+        }
+        for (Record& guess : guesses) {
+            result_.rebuilt.push_back("the relationship " + to_string(guess.id) + " of " + name + " to " +
+                                      to_string(guess.target) + ", a guess from names");
+            records.push_back(std::move(guess));
+        }
+    }
+
+    /// Empty for what is no part.
+    const fl::Bytes& contentOf(const std::string& name) const {
+        const auto found = partsByName_.find(fold(name));
+        return found == partsByName_.end() ? none_ : content_.parts[found->second].content;
+    }
+
+    std::vector<Record> guessPackage(const std::vector<Record>& known) const {
+        std::set<std::u16string> types;
+        std::set<std::u16string> ids;
+        for (const Record& record : known) {
+            types.insert(record.type);
+            ids.insert(record.id);
+        }
+        std::vector<Record> guesses;
+        std::size_t number = 0;
         for (const PartRecord& part : content_.parts) {
-            const bool isPicture = part.contentType.rfind(u"image/", 0) == 0;
-            addGuess(records, isPicture ? type : u"", part.partName);
+            const std::u16string type = packageRelationshipType(to_string(part.partName), part.contentType);
+            if (type.empty() || !types.insert(type).second) {
+                continue;
+            }
+            std::u16string id;
+            do {
+                id = to_ustring("rId" + std::to_string(++number));
+            } while (!ids.insert(id).second);
+            guesses.push_back({type, part.partName, id, true});
         }
-        return records;
+        return guesses;
     }
 
-    static void addGuess(std::vector<Record>& records, const std::u16string& type, const std::u16string& target) {
-        if (!type.empty()) {
-            records.push_back({type, target, wide("rId" + std::to_string(records.size() + 1)), true});
+    /// Lists whose source is not there stay as entries.
+    void carryRest() {
+        for (ZipPiece& piece : pieces_) {
+            const bool isLeft = isRelationships(piece.name) && sources_.count(fold(piece.name)) != 0;
+            if (isLeft && isWhole(piece) && !piece.content.empty() && names_.take("/" + piece.name)) {
+                content_.others[piece.name] = std::move(piece.content);
+                result_.saved.push_back("/" + piece.name);
+            }
+        }
+    }
+
+    /// A flowbook without code cannot be read. A package that never had any stays as it is.
+    void addEmptyCode(bool isPackageListWhole) {
+        const std::u16string& type = documentRelationshipType();
+        auto& all = content_.relationships;
+        auto led = std::find_if(all.begin(), all.end(), [&](const Record& each) { return each.type == type; });
+        const std::string target = led == all.end() ? "" : targetOf(*led, "/");
+        if (content_.parts.empty() || partsByName_.count(fold(target)) != 0) {
+            return;
+        }
+        if (told_.count(fold(target)) == 0) {
+            result_.lost.emplace_back("the code: there is no document part");
+            told_.insert(fold(target));
+        }
+        if (led == all.end() && isPackageListWhole) {
+            return;
+        }
+        PartRecord code = FlowbookFilePackage::createEmptyDocumentPart();
+        const std::string name = freeName(target.empty() ? to_string(code.partName) : target);
+        if (led == all.end()) {
+            led = all.insert(all.end(), {type, u"", freeId(all), true});
+        }
+        led->target = target == name ? led->target : to_ustring(name);
+        addPart(name, code.contentType, std::move(code.content));
+        result_.rebuilt.push_back("empty code in " + name + ", in the place of the code that is lost");
+    }
+
+    static std::u16string freeId(const std::vector<Record>& records) {
+        std::set<std::u16string> ids;
+        for (const Record& record : records) {
+            ids.insert(record.id);
+        }
+        std::size_t number = 1;
+        while (ids.count(to_ustring("rId" + std::to_string(number))) != 0) {
+            ++number;
+        }
+        return to_ustring("rId" + std::to_string(number));
+    }
+
+    /// What nothing is left of but what leads to it.
+    void tellGone(const std::vector<Record>& records, const std::string& source) {
+        for (const Record& record : records) {
+            const std::string name = targetOf(record, source);
+            if (!name.empty() && partsByName_.count(fold(name)) == 0 && told_.insert(fold(name)).second) {
+                result_.lost.push_back(name + ": only a relationship to it is left");
+            }
+        }
+    }
+
+    void tellGone() {
+        tellGone(content_.relationships, "/");
+        for (const PartRecord& part : content_.parts) {
+            tellGone(part.relationships, to_string(part.partName));
+        }
+        for (const std::string& name : types_.names()) {
+            const std::string folded = fold(name);
+            const bool isThere = partsByName_.count(folded) != 0;
+            if (!isThere && !areAll_ && !isRelationships(name) && told_.insert(folded).second) {
+                result_.lost.push_back(name + ": only its content type is left");
+            }
+        }
+    }
+
+    /// The part name that a relationship leads to; empty for what leads to none.
+    static std::string targetOf(const Record& record, const std::string& source) {
+        try {
+            using opc::model::URI;
+            return record.isInternal ? PartName(URI(record.target).resolvedAgainst(URI(to_ustring(source)))).ascii()
+                                     : "";
+        } catch (const opc::Exception&) {
+            return "";
         }
     }
 
     void write() {
-        if (content_.parts.empty() || tryToWrite().empty()) {
+        if (content_.parts.empty() && content_.others.empty()) {
             return;
         }
-        dropFaulty(content_.relationships, "/");
-        for (PartRecord& part : content_.parts) {
-            dropFaulty(part.relationships, fl::i18n::to_string(part.partName));
-        }
-        const std::string fault = tryToWrite();
+        std::string fault = tryToWrite(content_);
         if (!fault.empty()) {
+            dropFaulty(content_.relationships, "/");
+            for (PartRecord& part : content_.parts) {
+                dropFaulty(part.relationships, to_string(part.partName));
+            }
+            fault = tryToWrite(content_);
+        }
+        for (std::size_t dropped = 0; !fault.empty() && !content_.parts.empty() && dropped < kMostDropped; ++dropped) {
+            dropFirstFaulty();
+            fault = tryToWrite(content_);
+        }
+        if (!fault.empty()) {
+            result_.saved.clear();
             result_.lost.push_back("everything, as it makes no package: " + fault);
         }
     }
 
+    /// Leaves out the part with which those before it make no package any more.
+    void dropFirstFaulty() {
+        std::size_t good = 0;
+        std::size_t bad = content_.parts.size();
+        std::string fault;
+        while (bad - good > 1) {
+            const std::size_t middle = good + (bad - good) / 2;
+            const auto end = content_.parts.begin() + static_cast<std::ptrdiff_t>(middle);
+            const std::string found = tryToWrite({{content_.parts.begin(), end}, {}, {}});
+            (found.empty() ? good : bad) = middle;
+            fault = found.empty() ? fault : found;
+        }
+        const auto dropped = content_.parts.begin() + static_cast<std::ptrdiff_t>(bad - 1);
+        const std::string name = to_string(dropped->partName);
+        result_.lost.push_back(name + ": it cannot be written: " + fault);
+        result_.saved.erase(std::remove(result_.saved.begin(), result_.saved.end(), name), result_.saved.end());
+        content_.parts.erase(dropped);
+    }
+
     /// Why it cannot be written; empty when it was.
-    std::string tryToWrite() {
+    std::string tryToWrite(PackageContent content) {
         try {
-            result_.flowbook = writeContent(content_);
+            result_.flowbook = writeContent(std::move(content));
             return "";
         } catch (const opc::Exception& failure) {
+            result_.flowbook.reset();
             return failure.what();
         }
     }
@@ -266,8 +522,8 @@ private:
         std::vector<Record> good;
         for (Record& record : records) {
             if (isFaulty(record)) {
-                result_.lost.push_back("a faulty relationship of " + source + ": " + fl::i18n::to_string(record.id) +
-                                       " to " + fl::i18n::to_string(record.target));
+                result_.lost.push_back("a faulty relationship of " + source + ": " + to_string(record.id) + " to " +
+                                       to_string(record.target));
             } else {
                 good.push_back(std::move(record));
             }
@@ -284,52 +540,34 @@ private:
         }
     }
 
-    /// Parts of which nothing is left but what leads to them.
-    void tellGone(const std::vector<Record>& records, const std::u16string& source) {
-        for (const Record& record : records) {
-            const std::string name = record.isInternal ? partName(record.target, source) : "";
-            const bool isKnown = name.empty() || content_.find(wide(name)) != nullptr ||
-                                 remains_.damaged.count(name.substr(1)) != 0 || !gone_.insert(name).second;
-            if (!isKnown) {
-                result_.lost.push_back(name + ": only a relationship to it is left");
-            }
-        }
-    }
+    /// A list of relationships, as far as it could be read.
+    struct Source {
+        std::vector<Record> records;
+        bool isWhole = false;
+    };
 
-    /// Empty for a target that is no part name.
-    static std::string partName(const std::u16string& target, const std::u16string& source) {
-        try {
-            return opc::model::PartName(opc::model::URI(target).resolvedAgainst(opc::model::URI(source))).ascii();
-        } catch (const opc::Exception&) {
-            return "";
-        }
-    }
+    static constexpr std::size_t kMostDropped = 64;
 
-    void tellLost() {
-        tellGone(content_.relationships, u"/");
-        for (const PartRecord& part : content_.parts) {
-            tellGone(part.relationships, part.partName);
-        }
-        for (const std::string& entry : remains_.damaged) {
-            if (entry != kTypesEntry && !isRelationships(entry)) {
-                result_.lost.push_back("/" + entry + ": the content is damaged or gone");
-            }
-        }
-        if (std::none_of(content_.parts.begin(), content_.parts.end(),
-                         [](const PartRecord& part) { return part.contentType.rfind(kDocumentType, 0) == 0; })) {
-            result_.lost.emplace_back("the code: there is no document part");
-        }
-    }
-
-    ZipRemains remains_;
-    Types types_;
+    std::vector<ZipPiece> pieces_;
+    bool areAll_;
+    bool areTypesWhole_ = false;
+    PartTypes types_;
+    std::map<std::string, Source> sources_;  ///< by the folded names of their entries
+    std::set<std::string> exact_;            ///< the names of the entries that types or relationships speak of
+    std::set<std::string> known_;            ///< the same, folded
+    const fl::Bytes none_;
+    Names names_;
+    std::vector<ZipPiece*> setAside_;
     PackageContent content_;
+    std::map<std::string, std::size_t> partsByName_;  ///< by folded names
+    std::set<std::string> told_;                      ///< folded names of what is lost
     Salvaged result_;
-    std::set<std::string> gone_;
 };
 
 }  // namespace
 
-Salvaged salvage(const fl::Bytes& remains) { return Rebuilder(findEntries(remains)).run(); }
+Salvaged salvage(const fl::Bytes& remains) {
+    return Rebuilder(findEntries({reinterpret_cast<const char*>(remains.data()), remains.size()})).run();
+}
 
 }  // namespace flowbook::kit

@@ -11,15 +11,16 @@ namespace flowbook::kit {
 /// What could be had of a damaged flowbook.
 struct Salvaged {
     std::optional<fl::Bytes> flowbook;  ///< in the form of writeContent(); none when nothing was found
-    std::vector<std::string> saved;     ///< names of parts and other entries
-    std::vector<std::string> rebuilt;   ///< what was lost and made anew from names and contents, in words
-    std::vector<std::string> lost;      ///< what was there and is not any more, in words
+    std::vector<std::string> saved;     ///< names of the parts and other entries that are as they were
+    std::vector<std::string> rebuilt;   ///< what was lost and made anew, which may be wrong, in words
+    std::vector<std::string> lost;      ///< what is not as it was, in words, and where what is left of it is now
 };
 
-/// Makes a package of the entries of a zip file, or of its remains, that are found by their local headers, inflate to
-/// the size and meet the checksum that those tell. The index is only asked for the names of what should be there.
-/// Content types and relationships that are lost are made anew from the names that flowbooks use; the ids of
-/// pictures are then guesses. @throws std::bad_alloc.
+/// Makes a package of the entries that findEntries() finds in a file, damaged or not. Content types and relationships
+/// that are lost are made anew from the names that flowbooks use. What is left of a damaged entry becomes a part below
+/// /damaged/, what an older entry of its name holds one below /older/, and what cannot keep its name, as another
+/// excludes it (ECMA-376-2, M1.11), one below /renamed/; no relationship leads to those. In the place of code that is
+/// lost comes empty code, so that the result can be read. @throws std::bad_alloc.
 Salvaged salvage(const fl::Bytes& remains);
 
 }  // namespace flowbook::kit

@@ -1,42 +1,27 @@
 #include "kit/package/ZipRemains.hpp"
 
+#include "kit/package/Inflater.hpp"
+#include "kit/package/ZipFields.hpp"
+#include "kit/package/ZipIndex.hpp"
+
 #include <algorithm>
-#include <cstdint>
-#include <libdeflate.h>
-#include <memory>
-#include <new>
+#include <functional>
+#include <map>
+#include <numeric>
 #include <optional>
-#include <string_view>
 
 namespace flowbook::kit {
 
 namespace {
 
-constexpr std::string_view kLocalHeader = "PK\3\4";
-constexpr std::string_view kIndexRecord = "PK\1\2";
-constexpr std::string_view kDescriptor = "PK\7\10";
-constexpr std::size_t kLocalSize = 30;
-constexpr std::size_t kIndexSize = 46;
-constexpr std::uint64_t kUnknown = 0xFFFFFFFF;  // told by a zip64 field
-constexpr std::size_t kMaxContent = std::size_t{1} << 30;
 constexpr unsigned kHasDescriptor = 8;
-constexpr unsigned kStored = 0;
 constexpr unsigned kDeflated = 8;
 
-struct DecompressorDeleter {
-    void operator()(libdeflate_decompressor* decompressor) const { libdeflate_free_decompressor(decompressor); }
-};
+/// What tells of an entry: records of the index and local headers have the same fields.
+using Tellers = std::vector<const ZipRecord*>;
 
-struct LocalHeader {
-    unsigned flags;
-    unsigned method;
-    std::uint64_t crc;
-    std::uint64_t storedSize;
-    std::uint64_t size;
-    std::string name;
-    std::size_t dataAt;
-
-    bool tellsSizes() const { return (flags & kHasDescriptor) == 0 && size != kUnknown && storedSize != kUnknown; }
+struct LocalHeader : ZipRecord {
+    std::size_t dataAt = 0;
 };
 
 /// An entry that is whole, and where its data end.
@@ -45,158 +30,430 @@ struct Found {
     std::size_t end;
 };
 
+enum class Standing { Older, Unlisted, Listed };
+
+/// A piece, and where it was found.
+struct Placed {
+    ZipPiece piece;
+    std::uint64_t at;
+    Standing standing;
+};
+
+bool tellsSizes(const ZipRecord& teller) {
+    const bool isLeftOut = (teller.flags & kHasDescriptor) != 0 && teller.size == 0 && teller.crc == 0;
+    return !isLeftOut && teller.size != kInZip64 && teller.storedSize != kInZip64;
+}
+
 class Search {
 public:
-    explicit Search(const fl::Bytes& bytes)
-        : bytes_(reinterpret_cast<const char*>(bytes.data()), bytes.size()),
-          decompressor_(libdeflate_alloc_decompressor()) {
-        if (!decompressor_) {
-            throw std::bad_alloc();
-        }
-    }
+    explicit Search(std::string_view bytes)
+        : bytes_(bytes), index_(readZipIndex(bytes)), unsearched_(64 * (bytes.size() + 65536)) {}
 
     ZipRemains run() {
-        for (std::size_t at = bytes_.find(kLocalHeader); at != std::string_view::npos;) {
-            at = bytes_.find(kLocalHeader, take(at));
+        takeRecords();
+        if (!index_.isWhole || !left_.empty()) {
+            scan();
         }
-        noteIndex();
-        for (const auto& [name, content] : remains_.whole) {
-            remains_.damaged.erase(name);
-        }
-        return std::move(remains_);
+        addRecordsLeft();
+        return {takePieces(), index_.isWhole};
     }
 
 private:
-    std::uint64_t number(std::size_t at, std::size_t width) const {
-        std::uint64_t value = 0;
-        for (std::size_t i = width; i-- > 0;) {
-            value = value << 8 | static_cast<unsigned char>(bytes_[at + i]);
-        }
-        return value;
+    std::uint64_t number(std::size_t at, std::size_t width) const { return zipNumber(bytes_, at, width); }
+    bool standsAt(std::uint64_t at, std::string_view signature) const {
+        return at < bytes_.size() && zipStandsAt(bytes_, static_cast<std::size_t>(at), signature);
     }
 
-    std::optional<LocalHeader> headerAt(std::size_t at) const {
-        if (bytes_.size() - at < kLocalSize) {
+    /// Nothing when there is no local header; its signature is not looked at.
+    std::optional<LocalHeader> headerAt(std::uint64_t place) const {
+        if (place >= bytes_.size() || bytes_.size() - place < kLocalSize) {
             return std::nullopt;
         }
+        const auto at = static_cast<std::size_t>(place);
         const std::size_t nameSize = number(at + 26, 2);
-        const std::size_t dataAt = at + kLocalSize + nameSize + number(at + 28, 2);
-        if (nameSize == 0 || dataAt > bytes_.size()) {
+        LocalHeader header;
+        header.dataAt = at + kLocalSize + nameSize + number(at + 28, 2);
+        if (nameSize == 0 || header.dataAt > bytes_.size()) {
             return std::nullopt;
         }
-        return LocalHeader{static_cast<unsigned>(number(at + 6, 2)),
-                           static_cast<unsigned>(number(at + 8, 2)),
-                           number(at + 14, 4),
-                           number(at + 18, 4),
-                           number(at + 22, 4),
-                           std::string(bytes_.substr(at + kLocalSize, nameSize)),
-                           dataAt};
+        header.flags = static_cast<unsigned>(number(at + 6, 2));
+        header.method = static_cast<unsigned>(number(at + 8, 2));
+        header.crc = number(at + 14, 4);
+        header.storedSize = number(at + 18, 4);
+        header.size = number(at + 22, 4);
+        header.offset = at;
+        header.at = at;
+        header.name = bytes_.substr(at + kLocalSize, nameSize);
+        return header;
     }
 
-    /// Takes the entry at a header. @returns where to look on.
-    std::size_t take(std::size_t at) {
-        const std::optional<LocalHeader> header = headerAt(at);
-        if (!header) {
-            return at + kLocalHeader.size();
-        }
-        std::optional<Found> found = read(*header);
-        if (!found) {
-            remains_.damaged.insert(header->name);
-            return at + kLocalHeader.size();
-        }
-        if (header->name.back() != '/') {
-            remains_.whole.emplace(header->name, std::move(found->content));
-        }
-        return found->end;
+    bool hasHeaderAt(std::uint64_t at, const ZipRecord& record) const {
+        return standsAt(at, kLocalHeader) && standsAt(at + kLocalSize, record.name);
     }
 
-    std::optional<Found> read(const LocalHeader& header) {
-        if (header.method == kStored) {
-            return readStored(header);
+    /// A record, where its local header lies or should, and where the next one does.
+    struct Place {
+        const ZipRecord* record;
+        std::uint64_t at;
+        std::uint64_t bound;
+    };
+
+    /// All records in the order of their entries. What lies behind a place where bytes are missing, or too many, is as
+    /// much further as the index is.
+    std::vector<Place> places() const {
+        std::vector<Place> all;
+        for (const ZipRecord& record : index_.records) {
+            all.push_back({&record, record.offset, 0});
         }
-        return header.method == kDeflated ? readDeflated(header) : std::nullopt;
+        std::stable_sort(all.begin(), all.end(), [](const Place& a, const Place& b) { return a.at < b.at; });
+        bool isMoved = true;
+        std::uint64_t bound = index_.begin;
+        for (auto each = all.rbegin(); each != all.rend(); ++each) {
+            const std::uint64_t moved = each->at + index_.shift;
+            const bool isHere = hasHeaderAt(each->at, *each->record);
+            isMoved = hasHeaderAt(moved, *each->record) || (isMoved && !isHere);
+            each->at = isMoved ? moved : each->at;
+            each->bound = std::min<std::uint64_t>(bound, bytes_.size());
+            bound = each->at;
+        }
+        return all;
     }
 
-    std::optional<Found> readStored(const LocalHeader& header) const {
-        if (!header.tellsSizes() || header.size > bytes_.size() - header.dataAt) {
-            return std::nullopt;
+    /// Takes the entries that are where the index tells; the others are left.
+    void takeRecords() {
+        for (const Place& place : places()) {
+            const ZipRecord& record = *place.record;
+            const std::optional<LocalHeader> header = headerAt(place.at);
+            const bool agrees = header && header->name == record.name;
+            const Tellers tellers = agrees ? Tellers{&record, &*header} : Tellers{&record};
+            std::optional<Found> found;
+            if (index_.isWhole || isCredible(place, header)) {
+                found = readAny(place, header, tellers);
+            }
+            if (found) {
+                claimed_[place.at] = found->end;
+                const bool hasHeader = header && standsAt(place.at, kLocalHeader);
+                add({record.name, hasHeader && !agrees ? header->name : "", std::move(found->content), true}, place.at,
+                    Standing::Listed);
+            } else {
+                left_[record.name] = place;
+            }
         }
-        const std::string_view data = bytes_.substr(header.dataAt, header.size);
-        return checked({fl::Bytes(data.begin(), data.end()), header.dataAt + data.size()}, header.crc);
     }
 
-    std::optional<Found> readDeflated(const LocalHeader& header) {
-        std::optional<Found> found =
-            header.tellsSizes() ? inflate(header.dataAt, header.size) : inflateAny(header.dataAt);
-        if (!found || (header.tellsSizes() && found->content.size() != header.size)) {
-            return std::nullopt;
+    /// Whether a record leads to something like a local header of its name. Where the index is not whole, the record
+    /// may be of a zip file that an entry holds.
+    bool isCredible(const Place& place, const std::optional<LocalHeader>& header) const {
+        const std::string& name = place.record->name;
+        if (standsAt(place.at + kLocalSize, name)) {
+            return true;
         }
-        const std::uint64_t crc = (header.flags & kHasDescriptor) == 0 ? header.crc : crcBehind(found->end);
-        return checked(std::move(*found), crc);
+        const bool hasSize = header && standsAt(place.at, kLocalHeader) && header->name.size() == name.size();
+        const auto differ = [&] {
+            return std::inner_product(name.begin(), name.end(), header->name.begin(), 0, std::plus<>(),
+                                      std::not_equal_to<>());
+        };
+        return hasSize && differ() <= 1;
     }
 
-    /// Of data whose size nobody tells.
-    std::optional<Found> inflateAny(std::size_t at) {
-        for (std::size_t capacity = std::max<std::size_t>(65536, 4 * (bytes_.size() - at)); capacity <= kMaxContent;
-             capacity *= 4) {
-            if (std::optional<Found> found = inflate(at, capacity)) {
+    std::optional<Found> readAny(const Place& place, const std::optional<LocalHeader>& header, const Tellers& tellers) {
+        const ZipRecord& record = *place.record;
+        for (const std::size_t dataAt : dataPlaces(place, header)) {
+            std::optional<Found> found = read(dataAt, tellers, place.bound);
+            // The checksum in the record may be what is damaged. An older entry of the name has another size, too.
+            const bool hasSize = found && header && dataAt == header->dataAt && found->content.size() == record.size;
+            if (hasSize || (found && crcOf(found->content) == record.crc)) {
                 return found;
             }
         }
         return std::nullopt;
     }
 
-    std::optional<Found> inflate(std::size_t at, std::size_t capacity) {
-        // No data inflate to more than 1,032 times their size.
-        if (capacity > kMaxContent || capacity / 1032 > bytes_.size() - at || capacity > budget_) {
-            return std::nullopt;
+    /// Looks for local headers outside of the entries that were found.
+    void scan() {
+        for (std::size_t at = bytes_.find(kLocalHeader); at != std::string_view::npos;) {
+            const std::uint64_t claimed = endOfClaimed(at);
+            const std::uint64_t next = claimed > at ? claimed : takeHeader(at);
+            at = bytes_.find(kLocalHeader, std::max(static_cast<std::size_t>(next), at + kLocalHeader.size()));
         }
-        budget_ -= capacity;
-        fl::Bytes content(std::max<std::size_t>(capacity, 1));
-        std::size_t consumed = 0;
-        std::size_t produced = 0;
-        const libdeflate_result result =
-            libdeflate_deflate_decompress_ex(decompressor_.get(), bytes_.data() + at, bytes_.size() - at,
-                                             content.data(), content.size(), &consumed, &produced);
-        if (result != LIBDEFLATE_SUCCESS) {
-            return std::nullopt;
-        }
-        content.resize(produced);
-        return Found{std::move(content), at + consumed};
-    }
-
-    /// The checksum in the data descriptor at a place, which may have a signature.
-    std::uint64_t crcBehind(std::size_t at) const {
-        const std::size_t skipped = bytes_.substr(at, kDescriptor.size()) == kDescriptor ? kDescriptor.size() : 0;
-        return bytes_.size() - at >= skipped + 4 ? number(at + skipped, 4) : kUnknown + 1;
-    }
-
-    static std::optional<Found> checked(Found found, std::uint64_t crc) {
-        const bool isWhole = libdeflate_crc32(0, found.content.data(), found.content.size()) == crc;
-        return isWhole ? std::make_optional(std::move(found)) : std::nullopt;
-    }
-
-    /// The names that records of the index tell.
-    void noteIndex() {
-        for (std::size_t at = bytes_.find(kIndexRecord); at != std::string_view::npos;
-             at = bytes_.find(kIndexRecord, at + kIndexRecord.size())) {
-            const std::size_t nameSize = bytes_.size() - at < kIndexSize ? 0 : number(at + 28, 2);
-            const std::string name(bytes_.substr(std::min(at + kIndexSize, bytes_.size()), nameSize));
-            if (!name.empty() && name.size() == nameSize && name.back() != '/') {
-                remains_.damaged.insert(name);
+        for (std::size_t size = 1; size < kLocalHeader.size(); ++size) {
+            const bool isCutOff =
+                bytes_.size() >= size && bytes_.substr(bytes_.size() - size) == kLocalHeader.substr(0, size);
+            if (isCutOff && index_.records.empty()) {
+                addCutOff(bytes_.size() - size);
             }
         }
     }
 
+    /// The end of the entry that a place lies in; 0 when it lies in none.
+    std::uint64_t endOfClaimed(std::uint64_t at) const {
+        const auto after = claimed_.upper_bound(at);
+        return after == claimed_.begin() ? 0 : std::prev(after)->second;
+    }
+
+    /// Takes the entry at a local header. @returns where to look on.
+    std::uint64_t takeHeader(std::size_t at) {
+        const std::optional<LocalHeader> header = headerAt(at);
+        if (!header) {
+            addCutOff(at);
+            return at;
+        }
+        const auto left = left_.find(header->name);
+        const ZipRecord* const record = left == left_.end() ? nullptr : left->second.record;
+        const Tellers tellers = record != nullptr ? Tellers{&*header, record} : Tellers{&*header};
+        std::optional<Found> found = read(header->dataAt, tellers, bytes_.size());
+        if (!found) {
+            return takeDamaged(*header, record, tellers);
+        }
+        const bool isListed = record != nullptr && record->crc == crcOf(found->content);
+        if (isListed) {
+            left_.erase(left);
+        }
+        if (isListed || record != nullptr || !index_.isWhole) {
+            const Standing other = index_.isWhole ? Standing::Older : Standing::Unlisted;
+            add({header->name, "", std::move(found->content), true}, at, isListed ? Standing::Listed : other);
+        }
+        claimed_[at] = found->end;
+        return found->end;
+    }
+
+    /// A local header, at the end of the file, that is not there as a whole.
+    void addCutOff(std::size_t at) {
+        if (!index_.isWhole) {
+            const std::string name(bytes_.substr(std::min(at + kLocalSize, bytes_.size())));
+            add({name.empty() ? "entry at byte " + std::to_string(at) : name, "", {}, false}, at, Standing::Unlisted);
+        }
+    }
+
+    std::uint64_t takeDamaged(const LocalHeader& header, const ZipRecord* record, const Tellers& tellers) {
+        const std::size_t end = endOfDamaged(header, tellers);
+        const bool isListed = record != nullptr && left_.at(header.name).at == header.offset;
+        if (isListed || (record == nullptr && !index_.isWhole)) {
+            add({header.name, "", remainsAt(header.dataAt, end, tellers), false}, header.offset,
+                isListed ? Standing::Listed : Standing::Unlisted);
+            left_.erase(header.name);
+            claimed_[header.offset] = end;
+        }
+        return end;
+    }
+
+    /// Where the data end that are told, when something begins there; else the next signature.
+    std::size_t endOfDamaged(const LocalHeader& header, const Tellers& tellers) const {
+        for (const ZipRecord* teller : tellers) {
+            const std::uint64_t end = header.dataAt + teller->storedSize;
+            const bool isCutOff = end > bytes_.size() && teller->method != kDeflated && index_.records.empty();
+            if (tellsSizes(*teller) && (end == bytes_.size() || isCutOff || isBoundary(end))) {
+                return static_cast<std::size_t>(std::min<std::uint64_t>(end, bytes_.size()));
+            }
+        }
+        const bool holdsZip = header.method != kDeflated && standsAt(header.dataAt, kLocalHeader);
+        if (holdsZip) {
+            const std::size_t end = bytes_.find(kEndRecord, header.dataAt);
+            return end == std::string_view::npos ? bytes_.size() : end;
+        }
+        return nextBoundary(header.dataAt);
+    }
+
+    bool isBoundary(std::uint64_t at) const {
+        return standsAt(at, kLocalHeader) || standsAt(at, kIndexRecord) || standsAt(at, kDescriptor) ||
+               standsAt(at, kEndRecord);
+    }
+
+    std::size_t nextBoundary(std::size_t from) const {
+        const std::size_t header = std::min(bytes_.find(kLocalHeader, from), bytes_.size());
+        const std::string_view before = bytes_.substr(0, header);
+        return std::min(before.find(kIndexRecord, from), header);
+    }
+
+    /// The entries that the index tells and that were not found.
+    void addRecordsLeft() {
+        for (const auto& [name, place] : left_) {
+            if (endOfClaimed(place.record->at) > place.record->at) {
+                continue;  // It is of a zip file that an entry holds.
+            }
+            const auto dataAt =
+                static_cast<std::size_t>(std::min<std::uint64_t>(place.at + kLocalSize + name.size(), bytes_.size()));
+            const bool hasData = index_.shift == 0 && endOfClaimed(place.at) <= place.at;
+            const auto bound = static_cast<std::size_t>(std::max<std::uint64_t>(place.bound, dataAt));
+            add({name, "", hasData ? remainsAt(dataAt, bound, {place.record}) : fl::Bytes(), false}, place.at,
+                Standing::Listed);
+        }
+    }
+
+    /// Where the data of an entry may begin whose local header may be damaged. The checksum decides.
+    std::vector<std::size_t> dataPlaces(const Place& entry, const std::optional<LocalHeader>& header) const {
+        const std::size_t nameSize = entry.record->name.size();
+        std::vector<std::uint64_t> places;
+        if (header) {
+            places = {header->dataAt, header->dataAt - header->name.size() + nameSize};
+        }
+        places.push_back(entry.at + kLocalSize + nameSize);
+        for (const std::uint64_t descriptor : {0, 12, 16, 20, 24}) {
+            places.push_back(entry.bound - descriptor - entry.record->storedSize);
+        }
+        std::vector<std::size_t> possible;
+        for (const std::uint64_t place : places) {
+            if (place <= bytes_.size() && std::find(possible.begin(), possible.end(), place) == possible.end()) {
+                possible.push_back(static_cast<std::size_t>(place));
+            }
+        }
+        return possible;
+    }
+
+    std::optional<Found> read(std::size_t at, const Tellers& tellers, std::uint64_t bound) {
+        std::optional<Found> found;
+        const bool isDeflated = tellers.front()->method == kDeflated;
+        for (const bool inflates : {isDeflated, !isDeflated}) {
+            found = inflates ? readDeflated(at, tellers) : readStored(at, tellers, bound);
+            if (found) {
+                break;
+            }
+        }
+        return found;
+    }
+
+    std::optional<Found> readDeflated(std::size_t at, const Tellers& tellers) {
+        std::optional<Inflater::Inflated> inflated = inflater_.whole(bytes_.substr(at), tellers.front()->size);
+        if (!inflated) {
+            return std::nullopt;
+        }
+        Found found{std::move(inflated->content), at + inflated->consumed};
+        const std::uint32_t crc = crcOf(found.content);
+        const bool isTold = std::any_of(tellers.begin(), tellers.end(), [&](const ZipRecord* teller) {
+            return tellsSizes(*teller) && teller->crc == crc;
+        });
+        // A descriptor tells nothing of what a record leads to whose name stands elsewhere.
+        const bool isOwn = std::any_of(tellers.begin(), tellers.end(), [&](const ZipRecord* teller) {
+            return teller->at < index_.begin && crcBehind(found.end) == crc;
+        });
+        return isTold || isOwn ? std::make_optional(std::move(found)) : std::nullopt;
+    }
+
+    /// The checksum in the data descriptor at a place, which may have a signature.
+    std::uint64_t crcBehind(std::size_t at) const {
+        const std::size_t place = at + (standsAt(at, kDescriptor) ? kDescriptor.size() : 0);
+        return bytes_.size() - at >= kDescriptor.size() + 4 ? number(place, 4) : kInZip64 + 1;
+    }
+
+    std::optional<Found> readStored(std::size_t at, const Tellers& tellers, std::uint64_t bound) {
+        for (const ZipRecord* teller : tellers) {
+            const bool fits = tellsSizes(*teller) && teller->storedSize <= std::min(bytes_.size() - at, kMostInflated);
+            const std::size_t end = fits ? at + static_cast<std::size_t>(teller->storedSize) : at;
+            // Nothing has the checksum 0, as has a header whose numbers were lost.
+            if (fits && crcOf(at, end) == teller->crc && (end != at || end == bytes_.size() || isBoundary(end))) {
+                return stored(at, end);
+            }
+        }
+        const bool isStreamed = std::any_of(tellers.begin(), tellers.end(), [](const ZipRecord* teller) {
+            return (teller->flags & kHasDescriptor) != 0 && teller->method != kDeflated;
+        });
+        return isStreamed ? readStreamed(at, bound) : std::nullopt;
+    }
+
+    static std::uint32_t crcOf(const fl::Bytes& content) { return libdeflate_crc32(0, content.data(), content.size()); }
+
+    std::uint32_t crcOf(std::size_t at, std::size_t end) const {
+        return libdeflate_crc32(0, bytes_.data() + at, end - at);
+    }
+
+    Found stored(std::size_t at, std::size_t end) const {
+        const std::string_view data = bytes_.substr(at, end - at);
+        return {fl::Bytes(data.begin(), data.end()), end};
+    }
+
+    /// Stored data that end where a data descriptor tells their size and checksum.
+    std::optional<Found> readStreamed(std::size_t at, std::uint64_t bound) {
+        const auto limit = static_cast<std::size_t>(
+            std::min({bound + kDescriptor.size(), std::uint64_t{bytes_.size()}, at + unsearched_}));
+        const std::string_view searched = bytes_.substr(0, limit);
+        std::optional<Found> found;
+        std::size_t next = searched.find("PK", at);
+        while (!found && next != std::string_view::npos) {
+            found = endingAt(at, next);
+            next = searched.find("PK", next + 2);
+        }
+        unsearched_ -= (next == std::string_view::npos ? limit : next) - at;
+        return found;
+    }
+
+    /// @param signature  that of a descriptor, or of what follows one that has none.
+    std::optional<Found> endingAt(std::size_t at, std::size_t signature) const {
+        struct Form {
+            std::size_t crcAt;  ///< from the signature, modulo 2^64
+            std::size_t end;
+        };
+        const Form own{signature + 4, signature};
+        const Form before{signature - 12, signature - 12};
+        const Form longBefore{signature - 20, signature - 20};
+        for (const Form& form : {own, before, longBefore}) {
+            const bool isInside = form.end >= at && form.end <= signature && form.crcAt + 8 <= bytes_.size();
+            const bool hasForm = form.end == signature ? standsAt(signature, kDescriptor) : isBoundary(signature);
+            if (isInside && hasForm && number(form.crcAt + 4, 4) == form.end - at &&
+                number(form.crcAt, 4) == crcOf(at, form.end)) {
+                return stored(at, form.end);
+            }
+        }
+        return std::nullopt;
+    }
+
+    /// As much as can be read of an entry that is not whole.
+    fl::Bytes remainsAt(std::size_t at, std::size_t bound, const Tellers& tellers) {
+        const ZipRecord& teller = *tellers.front();
+        const std::string_view data = bytes_.substr(at, std::max(at, bound) - at);
+        const std::uint64_t size = tellsSizes(teller) ? teller.size : kMostInflated;
+        if (teller.method == kDeflated) {
+            return inflater_.prefix(data, size);
+        }
+        const std::string_view kept =
+            data.substr(0, static_cast<std::size_t>(std::min<std::uint64_t>(size, kMostInflated)));
+        return teller.method == 0 ? fl::Bytes(kept.begin(), kept.end()) : fl::Bytes();
+    }
+
+    void add(ZipPiece piece, std::uint64_t at, Standing standing) {
+        const bool isFolder = piece.name.back() == '/' && piece.content.empty();
+        if (!isFolder) {
+            placed_.push_back({std::move(piece), at, standing});
+        }
+    }
+
+    /// Of several of one name, that which the index tells, else the last. Where that is damaged, the last that is
+    /// whole is an older one.
+    std::vector<ZipPiece> takePieces() {
+        std::stable_sort(placed_.begin(), placed_.end(), [](const Placed& a, const Placed& b) { return a.at < b.at; });
+        std::map<std::string, const Placed*> best;
+        std::map<std::string, const Placed*> lastWhole;
+        for (const Placed& each : placed_) {
+            const auto [known, isNew] = best.emplace(each.piece.name, &each);
+            if (!isNew && known->second->standing <= each.standing) {
+                known->second = &each;
+            }
+            if (each.piece.isWhole) {
+                lastWhole[each.piece.name] = &each;
+            }
+        }
+        std::vector<ZipPiece> pieces;
+        for (Placed& each : placed_) {
+            const Placed* const chosen = best.at(each.piece.name);
+            const bool isOlder = !chosen->piece.isWhole && lastWhole[each.piece.name] == &each;
+            if (chosen == &each || isOlder) {
+                each.piece.isOlder = isOlder;
+                pieces.push_back(std::move(each.piece));
+            }
+        }
+        return pieces;
+    }
+
     std::string_view bytes_;
-    /// Bytes that may yet be inflated: headers can be forged so that each makes all that follows be inflated again.
-    std::size_t budget_ = 16 * kMaxContent;
-    std::unique_ptr<libdeflate_decompressor, DecompressorDeleter> decompressor_;
-    ZipRemains remains_;
+    ZipIndex index_;
+    Inflater inflater_;
+    std::uint64_t unsearched_;                        ///< bytes that may yet be searched for descriptors
+    std::map<std::string, Place> left_;               ///< by name, records whose entries were not found
+    std::map<std::uint64_t, std::uint64_t> claimed_;  ///< from the headers to the ends of entries
+    std::vector<Placed> placed_;
 };
 
 }  // namespace
 
-ZipRemains findEntries(const fl::Bytes& remains) { return Search(remains).run(); }
+ZipRemains findEntries(std::string_view file) { return Search(file).run(); }
 
 }  // namespace flowbook::kit

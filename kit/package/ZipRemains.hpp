@@ -2,20 +2,31 @@
 
 #include "fl/Bytes.hpp"
 
-#include <map>
-#include <set>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace flowbook::kit {
 
-/// The entries that can be had from a zip file in any state.
-struct ZipRemains {
-    std::map<std::string, fl::Bytes> whole;  ///< content by name; of several of one name the first that is whole
-    std::set<std::string> damaged;           ///< names that headers or index tell and that nothing whole was found for
+/// An entry of a zip file in any state.
+struct ZipPiece {
+    std::string name;       ///< as the index tells it, else the entry itself
+    std::string otherName;  ///< what the entry itself tells, where that is another; else empty
+    fl::Bytes content;      ///< of an entry that is not whole: as far as it can be read
+    bool isWhole = false;   ///< whether the content meets a checksum
+    bool isOlder = false;   ///< whether it is whole, but one of the same name that replaced it is damaged
 };
 
-/// Looks for local headers (APPNOTE 6.3, 4.3.7) from start to end, passing over the data of entries that are whole.
-/// Entries of more than 1 GiB count as damaged.
-ZipRemains findEntries(const fl::Bytes& remains);
+struct ZipRemains {
+    std::vector<ZipPiece> pieces;  ///< in the order in which they lie in the file
+    bool areAll = false;           ///< whether the index is whole, so that there were no other entries
+};
+
+/// The entries that can be had from a zip file in any state. Where the index is whole, they are those that it lists,
+/// each found by any of what index, local header and data descriptor tell of it (APPNOTE 6.3, 4.3). Elsewhere they are
+/// those whose local headers are found, passing over the data of entries, with those that the remains of the index
+/// tell; of several of one name the one that the index tells, else the last. Entries of more than 1 GiB count as
+/// damaged. @throws std::bad_alloc.
+ZipRemains findEntries(std::string_view file);
 
 }  // namespace flowbook::kit

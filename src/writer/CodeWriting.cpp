@@ -34,12 +34,29 @@ boost::optional<URI> parse(const std::u16string& target) {
     }
 }
 
-/// A relationship that nobody can follow, as its target is no URI reference, must not keep the code from being saved.
+/// Keeps the target as it stands, where the platform can: a host's own need not have this function.
+template <class Source>
+auto carryAsItStands(const Relationship& relationship, Source& to, int)
+    -> decltype(void(to.carryRelationship(relationship.getType(), relationship.getTarget(),
+                                          relationship.getTargetMode(), relationship.getID()))) {
+    to.carryRelationship(relationship.getType(), relationship.getTarget(), relationship.getTargetMode(),
+                         relationship.getID());
+}
+
+/// Elsewhere a relationship whose target is no URI reference, so that it leads nowhere, is left out: it must not keep
+/// the code from being saved.
+template <class Source>
+void carryAsItStands(const Relationship& relationship, Source& to, long) {
+    if (const auto target = parse(relationship.getTarget())) {
+        to.createInternalRelationship(relationship.getType(), *target, relationship.getID());
+    }
+}
+
 void carry(const Relationship& relationship, Part& to) {
     if (relationship.getTargetMode() == TargetMode::External) {
         to.createExternalRelationship(relationship.getType(), relationship.getTarget(), relationship.getID());
-    } else if (const auto target = parse(relationship.getTarget())) {
-        to.createInternalRelationship(relationship.getType(), *target, relationship.getID());
+    } else {
+        carryAsItStands(relationship, to, 0);
     }
 }
 

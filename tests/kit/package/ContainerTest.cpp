@@ -57,7 +57,7 @@ TEST(Salvage, SavesWhatIsWhole) {
     for (const std::string& name : {types, rels}) {
         const Salvaged salvaged = salvage(without(noIndex, name));
         EXPECT_EQ(support::text(Document(*salvaged.flowbook).code()), "a") << name;
-        EXPECT_EQ(salvaged.rebuilt.size(), 1U) << name;
+        EXPECT_FALSE(salvaged.rebuilt.empty()) << name;
         EXPECT_EQ(Document(*salvaged.flowbook).properties().front().value, std::make_optional<std::string>("T"));
     }
     EXPECT_EQ(contentDigest(Document(*salvage(without(noIndex, types)).flowbook)), digest);
@@ -69,7 +69,8 @@ TEST(Salvage, TellsWhatIsLost) {
     Bytes damaged = whole;
     *(std::search(damaged.begin(), damaged.end(), name.begin(), name.end()) + 20) ^= 1;
     const Salvaged salvaged = salvage(damaged);
-    EXPECT_EQ(salvaged.lost, (support::Lines{"/media/image1.png: the content is damaged or gone"}));
+    EXPECT_EQ(salvaged.lost, (support::Lines{"/media/image1.png: the content is damaged or gone; 26 bytes of it are in "
+                                             "/damaged/media/image1.png"}));
     EXPECT_EQ(support::text(Document(*salvaged.flowbook).code()), "a");
 
     const Bytes half(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(whole.size() / 2));

@@ -36,6 +36,11 @@ public:
     Relationship createExternalRelationship(const std::u16string& type, const std::u16string& target,
                                             const std::u16string& id);
 
+    /// As both above, with a target that is stored as it stands and need be no URI reference: what cannot be
+    /// followed can so be carried from one package to another.
+    Relationship carryRelationship(const std::u16string& type, const std::u16string& target, TargetMode mode,
+                                   const std::u16string& id);
+
     /// @throws opc::Exception when there is no such relationship.
     void deleteRelationship(const std::u16string& id);
 

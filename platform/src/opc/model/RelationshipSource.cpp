@@ -36,14 +36,17 @@ std::vector<Relationship> RelationshipSource::getRelationshipsByType(const std::
 
 Relationship RelationshipSource::createInternalRelationship(const std::u16string& type, const URI& target,
                                                             const std::u16string& id) {
-    return Relationship(
-        store().relationshipsToChange().add(partState(), {nullptr, id, type, target.toString(), TargetMode::Internal}));
+    return carryRelationship(type, target.toString(), TargetMode::Internal, id);
 }
 
 Relationship RelationshipSource::createExternalRelationship(const std::u16string& type, const std::u16string& target,
                                                             const std::u16string& id) {
-    return Relationship(
-        store().relationshipsToChange().add(partState(), {nullptr, id, type, target, TargetMode::External}));
+    return carryRelationship(type, target, TargetMode::External, id);
+}
+
+Relationship RelationshipSource::carryRelationship(const std::u16string& type, const std::u16string& target,
+                                                   TargetMode mode, const std::u16string& id) {
+    return Relationship(store().relationshipsToChange().add(partState(), {nullptr, id, type, target, mode}));
 }
 
 void RelationshipSource::deleteRelationship(const std::u16string& id) {

@@ -1,0 +1,271 @@
+#include "kit/package/PackageLists.hpp"
+
+#include "fl/i18n/Conversion.hpp"
+#include "flowbook/FlowbookFileUtils.hpp"
+#include "flowbook/FlowbookFileWriter.hpp"
+#include "foundation/storage/vfs/MemoryStorage.hpp"
+#include "kit/document/Characters.hpp"
+#include "kit/document/Document.hpp"
+#include "kit/document/EntryNames.hpp"
+#include "kit/document/XmlReader.hpp"
+#include "opc/ByteArrayInAdaptor.hpp"
+#include "opc/Exception.hpp"
+
+#include <algorithm>
+#include <functional>
+
+namespace flowbook::kit {
+
+using Record = FlowbookFilePackage::Relationship;
+
+namespace {
+
+constexpr std::string_view kPackageNamespace = "http://schemas.openxmlformats.org/package/2006/";
+constexpr std::u16string_view kPropertiesType = u"application/vnd.pellarion.package.properties+xml";
+constexpr std::u16string_view kCoreType = u"application/vnd.openxmlformats-package.core-properties+xml";
+
+using fl::i18n::to_ustring;
+
+std::string extensionOf(const std::string& name) {
+    const std::size_t dot = name.rfind('.');
+    return dot == std::string::npos || name.find('/', dot) != std::string::npos ? "" : name.substr(dot + 1);
+}
+
+/// An element of content types or relationships; absent attributes are empty.
+class ListReader : public XmlHandler {
+public:
+    using Take = std::function<void(std::string_view, const std::map<std::string_view, std::string_view>&)>;
+
+    explicit ListReader(Take take) : take_(std::move(take)) {}
+
+    void startElement(const XmlName& name, const std::vector<XmlAttribute>& attributes, XmlSpan) override {
+        std::map<std::string_view, std::string_view> values;
+        for (const XmlAttribute& attribute : attributes) {
+            values[attribute.name.local] = attribute.value;
+        }
+        if (name.ns.substr(0, kPackageNamespace.size()) == kPackageNamespace) {
+            take_(name.local, values);
+        }
+    }
+    void endElement(const XmlName&, XmlSpan) override {}
+    void characters(std::string_view) override {}
+
+private:
+    Take take_;
+};
+
+bool readList(const fl::Bytes& xml, const ListReader::Take& take) {
+    ListReader reader(take);
+    try {
+        readXml(xml, "", XmlEncoding::AsDeclared, reader);
+        return true;
+    } catch (const opc::Exception&) {
+        return false;
+    }
+}
+
+bool isType(const std::string& text) {
+    try {
+        const opc::model::ContentType type(to_ustring(text));
+        return !type.toString().empty();
+    } catch (const opc::Exception&) {
+        return false;
+    }
+}
+
+std::u16string pictureType(const std::string& name, const fl::Bytes& content) {
+    const std::size_t size = std::min<std::size_t>(64, content.size());
+    const std::string text(content.begin(), content.begin() + static_cast<std::ptrdiff_t>(size));
+    const std::string named = startsWith(text, "data:") ? text.substr(5, text.find_first_of(";,") - 5) : "";
+    const std::string type = isType(named) ? named : "image/" + extensionOf(name);
+    return isType(type) ? to_ustring(type) : u"application/octet-stream";
+}
+
+/// The last number in a name and what is before it: "image10" comes after "image2".
+std::pair<std::uint64_t, std::string> numberIn(const std::string& name) {
+    constexpr char kDigits[] = "0123456789";
+    const std::size_t last = name.find_last_of(kDigits);
+    if (last == std::string::npos) {
+        return {0, name};
+    }
+    const std::size_t before = name.find_last_not_of(kDigits, last);
+    const std::size_t first = before == std::string::npos ? 0 : before + 1;
+    std::uint64_t number = 0;
+    for (std::size_t i = first; i <= last && i < first + 18; ++i) {
+        number = 10 * number + static_cast<std::uint64_t>(name[i] - '0');
+    }
+    return {number, name.substr(0, first)};
+}
+
+std::uint64_t numberOfPicture(const std::string& partName) {
+    return numberIn(partName.substr(0, partName.rfind('.'))).first;
+}
+
+/// In the order in which they were added: by their numbers, unless they lie in the file in an order in which the
+/// numbers of each extension count up, as the library numbers each extension for itself.
+std::vector<std::string> inOrder(std::vector<std::string> pictures) {
+    std::map<std::string, std::uint64_t> last;
+    bool countsUp = true;
+    for (const std::string& name : pictures) {
+        std::uint64_t& before = last[extensionOf(name)];
+        countsUp = countsUp && before < numberOfPicture(name);
+        before = numberOfPicture(name);
+    }
+    if (!countsUp) {
+        std::stable_sort(pictures.begin(), pictures.end(),
+                         [](const auto& a, const auto& b) { return numberOfPicture(a) < numberOfPicture(b); });
+    }
+    return pictures;
+}
+
+bool haveOneExtension(const std::vector<std::string>& pictures) {
+    return std::all_of(pictures.begin(), pictures.end(),
+                       [&](const auto& each) { return extensionOf(each) == extensionOf(pictures.front()); });
+}
+
+/// The plain code document that saving a code as text makes.
+fl::Bytes documentOf(const std::u16string& code) {
+    const auto memory = std::make_shared<foundation::storage::vfs::MemoryStorage>();
+    const foundation::storage::vfs::StorageSystemReference storage(memory);
+    const std::u16string name = u"memory://flowbook.tqx";
+    FlowbookFileWriter writer(name, storage, {});
+    writer.setTARMICCode(code);
+    writer.close(false);
+    return Document(memory->get(name)).storedCode();
+}
+
+}  // namespace
+
+bool PartTypes::read(const fl::Bytes& xml) {
+    return readList(xml, [this](std::string_view element, auto values) {
+        if (element == "Default") {
+            types_["." + fold(values["Extension"])] = values["ContentType"];
+        } else if (element == "Override") {
+            const std::string name(values["PartName"]);
+            types_[fold(name)] = values["ContentType"];
+            names_.insert(name);
+        }
+    });
+}
+
+std::u16string PartTypes::told(const std::string& partName) const {
+    const auto own = types_.find(fold(partName));
+    const auto found = own != types_.end() ? own : types_.find("." + fold(extensionOf(partName)));
+    return found != types_.end() && isType(found->second) ? to_ustring(found->second) : u"";
+}
+
+std::u16string PartTypes::guess(const std::string& partName, const fl::Bytes& content) {
+    const std::string name = fold(partName);
+    if (name == "/tarmic/document.xml") {
+        return guessCodeType(content);
+    }
+    if (name == "/docprops/core.xml" || endsWith(name, ".psmdcp")) {
+        return std::u16string(kCoreType);
+    }
+    if (name == "/docprops/tarmic.xml") {
+        return std::u16string(kPropertiesType);
+    }
+    if (startsWith(name, "/media/")) {
+        return pictureType(name, content);
+    }
+    return endsWith(name, ".xml") ? u"text/xml" : u"application/octet-stream";
+}
+
+bool readRelationships(const fl::Bytes& xml, std::vector<Record>& records) {
+    return readList(xml, [&records](std::string_view element, auto values) {
+        if (element == "Relationship") {
+            records.push_back({to_ustring(values["Type"]), to_ustring(values["Target"]), to_ustring(values["Id"]),
+                               values["TargetMode"] != "External"});
+        }
+    });
+}
+
+bool isCodeType(const std::u16string& contentType) {
+    return contentType.rfind(FlowbookFilePackage::createEmptyDocumentPart().contentType, 0) == 0;
+}
+
+bool isPictureType(const std::u16string& contentType) { return contentType.rfind(u"image/", 0) == 0; }
+
+std::u16string pictureRelationshipType() {
+    std::string extension = "png";
+    return FlowbookFilePackage::createImageRelationship(1, extension, 1).type;
+}
+
+std::u16string packageRelationshipType(const std::string& partName, const std::u16string& contentType) {
+    if (isCodeType(contentType)) {
+        return documentRelationshipType();
+    }
+    if (contentType.rfind(kCoreType, 0) == 0) {
+        return u"http://schemas.openxmlformats.org/package/2006/relationships/metadata/core-properties";
+    }
+    if (contentType.rfind(kPropertiesType, 0) == 0) {
+        return u"http://schemas.pellarion.com/package/2013/relationships/properties";
+    }
+    return fold(partName) == "/tarmic/output.xml" ? FlowbookFilePackage::createOutputRelationship().type : u"";
+}
+
+std::vector<Record> guessPictures(const fl::Bytes& document, const std::vector<std::string>& pictures,
+                                  const std::vector<Record>& known) {
+    std::set<std::u16string> takenIds;
+    std::set<std::string> takenTargets;
+    for (const Record& record : known) {
+        takenIds.insert(record.id);
+        takenTargets.insert(fold(fl::i18n::to_string(record.target)));
+    }
+    std::vector<std::string> left = inOrder(pictures);
+    left.erase(
+        std::remove_if(left.begin(), left.end(), [&](const auto& each) { return takenTargets.count(fold(each)) != 0; }),
+        left.end());
+    std::vector<std::string> shown = shownPictures(document);
+    shown.erase(std::remove_if(shown.begin(), shown.end(),
+                               [&](const auto& each) { return takenIds.count(to_ustring(each)) != 0; }),
+                shown.end());
+    const std::u16string type = pictureRelationshipType();
+    std::vector<Record> records;
+    for (std::size_t i = 0; i < left.size(); ++i) {
+        const std::uint64_t number = haveOneExtension(left) ? numberOfPicture(left[i]) : i + 1;
+        std::u16string id = to_ustring(shown.size() == left.size() ? shown[i] : "rId" + std::to_string(number));
+        for (std::size_t next = left.size() + 1; !takenIds.insert(id).second; ++next) {
+            id = to_ustring("rId" + std::to_string(next));
+        }
+        records.push_back({type, to_ustring(left[i]), id, true});
+    }
+    return records;
+}
+
+std::vector<std::string> shownPictures(const fl::Bytes& document) {
+    std::set<std::string> ids;
+    for (const Paragraph& paragraph : readRichText(document, "").paragraphs) {
+        for (const Run& run : paragraph.runs) {
+            ids.insert(run.picture);
+        }
+    }
+    ids.erase("");
+    std::vector<std::string> sorted(ids.begin(), ids.end());
+    std::stable_sort(sorted.begin(), sorted.end(),
+                     [](const auto& a, const auto& b) { return numberIn(a).first < numberIn(b).first; });
+    return sorted;
+}
+
+std::u16string guessCodeType(const fl::Bytes& document) {
+    using opc::model::ContentType;
+    ContentType type(FlowbookFilePackage::createEmptyDocumentPart().contentType);
+    const std::string_view text(reinterpret_cast<const char*>(document.data()), document.size());
+    const bool isXml = startsWith(text, "<") || startsWith(text, "\xEF\xBB\xBF") || startsWith(text, "\xFE\xFF") ||
+                       startsWith(text, "\xFF\xFE");
+    if (!isXml) {
+        type.addParameter(u"encryption", u"AES");
+        return type.toString();
+    }
+    try {
+        opc::ByteArrayInAdaptor stream(document);
+        if (documentOf(FlowbookFileUtils::getTARMICCodeFromRichTARMICCode(stream)) == document) {
+            type.addParameter(u"plaincode", u"true");
+        }
+    } catch (const std::exception&) {
+        // It is kept as rich code, which is where its faults are told.
+    }
+    return type.toString();
+}
+
+}  // namespace flowbook::kit

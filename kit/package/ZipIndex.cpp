@@ -1,0 +1,202 @@
+#include "kit/package/ZipIndex.hpp"
+
+#include "kit/package/ZipFields.hpp"
+
+#include <algorithm>
+#include <optional>
+
+namespace flowbook::kit {
+
+namespace {
+
+constexpr std::size_t kZip64EndSize = 56;
+constexpr std::size_t kLocatorSize = 20;
+/// End records that are tried: a comment, or what somebody appended, may hold any number of their signature.
+constexpr std::size_t kMostEndRecords = 64;
+
+struct End {
+    std::uint64_t count;
+    std::uint64_t size;
+    std::uint64_t offset;
+    std::size_t recordsEnd;  ///< where the records must have ended
+};
+
+/// A record and where the next one begins.
+struct Parsed {
+    ZipRecord record;
+    std::size_t end;
+};
+
+class Reading {
+public:
+    explicit Reading(std::string_view bytes) : bytes_(bytes) {}
+
+    ZipIndex run() {
+        std::size_t at = bytes_.rfind(kEndRecord);
+        for (std::size_t tried = 0; at != std::string_view::npos && tried < kMostEndRecords; ++tried) {
+            const std::optional<End> end = endAt(at);
+            std::optional<ZipIndex> index = end ? toldBy(*end) : std::nullopt;
+            if (index) {
+                return std::move(*index);
+            }
+            at = at == 0 ? std::string_view::npos : bytes_.rfind(kEndRecord, at - 1);
+        }
+        return found();
+    }
+
+private:
+    std::uint64_t number(std::size_t at, std::size_t width) const { return zipNumber(bytes_, at, width); }
+    bool standsAt(std::size_t at, std::string_view signature) const { return zipStandsAt(bytes_, at, signature); }
+
+    std::optional<End> endAt(std::size_t at) const {
+        if (bytes_.size() - at < kEndSize) {
+            return std::nullopt;
+        }
+        const End end{number(at + 10, 2), number(at + 12, 4), number(at + 16, 4), at};
+        const std::size_t zip64 = at - kLocatorSize - kZip64EndSize;
+        if (at >= kLocatorSize + kZip64EndSize && standsAt(zip64, kZip64EndRecord)) {
+            return End{number(zip64 + 32, 8), number(zip64 + 40, 8), number(zip64 + 48, 8), zip64};
+        }
+        return end;
+    }
+
+    /// The record at a place, whose signature is not looked at, as it may be what is damaged.
+    std::optional<Parsed> recordAt(std::size_t at) const {
+        if (at > bytes_.size() || bytes_.size() - at < kIndexSize) {
+            return std::nullopt;
+        }
+        const std::size_t nameSize = number(at + 28, 2);
+        const std::size_t extraSize = number(at + 30, 2);
+        const std::size_t end = at + kIndexSize + nameSize + extraSize + number(at + 32, 2);
+        if (nameSize == 0 || end > bytes_.size()) {
+            return std::nullopt;
+        }
+        ZipRecord record;
+        record.name = bytes_.substr(at + kIndexSize, nameSize);
+        record.flags = static_cast<unsigned>(number(at + 8, 2));
+        record.method = static_cast<unsigned>(number(at + 10, 2));
+        record.crc = number(at + 16, 4);
+        record.storedSize = number(at + 20, 4);
+        record.size = number(at + 24, 4);
+        record.offset = number(at + 42, 4);
+        record.at = at;
+        takeZip64(record, bytes_.substr(at + kIndexSize + nameSize, extraSize));
+        return Parsed{std::move(record), end};
+    }
+
+    static void takeZip64(ZipRecord& record, std::string_view extra) {
+        while (extra.size() >= 4) {
+            const std::size_t size = std::min<std::size_t>(zipNumber(extra, 2, 2), extra.size() - 4);
+            std::string_view field = extra.substr(4, size);
+            if (zipNumber(extra, 0, 2) == 1) {
+                for (std::uint64_t* value : {&record.size, &record.storedSize, &record.offset}) {
+                    if (*value == kInZip64 && field.size() >= 8) {
+                        *value = zipNumber(field, 0, 8);
+                        field.remove_prefix(8);
+                    }
+                }
+            }
+            extra.remove_prefix(4 + size);
+        }
+    }
+
+    /// The index that an end record tells, if just so many records end where it begins.
+    std::optional<ZipIndex> toldBy(const End& end) const {
+        if (end.size == 0 || end.size > end.recordsEnd) {
+            return std::nullopt;
+        }
+        ZipIndex index;
+        index.begin = end.recordsEnd - static_cast<std::size_t>(end.size);
+        index.shift = index.begin - end.offset;
+        std::size_t at = index.begin;
+        while (at < end.recordsEnd && index.records.size() < end.count) {
+            std::optional<Parsed> parsed = recordAt(at);
+            if (!parsed) {
+                return std::nullopt;
+            }
+            at = parsed->end;
+            index.records.push_back(std::move(parsed->record));
+        }
+        const bool fits = at == end.recordsEnd && index.records.size() == end.count;
+        index.isWhole = fits && isOfTheFile(index) && !hasRecordBefore(index.begin);
+        return index.isWhole ? std::make_optional(std::move(index)) : std::nullopt;
+    }
+
+    /// Whether another record ends at a place: an end record that was forged or is damaged tells of some only.
+    bool hasRecordBefore(std::size_t at) const {
+        const std::size_t before = at == 0 ? std::string_view::npos : bytes_.rfind(kIndexRecord, at - 1);
+        const std::optional<Parsed> record = before == std::string_view::npos ? std::nullopt : recordAt(before);
+        return record && record->end == at;
+    }
+
+    /// False for the index of a zip file that an entry of this one holds: its first entry is not where it tells.
+    bool isOfTheFile(const ZipIndex& index) const {
+        if (index.shift == 0 || !standsAt(0, kLocalHeader)) {
+            return true;
+        }
+        const auto& first = *std::min_element(index.records.begin(), index.records.end(),
+                                              [](const auto& a, const auto& b) { return a.offset < b.offset; });
+        return leadsToItsHeader(first, first.offset) &&
+               (number(first.offset + 14, 4) == first.crc || (number(first.offset + 6, 2) & 8) != 0);
+    }
+
+    bool leadsToItsHeader(const ZipRecord& record, std::uint64_t at) const {
+        return at < bytes_.size() && bytes_.size() - at > kLocalSize && standsAt(at, kLocalHeader) &&
+               standsAt(at + kLocalSize, record.name);
+    }
+
+    /// The records that are there, where no end record tells of them. Those before an end record that others follow
+    /// are a zip file's that an entry holds.
+    ZipIndex found() const {
+        ZipIndex index;
+        index.begin = bytes_.size();
+        bool isOneRow = true;
+        std::size_t end = 0;
+        const std::size_t lastHeader = bytes_.rfind(kLocalHeader);
+        std::size_t at = bytes_.find(kIndexRecord, lastHeader == std::string_view::npos ? 0 : lastHeader);
+        while (at != std::string_view::npos) {
+            if (!index.records.empty() && hasEndRecord(end, at)) {
+                index.records.clear();
+                isOneRow = true;
+            }
+            isOneRow = isOneRow && (index.records.empty() || at == end);
+            index.begin = index.records.empty() ? at : index.begin;
+            std::optional<Parsed> parsed = recordAt(at);
+            end = parsed ? parsed->end : at + kIndexRecord.size();
+            if (parsed) {
+                index.records.push_back(std::move(parsed->record));
+            }
+            at = bytes_.find(kIndexRecord, end);
+        }
+        index.isWhole = isOneRow && standsAt(end, kEndRecord) && endsWhereRecordsBegin(index);
+        return index;
+    }
+
+    bool hasEndRecord(std::size_t from, std::size_t to) const {
+        return from < to && bytes_.substr(from, to - from).find(kEndRecord) != std::string_view::npos;
+    }
+
+    /// Whether the last entry ends where the records begin, so that none of them is missing.
+    bool endsWhereRecordsBegin(const ZipIndex& index) const {
+        if (index.records.empty()) {
+            return false;
+        }
+        const auto& last = *std::max_element(index.records.begin(), index.records.end(),
+                                             [](const auto& a, const auto& b) { return a.offset < b.offset; });
+        const std::uint64_t at = last.offset;
+        if (!leadsToItsHeader(last, at)) {
+            return false;
+        }
+        const std::uint64_t end = at + kLocalSize + number(at + 26, 2) + number(at + 28, 2) + last.storedSize;
+        const std::uint64_t gap = index.begin - end;  // a data descriptor, which has several forms
+        return gap == 0 || gap == 12 || gap == 16 || gap == 20 || gap == 24;
+    }
+
+    std::string_view bytes_;
+};
+
+}  // namespace
+
+ZipIndex readZipIndex(std::string_view bytes) { return Reading(bytes).run(); }
+
+}  // namespace flowbook::kit

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "fl/Bytes.hpp"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace flowbook::kit {
+
+/// What the index of a zip file tells of one entry (APPNOTE 6.3, 4.3.12).
+struct ZipRecord {
+    std::string name;
+    unsigned flags = 0;
+    unsigned method = 0;
+    std::uint64_t crc = 0;
+    std::uint64_t storedSize = 0;
+    std::uint64_t size = 0;
+    std::uint64_t offset = 0;  ///< of the local header
+    std::size_t at = 0;        ///< where this is told
+};
+
+/// What is left of the index of a zip file.
+struct ZipIndex {
+    std::vector<ZipRecord> records;  ///< in their order
+    std::size_t begin = 0;           ///< where the first record lies; the end of the file when there is none
+    std::uint64_t shift = 0;         ///< by how much all lies behind the offsets that are told, modulo 2^64
+    /// Whether the records follow each other from where the last entry ends to the end record. Then they are all.
+    bool isWhole = false;
+};
+
+/// Reads the records that lie behind the last local header that one of them leads to; others belong to a zip file
+/// that an entry holds.
+ZipIndex readZipIndex(std::string_view bytes);
+
+}  // namespace flowbook::kit

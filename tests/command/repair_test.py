@@ -1,0 +1,227 @@
+#!/usr/bin/env python3
+"""Damages flowbooks in every way and compares what repair makes of them with what was whole.
+
+usage: repair_test.py FLOWBOOK_COMMAND [SEED [ROUNDS]]"""
+
+import io
+import random
+import re
+import struct
+import subprocess
+import sys
+import tempfile
+import unittest
+import warnings
+import zipfile
+from pathlib import Path
+
+warnings.simplefilter("ignore")  # of zipfile, about the names that stand there twice
+COMMAND, SEED, ROUNDS = None, 1, 120
+PACKAGE = "http://schemas.openxmlformats.org/package/2006/"
+FLOWBOOK = "http://schemas.pellarion.com/tarmic/code/2013/relationships/"
+OFFICE = "http://schemas.openxmlformats.org/officeDocument/2006/relationships"
+WORDS = "http://schemas.openxmlformats.org/wordprocessingml/2006/main"
+CORE = "application/vnd.openxmlformats-package.core-properties+xml"
+LIST_TYPE = "application/vnd.openxmlformats-package.relationships+xml"
+CODE_TYPE = "application/vnd.pellarion.tarmic.code.document+xml"
+TYPES, RELS = "[Content_Types].xml", "_rels/.rels"
+CODE, CODE_RELS = "tarmic/document.xml", "tarmic/_rels/document.xml.rels"
+
+
+def relationships(rows):
+    return (f'<Relationships xmlns="{PACKAGE}relationships">' + "".join(
+        f'<Relationship Id="{key}" Type="{kind}" Target="{target}"{more}/>' for key, kind, target, more in rows) +
+        "</Relationships>").encode()
+
+
+def contents(rng):
+    """The entries of a flowbook with code, output, properties, a link, pictures and an entry that is no part."""
+    pictures = [f"/media/image{i}.png" for i in range(1, rng.choice([1, 3, 12]) + 1)]
+    shown = "".join(f'<w:p><w:r><a:blip xmlns:a="x" r:embed="rId{i + 1}"/></w:r><w:r><w:t>Figure {i}</w:t></w:r></w:p>'
+                    for i in range(len(pictures)))
+    body = "".join(f'<w:p><w:pPr><w:pStyle w:val="code"/></w:pPr><w:r><w:t>x{i} = {rng.random()};</w:t></w:r></w:p>'
+                   for i in range(rng.choice([1, 40])))
+    types = (f'<Types xmlns="{PACKAGE}content-types"><Default Extension="rels" ContentType="{LIST_TYPE}"/>'
+             '<Default Extension="png" ContentType="image/png"/>' + "".join(
+                 f'<Override PartName="{name}" ContentType="{kind}"/>' for name, kind in [
+                     ("/" + CODE, CODE_TYPE), ("/tarmic/output.xml", "text/xml"), ("/docProps/core.xml", CORE)]) +
+             "</Types>")
+    return {
+        TYPES: types.encode(),
+        RELS: relationships([("rId1", FLOWBOOK + "document", "/" + CODE, ""), ("rId2", FLOWBOOK + "output",
+                             "/tarmic/output.xml", ""), ("rId3", PACKAGE + "relationships/metadata/core-properties",
+                             "/docProps/core.xml", "")]),
+        CODE: f'<w:document xmlns:w="{WORDS}" xmlns:r="{OFFICE}"><w:body>{shown}{body}</w:body></w:document>'.encode(),
+        CODE_RELS: relationships([(f"rId{i + 1}", FLOWBOOK + "image", name, "") for i, name in enumerate(pictures)] +
+                                 [("rIdL", OFFICE + "/hyperlink", "http://x/", ' TargetMode="External"')]),
+        "tarmic/output.xml": b"<embeddedOutputs>" + rng.randbytes(40).hex().encode() + b"</embeddedOutputs>",
+        **{name[1:]: b"data:image/png;base64," + b"AAEC" * rng.randrange(1, 400) for name in pictures},
+        "docProps/core.xml": (f'<c:coreProperties xmlns:c="{PACKAGE}metadata/core-properties" xmlns:d="http://purl.org/'
+                              'dc/elements/1.1/"><d:title>T</d:title></c:coreProperties>').encode(),
+        "notes": b"no part" * 9}
+
+
+class Unseekable(io.BytesIO):
+    """Makes zipfile write data descriptors."""
+    def seekable(self):
+        return False
+
+    def tell(self):
+        raise OSError
+
+    def seek(self, *_):
+        raise OSError
+
+
+class Book:
+    """A flowbook as bytes, with where its entries lie."""
+    def __init__(self, rng, entries=None):
+        self.entries = entries or contents(rng)
+        self.streamed = rng.random() < 0.4
+        out = Unseekable() if self.streamed else io.BytesIO()
+        with zipfile.ZipFile(out, "w") as file:
+            if rng.random() < 0.3 and not entries:
+                with zipfile.ZipFile(inner := io.BytesIO(), "w") as nested:  # its entries are not the flowbook's
+                    nested.writestr("media/image1.png", "nested")
+                    nested.writestr(TYPES, "nested")
+                self.entries["notes"] = inner.getvalue()
+            for name, content in self.entries.items():
+                if rng.random() < 0.15:
+                    file.writestr(name, content + (b"AAEC" if name.startswith("media") else b"<!-- older -->"))
+                method = rng.choice([zipfile.ZIP_STORED, zipfile.ZIP_DEFLATED])
+                file.writestr(zipfile.ZipInfo(name), content, method)
+            infos = {}
+            for info in file.infolist():
+                infos[info.filename] = info
+            file.filelist = list(infos.values())
+            file.NameToInfo = infos
+        self.bytes = out.getvalue()
+        self.index = self.bytes.rindex(b"PK\5\6")
+        self.index = struct.unpack_from("<I", self.bytes, self.index + 16)[0]
+        self.data = {}
+        for info in infos.values():
+            name, extra = struct.unpack_from("<HH", self.bytes, info.header_offset + 26)
+            begin = info.header_offset + 30 + name + extra
+            self.data[info.filename] = (info.header_offset, begin, begin + info.compress_size)
+
+
+def flip(rng, book):
+    at = rng.choice([rng.randrange(len(book.bytes)), rng.randrange(book.index, len(book.bytes)),
+                     (lambda span: rng.randrange(span[0], span[1]))(rng.choice(list(book.data.values())))])
+    damaged = bytearray(book.bytes)
+    damaged[at] ^= 1 << rng.randrange(8)
+    return bytes(damaged), {name for name, span in book.data.items() if not span[1] <= at < span[2]}, f"flip at {at}"
+
+
+def truncate(rng, book):
+    at = rng.randrange(len(book.bytes))
+    return book.bytes[:at], {name for name, span in book.data.items() if
+                             span[2] + (16 if book.streamed else 0) <= at}, f"truncated at {at}"
+
+
+def cut_middle(rng, book):
+    begin = rng.randrange(book.index)
+    end = min(book.index, begin + rng.randrange(1, 600))
+    tail = 16 if book.streamed else 0
+    return (book.bytes[:begin] + book.bytes[end:],
+            {name for name, span in book.data.items() if span[2] + tail <= begin or span[1] >= end or
+             (span[0] >= end)}, f"without {begin} to {end}")
+
+
+def no_end(rng, book):
+    return book.bytes[:book.bytes.rindex(b"PK\5\6")], set(book.data), "no end record"
+
+
+def no_index(rng, book):
+    return book.bytes[:book.index], set(book.data), "no index"
+
+
+def forged_end(rng, book):
+    at = book.bytes.rindex(b"PK\5\6")
+    forged = struct.pack("<4sHHHHIIH", b"PK\5\6", 0, 0, *[rng.randrange(3)] * 2, rng.choice([0, 60, 1 << 20]),
+                         rng.choice([0, book.index, at]), 0)
+    return (book.bytes[:at] + forged if rng.random() < 0.5 else book.bytes + forged), set(book.data), "forged end"
+
+
+def moved(rng, book):
+    return b"#!/bin/sh\n" * rng.randrange(1, 9) + book.bytes, set(book.data), "something before it"
+
+
+DAMAGES = [flip, flip, flip, flip, truncate, truncate, cut_middle, cut_middle, no_end, no_index, forged_end, moved]
+
+
+class Repair(unittest.TestCase):
+    def setUp(self):
+        scratch = tempfile.TemporaryDirectory()
+        self.addCleanup(scratch.cleanup)
+        self.file, self.new = Path(scratch.name) / "a.tqx", Path(scratch.name) / "b.tqx"
+
+    def run_command(self, *arguments):
+        return subprocess.run([COMMAND, *arguments], capture_output=True, check=False, timeout=60)
+
+    def repair(self, damaged):
+        self.file.write_bytes(damaged)
+        self.new.unlink(missing_ok=True)
+        done = self.run_command("repair", self.file, "-o", self.new)
+        told = done.stderr.decode()
+        self.assertIn(done.returncode, (0, 1, 4), told)
+        if done.returncode == 4:
+            return 4, told, {}
+        self.assertIn((check := self.run_command("check", self.new)).returncode, (0, 1), (told, check.stdout))
+        with zipfile.ZipFile(self.new) as file:
+            result = {name: file.read(name) for name in file.namelist()}
+        for name in re.findall(r"saved: /(.*)", told):
+            self.assertIn(name, result)
+        return done.returncode, told, result
+
+    def targets(self, rels):
+        return {(key, target.lower()) for key, target in re.findall(rb'Id="(.*?)".*?Target="(.*?)"', rels or b"")}
+
+    def judge(self, book, whole, what, code, told, result):
+        lists = {TYPES, RELS, CODE_RELS}
+        for name in whole - lists:
+            other = re.search(f"the name /(.*), of which the file also tells /{name}$", told, re.MULTILINE)
+            self.assertEqual(result.get(other.group(1) if other else name), book.entries[name], name)
+        for name in set(result) - lists - {n for n in result if n.endswith(".rels")}:
+            if name not in whole:
+                # Of an entry whose local header is cut off nothing tells that it was there.
+                kept = result[name] == book.entries.get(name) or ("byte" in told and result[name][:9] ==
+                                                                  book.entries.get(name, b"?")[:9])
+                is_empty_code = name == CODE and "empty code in" in told or f"the name /{name}, " in told
+                self.assertTrue(kept or is_empty_code or re.match("damaged/|older/|renamed/", name), name)
+        for name in set(book.entries) - lists - whole:
+            if RELS in whole and TYPES in whole and name in (CODE, "tarmic/output.xml", "docProps/core.xml"):
+                self.assertTrue(name in result or re.search(f"lost: /{name}", told), name)
+        if lists <= whole:
+            for name in (RELS, CODE_RELS):
+                self.assertEqual(self.targets(result[name]), self.targets(book.entries[name]))
+        elif CODE in whole and whole >= {n for n in book.entries if n.startswith("media/")}:
+            pictures = {each for each in self.targets(book.entries[CODE_RELS]) if each[1].startswith(b"/media")}
+            self.assertTrue(pictures <= self.targets(result[CODE_RELS]), result[CODE_RELS])
+        if code == 0:
+            self.assertFalse(re.search("lost: |made anew: ", told))
+            # Of an entry that the file was cut off just before nothing tells that it was there.
+            self.assertTrue(set(book.entries) <= set(result) or what.startswith("truncated"))
+
+    def test_what_is_whole_is_saved(self):
+        for seed in range(SEED, SEED + ROUNDS):
+            rng = random.Random(seed)
+            book = Book(rng)
+            damaged, whole, what = rng.choice(DAMAGES)(rng, book)
+            with self.subTest(f"seed {seed}: {what}"):
+                code, told, result = self.repair(damaged)
+                if not whole - {TYPES} and code == 4:
+                    continue
+                try:
+                    self.judge(book, whole, what, code, told, result)
+                except AssertionError as failure:
+                    raise AssertionError(f"{failure}\n{told}") from failure
+
+
+if __name__ == "__main__":
+    if len(sys.argv) > 2:
+        SEED = int(sys.argv.pop(2))
+        ROUNDS = int(sys.argv.pop(2)) if len(sys.argv) > 2 else 1
+    COMMAND = str(Path(sys.argv.pop(1)).resolve())
+    print("seeds from", SEED, file=sys.stderr)
+    unittest.main()
