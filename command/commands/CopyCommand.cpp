@@ -1,9 +1,15 @@
 #include "Commands.hpp"
 #include "flowbook/FlowbookExceptions.hpp"
+#include "foundation/storage/vfs/MemoryStorage.hpp"
 #include "io/ForEachInput.hpp"
 #include "io/NewFile.hpp"
+#include "io/SafeFolder.hpp"
 #include "io/SharedOptions.hpp"
 #include "opc/model/PartName.hpp"
+#include "opc/pxservices/CorePropertiesManager.hpp"
+#include "opc/zippackage/ZipPhysicalPackage.hpp"
+#include "terminal/Failure.hpp"
+#include "terminal/Text.hpp"
 
 #include <algorithm>
 #include <set>
@@ -13,8 +19,9 @@ namespace flowbook::tool {
 namespace {
 
 struct CopyOptions {
-    std::string source;
-    std::string target;
+    InputOptions inputs;
+    std::optional<std::string> output;
+    std::optional<std::string> folder;
     Permission permission;
 };
 
@@ -52,24 +59,71 @@ void copyInto(FlowbookFileWriter& writer, const FlowbookFileReader& reader) {
     copyProperty(reader, &FlowbookFileReader::getVersion, writer, &FlowbookFileWriter::setVersion);
 }
 
-constexpr char kCopyDescription[] =
-    "The copy is a new file with the flowbook's own parts, title, description and version; what else the "
-    "package holds is left behind.";
+/// The creation time that the writer gave the copy becomes that of the original, where it has one.
+Bytes withCreatedTime(Bytes flowbook, const FlowbookFileReader& reader) {
+    const std::u16string name = u"copy://flowbook.tqx";
+    const auto memory = std::make_shared<foundation::storage::vfs::MemoryStorage>();
+    memory->put(name, std::move(flowbook));
+    try {
+        const auto created = reader.getCreatedTime();
+        opc::zippackage::ZipPhysicalPackage container(
+            name, opc::FileSystemOpsSelector(foundation::storage::vfs::StorageSystemReference(memory)), true);
+        opc::model::Package package(container);
+        package.open(opc::interfaces::OpenMode::Update);
+        opc::pxservices::CorePropertiesManager manager(package,
+                                                       opc::pxservices::CorePropertiesManager::DeterministicMode::Off);
+        opc::pxservices::CoreProperties properties = manager.getCoreProperties();
+        properties.setCreatedTime(created);
+        manager.setCoreProperties(properties);
+        package.close();
+    } catch (const FlowbookPropertyNotFound&) {
+        // The copy is what was created, then.
+    }
+    return memory->get(name);
+}
 
-constexpr char kCopyExamples[] = "flowbook copy analysis.tqx clean.tqx";
+Bytes copyOf(const Input& input, const std::u16string& name) {
+    const FlowbookFileReader reader = input.openReader();
+    return withCreatedTime(makeFlowbook(name, [&](FlowbookFileWriter& writer) { copyInto(writer, reader); }), reader);
+}
 
-constexpr auto kCopyOptions =
-    optionTable(place<&CopyOptions::source>("SOURCE", "Flowbook to copy"),
-                place<&CopyOptions::target>("TARGET", "Flowbook to create; '-' is standard output"),
-                kPermission<&CopyOptions::permission>);
-
-void copyTo(Console& console, CopyOptions& options) {
-    forInput(console, options.source, [&](const Input& input, Report& report) {
-        const FlowbookFileReader reader = input.openReader();
-        createFlowbook(report, options.target, options.permission,
-                       [&](FlowbookFileWriter& writer) { copyInto(writer, reader); });
+void copyIntoFolder(Console& console, const CopyOptions& options) {
+    SafeFolder folder(*options.folder, options.permission.force);
+    forEachInput(console, options.inputs, [&](const Input& input, Report&) {
+        const std::string& name = input.nameInFolder();
+        folder.write(name, copyOf(input, fromArgument(name)));
     });
 }
+
+void copyTo(Console& console, CopyOptions& options) {
+    if (options.folder) {
+        copyIntoFolder(console, options);
+        return;
+    }
+    std::vector<std::string>& files = options.inputs.files;
+    if (!options.output && files.size() == 2 && options.inputs.filesFrom.empty()) {
+        options.output = files.back();
+        files.pop_back();
+    }
+    if (!options.output) {
+        throw Failure(ExitCode::Usage, "copy takes a FILE and the name of its copy, or -d FOLDER for many");
+    }
+    forEachInput(console, onlyInput(options.inputs), [&](const Input& input, Report& report) {
+        putFile(report, *options.output, copyOf(input, nameOfFlowbook(*options.output)), options.permission);
+    });
+}
+
+constexpr char kCopyDescription[] =
+    "The copy is a new file with the flowbook's own parts, title, description, version and time of creation; "
+    "what else the package holds is left behind. 'copy FILE NEW' is 'copy FILE -o NEW'. With -d each flowbook "
+    "gets a copy of its own name, and those of a folder keep their places below it.";
+
+constexpr char kCopyExamples[] = "flowbook copy analysis.tqx clean.tqx\n"
+                                 "flowbook copy folder -d clean";
+
+constexpr auto kCopyOptions =
+    optionTable(kInputs<&CopyOptions::inputs>, kOutput<&CopyOptions::output>.excludes("--directory"),
+                kFolder<&CopyOptions::folder>, kPermission<&CopyOptions::permission>);
 
 }  // namespace
 

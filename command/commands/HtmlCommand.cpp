@@ -19,19 +19,6 @@ struct HtmlOptions {
     bool force = false;
 };
 
-/// What there is one page of; a list that came by standard input is read once.
-InputOptions onlyInput(const InputOptions& inputs) {
-    const std::vector<InputName> names = inputs.names();
-    if (names.size() > 1) {
-        throw Failure(ExitCode::Usage, "pages of several flowbooks take a folder; name it with -d");
-    }
-    InputOptions only;
-    for (const InputName& name : names) {
-        only.files.push_back(name.path);
-    }
-    return only;
-}
-
 void makeOne(Console& console, const HtmlOptions& options) {
     forEachInput(console, onlyInput(options.inputs), [&](const Input& input, Report& report) {
         const kit::Page page = pageOf(input, report);

@@ -62,6 +62,7 @@ private:
                 throw Failure(name.problem->code, "", name.problem->message, name.problem->kind);
             }
             input.emplace(name.path, purpose_);
+            input->setNameInFolder(name.nameInFolder);
         });
         if (input) {
             report.attempt(&*input, [&] { (*work_)(*input, report); });
@@ -99,7 +100,7 @@ void forEachInput(Console& console, const InputOptions& options, const Work& wor
 
 void forInput(Console& console, const std::string& argument, const Work& work, Input::Purpose purpose) {
     InputOptions options;
-    Run(console, {{argument, std::nullopt}}, options, work, purpose)();
+    Run(console, {{argument, "", std::nullopt}}, options, work, purpose)();
 }
 
 }  // namespace flowbook::tool

@@ -35,6 +35,10 @@ public:
     /// @throws what the reader throws.
     FlowbookFileReader openReader() const { return {name_, storage_}; }
 
+    /// What that which is made of it is called in a folder for several.
+    const std::string& nameInFolder() const noexcept { return nameInFolder_; }
+    void setNameInFolder(std::string name) { nameInFolder_ = std::move(name); }
+
     bool isStandardInput() const noexcept { return argument_ == "-"; }
 
     /// All bytes, as they are by now. @throws what the storage throws.
@@ -48,6 +52,7 @@ private:
     void openByDescriptor();
 
     std::string argument_;
+    std::string nameInFolder_;
     std::u16string name_;
     std::u16string path_;  ///< a name that messages may have as well; may be empty
     foundation::storage::vfs::StorageSystemReference storage_;

@@ -22,8 +22,9 @@ constexpr char kEmptyList[] = "this list names no file; --allow-empty lets that 
 using Walk = std::unique_ptr<FTS, int (*)(FTS*)>;
 
 InputName unreadable(const std::string& path, int error) {
-    return {path, Diagnosis{ExitCode::InputOutput, "input-output", "",
-                            "cannot read: " + std::generic_category().message(error)}};
+    return {
+        path, "",
+        Diagnosis{ExitCode::InputOutput, "input-output", "", "cannot read: " + std::generic_category().message(error)}};
 }
 
 bool isFolder(const std::string& path) {
@@ -38,14 +39,23 @@ bool isFile(const FTSENT& entry) {
            (entry.fts_info == FTS_SL && (::stat(entry.fts_accpath, &status) != 0 || S_ISREG(status.st_mode)));
 }
 
-void take(FTS* walk, FTSENT& entry, std::vector<InputName>& names) {
+/// The path of a file below the folder that was searched.
+std::string placeBelow(const std::string& root, const std::string& path) {
+    return path.substr(std::min(path.find_first_not_of('/', root.size()), path.size()));
+}
+
+std::string ownName(const std::string& argument) {
+    return argument == "-" ? "stdin.tqx" : argument.substr(argument.find_last_of('/') + 1);
+}
+
+void take(FTS* walk, FTSENT& entry, const std::string& root, std::vector<InputName>& names) {
     const bool isHidden = entry.fts_level > 0 && entry.fts_name[0] == '.';
     if (isHidden) {
         fts_set(walk, &entry, FTS_SKIP);
     } else if (entry.fts_info == FTS_DNR || entry.fts_info == FTS_ERR) {
         names.push_back(unreadable(entry.fts_path, entry.fts_errno));
     } else if (isFlowbookName(entry.fts_name) && isFile(entry)) {
-        names.push_back({entry.fts_path, std::nullopt});
+        names.push_back({entry.fts_path, placeBelow(root, entry.fts_path), std::nullopt});
     }
 }
 
@@ -58,7 +68,7 @@ void addFolder(std::vector<InputName>& names, std::string folder) {
     }
     const auto first = static_cast<std::ptrdiff_t>(names.size());
     while (FTSENT* entry = fts_read(walk.get())) {
-        take(walk.get(), *entry, names);
+        take(walk.get(), *entry, folder, names);
     }
     std::sort(names.begin() + first, names.end(), [](const auto& a, const auto& b) { return a.path < b.path; });
 }
@@ -68,10 +78,10 @@ void add(std::vector<InputName>& names, const std::string& argument, bool allowE
         const std::size_t before = names.size();
         addFolder(names, argument);
         if (names.size() == before && !allowEmpty) {
-            names.push_back({argument, Diagnosis{ExitCode::InputOutput, "empty", "", kEmptyFolder}});
+            names.push_back({argument, "", Diagnosis{ExitCode::InputOutput, "empty", "", kEmptyFolder}});
         }
     } else {
-        names.push_back({argument, std::nullopt});
+        names.push_back({argument, ownName(argument), std::nullopt});
     }
 }
 
@@ -107,6 +117,18 @@ std::vector<InputName> InputOptions::names() const {
         }
     }
     return names;
+}
+
+InputOptions onlyInput(const InputOptions& inputs) {
+    const std::vector<InputName> names = inputs.names();
+    if (names.size() > 1) {
+        throw Failure(ExitCode::Usage, "several flowbooks take a folder for what is made of them; name it with -d");
+    }
+    InputOptions only;
+    for (const InputName& name : names) {
+        only.files.push_back(name.path);
+    }
+    return only;
 }
 
 }  // namespace flowbook::tool

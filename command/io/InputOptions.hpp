@@ -11,6 +11,7 @@ namespace flowbook::tool {
 /// One of the files that a command is to work on.
 struct InputName {
     std::string path;
+    std::string nameInFolder;          ///< what is made of it is called so in a folder for several
     std::optional<Diagnosis> problem;  ///< why it cannot be worked on
 };
 
@@ -29,5 +30,9 @@ struct InputOptions {
     /// @throws Failure when no file is named, or --files-from cannot be read or names none.
     std::vector<InputName> names() const;
 };
+
+/// The options with no other input than one, for what makes one file; a list that came by standard input is read once.
+/// @throws Failure (usage) when there are several inputs, and as InputOptions::names().
+InputOptions onlyInput(const InputOptions& inputs);
 
 }  // namespace flowbook::tool

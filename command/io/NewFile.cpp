@@ -53,10 +53,13 @@ void putFile(Sink& out, const std::string& argument, const Bytes& content, const
     }
 }
 
+std::u16string nameOfFlowbook(const std::string& argument) {
+    return argument == "-" ? u"standard output.tqx" : fromArgument(argument);
+}
+
 void createFlowbook(Sink& out, const std::string& argument, const Permission& permission,
                     const std::function<void(FlowbookFileWriter&)>& fill) {
-    const std::u16string name = argument == "-" ? u"standard output.tqx" : fromArgument(argument);
-    putFile(out, argument, makeFlowbook(name, fill), permission);
+    putFile(out, argument, makeFlowbook(nameOfFlowbook(argument), fill), permission);
 }
 
 }  // namespace flowbook::tool

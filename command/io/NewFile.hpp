@@ -24,6 +24,9 @@ struct Permission {
 /// @throws Failure.
 void putFile(Sink& out, const std::string& argument, const Bytes& content, const Permission& permission);
 
+/// The name of a flowbook that goes to `argument`; "-" is standard output. @throws Failure (usage).
+std::u16string nameOfFlowbook(const std::string& argument);
+
 /// Makes a flowbook and puts it, complete, into the file that `argument` names; "-" is standard output.
 /// @throws as makeFlowbook() and putFile().
 void createFlowbook(Sink& out, const std::string& argument, const Permission& permission,
