@@ -54,7 +54,7 @@ def sentence(option):
 def roff(text):
     """Prose as lines of mdoc, a sentence a line, which starts nothing that would be a request."""
     lines = []
-    for line in re.sub(r"(?<=[a-z0-9)'][.?!]) (?=[A-Z'-])", "\n", text.replace("\\", "\\e")).split("\n"):
+    for line in re.sub(r"(?<=[A-Za-z0-9)'][.?!]) (?=[A-Z'-])", "\n", text.replace("\\", "\\e")).split("\n"):
         words, piece = line.split(" "), ""
         for word in words:
             if piece and len(piece) + 1 + len(word) > 78:

@@ -15,7 +15,7 @@ struct CanonOptions {
 
 bool canon(const Input& input, bool dryRun) {
     HeldFile file(input);
-    const Bytes canonical = kit::canonical(kit::Document(file.bytes()));
+    const Bytes canonical = kit::canonical(kit::Document(file.bytes(), input.name()));
     if (canonical == file.bytes()) {
         return false;
     }

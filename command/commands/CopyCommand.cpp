@@ -108,7 +108,7 @@ void copyTo(Console& console, CopyOptions& options) {
     if (!options.output) {
         throw Failure(ExitCode::Usage, "copy takes a FILE and the name of its copy, or -d FOLDER for many");
     }
-    forEachInput(console, onlyInput(options.inputs), [&](const Input& input, Report& report) {
+    forEachInput(console, options.inputs, onlyInput(options.inputs), [&](const Input& input, Report& report) {
         putFile(report, *options.output, copyOf(input, nameOfFlowbook(*options.output)), options.permission);
     });
 }

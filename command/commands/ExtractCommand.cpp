@@ -9,6 +9,9 @@
 #include "terminal/Failure.hpp"
 #include "terminal/Text.hpp"
 
+#include <memory>
+#include <mutex>
+
 namespace flowbook::tool {
 
 using kit::isPicture;
@@ -18,7 +21,7 @@ using opc::model::PartName;
 namespace {
 
 struct ExtractOptions {
-    std::string file;
+    InputOptions inputs;
     std::string folder;
     bool code = false;
     bool images = false;
@@ -28,13 +31,21 @@ struct ExtractOptions {
     bool all() const { return !code && !images && parts.empty(); }
 };
 
-void extractPart(SafeFolder& folder, const Part& part, kit::ManifestWriter& manifest) {
+/// Where the files of one flowbook go: the folder, or, when several are extracted, one below it for each.
+struct Destination {
+    SafeFolder& folder;
+    std::string prefix;
+
+    void write(const std::string& name, const Bytes& content) const { folder.write(prefix + name, content); }
+};
+
+void extractPart(const Destination& folder, const Part& part, kit::ManifestWriter& manifest) {
     const Bytes stored = kit::contentOf(part);
     folder.write(kit::fileNameOf(part), isPicture(part) ? kit::pictureOf(stored, part.getName().ascii()) : stored);
     manifest.add(part, stored);
 }
 
-void extractStored(SafeFolder& folder, const opc::model::Package& package, const std::string& argument) {
+void extractStored(const Destination& folder, const opc::model::Package& package, const std::string& argument) {
     if (!PartName::isValid(argument)) {
         throw Failure(ExitCode::Usage, argument + " is no part name");
     }
@@ -43,12 +54,12 @@ void extractStored(SafeFolder& folder, const opc::model::Package& package, const
         throw Failure(ExitCode::NegativeFinding, "there is no part " + argument);
     }
     const Part part = package.getPart(name);
-    folder.write(part.getName().ascii(), kit::contentOf(part));
+    folder.write(part.getName().ascii().substr(1), kit::contentOf(part));
 }
 
 /// With all parts goes the manifest, which would be wrong if one of them failed.
 template <class Each>
-void extractParts(const opc::model::Package& package, SafeFolder& folder, const ExtractOptions& options, Each each) {
+void extractParts(const opc::model::Package& package, const Destination& folder, const ExtractOptions& options, Each each) {
     kit::ManifestWriter manifest;
     std::size_t left = 0;
     for (const Part& part : package.getParts()) {
@@ -65,14 +76,16 @@ void extractParts(const opc::model::Package& package, SafeFolder& folder, const 
     }
 }
 
-void extract(const Input& input, Report& report, const ExtractOptions& options) {
+void extract(const kit::Document& document, const Destination& folder, const Input& input, Report& report,
+             const ExtractOptions& options) {
     const FlowbookFileReader reader = input.openReader();
-    const kit::Document document = openDocument(input);
-    SafeFolder folder(options.folder, options.force);
     const auto each = [&](const auto& action) { report.attempt(&input, action); };
-    if (options.code || options.all()) {
-        each([&] { folder.write("code.txt", toBytes(readCodeText(reader))); });
-    }
+    each([&] {
+        // Of encrypted code the stored bytes are all that there is.
+        if (options.code || (options.all() && document.form() != kit::CodeForm::Encrypted)) {
+            folder.write("code.txt", toBytes(readCodeText(reader)));
+        }
+    });
     extractParts(document.package(), folder, options, each);
     for (const std::string& name : options.parts) {
         each([&] { extractStored(folder, document.package(), name); });
@@ -83,19 +96,30 @@ constexpr char kExtractDescription[] =
     "Without --code, --images and --part all is extracted. The code becomes code.txt, a part a file under "
     "its own name, at most 64 folders deep; nothing is written outside of the folder. Pictures that are "
     "data URIs are decoded, but for --part, which gives the stored bytes. With all goes flowbook.json, "
-    "which 'flowbook pack' takes to make the flowbook again.";
+    "which 'flowbook pack' takes to make the flowbook again. When several flowbooks are extracted, each goes "
+    "into a folder of its own name below FOLDER. Encrypted code is not decrypted: only its part is extracted.";
 
 constexpr char kExtractExamples[] = "flowbook extract analysis.tqx -d out\n"
-                                    "flowbook extract analysis.tqx -d pictures --images";
+                                    "flowbook extract folder -d pictures --images";
 
 constexpr auto kExtractOptions = optionTable(
-    place<&ExtractOptions::file>("FILE", "Flowbook"), flag<&ExtractOptions::code>("--code", '\0', "The plain code"),
+    kInputs<&ExtractOptions::inputs>, flag<&ExtractOptions::code>("--code", '\0', "The plain code"),
     flag<&ExtractOptions::images>("--images", '\0', "The pictures"),
     option<&ExtractOptions::parts>("--part", '\0', "NAME", "The part of this name, as it is stored; may be repeated"),
     kFolder<&ExtractOptions::folder>.required(), kForce<&ExtractOptions::force>);
 
 void extractFrom(Console& console, ExtractOptions& options) {
-    forInput(console, options.file, [&](const Input& input, Report& report) { extract(input, report, options); });
+    const std::vector<InputName> names = options.inputs.names();
+    const bool isOne =
+        names.size() == 1 && !options.inputs.files.empty() && names.front().path == options.inputs.files.front();
+    std::unique_ptr<SafeFolder> folder;
+    std::once_flag isMade;
+    const auto work = [&](const Input& input, Report& report) {
+        const kit::Document document = openDocument(input);
+        std::call_once(isMade, [&] { folder = std::make_unique<SafeFolder>(options.folder, options.force); });
+        extract(document, {*folder, isOne ? "" : input.nameInFolder() + "/"}, input, report, options);
+    };
+    forEachInput(console, options.inputs, names, work);
 }
 
 }  // namespace

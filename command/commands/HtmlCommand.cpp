@@ -20,7 +20,7 @@ struct HtmlOptions {
 };
 
 void makeOne(Console& console, const HtmlOptions& options) {
-    forEachInput(console, onlyInput(options.inputs), [&](const Input& input, Report& report) {
+    forEachInput(console, options.inputs, onlyInput(options.inputs), [&](const Input& input, Report& report) {
         const kit::Page page = pageOf(input, report);
         if (options.output) {
             putFile(report, *options.output, Bytes(page.html.begin(), page.html.end()), {options.force, true});

@@ -62,7 +62,7 @@ std::string pictureFrom(const std::string& file) {
     try {
         return kit::toDataUri(picture, file);
     } catch (const opc::Exception& failure) {
-        throw Failure(ExitCode::Damaged, file, failure.what());
+        throw Failure(ExitCode::Usage, file, failure.what());
     }
 }
 

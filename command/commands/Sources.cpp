@@ -17,7 +17,7 @@ Bytes readRichCode(const std::string& argument) {
         opc::ByteArrayInAdaptor stream(content);
         FlowbookFileUtils::getTARMICCodeFromRichTARMICCode(stream);
     } catch (const opc::Exception& failure) {
-        throw Failure(ExitCode::Damaged, argument, failure.what());
+        throw Failure(ExitCode::Usage, argument, failure.what());
     }
     return content;
 }

@@ -98,6 +98,11 @@ void forEachInput(Console& console, const InputOptions& options, const Work& wor
     attempt(console, "", [&] { Run(console, options.names(), options, work, purpose)(); });
 }
 
+void forEachInput(Console& console, const InputOptions& options, std::vector<InputName> names, const Work& work,
+                  Input::Purpose purpose) {
+    attempt(console, "", [&] { Run(console, std::move(names), options, work, purpose)(); });
+}
+
 void forInput(Console& console, const std::string& argument, const Work& work, Input::Purpose purpose) {
     InputOptions options;
     Run(console, {{argument, "", std::nullopt}}, options, work, purpose)();

@@ -16,6 +16,10 @@ using Work = std::function<void(const Input&, Report&)>;
 void forEachInput(Console& console, const InputOptions& options, const Work& work,
                   Input::Purpose purpose = Input::Purpose::Read);
 
+/// As above, for names that `options` has told before.
+void forEachInput(Console& console, const InputOptions& options, std::vector<InputName> names, const Work& work,
+                  Input::Purpose purpose = Input::Purpose::Read);
+
 /// As above for one file.
 void forInput(Console& console, const std::string& argument, const Work& work,
               Input::Purpose purpose = Input::Purpose::Read);

@@ -119,16 +119,12 @@ std::vector<InputName> InputOptions::names() const {
     return names;
 }
 
-InputOptions onlyInput(const InputOptions& inputs) {
-    const std::vector<InputName> names = inputs.names();
+std::vector<InputName> onlyInput(const InputOptions& inputs) {
+    std::vector<InputName> names = inputs.names();
     if (names.size() > 1) {
         throw Failure(ExitCode::Usage, "several flowbooks take a folder for what is made of them; name it with -d");
     }
-    InputOptions only;
-    for (const InputName& name : names) {
-        only.files.push_back(name.path);
-    }
-    return only;
+    return names;
 }
 
 }  // namespace flowbook::tool

@@ -31,8 +31,8 @@ struct InputOptions {
     std::vector<InputName> names() const;
 };
 
-/// The options with no other input than one, for what makes one file; a list that came by standard input is read once.
+/// The input of a command that makes one file.
 /// @throws Failure (usage) when there are several inputs, and as InputOptions::names().
-InputOptions onlyInput(const InputOptions& inputs);
+std::vector<InputName> onlyInput(const InputOptions& inputs);
 
 }  // namespace flowbook::tool

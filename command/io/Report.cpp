@@ -26,6 +26,18 @@ bool isUtf8(const std::string& text) {
     }
 }
 
+/// The name of the file stands before each message, so that the message need not begin with it; and one about a
+/// container that cannot be read says what to do.
+std::string withoutFile(std::string message, const std::string& file) {
+    for (const std::string& opening : {"Reading package '" + file + "': ", "package '" + file + "': "}) {
+        if (message.rfind(opening, 0) == 0) {
+            message.erase(0, opening.size());
+        }
+    }
+    const bool isNoZip = message.rfind("not a zip container", 0) == 0;
+    return isNoZip ? "not a flowbook: " + message + "; try 'flowbook repair'" : message;
+}
+
 }  // namespace
 
 Report::Report(OrderedReports& reports, std::size_t index, std::string file)
@@ -45,7 +57,7 @@ void Report::fail(const Input* input) {
     Interruption::check();
     Diagnosis diagnosis = diagnose();
     if (input != nullptr) {
-        diagnosis.message = input->inWords(std::move(diagnosis.message));
+        diagnosis.message = withoutFile(input->inWords(std::move(diagnosis.message)), input->argument());
     }
     failures_.push_back(std::move(diagnosis));
 }

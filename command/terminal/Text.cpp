@@ -77,7 +77,7 @@ std::u16string fromUtf8(const Bytes& bytes, const std::string& file) {
     try {
         return fl::i18n::utf8_to_ustring(std::string_view(text).substr(skipped));
     } catch (const fl::i18n::ConversionError& error) {
-        throw Failure(ExitCode::Damaged, file, "not UTF-8 text at byte " + std::to_string(skipped + error.offset()));
+        throw Failure(ExitCode::Usage, file, "not UTF-8 text at byte " + std::to_string(skipped + error.offset()));
     }
 }
 

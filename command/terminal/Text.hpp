@@ -15,7 +15,7 @@ std::u16string fromArgument(const std::string& argument);
 std::u16string propertyFromArgument(const std::string& argument);
 
 /// UTF-8 text, less a leading byte order mark.
-/// @throws Failure (damaged) naming the byte that is wrong.
+/// @throws Failure (usage) naming the byte that is wrong.
 std::u16string fromUtf8(const Bytes& bytes, const std::string& file);
 
 /// On one line and without characters that a terminal might obey or not show (controls, bidirectional

@@ -16,14 +16,14 @@ _flowbook() {
     grep) options='--files-from -0 --null -j --jobs --allow-empty -i --ignore-case -F --fixed-strings -w --word-regexp -v --invert-match -l --files-with-matches -c --count --json' ;;
     info) options='--files-from -0 --null -j --jobs --allow-empty --json' ;;
     parts) options='--files-from -0 --null -j --jobs --allow-empty --json' ;;
-    extract) options='--code --images --part -d --directory --force' ;;
+    extract) options='--files-from -0 --null -j --jobs --allow-empty --code --images --part -d --directory --force' ;;
     html) options='--files-from -0 --null -j --jobs --allow-empty -o --output -d --directory --force' ;;
     show) options='' ;;
     new) options='--code --rich --image --title --description --version --force --binary' ;;
     set) options='--files-from -0 --null -j --jobs --allow-empty --json --dry-run -q --quiet --binary --from --code --rich --flatten --replace-encrypted --title --description --version' ;;
     edit) options='--flatten' ;;
     pack) options='-o --output --force --binary' ;;
-    copy) options='--force --binary' ;;
+    copy) options='--files-from -0 --null -j --jobs --allow-empty -o --output -d --directory --force --binary' ;;
     digest) options='--files-from -0 --null -j --jobs --allow-empty --code --json' ;;
     diff) options='' ;;
     merge) options='--ours --theirs -o --output --force --binary' ;;
@@ -48,6 +48,8 @@ _flowbook() {
     info:-j | info:--jobs) kind=none ;;
     parts:--files-from) kind=files ;;
     parts:-j | parts:--jobs) kind=none ;;
+    extract:--files-from) kind=files ;;
+    extract:-j | extract:--jobs) kind=none ;;
     extract:--part) kind=none ;;
     extract:-d | extract:--directory) kind=folders ;;
     html:--files-from) kind=files ;;
@@ -69,6 +71,10 @@ _flowbook() {
     set:--description) kind=none ;;
     set:--version) kind=none ;;
     pack:-o | pack:--output) kind=files ;;
+    copy:--files-from) kind=files ;;
+    copy:-j | copy:--jobs) kind=none ;;
+    copy:-o | copy:--output) kind=files ;;
+    copy:-d | copy:--directory) kind=folders ;;
     digest:--files-from) kind=files ;;
     digest:-j | digest:--jobs) kind=none ;;
     merge:-o | merge:--output) kind=files ;;

@@ -21,7 +21,7 @@ CASES = [
     Case("cat absent.tqx", 3, err="flowbook: absent.tqx: there is no such file\n"),
     Case("cat damaged.tqx", 4, err="flowbook: damaged.tqx: "),
     Case("cat -", 4, err="flowbook: -: ", stdin="damaged.tqx"),
-    Case("cat dangling.tqx", 4, err="dangling.tqx': there is no part"),
+    Case("cat dangling.tqx", 4, err="dangling.tqx: there is no part"),
     Case("cat no_code.tqx", 4, err="there is no code in it"),
     Case("cat many.tqx", 6, err="flowbook: many.tqx: "),
     Case("cat", 2, err="flowbook: no file is named"),
