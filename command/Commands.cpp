@@ -7,7 +7,7 @@ namespace flowbook::tool {
 CommandList allCommands() {
     static constexpr const Command* kAll[] = {&kCat,   &kGrep, &kInfo,  &kParts, &kExtract, &kHtml,   &kShow,
                                               &kNew,   &kSet,  &kEdit,  &kPack,  &kCopy,    &kDigest, &kDiff,
-                                              &kMerge, &kGit,  &kCheck, &kCanon, &kRepair,  &kHelp};
+                                              &kMerge, &kGit,  &kCheck, &kCanon, &kStrip,   &kRepair, &kHelp};
     return {kAll, std::size(kAll)};
 }
 

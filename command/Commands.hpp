@@ -16,6 +16,7 @@ extern const Command kHtml;
 extern const Command kShow;
 extern const Command kNew;
 extern const Command kSet;
+extern const Command kStrip;
 extern const Command kEdit;
 extern const Command kPack;
 extern const Command kCopy;

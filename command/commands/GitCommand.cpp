@@ -1,4 +1,5 @@
 #include "Commands.hpp"
+#include "commands/GitFilter.hpp"
 #include "commands/GitSetup.hpp"
 #include "commands/TextOf.hpp"
 #include "io/ForEachInput.hpp"
@@ -16,6 +17,7 @@ struct GitOptions {
     bool global = false;
     bool local = false;
     bool undo = false;
+    bool stripOutputs = false;
 };
 
 std::string textOrFault(const std::string& file) {
@@ -30,6 +32,10 @@ void runGit(Console& console, const GitOptions& options) {
     const GitScope scope = options.global ? GitScope::Global : GitScope::Local;
     if (options.action == "setup" && options.files.empty()) {
         options.undo ? undoGitSetup(console, scope) : setUpGit(console, scope);
+    } else if (options.action == "filter" && options.files.empty()) {
+        serveGitFilter(console, options.stripOutputs);
+    } else if ((options.action == "clean" || options.action == "smudge") && options.files.empty()) {
+        filterOnce(console, options.action == "clean" ? FilterWay::Clean : FilterWay::Smudge, options.stripOutputs);
     } else if (options.action == "textconv" && options.files.size() == 1) {
         console.out().write(textOrFault(options.files.front()));
     } else {
@@ -52,7 +58,8 @@ constexpr auto kGitOptions =
                 place<&GitOptions::files>("FILE", "Flowbook, for textconv"),
                 flag<&GitOptions::global>("--global", '\0', "Set up all repositories of the user").excludes("--local"),
                 flag<&GitOptions::local>("--local", '\0', "Set up this repository").defaultsTo("the default"),
-                flag<&GitOptions::undo>("--undo", '\0', "Take back what setup wrote"));
+                flag<&GitOptions::undo>("--undo", '\0', "Take back what setup wrote"),
+                flag<&GitOptions::stripOutputs>("--strip-outputs", '\0', "Leave outputs out of the history"));
 
 void gitAct(Console& console, GitOptions& options) { runGit(console, options); }
 

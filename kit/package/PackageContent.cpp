@@ -15,6 +15,7 @@ namespace flowbook::kit {
 
 using foundation::storage::vfs::MemoryStorage;
 using foundation::storage::vfs::StorageSystemReference;
+using opc::interfaces::CompressionType;
 using opc::model::Package;
 using opc::model::PartName;
 using opc::model::RelationshipSource;
@@ -56,27 +57,27 @@ void addRelationships(RelationshipSource& source, const std::vector<Record>& rec
     }
 }
 
-void addPart(Package& package, const PartRecord& record) {
-    using opc::interfaces::CompressionType;
+void addPart(Package& package, const PartRecord& record, CompressionType compression) {
     opc::model::Part part = package.createPart(PartName(record.partName), opc::model::ContentType(record.contentType),
-                                               opc::model::StandardPartInfo(CompressionType::Normal, 0));
+                                               opc::model::StandardPartInfo(compression, 0));
     part.getOutputStream()->write(record.content.data(), record.content.size());
     addRelationships(part, record.relationships);
 }
 
-void writeParts(const opc::FileSystemOpsSelector& files, const PackageContent& content) {
+void writeParts(const opc::FileSystemOpsSelector& files, const PackageContent& content, CompressionType compression) {
     ZipPhysicalPackage container(kName, files, true);
     Package package(container);
     package.open(opc::interfaces::OpenMode::Create);
     for (const PartRecord& part : content.parts) {
-        addPart(package, part);
+        addPart(package, part, compression);
     }
     addRelationships(package, content.relationships);
     package.close();
 }
 
 /// Puts the entries that are no parts behind those that a package wrote.
-void appendOthers(const opc::FileSystemOpsSelector& files, const std::map<std::string, fl::Bytes>& others) {
+void appendOthers(const opc::FileSystemOpsSelector& files, const std::map<std::string, fl::Bytes>& others,
+                  CompressionType compression) {
     ZipPhysicalPackage container(kName, files, true);
     container.open(opc::interfaces::OpenMode::Update);
     std::vector<opc::interfaces::PlannedEntry> plan(container.entries().size());
@@ -84,7 +85,7 @@ void appendOthers(const opc::FileSystemOpsSelector& files, const std::map<std::s
         plan[i].carried = i;
     }
     for (const auto& [name, content] : others) {
-        plan.push_back({&content, 0, name});
+        plan.push_back({&content, 0, name, compression});
     }
     container.commit(plan);
 }
@@ -127,18 +128,44 @@ PackageContent readContent(const Document& document) {
     return content;
 }
 
-fl::Bytes writeContent(PackageContent content) {
+fl::Bytes writeContent(PackageContent content, CompressionType compression) {
     std::sort(content.parts.begin(), content.parts.end(),
               [](const PartRecord& a, const PartRecord& b) { return foldedName(a) < foldedName(b); });
     const auto memory = std::make_shared<MemoryStorage>();
     const opc::FileSystemOpsSelector files{StorageSystemReference(memory)};
-    writeParts(files, content);
+    writeParts(files, content, compression);
     if (!content.others.empty()) {
-        appendOthers(files, content.others);
+        appendOthers(files, content.others, compression);
     }
     return memory->get(kName);
 }
 
-fl::Bytes canonical(const Document& document) { return writeContent(readContent(document)); }
+fl::Bytes canonical(const Document& document, CompressionType compression) {
+    return writeContent(readContent(document), compression);
+}
+
+bool isSigned(const Document& document) {
+    constexpr std::u16string_view kOrigin =
+        u"http://schemas.openxmlformats.org/package/2006/relationships/digital-signature/";
+    const auto records = document.package().getRelationships(opc::model::ExcludeMode::None);
+    return std::any_of(records.begin(), records.end(),
+                       [&](const auto& each) { return each.getType().compare(0, kOrigin.size(), kOrigin) == 0; });
+}
+
+fl::Bytes recompressed(const Document& document, CompressionType compression) {
+    const auto& entries = document.container().entries();
+    std::vector<fl::Bytes> contents;
+    std::vector<opc::interfaces::PlannedEntry> plan;
+    contents.reserve(entries.size());
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        contents.push_back(document.container().read(i));
+        plan.push_back({&contents.back(), 0, entries[i].name, compression});
+    }
+    const auto memory = std::make_shared<MemoryStorage>();
+    ZipPhysicalPackage container(kName, opc::FileSystemOpsSelector{StorageSystemReference(memory)}, true);
+    container.open(opc::interfaces::OpenMode::Create);
+    container.commit(plan);
+    return memory->get(kName);
+}
 
 }  // namespace flowbook::kit

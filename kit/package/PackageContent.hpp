@@ -2,6 +2,7 @@
 
 #include "flowbook/FlowbookFilePackage.hpp"
 #include "kit/document/Document.hpp"
+#include "opc/interfaces/CompressionType.hpp"
 
 #include <map>
 #include <string>
@@ -28,10 +29,21 @@ PackageContent readContent(const Document& document);
 /// A package of that content in one fixed form: parts in the order of their folded names, everything deflated at one
 /// level, fixed times, content types made anew. Relationships keep ids and order; a target that is no URI reference,
 /// which nobody can follow, is kept as it stands. Equal contents, that included, give equal bytes.
+/// @param compression  None stores everything instead of deflating it.
 /// @throws opc::Exception for content that no package can hold.
-fl::Bytes writeContent(PackageContent content);
+fl::Bytes writeContent(PackageContent content,
+                       opc::interfaces::CompressionType compression = opc::interfaces::CompressionType::Normal);
 
 /// A package in the form of writeContent(). @throws as readContent().
-fl::Bytes canonical(const Document& document);
+fl::Bytes canonical(const Document& document,
+                    opc::interfaces::CompressionType compression = opc::interfaces::CompressionType::Normal);
+
+/// Whether the package has digital signatures (ECMA-376-2, clause 12), which changing anything might invalidate.
+/// @throws opc::Exception when its relationships cannot be read.
+bool isSigned(const Document& document);
+
+/// A container of the same entries in the same order, all stored or all deflated. Deflating what writeContent() stored
+/// gives what it deflates. @throws opc::Exception when an entry cannot be read, or has a name that is not ASCII.
+fl::Bytes recompressed(const Document& document, opc::interfaces::CompressionType compression);
 
 }  // namespace flowbook::kit

@@ -32,6 +32,7 @@ public:
           entryDone_(parts.dropped()) {}
 
     CommitPlan plan() {
+        xmlCompression_ = isAllStored() ? interfaces::CompressionType::None : interfaces::CompressionType::Normal;
         for (const auto& [place, part] : parts_.all()) {
             assignRelationshipsType(part->relationships, part->name.ascii());
         }
@@ -47,6 +48,7 @@ public:
     }
 
 private:
+    bool isAllStored() const;
     void assignRelationshipsType(const SourceState& state, std::string_view sourceName);
     void addContentTypes();
     void addPackageRelationships();
@@ -67,7 +69,16 @@ private:
     std::vector<bool> entryDone_;
     std::vector<bool> partDone_ = std::vector<bool>(parts_.all().empty() ? 0 : parts_.all().rbegin()->first + 1);
     CommitPlan plan_;
+    interfaces::CompressionType xmlCompression_ = interfaces::CompressionType::Normal;
 };
+
+/// Whether all parts are new and to be stored as they are: then nothing else in the container should be deflated.
+bool Planner::isAllStored() const {
+    const auto& all = parts_.all();
+    return !all.empty() && std::all_of(all.begin(), all.end(), [](const auto& each) {
+        return each.second->pending && each.second->compression == interfaces::CompressionType::None;
+    });
+}
 
 /// Changed relationships leave their old place, and must have or lose their content type.
 void Planner::assignRelationshipsType(const SourceState& state, std::string_view sourceName) {
@@ -153,7 +164,7 @@ void Planner::addChangedRelationships(const SourceState& state, std::string_view
 void Planner::addXml(std::string_view name, fl::Bytes xml) {
     container_.refuseLargerXml(xml.size(), name);
     plan_.xml.push_back(std::move(xml));
-    add(plan_.xml.back(), name, interfaces::CompressionType::Normal);
+    add(plan_.xml.back(), name, xmlCompression_);
 }
 
 void Planner::add(const fl::Bytes& content, std::string_view name, interfaces::CompressionType compression) {
