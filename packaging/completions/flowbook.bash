@@ -2,7 +2,7 @@
 _flowbook() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
     local command=${COMP_WORDS[1]} options='' words='' kind=flowbooks
-    local commands='cat grep info parts extract html show new set edit pack copy digest diff merge git check canon repair help'
+    local commands='cat grep info parts extract html show new set edit pack copy digest diff merge git check canon strip repair help'
 
     # bash parts --option=value at the equals sign.
     if [[ $current == '=' ]]; then
@@ -27,9 +27,10 @@ _flowbook() {
     digest) options='--files-from -0 --null -j --jobs --allow-empty --code --json' ;;
     diff) options='' ;;
     merge) options='--ours --theirs -o --output --force --binary' ;;
-    git) options='--global --local --undo' ;;
+    git) options='--global --local --undo --strip-outputs' ;;
     check) options='--files-from -0 --null -j --jobs --allow-empty --json' ;;
-    canon) options='--files-from -0 --null -j --jobs --allow-empty --json --dry-run -q --quiet --binary --check' ;;
+    canon) options='--files-from -0 --null -j --jobs --allow-empty --json --dry-run -q --quiet --binary --check --stored' ;;
+    strip) options='--files-from -0 --null -j --jobs --allow-empty --json --dry-run -q --quiet --binary --check' ;;
     repair) options='-o --output --force --binary' ;;
     help) options='--json' ;;
     *)
@@ -82,6 +83,8 @@ _flowbook() {
     check:-j | check:--jobs) kind=none ;;
     canon:--files-from) kind=files ;;
     canon:-j | canon:--jobs) kind=none ;;
+    strip:--files-from) kind=files ;;
+    strip:-j | strip:--jobs) kind=none ;;
     repair:-o | repair:--output) kind=files ;;
     esac
 
