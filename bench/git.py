@@ -66,10 +66,9 @@ def size_of_history(scratch, command, kind, name):
     for number, code in enumerate(revisions()):
         if name.endswith(".txt"):
             (repository.folder / name).write_text(code, encoding="utf-8")
-        elif number == 0:
-            subprocess.run([command, "new", name, "--code", "-"], cwd=repository.folder, input=code.encode(), check=True)
         else:
-            subprocess.run([command, "set", name, "--code", "-"], cwd=repository.folder, input=code.encode(), check=True)
+            subprocess.run([command, "set" if number else "new", name, "--code", "-"], cwd=repository.folder,
+                           input=code.encode(), check=True)
         repository.git("add", ".")
         repository.git("commit", "-qm", f"revision {number}")
     repository.git("gc", "-q", "--aggressive", "--prune=now")
