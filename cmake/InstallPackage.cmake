@@ -36,8 +36,13 @@ function(pxflowbook_install_tool)
         DESTINATION ${CMAKE_INSTALL_DATADIR}/mime/packages COMPONENT tool)
     install(FILES packaging/completions/flowbook.bash RENAME flowbook
         DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tool)
+    # Debian's zsh looks for what packages bring in one folder, and for what is installed by hand in another.
+    set(zsh_folder site-functions)
+    if(EXISTS /etc/debian_version AND CMAKE_INSTALL_PREFIX STREQUAL /usr)
+        set(zsh_folder vendor-completions)
+    endif()
     install(FILES packaging/completions/_flowbook
-        DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions COMPONENT tool)
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/${zsh_folder} COMPONENT tool)
     install(FILES packaging/completions/flowbook.fish
         DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT tool)
 endfunction()
@@ -45,10 +50,9 @@ endfunction()
 pxflowbook_install_library(pxflowbook include runtime development)
 if(TARGET pxplatform)
     pxflowbook_install_library(pxplatform platform/include platform platform-development)
-    install(TARGETS pxplatform_dom pxplatform_tables pxplatform_log
-        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT platform)
+    install(TARGETS pxplatform_dom pxplatform_tables pxplatform_log LIBRARY
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/${PXPLATFORM_MODULE_FOLDER} COMPONENT platform)
 endif()
 if(TARGET flowbook)
     pxflowbook_install_tool()
 endif()
-include(DebianPackages)

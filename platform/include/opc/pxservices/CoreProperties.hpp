@@ -34,8 +34,10 @@ public:
     CoreProperties& operator=(CoreProperties&&) noexcept;
     ~CoreProperties();
 
-    /// Now, UTC, whole seconds; where the environment variable SOURCE_DATE_EPOCH holds a number, that many
-    /// seconds after 1970 began (reproducible-builds.org), so that the same work gives the same bytes.
+    /// Returns the present time, UTC, in whole seconds. Where the environment variable SOURCE_DATE_EPOCH holds a
+    /// number, it returns the time so many seconds after 1970 began (reproducible-builds.org), so that the same work
+    /// gives the same bytes.
+    /// @throws opc::Exception (Misuse) when the variable holds anything else, or a time after the year 9999.
     static boost::posix_time::ptime getCurrentTime();
     static foundation::release_info::ReleaseInfo getCurrentTARMICReleaseInfo();
 

@@ -1,5 +1,6 @@
 #include "opc/pxservices/CoreProperties.hpp"
 
+#include "opc/Exception.hpp"
 #include "opc/pxservices/PropertyPart.hpp"
 
 #include <boost/date_time/posix_time/posix_time_types.hpp>
@@ -7,21 +8,30 @@
 #include <cstdint>
 #include <cstdlib>
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace opc::pxservices {
 
 namespace {
 
-/// None unless the variable holds a number, of a time in a year that a W3CDTF date can tell.
+/// Returns the time that the variable fixes, and none where it is unset or empty. A W3CDTF date has four digits for the
+/// year, which is why there is a last time.
 std::optional<std::int64_t> fixedTime() {
     constexpr std::int64_t kEndOfYear9999 = 253402300799;
     const char* value = std::getenv("SOURCE_DATE_EPOCH");
     const std::string_view text = value == nullptr ? "" : value;
+    if (text.empty()) {
+        return std::nullopt;
+    }
     std::int64_t seconds = -1;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
     const bool isNumber = error == std::errc() && end == text.data() + text.size();
-    return isNumber && seconds >= 0 && seconds <= kEndOfYear9999 ? std::make_optional(seconds) : std::nullopt;
+    if (!isNumber || seconds < 0 || seconds > kEndOfYear9999) {
+        throw Exception(ErrorKind::Misuse, "cannot find out the time: SOURCE_DATE_EPOCH is \"" + std::string(text) +
+                                               "\", which is no number of seconds from 0 to 253402300799");
+    }
+    return seconds;
 }
 
 }  // namespace
