@@ -1,10 +1,10 @@
 #include "commands/Change.hpp"
 
-#include "commands/AroundCode.hpp"
 #include "fl/i18n/Conversion.hpp"
 #include "flowbook/FlowbookFileUtils.hpp"
 #include "flowbook/FlowbookFileWriter.hpp"
 #include "io/OpenDocument.hpp"
+#include "kit/document/AroundCode.hpp"
 #include "kit/document/CodeParagraphs.hpp"
 #include "kit/document/RichCodePart.hpp"
 #include "opc/pxservices/CorePropertiesManager.hpp"
@@ -45,7 +45,7 @@ bool hasCode(const Change& change, const Input& input, const kit::Document& docu
 }
 
 void requireOnlyCode(const kit::Document& document) {
-    const std::string what = aroundCode(document.richText());
+    const std::string what = kit::aroundCode(document.richText());
     if (!what.empty()) {
         throw Failure(ExitCode::NegativeFinding, "plain code would drop " + what + "; --flatten does it");
     }

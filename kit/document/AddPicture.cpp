@@ -53,21 +53,31 @@ Part codePartOf(Package& package) {
     return part;
 }
 
-/// A relationship to the first picture of that extension that is not there yet.
+/// A relationship to a picture of that extension that is not there yet: the first one, unless pictures were removed.
+/// The search doubles its steps, so that many pictures can be added one by one.
 FlowbookFilePackage::Relationship freeRelationship(const Package& package, std::string extension) {
-    for (int number = 1;; ++number) {
-        auto relationship = FlowbookFilePackage::createImageRelationship(1, extension, number);
-        if (!package.hasPart(PartName(relationship.target))) {
-            return relationship;
-        }
+    const auto relationshipTo = [&](int number) {
+        return FlowbookFilePackage::createImageRelationship(1, extension, number);
+    };
+    const auto isTaken = [&](int number) { return package.hasPart(PartName(relationshipTo(number).target)); };
+    int taken = 0;
+    int free = 1;
+    while (isTaken(free)) {
+        taken = free;
+        free *= 2;
     }
+    while (free - taken > 1) {
+        const int middle = taken + (free - taken) / 2;
+        (isTaken(middle) ? taken : free) = middle;
+    }
+    return relationshipTo(free);
 }
 
 }  // namespace
 
 void checkPictureType(const std::string& mediaType) { checkedType(mediaType); }
 
-std::string addPicture(Package& package, const std::string& mediaType, const fl::Bytes& picture) {
+AddedPicture addPicture(Package& package, const std::string& mediaType, const fl::Bytes& picture) {
     const std::string type = checkedType(mediaType);
     const auto relationship = freeRelationship(package, subtypeExtension(type));
     const PartName name(relationship.target);
@@ -76,8 +86,8 @@ std::string addPicture(Package& package, const std::string& mediaType, const fl:
     package.createPart(name, ContentType(fl::i18n::to_ustring(type)), info)
         .getOutputStream()
         ->write(content.data(), content.size());
-    codePartOf(package).createInternalRelationship(relationship.type, name.getURI(), u"");
-    return name.ascii();
+    const auto made = codePartOf(package).createInternalRelationship(relationship.type, name.getURI(), u"");
+    return {name.ascii(), fl::i18n::to_string(made.getID())};
 }
 
 }  // namespace flowbook::kit

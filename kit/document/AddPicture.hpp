@@ -10,11 +10,16 @@ namespace flowbook::kit {
 /// @throws opc::Exception (misuse, damaged) for a media type that is none of pictures.
 void checkPictureType(const std::string& mediaType);
 
+/// The name of the new part, and the id of the relationship that leads to it.
+struct AddedPicture {
+    std::string part;
+    std::string relationship;
+};
+
 /// Adds a picture as a flowbook stores it: a part under /media whose content is a data URI, and a relationship of the
 /// part that holds the code to it.
 /// @param package    open for writing. @param mediaType  such as "image/png".
-/// @return the name of the new part.
 /// @throws opc::Exception, also as checkPictureType().
-std::string addPicture(opc::model::Package& package, const std::string& mediaType, const fl::Bytes& picture);
+AddedPicture addPicture(opc::model::Package& package, const std::string& mediaType, const fl::Bytes& picture);
 
 }  // namespace flowbook::kit

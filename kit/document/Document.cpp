@@ -58,6 +58,8 @@ StorageSystemReference holding(const std::u16string& name, fl::Bytes bytes) {
     return StorageSystemReference(memory);
 }
 
+std::string nameOf(const Part& part) { return part.getName().ascii(); }
+
 /// Whether a document declares to be UTF-8, or nothing, so that it is (XML 1.0, appendix F).
 bool isUtf8(std::string_view document) {
     constexpr std::string_view kDeclared = R"(<?xml version="1.0" encoding="UTF-8")";
@@ -85,9 +87,9 @@ std::u16string codeOf(const fl::Bytes& document) {
 
 class Document::State {
 public:
-    State(const std::u16string& name, const StorageSystemReference& storage)
+    State(const std::u16string& name, const StorageSystemReference& storage, opc::interfaces::OpenMode mode)
         : container_(name, opc::FileSystemOpsSelector(storage), true), package_(container_) {
-        package_.open(opc::interfaces::OpenMode::ReadOnly);
+        package_.open(mode);
     }
 
     /// The properties share the package's caches, but ask it for nothing that a read-only package refuses.
@@ -104,8 +106,8 @@ const char* nameOf(CodeForm form) {
     return kNames[static_cast<std::size_t>(form)];
 }
 
-Document::Document(const std::u16string& name, const StorageSystemReference& storage)
-    : state_(std::make_unique<State>(name, storage)) {}
+Document::Document(const std::u16string& name, const StorageSystemReference& storage, opc::interfaces::OpenMode mode)
+    : state_(std::make_unique<State>(name, storage, mode)) {}
 
 Document::Document(fl::Bytes bytes, const std::u16string& name) : Document(name, holding(name, std::move(bytes))) {}
 
@@ -114,6 +116,8 @@ Document& Document::operator=(Document&&) noexcept = default;
 Document::~Document() = default;
 
 const opc::model::Package& Document::package() const { return state_->package(); }
+
+opc::model::Package& Document::package() { return state_->package(); }
 
 const opc::interfaces::IPhysicalPackage& Document::container() const { return state_->container(); }
 
@@ -144,7 +148,9 @@ std::optional<Part> Document::codePart() const {
     if (relationships.empty()) {
         return std::nullopt;
     }
-    return package().getPart(opc::model::PartName(relationships.front().getTargetURI()));
+    const std::string target = fl::i18n::to_string(relationships.front().getTarget());
+    return inPart(target,
+                  [&] { return package().getPart(opc::model::PartName(relationships.front().getTargetURI())); });
 }
 
 CodeForm Document::form() const {
@@ -169,9 +175,9 @@ std::u16string Document::code() const {
     try {
         return codeOf(stored);
     } catch (const opc::model::InvalidXMLDocument& failure) {
-        throw opc::Exception(failure.kind(), where(*part) + ": " + failure.what());
+        throw PartFailure(opc::Exception(failure.kind(), where(*part) + ": " + failure.what()), nameOf(*part));
     } catch (const fl::i18n::ConversionError& failure) {
-        throw opc::Exception(opc::ErrorKind::Damaged, where(*part) + ": " + failure.what());
+        throw PartFailure(opc::Exception(opc::ErrorKind::Damaged, where(*part) + ": " + failure.what()), nameOf(*part));
     }
 }
 
@@ -191,17 +197,18 @@ CodeForm formOf(const Part& codePart) {
 }
 
 fl::Bytes contentOf(const Part& part) {
-    fl::Bytes bytes;
-    opc::ByteArrayOutAdaptor out(bytes);
-    opc::StreamHelper::copyStreamToStream(*part.getInputStream(), out);
-    return bytes;
+    return inPart(nameOf(part), [&] {
+        fl::Bytes bytes;
+        opc::ByteArrayOutAdaptor out(bytes);
+        opc::StreamHelper::copyStreamToStream(*part.getInputStream(), out);
+        return bytes;
+    });
 }
 
 bool isPicture(const Part& part) { return part.getContentType().getMediaType().rfind(u"image/", 0) == 0; }
 
 const std::u16string& documentRelationshipType() {
-    static const std::u16string& type =
-        *new std::u16string(FlowbookFilePackage::getPackageRelationshipTypes().front());
+    static const std::u16string& type = *new std::u16string(FlowbookFilePackage::getPackageRelationshipTypes().front());
     return type;
 }
 

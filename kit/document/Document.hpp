@@ -3,6 +3,7 @@
 #include "fl/Bytes.hpp"
 #include "foundation/storage/vfs/StorageSystemReference.hpp"
 #include "kit/document/RichText.hpp"
+#include "opc/Exception.hpp"
 #include "opc/interfaces/IPhysicalPackage.hpp"
 #include "opc/model/Package.hpp"
 
@@ -31,7 +32,10 @@ struct Property {
 class Document {
 public:
     /// @throws opc::Exception when there is no such file, or it is no package.
-    Document(const std::u16string& name, const foundation::storage::vfs::StorageSystemReference& storage);
+    /// @param mode  with Update, the package can be changed in memory, which all questions then see; nothing is
+    /// written.
+    Document(const std::u16string& name, const foundation::storage::vfs::StorageSystemReference& storage,
+             opc::interfaces::OpenMode mode = opc::interfaces::OpenMode::ReadOnly);
 
     /// A flowbook that is in memory.
     /// @param name  for messages.
@@ -44,6 +48,7 @@ public:
     ~Document();
 
     const opc::model::Package& package() const;
+    opc::model::Package& package();
 
     /// What the package lies in, entries that are no parts included.
     const opc::interfaces::IPhysicalPackage& container() const;
@@ -80,7 +85,31 @@ private:
 /// The form that the content type of a part which holds code tells.
 CodeForm formOf(const opc::model::Part& codePart);
 
-/// @throws opc::Exception.
+/// A failure about one part; what() is as that of any.
+class PartFailure : public opc::Exception {
+public:
+    PartFailure(const opc::Exception& failure, std::string part)
+        : opc::Exception(failure.kind(), failure.what()), part_(std::move(part)) {}
+
+    const std::string& part() const noexcept { return part_; }
+
+private:
+    std::string part_;
+};
+
+/// Calls `work`, whose failures are about the part. @throws PartFailure.
+template <class Work>
+auto inPart(const std::string& part, Work work) {
+    try {
+        return work();
+    } catch (const PartFailure&) {
+        throw;
+    } catch (const opc::Exception& failure) {
+        throw PartFailure(failure, part);
+    }
+}
+
+/// @throws PartFailure.
 fl::Bytes contentOf(const opc::model::Part& part);
 
 /// Whether the media type of a part is one of images.

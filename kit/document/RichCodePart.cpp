@@ -13,15 +13,12 @@ using opc::model::Part;
 using opc::model::PartName;
 using opc::model::Relationship;
 
-namespace {
-
 void takeOver(const std::vector<Relationship>& relationships, Part& part) {
     for (const Relationship& each : relationships) {
         part.carryRelationship(each.getType(), each.getTarget(), each.getTargetMode(), each.getID());
     }
 }
 
-/// The part with another content type and its own relationships. @throws opc::Exception.
 Part withContentType(Package& package, const Part& old, const ContentType& type) {
     if (old.getContentType() == type) {
         return old;
@@ -34,16 +31,16 @@ Part withContentType(Package& package, const Part& old, const ContentType& type)
     return part;
 }
 
-}  // namespace
-
 Part richCodePart(Package& package) {
-    const FlowbookFilePackage::Part document = FlowbookFilePackage::createEmptyDocumentPart();
-    const ContentType type(document.contentType);
+    return codePart(package, ContentType(FlowbookFilePackage::createEmptyDocumentPart().contentType));
+}
+
+Part codePart(Package& package, const ContentType& type) {
     const auto relationships = package.getRelationshipsByType(documentRelationshipType());
     if (!relationships.empty()) {
         return withContentType(package, package.getPart(PartName(relationships.front().getTargetURI())), type);
     }
-    const PartName name(document.partName);
+    const PartName name(FlowbookFilePackage::createEmptyDocumentPart().partName);
     package.createInternalRelationship(documentRelationshipType(), name.getURI(), u"");
     return package.createPart(name, type, opc::model::StandardPartInfo(CompressionType::Normal, 0));
 }

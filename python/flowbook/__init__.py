@@ -3,26 +3,31 @@
 >>> import flowbook
 >>> book = flowbook.Flowbook.new(code="x = 1;", title="Running mean")
 >>> book.save("mean.tqx")
->>> book = flowbook.open("mean.tqx")
->>> book.code
+>>> with flowbook.open("mean.tqx") as book:
+...     book.code
+...     book.title = "Moving mean"
+...     book.save()
 'x = 1;'
->>> book.title = "Moving mean"
->>> book.save()
 
 `flowbook.open()` takes a path, bytes, a binary file or an address that fsspec knows. Failures are `flowbook.Error` and
-the classes below it. `flowbook.dask` reads many flowbooks on many machines.
+the classes below it. `flowbook.read_many()` reads columns of many flowbooks, `flowbook.dask` does so on many machines.
 """
 
 from flowbook import _native
-from flowbook._book import Finding, Flowbook, Image, Part, Relationship, open
+from flowbook._book import Flowbook, open
 from flowbook._errors import (ConflictError, DamagedError, EncryptedError, Error, LimitError, MisuseError,
                               NotFoundError)
+from flowbook._functions import Repaired, canon, check, digest, html, repair
+from flowbook._many import read_many
+from flowbook._paragraphs import Paragraph, Paragraphs, Run
+from flowbook._parts import Finding, Image, Part, Relationship
 
 __version__: str = _native.library_version
 
 __all__ = ["ConflictError", "DamagedError", "EncryptedError", "Error", "Finding", "Flowbook", "Image", "LimitError",
-           "MisuseError", "NotFoundError", "Part", "Relationship", "open"]
+           "MisuseError", "NotFoundError", "Paragraph", "Paragraphs", "Part", "Relationship", "Repaired", "Run",
+           "canon", "check", "digest", "html", "open", "read_many", "repair"]
 
-# The modules below are nobody's business, in messages and in help().
+# Users need not know in which module each is written; messages and help() name the package.
 for _name in __all__:
     globals()[_name].__module__ = __name__

@@ -3,75 +3,25 @@
 from __future__ import annotations
 
 import html
+import os
 import re
-import threading
 from collections.abc import Callable, Mapping
-from dataclasses import dataclass, field
 from datetime import datetime, timezone
-from typing import Any, NoReturn
+from types import TracebackType
+from typing import Any, TypeVar
 
 from flowbook import _native
-from flowbook._errors import MisuseError, error_of
-from flowbook._places import FileObject, LocalFile, Memory, Place, RemoteFile, Source, Target, place_of
+from flowbook._errors import EncryptedError, MisuseError, NotFoundError, error_of
+from flowbook._paragraphs import Paragraphs
+from flowbook._parts import Finding, Image, Part, Relationship
+from flowbook._places import UTF16, Memory, Place, Source, Target, place_of
 
+Self = TypeVar("Self", bound="Flowbook")
 
 # Lone surrogates aside, which no UTF-8 holds (XML 1.0, 2.2).
 _NOT_IN_XML = re.compile("[\x00-\x08\x0b\x0c\x0e-\x1f\ufffe\uffff]")
-
-
-@dataclass(frozen=True)
-class Part:
-    """A part of the package.
-
-    Attributes:
-        name: such as ``/tarmic/document.xml``.
-        content_type: in full, parameters included.
-        size: of the content, in bytes.
-    """
-
-    name: str
-    content_type: str
-    size: int
-    _read: Callable[[str], bytes] = field(repr=False, compare=False)
-
-    @property
-    def media_type(self) -> str:
-        """The content type without its parameters."""
-        return self.content_type.partition(";")[0].strip().lower()
-
-    @property
-    def data(self) -> bytes:
-        """The content, read when it is asked for; of an `Image` the picture itself."""
-        return self._read(self.name)
-
-
-class Image(Part):
-    """A picture. It is stored as a data URI, which `data` decodes."""
-
-
-@dataclass(frozen=True)
-class Relationship:
-    """A relationship of the package, whose `source` is ``/``, or of a part."""
-
-    source: str
-    id: str
-    type: str
-    target: str
-    is_internal: bool
-
-
-@dataclass(frozen=True)
-class Finding:
-    """One thing that is wrong with a flowbook: an ``error``, which reading refuses, or a ``warning``.
-
-    `id` stays the same from version to version, such as ``picture.malformed``.
-    """
-
-    severity: str
-    part: str
-    place: str
-    words: str
-    id: str
+_IMAGE_RELATIONSHIP = "/relationships/image"
+_WORD_BREAK = re.compile("(?<=[a-z])(?=[A-Z])")
 
 
 class Flowbook:
@@ -81,18 +31,27 @@ class Flowbook:
     version that was opened. What is set is kept until `save()`; the attributes show it at once, as it will be stored:
     line ends are line feeds, and characters that XML cannot hold are U+FFFD in code.
 
-    May be used from several threads; one works on it at a time and others wait.
+    May be used from several threads; one works on it at a time and others wait. `close()`, or a ``with`` statement,
+    gives the file back and drops what was not saved.
 
     >>> book = Flowbook.new(code="x = 1;\\r\\ny = 2;", title="Two lines")
     >>> book.code, book.form, book.title, book.description
     ('x = 1;\\ny = 2;', 'plain', 'Two lines', None)
     """
 
+    __slots__ = ("__weakref__", "_encrypted_here", "_native", "_paragraphs", "_pending", "_place", "_properties",
+                 "_version")
+
     def __init__(self, place: Place) -> None:
-        self._lock = threading.RLock()
         self._place = place
-        self._document = place.open()
-        self._forget_changes()
+        self._native = place.open()
+        self._paragraphs = Paragraphs(self)
+        # Texts of paragraphs that the native flowbook does not know yet, by their index.
+        self._pending: dict[int, str] = {}
+        # Counts the changes of the code.
+        self._version = 0
+        self._encrypted_here = False
+        self._properties: tuple[int, dict[str, _native.Property]] | None = None
 
     @classmethod
     def new(cls, code: str | None = None, *, rich_code: str | None = None, title: str | None = None,
@@ -111,6 +70,19 @@ class Flowbook:
                 setattr(book, name, value)
         return book
 
+    def close(self) -> None:
+        """Gives the file back and drops what was not saved. Later calls raise `MisuseError`; closing again does
+        nothing. A file object stays open, as it is the caller's."""
+        self._pending.clear()
+        self._native.close()
+
+    def __enter__(self: Self) -> Self:
+        return self
+
+    def __exit__(self, kind: type[BaseException] | None, error: BaseException | None,
+                 traceback: TracebackType | None) -> None:
+        self.close()
+
     @property
     def name(self) -> str:
         """The path or address that it came from; ``<bytes>`` or the like where there is none."""
@@ -123,7 +95,12 @@ class Flowbook:
 
     @property
     def code(self) -> str:
-        """The code as plain text. Setting it makes the flowbook plain: prose and formatting around the code go.
+        """The code as plain text.
+
+        Setting it makes the flowbook plain where there was only code. Prose around the code is kept, if it can be told
+        which line belongs to which code paragraph: all changed lines are in one, or each has as many as before. Where
+        that cannot be told, `MisuseError` is raised and nothing changed; `set_code()` with ``flatten=True`` drops the
+        prose.
 
         >>> book = Flowbook.new()
         >>> book.code = "y = 2;"
@@ -136,7 +113,43 @@ class Flowbook:
 
     @code.setter
     def code(self, text: str) -> None:
-        self._change(_native.Change.set_code, _utf8(text, "code"))
+        self.set_code(text)
+
+    def set_code(self, text: str, *, flatten: bool = False) -> None:
+        """Sets the code, as the attribute `code` does.
+
+        Args:
+            flatten: whether the flowbook becomes plain, whatever it held: prose, formatting and pictures in the text
+                go, and so does encrypted code.
+        """
+        utf16 = _checked(text, "code").encode(UTF16)
+        self._refuse_encrypted(flatten)
+        self._current().set_code(utf16, flatten)
+        self._code_changed(encrypted=False)
+
+    def replace_code(self, function: Callable[[str], str]) -> int:
+        """Gives each code paragraph what `function` makes of its text; prose and formatting stay. Returns how many
+        have changed. When the function raises, nothing is changed.
+
+        >>> book = Flowbook.new(code="old(1);")
+        >>> book.replace_code(lambda code: code.replace("old", "new"))
+        1
+        >>> book.code
+        'new(1);'
+        """
+        edits = []
+        for index, (_, _, _, code, _, _) in enumerate(self._rich_text()):
+            fresh = code if code is None else _checked(function(code), "code")
+            if fresh != code and fresh is not None:
+                edits.append(("replace", index, fresh, ""))
+        if edits:
+            self._edit_paragraphs(edits)
+        return len(edits)
+
+    @property
+    def paragraphs(self) -> Paragraphs:
+        """The paragraphs, of prose and of code; they can be replaced, inserted and removed. Raises as `code` does."""
+        return self._paragraphs
 
     @property
     def rich_code(self) -> str:
@@ -149,7 +162,10 @@ class Flowbook:
 
     @rich_code.setter
     def rich_code(self, document: str) -> None:
-        self._change(_native.Change.set_rich_code, _utf8(document, "rich_code"))
+        utf8 = _checked(document, "rich_code").encode()
+        self._refuse_encrypted(False)
+        self._current().set_rich_code(utf8)
+        self._code_changed(encrypted=False)
 
     @property
     def encrypted_code(self) -> bytes | None:
@@ -158,16 +174,24 @@ class Flowbook:
 
     @encrypted_code.setter
     def encrypted_code(self, content: bytes) -> None:
-        self._change(_native.Change.set_encrypted_code, bytes(memoryview(content)))
+        self._current().set_encrypted_code(bytes(memoryview(content)))
+        self._code_changed(encrypted=True)
 
     @property
     def title(self) -> str | None:
-        """None when there is none; so are the other properties. Raises `DamagedError` for one that is faulty."""
+        """None when there is none; so are the other properties. Setting None, or ``del``, removes it.
+
+        Raises `DamagedError` for one that is faulty.
+        """
         return self._property("title")
 
     @title.setter
-    def title(self, text: str) -> None:
-        self._change(_native.Change.set_title, _property_text(text, "title"))
+    def title(self, text: str | None) -> None:
+        self._set_property("title", text)
+
+    @title.deleter
+    def title(self) -> None:
+        self._set_property("title", None)
 
     @property
     def description(self) -> str | None:
@@ -175,8 +199,12 @@ class Flowbook:
         return self._property("description")
 
     @description.setter
-    def description(self, text: str) -> None:
-        self._change(_native.Change.set_description, _property_text(text, "description"))
+    def description(self, text: str | None) -> None:
+        self._set_property("description", text)
+
+    @description.deleter
+    def description(self) -> None:
+        self._set_property("description", None)
 
     @property
     def version(self) -> str | None:
@@ -184,8 +212,12 @@ class Flowbook:
         return self._property("version")
 
     @version.setter
-    def version(self, text: str) -> None:
-        self._change(_native.Change.set_version, _property_text(text, "version"))
+    def version(self, text: str | None) -> None:
+        self._set_property("version", text)
+
+    @version.deleter
+    def version(self) -> None:
+        self._set_property("version", None)
 
     @property
     def release(self) -> str | None:
@@ -199,47 +231,94 @@ class Flowbook:
 
     @property
     def modified(self) -> datetime | None:
-        """When it was saved last, in UTC.
+        """When it was saved last, in UTC; after a change, when that was made.
 
-        >>> Flowbook.new().modified.tzinfo
+        >>> Flowbook.new(title="t").modified.tzinfo
         datetime.timezone.utc
         """
         return _time(self._property("modified"))
 
     @property
+    def properties(self) -> dict[str, str]:
+        """All core properties that the file carries, those of other programs too, as text: ``creator``, ``subject``,
+        ``keywords``, ``last_modified_by``, ``revision`` and so on.
+
+        >>> Flowbook.new(title="t").properties["title"]
+        't'
+        """
+        found: dict[str, str] = {}
+        for name, value in self._current().carried_properties():
+            found.setdefault(_WORD_BREAK.sub("_", name).lower(), value)
+        return found
+
+    @property
     def images(self) -> tuple[Image, ...]:
         """The pictures, decoded when their data are asked for."""
-        document = self._current()
-        return tuple(Image(part.name, part.content_type, part.size, document.picture)
-                     for part in document.parts() if part.is_picture)
+        native = self._current()
+        targets: dict[str, str] = {}
+        for each in native.relationships():
+            if each.is_internal and each.type.endswith(_IMAGE_RELATIONSHIP):
+                targets.setdefault(_resolved(each.source, each.target).lower(), each.id)
+        return tuple(Image(self, part.name, part.content_type, part.size, None, targets.get(part.name.lower(), ""))
+                     for part in native.parts() if part.is_picture)
 
-    def add_image(self, data: bytes, media_type: str) -> None:
-        """Adds a picture to those that belong to the code.
+    def add_image(self, data: bytes, media_type: str) -> Image:
+        """Adds a picture to those that belong to the code, and returns it.
 
         >>> book = Flowbook.new(code="x")
-        >>> book.add_image(b"GIF89a...", "image/gif")
-        >>> [(image.name, image.media_type, image.data) for image in book.images]
-        [('/media/image1.gif', 'image/gif', b'GIF89a...')]
+        >>> image = book.add_image(b"GIF89a...", "image/gif")
+        >>> image.name, image.relationship_id, image.data
+        ('/media/image1.gif', 'rId1', b'GIF89a...')
         """
-        self._change(_native.Change.add_picture, _utf8(media_type, "media_type"), bytes(memoryview(data)))
+        name, relationship = self._current().add_picture(_checked(media_type, "media_type"), bytes(memoryview(data)))
+        info = self._part_info(name)
+        return Image(self, name, info.content_type, info.size, None, relationship)
 
     @property
     def parts(self) -> tuple[Part, ...]:
         """All parts but those that hold relationships, in the order of the file."""
-        document = self._current()
-        return tuple(Part(part.name, part.content_type, part.size, document.content) for part in document.parts())
+        return tuple(Part(self, part.name, part.content_type, part.size) for part in self._current().parts())
+
+    def add_part(self, name: str, data: bytes, content_type: str) -> Part:
+        """Adds a part, to which nothing leads yet; see `add_relationship()`.
+
+        Raises `ConflictError` when there is one of that name, and `MisuseError` for what no part can be called.
+        """
+        content = bytes(memoryview(data))
+        self._current().put_part(_checked(name, "name"), _checked(content_type, "content_type"), content, True, False)
+        info = self._part_info(name)
+        return Part(self, info.name, info.content_type, info.size)
 
     @property
     def relationships(self) -> tuple[Relationship, ...]:
         """Those of the package, then those of each part."""
-        return tuple(Relationship(each.source, each.id, each.type, each.target, each.is_internal)
+        return tuple(Relationship(self, each.source, each.id, each.type, each.target, each.is_internal)
                      for each in self._current().relationships())
+
+    def add_relationship(self, type: str, target: str, *, source: str = "/", id: str = "",
+                         is_internal: bool = True) -> Relationship:
+        """Adds a relationship of the package, or of the part that `source` names, and returns it. Without an `id` it
+        gets one that is free.
+
+        >>> book = Flowbook.new(code="x")
+        >>> book.add_relationship("http://example.com/see", "http://example.com/", is_internal=False).id
+        'rId5'
+        """
+        for name, value in (("source", source), ("id", id), ("type", type), ("target", target)):
+            _checked(value, name)
+        _, made = self._current().add_relationship(source, id, type, target, is_internal)
+        return Relationship(self, source, made, type, target, is_internal)
 
     @property
     def digest(self) -> str:
         """SHA-256 over what the flowbook holds, as `flowbook digest` tells it: saving it without a change, or
         compressing it in another way, gives the same."""
-        return self._current().digest()
+        return self._current().digest(False)
+
+    @property
+    def code_digest(self) -> str:
+        """SHA-256 over the code alone, as `flowbook digest --code` tells it."""
+        return self._current().digest(True)
 
     @property
     def text(self) -> str:
@@ -264,7 +343,20 @@ class Flowbook:
         return tuple(Finding(each.severity, each.part, each.place, each.words, each.id)
                      for each in self._current().check())
 
-    def save(self, target: Target | None = None, *, storage_options: Mapping[str, Any] | None = None) -> None:
+    def to_bytes(self) -> bytes:
+        """The flowbook with its changes, as `save()` would write it.
+
+        >>> open(Flowbook.new(code="x").to_bytes()).code
+        'x'
+        """
+        return self._current().to_bytes()
+
+    def canon(self) -> bytes:
+        """The flowbook with its changes in the one fixed form of `flowbook canon`: equal contents give equal bytes."""
+        return self._current().canonical()
+
+    def save(self, target: Target | None = None, *, storage_options: Mapping[str, Any] | None = None,
+             overwrite: bool = False) -> None:
         """Saves the changes where the flowbook came from, or all of it as a copy to another place.
 
         Saving to a file of the machine is atomic and durable: the file has the old content or the new one, whatever
@@ -278,88 +370,155 @@ class Flowbook:
         Args:
             target: a path, an address that fsspec knows, or a binary file that is written from where it stands.
             storage_options: for fsspec.
+            overwrite: whether to go back to an address whose store cannot tell if somebody else saved meanwhile, which
+                is refused otherwise, and to replace what somebody else saved.
         """
-        with self._lock:
-            if target is None:
-                self._save_back()
-            elif isinstance(target, (bytes, bytearray, memoryview)):
-                raise TypeError("a path or a binary file is needed")
-            else:
-                self._save_copy(place_of(target, storage_options))
+        if target is None:
+            self._save_back(overwrite)
+        elif isinstance(target, (bytes, bytearray, memoryview)):
+            raise TypeError("a path or a binary file is needed")
+        else:
+            self._save_copy(place_of(target, storage_options))
 
-    def _save_back(self) -> None:
-        if isinstance(self._place, Memory) or not self._changes.is_empty():
-            self._place.save_back(self._document, self._changes)
-            self._document = self._place.open()
-            self._forget_changes()
+    def _save_back(self, overwrite: bool) -> None:
+        native = self._current()
+        if isinstance(self._place, Memory) or native.is_changed() or overwrite:
+            self._place.save_back(native, overwrite)
+            self._properties = None
 
     def _save_copy(self, place: Place) -> None:
-        place.save_copy(self._document, self._changes)
-        # Over its own place, it is what lies there from now on.
-        if isinstance(self._place, Memory) and isinstance(place, (LocalFile, RemoteFile)) or place == self._place:
-            self._document = place.open()
+        # Over its own place, it is what lies there from now on; from memory, it belongs to its first place.
+        moves = place == self._place or isinstance(self._place, Memory) and place.can_be_returned_to
+        place.save_copy(self._current(), moves)
+        if moves:
             self._place = place
-            self._forget_changes()
 
-    def _forget_changes(self) -> None:
-        self._changes = _native.no_change()
-        self._preview: _native.Document | None = None
-        # Those of one document, which never change; replaced together, so that threads see them together.
-        self._properties: tuple[_native.Document | None, dict[str, _native.Property]] = (None, {})
+    def _current(self) -> _native.Book:
+        """The native flowbook, which knows all changes."""
+        if self._pending:
+            pending, self._pending = self._pending, {}
+            self._native.edit_paragraphs([("replace", index, text, "") for index, text in pending.items()])
+        return self._native
 
-    def _change(self, setter: Callable[..., None], *values: bytes) -> None:
-        """Makes a change, unless a flowbook cannot hold it."""
-        with self._lock:
-            changes = self._changes.copy()
-            setter(changes, *values)
-            changes.check()
-            self._changes, self._preview = changes, None
+    def _rich_text(self) -> list[Any]:
+        native = self._current()
+        paragraphs, fault = native.rich_text()
+        if not paragraphs:
+            native.code()  # raises where there is none that can be read
+        if fault:
+            raise error_of("damaged", fault, self.name)
+        return paragraphs
 
-    def _current(self) -> _native.Document:
-        """The flowbook with the changes made, so that they are seen as they will be stored."""
-        with self._lock:
-            if self._changes.is_empty():
-                return self._document
-            if self._preview is None:
-                self._preview = _native.Document.of_bytes(self._document.changed(self._changes), self._place.name)
-            return self._preview
+    def _edit_paragraphs(self, edits: list[tuple[str, int, str, str]]) -> None:
+        for _, _, text, style in edits:
+            _checked(text, "text"), _checked(style, "style")
+        self._current().edit_paragraphs(edits)
+        self._version += 1
+
+    def _replace_paragraph(self, index: int, text: str, at_once: bool) -> None:
+        if at_once:
+            self._edit_paragraphs([("replace", index, text, "")])
+        else:
+            # Together with others, as each edit reads the whole document.
+            self._pending[index] = _checked(text, "text")
+            self._version += 1
+
+    def _code_changed(self, encrypted: bool) -> None:
+        self._version += 1
+        self._encrypted_here = encrypted
+
+    def _refuse_encrypted(self, permitted: bool) -> None:
+        if not permitted and not self._encrypted_here and self._current().form() == "encrypted":
+            raise EncryptedError("the code is encrypted; set_code(text, flatten=True) replaces it", self.name)
+
+    def _set_property(self, label: str, text: str | None) -> None:
+        self._current().set_property(label, None if text is None else _property_text(text, label))
+        self._properties = None
 
     def _property(self, label: str) -> str | None:
-        document = self._current()
-        of, properties = self._properties
-        if of is not document:
-            properties = {each.label: each for each in document.properties()}
-            self._properties = document, properties
-        found = properties[label]
+        native = self._current()
+        known = self._properties
+        if known is None or known[0] != native.revision():
+            known = native.revision(), {each.label: each for each in native.properties()}
+            self._properties = known
+        found = known[1][label]
         if found.fault:
-            raise error_of("damaged", found.fault, self._place.name)
+            raise error_of("damaged", found.fault, self.name, found.part)
         return found.value
+
+    def _part_info(self, name: str) -> _native.PartInfo:
+        for each in self._current().parts():
+            if each.name.lower() == name.lower():
+                return each
+        raise NotFoundError(f"there is no part {name}", self.name, name)
+
+    def _content_of(self, name: str) -> bytes:
+        return self._current().content(name)
+
+    def _picture_of(self, name: str) -> bytes:
+        return self._current().picture(name)
+
+    def _put_part(self, name: str, data: bytes, content_type: str | None, *, is_picture: bool) -> None:
+        content = bytes(memoryview(data))
+        self._current().put_part(name, _checked(content_type or "", "content_type"), content, False, is_picture)
+        self._version += 1
+
+    def _remove_part(self, name: str) -> None:
+        self._current().remove_part(name)
+        self._version += 1
+
+    def _rename_part(self, name: str, to: str) -> None:
+        self._current().rename_part(name, _checked(to, "name"))
+
+    def _remove_relationship(self, source: str, id: str) -> None:
+        self._current().remove_relationship(source, id)
 
     def _repr_html_(self) -> str:
         """For Jupyter: the page in a frame, so that neither style reaches the other's content."""
         frame = "width: 100%; height: 30em; border: 1px solid #8884; resize: vertical"
         return f'<iframe sandbox style="{frame}" srcdoc="{html.escape(self.html)}"></iframe>'
 
-    def __reduce__(self) -> NoReturn:
-        raise TypeError("a Flowbook cannot be copied or pickled, as it is an open file with changes; save() it, and "
-                        "pass on the path or the bytes")
+    def __reduce__(self) -> tuple[Any, ...]:
+        """By source: what is unpickled opens the place anew, and has the changes that were not saved. Of bytes and file
+        objects the content goes along, and the copy belongs to no file."""
+        native = self._current()
+        return _unpickled, (self._place.pickled(native), native.to_bytes() if native.is_changed() else None)
 
     def __repr__(self) -> str:
-        return f"<Flowbook {self._place.name!r}>"
+        return f"<Flowbook {self.name!r}>"
 
 
-def _utf8(text: str, name: str) -> bytes:
+def _unpickled(place: Place, changed: bytes | None) -> Flowbook:
+    book = Flowbook(place)
+    if changed is not None:
+        place.refuse_if_changed()
+        book._native.hold(changed)
+    return book
+
+
+def _checked(text: str, name: str) -> str:
+    """Text that UTF-8 can hold."""
     if not isinstance(text, str):
         raise TypeError(f"{name} is text, not {type(text).__name__}")
-    return text.encode("utf-8")
+    if not text.isascii():
+        try:
+            text.encode()
+        except UnicodeEncodeError as error:
+            raise MisuseError(f"{name} cannot hold the lone surrogate {text[error.start]!r}") from None
+    return text
 
 
 def _property_text(text: str, name: str) -> bytes:
-    utf8 = _utf8(text, name)
-    found = _NOT_IN_XML.search(text)
+    found = _NOT_IN_XML.search(_checked(text, name))
     if found:
-        raise MisuseError(f"a {name} cannot hold the character {found[0]!r}", kind="misuse")
-    return utf8
+        raise MisuseError(f"a {name} cannot hold the character {found[0]!r}")
+    return text.encode()
+
+
+def _resolved(source: str, target: str) -> str:
+    """The name of the part that an internal relationship leads to, as far as names without escapes go."""
+    path = target.partition("#")[0]
+    return os.path.normpath(path if path.startswith("/") else os.path.join(os.path.dirname(source), path))
 
 
 def _time(text: str | None) -> datetime | None:
@@ -372,12 +531,13 @@ def open(source: Source, *, storage_options: Mapping[str, Any] | None = None) ->
     >>> import io
     >>> stored = io.BytesIO()
     >>> Flowbook.new(code="x = 1;").save(stored)
-    >>> open(stored.getvalue()).code
+    >>> with open(stored.getvalue()) as book:
+    ...     book.code
     'x = 1;'
 
     Args:
         source: a path; the bytes of a flowbook; a binary file, which is read by ranges if it can seek and stays open
-            and the caller's; or an address such as ``s3://bucket/a.tqx`` of any file system that fsspec knows.
+            and the caller's; or an address such as ``memory://a.tqx`` of any file system that fsspec knows.
         storage_options: for fsspec.
 
     Raises:

@@ -5,52 +5,89 @@ from __future__ import annotations
 import io
 import os
 import sys
-from collections.abc import Mapping
-from typing import Any, BinaryIO, Protocol, Union, cast
+from collections.abc import Callable, Mapping
+from typing import Any, Protocol, Union, runtime_checkable
 
 from flowbook import _native
-from flowbook._errors import ConflictError, Error, MisuseError, NotFoundError
+from flowbook._errors import ConflictError, Error, MisuseError
 
-Target = Union[str, "os.PathLike[str]", "os.PathLike[bytes]", BinaryIO]
-Source = Union[Target, bytes, bytearray, memoryview]
+
+@runtime_checkable
+class Readable(Protocol):
+    """A binary file that can be read, such as `open()`, `urlopen()`, `zipfile.ZipFile.open()` and `io.BytesIO` give."""
+
+    def read(self, count: int, /) -> bytes: ...
+
+
+@runtime_checkable
+class Writable(Protocol):
+    """A binary file that can be written."""
+
+    def write(self, content: bytes, /) -> Any: ...
+
+
+Path = Union[str, "os.PathLike[str]", "os.PathLike[bytes]"]
+Binary = Union[bytes, bytearray, memoryview]
+Target = Union[Path, Writable]
+Source = Union[Path, Binary, Readable]
+
+UTF16 = "utf-16-le" if sys.byteorder == "little" else "utf-16-be"
 
 
 class Place(Protocol):
     """What a flowbook can be opened from and saved to."""
 
     name: str
+    can_be_returned_to: bool
 
-    def open(self) -> _native.Document: ...
+    def open(self) -> _native.Book: ...
 
-    def save_back(self, document: _native.Document, change: _native.Change) -> None:
-        """Saves what was opened from here, if it is still the same."""
+    def save_back(self, book: _native.Book, overwrite: bool) -> None:
+        """Saves what was opened from here, if it is still the same or is to be overwritten."""
 
-    def save_copy(self, document: _native.Document, change: _native.Change) -> None:
-        """Saves what may come from elsewhere, over anything that is here."""
+    def save_copy(self, book: _native.Book, moves: bool) -> None:
+        """Saves what may come from elsewhere, over anything that is here. When it `moves`, it comes from here then."""
+
+    def pickled(self, book: _native.Book) -> Place:
+        """A place that can be pickled."""
+
+    def refuse_if_changed(self) -> None:
+        """Raises when the file is another version than the one that was pickled."""
 
 
 class Memory:
     """Bytes without a place."""
 
+    can_be_returned_to = False
+
     def __init__(self, content: bytes, name: str = "<bytes>") -> None:
         self._content = content
         self.name = name
 
-    def open(self) -> _native.Document:
-        return _native.Document.of_bytes(self._content, self.name)
+    def open(self) -> _native.Book:
+        book = _native.Book.of_bytes(self._content, self.name)
+        self._content = b""  # the native one has it
+        return book
 
-    def save_back(self, document: _native.Document, change: _native.Change) -> None:
-        raise MisuseError("it came from no file; name the one to save to", self.name, kind="misuse")
+    def content(self) -> bytes:
+        return self._content
 
-    save_copy = save_back
+    def save_back(self, book: _native.Book, overwrite: bool) -> None:
+        raise MisuseError("it came from no file; name the one to save to", self.name)
+
+    def save_copy(self, book: _native.Book, moves: bool) -> None:
+        self.save_back(book, False)
+
+    def pickled(self, book: _native.Book) -> Place:
+        return Memory(book.to_bytes(), self.name)
+
+    def refuse_if_changed(self) -> None:
+        pass
 
 
-_UTF16 = "utf-16-le" if sys.byteorder == "little" else "utf-16-be"
-
-
-def native_path(path: bytes) -> bytes:
-    """A path as the native module takes it."""
-    return path.decode("utf-8", "surrogateescape").encode(_UTF16, "surrogatepass")
+def native_path(path: bytes) -> tuple[bytes, bytes]:
+    """A path as the native module takes it: UTF-16, in which a byte that is no UTF-8 is U+DC80 to U+DCFF, and bytes."""
+    return path.decode("utf-8", "surrogateescape").encode(UTF16, "surrogatepass"), path
 
 
 def name_of(path: bytes) -> str:
@@ -61,55 +98,101 @@ def name_of(path: bytes) -> str:
 class LocalFile:
     """A file of the machine. Saving is atomic and durable, and a conflict is found."""
 
-    def __init__(self, path: str | bytes) -> None:
-        native = os.fsencode(path)
+    can_be_returned_to = True
+
+    def __init__(self, path: str | bytes, name: str | None = None) -> None:
+        native = _encoded(path)
         if b"\0" in native:
-            raise ValueError("embedded null byte")
+            raise MisuseError("a path cannot hold a NUL character")
         if not native:
-            raise ValueError("the path is empty")
+            raise MisuseError("the path is empty")
+        self.name = name_of(native) if name is None else name
         # Absolute, as the working directory may be another when the flowbook is saved.
-        self._path = native_path(native if native.startswith(b"/") else os.path.abspath(native))
-        self.name = name_of(native)
+        self._bytes = native if native.startswith(b"/") else os.path.join(os.getcwdb(), native)
+        self._path = native_path(self._bytes)
+        self._stamp: object = None
 
     def __eq__(self, other: object) -> bool:
         return isinstance(other, LocalFile) and other._path == self._path
 
-    def open(self) -> _native.Document:
-        return _native.Document.of_path(self._path, self.name)
+    def open(self) -> _native.Book:
+        stamp = self._seen()
+        book = _native.Book.of_path(self._path, self.name)
+        self._expected, self._stamp = self._stamp, stamp
+        return book
 
-    def save_back(self, document: _native.Document, change: _native.Change) -> None:
-        document.save_back(change)
+    def content(self) -> bytes:
+        with io.open(self._bytes, "rb") as file:
+            return file.read()
 
-    def save_copy(self, document: _native.Document, change: _native.Change) -> None:
-        document.save_at(change, self._path)
+    def save_back(self, book: _native.Book, overwrite: bool) -> None:
+        if overwrite:
+            book.save_at(self._path, self.name)
+        else:
+            book.save_back()
+        self._stamp = self._seen()
+
+    def save_copy(self, book: _native.Book, moves: bool) -> None:
+        book.save_at(self._path, self.name if moves else None)
+        self._stamp = self._seen()
+
+    def pickled(self, book: _native.Book) -> Place:
+        return self
+
+    def refuse_if_changed(self) -> None:
+        if self._stamp != self._expected:
+            raise ConflictError("it has changed since a flowbook with changes was pickled", self.name)
+
+    def _seen(self) -> object:
+        try:
+            status = os.stat(self._bytes)
+        except OSError:
+            return None
+        return status.st_dev, status.st_ino, status.st_size, status.st_mtime_ns
 
 
 class FileObject:
     """A binary file object, which stays the caller's. Saving overwrites its content, after all of it is made."""
 
-    def __init__(self, file: BinaryIO) -> None:
+    can_be_returned_to = False
+
+    def __init__(self, file: Any) -> None:
         self._file = file
         name = getattr(file, "name", None)
         self.name = name if isinstance(name, str) and name.isprintable() else f"<{type(file).__name__}>"
 
-    def open(self) -> _native.Document:
+    def open(self) -> _native.Book:
         if _is(self._file, "seekable"):
-            return _native.Document.of_object(self._file, self.name)
-        content = self._file.read()
+            return _native.Book.of_object(self._file, self.name)
+        return _native.Book.of_bytes(self.content(), self.name)
+
+    def content(self) -> bytes:
+        if _is(self._file, "seekable"):
+            self._file.seek(0)
+        content: object = self._file.read()
         if not isinstance(content, bytes):
             raise TypeError("a binary file is needed: read() gave no bytes")
-        return _native.Document.of_bytes(content, self.name)
+        return content
 
-    def save_back(self, document: _native.Document, change: _native.Change) -> None:
+    def save_back(self, book: _native.Book, overwrite: bool) -> None:
         if not (_is(self._file, "writable") and _is(self._file, "seekable")):
-            raise MisuseError("the file object cannot be written; name a file to save to", self.name, kind="misuse")
-        content = document.changed(change)
+            raise MisuseError("the file object cannot be written; name a file to save to", self.name)
+        content = book.to_bytes()
+        # The flowbook is kept in memory until the file is whole, so that it can be saved again when writing fails.
+        book.hold(content)
         self._file.seek(0)
         self._write(content)
         self._file.truncate()
+        book.move_to_object(self._file)
 
-    def save_copy(self, document: _native.Document, change: _native.Change) -> None:
-        self._write(document.changed(change))
+    def save_copy(self, book: _native.Book, moves: bool) -> None:
+        self._write(book.to_bytes())
+
+    def pickled(self, book: _native.Book) -> Place:
+        return Memory(book.to_bytes(), self.name)
+
+    def refuse_if_changed(self) -> None:
+        pass
 
     def _write(self, content: bytes) -> None:
         rest = memoryview(content)
@@ -118,82 +201,31 @@ class FileObject:
             if not isinstance(written, int) or not 0 < written <= len(rest):
                 raise Error("the file object did not take the bytes that were written", self.name)
             rest = rest[written:]
-        self._file.flush()
+        flush: Callable[[], object] | None = getattr(self._file, "flush", None)
+        if flush is not None:
+            flush()
 
 
-class _Ranges:
-    """A file of an asynchronous file system of fsspec, each read of which is a request. The files that those give ask
-    for the size again, take any failure of that for a missing file, and a missing file for any failure."""
-
-    def __init__(self, files: Any, path: str, size: int) -> None:
-        self._files, self._path, self._size, self._position = files, path, size, 0
-
-    def seek(self, offset: int, whence: int = os.SEEK_SET) -> int:
-        self._position = offset + (self._size if whence == os.SEEK_END else 0)
-        return self._position
-
-    def tell(self) -> int:
-        return self._position
-
-    def read(self, count: int) -> bytes:
-        begin, end = self._position, self._position + count
-        content: bytes = self._files.cat_file(self._path, start=begin, end=end)
-        self._position = end
-        # A server that knows no ranges sends all of it.
-        return content if len(content) <= count else content[begin:end]
+def _encoded(path: str | bytes) -> bytes:
+    try:
+        return os.fsencode(path)
+    except UnicodeEncodeError:
+        raise MisuseError("the path holds a lone surrogate, which no name of a file can hold") from None
 
 
-def opened(files: Any, path: str, size: int) -> BinaryIO:
-    """A file to read by ranges. No cache: they are few, and a cache would read megabytes ahead of each."""
-    return cast(BinaryIO, _Ranges(files, path, size) if files.async_impl else files.open(path, cache_type="none"))
-
-
-class RemoteFile:
-    """A file of a file system that fsspec knows. Saving is as atomic as that file system is; what others changed is
-    told by fsspec's key of the version (times, size or entity tag, as far as the file system has them)."""
-
-    def __init__(self, url: str, options: Mapping[str, Any] | None) -> None:
-        import fsspec  # type: ignore[import]
-
-        self.name = url.encode("utf-8", "replace").decode("utf-8")
-        self._files, self._path = fsspec.core.url_to_fs(url, **(options or {}))
-        self._key: object = None
-
-    def __eq__(self, other: object) -> bool:
-        return isinstance(other, RemoteFile) and (other._files, other._path) == (self._files, self._path)
-
-    def open(self) -> _native.Document:
-        self._key = self._version()
-        size = self._files.info(self._path)["size"]
-        if size is None:
-            return _native.Document.of_bytes(self._files.cat_file(self._path), self.name)
-        return _native.Document.of_object(opened(self._files, self._path, size), self.name)
-
-    def save_back(self, document: _native.Document, change: _native.Change) -> None:
-        if self._version() != self._key:
-            raise ConflictError("it has changed since it was opened", self.name, kind="conflict")
-        self.save_copy(document, change)
-
-    def save_copy(self, document: _native.Document, change: _native.Change) -> None:
-        self._files.pipe_file(self._path, document.changed(change))
-        self._files.invalidate_cache()
-
-    def _version(self) -> object:
-        self._files.invalidate_cache()
-        try:
-            return self._files.ukey(self._path)
-        except FileNotFoundError as missing:
-            raise NotFoundError("there is no such file", self.name) from missing
-
-
-def _is(file: BinaryIO, ability: str) -> bool:
+def _is(file: Any, ability: str) -> bool:
     ask = getattr(file, ability, None)
     return bool(ask()) if callable(ask) else hasattr(file, "seek")
 
 
-def place_of(source: Source, options: Mapping[str, Any] | None = None) -> Place:
+def place_of(source: object, options: Mapping[str, Any] | None = None) -> Place:
     """The place that a path or an address names; of bytes, their content."""
     if isinstance(source, str) and "://" in source:
+        local = local_path(source)
+        if local is not None:
+            return LocalFile(local, source)
+        from flowbook._remote import RemoteFile
+
         return RemoteFile(source, options)
     if isinstance(source, (str, os.PathLike)):
         return LocalFile(os.fspath(source))
@@ -202,3 +234,13 @@ def place_of(source: Source, options: Mapping[str, Any] | None = None) -> Place:
     if isinstance(source, io.TextIOBase) or not hasattr(source, "read") and not hasattr(source, "write"):
         raise TypeError(f"a path, bytes or a binary file is needed, not {type(source).__name__}")
     return FileObject(source)
+
+
+def local_path(address: str) -> str | None:
+    """The path of an address of this machine's files, taken as fsspec takes it: without escapes; None for others."""
+    for prefix in ("file://", "local://"):
+        if address.startswith(prefix) and "::" not in address:
+            path = address[len(prefix):]
+            host, _, rest = path.partition("/")
+            return "/" + rest if host == "localhost" else path
+    return None

@@ -1,7 +1,9 @@
 #include "Failure.hpp"
 
+#include "Source.hpp"
 #include "fl/i18n/Conversion.hpp"
 #include "fl/i18n/ConversionError.hpp"
+#include "kit/document/Document.hpp"
 #include "kit/document/Failure.hpp"
 
 #include <new>
@@ -13,13 +15,15 @@ using foundation::storage::vfs::StorageError;
 
 namespace {
 
-Words judgeAsTold() {
+Words judgeByClass() {
     try {
         throw;
     } catch (const Refusal& failure) {
-        return {failure.kind(), failure.what()};
+        return {failure.kind(), failure.what(), failure.part()};
     } catch (const FlowbookExceptionBase& failure) {
         return {kit::kindOf(failure), kit::inWords(failure.what())};
+    } catch (const kit::PartFailure& failure) {
+        return {kit::kindOf(failure), failure.what(), failure.part()};
     } catch (const opc::Exception& failure) {
         return {kit::kindOf(failure), failure.what()};
     } catch (const StorageError& failure) {
@@ -31,9 +35,15 @@ Words judgeAsTold() {
     }
 }
 
-[[noreturn]] void raiseObject(const py::object& exception) {
-    PyErr_SetObject(reinterpret_cast<PyObject*>(Py_TYPE(exception.ptr())), exception.ptr());
-    throw py::error_already_set();
+/// An error made by the package's classes; null, with Python's error set, when that fails.
+PyObject* newError(PyObject* kind, PyObject* text, PyObject* file, PyObject* part) {
+    return orStay([=]() -> PyObject* {
+        PyObject* module = PyImport_ImportModule("flowbook._errors");
+        PyObject* error =
+            module == nullptr ? nullptr : PyObject_CallMethod(module, "error_of", "OOOO", kind, text, file, part);
+        Py_XDECREF(module);
+        return error;
+    });
 }
 
 }  // namespace
@@ -44,7 +54,7 @@ py::str toText(const std::string& utf8) {
 }
 
 std::string withName(std::string words, const std::string& file) {
-    static const std::string name = fl::i18n::to_string(kName);
+    static const std::string& name = *new std::string(fl::i18n::to_string(kName));
     for (std::size_t at = words.find(name); at != std::string::npos; at = words.find(name, at + file.size())) {
         words.replace(at, name.size(), file);
     }
@@ -52,28 +62,25 @@ std::string withName(std::string words, const std::string& file) {
 }
 
 Words judge(const std::string& file) {
-    Words words = judgeAsTold();
+    Words words = judgeByClass();
     words.text = withName(std::move(words.text), file);
     return words;
 }
 
-void raise(const std::string& file) {
+void raise(const std::exception_ptr& failure, const std::string& file) {
     try {
-        throw;
+        std::rethrow_exception(failure);
     } catch (const std::bad_alloc&) {
         throw;
     } catch (...) {
         const Words words = judge(file);
-        raiseObject(
-            py::module_::import("flowbook._errors").attr("error_of")(words.kind, toText(words.text), toText(file)));
+        const auto error = py::reinterpret_steal<py::object>(newError(
+            py::str(words.kind).ptr(), toText(words.text).ptr(), toText(file).ptr(), toText(words.part).ptr()));
+        if (error) {
+            PyErr_SetObject(reinterpret_cast<PyObject*>(Py_TYPE(error.ptr())), error.ptr());
+        }
     }
-}
-
-void raiseOf(const Source& source) {
-    const py::object raised = source.object == nullptr ? py::none() : source.object->takeRaised();
-    if (!raised.is_none()) {
-        raiseObject(raised);
-    }
+    throw py::error_already_set();
 }
 
 }  // namespace flowbook::python

@@ -1,8 +1,6 @@
 #pragma once
 
-#include "Lock.hpp"
-#include "Source.hpp"
-#include "Turns.hpp"
+#include "Call.hpp"
 
 #include <stdexcept>
 #include <string>
@@ -12,18 +10,22 @@ namespace flowbook::python {
 /// What this binding refuses of its own accord.
 class Refusal : public std::runtime_error {
 public:
-    Refusal(std::string kind, const std::string& words) : std::runtime_error(words), kind_(std::move(kind)) {}
+    Refusal(std::string kind, const std::string& words, std::string part = {})
+        : std::runtime_error(words), kind_(std::move(kind)), part_(std::move(part)) {}
 
     const std::string& kind() const noexcept { return kind_; }
+    const std::string& part() const noexcept { return part_; }
 
 private:
     std::string kind_;
+    std::string part_;
 };
 
-/// What is told of a failure: its kind, which decides the class, and words, UTF-8.
+/// A failure as Python's errors have it, UTF-8.
 struct Words {
-    std::string kind;
+    std::string kind;  ///< decides the class
     std::string text;
+    std::string part{};  ///< the name of the part concerned; empty when there is none
 };
 
 /// Text for Python; a malformed sequence becomes U+FFFD.
@@ -36,30 +38,23 @@ std::string withName(std::string words, const std::string& file);
 /// @param file  the user's name of the flowbook, UTF-8.
 Words judge(const std::string& file);
 
-/// Raises the exception that is being handled in Python, as the class of flowbook's errors that its kind asks for.
+/// Raises a failure of a call in Python, as the class of flowbook's errors that its kind asks for.
 /// @param file  the user's name of the flowbook, UTF-8.
-[[noreturn]] void raise(const std::string& file);
+[[noreturn]] void raise(const std::exception_ptr& failure, const std::string& file);
 
-/// Raises what the file object of a source raised, if it did.
-void raiseOf(const Source& source);
-
-/// Does `work` without the interpreter lock, alone on what `turns` guards. Throws Python's exceptions only.
+/// Does `work` as a call from Python, whose failures are raised there; see Call. What `work` refers to must live as
+/// long as it does itself, as the caller may leave before the work ends.
+/// @param file   the user's name of the flowbook, UTF-8.
+/// @param apart  whether it may take long.
 template <class Work>
-auto inTurn(Turns& turns, const Source& source, const std::string& file, Work work) -> decltype(work()) {
-    try {
-        auto result = [&] {
-            const Unlocked unlocked;
-            const Turns::Turn turn(turns);
-            return work();
-        }();
-        raiseOf(source);
-        return result;
-    } catch (const pybind11::error_already_set&) {
-        throw;
-    } catch (...) {
-        raiseOf(source);
-        raise(file);
+auto runCall(const std::string& file, bool apart, Work work) -> decltype(work()) {
+    const auto call = std::make_shared<CallOf<Work>>(std::move(work));
+    call->run(apart);
+    call->raiseKept();
+    if (call->failure()) {
+        raise(call->failure(), file);
     }
+    return call->take();
 }
 
 }  // namespace flowbook::python

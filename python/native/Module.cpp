@@ -1,4 +1,5 @@
-#include "Document.hpp"
+#include "Book.hpp"
+#include "Functions.hpp"
 #include "Rows.hpp"
 #include "flowbook/FlowbookVersion.hpp"
 
@@ -13,84 +14,52 @@ namespace {
 
 py::bytes toPython(const fl::Bytes& bytes) { return {reinterpret_cast<const char*>(bytes.data()), bytes.size()}; }
 
-/// Without a flowbook that could be meant by what fails.
-template <class Work>
-auto runAlone(Work work) {
-    Turns turns;
-    return inTurn(turns, {}, "", std::move(work));
+fl::Bytes toBytes(const std::string& bytes) { return {bytes.begin(), bytes.end()}; }
+
+/// Text of UTF-16 in native byte order. A U+FEFF at its start is part of the text, not a byte order mark.
+std::u16string fromUtf16(const std::string& bytes) {
+    std::u16string text(bytes.size() / sizeof(char16_t), u'\0');
+    std::memcpy(text.data(), bytes.data(), text.size() * sizeof(char16_t));
+    return text;
 }
 
-/// A path as the storage takes it: UTF-16, native byte order, where a byte that is no UTF-8 is U+DC80 to U+DCFF.
-std::u16string toPath(const py::bytes& utf16) {
-    const std::string bytes = utf16;
-    std::u16string path(bytes.size() / sizeof(char16_t), u'\0');
-    std::memcpy(path.data(), bytes.data(), path.size() * sizeof(char16_t));
-    return path;
+/// As above, the other way; a lone surrogate becomes U+FFFD.
+py::str utf16ToText(const std::u16string& text) {
+    int order = PY_LITTLE_ENDIAN ? -1 : 1;
+    return py::reinterpret_steal<py::str>(PyUnicode_DecodeUTF16(reinterpret_cast<const char*>(text.data()),
+                                                                static_cast<Py_ssize_t>(text.size() * sizeof(char16_t)),
+                                                                "replace", &order));
 }
 
-template <std::optional<std::string> Change::*kind>
-void setCode(Change& change, const py::bytes& bytes) {
-    change.code.reset();
-    change.rich.reset();
-    change.encrypted.reset();
-    change.*kind = bytes;
-}
-
-template <std::optional<std::string> Change::*property>
-void setProperty(Change& change, const py::bytes& utf8) {
-    change.*property = utf8;
-}
-
-void addPicture(Change& change, std::string mediaType, const std::string& content) {
-    change.pictures.emplace_back(std::move(mediaType), fl::Bytes(content.begin(), content.end()));
-}
-
-void checkChange(const Change& change) {
-    runAlone([copy = change] {
-        copy.check();
-        return true;
-    });
+LocalPath toPath(const py::tuple& path) {
+    return {fromUtf16(path[0].cast<std::string>()), path[1].cast<std::string>()};
 }
 
 /// Calls of Python make the objects, and `__new__` none: those would have nothing of C++ in them.
 void refuseNew(PyHeapTypeObject* type) { type->ht_type.tp_flags |= Py_TPFLAGS_DISALLOW_INSTANTIATION; }
 
-/// Shows the collector of cycles the file object that a document holds, which may lead back to the document.
+/// Shows the collector of cycles the file object that a flowbook holds, which may lead back to the flowbook.
 int visit(PyObject* self, visitproc visit, void* arg) {
     Py_VISIT(Py_TYPE(self));
-    const auto* document = reinterpret_cast<py::detail::instance*>(self)->get_value_and_holder().value_ptr<Document>();
-    const PythonFile* file = document == nullptr ? nullptr : document->fileObject();
-    if (file != nullptr) {
-        Py_VISIT(file->object().ptr());
+    const auto holder = reinterpret_cast<py::detail::instance*>(self)->get_value_and_holder();
+    const Book* book = holder.holder_constructed() ? holder.value_ptr<Book>() : nullptr;
+    if (book != nullptr && book->fileObject() != nullptr) {
+        Py_VISIT(book->fileObject());
     }
     return 0;
 }
 
-void setUpDocument(PyHeapTypeObject* type) {
+void setUpBook(PyHeapTypeObject* type) {
     refuseNew(type);
     type->ht_type.tp_flags |= Py_TPFLAGS_HAVE_GC;
     type->ht_type.tp_traverse = &visit;
 }
 
 /// A class that Python cannot derive from.
-template <class Type>
-py::class_<Type> addClass(py::module_& module, const char* name, void (*setUp)(PyHeapTypeObject*) = &refuseNew) {
-    return py::class_<Type>(module, name, py::is_final(), py::custom_type_setup(setUp));
-}
-
-void addChange(py::module_& module) {
-    module.def("no_change", [] { return Change(); });
-    addClass<Change>(module, "Change")
-        .def("copy", [](const Change& self) { return self; })
-        .def("set_code", &setCode<&Change::code>)
-        .def("set_rich_code", &setCode<&Change::rich>)
-        .def("set_encrypted_code", &setCode<&Change::encrypted>)
-        .def("set_title", &setProperty<&Change::title>)
-        .def("set_description", &setProperty<&Change::description>)
-        .def("set_version", &setProperty<&Change::version>)
-        .def("add_picture", &addPicture)
-        .def("is_empty", &Change::isEmpty)
-        .def("check", &checkChange);
+template <class Type, class... Holder>
+py::class_<Type, Holder...> addClass(py::module_& module, const char* name,
+                                     void (*setUp)(PyHeapTypeObject*) = &refuseNew) {
+    return py::class_<Type, Holder...>(module, name, py::is_final(), py::custom_type_setup(setUp));
 }
 
 void addValues(py::module_& module) {
@@ -105,10 +74,11 @@ void addValues(py::module_& module) {
         .def_readonly("type", &RelationshipInfo::type)
         .def_readonly("target", &RelationshipInfo::target)
         .def_readonly("is_internal", &RelationshipInfo::isInternal);
-    addClass<kit::Property>(module, "Property")
-        .def_readonly("label", &kit::Property::label)
-        .def_readonly("value", &kit::Property::value)
-        .def_readonly("fault", &kit::Property::fault);
+    addClass<PropertyInfo>(module, "Property")
+        .def_readonly("label", &PropertyInfo::label)
+        .def_readonly("value", &PropertyInfo::value)
+        .def_readonly("fault", &PropertyInfo::fault)
+        .def_readonly("part", &PropertyInfo::part);
     addClass<kit::Finding>(module, "Finding")
         .def_property_readonly("severity", [](const kit::Finding& finding) { return nameOf(finding.severity); })
         .def_readonly("part", &kit::Finding::part)
@@ -117,42 +87,140 @@ void addValues(py::module_& module) {
         .def_readonly("id", &kit::Finding::id);
 }
 
-std::optional<py::bytes> encryptedCode(Document& document) {
-    const std::optional<fl::Bytes> code = document.encryptedCode();
-    return code ? std::make_optional(toPython(*code)) : std::nullopt;
+py::list toPython(const std::vector<kit::PropertyElement>& elements) {
+    py::list all;
+    for (const kit::PropertyElement& each : elements) {
+        all.append(py::make_tuple(toText(each.name), toText(each.value)));
+    }
+    return all;
 }
 
-void addDocument(py::module_& module) {
-    // What another thread changes meanwhile must not be what is being saved, so changes are taken by value.
-    addClass<Document>(module, "Document", &setUpDocument)
-        .def_static("of_path",
-                    [](const py::bytes& path, const std::string& name) { return Document::ofPath(toPath(path), name); })
-        .def_static("of_bytes", &Document::ofBytes)
-        .def_static("of_object", &Document::ofObject)
-        .def("form", &Document::form)
-        .def("code", &Document::code)
-        .def("rich_code", &Document::richCode)
-        .def("encrypted_code", &encryptedCode)
-        .def("properties", &Document::properties)
-        .def("parts", &Document::parts)
-        .def("relationships", &Document::relationships)
-        .def("content", [](Document& self, const std::string& part) { return toPython(self.content(part)); })
-        .def("picture", [](Document& self, const std::string& part) { return toPython(self.picture(part)); })
-        .def("digest", &Document::digest)
-        .def("text", &Document::text)
-        .def("html", &Document::html)
-        .def("check", &Document::check)
-        .def("changed", [](Document& self, const Change& change) { return toPython(self.changed(change)); })
-        .def("save_back", [](Document& self, const Change& change) { self.saveBack(change); })
-        .def("save_at",
-             [](Document& self, const Change& change, const py::bytes& path) { self.saveAt(change, toPath(path)); });
+py::list toPython(const std::vector<kit::Run>& runs) {
+    py::list all;
+    for (const kit::Run& each : runs) {
+        all.append(py::make_tuple(toText(each.text), each.bold, each.italic, each.underline, each.strike,
+                                  toText(each.link), toText(each.picture)));
+    }
+    return all;
+}
+
+py::tuple toPython(const kit::RichText& text) {
+    py::list all;
+    for (const kit::Paragraph& each : text.paragraphs) {
+        all.append(py::make_tuple(toText(each.style), each.heading, toText(each.text()),
+                                  each.code ? py::object(toText(*each.code)) : py::none(), each.isBlock,
+                                  toPython(each.runs)));
+    }
+    return py::make_tuple(all, toText(text.fault));
+}
+
+py::tuple toPython(const kit::Made& made) { return py::make_tuple(made.part, made.relationship); }
+
+void addReading(py::class_<Book, std::shared_ptr<Book>>& book) {
+    book.def("form", &Book::form)
+        .def("code", [](Book& self) { return utf16ToText(self.code()); })
+        .def("rich_code", [](Book& self) { return toText(self.richCode()); })
+        .def("encrypted_code",
+             [](Book& self) {
+                 const auto code = self.encryptedCode();
+                 return code ? std::make_optional(toPython(*code)) : std::nullopt;
+             })
+        .def("rich_text", [](Book& self) { return toPython(self.richText()); })
+        .def("properties", &Book::properties)
+        .def("carried_properties", [](Book& self) { return toPython(self.carriedProperties()); })
+        .def("parts", &Book::parts)
+        .def("relationships", &Book::relationships)
+        .def("content", [](Book& self, const std::string& part) { return toPython(self.content(part)); })
+        .def("picture", [](Book& self, const std::string& part) { return toPython(self.picture(part)); })
+        .def("digest", &Book::digest)
+        .def("text", [](Book& self) { return toText(self.text()); })
+        .def("html", [](Book& self) { return toText(self.html()); })
+        .def("check", &Book::check)
+        .def("canonical", [](Book& self) { return toPython(self.canonical()); })
+        .def("to_bytes", [](Book& self) { return toPython(self.bytes()); });
+}
+
+/// Of tuples: one of "replace", "remove" and "insert"; index; text; style.
+std::vector<kit::ParagraphEdit> toEdits(const py::list& tuples) {
+    std::vector<kit::ParagraphEdit> edits;
+    for (const py::handle each : tuples) {
+        const auto tuple = each.cast<py::tuple>();
+        const auto kind = tuple[0].cast<std::string>();
+        edits.push_back({kind == "replace"  ? kit::ParagraphEdit::Kind::Replace
+                         : kind == "remove" ? kit::ParagraphEdit::Kind::Remove
+                                            : kit::ParagraphEdit::Kind::Insert,
+                         tuple[1].cast<std::size_t>(), tuple[2].cast<std::string>(), tuple[3].cast<std::string>()});
+    }
+    return edits;
+}
+
+void addChanges(py::class_<Book, std::shared_ptr<Book>>& book) {
+    using Text = std::string;
+    const auto make = [](Book& self, kit::Change change) { return toPython(self.change(std::move(change))); };
+    book.def("is_changed", &Book::isChanged)
+        .def("revision", &Book::revision)
+        .def("set_code",
+             [make](Book& self, const py::bytes& text, bool flatten) {
+                 return make(self, kit::SetPlainCode{fromUtf16(text), flatten});
+             })
+        .def("edit_paragraphs",
+             [make](Book& self, const py::list& edits) { return make(self, kit::EditParagraphs{toEdits(edits)}); })
+        .def("set_rich_code",
+             [make](Book& self, const py::bytes& document) { return make(self, kit::SetRichCode{toBytes(document)}); })
+        .def("set_encrypted_code",
+             [make](Book& self, const py::bytes& content) {
+                 return make(self, kit::SetEncryptedCode{toBytes(content)});
+             })
+        .def("set_property",
+             [make](Book& self, Text label, std::optional<py::bytes> value) {
+                 const auto text = value ? std::make_optional(Text(*value)) : std::nullopt;
+                 return make(self, kit::SetProperty{std::move(label), text});
+             })
+        .def("add_picture",
+             [make](Book& self, Text mediaType, const py::bytes& content) {
+                 return make(self, kit::AddPicture{std::move(mediaType), toBytes(content)});
+             })
+        .def("put_part",
+             [make](Book& self, Text name, Text type, const py::bytes& content, bool isNew, bool isPicture) {
+                 return make(self, kit::PutPart{std::move(name), std::move(type), toBytes(content), isNew, isPicture});
+             })
+        .def("remove_part", [make](Book& self, Text name) { return make(self, kit::RemovePart{std::move(name)}); })
+        .def("rename_part",
+             [make](Book& self, Text name, Text to) {
+                 return make(self, kit::RenamePart{std::move(name), std::move(to)});
+             })
+        .def("add_relationship",
+             [make](Book& self, Text source, Text id, Text type, Text target, bool isInternal) {
+                 return make(self, kit::AddRelationship{std::move(source), std::move(id), std::move(type),
+                                                        std::move(target), isInternal});
+             })
+        .def("remove_relationship", [make](Book& self, Text source, Text id) {
+            return make(self, kit::RemoveRelationship{std::move(source), std::move(id)});
+        });
+}
+
+void addBook(py::module_& module) {
+    auto book = addClass<Book, std::shared_ptr<Book>>(module, "Book", &setUpBook);
+    book.def_static("of_path",
+                    [](const py::tuple& path, const std::string& name) { return Book::ofPath(toPath(path), name); })
+        .def_static("of_bytes", &Book::ofBytes)
+        .def_static("of_object", &Book::ofObject)
+        .def("save_back", &Book::saveBack)
+        .def("save_at", [](Book& self, const py::tuple& path,
+                           const std::optional<std::string>& name) { self.saveAt(toPath(path), name); })
+        .def("move_to", &Book::moveTo)
+        .def("move_to_object", &Book::moveToObject)
+        .def("hold", &Book::hold)
+        .def("close", &Book::close);
+    addReading(book);
+    addChanges(book);
 }
 
 struct ToPython {
     py::object operator()(std::monostate) const { return py::none(); }
     py::object operator()(std::int64_t number) const { return py::int_(number); }
     py::object operator()(const std::string& text) const { return toText(text); }
-    py::object operator()(const std::u16string& text) const { return py::cast(text); }
+    py::object operator()(const std::u16string& text) const { return utf16ToText(text); }
 };
 
 py::list columnOf(const std::vector<Row>& rows, std::size_t at) {
@@ -166,14 +234,15 @@ py::list columnOf(const std::vector<Row>& rows, std::size_t at) {
 py::list failuresOf(const std::vector<Row>& rows) {
     py::list failures;
     for (const Row& row : rows) {
-        failures.append(row.failure ? py::object(py::make_tuple(row.failure->kind, toText(row.failure->text)))
+        failures.append(row.failure ? py::object(py::make_tuple(row.failure->kind, toText(row.failure->text),
+                                                                toText(row.failure->part)))
                                     : py::none());
     }
     return failures;
 }
 
-py::tuple tableOf(Rows& self) {
-    const std::vector<Row> rows = self.read();
+py::tuple tableOf(Rows& self, unsigned threads) {
+    const std::vector<Row> rows = self.read(threads);
     py::dict table;
     for (std::size_t at = 0; at != self.columns().size(); ++at) {
         table[py::str(self.columns()[at])] = columnOf(rows, at);
@@ -185,21 +254,32 @@ void addRows(py::module_& module) {
     module.def("rows", [](const std::vector<std::string>& columns) { return Rows(columns); });
     addClass<Rows>(module, "Rows")
         .def("add_path",
-             [](Rows& self, const py::bytes& path, std::string name) { self.addPath(toPath(path), std::move(name)); })
+             [](Rows& self, const py::tuple& path, std::string name) { self.addPath(toPath(path), std::move(name)); })
         .def("add_bytes", &Rows::addBytes)
         .def("add_object", &Rows::addObject)
         .def("add_missing", &Rows::addMissing)
-        .def("read", &tableOf);
+        .def("read", &tableOf, py::arg("threads") = 1);
+}
+
+void addFunctions(py::module_& module) {
+    module.def("new_flowbook", [] { return toPython(newFlowbook()); });
+    module.def("repair", [](const std::string& remains) {
+        const kit::Salvaged salvaged = repair(remains);
+        return py::make_tuple(salvaged.flowbook ? py::object(toPython(*salvaged.flowbook)) : py::none(), salvaged.saved,
+                              salvaged.rebuilt, salvaged.lost);
+    });
 }
 
 }  // namespace
 
 PYBIND11_MODULE(_native, module) {
+    if (PyInterpreterState_Get() != PyInterpreterState_Main()) {
+        throw py::import_error("flowbook works in the main interpreter only, not in subinterpreters");
+    }
     addValues(module);
-    addChange(module);
-    addDocument(module);
+    addBook(module);
     addRows(module);
-    module.def("new_flowbook", [] { return toPython(runAlone(&newFlowbook)); });
+    addFunctions(module);
     module.attr("library_version") = static_cast<const char*>(libpxflowbook_version);
 }
 

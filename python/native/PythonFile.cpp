@@ -1,11 +1,10 @@
 #include "PythonFile.hpp"
 
-#include "Lock.hpp"
+#include "Call.hpp"
 #include "foundation/storage/vfs/StorageError.hpp"
 
 #include <cstdio>
 #include <cstring>
-#include <utility>
 
 namespace flowbook::python {
 
@@ -17,10 +16,21 @@ namespace {
 
 [[noreturn]] void fail(const std::string& words) { throw StorageError(StorageErrorKind::Other, words); }
 
-std::uint64_t sizeOf(const py::object& file) {
-    file.attr("seek")(0, SEEK_END);
-    const auto size = py::reinterpret_steal<py::object>(PyNumber_Index(file.attr("tell")().ptr()));
-    const std::uint64_t value = size ? PyLong_AsUnsignedLongLong(size.ptr()) : 0;
+/// Holds a result of Python; giving it back may run code of Python.
+struct GiveBack {
+    void operator()(PyObject* object) const { giveBack(object); }
+};
+using Held = std::unique_ptr<PyObject, GiveBack>;
+
+PyObject* seek(PyObject* file, unsigned long long offset, int whence) {
+    return orStay([=] { return PyObject_CallMethod(file, "seek", "Ki", offset, whence); });
+}
+
+std::uint64_t sizeOf(PyObject* file) {
+    const Held sought(seek(file, 0, SEEK_END));
+    const Held told(sought ? orStay([=] { return PyObject_CallMethod(file, "tell", nullptr); }) : nullptr);
+    const Held size(told ? orStay([&] { return PyNumber_Index(told.get()); }) : nullptr);
+    const std::uint64_t value = size ? PyLong_AsUnsignedLongLong(size.get()) : 0;
     if (PyErr_Occurred() != nullptr) {
         throw py::error_already_set();
     }
@@ -29,45 +39,44 @@ std::uint64_t sizeOf(const py::object& file) {
 
 }  // namespace
 
-PythonFile::PythonFile(py::object file) : file_(std::move(file)), size_(sizeOf(file_)) {}
+PythonFile::PythonFile(py::object file) : file_(file.ptr()), size_(sizeOf(file_)) { Py_INCREF(file_); }
 
 PythonFile::~PythonFile() {
     const Locked locked;
-    file_ = py::object();
-    raised_ = py::object();
+    giveBack(file_);
 }
 
 void PythonFile::read(std::uint64_t offset, void* to, std::size_t count) const {
-    const Locked locked;
-    try {
-        readSome(offset, to, count);
-    } catch (py::error_already_set& raised) {
-        keep(raised);
+    Call* call = Call::current();
+    if (call == nullptr) {
+        fail("the file object is read outside of any call");
     }
+    call->read(*this, offset, to, count);
 }
 
-void PythonFile::readSome(std::uint64_t offset, void* to, std::size_t count) const {
-    file_.attr("seek")(offset);
+bool PythonFile::readSome(std::uint64_t offset, void* to, std::size_t count) const {
+    const Held sought(seek(file_, offset, SEEK_SET));
+    if (!sought) {
+        return false;
+    }
     for (std::size_t done = 0; done < count;) {
-        const py::object piece = file_.attr("read")(count - done);
-        if (!PyBytes_Check(piece.ptr())) {
-            fail("the file object is none of a binary file: read() gave no bytes");
+        const std::size_t wanted = count - done;
+        const Held piece(orStay([this, wanted] { return PyObject_CallMethod(file_, "read", "n", wanted); }));
+        if (!piece) {
+            return false;
         }
-        const auto size = static_cast<std::size_t>(PyBytes_GET_SIZE(piece.ptr()));
-        if (size == 0 || size > count - done) {
-            fail("the file object gave " + std::to_string(size) + " bytes where " + std::to_string(count - done) +
+        if (!PyBytes_Check(piece.get())) {
+            fail("the file object is not a binary file: read() gave no bytes");
+        }
+        const auto size = static_cast<std::size_t>(PyBytes_GET_SIZE(piece.get()));
+        if (size == 0 || size > wanted) {
+            fail("the file object gave " + std::to_string(size) + " bytes where " + std::to_string(wanted) +
                  " were asked for");
         }
-        std::memcpy(static_cast<char*>(to) + done, PyBytes_AS_STRING(piece.ptr()), size);
+        std::memcpy(static_cast<char*>(to) + done, PyBytes_AS_STRING(piece.get()), size);
         done += size;
     }
+    return true;
 }
-
-void PythonFile::keep(py::error_already_set& raised) const {
-    raised_ = raised.value();
-    fail(std::string("the file object failed: ") + raised.what());
-}
-
-py::object PythonFile::takeRaised() const { return std::exchange(raised_, py::none()); }
 
 }  // namespace flowbook::python

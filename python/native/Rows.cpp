@@ -1,9 +1,12 @@
 #include "Rows.hpp"
 
-#include "Document.hpp"
+#include "Book.hpp"
 #include "kit/compare/Digest.hpp"
 
 #include <algorithm>
+#include <atomic>
+#include <future>
+#include <system_error>
 #include <utility>
 
 namespace flowbook::python {
@@ -94,19 +97,19 @@ void noting(Row& row, const std::string& name, Work work) {
     }
 }
 
-/// Of what a file object raised, only that its file is gone is for its row to tell.
-void judgeRaised(const Source& source, Row& row) {
-    if (source.object == nullptr) {
-        return;
-    }
-    const Locked locked;
+/// Does the same work on several threads; on as many as can be started. What one throws is thrown.
+template <class Work>
+void inThreads(unsigned count, const Work& work) {
+    std::vector<std::future<void>> others;
     try {
-        raiseOf(source);
-    } catch (const py::error_already_set& raised) {
-        if (!raised.matches(PyExc_FileNotFoundError)) {
-            throw;
+        for (unsigned i = 1; i < count; ++i) {
+            others.push_back(std::async(std::launch::async, work));
         }
-        row.failure = {"not-found", raised.what()};
+    } catch (const std::system_error&) {
+    }
+    work();
+    for (std::future<void>& other : others) {
+        other.get();
     }
 }
 
@@ -118,7 +121,7 @@ Rows::Rows(const std::vector<std::string>& columns) : columns_(columns) {
     }
 }
 
-void Rows::addPath(const std::u16string& path, std::string name) {
+void Rows::addPath(const LocalPath& path, std::string name) {
     entries_.push_back({[path] { return Source::ofPath(path); }, std::move(name)});
 }
 
@@ -130,39 +133,47 @@ void Rows::addBytes(const std::string& bytes, std::string name) {
 
 void Rows::addObject(py::object object, std::string name) {
     entries_.push_back({[source = Source::ofObject(std::move(object))] { return source; }, std::move(name)});
+    hasObjects_ = true;
 }
 
 void Rows::addMissing(std::string name) {
     entries_.push_back({[]() -> Source { throw Refusal("not-found", "there is no such file"); }, std::move(name)});
 }
 
-Row Rows::rowOf(Entry& entry) const {
-    Row row{std::vector<Cell>(columns_.size())};
-    Source source;
+Row Rows::rowOf(const std::vector<std::string>& columns, Entry& entry) {
+    Row row{std::vector<Cell>(columns.size())};
     noting(row, entry.name, [&] {
-        source = entry.open();
-        Answers answers(source);
-        for (std::size_t at = 0; at != columns_.size(); ++at) {
-            noting(row, entry.name, [&] { row.cells[at] = columnOf(columns_[at]).ask(answers); });
+        Answers answers(entry.open());
+        for (std::size_t at = 0; at != columns.size(); ++at) {
+            noting(row, entry.name, [&] { row.cells[at] = columnOf(columns[at]).ask(answers); });
         }
     });
-    judgeRaised(source, row);
+    entry.open = nullptr;
+    if (const auto gone = Call::current()->takeRaised(PyExc_FileNotFoundError)) {
+        row.failure = {"not-found", *gone};
+    }
     return row;
 }
 
-std::vector<Row> Rows::read() {
-    // Taken first, so that another thread reads none of them.
-    std::vector<Entry> entries = std::exchange(entries_, {});
-    Turns turns;
-    return inTurn(turns, {}, "", [&] {
-        std::vector<Row> rows;
-        rows.reserve(entries.size());
-        for (Entry& entry : entries) {
-            rows.push_back(rowOf(entry));
-            entry.open = nullptr;
+std::vector<Row> Rows::rowsOf(const std::vector<std::string>& columns, std::vector<Entry>& entries, unsigned threads) {
+    Call& call = *Call::current();
+    std::vector<Row> rows(entries.size());
+    std::atomic<std::size_t> next{0};
+    const auto work = [&] {
+        const Call::Worker worker(&call);
+        for (std::size_t at = next++; at < entries.size() && !call.isLeft() && !call.hasRaised(); at = next++) {
+            rows[at] = rowOf(columns, entries[at]);
         }
-        return rows;
-    });
+    };
+    inThreads(threads, work);
+    return rows;
+}
+
+std::vector<Row> Rows::read(unsigned threads) {
+    // Taken first, so that another thread reads none of them.
+    const auto entries = std::make_shared<std::vector<Entry>>(std::exchange(entries_, {}));
+    const unsigned count = hasObjects_ ? 1 : threads;
+    return runCall("", true, [columns = columns_, entries, count] { return rowsOf(columns, *entries, count); });
 }
 
 }  // namespace flowbook::python

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Failure.hpp"
+#include "Source.hpp"
 
 #include <cstdint>
 #include <functional>
@@ -20,14 +21,14 @@ struct Row {
 };
 
 /// Reads the same columns of many flowbooks at once: the interpreter lock is released for all of them together, and
-/// nothing but the cells is handed to Python. All calls take the lock to be held.
+/// nothing but the cells is handed to Python. All calls require the lock.
 class Rows {
 public:
     /// @throws std::invalid_argument for a name that is no column's.
     explicit Rows(const std::vector<std::string>& columns);
 
     /// @param name  the user's name of the flowbook, UTF-8, for messages.
-    void addPath(const std::u16string& path, std::string name);
+    void addPath(const LocalPath& path, std::string name);
     void addBytes(const std::string& bytes, std::string name);
     /// @throws what the object raises when it is asked for its size.
     void addObject(pybind11::object object, std::string name);
@@ -35,8 +36,9 @@ public:
     /// One that was found to be gone.
     void addMissing(std::string name);
 
-    /// The rows of what was added since the last call. @throws what a file object raises, but for a file that is gone.
-    std::vector<Row> read();
+    /// The rows of what was added since the last call, read by that many threads; file objects are read by one.
+    /// @throws what a file object raises, but for a file that is gone.
+    std::vector<Row> read(unsigned threads);
 
     const std::vector<std::string>& columns() const { return columns_; }
 
@@ -46,10 +48,13 @@ private:
         std::string name;
     };
 
-    Row rowOf(Entry& entry) const;
+    static Row rowOf(const std::vector<std::string>& columns, Entry& entry);
+    static std::vector<Row> rowsOf(const std::vector<std::string>& columns, std::vector<Entry>& entries,
+                                   unsigned threads);
 
     std::vector<std::string> columns_;
     std::vector<Entry> entries_;
+    bool hasObjects_ = false;
 };
 
 }  // namespace flowbook::python

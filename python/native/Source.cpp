@@ -1,23 +1,26 @@
 #include "Source.hpp"
 
-#include "foundation/storage/vfs/LocalStorage.hpp"
 #include "foundation/storage/vfs/MemoryStorage.hpp"
 
 namespace flowbook::python {
 
-using foundation::storage::vfs::LocalStorage;
 using foundation::storage::vfs::MemoryStorage;
 using foundation::storage::vfs::StorageSystemReference;
 
 // The writer would look for a plain name among the machine's files.
-const std::u16string kName = u"python://flowbook.tqx";
+const std::u16string& kName = *new std::u16string(u"python://flowbook.tqx");
 
 StorageSystemReference Source::storage() const { return StorageSystemReference(std::make_shared<HeldStorage>(file)); }
 
-Source Source::ofPath(const std::u16string& path) {
-    const LocalStorage local;
-    const std::u16string anchored = local.anchored(path);
-    return {local.openForReading(anchored), anchored};
+fl::Bytes Source::bytes() const {
+    fl::Bytes all(static_cast<std::size_t>(file->size()));
+    file->read(0, all.data(), all.size());
+    return all;
+}
+
+Source Source::ofPath(const LocalPath& path) {
+    const auto local = std::make_shared<const LocalVersion>(path.utf16, path.native);
+    return {local, local};
 }
 
 Source Source::ofBytes(fl::Bytes bytes) {

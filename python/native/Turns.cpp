@@ -1,21 +1,70 @@
 #include "Turns.hpp"
 
+#include "Call.hpp"
 #include "Failure.hpp"
+
+#include <chrono>
+#include <pthread.h>
 
 namespace flowbook::python {
 
+namespace {
+
+/// A caller that leaves lets the worker that waits for it know at that time.
+constexpr std::chrono::milliseconds kBetweenLooks(50);
+
+unsigned forkCount = 0;  // changed where no other thread is
+
+unsigned forksSoFar() {
+    static const int registered = pthread_atfork(nullptr, nullptr, [] { ++forkCount; });
+    (void)registered;
+    return forkCount;
+}
+
+}  // namespace
+
+Turns::Turns() : state_(std::make_unique<State>()), forks_(forksSoFar()) {}
+
+bool Turns::State::isTakenByCallerOf(std::thread::id thread) const {
+    return owner != nullptr && owner->caller() == thread && !owner->isLeft();
+}
+
 Turns::Turn::Turn(Turns& turns) : turns_(turns) {
-    // Only this thread can have made it the owner, so nothing changes between the question and the lock.
-    if (turns_.owner_ == std::this_thread::get_id()) {
-        throw Refusal("misuse", "the flowbook is used by the file object that it is read from");
+    const Call& call = *Call::current();
+    State& state = *turns_.state_;
+    std::unique_lock<std::mutex> lock(state.mutex);
+    if (state.isTakenByCallerOf(call.caller())) {
+        throw Refusal("misuse", "the flowbook is used by the file object or the signal handler that it calls");
     }
-    turns_.mutex_.lock();
-    turns_.owner_ = std::this_thread::get_id();
+    while (!state.given.wait_for(lock, kBetweenLooks, [&] { return state.owner == nullptr; })) {
+        call.refuseIfLeft();
+    }
+    state.owner = &call;
 }
 
 Turns::Turn::~Turn() {
-    turns_.owner_ = std::thread::id();
-    turns_.mutex_.unlock();
+    State& state = *turns_.state_;
+    const std::lock_guard<std::mutex> lock(state.mutex);
+    state.owner = nullptr;
+    state.given.notify_one();
+}
+
+bool Turns::mendAfterFork() {
+    if (forks_ == forksSoFar()) {
+        return false;
+    }
+    forks_ = forksSoFar();
+    // What the threads of the parent left of mutex and condition is of no use, nor can it be destroyed.
+    const State* before = state_.release();
+    state_ = std::make_unique<State>();
+    const bool isOwn = before->isTakenByCallerOf(std::this_thread::get_id());
+    state_->owner = isOwn ? before->owner : nullptr;
+    return before->owner != nullptr && !isOwn;
+}
+
+bool Turns::isTaken() {
+    const std::lock_guard<std::mutex> lock(state_->mutex);
+    return state_->owner != nullptr;
 }
 
 }  // namespace flowbook::python

@@ -1,22 +1,22 @@
-#include "commands/AroundCode.hpp"
+#include "kit/document/AroundCode.hpp"
 
 #include <algorithm>
 
-namespace flowbook::tool {
+namespace flowbook::kit {
 
 namespace {
 
 bool isBlank(const std::string& text) { return text.find_first_not_of(" \t\r\n") == std::string::npos; }
 
-bool isProse(const kit::Paragraph& paragraph) { return !paragraph.code && !isBlank(paragraph.text()); }
+bool isProse(const Paragraph& paragraph) { return !paragraph.code && !isBlank(paragraph.text()); }
 
-bool hasMoreThanCode(const kit::Paragraph& paragraph) {
+bool hasMoreThanCode(const Paragraph& paragraph) {
     return paragraph.code && paragraph.text().size() > paragraph.code->size();
 }
 
-std::ptrdiff_t picturesIn(const kit::Paragraph& paragraph) {
+std::ptrdiff_t picturesIn(const Paragraph& paragraph) {
     return std::count_if(paragraph.runs.begin(), paragraph.runs.end(),
-                         [](const kit::Run& run) { return !run.picture.empty(); });
+                         [](const Run& run) { return !run.picture.empty(); });
 }
 
 void append(std::string& words, std::ptrdiff_t count, const char* one, const char* many) {
@@ -27,13 +27,13 @@ void append(std::string& words, std::ptrdiff_t count, const char* one, const cha
 
 }  // namespace
 
-std::string aroundCode(const kit::RichText& document) {
+std::string aroundCode(const RichText& document) {
     if (!document.fault.empty()) {
         return "a document that cannot be read";
     }
     const auto& paragraphs = document.paragraphs;
     std::ptrdiff_t pictures = 0;
-    for (const kit::Paragraph& paragraph : paragraphs) {
+    for (const Paragraph& paragraph : paragraphs) {
         pictures += picturesIn(paragraph);
     }
     std::string words;
@@ -45,4 +45,4 @@ std::string aroundCode(const kit::RichText& document) {
     return words;
 }
 
-}  // namespace flowbook::tool
+}  // namespace flowbook::kit

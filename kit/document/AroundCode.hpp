@@ -4,10 +4,10 @@
 
 #include <string>
 
-namespace flowbook::tool {
+namespace flowbook::kit {
 
 /// What a rich code document holds besides its code, in words, such as "2 paragraphs of prose, 1 picture";
 /// empty when there is nothing.
-std::string aroundCode(const kit::RichText& document);
+std::string aroundCode(const RichText& document);
 
-}  // namespace flowbook::tool
+}  // namespace flowbook::kit

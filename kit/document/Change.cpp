@@ -1,0 +1,311 @@
+#include "kit/document/Change.hpp"
+
+#include "fl/i18n/Conversion.hpp"
+#include "flowbook/FlowbookFileUtils.hpp"
+#include "flowbook/FlowbookFileWriter.hpp"
+#include "foundation/storage/vfs/MemoryStorage.hpp"
+#include "kit/document/AddPicture.hpp"
+#include "kit/document/AroundCode.hpp"
+#include "kit/document/CodeParagraphs.hpp"
+#include "kit/document/Document.hpp"
+#include "kit/document/Pictures.hpp"
+#include "kit/document/PropertyElements.hpp"
+#include "kit/document/RichCodePart.hpp"
+#include "opc/ByteArrayInAdaptor.hpp"
+#include "opc/Exception.hpp"
+#include "opc/model/StandardPartInfo.hpp"
+#include "opc/pxservices/CorePropertiesManager.hpp"
+
+#include <algorithm>
+#include <vector>
+
+namespace flowbook::kit {
+
+using foundation::storage::vfs::MemoryStorage;
+using foundation::storage::vfs::StorageSystemReference;
+using opc::ErrorKind;
+using opc::model::ContentType;
+using opc::model::ExcludeMode;
+using opc::model::Package;
+using opc::model::Part;
+using opc::model::PartName;
+using opc::model::Relationship;
+using opc::model::RelationshipSource;
+using opc::model::TargetMode;
+using opc::pxservices::CoreProperties;
+using opc::pxservices::CorePropertiesManager;
+
+namespace {
+
+PartName nameOf(const std::string& name) { return PartName(fl::i18n::to_ustring(name)); }
+
+void fill(Part part, const void* bytes, std::size_t size) { part.getOutputStream()->write(bytes, size); }
+
+/// Calls `work` with the package or the part that relationships start from.
+template <class Work>
+auto withSource(Package& package, const std::string& source, Work work) {
+    if (source == "/") {
+        return work(static_cast<RelationshipSource&>(package));
+    }
+    Part part = package.getPart(nameOf(source));
+    return work(static_cast<RelationshipSource&>(part));
+}
+
+bool leadsTo(const Relationship& relationship, const PartName& name) {
+    if (relationship.getTargetMode() != TargetMode::Internal) {
+        return false;
+    }
+    try {
+        return PartName(relationship.getTargetURI()).folded() == name.folded();
+    } catch (const opc::Exception&) {
+        return false;
+    }
+}
+
+/// The relationships of one source, with those to a part leading to another name, or gone without one. All are made
+/// anew, as the first of several counts and their order is kept so.
+void retarget(RelationshipSource& source, const PartName& name, const PartName* to) {
+    const std::vector<Relationship> all = source.getRelationships(ExcludeMode::None);
+    if (std::none_of(all.begin(), all.end(), [&](const Relationship& each) { return leadsTo(each, name); })) {
+        return;
+    }
+    for (const Relationship& each : all) {
+        const bool isMeant = leadsTo(each, name);
+        if (to == nullptr) {
+            isMeant ? source.deleteRelationship(each) : void();
+            continue;
+        }
+        const std::u16string id = each.getID();
+        source.deleteRelationship(each);
+        if (each.getTargetMode() == TargetMode::External) {
+            source.createExternalRelationship(each.getType(), each.getTarget(), id);
+        } else {
+            source.createInternalRelationship(each.getType(),
+                                              isMeant ? to->getURI() : opc::model::URI(each.getTarget()), id);
+        }
+    }
+}
+
+void retargetAll(Package& package, const PartName& name, const PartName* to) {
+    retarget(package, name, to);
+    for (Part& part : package.getParts()) {
+        retarget(part, name, to);
+    }
+}
+
+/// @throws opc::Exception when there is no code, or it is encrypted.
+Part readableCodePart(Package& package) {
+    const auto relationships = package.getRelationshipsByType(documentRelationshipType());
+    if (relationships.empty()) {
+        throw opc::Exception(ErrorKind::Damaged, "there is no code in it");
+    }
+    const Part part = package.getPart(PartName(relationships.front().getTargetURI()));
+    if (formOf(part) == CodeForm::Encrypted) {
+        throw PartFailure(opc::Exception(ErrorKind::Misuse, "the code is encrypted"), part.getName().ascii());
+    }
+    return part;
+}
+
+/// Has a writer make the code part of a flowbook in memory: its content and its content type.
+template <class Set>
+void setCodeByWriter(Package& package, Set set) {
+    const std::u16string name = u"memory://flowbook.tqx";
+    const auto memory = std::make_shared<MemoryStorage>();
+    FlowbookFileWriter writer(name, StorageSystemReference(memory), {});
+    set(writer);
+    writer.close(false);
+    const Document made(name, StorageSystemReference(memory));
+    const fl::Bytes content = made.storedCode();
+    fill(codePart(package, made.codePart()->getContentType()), content.data(), content.size());
+}
+
+class Applying {
+public:
+    explicit Applying(Package& package) : package_(package) {}
+
+    Made operator()(const SetPlainCode& change) const {
+        if (!change.flatten && setInParagraphs(change.text)) {
+            return {};
+        }
+        setCodeByWriter(package_, [&](FlowbookFileWriter& writer) { writer.setTARMICCode(change.text); });
+        return {};
+    }
+
+    Made operator()(const EditParagraphs& change) const {
+        const Part part = readableCodePart(package_);
+        const bool becomesRich = std::any_of(change.edits.begin(), change.edits.end(), [](const ParagraphEdit& each) {
+            return each.kind == ParagraphEdit::Kind::Insert && each.style != "code";
+        });
+        const fl::Bytes edited =
+            inPart(part.getName().ascii(), [&] { return withParagraphEdits(contentOf(part), change.edits); });
+        fill(becomesRich ? richCodePart(package_) : part, edited.data(), edited.size());
+        return {};
+    }
+
+    Made operator()(const SetEncryptedCode& change) const {
+        setCodeByWriter(package_, [&](FlowbookFileWriter& writer) {
+            opc::ByteArrayInAdaptor stream(change.content);
+            writer.setEncryptedRichTARMICCode(stream);
+        });
+        return {};
+    }
+
+    Made operator()(const SetRichCode& change) const {
+        opc::ByteArrayInAdaptor stream(change.document);
+        FlowbookFileUtils::getTARMICCodeFromRichTARMICCode(stream);
+        fill(richCodePart(package_), change.document.data(), change.document.size());
+        return {};
+    }
+
+    Made operator()(const SetProperty& change) const {
+        return inPart(corePropertiesPart(package_).value_or(""), [&] {
+            if (!change.value) {
+                removeProperty(package_, change.label);
+                return Made();
+            }
+            const CorePropertiesManager manager(package_, CorePropertiesManager::DeterministicMode::Off);
+            CoreProperties properties = manager.getCoreProperties();
+            set(properties, change.label, fl::i18n::to_ustring(*change.value));
+            store(properties);
+            return Made();
+        });
+    }
+
+    Made operator()(const AddPicture& change) const {
+        const AddedPicture added = addPicture(package_, change.mediaType, change.content);
+        return {added.part, added.relationship};
+    }
+
+    Made operator()(const PutPart& change) const {
+        const PartName name = nameOf(change.name);
+        const bool isThere = package_.hasPart(name);
+        if (isThere == change.isNew) {
+            throw opc::Exception(change.isNew ? ErrorKind::Conflict : ErrorKind::NotFound,
+                                 (isThere ? "there is a part already of the name " : "there is no part ") +
+                                     change.name);
+        }
+        std::u16string type = fl::i18n::to_ustring(change.contentType);
+        if (type.empty()) {
+            type = package_.getPart(name).getContentType().toString();
+        }
+        Part part = isThere ? withContentType(package_, package_.getPart(name), ContentType(type))
+                            : package_.createPart(name, ContentType(type), standardInfo());
+        if (change.isPicture) {
+            const std::string plain = fl::i18n::to_string(ContentType(type).getMediaType());
+            const std::string uri = writeDataUri({"data:" + plain + ";base64", change.content});
+            fill(part, uri.data(), uri.size());
+        } else {
+            fill(part, change.content.data(), change.content.size());
+        }
+        return {change.name, {}};
+    }
+
+    Made operator()(const RemovePart& change) const {
+        const PartName name = nameOf(change.name);
+        package_.deletePart(name);
+        retargetAll(package_, name, nullptr);
+        return {};
+    }
+
+    Made operator()(const RenamePart& change) const {
+        const PartName name = nameOf(change.name);
+        const PartName to = nameOf(change.to);
+        const Part old = package_.getPart(name);
+        const fl::Bytes content = contentOf(old);
+        const ContentType type = old.getContentType();
+        const std::vector<Relationship> own = old.getRelationships(ExcludeMode::None);
+        package_.deletePart(name);
+        Part part = package_.createPart(to, type, standardInfo());
+        fill(part, content.data(), content.size());
+        takeOver(own, part);
+        retargetAll(package_, name, &to);
+        return {change.to, {}};
+    }
+
+    Made operator()(const AddRelationship& change) const {
+        const std::u16string id = fl::i18n::to_ustring(change.id);
+        const std::u16string type = fl::i18n::to_ustring(change.type);
+        const std::u16string target = fl::i18n::to_ustring(change.target);
+        const Relationship made = withSource(package_, change.source, [&](RelationshipSource& source) {
+            return change.isInternal ? source.createInternalRelationship(type, opc::model::URI(target), id)
+                                     : source.createExternalRelationship(type, target, id);
+        });
+        return {{}, fl::i18n::to_string(made.getID())};
+    }
+
+    Made operator()(const RemoveRelationship& change) const {
+        withSource(package_, change.source, [&](RelationshipSource& source) {
+            source.deleteRelationship(fl::i18n::to_ustring(change.id));
+            return true;
+        });
+        return {};
+    }
+
+    void store(const CoreProperties& properties) const {
+        CorePropertiesManager(package_, CorePropertiesManager::DeterministicMode::Off).setCoreProperties(properties);
+    }
+
+private:
+    /// Sets code that has prose or the like around it, paragraph by paragraph. @returns false when there is only code.
+    /// @throws opc::Exception (misuse) when it cannot be told which line belongs to which paragraph.
+    bool setInParagraphs(const std::u16string& text) const {
+        const auto relationships = package_.getRelationshipsByType(documentRelationshipType());
+        if (relationships.empty()) {
+            return false;
+        }
+        const Part part = package_.getPart(PartName(relationships.front().getTargetURI()));
+        if (formOf(part) != CodeForm::Rich) {
+            return false;
+        }
+        const fl::Bytes stored = contentOf(part);
+        const RichText before = readRichText(stored, part.getName().ascii());
+        const std::string what = aroundCode(before);
+        if (what.empty()) {
+            return false;
+        }
+        const auto divided =
+            before.fault.empty() ? divideCode(codeParagraphs(stored), fl::i18n::to_string(text)) : std::nullopt;
+        if (!divided) {
+            throw PartFailure(opc::Exception(ErrorKind::Misuse, "plain code would drop " + what),
+                              part.getName().ascii());
+        }
+        const fl::Bytes document = withCodeParagraphs(stored, *divided);
+        fill(part, document.data(), document.size());
+        return true;
+    }
+
+    static opc::model::StandardPartInfo standardInfo() { return {opc::interfaces::CompressionType::Normal, 0}; }
+
+    static void set(CoreProperties& properties, const std::string& label, const std::u16string& value) {
+        constexpr struct {
+            const char* label;
+            void (CoreProperties::*set)(const std::u16string&);
+        } kSetters[] = {{"title", &CoreProperties::setTitle},
+                        {"description", &CoreProperties::setDescription},
+                        {"version", &CoreProperties::setVersion},
+                        {"category", &CoreProperties::setCategory}};
+        for (const auto& each : kSetters) {
+            if (label == each.label) {
+                (properties.*each.set)(value);
+                return;
+            }
+        }
+        throw opc::Exception(ErrorKind::Misuse, "the property '" + label + "' cannot be set");
+    }
+
+    Package& package_;
+};
+
+}  // namespace
+
+Made apply(const Change& change, Package& package) { return std::visit(Applying(package), change); }
+
+void stamp(Package& package) {
+    const CorePropertiesManager manager(package, CorePropertiesManager::DeterministicMode::Off);
+    CoreProperties properties = manager.getCoreProperties();
+    properties.setTARMICReleaseInfo(CoreProperties::getCurrentTARMICReleaseInfo());
+    properties.setLastModifiedTime(CoreProperties::getCurrentTime());
+    Applying(package).store(properties);
+}
+
+}  // namespace flowbook::kit

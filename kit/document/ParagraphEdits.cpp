@@ -1,0 +1,301 @@
+#include "kit/document/ParagraphEdits.hpp"
+
+#include "fl/i18n/Conversion.hpp"
+#include "flowbook/FlowbookFileUtils.hpp"
+#include "kit/document/CodeParagraphs.hpp"
+#include "opc/Exception.hpp"
+
+#include <algorithm>
+#include <map>
+#include <string_view>
+
+namespace flowbook::kit {
+
+namespace {
+
+using Kind = ParagraphEdit::Kind;
+
+[[noreturn]] void refuse(const std::string& words) { throw opc::Exception(opc::ErrorKind::Misuse, words); }
+
+/// An element that gives a paragraph some of its text.
+struct Atom {
+    XmlSpan span;
+    std::string text;
+    bool isText;  ///< whether it holds text, rather than standing for a tab or a line break
+};
+
+/// Finds the atoms of all paragraphs, by where those begin.
+class AtomHandler : public XmlHandler {
+public:
+    void startElement(const XmlName& name, const std::vector<XmlAttribute>&, XmlSpan tag) override {
+        const bool isWord = name.ns == kWordNamespace;
+        const std::string_view local = isWord ? name.local : std::string_view();
+        if (local == "p") {
+            inside_.push_back(tag.begin);
+        } else if (!inside_.empty() && local == "t") {
+            atoms[inside_.back()].push_back({tag, "", true});
+        } else if (!inside_.empty() && ((local == "tab" && open_.back() == "r") || local == "br" || local == "cr")) {
+            atoms[inside_.back()].push_back({tag, local == "tab" ? "\t" : "\n", false});
+        }
+        open_.emplace_back(local);
+    }
+
+    void endElement(const XmlName&, XmlSpan tag) override {
+        const std::string local = open_.back();
+        open_.pop_back();
+        if (local == "p") {
+            inside_.pop_back();
+        } else if (!inside_.empty() && (local == "t" || local == "br" || local == "cr" || local == "tab")) {
+            std::vector<Atom>& all = atoms[inside_.back()];
+            if (!all.empty()) {
+                all.back().span.end = std::max(all.back().span.end, tag.end);
+            }
+        }
+    }
+
+    void characters(std::string_view text) override {
+        if (!inside_.empty() && open_.back() == "t") {
+            atoms[inside_.back()].back().text += text;
+        }
+    }
+
+    std::map<std::size_t, std::vector<Atom>> atoms;
+
+private:
+    std::vector<std::string> open_;
+    std::vector<std::size_t> inside_;
+};
+
+/// Bytes of the document that others take the place of.
+struct Splice {
+    XmlSpan span;
+    std::string text;
+};
+
+std::string escaped(std::string_view text) {
+    std::string result;
+    for (const char c : text) {
+        constexpr std::string_view kSpecial = "&<>\"";
+        constexpr const char* kEscapes[] = {"&amp;", "&lt;", "&gt;", "&quot;"};
+        const std::size_t found = kSpecial.find(c);
+        found == kSpecial.npos ? result.push_back(c) : void(result += kEscapes[found]);
+    }
+    return result;
+}
+
+std::string storable(const std::string& text) {
+    const std::u16string utf16 = fl::i18n::to_ustring(withLineFeeds(text));
+    return fl::i18n::to_string(FlowbookFileUtils::encodeControlCharacters(utf16));
+}
+
+/// Text within a run: elements for text, line breaks and tabs.
+/// @param prefix  of the word namespace, with the colon.
+std::string textElements(const std::string& prefix, std::string_view text) {
+    const std::string begin = "<" + prefix + "t xml:space=\"preserve\">";
+    const std::string end = "</" + prefix + "t>";
+    std::string result;
+    while (true) {
+        const std::size_t at = text.find_first_of("\n\t");
+        const std::string_view piece = text.substr(0, at);
+        if (!piece.empty() || (result.empty() && at == text.npos)) {
+            result += begin + escaped(piece) + end;
+        }
+        if (at == text.npos) {
+            return result;
+        }
+        result += "<" + prefix + (text[at] == '\t' ? "tab/>" : "br/>");
+        text.remove_prefix(at + 1);
+    }
+}
+
+bool isInsideCharacter(std::string_view text, std::size_t at) {
+    return at < text.size() && (static_cast<unsigned char>(text[at]) & 0xC0U) == 0x80U;
+}
+
+/// The part of a text that changes: from `begin` to `end` in the old one, and what takes its place.
+struct Changed {
+    std::size_t begin;
+    std::size_t end;
+    std::string_view text;
+};
+
+Changed changeOf(std::string_view old, std::string_view fresh) {
+    const std::size_t most = std::min(old.size(), fresh.size());
+    std::size_t begin = 0;
+    while (begin < most && old[begin] == fresh[begin]) {
+        ++begin;
+    }
+    while (isInsideCharacter(old, begin) || isInsideCharacter(fresh, begin)) {
+        --begin;
+    }
+    std::size_t same = 0;
+    while (same < most - begin && old[old.size() - 1 - same] == fresh[fresh.size() - 1 - same]) {
+        ++same;
+    }
+    while (isInsideCharacter(old, old.size() - same)) {
+        --same;
+    }
+    return {begin, old.size() - same, fresh.substr(begin, fresh.size() - same - begin)};
+}
+
+class Editing {
+public:
+    explicit Editing(const fl::Bytes& document)
+        : bytes_(reinterpret_cast<const char*>(document.data()), document.size()), text_(requireRichText(document)) {
+        readXml(document, "the code", XmlEncoding::Utf8, handler_);
+        const std::string_view start = bytes_.substr(0, text_.body.begin);
+        const std::string declared = "xmlns:w=\"" + std::string(kWordNamespace) + "\"";
+        declares_ = start.find(declared) == start.npos;
+    }
+
+    void add(const ParagraphEdit& edit) {
+        const std::size_t count = text_.paragraphs.size();
+        if (edit.index > count || (edit.index == count && edit.kind != Kind::Insert)) {
+            refuse("there is no paragraph " + std::to_string(edit.index) + "; there are " + std::to_string(count));
+        }
+        if (edit.kind == Kind::Insert) {
+            const std::size_t place = edit.index == count ? endOfText() : block(edit.index).span.begin;
+            splices_.push_back({{place, place}, newParagraph(edit)});
+        } else if (edit.kind == Kind::Remove) {
+            splices_.push_back({block(edit.index).span, ""});
+        } else {
+            replace(text_.paragraphs[edit.index], edit.text);
+        }
+    }
+
+    fl::Bytes take() {
+        std::stable_sort(splices_.begin(), splices_.end(), [](const Splice& a, const Splice& b) {
+            return a.span.begin != b.span.begin ? a.span.begin < b.span.begin : a.span.end < b.span.end;
+        });
+        std::string result;
+        std::size_t done = 0;
+        for (const Splice& splice : splices_) {
+            if (splice.span.begin < done) {
+                refuse("two paragraphs are to be changed of which one holds the other, or one twice");
+            }
+            result.append(bytes_.substr(done, splice.span.begin - done)).append(splice.text);
+            done = splice.span.end;
+        }
+        result.append(bytes_.substr(done));
+        return {result.begin(), result.end()};
+    }
+
+private:
+    const Paragraph& block(std::size_t index) const {
+        const Paragraph& paragraph = text_.paragraphs[index];
+        if (!paragraph.isBlock) {
+            refuse("paragraph " + std::to_string(index) + " stands in a table or box, which stays as it is");
+        }
+        return paragraph;
+    }
+
+    /// Behind the last paragraph, table or the like; the section's properties come last in a body.
+    std::size_t endOfText() const {
+        std::size_t end = text_.body.begin;
+        for (const XmlSpan& each : text_.blocks) {
+            const std::string_view tag = bytes_.substr(each.begin, each.end - each.begin);
+            const bool isSection = tag.substr(0, tag.find_first_of(" \t\r\n/>", 1)).find("sectPr") != tag.npos;
+            end = isSection ? end : each.end;
+        }
+        if (text_.body.begin == text_.body.end && text_.blocks.empty() && text_.body.begin == 0) {
+            refuse("the document has no body");
+        }
+        return end;
+    }
+
+    std::string newParagraph(const ParagraphEdit& edit) const {
+        if (edit.style == "code") {
+            return newCodeParagraph(edit.text, declares_);
+        }
+        const std::string declaration = declares_ ? " xmlns:w=\"" + std::string(kWordNamespace) + "\"" : "";
+        const std::string style =
+            edit.style.empty() ? "" : "<w:pPr><w:pStyle w:val=\"" + escaped(storable(edit.style)) + "\"/></w:pPr>";
+        return "<w:p" + declaration + ">" + style + "<w:r>" + textElements("w:", storable(edit.text)) + "</w:r></w:p>";
+    }
+
+    void replace(const Paragraph& paragraph, const std::string& text) {
+        if (paragraph.code) {
+            splices_.push_back({paragraph.span, withCode(bytes_, paragraph, paragraph.span.begin, text)});
+            return;
+        }
+        const std::vector<Atom>& atoms = handler_.atoms[paragraph.span.begin];
+        const std::string old = paragraph.text();
+        const std::string fresh = storable(text);
+        const Changed changed = changeOf(old, fresh);
+        if (changed.begin == changed.end && changed.text.empty()) {
+            return;
+        }
+        replaceIn(atoms, changed) ? void() : fillEmpty(paragraph, changed.text);
+    }
+
+    /// Changes the atoms that the change touches. The new text goes into the one before it, whose formatting it takes.
+    /// @returns false when none can hold it.
+    bool replaceIn(const std::vector<Atom>& atoms, const Changed& changed) {
+        const Atom* target = targetOf(atoms, changed);
+        std::size_t begin = 0;
+        for (const Atom& atom : atoms) {
+            const std::size_t end = begin + atom.text.size();
+            const std::size_t cutBegin = std::clamp(changed.begin, begin, end) - begin;
+            const std::size_t cutEnd = std::clamp(changed.end, begin, end) - begin;
+            if (&atom == target || cutBegin != cutEnd) {
+                const std::string rest = atom.text.substr(cutEnd);
+                const std::string_view added = &atom == target ? changed.text : std::string_view();
+                const std::string text = atom.text.substr(0, cutBegin).append(added).append(rest);
+                splices_.push_back({atom.span, atom.isText ? textElements(prefixOf(atom.span), text) : std::string()});
+            }
+            begin = end;
+        }
+        return target != nullptr || changed.text.empty();
+    }
+
+    static const Atom* targetOf(const std::vector<Atom>& atoms, const Changed& changed) {
+        const Atom* target = nullptr;
+        std::size_t begin = 0;
+        for (const Atom& atom : atoms) {
+            const std::size_t end = begin + atom.text.size();
+            const bool isBefore = begin < changed.begin && changed.begin <= end;
+            const bool isBehind = target == nullptr && begin >= changed.begin;
+            if (atom.isText && (isBefore || isBehind)) {
+                target = &atom;
+            }
+            begin = end;
+        }
+        return changed.text.empty() ? nullptr : target;
+    }
+
+    /// Of "<w:t>" it is "w:".
+    std::string prefixOf(XmlSpan span) const {
+        const std::string_view tag = bytes_.substr(span.begin + 1, span.end - span.begin - 1);
+        const std::string_view name = tag.substr(0, tag.find_first_of(" \t\r\n/>"));
+        const std::size_t colon = name.find(':');
+        return std::string(name.substr(0, colon == name.npos ? 0 : colon + 1));
+    }
+
+    void fillEmpty(const Paragraph& paragraph, std::string_view text) {
+        const std::string_view bytes = bytes_.substr(paragraph.span.begin, paragraph.span.end - paragraph.span.begin);
+        const std::string prefix = prefixOf(paragraph.span);
+        const std::string run = "<" + prefix + "r>" + textElements(prefix, text) + "</" + prefix + "r>";
+        const bool isClosed = bytes.substr(bytes.size() - 2) == "/>";
+        const std::size_t end = isClosed ? bytes.size() - 2 : bytes.rfind("</");
+        const std::string close = "</" + prefix + "p>";
+        splices_.push_back({paragraph.span, std::string(bytes.substr(0, end)) + (isClosed ? ">" : "") + run + close});
+    }
+
+    std::string_view bytes_;
+    RichText text_;
+    AtomHandler handler_;
+    bool declares_ = false;
+    std::vector<Splice> splices_;
+};
+
+}  // namespace
+
+fl::Bytes withParagraphEdits(const fl::Bytes& document, const std::vector<ParagraphEdit>& edits) {
+    Editing editing(document);
+    for (const ParagraphEdit& edit : edits) {
+        editing.add(edit);
+    }
+    return editing.take();
+}
+
+}  // namespace flowbook::kit

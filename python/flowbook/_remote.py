@@ -1,0 +1,359 @@
+"""Flowbooks at addresses, through fsspec."""
+
+from __future__ import annotations
+
+import contextlib
+import hashlib
+import os
+import threading
+import time
+from collections.abc import Callable, Iterator, Mapping
+from typing import Any
+
+from flowbook import _native
+from flowbook._errors import ConflictError, Error, MisuseError, NotFoundError
+from flowbook._places import Place
+
+# The first request for a file asks for as much, which is all of a small one.
+_FIRST = 64 * 1024
+# A server that tells versions apart by their time gives weak entity tags within the second of a change.
+_UNTIL_STRONG = 3.0
+
+
+class RemoteFile:
+    """A file of a file system that fsspec knows; see `_Store` for how it is saved."""
+
+    can_be_returned_to = True
+
+    def __init__(self, url: str, options: Mapping[str, Any] | None) -> None:
+        self.name = url.encode("utf-8", "replace").decode("utf-8")
+        self._given = url, options
+        with told(self.name):
+            self._store = store_of(url, options)
+
+    def __eq__(self, other: object) -> bool:
+        return isinstance(other, RemoteFile) and other._store.identity == self._store.identity
+
+    def open(self) -> _native.Book:
+        with told(self.name):
+            content = self._store.open()
+        if isinstance(content, bytes):
+            return _native.Book.of_bytes(content, self.name)
+        return _native.Book.of_object(Watched(content, self.name), self.name)
+
+    def save_back(self, book: _native.Book, overwrite: bool) -> None:
+        if not overwrite and not self._store.compares:
+            raise MisuseError("its store cannot tell whether somebody else has saved meanwhile; save(overwrite=True) "
+                              "replaces what is there", self.name)
+        self._save(book, overwrite, moves=True)
+
+    def save_copy(self, book: _native.Book, moves: bool) -> None:
+        self._save(book, True, moves)
+
+    def _save(self, book: _native.Book, overwrite: bool, moves: bool) -> None:
+        content = book.to_bytes()
+        with told(self.name):
+            self._store.put(content, overwrite)
+        if moves:
+            book.move_to(content)
+
+    def pickled(self, book: _native.Book) -> Place:
+        return self
+
+    def refuse_if_changed(self) -> None:
+        if self._store.version != self._expected:
+            raise ConflictError("it has changed since a flowbook with changes was pickled", self.name)
+
+    def __getstate__(self) -> tuple[Any, ...]:
+        return self._given, self._store.version
+
+    def __setstate__(self, state: tuple[Any, ...]) -> None:
+        given, self._expected = state
+        self.__init__(*given)  # type: ignore[misc]
+
+
+@contextlib.contextmanager
+def told(name: str) -> Iterator[None]:
+    """Failures of a file system as those of this package."""
+    try:
+        yield
+    except Error as error:
+        error.file = error.file or name
+        raise
+    except FileNotFoundError as missing:
+        raise NotFoundError("there is no such file", name) from missing
+    except (ImportError, ValueError) as unknown:
+        raise MisuseError(str(unknown), name) from unknown
+    except Exception as failure:
+        raise Error(str(failure) or type(failure).__name__, name) from failure
+
+
+class Watched:
+    """A file whose failures are those of this package."""
+
+    def __init__(self, file: Any, name: str) -> None:
+        self._file, self._name = file, name
+
+    def seek(self, offset: int, whence: int = os.SEEK_SET) -> int:
+        with told(self._name):
+            return int(self._file.seek(offset, whence))
+
+    def tell(self) -> int:
+        with told(self._name):
+            return int(self._file.tell())
+
+    def read(self, count: int) -> bytes:
+        with told(self._name):
+            content: bytes = self._file.read(count)
+            return content
+
+
+class Ranges:
+    """A file that is read by a function of begin and end."""
+
+    def __init__(self, read: Any, size: int) -> None:
+        self._read, self._size, self._position = read, size, 0
+
+    def seek(self, offset: int, whence: int = os.SEEK_SET) -> int:
+        self._position = offset + (self._size if whence == os.SEEK_END else 0)
+        return self._position
+
+    def tell(self) -> int:
+        return self._position
+
+    def read(self, count: int) -> bytes:
+        begin, end = self._position, min(self._position + count, self._size)
+        content: bytes = self._read(begin, end)
+        self._position = begin + len(content)
+        return content
+
+
+class Store:
+    """A file in a file system of fsspec. This one cannot tell whether somebody else has saved.
+
+    Attributes:
+        compares: whether it replaces a file only if that is still the version that was opened.
+        version: what tells the version apart that was opened or saved last.
+    """
+
+    compares = False
+
+    def __init__(self, files: Any, path: str) -> None:
+        self.files, self.path = files, path
+        self.version: object = None
+        # Digests of what was written without knowing whether that went well, as the save was interrupted.
+        self._tried: set[bytes] = set()
+
+    def _was_tried(self, content: bytes) -> bool:
+        return hashlib.sha256(content).digest() in self._tried
+
+    def _try(self, content: bytes) -> None:
+        self._tried.add(hashlib.sha256(content).digest())
+
+    @property
+    def identity(self) -> object:
+        return self.files, self.path
+
+    def open(self) -> Any:
+        """The content, or a file to read it from."""
+        self.files.invalidate_cache()
+        info = self.files.info(self.path)
+        self.version = str(info)
+        if info["size"] is None or info["size"] <= _FIRST:
+            return self.files.cat_file(self.path)
+        if self.files.async_impl:
+            return Ranges(lambda begin, end: self.files.cat_file(self.path, start=begin, end=end), info["size"])
+        # No cache: the ranges are few, and a cache would read megabytes ahead of each.
+        return self.files.open(self.path, cache_type="none")
+
+    def put(self, content: bytes, overwrite: bool) -> None:
+        """Replaces the file; unless it is to be overwritten, only if it is still the version that was opened."""
+        self.files.pipe_file(self.path, content)
+        self.files.invalidate_cache()
+
+
+class RenamingStore(Store):
+    """FTP and SFTP: a file is written under another name, which it changes when it is whole."""
+
+    def put(self, content: bytes, overwrite: bool) -> None:
+        folder, _, name = self.path.rpartition("/")
+        temporary = f"{folder}/.~{name}.{os.getpid()}-{threading.get_ident()}~"
+        try:
+            self.files.pipe_file(temporary, content)
+            self.files.mv(temporary, self.path)
+        except BaseException:
+            with contextlib.suppress(Exception):
+                self.files.rm_file(temporary)
+            raise
+        finally:
+            self.files.invalidate_cache()
+
+
+class MemoryStore(Store):
+    """Files of fsspec in this process, which its flowbooks replace one after the other."""
+
+    compares = True
+    _one_at_a_time = threading.Lock()
+
+    def open(self) -> Any:
+        content: bytes = self.files.cat_file(self.path)
+        self.version = content
+        return content
+
+    def put(self, content: bytes, overwrite: bool) -> None:
+        with self._one_at_a_time:
+            if not overwrite:
+                present = self.files.cat_file(self.path) if self.files.exists(self.path) else None
+                # Content that is there by a save of this flowbook which was interrupted is no conflict.
+                if present != self.version and (present is None or not self._was_tried(present)):
+                    raise ConflictError("it has changed since it was opened")
+            self._try(content)
+            self.files.pipe_file(self.path, content)
+            self.version = content
+            self._tried.clear()
+
+
+class WebStore(Store):
+    """A web server. Its entity tags tell versions apart; it replaces a file by PUT with If-Match (RFC 9110, 13.1.1)."""
+
+    @property
+    def compares(self) -> bool:  # type: ignore[override]
+        return self._tag is not None
+
+    @property
+    def _tag(self) -> str | None:
+        """The entity tag in its strong form; one that no version has after another's save was seen."""
+        tag = self.version[0] if isinstance(self.version, tuple) else None
+        return '"another"' if tag == "" else tag
+
+    def open(self) -> Any:
+        status, headers, content = self._request("GET", {"Range": f"bytes=0-{_FIRST - 1}"})
+        if status == 416:  # there are no bytes at all
+            status, headers, content = self._request("GET", {})
+        size = _total(headers) if status == 206 else len(content)
+        self.version = _version(headers, size)
+        if size == len(content):
+            return content
+        return Ranges(lambda begin, end: self._range(begin, end, content), size)
+
+    def _range(self, begin: int, end: int, first: bytes) -> bytes:
+        if end <= len(first):
+            return first[begin:end]
+        status, headers, content = self._request("GET", {"Range": f"bytes={begin}-{end - 1}"})
+        size = _total(headers) if status == 206 else len(content)
+        if status == 416 or _version(headers, size) != self.version:
+            raise ConflictError("it has changed since it was opened")
+        # A server that knows no ranges sends all of it.
+        return content if status == 206 else content[begin:end]
+
+    def put(self, content: bytes, overwrite: bool) -> None:
+        try:
+            headers = self._put(content, None if overwrite else self._tag)
+        except ConflictError:
+            # By a save of this flowbook that was interrupted before it knew of its success?
+            if not self._tried or not self._is_there(self._was_tried):
+                raise
+            headers = self._put(content, self._tag)
+        if "ETag" in headers:
+            self.version = _version(headers, len(content))
+        elif not self._is_there(lambda present: present == content):
+            self.version = ("", None, 0)  # somebody else has saved since
+        self._tried.clear()
+
+    def _put(self, content: bytes, tag: str | None) -> Mapping[str, str]:
+        until = time.monotonic() + _UNTIL_STRONG
+        while True:
+            self._try(content)
+            status, headers, _ = self._request("PUT", {"If-Match": tag} if tag is not None else {}, content)
+            if status != 412:
+                return headers
+            present = self._request("HEAD", {})[1].get("ETag", "")
+            if present != f"W/{tag}" or time.monotonic() > until:
+                raise ConflictError("it has changed since it was opened")
+            time.sleep(0.1)
+
+    def _is_there(self, is_expected: Callable[[bytes], bool]) -> bool:
+        """Whether the file has the content that is expected; it is the version that is known then."""
+        _, headers, present = self._request("GET", {})
+        if is_expected(present):
+            self.version = _version(headers, len(present))
+        return is_expected(present)
+
+    def _request(self, method: str, headers: Mapping[str, str],
+                 content: bytes | None = None) -> tuple[int, Mapping[str, str], bytes]:
+        from fsspec.asyn import sync  # type: ignore[import]
+
+        answer: tuple[int, Mapping[str, str], bytes] = sync(self.files.loop, self._ask, method, headers, content)
+        return answer
+
+    async def _ask(self, method: str, headers: Mapping[str, str],
+                   content: bytes | None) -> tuple[int, Mapping[str, str], bytes]:
+        session = await self.files.set_session()
+        given = dict(self.files.kwargs)
+        all_headers = {"Accept-Encoding": "identity", **given.pop("headers", {}), **headers}
+        async with session.request(method, self.files.encode_url(self.path), headers=all_headers, data=content,
+                                   **given) as answer:
+            if answer.status == 404:
+                raise FileNotFoundError(self.path)
+            if answer.status not in {412, 416}:
+                answer.raise_for_status()
+            return answer.status, answer.headers, await answer.read()
+
+
+class ObjectStore(Store):
+    """S3: an object is replaced with IfMatch where the client and the server know that."""
+
+    @property
+    def compares(self) -> bool:  # type: ignore[override]
+        return self._tag is not None and "IfMatch" in self.files._kwargs_helper._get_valid_keys("put_object")
+
+    _tag: str | None = None
+
+    def open(self) -> Any:
+        content = super().open()
+        self._tag = self.files.info(self.path).get("ETag")
+        return content
+
+    def put(self, content: bytes, overwrite: bool) -> None:
+        given = {} if overwrite else {"IfMatch": self._tag}
+        try:
+            self.files.pipe_file(self.path, content, **given)
+        except OSError as failure:
+            if "PreconditionFailed" in str(failure) or "At least one of the pre-conditions" in str(failure):
+                raise ConflictError("it has changed since it was opened") from failure
+            raise
+        self.files.invalidate_cache()
+        self._tag = self.files.info(self.path).get("ETag")
+
+
+def _total(headers: Mapping[str, str]) -> int:
+    total = headers.get("Content-Range", "").rpartition("/")[2]
+    if not total.isdigit():
+        raise Error(f"the server does not tell the size: Content-Range is {headers.get('Content-Range')!r}")
+    return int(total)
+
+
+def _version(headers: Mapping[str, str], size: int) -> tuple[str | None, str | None, int]:
+    """What the server tells of the version; a tag is enough, and times only serve where there is none."""
+    tag = headers.get("ETag")
+    return (tag.removeprefix("W/"), None, size) if tag else (None, headers.get("Last-Modified"), size)
+
+
+_STORES = {"memory": MemoryStore, "http": WebStore, "https": WebStore, "ftp": RenamingStore, "sftp": RenamingStore,
+           "ssh": RenamingStore, "s3": ObjectStore, "s3a": ObjectStore}
+
+
+def store_of(url: str, options: Mapping[str, Any] | None) -> Store:
+    """The store of an address."""
+    try:
+        import fsspec  # type: ignore[import]
+    except ImportError:
+        raise MisuseError("addresses need fsspec (python3-fsspec)") from None
+    files, path = fsspec.core.url_to_fs(url, **(options or {}))
+    return store_in(files, path)
+
+
+def store_in(files: Any, path: str) -> Store:
+    """The store of a path in a file system."""
+    protocols = [files.protocol] if isinstance(files.protocol, str) else files.protocol
+    return next((_STORES[each] for each in protocols if each in _STORES), Store)(files, path)

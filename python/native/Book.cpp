@@ -1,0 +1,396 @@
+#include "Book.hpp"
+
+#include "fl/i18n/Conversion.hpp"
+#include "foundation/storage/vfs/LocalStorage.hpp"
+#include "foundation/storage/vfs/MemoryStorage.hpp"
+#include "kit/compare/Digest.hpp"
+#include "kit/compare/TextForm.hpp"
+#include "kit/document/Pictures.hpp"
+#include "kit/package/PackageContent.hpp"
+#include "kit/page/Page.hpp"
+
+#include <algorithm>
+
+namespace flowbook::python {
+
+using foundation::storage::vfs::LocalStorage;
+using foundation::storage::vfs::MemoryStorage;
+using foundation::storage::vfs::ReadableFile;
+using foundation::storage::vfs::StorageSystemReference;
+using opc::interfaces::OpenMode;
+using opc::model::Part;
+using opc::model::PartName;
+
+namespace {
+
+/// Work on less than this takes no time that a person who presses Ctrl-C would notice, whatever the file holds.
+constexpr std::uint64_t kMuch = 64 * 1024;
+
+using Changes = std::vector<std::shared_ptr<const kit::Change>>;
+
+void append(std::vector<RelationshipInfo>& found, const std::string& source,
+            const opc::model::RelationshipSource& from) {
+    for (const auto& each : from.getRelationships(opc::model::ExcludeMode::None)) {
+        found.push_back({source, fl::i18n::to_string(each.getID()), fl::i18n::to_string(each.getType()),
+                         fl::i18n::to_string(each.getTarget()),
+                         each.getTargetMode() == opc::model::TargetMode::Internal});
+    }
+}
+
+/// A sink that replaces a file of the machine.
+HeldStorage::Sink sinkAt(const std::u16string& path, std::shared_ptr<const ReadableFile> replaced) {
+    return [path, replaced = std::move(replaced), local = std::make_shared<LocalStorage>()] {
+        return local->beginReplacement(path, replaced.get());
+    };
+}
+
+/// Writes the source with the changes made; all else keeps its bytes.
+void save(const Source& source, const Changes& changes, const HeldStorage::Sink& sink) {
+    const auto storage = std::make_shared<HeldStorage>(source.file, sink);
+    if (changes.empty()) {
+        const auto replacement = storage->beginReplacement(kName, nullptr);
+        replacement->append(*storage->openForReading(kName), 0, source.file->size());
+        replacement->commit();
+        return;
+    }
+    kit::Document document(kName, StorageSystemReference(storage), OpenMode::Update);
+    for (const auto& change : changes) {
+        kit::apply(*change, document.package());
+    }
+    kit::stamp(document.package());
+    document.package().close();
+}
+
+std::uint64_t weightOf(const kit::Change& change) {
+    struct Weigh {
+        std::uint64_t operator()(const kit::SetPlainCode& each) const { return each.text.size(); }
+        std::uint64_t operator()(const kit::EditParagraphs& each) const { return each.edits.size() * kMuch / 64; }
+        std::uint64_t operator()(const kit::SetRichCode& each) const { return each.document.size(); }
+        std::uint64_t operator()(const kit::SetEncryptedCode& each) const { return each.content.size(); }
+        std::uint64_t operator()(const kit::SetProperty& each) const { return each.value ? each.value->size() : 0; }
+        std::uint64_t operator()(const kit::AddPicture& each) const { return each.content.size(); }
+        std::uint64_t operator()(const kit::PutPart& each) const { return each.content.size(); }
+        std::uint64_t operator()(const kit::RemovePart&) const { return 0; }
+        std::uint64_t operator()(const kit::RenamePart&) const { return 0; }
+        std::uint64_t operator()(const kit::AddRelationship&) const { return 0; }
+        std::uint64_t operator()(const kit::RemoveRelationship&) const { return 0; }
+    };
+    return std::visit(Weigh(), change);
+}
+
+}  // namespace
+
+void needReadable(const kit::Document& document) {
+    const auto part = document.codePart();
+    if (!part) {
+        throw Refusal("damaged", "there is no code in it");
+    }
+    if (kit::formOf(*part) == kit::CodeForm::Encrypted) {
+        throw Refusal("encrypted", "the code is encrypted", part->getName().ascii());
+    }
+}
+
+/// What a flowbook is between calls. It is shared with the work of a call that was left.
+struct Book::State {
+    State(Source from, std::string name) : source(std::move(from)), file(std::move(name)) {}
+
+    /// The flowbook with its changes.
+    kit::Document& document() {
+        if (!open) {
+            kit::Document fresh(kName, source.storage(), changes.empty() ? OpenMode::ReadOnly : OpenMode::Update);
+            if (!changes.empty()) {
+                kit::stamp(fresh.package());
+            }
+            for (const auto& change : changes) {
+                kit::apply(*change, fresh.package());
+            }
+            open = std::make_unique<kit::Document>(std::move(fresh));
+        }
+        return *open;
+    }
+
+    /// For what reads storages. Changed flowbooks are written in memory for it.
+    StorageSystemReference storage() { return changes.empty() ? source.storage() : Source::ofBytes(bytes()).storage(); }
+
+    fl::Bytes bytes() const {
+        if (changes.empty()) {
+            return source.bytes();
+        }
+        const auto memory = std::make_shared<MemoryStorage>();
+        save(source, changes, [memory] { return memory->beginReplacement(kName, nullptr); });
+        return memory->get(kName);
+    }
+
+    kit::Made make(kit::Change change) {
+        const auto made = std::make_shared<const kit::Change>(std::move(change));
+        changes.reserve(changes.size() + 1);
+        try {
+            if (changes.empty()) {
+                open = std::make_unique<kit::Document>(kName, source.storage(), OpenMode::Update);
+                kit::stamp(open->package());
+            }
+            const kit::Made result = kit::apply(*made, document().package());
+            changes.push_back(made);
+            isChanged = true;
+            ++revision;
+            weight += weightOf(*made);
+            return result;
+        } catch (...) {
+            open.reset();
+            throw;
+        }
+    }
+
+    void moveTo(Source to) {
+        open.reset();
+        changes.clear();
+        source = std::move(to);
+        isChanged = false;
+        ++revision;
+        weight = source.file->size();
+    }
+
+    Part part(const std::string& name) {
+        return kit::inPart(name, [&] { return document().package().getPart(PartName(fl::i18n::to_ustring(name))); });
+    }
+
+    Turns turns;
+    Source source;
+    std::string file;
+    Changes changes;
+    std::unique_ptr<kit::Document> open;  ///< null until it is asked for
+    std::atomic<std::uint64_t> weight{0};
+    std::atomic<bool> isChanged{false};
+    std::atomic<std::uint64_t> revision{0};
+    bool isClosed = false;
+};
+
+template <class Work>
+auto Book::run(bool apart, Work work) {
+    if (state_->turns.mendAfterFork()) {
+        // The thread that was at work on it is not in this process, so it is in no state to be used or destroyed.
+        (void)state_->open.release();
+    }
+    const bool isLong = apart || state_->weight > kMuch || state_->turns.isTaken();
+    return runCall(state_->file, isLong, [state = state_, work = std::move(work)] {
+        const Turns::Turn turn(state->turns);
+        if (state->isClosed) {
+            throw Refusal("misuse", "the flowbook is closed");
+        }
+        return work(*state);
+    });
+}
+
+template <class Ask>
+auto Book::ask(Ask ask) {
+    return run(false, [ask = std::move(ask)](State& state) { return ask(state.document()); });
+}
+
+template <class MakeSource>
+std::shared_ptr<Book> Book::open(const std::string& file, MakeSource makeSource) {
+    return runCall(file, false, [file, makeSource = std::move(makeSource)] {
+        const auto state = std::make_shared<State>(makeSource(), file);
+        state->weight = state->source.file->size();
+        state->document();
+        return std::shared_ptr<Book>(new Book(state));
+    });
+}
+
+std::shared_ptr<Book> Book::ofPath(const LocalPath& path, const std::string& file) {
+    return open(file, [path] { return Source::ofPath(path); });
+}
+
+std::shared_ptr<Book> Book::ofBytes(const std::string& bytes, const std::string& file) {
+    return open(file, [content = fl::Bytes(bytes.begin(), bytes.end())] { return Source::ofBytes(content); });
+}
+
+std::shared_ptr<Book> Book::ofObject(pybind11::object object, const std::string& file) {
+    return open(file, [source = Source::ofObject(std::move(object))] { return source; });
+}
+
+PyObject* Book::fileObject() const { return state_->source.object ? state_->source.object->object() : nullptr; }
+
+bool Book::isChanged() const { return state_->isChanged; }
+
+std::uint64_t Book::revision() const { return state_->revision; }
+
+std::string Book::form() {
+    return ask([](const kit::Document& document) { return std::string(nameOf(document.form())); });
+}
+
+std::u16string Book::code() {
+    return ask([](const kit::Document& document) {
+        needReadable(document);
+        return document.code();
+    });
+}
+
+std::string Book::richCode() {
+    return ask([](const kit::Document& document) {
+        needReadable(document);
+        const fl::Bytes stored = document.storedCode();
+        std::string text(stored.begin(), stored.end());
+        // Strict, so that bytes which are no text are damage.
+        fl::i18n::utf8_to_ustring(text);
+        return text;
+    });
+}
+
+std::optional<fl::Bytes> Book::encryptedCode() {
+    return ask([](const kit::Document& document) {
+        const bool isEncrypted = document.form() == kit::CodeForm::Encrypted;
+        return isEncrypted ? std::make_optional(document.storedCode()) : std::nullopt;
+    });
+}
+
+kit::RichText Book::richText() {
+    return ask([](const kit::Document& document) { return document.richText(); });
+}
+
+std::vector<PropertyInfo> Book::properties() {
+    return ask([file = state_->file](const kit::Document& document) {
+        const auto part = kit::corePropertiesPart(document.package());
+        std::vector<PropertyInfo> properties;
+        for (const kit::Property& each : document.properties()) {
+            properties.push_back({each.label, each.value, withName(each.fault, file), part.value_or("")});
+        }
+        return properties;
+    });
+}
+
+std::vector<kit::PropertyElement> Book::carriedProperties() {
+    return ask([](const kit::Document& document) { return kit::carriedProperties(document.package()); });
+}
+
+std::vector<PartInfo> Book::parts() {
+    return ask([](const kit::Document& document) {
+        std::vector<PartInfo> parts;
+        for (const Part& part : document.package().getParts()) {
+            parts.push_back({part.getName().ascii(), fl::i18n::to_string(part.getContentType().toString()),
+                             part.getSize(), kit::isPicture(part)});
+        }
+        return parts;
+    });
+}
+
+std::vector<RelationshipInfo> Book::relationships() {
+    return ask([](const kit::Document& document) {
+        std::vector<RelationshipInfo> found;
+        append(found, "/", document.package());
+        for (const Part& part : document.package().getParts()) {
+            append(found, part.getName().ascii(), part);
+        }
+        return found;
+    });
+}
+
+fl::Bytes Book::content(const std::string& name) {
+    return run(false, [name](State& state) { return kit::contentOf(state.part(name)); });
+}
+
+fl::Bytes Book::picture(const std::string& name) {
+    return run(false, [name](State& state) {
+        return kit::inPart(name, [&] { return kit::pictureOf(kit::contentOf(state.part(name)), name); });
+    });
+}
+
+std::string Book::digest(bool codeOnly) {
+    return ask([codeOnly](const kit::Document& document) {
+        return codeOnly ? kit::codeDigest(document) : kit::contentDigest(document);
+    });
+}
+
+std::string Book::text() {
+    return run(false, [](State& state) { return kit::textForm(kName, state.storage()); });
+}
+
+std::string Book::html() {
+    return ask([file = state_->file](const kit::Document& document) {
+        const auto inWords = [&](const std::string& words) { return withName(words, file); };
+        return kit::makePage(document, {file, inWords}).html;
+    });
+}
+
+std::vector<kit::Finding> Book::check() {
+    return run(false, [](State& state) { return kit::check(kName, state.storage()); });
+}
+
+fl::Bytes Book::canonical() {
+    return ask([](const kit::Document& document) { return kit::canonical(document); });
+}
+
+kit::Made Book::change(kit::Change change) {
+    const bool apart = weightOf(change) > kMuch;
+    const auto shared = std::make_shared<kit::Change>(std::move(change));
+    return run(apart, [shared](State& state) { return state.make(std::move(*shared)); });
+}
+
+fl::Bytes Book::bytes() {
+    return run(false, [](State& state) { return state.bytes(); });
+}
+
+void Book::saveBack() {
+    run(false, [](State& state) {
+        if (state.isChanged) {
+            const LocalVersion& version = *state.source.local;
+            const LocalPath path{version.path(), version.native()};
+            save(state.source, state.changes, sinkAt(path.utf16, version.forReplacing()));
+            state.moveTo(Source::ofPath(path));
+        }
+        return true;
+    });
+}
+
+void Book::saveAt(const LocalPath& path, const std::optional<std::string>& moveThere) {
+    run(false, [path, moves = moveThere.has_value()](State& state) {
+        const LocalStorage local;
+        std::shared_ptr<const ReadableFile> present;
+        if (local.exists(path.utf16)) {
+            present = local.openForReading(path.utf16);
+        }
+        save(state.source, state.changes, sinkAt(path.utf16, present));
+        if (moves) {
+            state.moveTo(Source::ofPath(path));
+        }
+        return true;
+    });
+    state_->file = moveThere.value_or(state_->file);
+}
+
+void Book::hold(const std::string& bytes) {
+    run(false, [content = fl::Bytes(bytes.begin(), bytes.end())](State& state) {
+        const auto local = state.source.local;
+        state.moveTo(Source::ofBytes(content));
+        state.source.local = local;
+        state.isChanged = true;
+        return true;
+    });
+}
+
+void Book::moveTo(const std::string& bytes) {
+    run(false, [content = fl::Bytes(bytes.begin(), bytes.end())](State& state) {
+        state.moveTo(Source::ofBytes(content));
+        return true;
+    });
+}
+
+void Book::moveToObject(pybind11::object object) {
+    run(false, [source = Source::ofObject(std::move(object))](State& state) {
+        state.moveTo(source);
+        return true;
+    });
+}
+
+void Book::close() {
+    state_->turns.mendAfterFork();
+    runCall(state_->file, state_->turns.isTaken(), [state = state_] {
+        const Turns::Turn turn(state->turns);
+        state->isClosed = true;
+        state->open.reset();
+        state->changes.clear();
+        state->source = Source();
+        return true;
+    });
+}
+
+}  // namespace flowbook::python

@@ -1,0 +1,121 @@
+#include "LocalVersion.hpp"
+
+#include "fl/i18n/Conversion.hpp"
+#include "foundation/storage/vfs/StorageError.hpp"
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <sys/resource.h>
+
+namespace flowbook::python {
+
+using foundation::storage::vfs::LocalStorage;
+using foundation::storage::vfs::ReadableFile;
+using foundation::storage::vfs::StorageError;
+using foundation::storage::vfs::StorageErrorKind;
+
+namespace {
+
+/// Reading so much at once is quicker than keeping the file open and reading it by ranges.
+constexpr std::uint64_t kSmall = 64 * 1024;
+
+constexpr int kMostAttempts = 10;
+
+std::atomic<int> heldOpen{0};
+
+/// A quarter of what the process may have open: the rest is the program's.
+bool mayHoldOneMore() {
+    struct rlimit limit {};
+    const bool isKnown = getrlimit(RLIMIT_NOFILE, &limit) == 0;
+    const auto most = isKnown ? static_cast<int>(std::min<rlim_t>(limit.rlim_cur / 4, 256)) : 64;
+    if (heldOpen.fetch_add(1) < most) {
+        return true;
+    }
+    heldOpen.fetch_sub(1);
+    return false;
+}
+
+bool sameTime(const timespec& a, const timespec& b) { return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec; }
+
+bool isUntouched(const struct stat& a, const struct stat& b) {
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size && sameTime(a.st_mtim, b.st_mtim) &&
+           sameTime(a.st_ctim, b.st_ctim);
+}
+
+[[noreturn]] void conflict(const std::u16string& path) {
+    throw StorageError(StorageErrorKind::Conflict,
+                       "\"" + fl::i18n::to_string(path) + "\" has changed since it was opened");
+}
+
+}  // namespace
+
+LocalVersion::LocalVersion(std::u16string path, std::string native)
+    : path_(std::move(path)), native_(std::move(native)) {
+    File file = openChecked(status_);
+    size_ = file->size();
+    if (size_ <= kSmall) {
+        content_.emplace(size_);
+        file->read(0, content_->data(), content_->size());
+    } else if (mayHoldOneMore()) {
+        file_ = std::move(file);
+    }
+}
+
+LocalVersion::~LocalVersion() {
+    if (file_) {
+        heldOpen.fetch_sub(1);
+    }
+}
+
+void LocalVersion::read(std::uint64_t offset, void* to, std::size_t count) const {
+    if (!content_) {
+        (file_ ? file_ : reopened())->read(offset, to, count);
+    } else if (offset > size_ || count > size_ - offset) {
+        throw StorageError(StorageErrorKind::Other, "the file ends before byte " + std::to_string(offset + count));
+    } else if (count != 0) {
+        std::memcpy(to, content_->data() + offset, count);
+    }
+}
+
+std::shared_ptr<const ReadableFile> LocalVersion::forReplacing() const {
+    if (file_) {
+        return file_;
+    }
+    File file = reopened();
+    if (content_) {
+        std::vector<unsigned char> present(file->size());
+        file->read(0, present.data(), present.size());
+        if (present != *content_) {
+            conflict(path_);
+        }
+    }
+    return file;
+}
+
+/// Opens the file that the name stands for, and looks at it before and after, so that what was seen is what was opened.
+LocalVersion::File LocalVersion::openChecked(struct stat& seen) const {
+    for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+        struct stat after {};
+        const bool isThere = ::stat(native_.c_str(), &seen) == 0;
+        File file = LocalStorage().openForReading(path_);
+        if (isThere && ::stat(native_.c_str(), &after) == 0 && isUntouched(seen, after)) {
+            return file;
+        }
+    }
+    conflict(path_);
+}
+
+LocalVersion::File LocalVersion::reopened() const {
+    struct stat seen {};
+    File file = openChecked(seen);
+    // A change of rights or names alone, which the time of the last change tells too, is not one of the content.
+    if (seen.st_dev != status_.st_dev || seen.st_ino != status_.st_ino || seen.st_size != status_.st_size ||
+        !sameTime(seen.st_mtim, status_.st_mtim)) {
+        conflict(path_);
+    }
+    return file;
+}
+
+}  // namespace flowbook::python

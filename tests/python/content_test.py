@@ -1,0 +1,177 @@
+"""What a flowbook holds: paragraphs, pictures, parts, relationships and properties."""
+import os
+import sys
+
+import pytest
+
+import flowbook
+
+sys.path.insert(0, os.environ["PXFLOWBOOK_SOURCE"] + "/tests/support")
+import make_fixtures as make  # noqa: E402
+
+RUNS = ('<w:p><w:r><w:t>Take </w:t></w:r><w:r><w:rPr><w:b/></w:rPr><w:t>care</w:t></w:r><w:r><w:tab/><w:t> of it</w:t>'
+        '</w:r></w:p>')
+TABLE = f"<w:tbl><w:tr><w:tc>{RUNS}</w:tc></w:tr></w:tbl>"
+
+
+def rich(*paragraphs):
+    return flowbook.open(make.zipped(make.package(document=make.rich(*paragraphs))))
+
+
+def texts(book):
+    return [(paragraph.style, paragraph.text) for paragraph in book.paragraphs]
+
+
+def looks(paragraph):
+    return [(run.text, run.bold) for run in paragraph.runs]
+
+
+@pytest.mark.parametrize("text, expected", [
+    ("Take care\t of it", [("Take ", False), ("care", True), ("\t of it", False)]),
+    ("Take great care\t of it", [("Take great ", False), ("care", True), ("\t of it", False)]),
+    ("Take caring\t of it", [("Take ", False), ("caring", True), ("\t of it", False)]),
+    ("Take care of it", [("Take ", False), ("care", True), (" of it", False)]),
+    ("Take care\t of\nit <&> \"", [("Take ", False), ("care", True), ("\t of\nit <&> \"", False)]),
+    ("", []), ("\u00e4\u20ac\U0001f600\ufeff", [("\u00e4\u20ac\U0001f600\ufeff", False)])])
+@pytest.mark.parametrize("around", [RUNS, TABLE])
+def test_text_of_prose(around, text, expected):
+    book = rich(make.paragraph("a"), around)
+    book.paragraphs[1].text = text
+    assert book.paragraphs[1].text == text and [run for run in looks(book.paragraphs[1]) if run[0]] == expected
+    read = flowbook.open(book.to_bytes())
+    assert [run for run in looks(read.paragraphs[1]) if run[0]] == expected and read.code == "a" and not read.check()
+
+
+def test_paragraphs_come_and_go():
+    book = rich(make.paragraph("Intro", "Heading1"), make.paragraph("a\nb"), make.paragraph("c"))
+    first, second, third = book.paragraphs
+    assert [each.is_code for each in book.paragraphs] == [False, True, True] and first.heading == 1
+    added = second.insert_before("note <&>", style="Quote")
+    third.insert_after("d\ne")
+    book.paragraphs.append("end", style="")
+    third.replace("C\r\nC\x00")
+    first.remove()
+    with pytest.raises(flowbook.MisuseError):
+        first.text = "gone"
+    expected = [("Quote", "note <&>"), ("code", "a\nb"), ("code", "C\nC\ufffd"), ("code", "d\ne"), ("", "end")]
+    assert texts(book) == expected == texts(flowbook.open(book.to_bytes())) and added.text == "note <&>"
+    assert book.replace_code(str.upper) == 2 and book.code == "A\nB\nC\nC\ufffd\nD\nE"
+    with pytest.raises(ZeroDivisionError):
+        book.replace_code(lambda code: code and 1 / 0)
+    assert [style for style, _ in texts(book)] == ["Quote", "code", "code", "code", ""]
+
+
+def test_code_beside_prose():
+    book = rich(make.paragraph("p", "Normal"), make.paragraph("a"), make.paragraph("q", "Normal"), make.paragraph("b"))
+    book.code = "A\nB"
+    assert texts(book) == [("Normal", "p"), ("code", "A"), ("Normal", "q"), ("code", "B")]
+    with pytest.raises(flowbook.MisuseError, match="2 paragraphs of prose") as refused:
+        book.code = "x\ny\nz"
+    assert refused.value.part == "/tarmic/document.xml" and book.code == "A\nB"
+    book.set_code("x\ny\nz", flatten=True)
+    assert (book.form, book.code) == ("plain", "x\ny\nz")
+
+
+@pytest.mark.parametrize("act", [lambda book: book.paragraphs[1].remove(), lambda book: book.paragraphs.insert(1, "x"),
+                                 lambda book: book.paragraphs.append("\ud800"), lambda book: book.paragraphs[7]])
+def test_paragraphs_that_stay(act):
+    book = rich(make.paragraph("a"), TABLE)
+    before = book.rich_code
+    with pytest.raises((flowbook.MisuseError, IndexError)):
+        act(book)
+    assert book.rich_code == before
+
+
+def test_many_paragraphs_are_changed_quickly():
+    book = rich(*[make.paragraph(f"x{number}", "Normal" if number % 2 else "code") for number in range(3000)])
+    for paragraph in book.paragraphs:
+        paragraph.text += "!"
+    assert book.code.count("!") == 1500 and all(text.endswith("!") for _, text in texts(book))
+
+
+PNG = b"\x89PNG\r\n\x1a\n\0\0\0\rIHDR\0\0\0\x05\0\0\0\x07"
+PICTURES = {"image/png": (PNG, (5, 7)), "image/gif": (b"GIF89a\x03\0\x04\0", (3, 4)),
+            "image/bmp": (b"BM" + bytes(16) + b"\x05\0\0\0\xfa\xff\xff\xff", (5, 6)),
+            "image/jpeg": (b"\xff\xd8\xff\xe0\0\x04ab\xff\xc2\0\x0b\x08\0\x09\0\x08\x01", (8, 9)),
+            "image/webp": (b"RIFF\0\0\0\0WEBPVP8X\x0a\0\0\0\0\0\0\0\x01\0\0\x02\0\0", (2, 3)),
+            "image/svg+xml": (b"<svg xmlns='http://www.w3.org/2000/svg'/>", None), "image/x-none": (b"?", None)}
+
+
+@pytest.mark.parametrize("media_type", PICTURES)
+def test_pictures(media_type):
+    data, dimensions = PICTURES[media_type]
+    book = flowbook.Flowbook.new(code="x")
+    other, image = book.add_image(b"GIF8", "image/gif"), book.add_image(data, media_type)
+    assert (image.size, image.dimensions, image.picture_type) == (len(data), dimensions, media_type)
+    assert image in book.images and image != other and len({image.relationship_id, other.relationship_id}) == 2
+    image.rename("/pictures/new.bin")
+    image.replace(PNG, "image/png")
+    other.remove()
+    read, = flowbook.open(book.to_bytes()).images
+    assert (read.name, read.data, read.media_type) == ("/pictures/new.bin", PNG, "image/png")
+    assert read.relationship_id == image.relationship_id and not book.check()
+
+
+def test_parts_and_relationships():
+    book = flowbook.Flowbook.new(code="x")
+    part = book.add_part("/notes/a.txt", b"1", "text/plain; charset=utf-8")
+    link = book.add_relationship("http://example.com/notes", part.name, source="/tarmic/document.xml", id="n1")
+    web = book.add_relationship("http://example.com/web", "http://example.com/?a=b", is_internal=False)
+    assert link.id == "n1" and web.id and part.media_type == "text/plain" and not book.check()
+    document, = [each for each in book.parts if each.name == "/tarmic/document.xml"]
+    document.rename("/other/code.xml")
+    part.replace(b"22")
+    part.rename("/notes/b.txt")
+    read = flowbook.open(book.to_bytes())
+    assert read.code == "x" and not read.check() and read.parts[-1].data == b"22"
+    moved, = [each for each in read.relationships if each.id == "n1"]
+    assert (moved.source, moved.target) == ("/other/code.xml", "/notes/b.txt")
+    moved.remove()
+    read.parts[-1].remove()
+    assert not [each for each in read.relationships if "notes" in each.type] and len(read.parts) == 4
+    for wrong in (lambda: book.add_part("/notes/B.TXT", b"", "text/plain"), lambda: book.add_part("no", b"", "a/b"),
+                  lambda: book.add_relationship("t", "/a", source="/none"), lambda: part.rename("/tarmic/output.xml"),
+                  lambda: book.add_relationship("t", "/a", source="/other/code.xml", id="n1")):
+        before = book.to_bytes()
+        with pytest.raises(flowbook.Error):
+            wrong()
+        assert book.digest == flowbook.digest(before)
+
+
+def test_properties():
+    core = make.core(make.title("a"), "<dc:creator>me &amp; you</dc:creator>",
+                     "<cp:lastModifiedBy>x</cp:lastModifiedBy>", make.time("modified", "2020-05-06T07:08:09Z"))
+    book = flowbook.open(make.zipped(make.package(**core)))
+    assert book.properties["creator"] == "me & you" and book.properties["last_modified_by"] == "x"
+    book.description, book.version = "d", "1"
+    del book.title, book.version
+    book.description = None
+    read = flowbook.open(book.to_bytes())
+    assert (read.title, read.description, read.version) == (None, None, None)
+    assert read.properties["creator"] == "me & you" and not read.check()
+    with pytest.raises(flowbook.LimitError) as limit:
+        book.title = "x" * 20_000_000
+    assert limit.value.part == "/core.xml" and book.title is None
+    with pytest.raises(AttributeError):
+        book.titel = "x"
+
+
+def test_code_keeps_its_first_character(tmp_path):
+    book = flowbook.Flowbook.new(code="\ufeffx")
+    assert book.code == "\ufeffx" == flowbook.open(book.to_bytes()).code
+    book.save(tmp_path / "a.tqx")
+    assert flowbook.read_many(tmp_path, "code") == [{"code": "\ufeffx"}]
+
+
+def test_the_commands_work_by_functions(tmp_path):
+    book = flowbook.Flowbook.new(code="x = 1;", title="t")
+    book.save(tmp_path / "a.tqx")
+    for given in (book, tmp_path / "a.tqx", str(tmp_path / "a.tqx"), book.to_bytes()):
+        assert flowbook.check(given) == () and flowbook.digest(given, code=True) == book.code_digest
+        assert "x = 1;" in flowbook.html(given) and flowbook.canon(given)[:2] == b"PK"
+    assert flowbook.digest(book.to_bytes()) == flowbook.digest(tmp_path / "a.tqx")
+    damaged = flowbook.repair(book.to_bytes()[:-30])
+    assert damaged.book.code == "x = 1;" and damaged.saved
+    with pytest.raises(flowbook.DamagedError):
+        flowbook.repair(b"nothing").book
+    assert flowbook.check(b"nothing")[0].severity == "error"
