@@ -51,6 +51,24 @@ function(pxflowbook_stay_loaded library)
     target_link_options(${library} PRIVATE LINKER:-z,nodelete)
 endfunction()
 
+# The command is linked with archives of the libraries, its own among them, as the dynamic linker would take longer than
+# all else that most runs do. Not with those of a host's platform, of which there need not be any.
+if(PXFLOWBOOK_PLATFORM OR PXFLOWBOOK_SANITIZE OR PXFLOWBOOK_COVERAGE)
+    set(PXFLOWBOOK_STATIC_COMMAND OFF)
+endif()
+
+# Sets `result` to what a library is linked by: lib`name`.a in targets that have the property PXFLOWBOOK_ARCHIVES, where
+# there is such a file, and `target` in all others.
+function(pxflowbook_choose_archive result name target)
+    find_library(PXFLOWBOOK_ARCHIVE_OF_${name} NAMES lib${name}.a)
+    mark_as_advanced(PXFLOWBOOK_ARCHIVE_OF_${name})
+    set(${result} ${target} PARENT_SCOPE)
+    if(PXFLOWBOOK_STATIC_COMMAND AND PXFLOWBOOK_ARCHIVE_OF_${name})
+        set(${result} $<IF:$<BOOL:$<TARGET_PROPERTY:PXFLOWBOOK_ARCHIVES>>,${PXFLOWBOOK_ARCHIVE_OF_${name}},${target}>
+            PARENT_SCOPE)
+    endif()
+endfunction()
+
 add_link_options(LINKER:--as-needed)
 if(PXFLOWBOOK_SANITIZE)
     add_compile_options(-fsanitize=${PXFLOWBOOK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)

@@ -8,12 +8,20 @@
 #include <link.h>
 #include <new>
 #include <stdexcept>
+#include <unistd.h>
+
+#ifndef PXPLATFORM_MODULE_FOLDERS
+#define PXPLATFORM_MODULE_FOLDERS ""
+#endif
 
 namespace fl {
 namespace {
 
-/// The folder that this library was loaded from. The run path would lead there as well, but not where a tool stands
-/// between dlopen() and its caller, as those that look for faults do.
+/// Where modules may lie, from the folder of this library, or of a program that is linked with its objects.
+constexpr const char* kFolders[] = {PXPLATFORM_MODULE_FOLDERS};
+
+/// The folder that this library, or the program, was loaded from. The run path would lead there as well, but not where
+/// a tool stands between dlopen() and its caller, as those that look for faults do.
 std::string ownFolder() {
     Dl_info self;
     void* library = nullptr;
@@ -27,6 +35,18 @@ std::string ownFolder() {
     return std::string(folder.data()) + '/';
 }
 
+/// The first file that exists, or else the first that could.
+std::string fileOfModule(const std::string& name) {
+    const std::string own = ownFolder();
+    for (const char* const folder : kFolders) {
+        std::string file = own + folder + name;
+        if (::access(file.c_str(), F_OK) == 0) {
+            return file;
+        }
+    }
+    return own + kFolders[0] + name;
+}
+
 [[noreturn]] void fail(const std::string& file) {
     const char* const reason = dlerror();
     if (reason == nullptr || std::strstr(reason, std::strerror(ENOMEM)) != nullptr) {
@@ -38,7 +58,7 @@ std::string ownFolder() {
 }  // namespace
 
 void* functionOfModule(const std::string& name, const char* function) {
-    const std::string file = ownFolder() + name;
+    const std::string file = fileOfModule(name);
     void* const module = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (module == nullptr) {
         fail(file);
