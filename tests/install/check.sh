@@ -72,7 +72,7 @@ check_consumer() {
 # Every library and program that is installed has the protections that the build asks for.
 case_hardening() {
     skip_without objdump
-    local file headers
+    local file headers name
     while read -r file; do
         headers=$(readelf --wide --file-header --segments --dynamic "$file" 2>/dev/null) || continue
         grep -q GNU_RELRO <<<"$headers" || fail "$file has no read-only relocations"
@@ -80,9 +80,10 @@ case_hardening() {
         grep -qE 'Type: +DYN' <<<"$headers" || fail "$file cannot be loaded at any address"
         [[ $(uname -m) != x86_64 ]] || (($(objdump -d "$file" | grep -c endbr64) > 1)) ||
             fail "$file has no marks of where calls may lead"
-        readelf --wide --dyn-syms "$file" | grep -q __stack_chk_fail || fail "$file has no stack protector"
     done < <(find "$prefix" -type f \( -name '*.so*' -o -path '*/bin/*' \))
-    readelf --wide --dyn-syms "$prefix/bin/flowbook" | grep -q '__[a-z]*_chk' || fail "no checks of buffers"
+    for name in __stack_chk_fail '__[a-z]*printf_chk'; do
+        readelf --wide --dyn-syms "$prefix/bin/flowbook" | grep "$name" >/dev/null || fail "the command calls no $name"
+    done
 }
 
 case_find_package() { check_consumer find_package "-DCMAKE_PREFIX_PATH=$prefix"; }
@@ -98,7 +99,7 @@ case_start() {
 import zipfile
 with zipfile.ZipFile("usual.tqx") as usual, zipfile.ZipFile("odd.tqx", "w") as odd:
     for entry in usual.infolist():
-        odd.writestr(entry, usual.read(entry).replace(b"<w:document", b"<?odd?><w:document"))
+        odd.writestr(entry, usual.read(entry).replace(b"<w:body>", b"<w:body><b c = ''/>"))
 SCRIPT
     for LD_LIBRARY_PATH in "" "../prefix/$LIBDIR"; do
         [[ $(LD_LIBRARY_PATH=$LD_LIBRARY_PATH "$prefix/bin/flowbook" cat odd.tqx) == 'x = 1;' ]] ||
