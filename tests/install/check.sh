@@ -34,7 +34,7 @@ files_of_packages() {
     local package
     for package in "$1"/*.deb; do
         dpkg-deb --fsys-tarfile "$package" | tar -t |
-            sed "/\/$/d; /\.html$/d; /\/html\//d; s|^\./usr/||; s|^$LIBDIR/|lib/|; s|${VERSION//./\\.}|VERSION|" |
+            sed "/\/$/d; /\/share\/doc\//d; s|^\./usr/||; s|^$LIBDIR/|lib/|; s|${VERSION//./\\.}|VERSION|" |
             sed "s|^|$(dpkg-deb -f "$package" Package) |"
     done | LC_ALL=C sort
 }
@@ -180,7 +180,8 @@ case_debian() {
     local folder=$scratch/debian
     rm -rf "$folder"
     copy_sources "$folder/pxflowbook"
-    (cd "$folder/pxflowbook" && DEB_BUILD_OPTIONS='noautodbgsym parallel=2' dpkg-buildpackage -us -uc) \
+    (cd "$folder/pxflowbook" && DEB_BUILD_OPTIONS='noautodbgsym parallel=2' DEB_CXXFLAGS_STRIP=-g \
+        dpkg-buildpackage -us -uc) \
         >"$folder/log" 2>&1 || fail "dpkg-buildpackage: $(grep -v '^\[' "$folder/log" | tail -n 40)"
     files_of_packages "$folder" | check_record installed-files.txt
     lintian --fail-on error,warning "$folder"/*.changes >"$folder/lintian" 2>&1 || fail "$(cat "$folder/lintian")"
