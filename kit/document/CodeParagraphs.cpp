@@ -14,22 +14,6 @@ namespace {
 constexpr std::string_view kCdataBegin = "<![CDATA[";
 constexpr std::string_view kCdataEnd = "]]>";
 
-std::string escaped(std::string_view text) {
-    std::string result;
-    for (const char c : text) {
-        if (c == '&') {
-            result += "&amp;";
-        } else if (c == '<') {
-            result += "&lt;";
-        } else if (c == '>') {
-            result += "&gt;";
-        } else {
-            result += c;
-        }
-    }
-    return result;
-}
-
 /// "]]>" would end the section, so each is divided between two sections.
 std::string inSections(std::string_view text) {
     std::string result(kCdataBegin);
@@ -38,11 +22,6 @@ std::string inSections(std::string_view text) {
         text.remove_prefix(end + 2);
     }
     return result.append(text).append(kCdataEnd);
-}
-
-std::string storable(const std::string& code) {
-    const std::u16string text = fl::i18n::to_ustring(withLineFeeds(code));
-    return fl::i18n::to_string(FlowbookFileUtils::encodeControlCharacters(text));
 }
 
 std::vector<std::string_view> linesOf(std::string_view text) {
@@ -88,6 +67,27 @@ std::size_t paragraphOfChange(const std::vector<std::string_view>& old, const st
 
 }  // namespace
 
+std::string escapedText(std::string_view text) {
+    std::string result;
+    for (const char c : text) {
+        if (c == '&') {
+            result += "&amp;";
+        } else if (c == '<') {
+            result += "&lt;";
+        } else if (c == '>') {
+            result += "&gt;";
+        } else {
+            result += c;
+        }
+    }
+    return result;
+}
+
+std::string storable(const std::string& code) {
+    const std::u16string text = fl::i18n::to_ustring(withLineFeeds(code));
+    return fl::i18n::to_string(FlowbookFileUtils::encodeControlCharacters(text));
+}
+
 std::string withLineFeeds(std::string_view text) {
     std::string result;
     result.reserve(text.size());
@@ -120,12 +120,12 @@ std::string withCode(std::string_view document, const Paragraph& paragraph, std:
     }
     const bool isCdata = startsWith(document.substr(old.begin, old.end - old.begin), kCdataBegin);
     return std::string(before) + (endsWith(before, ">") ? "" : ">") +
-           (isCdata ? inSections(storable(code)) : escaped(storable(code))) + after;
+           (isCdata ? inSections(storable(code)) : escapedText(storable(code))) + after;
 }
 
 std::string newCodeParagraph(const std::string& code, bool declares) {
     const std::string declaration = declares ? " xmlns:w=\"" + std::string(kWordNamespace) + "\"" : "";
-    return "<w:p" + declaration + "><w:pPr><w:pStyle w:val=\"code\"/></w:pPr><w:r><w:t>" + escaped(storable(code)) +
+    return "<w:p" + declaration + "><w:pPr><w:pStyle w:val=\"code\"/></w:pPr><w:r><w:t>" + escapedText(storable(code)) +
            "</w:t></w:r></w:p>";
 }
 

@@ -26,6 +26,12 @@ fl::Bytes withCodeParagraphs(const fl::Bytes& document, const std::vector<std::s
 /// @param before  as codeParagraphs() tells. @returns nothing when it cannot be told which paragraph a line belongs to.
 std::optional<std::vector<std::string>> divideCode(const std::vector<std::string>& before, std::string_view code);
 
+/// Text with the characters that markup uses as escapes.
+std::string escapedText(std::string_view text);
+
+/// Text as it comes back once it was stored: lines end in LF, and what XML cannot hold is U+FFFD. UTF-8.
+std::string storable(const std::string& text);
+
 /// Lines that end in CR LF or CR as lines that end in LF, as XML has them.
 std::string withLineFeeds(std::string_view text);
 

@@ -1,7 +1,5 @@
 #include "kit/document/ParagraphEdits.hpp"
 
-#include "fl/i18n/Conversion.hpp"
-#include "flowbook/FlowbookFileUtils.hpp"
 #include "kit/document/CodeParagraphs.hpp"
 #include "opc/Exception.hpp"
 
@@ -13,9 +11,9 @@ namespace flowbook::kit {
 
 namespace {
 
-using Kind = ParagraphEdit::Kind;
+using EditKind = ParagraphEdit::Kind;
 
-[[noreturn]] void refuse(const std::string& words) { throw opc::Exception(opc::ErrorKind::Misuse, words); }
+[[noreturn]] void refuseEdit(const std::string& words) { throw opc::Exception(opc::ErrorKind::Misuse, words); }
 
 /// An element that gives a paragraph some of its text.
 struct Atom {
@@ -72,20 +70,13 @@ struct Splice {
     std::string text;
 };
 
-std::string escaped(std::string_view text) {
-    std::string result;
-    for (const char c : text) {
-        constexpr std::string_view kSpecial = "&<>\"";
-        constexpr const char* kEscapes[] = {"&amp;", "&lt;", "&gt;", "&quot;"};
-        const std::size_t found = kSpecial.find(c);
-        found == kSpecial.npos ? result.push_back(c) : void(result += kEscapes[found]);
+/// Text as an attribute in double quotes has it.
+std::string attributeOf(const std::string& text) {
+    std::string result = escapedText(storable(text));
+    for (std::size_t at = result.find('"'); at != result.npos; at = result.find('"', at)) {
+        result.replace(at, 1, "&quot;");
     }
     return result;
-}
-
-std::string storable(const std::string& text) {
-    const std::u16string utf16 = fl::i18n::to_ustring(withLineFeeds(text));
-    return fl::i18n::to_string(FlowbookFileUtils::encodeControlCharacters(utf16));
 }
 
 /// Text within a run: elements for text, line breaks and tabs.
@@ -98,7 +89,7 @@ std::string textElements(const std::string& prefix, std::string_view text) {
         const std::size_t at = text.find_first_of("\n\t");
         const std::string_view piece = text.substr(0, at);
         if (!piece.empty() || (result.empty() && at == text.npos)) {
-            result += begin + escaped(piece) + end;
+            result += begin + escapedText(piece) + end;
         }
         if (at == text.npos) {
             return result;
@@ -150,13 +141,13 @@ public:
 
     void add(const ParagraphEdit& edit) {
         const std::size_t count = text_.paragraphs.size();
-        if (edit.index > count || (edit.index == count && edit.kind != Kind::Insert)) {
-            refuse("there is no paragraph " + std::to_string(edit.index) + "; there are " + std::to_string(count));
+        if (edit.index > count || (edit.index == count && edit.kind != EditKind::Insert)) {
+            refuseEdit("there is no paragraph " + std::to_string(edit.index) + "; there are " + std::to_string(count));
         }
-        if (edit.kind == Kind::Insert) {
+        if (edit.kind == EditKind::Insert) {
             const std::size_t place = edit.index == count ? endOfText() : block(edit.index).span.begin;
             splices_.push_back({{place, place}, newParagraph(edit)});
-        } else if (edit.kind == Kind::Remove) {
+        } else if (edit.kind == EditKind::Remove) {
             splices_.push_back({block(edit.index).span, ""});
         } else {
             replace(text_.paragraphs[edit.index], edit.text);
@@ -171,7 +162,7 @@ public:
         std::size_t done = 0;
         for (const Splice& splice : splices_) {
             if (splice.span.begin < done) {
-                refuse("two paragraphs are to be changed of which one holds the other, or one twice");
+                refuseEdit("two paragraphs are to be changed of which one holds the other, or one twice");
             }
             result.append(bytes_.substr(done, splice.span.begin - done)).append(splice.text);
             done = splice.span.end;
@@ -184,7 +175,7 @@ private:
     const Paragraph& block(std::size_t index) const {
         const Paragraph& paragraph = text_.paragraphs[index];
         if (!paragraph.isBlock) {
-            refuse("paragraph " + std::to_string(index) + " stands in a table or box, which stays as it is");
+            refuseEdit("paragraph " + std::to_string(index) + " stands in a table or box, which stays as it is");
         }
         return paragraph;
     }
@@ -198,7 +189,7 @@ private:
             end = isSection ? end : each.end;
         }
         if (text_.body.begin == text_.body.end && text_.blocks.empty() && text_.body.begin == 0) {
-            refuse("the document has no body");
+            refuseEdit("the document has no body");
         }
         return end;
     }
@@ -209,7 +200,7 @@ private:
         }
         const std::string declaration = declares_ ? " xmlns:w=\"" + std::string(kWordNamespace) + "\"" : "";
         const std::string style =
-            edit.style.empty() ? "" : "<w:pPr><w:pStyle w:val=\"" + escaped(storable(edit.style)) + "\"/></w:pPr>";
+            edit.style.empty() ? "" : "<w:pPr><w:pStyle w:val=\"" + attributeOf(edit.style) + "\"/></w:pPr>";
         return "<w:p" + declaration + ">" + style + "<w:r>" + textElements("w:", storable(edit.text)) + "</w:r></w:p>";
     }
 
