@@ -8,14 +8,14 @@ namespace {
 constexpr char kLastControl = 0x1F;
 
 bool isPlain(char c) {
-    const bool isText = c == '\t' || c == '\n' || c > kLastControl;
+    const bool isText = c == '\t' || c == '\n' || static_cast<signed char>(c) > kLastControl;
     return isText && c != '<' && c != '&' && c != ']';
 }
 
 /// How many bytes at the front of a block are plain.
 std::size_t plainBytes(const Block& block) {
-    const __m128i isText = _mm_or_si128(block.isAbove(kLastControl), block.isOneOf('\t', '\n'));
-    return Block::front(isText, block.isOneOf('<', '&', ']'));
+    const Block::Bytes text = Block::either(block.isAbove(kLastControl), block.isOneOf('\t', '\n'));
+    return Block::front(text, block.isOneOf('<', '&', ']'));
 }
 
 }  // namespace
