@@ -30,6 +30,10 @@ public:
         inner_->append(source, offset, count);
     }
 
+    const ReadableFile* written() override { return inner_->written(); }
+
+    void askWhenTouched(std::function<bool()> isUnchanged) override { inner_->askWhenTouched(std::move(isUnchanged)); }
+
     void commit() override {
         Interruption::check();
         inner_->commit();

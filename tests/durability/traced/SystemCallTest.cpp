@@ -45,12 +45,16 @@ struct Injection {
     }
 };
 
-/// Makes everything left over look old, and saves again, which is to remove it.
+/// Makes everything left over look old, and saves beside it in a folder that this process has not swept yet, which is
+/// to remove it.
 void sweep(const Place& place) {
+    const Place other(Place::Local, std::nullopt);
     for (const auto& path : place.leftovers()) {
         last_write_time(path, std::filesystem::file_time_type::clock::now() - std::chrono::hours(2));
+        rename(path, other.folder.path() / path.filename());
     }
-    flowbook::FlowbookFileWriter(place.file, place.storage, {}).close(false);
+    flowbook::FlowbookFileWriter(other.file, other.storage, {}).close(false);
+    EXPECT_NE(other.content(), std::nullopt);
 }
 
 /// Kills a save at the entry and the exit of each of its system calls. Returns how often the file was neither old nor

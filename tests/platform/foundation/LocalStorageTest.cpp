@@ -1,5 +1,7 @@
 #include "foundation/storage/vfs/LocalStorage.hpp"
 
+#include "foundation/storage/vfs/FileLock.hpp"
+#include "foundation/storage/vfs/LocalFile.hpp"
 #include "support/TempDir.hpp"
 
 #include <cerrno>
@@ -36,6 +38,9 @@ struct {
 /// Each takes no time, and puts the clock ahead by a second.
 int sleeps = 0;
 
+/// Seconds for which the clock that only goes on is ahead besides.
+int ahead = 0;
+
 /// What other programs do just before the first exchange, the second one and so on.
 std::vector<std::function<void()>> beforeExchange;
 
@@ -63,7 +68,7 @@ int fchmod(int fd, mode_t mode) noexcept { return scripted<int>("fchmod", SYS_fc
 
 int clock_gettime(clockid_t clock, timespec* now) noexcept {
     const auto result = static_cast<int>(::syscall(SYS_clock_gettime, clock, now));
-    now->tv_sec += sleeps;
+    now->tv_sec += sleeps + (clock == CLOCK_MONOTONIC ? ahead : 0);
     return result;
 }
 
@@ -73,6 +78,18 @@ int flock(int fd, int operation) noexcept { return scripted<int>("flock", SYS_fl
 
 int unlinkat(int dir, const char* name, int flags) noexcept {
     return scripted<int>("unlinkat", SYS_unlinkat, dir, name, flags);
+}
+
+ssize_t flistxattr(int fd, char* list, size_t size) noexcept {
+    return scripted<ssize_t>("flistxattr", SYS_flistxattr, fd, list, size);
+}
+
+ssize_t fgetxattr(int fd, const char* name, void* value, size_t size) noexcept {
+    return scripted<ssize_t>("fgetxattr", SYS_fgetxattr, fd, name, value, size);
+}
+
+int fsetxattr(int fd, const char* name, const void* value, size_t size, int flags) noexcept {
+    return scripted<int>("fsetxattr", SYS_fsetxattr, fd, name, value, size, flags);
 }
 
 int fsync(int fd) { return scripted<int>("fsync", SYS_fsync, fd); }
@@ -172,6 +189,7 @@ protected:
 
     /// As if two hours had gone by.
     void age() const {
+        ahead += 7200;
         for (const auto& entry : fs::directory_iterator(folder_.path())) {
             fs::last_write_time(entry.path(), fs::file_time_type::clock::now() - std::chrono::hours(2));
         }
@@ -309,9 +327,10 @@ TEST_F(LocalStorageTest, HasTheKernelCopyWhatItCan) {
 
 TEST_F(LocalStorageTest, SweepsOnlyStaleTemporariesOfItsOwn) {
     const std::tuple<std::string, int, bool> cases[] = {
-        {".pxflowbook-save-0123456789abcdef~", 61, true},  {".pxflowbook-save-0123456789abcdef~", 59, false},
-        {".pxflowbook-save-0123456789abcdef-", 61, false}, {".pxflowbook-save-0123456789abcdeg~", 61, false},
-        {".pxflowbook-kept-0123456789abcdef~", 61, false}, {".pxflowbook-save-0123456789abcdef0~", 61, false},
+        {".~pxflowbook-save-0123456789abcdef.tmp", 61, true},   {".~pxflowbook-save-0123456789abcdef.tmp", 59, false},
+        {".~pxflowbook-save-0123456789abcdef-.tmp", 61, false}, {".~pxflowbook-save-0123456789abcdeg.tmp", 61, false},
+        {".~pxflowbook-kept-0123456789abcdef.tmp", 61, false},  {".~pxflowbook-save-0123456789abcdef0.tmp", 61, false},
+        {".~pxflowbook-save-0123456789abcdef.tm", 61, false},   {".~pxflowbook-save-.tmp", 61, false},
     };
     folder_.put("file", "old");
     failing = {"unlinkat", EIO, 0};
@@ -327,6 +346,9 @@ TEST_F(LocalStorageTest, SweepsOnlyStaleTemporariesOfItsOwn) {
     for (const auto& [temporary, minutes, swept] : cases) {
         put("file", 0644);
         put(temporary, 0644);
+        save("file");
+        EXPECT_TRUE(fs::exists(folder_.path(temporary))) << "a folder is listed again within an hour";
+        ahead += 7200;
         fs::last_write_time(folder_.path(temporary), fs::file_time_type::clock::now() - std::chrono::minutes(minutes));
         save("file");
         EXPECT_NE(fs::remove(folder_.path(temporary)), swept) << temporary << " of " << minutes << " minutes";
@@ -345,7 +367,6 @@ TEST_F(LocalStorageTest, NoVersionOfOthersIsLostWhateverTheMoment) {
         ::usleep(10'000);  // file times have the resolution of the kernel's tick
         folder_.put("file", "OLD");
     };
-    const auto openToAll = [&] { fs::permissions(folder_.path("file"), fs::perms::all); };
     const auto failToExchange = [] { failing = {"renameat2", EIO, 0}; };
     const auto remove = [&] { fs::remove(folder_.path("file")); };
     const struct {
@@ -355,7 +376,6 @@ TEST_F(LocalStorageTest, NoVersionOfOthersIsLostWhateverTheMoment) {
         {{replaceBy("first")}, "first", ""},
         {{replaceBy("old")}, "old", ""},
         {{rewrite}, "OLD", ""},
-        {{openToAll}, "old", ""},
         {{remove}, "none", ""},
         {{replaceBy("first"), replaceBy("second")}, "second", "first"},
         {{replaceBy("first"), remove}, "none", "first"},
@@ -385,6 +405,90 @@ TEST_F(LocalStorageTest, NoVersionOfOthersIsLostWhateverTheMoment) {
     }
 }
 
+/// What is done to a file that leaves its content is no conflict, and what is its to keep is taken over.
+TEST_F(LocalStorageTest, OnlyChangesOfTheContentAreConflicts) {
+    const std::string file = folder_.path("file"), other = folder_.path("other");
+    const auto renameAndBack = [&] {
+        EXPECT_EQ(::rename(file.c_str(), other.c_str()) + ::rename(other.c_str(), file.c_str()), 0);
+    };
+    const auto rewriteInSecret = [&] {
+        const auto time = fs::last_write_time(file);
+        folder_.put("file", "OLD");
+        fs::last_write_time(file, time);
+    };
+    const struct {
+        std::function<void()> change;
+        bool isUnchanged;
+        mode_t mode;
+        Failure failure;
+    } cases[] = {
+        {[&] { fs::create_hard_link(file, other); }, true, 0640, std::nullopt},
+        {[&] { setAttribute(file, "user.colour", "red"); }, true, 0640, std::nullopt},
+        {[&] { fs::permissions(file, fs::perms(0640)); }, true, 0640, std::nullopt},
+        {[&] { fs::permissions(file, fs::perms(0604)); }, true, 0604, std::nullopt},
+        {renameAndBack, true, 0640, std::nullopt},
+        {rewriteInSecret, false, 0640, StorageErrorKind::Conflict},
+    };
+    for (const bool isLate : {false, true}) {
+        for (const auto& test : cases) {
+            put("file", 0640);
+            const auto old = storage_.openForReading(folder_.name("file"));
+            ::usleep(10'000);
+            const auto replacement = storage_.beginReplacement(folder_.name("file"), old.get());
+            replacement->write("new", 3);
+            replacement->askWhenTouched([&] { return test.isUnchanged; });
+            if (isLate && test.isUnchanged) {
+                beforeExchange = {test.change};
+            } else {
+                test.change();
+            }
+            Failure failure;
+            try {
+                replacement->commit();
+            } catch (const StorageError& error) {
+                failure = error.kind();
+            }
+            EXPECT_EQ(failure, test.failure);
+            EXPECT_EQ(folder_.get("file"), test.failure ? "OLD" : "new");
+            EXPECT_EQ(modeOf(file), test.mode);
+            fs::remove(other);
+            beforeExchange.clear();
+        }
+    }
+}
+
+/// Over NFS only a descriptor that may write can be locked; other file systems have no flock(2).
+TEST_F(LocalStorageTest, LocksByOtherMeansWhereFlockFails) {
+    put("file", 0644);
+    for (const int error : {EBADF, ENOSYS, ENOLCK}) {
+        failing = {"flock", error, 0};
+        const LocalFile first(folder_.path("file")), second(folder_.path("file"));
+        std::optional<FileLock> lock(std::in_place, first.descriptor(), FileLock::Wait::No);
+        EXPECT_TRUE(FileLock(second.descriptor(), FileLock::Wait::No).isTakenByAnother()) << error;
+        lock.reset();
+        EXPECT_FALSE(FileLock(second.descriptor(), FileLock::Wait::No).isTakenByAnother()) << error;
+    }
+}
+
+/// Between the exchange and a kill before what was displaced is removed.
+TEST_F(LocalStorageTest, WhatOthersWriteToADisplacedVersionIsKept) {
+    put("file", 0644);
+    failing = {"unlinkat", EIO, 0};
+    save("file");
+    failing = {};
+    for (const auto& entry : fs::directory_iterator(folder_.path())) {
+        if (entry.path().filename() != "file") {
+            folder_.put(entry.path().filename(), "THE");  // as long as what was there
+        }
+    }
+    age();
+    save("file");
+    EXPECT_TRUE(folder_.holdsTemporary());
+    for (const auto& entry : fs::directory_iterator(folder_.path())) {
+        fs::remove(entry.path());
+    }
+}
+
 TEST_F(LocalStorageTest, FailingCallsLeaveTheOldFileOrTheNew) {
     using Kind = StorageErrorKind;
     const struct {
@@ -401,6 +505,13 @@ TEST_F(LocalStorageTest, FailingCallsLeaveTheOldFileOrTheNew) {
         {"renameat", EROFS, 0, false, Kind::AccessDenied},
         {"renameat2", EIO, 0, false, Kind::Other},
         {"renameat2", EINVAL, 0, false, std::nullopt},
+        {"renameat2", EOPNOTSUPP, 0, false, std::nullopt},
+        {"renameat2", ENOTTY, 0, false, std::nullopt},
+        {"renameat2", EBUSY, 0, false, Kind::Other},
+        {"flistxattr", EIO, 0, false, std::nullopt},
+        {"flistxattr fgetxattr", ENOTSUP, 0, false, std::nullopt},
+        {"fsetxattr", ENOSPC, 0, false, std::nullopt},
+        {"flock", EBADF, 0, false, std::nullopt},
         {"renameat2", ENOSYS, 0, false, std::nullopt},
         {"renameat2", ENOENT, 0, false, Kind::Conflict},
         {"flock", ENOLCK, 0, false, std::nullopt},
@@ -409,7 +520,8 @@ TEST_F(LocalStorageTest, FailingCallsLeaveTheOldFileOrTheNew) {
         {"renameat2", EINVAL, 0, true, std::nullopt},
         {"renameat2", ENOSYS, 0, true, std::nullopt},
         {"fsync", EIO, 1, true, Kind::NotDurable},
-        {"renameat2 linkat", EINVAL, 0, true, Kind::Other},
+        {"renameat2 linkat", EINVAL, 0, true, std::nullopt},
+        {"renameat2 linkat", EEXIST, 0, true, Kind::Conflict},
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(testing::Message() << test.call << " " << test.error << " " << test.create);

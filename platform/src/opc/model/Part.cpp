@@ -51,8 +51,9 @@ private:
 /// The new content of a part, in its place from the start.
 class ContentReplacement {
 public:
-    ContentReplacement(std::shared_ptr<detail::PackageStore> store, std::shared_ptr<detail::PartState> part)
-        : store_(std::move(store)), part_(std::move(part)) {
+    /// @param part  what a handle has; a part that was made anew since then is meant in its place.
+    ContentReplacement(std::shared_ptr<detail::PackageStore> store, const detail::PartState& part)
+        : store_(std::move(store)), part_(store_->partsToChange().shared(part.name.folded())) {
         former_ = store_->partsToChange().replaceContent(*part_, content_);
     }
     ContentReplacement(const ContentReplacement&) = delete;
@@ -77,8 +78,7 @@ private:
 /// Harmless, if useless, when the part is gone.
 class ContentOutputStream : private ContentReplacement, public ByteArrayOutAdaptor {
 public:
-    ContentOutputStream(const std::shared_ptr<detail::PackageStore>& store,
-                        const std::shared_ptr<detail::PartState>& part)
+    ContentOutputStream(const std::shared_ptr<detail::PackageStore>& store, const detail::PartState& part)
         : ContentReplacement(store, part), ByteArrayOutAdaptor(content()) {}
 };
 
@@ -101,7 +101,7 @@ std::unique_ptr<InputStream> Part::getInputStream() const {
 }
 
 std::unique_ptr<OutputStream> Part::getOutputStream() {
-    return std::make_unique<ContentOutputStream>(sharedStore(), sharedPartState());
+    return std::make_unique<ContentOutputStream>(sharedStore(), *partState());
 }
 
 }  // namespace opc::model

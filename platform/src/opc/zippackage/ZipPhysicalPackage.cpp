@@ -37,6 +37,14 @@ public:
     const ZipIndex& index() const noexcept { return index_; }
     const ZipEntryReader& reader() const noexcept { return reader_; }
 
+    /// Whether the end of the file, with all its index, is what was read when it was opened.
+    bool hasIndexStill(const std::string& fileName) const {
+        ZipInput now(*file_, fileName);
+        now.hold(input_.heldFrom());
+        const std::uint64_t count = input_.size() - input_.heldFrom();
+        return now.held(input_.heldFrom(), count) == input_.held(input_.heldFrom(), count);
+    }
+
 private:
     std::unique_ptr<ReadableFile> file_;
     ZipInput input_;
@@ -113,7 +121,11 @@ private:
     const OpenContainer& container(std::string_view doing) const;
     const ZipEntry& entryAt(std::size_t position, std::string_view doing) const;
     void checkPlan(const std::vector<PlannedEntry>& plan, const std::string& doing) const;
-    void write(const std::vector<PlannedEntry>& plan, Replacement& out, const std::string& doing);
+    enum class Layout { AsItIs, AllDeflated };
+    std::unique_ptr<Replacement> begin();
+    void write(const std::vector<PlannedEntry>& plan, Layout layout, Replacement& out, const std::string& doing);
+    void requireReadable(Replacement& out) const;
+    bool isUnchanged(Replacement& out) const;
     [[noreturn]] void misused(std::string_view doing, const std::string& found) const;
 
     std::u16string fileName_;
@@ -123,6 +135,7 @@ private:
     std::optional<OpenMode> mode_;
     std::unique_ptr<const OpenContainer> container_;
     std::vector<PhysicalEntry> entries_;
+    std::vector<CarriedRange> carried_;  ///< by the latest commit
 };
 
 void ZipPhysicalPackage::Impl::open(OpenMode mode) {
@@ -150,9 +163,43 @@ void ZipPhysicalPackage::Impl::commit(const std::vector<PlannedEntry>& plan) {
     }
     const std::string doing = text("Writing package '", displayName_, "': ");
     checkPlan(plan, doing);
-    const auto replacement = ops_.beginReplacement(fileName_, container_ ? &container_->input().file() : nullptr);
-    write(plan, *replacement, doing);
+    std::unique_ptr<Replacement> replacement = begin();
+    write(plan, Layout::AsItIs, *replacement, doing);
+    try {
+        requireReadable(*replacement);
+    } catch (const Exception& failure) {
+        if (failure.kind() != ErrorKind::Damaged) {
+            throw;
+        }
+        // Stored content may look like the end of a container. Deflated, it does not.
+        replacement.reset();
+        replacement = begin();
+        write(plan, Layout::AllDeflated, *replacement, doing);
+        requireReadable(*replacement);
+    }
+    replacement->askWhenTouched([&, &out = *replacement] { return isUnchanged(out); });
     translatingStorageErrors(doing, [&] { replacement->commit(); });
+}
+
+std::unique_ptr<Replacement> ZipPhysicalPackage::Impl::begin() {
+    return ops_.beginReplacement(fileName_, container_ ? &container_->input().file() : nullptr);
+}
+
+/// Reads the index of what was written, as whoever opens it will.
+void ZipPhysicalPackage::Impl::requireReadable(Replacement& out) const {
+    if (const ReadableFile* const written = translatingStorageErrors("", [&] { return out.written(); })) {
+        ZipInput input(*written, displayName_);
+        ZipIndexReader(input, limits_).read();
+    }
+}
+
+/// Whether the file that was opened holds its index still, and what was carried over from it.
+bool ZipPhysicalPackage::Impl::isUnchanged(Replacement& out) const {
+    const ReadableFile* const written = container_ ? out.written() : nullptr;
+    return written == nullptr || (container_->hasIndexStill(displayName_) &&
+                                  std::all_of(carried_.begin(), carried_.end(), [&](const CarriedRange& range) {
+                                      return range.isSame(container_->input().file(), *written);
+                                  }));
 }
 
 /// Whatever is written can be opened again, so the reader's rules hold here.
@@ -180,29 +227,36 @@ void ZipPhysicalPackage::Impl::checkPlan(const std::vector<PlannedEntry>& plan, 
     }
 }
 
-void ZipPhysicalPackage::Impl::write(const std::vector<PlannedEntry>& plan, Replacement& out,
+void ZipPhysicalPackage::Impl::write(const std::vector<PlannedEntry>& plan, Layout layout, Replacement& out,
                                      const std::string& doing) {
     DeflateCodec codec;
     ZipWriter writer(doing, out, codec, limits_);
+    const bool isDeflating = layout == Layout::AllDeflated;
     const auto carry = [&](const ZipEntry& entry) {
         ZipInput::Buffer buffer;
+        if (isDeflating && entry.method == kStored && entry.size != 0) {
+            writer.addContent(entry.name, container_->reader().read(entry), CompressionType::Normal);
+            return;
+        }
         writer.addCarried(container_->input(), entry, container_->reader().locate(entry, buffer));
     };
     const StoredEntries stored(container_.get());
     for (const PlannedEntry& entry : plan) {
         if (entry.content != nullptr) {
-            const bool staysStored = stored.hasByChoice(entry.name, codec);
-            writer.addContent(entry.name, *entry.content, staysStored ? CompressionType::None : entry.compression);
+            const bool staysStored = !isDeflating && stored.hasByChoice(entry.name, codec);
+            const CompressionType usual = isDeflating ? CompressionType::Normal : entry.compression;
+            writer.addContent(entry.name, *entry.content, staysStored ? CompressionType::None : usual);
         } else {
             carry(container_->index().entries[entry.carried]);
         }
     }
     if (!container_) {
         writer.finish({});
-        return;
+    } else {
+        std::for_each(container_->index().folders.begin(), container_->index().folders.end(), carry);
+        writer.finish(container_->index().comment);
     }
-    std::for_each(container_->index().folders.begin(), container_->index().folders.end(), carry);
-    writer.finish(container_->index().comment);
+    carried_ = writer.takeCarried();
 }
 
 void ZipPhysicalPackage::Impl::close() noexcept {

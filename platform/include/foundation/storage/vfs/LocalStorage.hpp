@@ -8,18 +8,21 @@ namespace foundation::storage::vfs {
 /// They must be well-formed UTF-16, but that each unit of U+DC80 to U+DCFF standing alone is the byte
 /// 80 to FF of a path that is not UTF-8.
 ///
-/// A replacement is written to a temporary file beside its target, private to the user, and takes the
-/// target's place by renameat2(2) when it and its folder entry can be made durable: atomic, durable,
-/// and a conflict when the target was changed meanwhile (told by device, inode, size, modification
-/// and change time) or has appeared. From the last look at it to the end it is locked by flock(2), so
-/// that of two replacements one is a conflict. Where the file system can exchange two names, one by a
-/// program that knows of no lock is found out too, and its version gets its name back. A lock that is
-/// held for more than five seconds is not waited for any longer. The target's owner (where permitted), mode, ACL and
-/// user attributes are kept; access never gets wider on the way. A symbolic link as the last component is followed, so
-/// links stay links; one that leads nowhere is refused. A hard-linked file is replaced under the given name only; its
-/// other names keep the old content. A file that the process may not write is refused, though its folder would permit
-/// the replacement. Temporaries that a killed process left are removed by a later replacement in the same folder, an
-/// hour after their last change at the earliest, and never while they are in use.
+/// A replacement is written to a temporary file beside its target, private to the user, and takes the target's place by
+/// renameat2(2) when it and its folder entry can be made durable: atomic, durable, and a conflict when the target's
+/// content was changed meanwhile or a file has appeared. Whether it was changed, size and modification time tell; if
+/// the time of change alone is another, Replacement::askWhenTouched decides. From the last look at it to the end it is
+/// locked by flock(2), or by fcntl(2) where a file system has no flock, so that of two replacements one is a conflict.
+/// Where the file system can exchange two names, one by a program that knows of no lock is found out too, and its
+/// version gets its name back. A lock that is held for more than five seconds is not waited for any longer.
+///
+/// The target's owner (where permitted), mode, ACL, user attributes, SELinux label and flags are kept, as they are when
+/// it is replaced; access never gets wider on the way. What of these a file system cannot tell or keep stops no save. A
+/// symbolic link as the last component is followed, so links stay links; one that leads nowhere is refused. A
+/// hard-linked file is replaced under the given name only; its other names keep the old content. A file that the process
+/// may not write is refused, though its folder would permit the replacement. Temporaries that a killed process left are
+/// removed by a later replacement in the same folder, an hour after their last change at the earliest, and never while
+/// they are in use; each process looks for them at its first replacement in a folder, and then once an hour at most.
 class PXPLATFORM_EXPORT LocalStorage : public StorageSystem {
 public:
     bool exists(const std::u16string& name) const override;

@@ -2,6 +2,8 @@
 
 #include "foundation/storage/vfs/ReadableFile.hpp"
 
+#include <functional>
+
 namespace foundation::storage::vfs {
 
 /// The new content of a file, under way. Nobody sees it under the file's name before commit(); after
@@ -21,6 +23,16 @@ public:
     /// Appends `count` bytes of `source` from `offset` on; a storage may do so without moving them
     /// through memory. @throws StorageError as write() and ReadableFile::read().
     virtual void append(const ReadableFile& source, std::uint64_t offset, std::uint64_t count);
+
+    /// What was written so far, to be read until the next call of another function; null when the storage cannot tell.
+    /// @throws StorageError as write().
+    virtual const ReadableFile* written() { return nullptr; }
+
+    /// Sets what commit() asks when the file that is to be replaced has its size and its time of modification still,
+    /// but something was done to it since it was opened: a link made, an attribute set, perhaps more was written and
+    /// the time set back. Without it, size and time alone decide.
+    /// @param isUnchanged  whether the file's content is what was opened; what it throws leaves commit().
+    virtual void askWhenTouched(std::function<bool()> isUnchanged) { static_cast<void>(isUnchanged); }
 
     /// Gives the file its new content: atomically, and as durably as the storage can. At
     /// most once; nothing may be appended afterwards.

@@ -10,8 +10,7 @@ ExchangeResult Exchange::run() const noexcept {
     if (!swap()) {
         return ExchangeResult::Failed;
     }
-    const auto isExpected = [this](const struct stat& found) { return expected_.hasContentOf(FileIdentity(found)); };
-    const Displaced displaced = lookAtDisplaced(isExpected);
+    const Displaced displaced = lookForExpected();
     return displaced == Displaced::Wanted ? ExchangeResult::Done : revert(displaced);
 }
 
@@ -19,13 +18,24 @@ bool Exchange::swap() const noexcept {
     return ::renameat2(directory_, temporary_.c_str(), directory_, target_.c_str(), RENAME_EXCHANGE) == 0;
 }
 
-template <class IsWanted>
-Exchange::Displaced Exchange::lookAtDisplaced(IsWanted isWanted) const noexcept {
+/// @param wanted  a file that is open, so that both are asked now: some file systems give inodes other numbers in time.
+Exchange::Displaced Exchange::lookAtDisplaced(int wanted) const noexcept {
     struct stat found {};
-    if (::fstatat(directory_, temporary_.c_str(), &found, AT_SYMLINK_NOFOLLOW) == -1) {
+    struct stat open {};
+    if (::fstatat(directory_, temporary_.c_str(), &found, AT_SYMLINK_NOFOLLOW) == -1 || ::fstat(wanted, &open) == -1) {
         return Displaced::Unknown;
     }
-    return isWanted(found) ? Displaced::Wanted : Displaced::Other;
+    return FileIdentity(found).isSameFileAs(FileIdentity(open)) ? Displaced::Wanted : Displaced::Other;
+}
+
+/// The same file that was opened, and nothing written to it since.
+Exchange::Displaced Exchange::lookForExpected() const noexcept {
+    const Displaced displaced = lookAtDisplaced(expected_.descriptor());
+    struct stat now {};
+    if (displaced == Displaced::Wanted && ::fstat(expected_.descriptor(), &now) == 0) {
+        return expected_.identity().hasContentOf(FileIdentity(now)) ? Displaced::Wanted : Displaced::Other;
+    }
+    return displaced == Displaced::Wanted ? Displaced::Unknown : displaced;
 }
 
 /// Gives what was displaced its name back. When the temporary does not come out in return, another program has replaced
@@ -35,7 +45,7 @@ ExchangeResult Exchange::revert(Displaced displaced) const noexcept {
     if (!swap()) {
         return displaced == Displaced::Unknown ? ExchangeResult::Unverified : ExchangeResult::Entangled;
     }
-    switch (lookAtDisplaced([this](const struct stat& found) { return found.st_ino == fresh_; })) {
+    switch (lookAtDisplaced(fresh_)) {
     case Displaced::Wanted:
         errno = reason;
         return displaced == Displaced::Unknown ? ExchangeResult::Failed : ExchangeResult::Reverted;

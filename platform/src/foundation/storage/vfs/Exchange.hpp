@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/storage/vfs/FileIdentity.hpp"
+#include "foundation/storage/vfs/LocalFile.hpp"
 
 #include <string>
 
@@ -20,10 +20,10 @@ enum class ExchangeResult {
 class Exchange {
 public:
     /// @param directory  the folder of both; `temporary` and `target` are names in it and outlive this object.
-    /// @param fresh      the temporary's inode.
-    /// @param expected   the file to be replaced, as it was when it was opened.
-    Exchange(int directory, const std::string& temporary, const std::string& target, ino_t fresh,
-             const FileIdentity& expected)
+    /// @param fresh      the temporary, open.
+    /// @param expected   the file to be replaced.
+    Exchange(int directory, const std::string& temporary, const std::string& target, int fresh,
+             const LocalFile& expected)
         : directory_(directory), temporary_(temporary), target_(target), fresh_(fresh), expected_(expected) {}
 
     ExchangeResult run() const noexcept;
@@ -32,15 +32,15 @@ private:
     enum class Displaced { Wanted, Other, Unknown };
 
     bool swap() const noexcept;
-    template <class IsWanted>
-    Displaced lookAtDisplaced(IsWanted isWanted) const noexcept;
+    Displaced lookAtDisplaced(int wanted) const noexcept;
+    Displaced lookForExpected() const noexcept;
     ExchangeResult revert(Displaced displaced) const noexcept;
 
     int directory_;
     const std::string& temporary_;
     const std::string& target_;
-    ino_t fresh_;
-    const FileIdentity& expected_;
+    int fresh_;
+    const LocalFile& expected_;
 };
 
 }  // namespace foundation::storage::vfs

@@ -1,9 +1,12 @@
 #include "foundation/storage/vfs/FileAttributes.hpp"
 
 #include "foundation/storage/vfs/Descriptor.hpp"
+#include "foundation/storage/vfs/StorageError.hpp"
 
 #include <cstring>
+#include <linux/fs.h>
 #include <string_view>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -15,6 +18,7 @@ namespace {
 /// The kernel's form of the ACL; copied as it is, as both files are in one file system.
 const char* const kAcl = "system.posix_acl_access";
 constexpr std::string_view kUserPrefix = "user.";
+constexpr std::string_view kLabel = "security.selinux";
 constexpr mode_t kPermissions = 07777;
 
 /// Reads what has to be asked for its size first and may grow between the two calls.
@@ -38,38 +42,45 @@ bool readSized(Read read, std::vector<char>& value) {
     }
 }
 
-/// Whether errno tells of a file without that attribute, or of a file system without attributes.
-bool attributeIsMissing() { return errno == ENODATA || errno == ENOTSUP; }
-
-bool readAttribute(int descriptor, const char* name, std::vector<char>& value, const std::string& path) {
-    const bool read =
-        readSized([&](char* to, std::size_t size) { return ::fgetxattr(descriptor, name, to, size); }, value);
-    if (!read && !attributeIsMissing()) {
-        throwErrno("read the attributes of", path);
-    }
-    return read;
+bool readAttribute(int descriptor, const char* name, std::vector<char>& value) {
+    return readSized([&](char* to, std::size_t size) { return ::fgetxattr(descriptor, name, to, size); }, value);
 }
 
-void copyUserAttribute(int from, int to, const char* name, const std::string& path) {
+/// A file system that cannot list an attribute, or has no room for it, stops no save.
+void copyAttribute(int from, int to, const char* name) {
     std::vector<char> value;
-    if (readAttribute(from, name, value, path) && ::fsetxattr(to, name, value.data(), value.size(), 0) == -1) {
-        throwErrno("copy the attributes of", path);
+    if (readAttribute(from, name, value)) {
+        ::fsetxattr(to, name, value.data(), value.size(), 0);
     }
 }
 
-void copyUserAttributes(int from, int to, const std::string& path) {
+/// Those of users, and the label of SELinux, where the process may set it. Capabilities are for programs. @returns
+/// whether there is an ACL, as far as can be known.
+bool copyListedAttributes(int from, int to) {
     std::vector<char> names;
     if (!readSized([&](char* list, std::size_t size) { return ::flistxattr(from, list, size); }, names)) {
-        if (!attributeIsMissing()) {
-            throwErrno("list the attributes of", path);
-        }
-        return;
+        return false;
     }
+    bool hasAcl = false;
     names.push_back('\0');
     for (const char* name = names.data(); *name != '\0'; name += std::strlen(name) + 1) {
-        if (std::string_view(name).substr(0, kUserPrefix.size()) == kUserPrefix) {
-            copyUserAttribute(from, to, name, path);
+        if (std::string_view(name).substr(0, kUserPrefix.size()) == kUserPrefix || std::string_view(name) == kLabel) {
+            copyAttribute(from, to, name);
         }
+        hasAcl = hasAcl || std::string_view(name) == kAcl;
+    }
+    return hasAcl;
+}
+
+/// The flags of chattr(1) that say how a file is to be kept, where the file system has such.
+void copyFlags(int from, int to) {
+    constexpr int kKept = FS_SYNC_FL | FS_NODUMP_FL | FS_NOATIME_FL | FS_COMPR_FL | FS_NOCOMP_FL;
+    int wanted = 0;
+    int present = 0;
+    if (::ioctl(from, FS_IOC_GETFLAGS, &wanted) == 0 && (wanted & kKept) != 0 &&
+        ::ioctl(to, FS_IOC_GETFLAGS, &present) == 0) {
+        present = (present & ~kKept) | (wanted & kKept);
+        ::ioctl(to, FS_IOC_SETFLAGS, &present);
     }
 }
 
@@ -104,17 +115,18 @@ mode_t restrictMode(mode_t mode, Ownership ownership) {
 
 /// Takes away the ACL that a new file inherits from its folder.
 void removeAcl(int descriptor, const std::string& path) {
-    if (::fremovexattr(descriptor, kAcl) == -1 && !attributeIsMissing()) {
-        throwErrno("remove the inherited ACL of the temporary for", path);
+    if (::fremovexattr(descriptor, kAcl) == -1 && ::fgetxattr(descriptor, kAcl, nullptr, 0) != -1) {
+        throw StorageError(StorageErrorKind::Other,
+                           "cannot remove the inherited ACL of the temporary for \"" + path + '"');
     }
 }
 
 /// Returns whether access by others than the owner is now as `from` has it, but for the mode bits.
-bool copyAcl(int from, int to, Ownership ownership, const std::string& path) {
+bool copyAcl(bool isListed, int from, int to, Ownership ownership, const std::string& path) {
     std::vector<char> acl;
-    if (!readAttribute(from, kAcl, acl, path)) {
+    if (!readAttribute(from, kAcl, acl)) {
         removeAcl(to, path);
-        return true;
+        return !isListed;
     }
     // An ACL may also deny, so that without it, or with its entry for the group meaning another one, only closing the
     // file to all others is safe.
@@ -137,15 +149,16 @@ struct stat statusOf(int descriptor, const std::string& path) {
 
 void copyAttributes(int from, int to, const std::string& path) {
     const struct stat wanted = statusOf(from, path);
-    copyUserAttributes(from, to, path);  // while the file is still ours, as it need not be afterwards
+    const bool hasAcl = copyListedAttributes(from, to);  // while the file is still ours, as it need not be afterwards
     // The owner before the rights: the other way round the rights would for a moment be those of somebody else. The
     // ACL before the mode: the mode's group bits are the mask of an ACL, and without one the rights of the group.
     const Ownership ownership = copyOwnership(wanted, statusOf(to, path), to);
     mode_t mode = restrictMode(wanted.st_mode & kPermissions, ownership);
-    if (!copyAcl(from, to, ownership, path)) {
+    if (!copyAcl(hasAcl, from, to, ownership, path)) {
         mode &= ~static_cast<mode_t>(S_IRWXG | S_IRWXO);
     }
     setMode(to, mode, path);
+    copyFlags(from, to);
 }
 
 void setMode(int descriptor, mode_t mode, const std::string& path) {

@@ -12,20 +12,24 @@ public:
 
     std::uint64_t size() const noexcept { return static_cast<std::uint64_t>(status_.st_size); }
 
-    ino_t inode() const noexcept { return status_.st_ino; }
-
-    /// Whether it is the same file with the same content and rights. Renaming it may have changed its change time.
-    bool hasContentOf(const FileIdentity& other) const noexcept {
-        return status_.st_dev == other.status_.st_dev && status_.st_ino == other.status_.st_ino &&
-               status_.st_size == other.status_.st_size && same(status_.st_mtim, other.status_.st_mtim) &&
-               status_.st_mode == other.status_.st_mode && status_.st_uid == other.status_.st_uid &&
-               status_.st_gid == other.status_.st_gid;
+    bool isSameFileAs(const FileIdentity& other) const noexcept {
+        return status_.st_dev == other.status_.st_dev && status_.st_ino == other.status_.st_ino;
     }
 
-    bool operator==(const FileIdentity& other) const noexcept {
+    /// Whether size and modification time are the same, as they are unless something was written.
+    bool hasContentOf(const FileIdentity& other) const noexcept {
+        return status_.st_size == other.status_.st_size && same(status_.st_mtim, other.status_.st_mtim);
+    }
+
+    /// Whether nothing at all was done to the file, not even to its name, owner, mode or attributes.
+    bool isUntouchedSince(const FileIdentity& other) const noexcept {
         return hasContentOf(other) && same(status_.st_ctim, other.status_.st_ctim);
     }
-    bool operator!=(const FileIdentity& other) const noexcept { return !(*this == other); }
+
+    bool hasOwnerAndModeOf(const FileIdentity& other) const noexcept {
+        return status_.st_mode == other.status_.st_mode && status_.st_uid == other.status_.st_uid &&
+               status_.st_gid == other.status_.st_gid;
+    }
 
 private:
     static bool same(const timespec& a, const timespec& b) noexcept {

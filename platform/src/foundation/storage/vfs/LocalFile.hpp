@@ -8,6 +8,9 @@
 
 namespace foundation::storage::vfs {
 
+/// Reads exactly `count` bytes of an open file. @param path  names it in errors. @throws StorageError
+void readExactly(int descriptor, const std::string& path, std::uint64_t offset, void* to, std::size_t count);
+
 /// A regular file of the machine. It is read by pread(2), not mapped: a mapping of a file that another program
 /// truncates kills the whole process.
 class LocalFile final : public ReadableFile {
@@ -22,6 +25,9 @@ public:
 
     /// As it was when the file was opened.
     const FileIdentity& identity() const noexcept { return identity_; }
+
+    /// As it is now; a file system may have given it another inode. @throws StorageError
+    FileIdentity identityNow() const;
 
 private:
     std::string path_;

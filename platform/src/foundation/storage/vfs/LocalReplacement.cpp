@@ -34,6 +34,26 @@ const char* const kAppeared = "it has appeared where no file was";
     throwConflict(path, "it has been removed since it was opened");
 }
 
+/// Whether a file system, or an old kernel, answers so to a rename that it cannot do.
+bool isUnsupported(int error) { return error == EINVAL || error == ENOSYS || error == EOPNOTSUPP || error == ENOTTY; }
+
+/// A file that is open elsewhere.
+class OpenFile final : public ReadableFile {
+public:
+    OpenFile(int descriptor, const std::string& path)
+        : descriptor_(descriptor), path_(path), size_(FileIdentity(statusOf(descriptor, path)).size()) {}
+
+    std::uint64_t size() const override { return size_; }
+    void read(std::uint64_t offset, void* to, std::size_t count) const override {
+        readExactly(descriptor_, path_, offset, to, count);
+    }
+
+private:
+    int descriptor_;
+    const std::string& path_;
+    std::uint64_t size_;
+};
+
 /// @param path  of what was there when it was opened.
 std::string withoutLinks(const std::string& path) {
     auto resolved = fl::filesystem::realPath(path);
@@ -93,7 +113,17 @@ void LocalReplacement::checkReplaced(bool found, const struct stat& present) con
     if (!found) {
         throwRemoved(target_.path);
     }
-    if (replaced_->identity() != FileIdentity(present)) {
+    const FileIdentity now = replaced_->identityNow();
+    if (!now.isSameFileAs(FileIdentity(present)) || !now.hasContentOf(replaced_->identity())) {
+        throwConflict(target_.path, kChanged);
+    }
+}
+
+/// Much changes the time of change and not the content: a link, an attribute, a mode set to what it was, a rename there
+/// and back. But who sets the time of modification back can hide a change of the content from all but this time.
+void LocalReplacement::checkUntouched() const {
+    const bool isTouched = !replaced_->identityNow().isUntouchedSince(replaced_->identity());
+    if (isTouched && isUnchanged_ && !isUnchanged_()) {
         throwConflict(target_.path, kChanged);
     }
 }
@@ -123,7 +153,7 @@ void LocalReplacement::createTemporary() {
     std::string name = newTemporaryName();
     const mode_t mode = replaced_ != nullptr ? kPrivateMode : kNewFileMode;
     temporary_ = Descriptor(retryInterrupted([&] {
-        return ::openat(target_.directory.get(), name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+        return ::openat(target_.directory.get(), name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
                         mode);
     }));
     if (!temporary_) {
@@ -216,6 +246,15 @@ std::uint64_t LocalReplacement::copyInKernel(const LocalFile& source, std::uint6
     return copied;
 }
 
+const ReadableFile* LocalReplacement::written() {
+    discardOnFailure([this] {
+        requireTemporary();
+        flush();
+        written_ = std::make_unique<OpenFile>(temporary_.get(), target_.path);
+    });
+    return written_.get();
+}
+
 void LocalReplacement::commit() {
     discardOnFailure([this] {
         requireTemporary();
@@ -230,10 +269,15 @@ void LocalReplacement::commit() {
 
 void LocalReplacement::setFinalAttributes() {
     if (replaced_ != nullptr) {
-        copyAttributes(replaced_->descriptor(), temporary_.get(), target_.path);
+        takeOverAttributes();
     } else {
         setMode(temporary_.get(), newFileMode_, target_.path);
     }
+}
+
+void LocalReplacement::takeOverAttributes() {
+    attributesOf_ = replaced_->identityNow();
+    copyAttributes(replaced_->descriptor(), temporary_.get(), target_.path);
 }
 
 /// A failed fsync is never tried again: the kernel reports lost pages once, and then takes them for clean.
@@ -275,15 +319,19 @@ int LocalReplacement::renameToAbsent() const {
     const char* const temporary = temporaryName_.c_str();
     const char* const target = target_.name.c_str();
     const int result = ::renameat2(directory, temporary, directory, target, RENAME_NOREPLACE);
-    if (result == 0 || (errno != EINVAL && errno != ENOSYS)) {
+    if (result == 0 || !isUnsupported(errno)) {
         return result;
     }
     // The file system cannot do that, but a link never replaces anything either.
-    if (::linkat(directory, temporary, directory, target, 0) == -1) {
+    if (::linkat(directory, temporary, directory, target, 0) == 0) {
+        ::unlinkat(directory, temporary, 0);
+        return 0;
+    }
+    if (errno == EEXIST) {
         return -1;
     }
-    ::unlinkat(directory, temporary, 0);
-    return 0;
+    checkTarget();  // in this file system nothing better can be had
+    return ::renameat(directory, temporary, directory, target);
 }
 
 /// All writers of this library that have opened the same version lock the same file, and the version that they make is
@@ -291,11 +339,16 @@ int LocalReplacement::renameToAbsent() const {
 void LocalReplacement::replace() {
     const FileLock lock(replaced_->descriptor(), FileLock::Wait::AFewSeconds);
     checkTarget();
-    const ino_t fresh = statusOf(temporary_.get(), target_.path).st_ino;
-    std::string name = exchangeName(temporaryName_, fresh, replaced_->identity().inode());
+    checkUntouched();
+    if (!replaced_->identityNow().isUntouchedSince(*attributesOf_)) {
+        takeOverAttributes();  // others have changed them since
+        syncTemporary();
+    }
+    std::string name =
+        exchangeName(temporaryName_, fingerprintOf(temporary_.get()), fingerprintOf(replaced_->descriptor()));
     rename(name);
     temporaryName_ = std::move(name);
-    exchangeOrRename(fresh);
+    exchangeOrRename();
 }
 
 void LocalReplacement::rename(const std::string& to) {
@@ -305,10 +358,11 @@ void LocalReplacement::rename(const std::string& to) {
     }
 }
 
-void LocalReplacement::exchangeOrRename(ino_t fresh) {
+void LocalReplacement::exchangeOrRename() {
     const int directory = target_.directory.get();
-    switch (Exchange(directory, temporaryName_, target_.name, fresh, replaced_->identity()).run()) {
+    switch (Exchange(directory, temporaryName_, target_.name, temporary_.get(), *replaced_).run()) {
     case ExchangeResult::Done:
+        takeOverLastAttributes();
         removeTemporary();
         return;
     case ExchangeResult::Unverified:
@@ -326,10 +380,29 @@ void LocalReplacement::exchangeOrRename(ino_t fresh) {
     if (errno == ENOENT) {
         throwRemoved(target_.path);
     }
-    if (errno != EINVAL && errno != ENOSYS) {
+    if (errno == EBUSY) {
+        throw StorageError(StorageErrorKind::Other,
+                           "cannot replace \"" + target_.path +
+                               "\": it is a mount point of its own, as a single file is that a container mounts; mount "
+                               "its folder instead, or save under another name");
+    }
+    if (!isUnsupported(errno)) {
         throwErrno("exchange the temporary with", target_.path);
     }
     rename(target_.name);  // in this file system nothing better can be had
+}
+
+/// An owner or a mode that others gave the file in the last moment. The file has its name already, so that failing to
+/// take these over too fails no save.
+void LocalReplacement::takeOverLastAttributes() noexcept {
+    try {
+        if (!replaced_->identityNow().hasOwnerAndModeOf(*attributesOf_)) {
+            takeOverAttributes();
+            syncTemporary();
+        }
+    } catch (...) {
+        ::fchmod(temporary_.get(), kPrivateMode);  // rather than that more may read it than were to
+    }
 }
 
 void LocalReplacement::syncDirectory() const {

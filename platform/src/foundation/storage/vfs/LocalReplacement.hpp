@@ -5,6 +5,8 @@
 #include "foundation/storage/vfs/LocalFile.hpp"
 #include "foundation/storage/vfs/Replacement.hpp"
 
+#include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <sys/types.h>
@@ -22,6 +24,8 @@ public:
 
     void write(const void* from, std::size_t count) override;
     void append(const ReadableFile& source, std::uint64_t offset, std::uint64_t count) override;
+    const ReadableFile* written() override;
+    void askWhenTouched(std::function<bool()> isUnchanged) override { isUnchanged_ = std::move(isUnchanged); }
     void commit() override;
     void discard() noexcept override;
 
@@ -39,6 +43,7 @@ private:
 
     void checkTarget() const;
     void checkReplaced(bool found, const struct stat& present) const;
+    void checkUntouched() const;
     void checkAbsent(bool found, const struct stat& present) const;
     void checkWritable() const;
     void createTemporary();
@@ -50,13 +55,15 @@ private:
     void flush();
     std::uint64_t copyInKernel(const LocalFile& source, std::uint64_t offset, std::uint64_t count);
     void setFinalAttributes();
+    void takeOverAttributes();
+    void takeOverLastAttributes() noexcept;
     void syncTemporary();
     void putInPlace();
     void create();
     int renameToAbsent() const;
     void replace();
     void rename(const std::string& to);
-    void exchangeOrRename(ino_t fresh);
+    void exchangeOrRename();
     void removeTemporary() noexcept;
     std::string giveUpTemporary() noexcept;
     void syncDirectory() const;
@@ -67,6 +74,9 @@ private:
     Descriptor temporary_;
     std::optional<FileLock> temporaryLock_;  ///< tells that it is in use
     mode_t newFileMode_ = 0;
+    std::unique_ptr<const ReadableFile> written_;
+    std::function<bool()> isUnchanged_;
+    std::optional<FileIdentity> attributesOf_;  ///< the replaced file when its attributes were taken over
     std::vector<unsigned char> buffer_;
 };
 

@@ -59,16 +59,22 @@ const LocalFile* asLocal(const ReadableFile* file, const std::string& path) {
 LocalFile::LocalFile(std::string path)
     : path_(std::move(path)), descriptor_(openRegularFile(path_)), identity_(statusOfRegularFile(descriptor_, path_)) {}
 
+FileIdentity LocalFile::identityNow() const { return FileIdentity(statusOf(descriptor_.get(), path_)); }
+
 void LocalFile::read(std::uint64_t offset, void* to, std::size_t count) const {
+    readExactly(descriptor_.get(), path_, offset, to, count);
+}
+
+void readExactly(int descriptor, const std::string& path, std::uint64_t offset, void* to, std::size_t count) {
     auto* at = static_cast<unsigned char*>(to);
     while (count != 0) {
         const ssize_t got =
-            retryInterrupted([&] { return ::pread(descriptor_.get(), at, count, static_cast<off_t>(offset)); });
+            retryInterrupted([&] { return ::pread(descriptor, at, count, static_cast<off_t>(offset)); });
         if (got == -1) {
-            throwErrno("read", path_);
+            throwErrno("read", path);
         }
         if (got == 0) {
-            throw StorageError(StorageErrorKind::Other, "cannot read \"" + path_ + "\" at " + std::to_string(offset) +
+            throw StorageError(StorageErrorKind::Other, "cannot read \"" + path + "\" at " + std::to_string(offset) +
                                                             ": the file ends before that");
         }
         at += got;

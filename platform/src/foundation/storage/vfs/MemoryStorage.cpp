@@ -56,6 +56,12 @@ public:
         content_->insert(content_->end(), bytes, bytes + count);
     }
 
+    const ReadableFile* written() override {
+        requirePending();
+        written_ = std::make_unique<MemoryFile>(content_);
+        return written_.get();
+    }
+
     void commit() override {
         requirePending();
         try {
@@ -82,6 +88,7 @@ private:
     Content replaced_;
     /// Null after commit and discard.
     std::shared_ptr<MemoryStorage::Bytes> content_ = std::make_shared<MemoryStorage::Bytes>();
+    std::unique_ptr<MemoryFile> written_;
 };
 
 MemoryStorage::MemoryStorage() = default;
