@@ -1,0 +1,188 @@
+// Saves of several processes in one folder, some of which are killed, beside a program that knows of no lock and
+// replaces the file: races FOLDER WRITERS SECONDS EXCHANGES. Each save adds a line to the code. What was told to be
+// saved has to be in the last version, or in one that lies beside it. EXCHANGES: whether the file system can exchange
+// names; else there is no other program, as its changes could be lost.
+#include "fl/i18n/Conversion.hpp"
+#include "flowbook/FlowbookFileReader.hpp"
+#include "flowbook/FlowbookFileWriter.hpp"
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <random>
+#include <set>
+#include <sstream>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+using Lines = std::set<std::string>;
+
+std::u16string wide(const std::string& text) { return fl::i18n::to_ustring(text); }
+
+Lines linesOf(const std::string& text) {
+    std::istringstream stream(text);
+    Lines lines;
+    for (std::string line; std::getline(stream, line);) {
+        lines.insert(line);
+    }
+    return lines;
+}
+
+Lines read(const fs::path& file) {
+    return linesOf(fl::i18n::to_string(flowbook::FlowbookFileReader(wide(file)).getTARMICCode()));
+}
+
+void setLines(flowbook::FlowbookFileWriter& writer, const Lines& lines) {
+    std::string code;
+    for (const std::string& line : lines) {
+        code += line + '\n';
+    }
+    writer.setTARMICCode(wide(code));
+    writer.close(false);
+}
+
+void write(const fs::path& file, const Lines& lines) {
+    flowbook::FlowbookFileWriter writer(wide(file), {});
+    setLines(writer, lines);
+}
+
+/// What is told to have been saved, in a file elsewhere that all append to.
+class Record {
+public:
+    explicit Record(const fs::path& path)
+        : path_(path), file_(::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600)) {}
+
+    void add(const std::string& line) const { ::dprintf(file_, "%s\n", line.c_str()); }
+    Lines lines() const {
+        std::ifstream stream(path_);
+        return linesOf({std::istreambuf_iterator<char>(stream), {}});
+    }
+
+private:
+    fs::path path_;
+    int file_;
+};
+
+/// A file system in user space may for a moment have no file under a name that is being replaced.
+bool isConflict(const char* failure) {
+    const char* const known[] = {"since it was opened", "has appeared", "No such file", "cannot find package"};
+    return std::any_of(std::begin(known), std::end(known), [=](auto each) { return std::strstr(failure, each); });
+}
+
+[[noreturn]] void save(const fs::path& file, const Record& record) {
+    for (unsigned number = 0;; ++number) {
+        const std::string line = "s" + std::to_string(::getpid()) + "-" + std::to_string(number);
+        try {
+            flowbook::FlowbookFileWriter writer(wide(file), {});
+            Lines lines = read(file);  // opened after the writer, so that a later version is a conflict
+            lines.insert(line);
+            setLines(writer, lines);
+            record.add(line);
+        } catch (const std::exception& failure) {
+            if (!isConflict(failure.what())) {
+                record.add(std::string("FAILED ") + failure.what());
+            }
+        }
+    }
+}
+
+volatile std::sig_atomic_t isToEnd = 0;
+
+/// Replaces the file by versions of its own; what it displaces by that and had not seen, it brings back.
+[[noreturn]] void replace(const fs::path& file, const Record& record) {
+    std::signal(SIGTERM, [](int) { isToEnd = 1; });
+    const fs::path own = file.parent_path() / "other.tqx";
+    for (unsigned number = 0; isToEnd == 0; ++number) {
+        Lines lines{"o" + std::to_string(number)};
+        for (std::size_t known = 0; known != lines.size();) {
+            lines.merge(read(file));
+            known = lines.size();
+            fs::remove(own);
+            write(own, lines);
+            ::renameat2(AT_FDCWD, own.c_str(), AT_FDCWD, file.c_str(), RENAME_EXCHANGE);
+            lines.merge(read(own));
+        }
+        record.add("o" + std::to_string(number));
+        ::usleep(3000);
+    }
+    std::_Exit(0);
+}
+
+template <class Work>
+pid_t start(Work work) {
+    const pid_t process = ::fork();
+    if (process == 0) {
+        try {
+            work();
+        } catch (const std::exception& failure) {
+            std::cerr << "a process ends: " << failure.what() << '\n';
+        }
+        std::_Exit(1);
+    }
+    return process;
+}
+
+void end(pid_t process) {
+    ::kill(process, SIGKILL);
+    ::waitpid(process, nullptr, 0);
+}
+
+}  // namespace
+
+int main(int, char** arguments) {
+    const fs::path folder = arguments[1], file = folder / "race.tqx";
+    const Record record(fs::temp_directory_path() / ("races-" + std::to_string(::getpid())));
+    write(file, {"start"});
+    std::vector<pid_t> writers(std::stoul(arguments[2]));
+    for (pid_t& writer : writers) {
+        writer = start([&] { save(file, record); });
+    }
+    const pid_t other = std::stoi(arguments[4]) != 0 ? start([&] { replace(file, record); }) : 0;
+    std::mt19937 random(1);
+    std::size_t kills = 0;
+    for (const auto last = Clock::now() + std::chrono::seconds(std::stoi(arguments[3])); Clock::now() < last; ++kills) {
+        ::usleep(static_cast<useconds_t>(20'000 + random() % 30'000));
+        pid_t& killed = writers[random() % writers.size()];
+        end(killed);
+        killed = start([&] { save(file, record); });
+    }
+    for (const pid_t writer : writers) {
+        end(writer);
+    }
+    if (other != 0) {
+        ::kill(other, SIGTERM);
+        ::waitpid(other, nullptr, 0);
+    }
+    Lines found = read(file);
+    std::size_t beside = 0;
+    for (const auto& entry : fs::directory_iterator(folder)) {
+        if (entry.path() != file && entry.is_regular_file()) {
+            fs::rename(entry.path(), folder / "beside.tqx");
+            try {
+                found.merge(read(folder / "beside.tqx"));
+            } catch (const std::exception&) {
+            }
+            ++beside;
+        }
+    }
+    std::size_t lost = 0;
+    for (const std::string& line : record.lines()) {
+        lost += found.count(line) == 0 ? 1 : 0;
+        if (found.count(line) == 0) {
+            std::cerr << "lost: " << line << '\n';
+        }
+    }
+    std::cout << record.lines().size() << " saves, " << kills << " kills, " << beside << " beside, " << lost
+              << " lost\n";
+    return lost == 0 && record.lines().size() > 1 ? 0 : 1;
+}
