@@ -245,7 +245,7 @@ TEST(Writer, PutsCodeIntoThePartThatIsThere) {
     const struct {
         std::string fixture;  // none: a new file
         std::vector<Work> work;
-        std::string part, target = "/tarmic/document.xml";
+        std::string part, target = "/tarmic/document.xml", more = "";
     } cases[] = {
         {"", {setText, setText}, plain},
         {"", {setEncrypted, setEncrypted}, encrypted},
@@ -255,7 +255,7 @@ TEST(Writer, PutsCodeIntoThePartThatIsThere) {
         {"encrypted", {setText}, plain},
         {"one_paragraph", {setEncrypted}, encrypted},
         {"plaincode_quoted", {setText}, document + type + "plaincode=\"true\" <?xml*"},
-        {"odd_image", {setText}, plain},
+        {"odd_image", {setText}, plain, document, document + " i image 50%.png"},
         {"target_relative", {setText}, plain, "tarmic/document.xml"},
         {"target_capitals", {setText}, "/TARMIC/DOCUMENT.XML" + type + "plaincode=true <?xml*", "TARMIC/DOCUMENT.XML"},
         {"name_percent", {setText}, "/tarmic/d%C3%A4.xml" + type + "plaincode=true <?xml*", "/tarmic/d%C3%A4.xml"},
@@ -267,7 +267,9 @@ TEST(Writer, PutsCodeIntoThePartThatIsThere) {
                 work(writer);
             }
         });
-        EXPECT_PRED2(support::allMatch, (Lines{row.part, "/ rId1 document " + row.target}), book.inventory());
+        Lines expected{row.part, "/ rId1 document " + row.target};
+        expected.insert(expected.begin() + 1, row.more.empty() ? 0 : 1, row.more);
+        EXPECT_PRED2(support::allMatch, expected, book.inventory());
     }
 }
 
