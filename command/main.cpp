@@ -5,7 +5,10 @@
 #include "io/Program.hpp"
 #include "terminal/Failure.hpp"
 
+#include <cerrno>
 #include <csignal>
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace flowbook::tool {
 namespace {
@@ -26,10 +29,22 @@ void run(Console& console, std::vector<std::string> arguments) {
     }
 }
 
+/// Opens what the caller has closed of standard input, output and error: the next file that is opened would get the
+/// number of one of them, and what is meant for it. Each is opened the wrong way round, so that using it still fails.
+void occupyStandardDescriptors() {
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (::fcntl(descriptor, F_GETFD) == -1 && errno == EBADF) {
+            // The lowest number that is free is this one.
+            [[maybe_unused]] const int opened = ::open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+        }
+    }
+}
+
 }  // namespace
 }  // namespace flowbook::tool
 
 int main(int argc, char** argv) {
+    flowbook::tool::occupyStandardDescriptors();
     flowbook::tool::takeOverSignals();
     flowbook::tool::Console console;
     try {

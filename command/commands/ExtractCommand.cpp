@@ -20,6 +20,8 @@ using opc::model::PartName;
 
 namespace {
 
+constexpr char kExtractedCode[] = "code.txt";
+
 struct ExtractOptions {
     InputOptions inputs;
     std::string folder;
@@ -39,62 +41,107 @@ struct Destination {
     void write(const std::string& name, const Bytes& content) const { folder.write(prefix + name, content); }
 };
 
-void extractPart(const Destination& folder, const Part& part, kit::ManifestWriter& manifest) {
-    const Bytes stored = kit::contentOf(part);
-    folder.write(kit::fileNameOf(part), isPicture(part) ? kit::pictureOf(stored, part.getName().ascii()) : stored);
-    manifest.add(part, stored);
-}
+/// One flowbook that is unpacked.
+class Extraction {
+public:
+    Extraction(const kit::Document& document, Destination folder, const Input& input, Report& report,
+               const ExtractOptions& options)
+        : document_(document), folder_(std::move(folder)), input_(input), report_(report), options_(options) {}
 
-void extractStored(const Destination& folder, const opc::model::Package& package, const std::string& argument) {
-    if (!PartName::isValid(argument)) {
-        throw Failure(ExitCode::Usage, argument + " is no part name");
+    void run() {
+        if (options_.all()) {
+            names_.take(kit::kManifestName);
+        }
+        if (options_.all() || options_.code) {
+            names_.take(kExtractedCode);
+            attempt([&] { extractCode(); });
+        }
+        for (const Part& part : document_.package().getParts()) {
+            if (options_.all() || (options_.images && isPicture(part))) {
+                attemptWhole([&] { extractPart(part); });
+            }
+        }
+        for (const std::string& name : options_.parts) {
+            attempt([&] { extractStored(name); });
+        }
+        if (options_.all()) {
+            extractRest();
+        }
     }
-    const PartName name(fromArgument(argument));
-    if (!package.hasPart(name)) {
-        throw Failure(ExitCode::NegativeFinding, "there is no part " + argument);
-    }
-    const Part part = package.getPart(name);
-    folder.write(part.getName().ascii().substr(1), kit::contentOf(part));
-}
 
-/// With all parts goes the manifest, which would be wrong if one of them failed.
-template <class Each>
-void extractParts(const opc::model::Package& package, const Destination& folder, const ExtractOptions& options, Each each) {
-    kit::ManifestWriter manifest;
-    std::size_t left = 0;
-    for (const Part& part : package.getParts()) {
-        if (options.all() || (options.images && isPicture(part))) {
-            ++left;
-            each([&] {
-                extractPart(folder, part, manifest);
-                --left;
+private:
+    template <class Action>
+    void attempt(Action action) {
+        report_.attempt(&input_, action);
+    }
+
+    /// Does what the manifest needs.
+    template <class Action>
+    void attemptWhole(Action action) {
+        bool isDone = false;
+        attempt([&] {
+            action();
+            isDone = true;
+        });
+        isWhole_ = isWhole_ && isDone;
+    }
+
+    /// Of encrypted code the stored bytes are all that there is.
+    void extractCode() {
+        const FlowbookFileReader reader = input_.openReader();
+        if (options_.code || document_.form() != kit::CodeForm::Encrypted) {
+            folder_.write(kExtractedCode, toBytes(readCodeText(reader)));
+        }
+    }
+
+    void extractPart(const Part& part) {
+        const Bytes stored = kit::contentOf(part);
+        const std::string file = names_.take(kit::fileNameOf(part));
+        folder_.write(file, isPicture(part) ? kit::pictureOf(stored, part.getName().ascii()) : stored);
+        manifest_.add(part, stored, file);
+    }
+
+    void extractStored(const std::string& argument) {
+        if (!PartName::isValid(argument)) {
+            throw Failure(ExitCode::Usage, argument + " is no part name");
+        }
+        const PartName name(fromArgument(argument));
+        if (!document_.package().hasPart(name)) {
+            throw Failure(ExitCode::NegativeFinding, "there is no part " + argument);
+        }
+        const Part part = document_.package().getPart(name);
+        folder_.write(names_.take(part.getName().ascii().substr(1)), kit::contentOf(part));
+    }
+
+    /// The entries that are no parts, and the manifest, which would be wrong if anything failed.
+    void extractRest() {
+        for (const std::size_t place : kit::otherEntries(document_)) {
+            attemptWhole([&] {
+                const std::string name(document_.container().entries()[place].name);
+                const std::string file = names_.take(name);
+                folder_.write(file, document_.container().read(place));
+                manifest_.addOther(name, file);
             });
         }
-    }
-    if (options.all() && left == 0) {
-        each([&] { folder.write(kit::kManifestName, toBytes(manifest.finish(package))); });
-    }
-}
-
-void extract(const kit::Document& document, const Destination& folder, const Input& input, Report& report,
-             const ExtractOptions& options) {
-    const FlowbookFileReader reader = input.openReader();
-    const auto each = [&](const auto& action) { report.attempt(&input, action); };
-    each([&] {
-        // Of encrypted code the stored bytes are all that there is.
-        if (options.code || (options.all() && document.form() != kit::CodeForm::Encrypted)) {
-            folder.write("code.txt", toBytes(readCodeText(reader)));
+        if (isWhole_) {
+            attempt([&] { folder_.write(kit::kManifestName, toBytes(manifest_.finish(document_.package()))); });
         }
-    });
-    extractParts(document.package(), folder, options, each);
-    for (const std::string& name : options.parts) {
-        each([&] { extractStored(folder, document.package(), name); });
     }
-}
+
+    const kit::Document& document_;
+    Destination folder_;
+    const Input& input_;
+    Report& report_;
+    const ExtractOptions& options_;
+    kit::FileNames names_;
+    kit::ManifestWriter manifest_;
+    bool isWhole_ = true;  ///< whether all that the manifest tells was extracted
+};
 
 constexpr char kExtractDescription[] =
     "Without --code, --images and --part all is extracted. The code becomes code.txt, a part a file under "
-    "its own name, at most 64 folders deep; nothing is written outside of the folder. Pictures that are "
+    "its own name, at most 64 folders deep, and so does an entry that is no part; a name that is taken already gets "
+    "~2 behind it. Nothing is written outside of the folder. Pictures that are "
     "data URIs are decoded, but for --part, which gives the stored bytes. With all goes flowbook.json, "
     "which 'flowbook pack' takes to make the flowbook again. When several flowbooks are extracted, each goes "
     "into a folder of its own name below FOLDER. Encrypted code is not decrypted: only its part is extracted.";
@@ -117,9 +164,12 @@ void extractFrom(Console& console, ExtractOptions& options) {
     const auto work = [&](const Input& input, Report& report) {
         const kit::Document document = openDocument(input);
         std::call_once(isMade, [&] { folder = std::make_unique<SafeFolder>(options.folder, options.force); });
-        extract(document, {*folder, isOne ? "" : input.nameInFolder() + "/"}, input, report, options);
+        Extraction(document, {*folder, isOne ? "" : input.nameInFolder() + "/"}, input, report, options).run();
     };
     forEachInput(console, options.inputs, names, work);
+    if (folder) {
+        folder->sync();
+    }
 }
 
 }  // namespace

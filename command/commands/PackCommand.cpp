@@ -92,7 +92,7 @@ constexpr char kPackDescription[] =
     "Makes a flowbook of a folder that 'flowbook extract' made without options, with the files as they "
     "are now: the inverse of it, down to the digest. Files that flowbook.json does not name are not "
     "packed, which is reported and ends with 1. code.txt is only compared: code is changed in its "
-    "document, or by 'flowbook set --code'. Entries that were no parts are not extracted.";
+    "document, or by 'flowbook set --code'.";
 
 constexpr char kPackExamples[] = "flowbook pack out -o again.tqx";
 

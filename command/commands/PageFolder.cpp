@@ -22,7 +22,10 @@ void PageFolder::add(const std::string& file, kit::Page page) {
     }
 }
 
-void PageFolder::writeIndex() { put("index.html", kit::makeIndex(std::move(rows_))); }
+void PageFolder::writeIndex() {
+    put("index.html", kit::makeIndex(std::move(rows_)));
+    folder_.sync();
+}
 
 /// Whether the page has still to be written: a file may be named twice.
 bool PageFolder::claim(const std::string& name, const std::string& file) {

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <atomic>
 #include <optional>
+#include <system_error>
 #include <thread>
 
 namespace flowbook::tool {
@@ -32,8 +33,13 @@ public:
     void operator()() {
         console_->progress().start(names_.size());
         std::vector<std::thread> helpers;
-        for (std::size_t i = 1; i < jobs_; ++i) {
-            helpers.emplace_back([this] { workOnAll(); });
+        helpers.reserve(jobs_);
+        try {
+            while (helpers.size() + 1 < jobs_) {
+                helpers.emplace_back([this] { workOnAll(); });
+            }
+        } catch (const std::system_error&) {
+            // No more threads may be started, as in containers: those that there are do the work.
         }
         workOnAll();
         for (std::thread& helper : helpers) {

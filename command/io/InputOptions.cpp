@@ -48,12 +48,23 @@ std::string ownName(const std::string& argument) {
     return argument == "-" ? "stdin.tqx" : argument.substr(argument.find_last_of('/') + 1);
 }
 
+/// Of a folder that can be listed but not entered, nothing is known about what is in it: the folder is told, once.
+void addFolderOf(const FTSENT& entry, std::vector<InputName>& names) {
+    const std::string path(entry.fts_path, entry.fts_pathlen - entry.fts_namelen);
+    const std::string folder = path.size() > 1 ? path.substr(0, path.size() - 1) : path;
+    if (names.empty() || !names.back().problem || names.back().path != folder) {
+        names.push_back(unreadable(folder, entry.fts_errno));
+    }
+}
+
 void take(FTS* walk, FTSENT& entry, const std::string& root, std::vector<InputName>& names) {
     const bool isHidden = entry.fts_level > 0 && entry.fts_name[0] == '.';
     if (isHidden) {
         fts_set(walk, &entry, FTS_SKIP);
     } else if (entry.fts_info == FTS_DNR || entry.fts_info == FTS_ERR) {
         names.push_back(unreadable(entry.fts_path, entry.fts_errno));
+    } else if (entry.fts_info == FTS_NS) {
+        addFolderOf(entry, names);
     } else if (isFlowbookName(entry.fts_name) && isFile(entry)) {
         names.push_back({entry.fts_path, placeBelow(root, entry.fts_path), std::nullopt});
     }
@@ -67,8 +78,13 @@ void addFolder(std::vector<InputName>& names, std::string folder) {
         return;
     }
     const auto first = static_cast<std::ptrdiff_t>(names.size());
+    errno = 0;
     while (FTSENT* entry = fts_read(walk.get())) {
         take(walk.get(), *entry, folder, names);
+        errno = 0;
+    }
+    if (errno != 0) {
+        names.push_back(unreadable(folder, errno));
     }
     std::sort(names.begin() + first, names.end(), [](const auto& a, const auto& b) { return a.path < b.path; });
 }

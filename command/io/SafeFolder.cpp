@@ -5,8 +5,8 @@
 #include "terminal/Failure.hpp"
 
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
+#include <cstdint>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <system_error>
@@ -49,9 +49,13 @@ private:
     throw Failure(ExitCode::InputOutput, file, "cannot write: " + std::generic_category().message(errno) + hint);
 }
 
+/// A name that nothing has: what a run left behind that was killed is not in the way of one with its process id.
 std::string temporaryName() {
-    static std::atomic<unsigned> count{0};
-    return ".flowbook-" + std::to_string(::getpid()) + "-" + std::to_string(++count);
+    std::uint64_t random = 0;
+    if (::getentropy(&random, sizeof random) != 0) {
+        throw Failure(ExitCode::InputOutput, "cannot get random numbers: " + std::generic_category().message(errno));
+    }
+    return ".flowbook-" + std::to_string(random);
 }
 
 /// Nobody sees the file before it is complete, and what has its name stays until then, with what else links to it.
@@ -68,7 +72,8 @@ public:
     Temporary& operator=(const Temporary&) = delete;
     ~Temporary() { ::unlinkat(folder_, name_.c_str(), 0); }
 
-    void write(const Bytes& content) {
+    /// @param sync  whether it must be durable at once, as it is to take the place of another file.
+    void write(const Bytes& content, bool sync) {
         std::size_t done = 0;
         while (done < content.size()) {
             Interruption::check();
@@ -79,7 +84,7 @@ public:
             }
             done += written < 0 ? 0 : static_cast<std::size_t>(written);
         }
-        if (!descriptor_.close()) {
+        if ((sync && ::fsync(descriptor_.get()) != 0) || !descriptor_.close()) {
             throwFailure(*file_);
         }
     }
@@ -103,7 +108,8 @@ private:
 
 void createFile(int folder, const std::string& name, const Bytes& content, const std::string& file, bool replace) {
     Temporary temporary(folder, file);
-    temporary.write(content);
+    const bool isThere = replace && ::faccessat(folder, name.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0;
+    temporary.write(content, isThere);
     temporary.rename(name, replace);
 }
 
@@ -130,6 +136,25 @@ Descriptor openParent(int root, const std::string& file, std::size_t start, bool
     }
     checkComponent(baseName(file), file);
     return folder;
+}
+
+/// @param size  what the file is said to have; it may grow or shrink meanwhile.
+Bytes readAll(int descriptor, std::size_t size, std::size_t most, const std::string& file) {
+    Bytes content(std::min(size + 1, most));  // the byte more tells that the file has ended
+    std::size_t done = 0;
+    while (done < content.size()) {
+        const ssize_t count = ::read(descriptor, content.data() + done, content.size() - done);
+        if (count == 0) {
+            break;
+        }
+        if (count < 0 && errno != EINTR) {
+            throw Failure(ExitCode::InputOutput, file, "cannot read: " + std::generic_category().message(errno));
+        }
+        done += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
+        content.resize(done == content.size() ? std::min(most, done + done / 8 + kAtOnce) : content.size());
+    }
+    content.resize(done);
+    return content;
 }
 
 }  // namespace
@@ -159,18 +184,20 @@ std::optional<Bytes> SafeFolder::read(const std::string& name, std::size_t most)
     if (descriptor.get() < 0 && errno == ENOENT) {
         return std::nullopt;
     }
-    Bytes content;
-    ssize_t count = descriptor.get() < 0 ? -1 : 1;
-    while (count > 0 && content.size() < most) {
-        const std::size_t size = content.size();
-        content.resize(std::min(most, size + kAtOnce));
-        count = ::read(descriptor.get(), content.data() + size, content.size() - size);
-        content.resize(size + static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
-    }
-    if (count < 0) {
+    struct stat status {};
+    if (descriptor.get() < 0 || ::fstat(descriptor.get(), &status) != 0) {
         throw Failure(ExitCode::InputOutput, file, "cannot read: " + std::generic_category().message(errno));
     }
-    return content;
+    if (!S_ISREG(status.st_mode)) {
+        throw Failure(ExitCode::InputOutput, file, "cannot read: not a regular file");
+    }
+    return readAll(descriptor.get(), static_cast<std::size_t>(status.st_size), most, file);
+}
+
+void SafeFolder::sync() const {
+    if (!written_.empty() && ::syncfs(folder_) != 0) {
+        throwFailure(path_);
+    }
 }
 
 SafeFolder::~SafeFolder() { ::close(folder_); }

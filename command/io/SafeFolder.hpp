@@ -28,8 +28,12 @@ public:
     /// @throws Failure also when the name was written before, or has more than 64 folders.
     void write(const std::string& name, const Bytes& content);
 
+    /// Makes all that was written durable. It is one call for all files, as one for each would take most of the time.
+    /// @throws Failure.
+    void sync() const;
+
     /// What a file holds, up to `most` bytes; nothing when there is no such file.
-    /// @param name  relative, separated by slashes. @throws Failure when it cannot be read.
+    /// @param name  relative, separated by slashes. @throws Failure when it cannot be read, or is no plain file.
     std::optional<Bytes> read(const std::string& name, std::size_t most) const;
 
 private:

@@ -1,7 +1,11 @@
 #include "terminal/Progress.hpp"
 
+#include <algorithm>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <string>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace flowbook::tool {
@@ -13,9 +17,22 @@ constexpr std::chrono::milliseconds kDelay(500);
 constexpr std::chrono::milliseconds kInterval(100);
 constexpr char kEraseLine[] = "\r\033[K";
 
+/// Whether the terminal knows how to erase a line.
+bool canErase() {
+    const char* const terminal = std::getenv("TERM");
+    return terminal != nullptr && *terminal != '\0' && std::strcmp(terminal, "dumb") != 0;
+}
+
+/// How many characters fit into a line of the terminal; 80 where it does not tell.
+std::size_t columns() {
+    struct winsize size {};
+    const bool isKnown = ::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col != 0;
+    return isKnown ? size.ws_col : 80;
+}
+
 }  // namespace
 
-Progress::Progress() : enabled_(isatty(STDERR_FILENO) != 0 && isatty(STDOUT_FILENO) == 0) {}
+Progress::Progress() : enabled_(isatty(STDERR_FILENO) != 0 && isatty(STDOUT_FILENO) == 0 && canErase()) {}
 
 void Progress::start(std::size_t total) {
     clear();
@@ -35,9 +52,15 @@ void Progress::step() {
 }
 
 void Progress::draw() const {
-    std::string bar(kWidth * done_ / total_, '#');
-    bar.resize(kWidth, ' ');
-    std::fprintf(stderr, "%s[%s] %zu/%zu files", kEraseLine, bar.c_str(), done_, total_);
+    const std::string count = std::to_string(done_) + "/" + std::to_string(total_) + " files";
+    // In the last column the cursor would go on to the next line.
+    const std::size_t room = columns() - 1;
+    const std::size_t taken = count.size() + 3;
+    const std::size_t width = room > taken ? std::min(kWidth, room - taken) : 0;
+    std::string bar(width * done_ / total_, '#');
+    bar.resize(width, ' ');
+    const std::string line = (width == 0 ? "" : "[" + bar + "] ") + count;
+    std::fprintf(stderr, "%s%s", kEraseLine, line.substr(0, room).c_str());
 }
 
 void Progress::clear() {

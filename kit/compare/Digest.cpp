@@ -20,6 +20,16 @@ constexpr std::string_view kTermsNamespace = "http://purl.org/dc/terms/";
 
 using fl::i18n::to_string;
 
+/// A text in which `ends` are escaped, the characters that end such a text, so that no content can pass for another.
+std::string escaped(std::string_view text, std::string_view ends) {
+    std::string result;
+    for (const char c : text) {
+        const bool isEnd = c == '&' || ends.find(c) != std::string_view::npos;
+        result += isEnd ? "&" + std::to_string(static_cast<int>(c)) + ";" : std::string(1, c);
+    }
+    return result;
+}
+
 /// The elements below the root, each as one text: names, sorted attributes and content.
 class ElementTexts : public XmlHandler {
 public:
@@ -40,8 +50,8 @@ public:
         }
     }
 
-    /// White space between the elements is nobody's.
-    void characters(std::string_view text) override { depth_ > 1 ? append(text) : void(); }
+    /// White space between the elements does not count.
+    void characters(std::string_view text) override { depth_ > 1 ? append(escaped(text, "<")) : void(); }
 
     std::vector<std::string> takeSorted() {
         std::sort(texts_.begin(), texts_.end());
@@ -49,13 +59,15 @@ public:
     }
 
 private:
-    static std::string nameOf(const XmlName& name) { return std::string(name.ns) + "|" + std::string(name.local); }
+    static std::string nameOf(const XmlName& name) {
+        return escaped(name.ns, " |\"<>") + "|" + std::string(name.local);
+    }
 
     static std::string attributesOf(const std::vector<XmlAttribute>& attributes) {
         std::vector<std::string> texts;
         texts.reserve(attributes.size());
         for (const XmlAttribute& attribute : attributes) {
-            texts.push_back(" " + nameOf(attribute.name) + "=\"" + std::string(attribute.value) + "\"");
+            texts.push_back(" " + nameOf(attribute.name) + "=\"" + escaped(attribute.value, "\"") + "\"");
         }
         std::sort(texts.begin(), texts.end());
         std::string all;
@@ -113,7 +125,7 @@ std::string fullTypeOf(const Part& part) {
     const opc::model::ContentType type = part.getContentType();
     std::string text = to_string(type.getMediaType());
     for (const auto& [name, value] : type.getParameters()) {
-        text += ";" + to_string(name) + "=" + to_string(value);
+        text += ";" + to_string(name) + "=" + escaped(to_string(value), ";");
     }
     return text;
 }
@@ -144,7 +156,7 @@ std::string contentDigest(const Document& document) {
     std::sort(parts.begin(), parts.end(),
               [](const Part& a, const Part& b) { return a.getName().folded() < b.getName().folded(); });
     Sha256 sum;
-    sum.add("flowbook 1\n");
+    sum.add("flowbook 2\n");
     for (const Part& part : parts) {
         sum.add("part ").addField(part.getName().folded()).addField(fullTypeOf(part)).add(partDigest(part));
         addRelationships(sum, part, true);

@@ -5,9 +5,8 @@
 namespace flowbook::kit {
 
 void readXml(const fl::Bytes& bytes, const std::string& where, XmlEncoding encoding, XmlHandler& handler) {
-    constexpr std::size_t kMaxDepth = 512;
     try {
-        strictxml::read({reinterpret_cast<const char*>(bytes.data()), bytes.size()}, {encoding, kMaxDepth}, handler);
+        strictxml::read({reinterpret_cast<const char*>(bytes.data()), bytes.size()}, {encoding}, handler);
     } catch (const strictxml::Malformed& error) {
         throw opc::Exception(opc::ErrorKind::Damaged, where + ", " + error.what());
     }

@@ -29,8 +29,8 @@ private:
     void startNamespace(std::string_view prefix, std::string_view uri) final { namespaceDeclared(prefix, uri); }
 };
 
-/// Reads a document to its end. Document type declarations, and elements nested deeper than 512, are refused, so
-/// neither entities nor depth can be made to cost more than the size of the document.
+/// Reads a document to its end, however deep its elements are nested: handlers do not recurse. Document type
+/// declarations are refused, so that entities cannot be made to cost more than the size of the document.
 /// @param where  opens the messages.
 /// @throws opc::Exception (damaged) telling line and column; std::bad_alloc; what the handler throws.
 void readXml(const fl::Bytes& bytes, const std::string& where, XmlEncoding encoding, XmlHandler& handler);

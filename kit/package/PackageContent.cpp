@@ -2,6 +2,7 @@
 
 #include "fl/i18n/Conversion.hpp"
 #include "foundation/storage/vfs/MemoryStorage.hpp"
+#include "kit/document/Characters.hpp"
 #include "kit/document/EntryNames.hpp"
 #include "opc/Exception.hpp"
 #include "opc/model/StandardPartInfo.hpp"
@@ -37,6 +38,13 @@ std::set<std::string> entriesOfParts(const Package& package) {
         names.insert(relationshipsEntry(foldedEntry(part.getName())));
     }
     return names;
+}
+
+/// A part may lie in several entries, which have its name and a number (ECMA-376-2, interleaving).
+std::string withoutPiece(const std::string& entry) {
+    const std::size_t mark = entry.rfind("/[");
+    const bool isPiece = mark != std::string::npos && endsWith(entry, ".piece");
+    return isPiece ? entry.substr(0, mark) : entry;
 }
 
 /// An internal target in the one form that a URI reference has; as it stands where it is none, so that nobody can
@@ -118,14 +126,22 @@ PackageContent readContent(const Document& document) {
             {contentOf(part), part.getContentType().toString(), part.getName().toString(), relationshipsOf(part)});
     }
     content.relationships = relationshipsOf(package);
-    const std::set<std::string> taken = entriesOfParts(package);
-    const auto& entries = document.container().entries();
-    for (std::size_t i = 0; i < entries.size(); ++i) {
-        if (taken.count(fold(entries[i].name)) == 0) {
-            content.others[entries[i].name] = document.container().read(i);
-        }
+    for (const std::size_t entry : otherEntries(document)) {
+        content.others[document.container().entries()[entry].name] = document.container().read(entry);
     }
     return content;
+}
+
+std::vector<std::size_t> otherEntries(const Document& document) {
+    const std::set<std::string> taken = entriesOfParts(document.package());
+    const auto& entries = document.container().entries();
+    std::vector<std::size_t> others;
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        if (taken.count(withoutPiece(fold(entries[i].name))) == 0) {
+            others.push_back(i);
+        }
+    }
+    return others;
 }
 
 fl::Bytes writeContent(PackageContent content, CompressionType compression) {

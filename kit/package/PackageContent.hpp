@@ -26,6 +26,9 @@ std::vector<FlowbookFilePackage::Relationship> relationshipsOf(const opc::model:
 /// @throws opc::Exception when anything of the package cannot be read.
 PackageContent readContent(const Document& document);
 
+/// The places in the container of the entries that belong to no part. @throws opc::Exception.
+std::vector<std::size_t> otherEntries(const Document& document);
+
 /// A package of that content in one fixed form: parts in the order of their folded names, everything deflated at one
 /// level, fixed times, content types made anew. Relationships keep ids and order; a target that is no URI reference,
 /// which nobody can follow, is kept as it stands. Equal contents, that included, give equal bytes.

@@ -90,6 +90,11 @@ fl::Bytes inForm(const json::object& part, fl::Bytes content) {
     return content;
 }
 
+std::string fileFrom(const json::object& entry, const std::string& usual) {
+    const json::value* const file = entry.if_contains("file");
+    return file == nullptr ? usual : std::string(file->as_string().c_str());
+}
+
 PartRecord partFrom(const json::object& part, const ReadFile& read) {
     PartRecord record;
     record.partName = wide(part.at("name"));
@@ -97,7 +102,8 @@ PartRecord partFrom(const json::object& part, const ReadFile& read) {
     if (!opc::model::PartName::isValid(narrow(record.partName))) {
         throw opc::Exception(opc::ErrorKind::Damaged, std::string(kManifestName) + ": no part name");
     }
-    record.content = inForm(part, read(fileOf(narrow(record.partName), narrow(record.contentType))));
+    const std::string usual = fileOf(narrow(record.partName), narrow(record.contentType));
+    record.content = inForm(part, read(fileFrom(part, usual)));
     record.relationships = recordsFrom(part.at("relationships"));
     return record;
 }
@@ -108,10 +114,41 @@ std::string fileNameOf(const opc::model::Part& part) {
     return fileOf(part.getName().ascii(), narrow(part.getContentType().getMediaType()));
 }
 
-void ManifestWriter::add(const opc::model::Part& part, const fl::Bytes& stored) {
+std::string FileNames::take(const std::string& wanted) {
+    std::string name = wanted;
+    for (std::size_t number = 2; !isFree(name); ++number) {
+        name = wanted + "~" + std::to_string(number);
+    }
+    files_.insert(name);
+    for (std::size_t slash = name.find('/'); slash != std::string::npos; slash = name.find('/', slash + 1)) {
+        folders_.insert(name.substr(0, slash));
+    }
+    return name;
+}
+
+bool FileNames::isFree(const std::string& name) const {
+    bool isFree = files_.count(name) == 0 && folders_.count(name) == 0;
+    for (std::size_t slash = name.find('/'); isFree && slash != std::string::npos; slash = name.find('/', slash + 1)) {
+        isFree = files_.count(name.substr(0, slash)) == 0;
+    }
+    return isFree;
+}
+
+void ManifestWriter::addOther(const std::string& entry, const std::string& file) {
+    json::object object{{"name", entry}};
+    if (file != entry) {
+        object["file"] = file;
+    }
+    others_ += (others_.empty() ? "\n" : ",\n") + json::serialize(object);
+}
+
+void ManifestWriter::add(const opc::model::Part& part, const fl::Bytes& stored, const std::string& file) {
     json::object object{{"name", part.getName().ascii()},
                         {"type", narrow(part.getContentType().toString())},
                         {"relationships", toJson(relationshipsOf(part))}};
+    if (file != fileNameOf(part)) {
+        object["file"] = file;
+    }
     if (isPicture(part) && isDataUri(stored)) {
         addForm(object, stored);
     }
@@ -120,7 +157,7 @@ void ManifestWriter::add(const opc::model::Part& part, const fl::Bytes& stored) 
 
 std::string ManifestWriter::finish(const opc::model::Package& package) const {
     return "{\"schema\":1,\n\"relationships\":" + json::serialize(toJson(relationshipsOf(package))) + ",\n\"parts\":[" +
-           parts_ + "]}\n";
+           parts_ + "],\n\"entries\":[" + others_ + "]}\n";
 }
 
 PackageContent packed(const fl::Bytes& manifest, const ReadFile& read) {
@@ -130,6 +167,11 @@ PackageContent packed(const fl::Bytes& manifest, const ReadFile& read) {
         content.relationships = recordsFrom(all.as_object().at("relationships"));
         for (const json::value& part : all.as_object().at("parts").as_array()) {
             content.parts.push_back(partFrom(part.as_object(), read));
+        }
+        const json::value* const others = all.as_object().if_contains("entries");
+        for (const json::value& entry : others == nullptr ? json::array() : others->as_array()) {
+            const std::string name(entry.as_object().at("name").as_string().c_str());
+            content.others[name] = read(fileFrom(entry.as_object(), name));
         }
         return content;
     } catch (const boost::system::system_error& fault) {

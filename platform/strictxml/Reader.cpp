@@ -193,10 +193,6 @@ private:
     }
 
     void startElement(const XML_Char* name, const XML_Char** attributes) {
-        if (++depth_ > options_.maxDepth) {
-            refuse("elements are nested too deep");
-            return;
-        }
         element_.name = splitName(name);
         element_.tag = tag();
         element_.attributes.clear();
@@ -211,10 +207,7 @@ private:
     }
 
     static void onEndElement(void* self, const XML_Char* name) {
-        guarded(self, [&](Reading& reading) {
-            --reading.depth_;
-            reading.handler_.endElement(splitName(name), reading.tag());
-        });
+        guarded(self, [&](Reading& reading) { reading.handler_.endElement(splitName(name), reading.tag()); });
     }
 
     static void onCharacters(void* self, const XML_Char* text, int length) {
@@ -240,7 +233,6 @@ private:
     const Options options_;
     Handler& handler_;
     Element element_;
-    std::size_t depth_ = 0;
     std::exception_ptr handlerFailure_;
     Position failureAt_;
     const char* refusal_ = nullptr;

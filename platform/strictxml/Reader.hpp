@@ -96,7 +96,6 @@ enum class Encoding {
 
 struct Options {
     Encoding encoding = Encoding::Unicode;
-    std::size_t maxDepth = static_cast<std::size_t>(-1);  ///< of nested elements; deeper documents are refused
 };
 
 /// Reads a document to its end. It refuses every document type declaration, so no entity is ever defined and nothing

@@ -81,6 +81,19 @@ TEST(Digest, AndTextFormPassOverContainerTimesAndOrder) {
     EXPECT_EQ(digestOf(book).size(), 64U);
 }
 
+TEST(Digest, TakesNoContentForAnother) {
+    EXPECT_EQ(contentDigest(Document(support::fixture("graph"))),
+              "31dbd18e3bdc7b59bff477acb92b5b1ee6123c9b624b4c4ad622631c522dea15");
+    const std::string inside[] = {
+        "<a>x</a>",      "&lt;a>x&lt;/a>", "<a b='1' c='2'/>", "<a b='1\" |c=\"2'/>", "<a b='&amp;60;'/>",
+        "<a b='&lt;'/>", "&amp;60;a>",     "<a/><a/>",         "<a>&lt;/>&lt;|a></a>"};
+    std::map<std::vector<std::string>, std::string> seen;
+    for (const std::string& each : inside) {
+        const auto [known, isNew] = seen.emplace(propertyElements(support::bytes("<r><t>" + each + "</t></r>")), each);
+        EXPECT_TRUE(isNew) << each << " is as " << known->second;
+    }
+}
+
 TEST(Digest, OfCodeIsThatOfItsLines) {
     EXPECT_EQ(codeDigest(open(richBook(codeParagraph("a")))),
               "87428fc522803d31065e7bce3cf03fe475096631e5e07bbd7a0fde60c4cf25c7");  // printf 'a\n' | sha256sum

@@ -75,9 +75,9 @@ TEST(RichText, TellsParagraphsWithTheirFormattingInOrder) {
 }
 
 TEST(RichText, GivesWhatComesBeforeAFault) {
-    std::string deep;
-    for (int i = 0; i < 600; ++i) {
-        deep += "<w:p>";
+    std::string deep = codeParagraph("a");
+    for (int i = 0; i < 5000; ++i) {
+        deep = "<w:p>" + deep + "</w:p>";
     }
     const std::pair<std::string, support::Lines> cases[] = {
         {richCode(codeParagraph("a")) + "<", {"code: a", "w, line 1, column *"}},
@@ -89,7 +89,7 @@ TEST(RichText, GivesWhatComesBeforeAFault) {
         ASSERT_EQ(found.size(), expected.size()) << document;
         EXPECT_EQ(found.front().substr(0, 7), expected.front().substr(0, 7));
     }
-    EXPECT_NE(readRichText(bytes(richCode(deep)), "w").fault.find("nested too deep"), std::string::npos);
+    EXPECT_EQ(readRichText(bytes(richCode(deep)), "w").fault, "");
 }
 
 TEST(Pictures, AreReadAndWrittenAsDataUris) {
