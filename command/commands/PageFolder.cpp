@@ -39,7 +39,7 @@ bool PageFolder::claim(const std::string& name, const std::string& file) {
 
 void PageFolder::put(const std::string& name, std::string_view html) {
     const std::optional<Bytes> old = folder_.read(name, html.size() + 1);
-    if (old && !kit::isPage(textOf(*old))) {
+    if (old && !kit::markOf(textOf(*old))) {
         throw Failure(ExitCode::InputOutput, path_ + "/" + name, "is there already and was not made by this command");
     }
     if (!old || textOf(*old) != html) {

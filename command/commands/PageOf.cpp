@@ -25,7 +25,7 @@ kit::Page pageOf(const Input& input, Report& report) {
         }
     });
     if (!document) {
-        return kit::makeFailurePage(fileOf(input), failure);
+        return kit::makeFailurePage({fileOf(input)}, failure);
     }
     kit::Page page = makePage(
         *document, {fileOf(input), [&input](std::string message) { return input.inWords(std::move(message)); }});

@@ -38,7 +38,7 @@ std::string escaped(std::string_view utf8, std::u16string_view marked, std::u16s
     result.reserve(text.size());
     for (std::size_t at = 0; at < text.size();) {
         const auto [character, length] = kit::characterAt(text, at);
-        if (kit::isHidden(character, kit::Shown::InTerminal) && kept.find(text[at]) == std::u16string_view::npos) {
+        if (kit::isHidden(character) && kept.find(text[at]) == std::u16string_view::npos) {
             result += fl::i18n::to_ustring(escape(character));
         } else {
             result.append(marked.find(text[at]) == std::u16string_view::npos ? 0 : 1, u'\\').append(text, at, length);

@@ -7,13 +7,9 @@
 
 namespace flowbook::kit {
 
-/// Where a reader sees a text. A page keeps what belongs to words of several scripts and to emoji, as joiners and
-/// variation selectors do, and tabs and line feeds.
-enum class Shown { InTerminal, OnPage };
-
-/// Whether the character is invisible there or changes how its neighbours are shown: controls, the Unicode category
-/// Cf, line and paragraph separators, fillers and variation selectors.
-bool isHidden(char32_t character, Shown where);
+/// Whether the character is invisible or changes how its neighbours are shown: controls, tabs and line feeds included,
+/// the Unicode category Cf, line and paragraph separators, fillers and variation selectors.
+bool isHidden(char32_t character);
 
 /// As \uXXXX or \UXXXXXXXX.
 std::string escapeOf(char32_t character);

@@ -20,19 +20,6 @@ std::string_view valueOf(const std::vector<XmlAttribute>& attributes, std::strin
 
 bool isOff(std::string_view value) { return value == "false" || value == "0" || value == "off" || value == "none"; }
 
-/// The number after "heading" in a style such as "Heading2" or "heading 2"; 0 for other styles.
-int headingOf(std::string_view style) {
-    constexpr std::string_view kHeading = "eading";
-    if (style == "Title" || style == "title") {
-        return 1;
-    }
-    if (style.size() < 8 || (style[0] != 'H' && style[0] != 'h') || style.substr(1, kHeading.size()) != kHeading) {
-        return 0;
-    }
-    const std::string_view number = style.substr(style[7] == ' ' ? 8 : 7);
-    return number.size() == 1 && number[0] >= '1' && number[0] <= '9' ? number[0] - '0' : 0;
-}
-
 /// Takes in the first element of each kind on the way from a paragraph to its code, as the library does.
 struct CodePath {
     bool sawProperties = false;
@@ -233,6 +220,18 @@ private:
 };
 
 }  // namespace
+
+int headingOf(std::string_view style) {
+    constexpr std::string_view kHeading = "eading";
+    if (style == "Title" || style == "title") {
+        return 1;
+    }
+    if (style.size() < 8 || (style[0] != 'H' && style[0] != 'h') || style.substr(1, kHeading.size()) != kHeading) {
+        return 0;
+    }
+    const std::string_view number = style.substr(style[7] == ' ' ? 8 : 7);
+    return number.size() == 1 && number[0] >= '1' && number[0] <= '9' ? number[0] - '0' : 0;
+}
 
 bool Run::looksAs(const Run& other) const {
     return link == other.link && picture == other.picture && bold == other.bold && italic == other.italic &&

@@ -49,6 +49,9 @@ struct RichText {
     std::string fault;
 };
 
+/// The number after "heading" in a style such as "Heading2" or "heading 2", 1 for "Title"; 0 for other styles.
+int headingOf(std::string_view style);
+
 /// @param where  opens the text of a fault.
 /// @throws std::bad_alloc only.
 RichText readRichText(const fl::Bytes& document, const std::string& where);

@@ -12,7 +12,7 @@ constexpr std::size_t kMostKept = 20;
 }  // namespace
 
 void writeNotice(Markup& out, std::string_view what, std::string_view why) {
-    out.open("div", {{"class", "notice"}}).open("p").element("strong", what).close();
+    out.open("div", {{"class", "notice"}, {"lang", "en"}}).open("p").element("strong", what).close();
     out.element("p", {{"dir", "auto"}}, why).close();
 }
 

@@ -1,6 +1,7 @@
 #include "kit/page/Figures.hpp"
 
 #include "fl/i18n/Conversion.hpp"
+#include "kit/document/PictureSize.hpp"
 #include "kit/document/Pictures.hpp"
 #include "kit/page/Wording.hpp"
 #include "opc/Exception.hpp"
@@ -18,6 +19,14 @@ using opc::model::TargetMode;
 namespace {
 
 constexpr std::size_t kLargestThumbnail = std::size_t{48} << 10;
+constexpr std::uint64_t kMostThumbnailPixels = std::uint64_t{4} << 20;
+
+// A browser takes four bytes a pixel, and its tiles end somewhere.
+constexpr std::uint64_t kMostPixels = std::uint64_t{48} << 20;
+constexpr std::uint64_t kMostPixelsOfPage = 2 * kMostPixels;
+constexpr std::uint64_t kLongestSide = 16384;
+constexpr std::uint64_t kMostBytes = std::uint64_t{64} << 20;
+constexpr std::uint64_t kMostBytesOfPage = 4 * kMostBytes;
 
 /// What browsers show as a picture, by the name that they know it by. Scripts in an SVG picture do not run in an <img>.
 constexpr struct {
@@ -67,62 +76,143 @@ void Figures::addLink(const std::string& id, std::string target) {
     }
 }
 
-std::optional<Part> Figures::pictureAt(const Relationship& relationship) const {
+/// The part that an internal relationship leads to, if it does.
+std::optional<Part> Figures::partAt(const Relationship& relationship) const {
     if (relationship.getTargetMode() == TargetMode::External) {
         return std::nullopt;
     }
     try {
-        const PartName name(relationship.getTargetURI());
-        const Part part = document_->package().getPart(name);
-        return isPicture(part) ? std::make_optional(part) : std::nullopt;
+        return document_->package().getPart(PartName(relationship.getTargetURI()));
     } catch (const opc::Exception&) {
         return std::nullopt;  // The target is no part: the table of relationships tells it.
     }
 }
 
-void Figures::write(Markup& out, const std::string& relationship) {
+std::vector<Part> Figures::partsOfType(std::u16string_view typeEnd) const {
+    std::vector<Part> parts;
+    for (const Relationship& relationship : relationships_) {
+        const std::u16string type = relationship.getType();
+        const bool isWanted = type.size() >= typeEnd.size() && type.substr(type.size() - typeEnd.size()) == typeEnd;
+        if (const auto part = isWanted ? partAt(relationship) : std::nullopt) {
+            parts.push_back(*part);
+        }
+    }
+    return parts;
+}
+
+/// What is known of a picture before it is written.
+struct Figures::Picture {
+    std::string_view type;  ///< a media type that browsers know; empty for others
+    std::string file;       ///< what it is called when it is saved
+    fl::Bytes content;
+    PictureSize size;
+    std::string words;
+    const Markup* caption;
+
+    std::string about() const {
+        const std::string sides = size.width != 0 && size.height != 0
+                                      ? grouped(size.width) + " \u00D7 " + grouped(size.height) + " pixels, "
+                                      : "";
+        return sides + counted(content.size(), "byte");
+    }
+};
+
+void Figures::write(Markup& out, const std::string& relationship, const std::string& words, const Markup* caption) {
     const auto found = byId_.find(relationship);
-    const auto part = found == byId_.end() ? std::nullopt : pictureAt(relationships_[found->second]);
-    if (part) {
-        write(out, *part);
-    } else {
-        faults_->tell(out, "a picture is missing: relationship " + relationship);
+    const auto part = found == byId_.end() ? std::nullopt : partAt(relationships_[found->second]);
+    if (part && isPicture(*part)) {
+        writePart(out, *part, words, caption);
+        return;
+    }
+    faults_->tell(out, "a picture is missing: relationship " + relationship);
+    if (caption != nullptr) {
+        out.open("p").append(*caption).close();
     }
 }
 
 void Figures::writeOthers(Markup& out) {
     for (const Relationship& relationship : relationships_) {
-        const std::optional<Part> part = pictureAt(relationship);
-        if (part && anchors_.count(part->getName().folded()) == 0) {
+        const std::optional<Part> part = partAt(relationship);
+        if (part && isPicture(*part) && anchors_.count(part->getName().folded()) == 0) {
             write(out, *part);
         }
     }
 }
 
-void Figures::write(Markup& out, const Part& part) {
-    const auto [place, isNew] =
-        anchors_.try_emplace(part.getName().folded(), "picture-" + std::to_string(anchors_.size() + 1));
+void Figures::write(Markup& out, const Part& part) { writePart(out, part, "", nullptr); }
+
+void Figures::writePart(Markup& out, const Part& part, const std::string& words, const Markup* caption) {
+    const std::string next = "picture-" + std::to_string(count_ + 1);
+    const auto [place, isNew] = anchors_.try_emplace(part.getName().folded(), next);
     if (isNew) {
-        out.open("figure", {{"id", place->second}});
-        faults_->attempt(out, [&] { writeNew(out, part); });
-        out.close();
+        faults_->attempt(out, [&] {
+            const std::string& name = part.getName().ascii();
+            fl::Bytes content = pictureOf(contentOf(part), name);
+            const PictureSize size = sizeOfPicture(content);
+            writeNew(out, {shownAs(mediaTypeOf(part)), name.substr(name.rfind('/') + 1), std::move(content), size,
+                           words, caption});
+        });
     } else {
         // Without its name, which may be long: it can be named any number of times.
         out.open("p").element("a", {{"href", "#" + place->second}}, "See the picture above").close();
+        if (caption != nullptr) {
+            out.open("p").append(*caption).close();
+        }
     }
 }
 
-void Figures::writeNew(Markup& out, const Part& part) {
-    const std::string& name = part.getName().ascii();
-    const std::string type = mediaTypeOf(part);
-    fl::Bytes picture = pictureOf(contentOf(part), name);
-    const std::string caption = name + ", " + type + ", " + grouped(picture.size()) + " bytes";
-    if (!shownAs(type).empty()) {
-        const std::string uri = writeDataUri({"data:" + std::string(shownAs(type)) + ";base64", std::move(picture)});
-        out.single("img", {{"src", uri}, {"alt", "Picture " + name}});
-        thumbnail_ = anchors_.size() == 1 && uri.size() <= kLargestThumbnail ? uri : thumbnail_;
+void Figures::writeDataUri(Markup& out, const std::string& uri) {
+    faults_->attempt(out, [&] {
+        DataUri picture = readDataUri({uri.begin(), uri.end()}, "the output");
+        const std::string_view header = picture.header;
+        const std::string type(header.substr(5, header.find(';') - 5));
+        const PictureSize size = sizeOfPicture(picture.content);
+        writeNew(out, {shownAs(type), "picture", std::move(picture.content), size, "", nullptr});
+    });
+}
+
+void Figures::writeNew(Markup& out, const Picture& picture) {
+    ++count_;
+    out.open("figure", {{"id", "picture-" + std::to_string(count_)}});
+    writeImage(out, picture);
+    if (picture.caption != nullptr) {
+        out.open("figcaption").append(*picture.caption).close();
     }
-    out.element("figcaption", caption + (shownAs(type).empty() ? ", not shown" : ""));
+    out.close();
+}
+
+/// Whether decoding the picture, or the page that holds it, would take too much memory.
+bool Figures::takesTooMuch(const Picture& picture) {
+    const PictureSize& size = picture.size;
+    if (size.kind == PictureSize::Kind::Unknown || std::max(size.width, size.height) > kLongestSide ||
+        size.pixels() > kMostPixels || pixels_ + size.pixels() > kMostPixelsOfPage) {
+        return true;
+    }
+    pixels_ += size.pixels();
+    return false;
+}
+
+void Figures::writeImage(Markup& out, const Picture& picture) {
+    const bool isHeld = !picture.type.empty() && picture.content.size() <= kMostBytes &&
+                        bytes_ + picture.content.size() <= kMostBytesOfPage;
+    if (!isHeld) {
+        const std::string reason = picture.type.empty() ? "of a kind that browsers do not show" : "too large";
+        out.element("p", {{"class", "remark"}}, "[A picture, " + reason + ": " + picture.about() + "]");
+        return;
+    }
+    bytes_ += picture.content.size();
+    const std::string uri = kit::writeDataUri({"data:" + std::string(picture.type) + ";base64", picture.content});
+    if (takesTooMuch(picture)) {
+        out.open("p", {{"class", "remark"}}).text("[A picture too large to be shown: ");
+        out.element("a", {{"href", uri}, {"download", picture.file}}, "save it").text(", " + picture.about() + "]");
+        out.close();
+        return;
+    }
+    const std::string words = picture.words.empty() ? "Picture " + std::to_string(count_) : picture.words;
+    out.single("img", {{"src", uri}, {"alt", words}, {"decoding", "async"}});
+    if (count_ == 1 && uri.size() <= kLargestThumbnail && picture.size.pixels() <= kMostThumbnailPixels) {
+        thumbnail_ = {uri, picture.size.pixels()};
+    }
 }
 
 const std::string& Figures::linkTarget(const std::string& relationship) const {

@@ -4,49 +4,118 @@
 #include "kit/compare/Sha256.hpp"
 #include "kit/page/PageFiles.hpp"
 
+#include <cctype>
+#include <charconv>
+
 namespace flowbook::kit {
 
 namespace {
 
-// Versions may differ in what stands before it, but not by more than this.
+// Versions may differ in what stands before these marks, but not by more than this.
 constexpr std::string_view kGenerator = "<meta name=\"generator\" content=\"flowbook ";
-constexpr std::size_t kGeneratorWithin = 1024;
+constexpr std::string_view kDigest = "<meta name=\"flowbook-digest\" content=\"";
+constexpr std::string_view kSource = "<meta name=\"flowbook-source\" content=\"";
+constexpr std::size_t kMarksWithin = 16384;
+constexpr std::size_t kDigestLength = 64;
 
-std::string escaped(std::string_view text) { return Markup().text(text).finished(); }
+const std::string& noDigest() {
+    static const std::string& zeros = *new std::string(kDigestLength, '0');
+    return zeros;
+}
+
+std::string escaped(std::string_view text) { return Markup().unmarked(text).finished(); }
+
+std::string script() { return "<script>" + std::string(indexScript()) + "</script>\n"; }
 
 struct PageValues {
+    const Frame& frame;
     std::string title;
+    std::string source;
     const std::string& body;
 
-    std::string_view of(std::string_view name) const {
-        static const std::string& digest = *new std::string(Sha256().add(pageStyle()).takeBase64());
-        static const std::string& version = *new std::string(escaped(libpxflowbook_version));
-        return name == "title"          ? std::string_view(title)
-               : name == "body"         ? std::string_view(body)
-               : name == "style"        ? pageStyle()
-               : name == "style digest" ? std::string_view(digest)
-                                        : std::string_view(version);
+    std::string of(std::string_view name) const {
+        static const std::string& styleDigest = *new std::string(Sha256().add(pageStyle()).takeBase64());
+        static const std::string& policy =
+            *new std::string("; script-src 'sha256-" + Sha256().add(indexScript()).takeBase64() + "'");
+        return name == "title"           ? title
+               : name == "language"      ? frame.language
+               : name == "digest"        ? noDigest()
+               : name == "source"        ? source
+               : name == "style digest"  ? styleDigest
+               : name == "script policy" ? (frame.isIndex ? policy : "")
+               : name == "script"        ? (frame.isIndex ? script() : "")
+                                         : escaped(libpxflowbook_version);
     }
 };
 
+/// What stands between the mark and the next quote; nothing when there is no such mark.
+std::optional<std::string_view> valueBehind(std::string_view start, std::string_view mark) {
+    const std::size_t at = start.find(mark);
+    if (at == std::string_view::npos) {
+        return std::nullopt;
+    }
+    const std::string_view rest = start.substr(at + mark.size());
+    return rest.substr(0, rest.find('"'));
+}
+
+std::string pathOf(std::string_view address) {
+    std::string path;
+    for (std::size_t at = 0; at < address.size(); ++at) {
+        unsigned byte = 0;
+        const bool isEscape = address[at] == '%' && at + 2 < address.size() &&
+                              std::from_chars(&address[at + 1], &address[at + 1] + 2, byte, 16).ec == std::errc();
+        path += isEscape ? static_cast<char>(byte) : address[at];
+        at += isEscape ? 2 : 0;
+    }
+    return path;
+}
+
 }  // namespace
 
-std::string framed(std::string_view title, const Markup& body) {
-    const PageValues values{escaped(title), body.finished()};
+std::string framed(const Frame& frame, const Markup& body) {
+    const PageValues values{frame, escaped(frame.title), addressOf(frame.source), body.finished()};
     const std::string_view skeleton = pageSkeleton();
     std::string page;
     page.reserve(skeleton.size() + pageStyle().size() + body.finished().size() + 512);
     std::size_t at = 0;
     for (std::size_t mark = skeleton.find("{{"); mark != std::string_view::npos; mark = skeleton.find("{{", at)) {
         const std::size_t end = skeleton.find("}}", mark);
-        page.append(skeleton, at, mark - at).append(values.of(skeleton.substr(mark + 2, end - mark - 2)));
+        const std::string_view name = skeleton.substr(mark + 2, end - mark - 2);
+        page.append(skeleton, at, mark - at);
+        page.append(name == "body" ? std::string_view(values.body) : name == "style" ? pageStyle() : values.of(name));
         at = end + 2;
     }
-    return page.append(skeleton.substr(at));
+    page.append(skeleton.substr(at));
+    page.replace(page.find(kDigest) + kDigest.size(), kDigestLength, Sha256().add(page).take());
+    return page;
 }
 
-bool isPage(std::string_view content) {
-    return content.substr(0, kGeneratorWithin).find(kGenerator) != std::string_view::npos;
+std::optional<PageMark> markOf(std::string_view content) {
+    const std::string_view start = content.substr(0, kMarksWithin);
+    const auto digest = valueBehind(start, kDigest);
+    const auto source = valueBehind(start, kSource);
+    if (start.find(kGenerator) == std::string_view::npos) {
+        return std::nullopt;
+    }
+    PageMark mark{false, source ? pathOf(*source) : ""};
+    if (digest && digest->size() == kDigestLength) {
+        const auto at = static_cast<std::size_t>(digest->data() - content.data());
+        Sha256 made;
+        made.add(content.substr(0, at)).add(noDigest()).add(content.substr(at + kDigestLength));
+        mark.isUnchanged = made.take() == *digest;
+    }
+    return mark;
+}
+
+std::string addressOf(std::string_view path) {
+    std::string address;
+    for (const char c : path) {
+        const auto byte = static_cast<unsigned char>(c);
+        const bool isPlain = byte < 0x80 && (std::isalnum(byte) != 0 || std::string_view("-._~/").find(c) != std::string_view::npos);
+        constexpr std::string_view kDigits = "0123456789ABCDEF";
+        address += isPlain ? std::string(1, c) : std::string{'%', kDigits[byte / 16], kDigits[byte % 16]};
+    }
+    return address;
 }
 
 }  // namespace flowbook::kit

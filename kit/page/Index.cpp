@@ -68,8 +68,8 @@ void writeRow(Markup& out, const IndexRow& row, std::size_t& picturesLeft) {
     out.close().element("td", {{"dir", "auto"}}, shortened(all.description));
     out.element("td", {{"dir", "auto"}}, shortened(all.version));
     out.element("td", {{"class", "time"}}, readableTime(all.modified));
-    writePicture(out, all.picture, picturesLeft);
-    out.element("td", {{"class", "number"}}, grouped(all.lineCount));
+    writePicture(out, all.picture.uri, picturesLeft);
+    out.element("td", {{"class", "number"}}, all.lineCount ? grouped(*all.lineCount) : "");
     out.element("td", {{"class", all.state == "damaged" ? "state" : ""}}, all.state).close();
 }
 
@@ -102,7 +102,7 @@ std::string makeIndex(std::vector<IndexRow> rows) {
         writeRow(body, row, picturesLeft);
     }
     body.close().close().close().close();
-    return framed("Flowbooks", body);
+    return framed({"Flowbooks", "en", "", true}, body);
 }
 
 }  // namespace flowbook::kit

@@ -1,9 +1,14 @@
 #include "kit/page/Page.hpp"
 
+#include "fl/i18n/Conversion.hpp"
 #include "kit/compare/Sha256.hpp"
+#include "kit/document/Characters.hpp"
+#include "kit/page/DocumentText.hpp"
 #include "kit/page/Frame.hpp"
+#include "kit/page/FurtherProperties.hpp"
+#include "kit/page/Inline.hpp"
+#include "kit/page/Outputs.hpp"
 #include "kit/page/PartTables.hpp"
-#include "kit/page/Prose.hpp"
 #include "kit/page/Wording.hpp"
 
 namespace flowbook::kit {
@@ -12,11 +17,30 @@ namespace {
 
 const std::string& titleOf(const PageSummary& summary) { return summary.title.empty() ? summary.file : summary.title; }
 
+void writeLink(Markup& out, std::string_view target, std::string_view relation, std::string_view words) {
+    if (!target.empty()) {
+        out.element("a", {{"href", target}, {"rel", relation}}, words);
+    }
+}
+
+/// What comes before the header: ways to skip it and to leave the page.
+void writeStart(Markup& out, const PageLinks& links) {
+    out.element("a", {{"class", "skip"}, {"href", "#text"}, {"lang", "en"}}, "Skip to the text");
+    if (!links.index.empty()) {
+        out.open("nav", {{"class", "pages"}, {"aria-label", "Pages"}, {"lang", "en"}});
+        writeLink(out, links.index, "up", "All flowbooks");
+        writeLink(out, links.previous, "prev", "Previous");
+        writeLink(out, links.next, "next", "Next");
+        out.close();
+    }
+}
+
 /// The page of one flowbook while it is written. The header comes first and tells what only the text tells, so that the
 /// text is written apart.
 class PageWriter {
 public:
-    PageWriter(const Document& document, const PageOptions& options) : document_(&document), faults_(options.inWords) {
+    PageWriter(const Document& document, const PageOptions& options)
+        : document_(&document), options_(&options), faults_(options.inWords) {
         summary_.file = options.file;
     }
 
@@ -26,14 +50,15 @@ public:
         readProperties(start);
         writeText();
         Markup body;
+        writeStart(body, options_->links);
         writeHeader(body);
-        body.append(start).append(main_);
-        body.open("aside", {{"aria-label", "What the file holds"}});
-        writeOutputs(body, *document_, faults_);
+        body.append(start).append(outline_).append(main_);
+        body.open("aside", {{"aria-label", "What the file holds"}, {"lang", "en"}});
         writePartTables(body, *document_, faults_);
         body.close();
         summary_.state = faults_.all().empty() ? nameOf(form_) : "damaged";
-        return {framed(titleOf(summary_), body), summary_, faults_.all()};
+        return {framed({titleOf(summary_), language_.empty() ? "en" : language_, options_->source, false}, body),
+                summary_, faults_.all()};
     }
 
 private:
@@ -44,10 +69,19 @@ private:
     void readProperties(Markup& out) {
         properties_ = document_->properties();
         tellFaults(out);
-        summary_.title = valueOf("title");
+        Markup ignored;
+        Faults told({});  // The same faults, told above.
+        told.attempt(ignored, [this] { furtherProperties_ = furtherPropertiesOf(*document_); });
+        const std::string title = valueOf("title");
+        summary_.title = isBlankTitle(title) ? "" : title;
         summary_.description = valueOf("description");
         summary_.version = valueOf("version");
         summary_.modified = valueOf("modified");
+        for (const FurtherProperty& property : furtherProperties_) {
+            if (property.name == "language" && isLanguage(property.value)) {
+                language_ = property.value;
+            }
+        }
     }
 
     /// One fault may be that of several properties.
@@ -71,76 +105,82 @@ private:
     }
 
     void writeText() {
-        main_.open("main");
+        main_.open("main", {{"id", "text"}});
         if (form_ == CodeForm::Encrypted) {
             faults_.attempt(main_, [this] { writeEncrypted(); });
         } else if (form_ == CodeForm::None && faults_.all().empty()) {
-            main_.element("p", "There is no code in this flowbook.");
+            main_.element("p", {{"lang", "en"}}, "There is no code in this flowbook.");
         }
-        faults_.attempt(main_, [this] { writeProse(); });
-        main_.close();
+        Markup text;
+        faults_.attempt(main_, [&] { writeDocument(text); });
+        main_.append(text).close();
     }
 
     void writeEncrypted() {
         const fl::Bytes code = document_->storedCode();
         const std::string size = counted(code.size(), "byte");
         const std::string digest = sha256(code);
-        main_.open("div", {{"class", "notice"}}).open("p").element("strong", "Encrypted code").close();
+        main_.open("div", {{"class", "notice"}, {"lang", "en"}});
+        main_.open("p").element("strong", "Encrypted code").close();
         main_.open("p").text(size + ", SHA-256 ").element("code", digest).close().close();
     }
 
-    void writeProse() {
+    void writeDocument(Markup& out) {
         Figures figures(*document_, faults_);
-        const RichText text = document_->richText();
-        Prose prose(main_, figures);
-        prose.write(text.paragraphs);
-        if (!text.fault.empty()) {
-            faults_.tell(main_, text.fault);
-        }
-        figures.writeOthers(main_);
-        summary_.lineCount = prose.lineCount();
+        faults_.attempt(out, [&] {
+            const DocumentText text(*document_);
+            summary_.lineCount = text.write(out, figures, faults_, outline_);
+            language_ = language_.empty() ? text.language() : language_;
+        });
+        figures.writeOthers(out);
+        writeOutputs(out, *document_, figures, faults_);
         summary_.picture = figures.thumbnail();
     }
 
     void writeHeader(Markup& out) {
         out.open("header").element("h1", {{"dir", "auto"}}, titleOf(summary_));
-        if (!summary_.description.empty()) {
+        if (!isBlankTitle(summary_.description)) {
             out.element("p", {{"class", "description"}, {"dir", "auto"}}, summary_.description);
         }
-        out.open("dl", {{"class", "facts"}}).open("div").element("dt", "File");
-        out.element("dd", {{"class", "name"}, {"dir", "auto"}}, summary_.file).close();
+        out.open("dl", {{"class", "facts"}}).open("div").element("dt", {{"lang", "en"}}, "File");
+        out.element("dd", {{"class", "name"}, {"dir", "auto"}, {"translate", "no"}}, summary_.file).close();
         writeFact(out, "Version", valueOf("version"));
         writeFact(out, "Release", valueOf("release"));
         writeTime(out, "Created", valueOf("created"));
         writeTime(out, "Modified", summary_.modified);
+        for (const FurtherProperty& property : furtherProperties_) {
+            writeFact(out, property.label, property.value);
+        }
         writeFact(out, "Code", aboutCode());
         out.close().close();
     }
 
     std::string aboutCode() const {
-        const bool hasLines = form_ == CodeForm::Plain || form_ == CodeForm::Rich;
-        const bool isUnread = summary_.lineCount == 0 && !faults_.all().empty();
-        return (hasLines && !isUnread ? counted(summary_.lineCount, "line") + ", " : "") + nameOf(form_);
+        return (summary_.lineCount ? counted(*summary_.lineCount, "line") + ", " : "") + nameOf(form_);
     }
 
     static void writeFact(Markup& out, std::string_view label, std::string_view value) {
         if (!value.empty()) {
-            out.open("div").element("dt", label).element("dd", {{"dir", "auto"}}, value).close();
+            out.open("div").element("dt", {{"lang", "en"}}, label).element("dd", {{"dir", "auto"}}, value).close();
         }
     }
 
     static void writeTime(Markup& out, std::string_view label, const std::string& iso) {
         if (!iso.empty()) {
-            out.open("div").element("dt", label).open("dd");
+            out.open("div").element("dt", {{"lang", "en"}}, label).open("dd");
             out.element("time", {{"datetime", iso}}, readableTime(iso)).close().close();
         }
     }
 
     const Document* document_;
+    const PageOptions* options_;
     Faults faults_;
+    Markup outline_;
     Markup main_;
     CodeForm form_ = CodeForm::None;
     std::vector<Property> properties_;
+    std::vector<FurtherProperty> furtherProperties_;
+    std::string language_;
     PageSummary summary_;
 };
 
@@ -148,15 +188,30 @@ private:
 
 Page makePage(const Document& document, const PageOptions& options) { return PageWriter(document, options).write(); }
 
-Page makeFailurePage(const std::string& file, const std::string& reason) {
+Page makeFailurePage(const PageOptions& options, const std::string& reason) {
     Markup body;
-    body.open("header").element("h1", {{"dir", "auto"}}, file).close().open("main");
+    writeStart(body, options.links);
+    body.open("header").element("h1", {{"dir", "auto"}}, options.file).close().open("main", {{"id", "text"}});
     writeNotice(body, "This file cannot be shown", reason);
     body.close();
     PageSummary summary;
-    summary.file = file;
+    summary.file = options.file;
     summary.state = "damaged";
-    return {framed(file, body), summary, {reason}};
+    return {framed({options.file, "en", options.source, false}, body), summary, {reason}};
+}
+
+bool isBlankTitle(std::string_view title) {
+    const std::u16string text = fl::i18n::to_ustring(title);
+    for (std::size_t at = 0; at < text.size();) {
+        const auto [character, length] = characterAt(text, at);
+        const bool isSpace = character == ' ' || character == 0xA0 || character == 0x1680 || character == 0x202F ||
+                             (character >= 0x2000 && character <= 0x200A) || character == 0x205F || character == 0x3000;
+        if (!isSpace && !isHidden(character)) {
+            return false;
+        }
+        at += length;
+    }
+    return true;
 }
 
 }  // namespace flowbook::kit

@@ -2,18 +2,29 @@
 
 #include "kit/document/Document.hpp"
 #include "kit/page/Faults.hpp"
+#include "kit/page/Figures.hpp"
 
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace flowbook::kit {
 
+/// The addresses of other pages in the same folder; empty where there is none.
+struct PageLinks {
+    std::string index;
+    std::string previous;
+    std::string next;
+};
+
 /// How a page calls the flowbook.
 struct PageOptions {
-    std::string file;       ///< bytes of any kind
-    Faults::Words inWords;  ///< puts messages of the library as the reader is to see them; may be empty
+    std::string file;         ///< bytes of any kind
+    Faults::Words inWords{};  ///< puts messages of the library as the reader is to see them; may be empty
+    PageLinks links{};
+    std::string source{};  ///< where the flowbook is, from the folder of the page; bytes of any kind
 };
 
 /// What an index of pages tells of a flowbook.
@@ -23,9 +34,9 @@ struct PageSummary {
     std::string description;
     std::string version;
     std::string modified;  ///< ISO 8601 in UTC
-    std::string picture;   ///< the first, as a data URI; empty when there is none, or it is large
-    std::size_t lineCount = 0;
-    std::string state;  ///< "damaged", or the form of the code
+    Thumbnail picture;     ///< the first
+    std::optional<std::size_t> lineCount;  ///< of the code; nothing when they cannot be counted
+    std::string state;                     ///< "damaged", or the form of the code
 };
 
 struct Page {
@@ -39,6 +50,9 @@ struct Page {
 Page makePage(const Document& document, const PageOptions& options);
 
 /// The page of a file of which nothing can be read.
-Page makeFailurePage(const std::string& file, const std::string& reason);
+Page makeFailurePage(const PageOptions& options, const std::string& reason);
+
+/// Whether a text has nothing to see: blanks and hidden characters alone.
+bool isBlankTitle(std::string_view title);
 
 }  // namespace flowbook::kit

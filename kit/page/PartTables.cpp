@@ -1,20 +1,15 @@
 #include "kit/page/PartTables.hpp"
 
 #include "fl/i18n/Conversion.hpp"
-#include "flowbook/FlowbookFilePackage.hpp"
 #include "kit/document/PackageTree.hpp"
 #include "kit/page/Wording.hpp"
-#include "opc/Exception.hpp"
 
 namespace flowbook::kit {
 
 using opc::model::Part;
-using opc::model::PartName;
 using opc::model::Relationship;
 
 namespace {
-
-constexpr std::size_t kMostShown = std::size_t{1} << 20;
 
 using fl::i18n::to_string;
 
@@ -35,31 +30,6 @@ void writeHeads(Markup& out, std::initializer_list<std::string_view> heads) {
     for (const std::string_view head : heads) {
         out.element("th", {{"scope", "col"}}, head);
     }
-}
-
-bool isText(const std::string& type) {
-    return type.rfind("text/", 0) == 0 || type.find("xml") != std::string::npos ||
-           type.find("json") != std::string::npos;
-}
-
-void writeOutput(Markup& out, const Part& part) {
-    const std::string type = typeOf(part);
-    const std::string about = part.getName().ascii() + ", " + type + ", " + counted(part.getSize(), "byte");
-    const fl::Bytes content = isText(type) ? contentOf(part) : fl::Bytes();
-    out.element("p", about);
-    if (!content.empty()) {
-        const std::string_view text(reinterpret_cast<const char*>(content.data()), content.size());
-        const std::string_view shown = startOf(text, kMostShown);
-        out.open("pre", {{"class", "plain"}, {"tabindex", "0"}, {"role", "region"}, {"aria-label", about}});
-        out.text(shown).close();
-        if (shown.size() < text.size()) {
-            out.element("p", "Shown up to byte " + grouped(shown.size()) + ".");
-        }
-    }
-}
-
-std::vector<Relationship> outputsOf(const Document& document) {
-    return document.package().getRelationshipsByType(FlowbookFilePackage::getPackageRelationshipTypes()[1]);
 }
 
 void writeParts(Markup& page, const std::vector<Part>& parts) {
@@ -111,19 +81,6 @@ void writeRelationships(Markup& out, const Document& document, Faults& faults) {
 }
 
 }  // namespace
-
-void writeOutputs(Markup& out, const Document& document, Faults& faults) {
-    std::vector<Relationship> outputs;
-    faults.attempt(out, [&] { outputs = outputsOf(document); });
-    if (outputs.empty()) {
-        return;
-    }
-    openFolded(out, "Stored outputs");
-    for (const Relationship& output : outputs) {
-        faults.attempt(out, [&] { writeOutput(out, document.package().getPart(PartName(output.getTargetURI()))); });
-    }
-    out.close();
-}
 
 void writePartTables(Markup& out, const Document& document, Faults& faults) {
     openFolded(out, "Parts and relationships");

@@ -5,9 +5,6 @@
 
 namespace flowbook::kit {
 
-/// The stored outputs of a flowbook, folded; nothing when there are none.
-void writeOutputs(Markup& out, const Document& document, Faults& faults);
-
 /// The parts and relationships of a flowbook, folded.
 void writePartTables(Markup& out, const Document& document, Faults& faults);
 

@@ -17,6 +17,8 @@ std::string counted(std::uint64_t count, const std::string& thing) {
     return grouped(count) + " " + thing + (count == 1 ? "" : "s");
 }
 
+bool isBlankText(std::string_view text) { return text.find_first_not_of(" \t\r\n") == std::string_view::npos; }
+
 std::string_view startOf(std::string_view utf8, std::size_t most) {
     std::size_t end = std::min(utf8.size(), most);
     while (end < utf8.size() && end > 0 && (static_cast<unsigned char>(utf8[end]) & 0xC0U) == 0x80) {

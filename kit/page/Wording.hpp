@@ -12,6 +12,9 @@ std::string grouped(std::uint64_t count);
 /// "1 line", "20,000 lines".
 std::string counted(std::uint64_t count, const std::string& thing);
 
+/// Whether a text holds no more than blanks, tabs and ends of lines.
+bool isBlankText(std::string_view text);
+
 /// The start of a text, up to `most` bytes and the end of a character.
 std::string_view startOf(std::string_view utf8, std::size_t most);
 

@@ -1,0 +1,62 @@
+#include "kit/document/StoredText.hpp"
+
+#include "fl/i18n/Conversion.hpp"
+#include "fl/i18n/ConversionError.hpp"
+
+#include <algorithm>
+
+namespace flowbook::kit {
+
+namespace {
+
+enum class Form { Bytes, LittleEndian, BigEndian };
+
+/// By the byte order mark, or by the zero byte of a first character that is ASCII.
+Form formOf(const fl::Bytes& stored) {
+    const unsigned first = stored.empty() ? 1 : stored[0];
+    const unsigned second = stored.size() < 2 ? 1 : stored[1];
+    const bool isLittle = (first == 0xFF && second == 0xFE) || (first != 0 && second == 0);
+    const bool isBig = (first == 0xFE && second == 0xFF) || (first == 0 && second != 0);
+    return isLittle ? Form::LittleEndian : isBig ? Form::BigEndian : Form::Bytes;
+}
+
+bool isUtf8(const std::string& text) {
+    try {
+        fl::i18n::utf8_to_ustring(text);
+        return true;
+    } catch (const fl::i18n::ConversionError&) {
+        return false;
+    }
+}
+
+std::string fromUtf16(const fl::Bytes& stored, std::size_t from, bool isLittle) {
+    std::u16string text;
+    for (std::size_t at = from & ~std::size_t{1}; at + 1 < stored.size(); at += 2) {
+        const unsigned low = stored[at + (isLittle ? 0 : 1)];
+        const unsigned high = stored[at + (isLittle ? 1 : 0)];
+        text += static_cast<char16_t>(high << 8 | low);
+    }
+    return fl::i18n::to_string(from == 0 && !text.empty() && text[0] == 0xFEFF ? text.substr(1) : text);
+}
+
+}  // namespace
+
+XmlEncoding encodingOf(const fl::Bytes& document) {
+    const bool isRead = formOf(document) == Form::Bytes && isUtf8({document.begin(), document.end()});
+    return isRead ? XmlEncoding::Utf8 : XmlEncoding::AsDeclared;
+}
+
+std::string textIn(const fl::Bytes& stored, std::size_t from) {
+    const Form form = formOf(stored);
+    if (form != Form::Bytes) {
+        return fromUtf16(stored, from, form == Form::LittleEndian);
+    }
+    const auto begin = stored.begin() + static_cast<std::ptrdiff_t>(std::min(from, stored.size()));
+    std::string text(begin, stored.end());
+    if (isUtf8(text)) {
+        return text;
+    }
+    return fl::i18n::to_string(std::u16string(begin, stored.end()));
+}
+
+}  // namespace flowbook::kit

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "fl/Bytes.hpp"
+#include "kit/document/XmlReader.hpp"
+
+#include <string>
+
+namespace flowbook::kit {
+
+/// Whether a rich code document can be read as UTF-8, as the library reads all of them; else it is read as it declares.
+XmlEncoding encodingOf(const fl::Bytes& document);
+
+/// A stored text as UTF-8, from byte `from` on: UTF-16 where its first bytes tell (XML 1.0, appendix F), UTF-8 where all
+/// bytes are, else Latin-1, in which every byte is a character.
+std::string textIn(const fl::Bytes& stored, std::size_t from = 0);
+
+}  // namespace flowbook::kit

@@ -1,0 +1,89 @@
+#include "kit/page/DocumentText.hpp"
+
+#include "kit/document/StoredText.hpp"
+#include "kit/page/Blocks.hpp"
+#include "kit/page/Wording.hpp"
+
+namespace flowbook::kit {
+
+namespace {
+
+constexpr std::size_t kMostStored = std::size_t{1} << 20;
+
+std::string languageIn(const XmlNode& node) {
+    const std::string_view own = node.local == "lang" ? node.attribute("val") : std::string_view();
+    if (isLanguage(own)) {
+        return std::string(own);
+    }
+    for (const XmlNode& child : node.children) {
+        if (std::string found = languageIn(child); !found.empty()) {
+            return found;
+        }
+    }
+    return {};
+}
+
+/// What stands behind a fault is nothing that can be read, so it is shown as text.
+void writeRest(Markup& out, const fl::Bytes& stored, std::size_t from) {
+    const std::string rest = textIn(stored, from);
+    const std::string_view shown = startOf(rest, kMostStored);
+    if (isBlankText(rest)) {
+        return;
+    }
+    const std::string label = "What follows, as it is stored";
+    out.element("p", {{"class", "remark"}, {"lang", "en"}}, label + ":");
+    out.open("pre", {{"class", "plain"}, {"tabindex", "0"}, {"role", "region"}, {"aria-label", label}});
+    out.open("code", {{"class", "beside"}, {"translate", "no"}}).text(shown).close().close();
+    if (shown.size() < rest.size()) {
+        out.element("p", {{"class", "remark"}}, "[" + counted(rest.size() - shown.size(), "byte") + " left out]");
+    }
+}
+
+}  // namespace
+
+DocumentText::DocumentText(const Document& document) : document_(&document) {
+    const std::optional<opc::model::Part> part = document.codePart();
+    if (part && formOf(*part) != CodeForm::Encrypted) {
+        part_ = part;
+        stored_ = contentOf(*part);
+        encoding_ = encodingOf(stored_);
+        tree_ = readXmlTree(stored_, document.where(*part), encoding_);
+    }
+}
+
+std::optional<std::size_t> DocumentText::write(Markup& out, Figures& figures, Faults& faults, Markup& outline) const {
+    if (!part_) {
+        return std::nullopt;
+    }
+    if (encoding_ != XmlEncoding::Utf8) {
+        faults.tell(out, document_->where(*part_) + ": is not UTF-8, as its readers expect; this page reads it as it "
+                                                    "declares to be");
+    }
+    XmlTree numbering;
+    for (const opc::model::Part& part : figures.partsOfType(u"/numbering")) {
+        faults.attempt(out, [&] {
+            numbering = readXmlTree(contentOf(part), document_->where(part), XmlEncoding::AsDeclared);
+        });
+    }
+    const XmlNode* const root = tree_.root();
+    Headings headings(root == nullptr ? std::vector<int>() : headingStylesIn(*root));
+    Markup text;
+    Blocks blocks(text, figures, numbering.root(), headings);
+    blocks.write(root);
+    if (blocks.hasTextBesideCode()) {
+        out.open("p", {{"class", "remark"}, {"lang", "en"}}).element("span", {{"class", "beside"}}, "Text set off so");
+        out.text(" stands beside the code: programs that read the code do not see it.").close();
+    }
+    out.append(text);
+    if (!tree_.fault.empty()) {
+        faults.tell(out, tree_.fault);
+        writeRest(out, stored_, tree_.end);
+    }
+    headings.writeOutline(outline);
+    const bool isWhole = tree_.fault.empty() || blocks.lineCount() != 0;
+    return isWhole ? std::make_optional(blocks.lineCount()) : std::nullopt;
+}
+
+std::string DocumentText::language() const { return languageIn(tree_.document); }
+
+}  // namespace flowbook::kit

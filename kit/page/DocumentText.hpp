@@ -1,0 +1,36 @@
+#pragma once
+
+#include "kit/document/Document.hpp"
+#include "kit/document/XmlTree.hpp"
+#include "kit/page/Faults.hpp"
+#include "kit/page/Figures.hpp"
+
+#include <cstddef>
+#include <optional>
+#include <string>
+
+namespace flowbook::kit {
+
+/// The rich code document of a flowbook, for a page.
+class DocumentText {
+public:
+    /// @throws opc::Exception when there is a document and it cannot be read at all.
+    explicit DocumentText(const Document& document);
+
+    /// Writes all of it; what follows a fault of its XML is shown as it is stored.
+    /// @param outline  takes links to the headings.
+    /// @returns the number of lines of code; nothing where there is no code, or it was not read to its end.
+    std::optional<std::size_t> write(Markup& out, Figures& figures, Faults& faults, Markup& outline) const;
+
+    /// The language that its text tells first (BCP 47); empty when it tells none.
+    std::string language() const;
+
+private:
+    const Document* document_;
+    std::optional<opc::model::Part> part_;  ///< nothing when there is no document that can be read
+    fl::Bytes stored_;
+    XmlEncoding encoding_ = XmlEncoding::Utf8;
+    XmlTree tree_;
+};
+
+}  // namespace flowbook::kit

@@ -1,0 +1,102 @@
+#include "kit/page/Headings.hpp"
+
+#include "kit/page/Wording.hpp"
+
+#include <algorithm>
+#include <cctype>
+#include <iterator>
+
+namespace flowbook::kit {
+
+namespace {
+
+constexpr Markup::Name kElements[] = {"h1", "h2", "h3", "h4", "h5", "h6"};
+constexpr std::size_t kLongestId = 40;
+constexpr std::size_t kLongestEntry = 200;
+constexpr std::size_t kMostEntries = 2000;
+
+/// Letters and digits of a heading, for its address.
+std::string slugOf(const std::string& text) {
+    std::string slug;
+    for (const char c : text) {
+        if (std::isalnum(static_cast<unsigned char>(c)) != 0 && static_cast<unsigned char>(c) < 0x80) {
+            slug += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        } else if (!slug.empty() && slug.back() != '-') {
+            slug += '-';
+        }
+    }
+    slug = slug.substr(0, std::min(slug.find_last_not_of('-') + 1, kLongestId));
+    return "section" + (slug.empty() ? "" : "-" + slug);
+}
+
+}  // namespace
+
+/// A style is as deep as its rank among the styles of the page, unless that is two deeper than a heading before it:
+/// then it is lowered, which may lower others in turn.
+Headings::Headings(const std::vector<int>& styles) {
+    std::set<std::pair<int, int>> neighbours;
+    for (std::size_t i = 0; i < styles.size(); ++i) {
+        levels_[styles[i]];
+        neighbours.emplace(i == 0 ? 0 : styles[i - 1], styles[i]);
+    }
+    std::size_t rank = 0;
+    for (auto& [style, level] : levels_) {
+        level = std::min(++rank, std::size(kElements) - 1);
+    }
+    levels_[0] = 0;
+    for (bool isStable = false; !isStable;) {
+        isStable = true;
+        for (const auto& [before, style] : neighbours) {
+            const std::size_t most = levels_[before] + 1;
+            isStable = isStable && levels_[style] <= most;
+            levels_[style] = std::min(levels_[style], most);
+        }
+    }
+}
+
+void Headings::open(Markup& out, int style, const std::string& text) {
+    const std::size_t level = levels_.at(style);
+    const std::string slug = slugOf(text);
+    std::string id = slug;
+    for (std::size_t i = 2; !ids_.insert(id).second; ++i) {
+        id = slug + "-" + std::to_string(std::max(i, ids_.size()));
+    }
+    out.open(kElements[level], {{"id", id}, {"dir", "auto"}});
+    headings_.push_back({level, std::move(id), text});
+}
+
+void Headings::writeOutline(Markup& out) const {
+    if (headings_.empty()) {
+        return;
+    }
+    out.open("nav", {{"class", "outline"}, {"aria-labelledby", "outline"}, {"lang", "en"}});
+    out.element("h2", {{"id", "outline"}}, "Contents");
+    std::size_t depth = 0;
+    std::size_t count = 0;
+    for (const Heading& heading : headings_) {
+        if (++count > kMostEntries) {
+            break;
+        }
+        for (; depth > heading.level; --depth) {
+            out.close().close();
+        }
+        if (depth == heading.level) {
+            out.close();
+        } else {
+            out.open("ul");
+            ++depth;
+        }
+        const std::string_view start = startOf(heading.text, kLongestEntry);
+        const std::string entry = std::string(start) + (start.size() < heading.text.size() ? "\u2026" : "");
+        out.open("li").element("a", {{"href", "#" + heading.id}, {"dir", "auto"}}, entry);
+    }
+    for (; depth > 0; --depth) {
+        out.close().close();
+    }
+    if (headings_.size() > kMostEntries) {
+        out.element("p", counted(headings_.size() - kMostEntries, "more heading"));
+    }
+    out.close();
+}
+
+}  // namespace flowbook::kit

@@ -1,0 +1,101 @@
+#include "kit/page/TableGrid.hpp"
+
+#include "kit/page/Inline.hpp"
+#include "kit/page/Wording.hpp"
+
+#include <algorithm>
+#include <charconv>
+#include <map>
+
+namespace flowbook::kit {
+
+namespace {
+
+constexpr std::size_t kMostColumns = 1000;  // what HTML permits
+
+std::string_view settingIn(const XmlNode& node, std::string_view properties, std::string_view name) {
+    const XmlNode* const all = node.child(properties);
+    return all == nullptr ? std::string_view() : all->valueOf(name);
+}
+
+bool hasSetting(const XmlNode& node, std::string_view properties, std::string_view name) {
+    const XmlNode* const all = node.child(properties);
+    return all != nullptr && all->child(name) != nullptr;
+}
+
+std::size_t columnsIn(std::string_view text, std::size_t otherwise) {
+    std::size_t number = otherwise;
+    std::from_chars(text.data(), text.data() + text.size(), number);
+    return std::min(number, kMostColumns);
+}
+
+/// Whether the cell goes on with the one above it. One that holds something is shown apart all the same.
+bool isContinued(const XmlNode& cell) {
+    if (!hasSetting(cell, "tcPr", "vMerge") || settingIn(cell, "tcPr", "vMerge") == "restart") {
+        return false;
+    }
+    const std::vector<Piece> pieces = piecesOf(cell);
+    return std::none_of(pieces.begin(), pieces.end(), [](const Piece& piece) {
+        return piece.kind != Piece::Kind::Blocks ? isShown(piece) : !piece.node->allText().empty() ||
+                                                                        piece.node->child("r") != nullptr;
+    });
+}
+
+bool isHeadRow(const XmlNode& row) {
+    const std::string_view value = settingIn(row, "trPr", "tblHeader");
+    return hasSetting(row, "trPr", "tblHeader") && value != "0" && value != "false" && value != "off";
+}
+
+}  // namespace
+
+TableGrid::TableGrid(const XmlNode& table) {
+    std::vector<const XmlNode*> rows;
+    collect(table, "tr", rows);
+    struct Above {
+        std::size_t row;   ///< where the merged cell begins
+        std::size_t cell;
+        std::size_t last;  ///< the row that it reaches to
+    };
+    std::map<std::size_t, Above> above;  ///< by column
+    for (const XmlNode* row : rows) {
+        const std::size_t at = rows_.size();
+        rows_.push_back({isHeadRow(*row) && (at == 0 || rows_.back().isHead), {}});
+        std::vector<const XmlNode*> cells;
+        collect(*row, "tc", cells);
+        std::size_t column = columnsIn(settingIn(*row, "trPr", "gridBefore"), 0);
+        for (const XmlNode* cell : cells) {
+            const std::size_t columns = std::max<std::size_t>(columnsIn(settingIn(*cell, "tcPr", "gridSpan"), 1), 1);
+            const auto merged = above.find(column);
+            const bool goesOn = merged != above.end() && merged->second.last + 1 == at && isContinued(*cell) &&
+                                rows_[merged->second.row].cells[merged->second.cell].columns == columns;
+            if (goesOn) {
+                ++rows_[merged->second.row].cells[merged->second.cell].rows;
+                merged->second.last = at;
+            } else {
+                above[column] = {at, rows_.back().cells.size(), at};
+                rows_.back().cells.push_back({cell, columns, 1});
+            }
+            column += columns;
+        }
+    }
+}
+
+/// Elements of a name, also those that containers hold, such as content controls.
+void TableGrid::collect(const XmlNode& node, std::string_view wanted, std::vector<const XmlNode*>& found) {
+    for (const XmlNode& child : node.children) {
+        const XmlNode* const shown = child.local == "AlternateContent" ? shownAlternative(child) : &child;
+        if (child.local == wanted) {
+            found.push_back(&child);
+        } else if (shown != nullptr && !isSettings(child) && shown->child(wanted) != nullptr) {
+            collect(*shown, wanted, found);
+        } else if (shown != nullptr && child.local.substr(0, 3) == "sdt" && !isSettings(child)) {
+            collect(*shown, wanted, found);
+        } else if (!isSettings(child) && !child.isText()) {
+            loose_.push_back(&child);
+        } else if (child.isText() && !isBlankText(child.text)) {
+            loose_.push_back(&child);
+        }
+    }
+}
+
+}  // namespace flowbook::kit

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "kit/document/XmlTree.hpp"
+
+#include <cstddef>
+#include <vector>
+
+namespace flowbook::kit {
+
+/// The rows and cells of a table (ECMA-376-1, part 1, 17.4), with cells merged as HTML has them.
+class TableGrid {
+public:
+    struct Cell {
+        const XmlNode* node;
+        std::size_t columns;  ///< that it spans
+        std::size_t rows;
+    };
+
+    struct Row {
+        bool isHead;
+        std::vector<Cell> cells;
+    };
+
+    explicit TableGrid(const XmlNode& table);
+
+    const std::vector<Row>& rows() const noexcept { return rows_; }
+
+    /// What stands in the table and in no cell.
+    const std::vector<const XmlNode*>& loose() const noexcept { return loose_; }
+
+private:
+    void collect(const XmlNode& node, std::string_view wanted, std::vector<const XmlNode*>& found);
+
+    std::vector<Row> rows_;
+    std::vector<const XmlNode*> loose_;
+};
+
+}  // namespace flowbook::kit

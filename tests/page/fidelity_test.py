@@ -1,0 +1,228 @@
+#!/usr/bin/env python3
+"""Random flowbooks with all that word processing has: everything in them is on their pages, in its place.
+usage: fidelity_test.py FLOWBOOK_COMMAND [COUNT [SEED]]"""
+
+import json
+import random
+import subprocess
+import sys
+import tempfile
+from pathlib import Path
+
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "support"))
+import make_fixtures as made
+from page_tree import Page
+
+NAMESPACES = ('xmlns:r="http://schemas.openxmlformats.org/officeDocument/2006/relationships" '
+              'xmlns:m="http://schemas.openxmlformats.org/officeDocument/2006/math" '
+              'xmlns:mc="http://schemas.openxmlformats.org/markup-compatibility/2006" xmlns:wp="urn:wp" '
+              'xmlns:a="urn:a" xmlns:v="urn:v" xmlns:o="urn:o" xmlns:c="urn:c" xmlns:x="urn:x"')
+PICTURE = ("image/svg+xml", b"<svg xmlns='http://www.w3.org/2000/svg' width='9' height='9'/>")
+NUMBERING = (f'<w:numbering xmlns:w="{made.WORD}">' + "".join(
+    f'<w:abstractNum w:abstractNumId="{a}">' + "".join(
+        f'<w:lvl w:ilvl="{i}"><w:start w:val="{a + 1}"/><w:numFmt w:val="{form}"/></w:lvl>' for i in range(9))
+    + "</w:abstractNum>" for a, form in enumerate(("bullet", "decimal", "lowerRoman"))) + "".join(
+    f'<w:num w:numId="{a + 1}"><w:abstractNumId w:val="{a}"/></w:num>' for a in range(3)) + "</w:numbering>")
+ODD = ["", " <b>&amp;", "  two  blanks ", "\t", "\u00e4\u00df", "\u00bd", "]]>"]
+ODD_WIDE = ["\u200b", "\u202eabc\u202c", "\u05d0\u200f.", "\U0001f469\u200d\U0001f4bb", "\u0e01\u200b\u0e02", "\U0001d11e"]
+
+
+class Book:
+    """A random flowbook, and what its page has to show: tokens in their order, and how deep they stand."""
+
+    def __init__(self, seed):
+        self.random = random.Random(seed)
+        self.encoding = self.random.choice(["utf-8", "utf-8", "utf-16", "iso-8859-1"])
+        self.count, self.tokens, self.named, self.levels, self.headings, self.pictures = 0, [], [], {}, {}, 0
+
+    def chance(self, part):
+        return self.random.random() < part
+
+    def token(self):
+        self.count += 1
+        odd = self.random.choice(ODD + (ODD_WIDE if self.encoding != "iso-8859-1" else []))
+        text = f"t{self.count}q" + odd
+        self.tokens.append(text)
+        return text.replace("&", "&amp;").replace("<", "&lt;").replace("]]>", "]]&gt;")
+
+    def word(self):
+        """A token that is told in words, not in a text of its own."""
+        self.count += 1
+        self.tokens.append(f"t{self.count}q")
+        return self.tokens[-1]
+
+    def t(self):
+        return f'<w:t xml:space="preserve">{self.token()}</w:t>'
+
+    def fixed(self, xml, shown):
+        self.tokens.append(shown)
+        return xml
+
+    def run(self, depth=0):
+        marks = "".join(f"<w:{m}/>" for m in ("b", "i", "strike", "vanish", "caps") if self.chance(0.15))
+        marks += self.random.choice(["", '<w:vertAlign w:val="superscript"/>', '<w:lang w:val="de-DE"/>', "<w:u/>"])
+        inside = "".join(self.random.choice(self.RUN)(self, depth) for _ in range(self.random.randint(1, 3)))
+        return f"<w:r><w:rPr>{marks}</w:rPr>{inside}</w:r>"
+
+    def drawing(self, depth):
+        self.pictures += 1
+        return (f'<w:drawing><wp:docPr id="1" name="x" descr="{self.word()}"/>'
+                f'<a:blip r:embed="p{self.pictures}"/></w:drawing>')
+
+    def box(self, depth):
+        return f"<w:pict><v:textbox><w:txbxContent>{self.blocks(depth + 1, 2)}</w:txbxContent></v:textbox></w:pict>"
+
+    def alternate(self, depth):
+        chosen = self.t()
+        return (f'<mc:AlternateContent><mc:Choice Requires="x">{chosen}</mc:Choice><mc:Fallback><w:t>never</w:t>'
+                "</mc:Fallback></mc:AlternateContent>")
+
+    RUN = [lambda s, d: s.t()] * 6 + [
+        lambda s, d: s.fixed("<w:br/>", "\n") + s.t(), lambda s, d: s.fixed("<w:tab/>", "\t") + s.t(),
+        lambda s, d: s.t() + s.fixed("<w:noBreakHyphen/>", "\u2011"),
+        lambda s, d: s.fixed('<w:sym w:font="Symbol" w:char="F061"/>', "\u03b1"),
+        lambda s, d: s.fixed('<w:sym w:font="Odd" w:char="F0E2"/>', "symbol F0E2 of Odd"),
+        lambda s, d: f"<w:instrText>{s.word()}</w:instrText>", lambda s, d: f"<w:delText>{s.token()}</w:delText>",
+        lambda s, d: f'<w:footnoteReference w:id="{s.word()}"/>', lambda s, d: f'<c:chart r:id="{s.word()}"/>',
+        lambda s, d: f"<x:odd>{s.token()}</x:odd>", alternate, drawing,
+        lambda s, d: s.box(d) if d < 2 else s.t()]
+
+    def formula(self):
+        e = lambda name: f"<m:{name}><m:r><m:t>{self.word()}</m:t></m:r></m:{name}>"
+        return "<m:oMath>" + self.random.choice([
+            lambda: f"<m:f>{e('num')}{e('den')}</m:f>", lambda: f"<m:sSup>{e('e')}{e('sup')}</m:sSup>",
+            lambda: f"<m:d>{e('e')}{e('e')}</m:d>", lambda: f"<m:sSub>{e('sub')}{e('e')}{e('e')}</m:sSub>",
+            lambda: f"<m:m><m:mr>{e('e')}{e('e')}</m:mr><m:mr>{e('e')}{e('e')}</m:mr></m:m>",
+            lambda: f"<m:odd>{e('e')}</m:odd>", lambda: f"<m:rad>{e('e')}</m:rad>",
+            lambda: f"<m:nary>{e('sub')}{e('sup')}{e('e')}</m:nary>"])() + "</m:oMath>"
+
+    def inline(self, depth):
+        return self.random.choice([
+            self.run, self.run, self.run, lambda d: self.formula(),
+            lambda d: f'<w:hyperlink r:id="link">{self.run(d)}</w:hyperlink>',
+            lambda d: f"<w:ins>{self.run(d)}</w:ins>", lambda d: f"<w:del>{self.run(d)}</w:del>",
+            lambda d: f"<w:sdt><w:sdtPr/><w:sdtContent>{self.run(d)}</w:sdtContent></w:sdt>",
+            lambda d: f'<w:fldSimple w:instr="{self.word()}">{self.run(d)}</w:fldSimple>'])(depth)
+
+    def paragraph(self, depth, properties="", style="text"):
+        inside = "".join(self.inline(depth) for _ in range(self.random.randint(1, 3)))
+        return f'<w:p><w:pPr><w:pStyle w:val="{style}"/>{properties}</w:pPr>{inside}</w:p>'
+
+    def item(self, depth):
+        level, kind = self.random.randint(0, 3), self.random.randint(1, 4)
+        self.levels[f"t{self.count + 1}q"] = (level + 1, "ol" if kind in (2, 3) else "ul")
+        return (f'<w:p><w:pPr><w:numPr><w:ilvl w:val="{level}"/><w:numId w:val="{kind}"/></w:numPr></w:pPr>'
+                f'<w:r>{self.t()}</w:r>{self.run(2)}</w:p>')
+
+    def heading(self, depth):
+        style = f"Heading{self.random.randint(1, 4)}"
+        self.headings[f"t{self.count + 1}q"] = style
+        return f'<w:p><w:pPr><w:pStyle w:val="{style}"/></w:pPr><w:r>{self.t()}</w:r></w:p>'
+
+    def table(self, depth):
+        rows = ""
+        for _ in range(self.random.randint(1, 3)):
+            cells = "".join(f"<w:tc>{self.blocks(depth + 1, 1)}</w:tc>" for _ in range(self.random.randint(1, 3)))
+            rows += f"<w:tr>{cells}</w:tr>"
+        return f"<w:tbl><w:tblPr/>{rows}</w:tbl>"
+
+    def code(self, depth):
+        code = self.t()
+        more = self.fixed("<w:br/>", "\n") + self.t() if self.chance(0.3) else ""
+        beside = f"<w:r>{self.t()}</w:r>{self.formula()}" if self.chance(0.3) else ""
+        return f'<w:p><w:pPr><w:pStyle w:val="code"/></w:pPr><w:r>{code}{more}</w:r>{beside}</w:p>'
+
+    def blocks(self, depth, most):
+        kinds = [self.paragraph, self.paragraph, self.item, self.heading, self.code,
+                 lambda d: self.paragraph(d, '<w:ind w:left="720"/>', self.random.choice(["Quote", "error", "Caption"])),
+                 lambda d: f"<w:sdt><w:sdtContent>{self.paragraph(d)}</w:sdtContent></w:sdt>",
+                 lambda d: self.table(d) if d < 2 else self.paragraph(d)]
+        return "".join(self.random.choice(kinds)(depth) for _ in range(self.random.randint(1, most)))
+
+    def outputs(self):
+        """Results with tokens of their own, which stand once as results and once as stored."""
+        text = self.token()
+        rows = "".join(f"<row><cell>{self.token()}</cell><cell>{self.token()}</cell></row>" for _ in range(2))
+        return f"<outputs><output><text>{text}</text></output><table>{rows}</table></outputs>"
+
+    def declared(self, xml):
+        return f'<?xml version="1.0" encoding="{self.encoding}"?>{xml}'
+
+    def write(self, path):
+        body = self.blocks(0, 12)
+        texts = len(self.tokens)
+        self.stored = self.declared(self.outputs())
+        self.tokens, self.results = self.tokens[:texts], self.tokens[texts:]
+        core = made.core(made.title(f"title {path.stem}"), *(
+            f"<{n}>{path.stem} {n[3:]}</{n}>" for n in ("dc:creator", "dc:subject", "cp:keywords", "cp:category")))
+        core["root"].append(("o", "output", "tarmic/output.xml"))
+        core["parts"].update({"tarmic/output.xml": ("text/xml", self.stored.encode(self.encoding)), "tarmic/numbering.xml": (
+            "application/xml", NUMBERING.encode()), **{f"media/{i + 1}.svg": PICTURE for i in range(self.pictures)}})
+        related = [(f"p{i + 1}", "image", f"/media/{i + 1}.svg") for i in range(self.pictures)]
+        document = f'<w:document xmlns:w="{made.WORD}" {NAMESPACES}><w:body>{body}</w:body></w:document>'
+        path.write_bytes(made.zipped(made.package(self.declared(document).encode(self.encoding), document_rels=made.relationships(
+            *related, ("n", "x:y/numbering", "numbering.xml"), ("link", "x:y", "http://a.example/", "External")),
+            **core)))
+
+    def check(self, html, code):
+        page = Page(html).root
+        main = page.find("main")[0]
+        results = page.find("section", class_="results")[0]
+        text = main.text(lambda e: e is results)
+        self.in_order(self.tokens, text)
+        assert "never" not in text, "both alternatives are shown"
+        self.in_order(self.results, results.text(lambda e: e.tag == "details"))
+        assert self.stored == results.find("details")[0].find("code")[0].text(), "the outputs are not as stored"
+        for name in ("creator", "subject", "keywords", "category"):
+            assert f" {name}</dd>" in html, name
+        self.check_places(main)
+        if self.encoding == "utf-8":
+            shown = "".join(line for _, line in Page(html).code())
+            assert shown == code, f"code: {shown!r}, not {code!r}"
+
+    def in_order(self, tokens, text):
+        at = 0
+        for token in tokens:
+            found = text.find(token, at)
+            assert found >= 0, f"{token!r} is not where it belongs: {text[at:at + 80]!r}; in all {token in text}"
+            at = found + len(token)
+
+    def check_places(self, main):
+        blocks = {tag: [(e, e.text()) for e in main.find(tag)] for tag in ("li", "h2", "h3", "h4", "h5", "h6")}
+        for token, (depth, kind) in self.levels.items():
+            item = min((each for each in reversed(blocks["li"]) if token in each[1]), key=lambda each: len(each[1]))[0]
+            cells = [e.tag for e in item.above()]
+            inner = cells[:next((i for i, tag in enumerate(cells) if tag in ("td", "div", "main")), len(cells))]
+            assert (sum(tag in ("ul", "ol") for tag in inner), inner[0]) == (depth, kind), (token, inner)
+        tags = {}
+        for token, style in self.headings.items():
+            tag = next(tag for tag in blocks for e, text in blocks[tag] if tag != "li" and text.startswith(token))
+            assert tags.setdefault(style, tag) == tag, f"{style} is {tag} and {tags[style]}"
+
+
+def main(command, count=150, seed=1):
+    failures = 0
+    with tempfile.TemporaryDirectory() as scratch:
+        folder = Path(scratch)
+        (folder / "in").mkdir()
+        books = {}
+        for i in range(seed, seed + count):
+            books[f"b{i}"] = Book(i)
+            books[f"b{i}"].write(folder / "in" / f"b{i}.tqx")
+        subprocess.run([command, "html", "in", "-d", "out"], cwd=folder, check=False, stderr=subprocess.DEVNULL)
+        told = subprocess.run([command, "cat", "in", "--json"], cwd=folder, check=False, capture_output=True).stdout
+        codes = {Path(r["file"]).stem: r.get("code") for r in map(json.loads, told.decode().splitlines())}
+        for name, book in books.items():
+            try:
+                page = next((folder / "out").glob(f"{name}-*.html")).read_text()
+                book.check(page, codes[name])
+            except (AssertionError, StopIteration) as failure:
+                failures += 1
+                if failures <= 10:
+                    print(f"{name} ({book.encoding}): {failure}")
+    print(f"{count} flowbooks from seed {seed}: {failures} pages lack something")
+    return 1 if failures else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(str(Path(sys.argv[1]).resolve()), *map(int, sys.argv[2:])))
