@@ -37,7 +37,7 @@ std::string onOneLine(std::string_view utf8) {
     std::u16string line;
     for (std::size_t at = 0; at < text.size();) {
         const auto [character, length] = characterAt(text, at);
-        const bool isHiddenOne = isHidden(character, Shown::InTerminal);
+        const bool isHiddenOne = isHidden(character);
         line += isHiddenOne ? fl::i18n::to_ustring(escapeOf(character)) : text.substr(at, length);
         at += length;
     }

@@ -14,8 +14,6 @@ namespace flowbook::kit {
 
 namespace {
 
-using Kind = PictureSize::Kind;
-
 /// Numbers at places in the picture; 0 behind its end.
 class Header {
 public:
@@ -36,7 +34,7 @@ private:
 };
 
 PictureSize known(std::uint64_t width, std::uint64_t height) {
-    return {width != 0 && height != 0 ? Kind::Known : Kind::Unknown, width, height};
+    return {width != 0 && height != 0 ? PictureSize::Kind::Known : PictureSize::Kind::Unknown, width, height};
 }
 
 PictureSize sizeOfPng(const Header& header) { return known(header.big(16, 4), header.big(20, 4)); }
@@ -55,7 +53,7 @@ PictureSize sizeOfJpeg(const Header& header) {
         const bool isFill = marker == 0xFF;
         at += isFill ? 1 : 2 + std::max<std::size_t>(header.big(at + 2, 2), 2);
     }
-    return {Kind::Unknown};
+    return {PictureSize::Kind::Unknown};
 }
 
 /// The first frame may be larger than the screen that the header tells.
@@ -71,7 +69,7 @@ PictureSize sizeOfGif(const Header& header) {
         ++at;
     }
     if (header.byte(at) != 0x2C) {
-        return {Kind::Unknown};
+        return {PictureSize::Kind::Unknown};
     }
     return known(std::max(header.little(6, 2), header.little(at + 1, 2) + header.little(at + 5, 2)),
                  std::max(header.little(8, 2), header.little(at + 3, 2) + header.little(at + 7, 2)));
@@ -102,8 +100,8 @@ std::uint64_t pixelsOf(const std::string& length) {
     constexpr struct {
         std::string_view unit;
         double pixels;
-    } kUnits[] = {{"", 1}, {"px", 1}, {"pt", 4. / 3}, {"pc", 16}, {"mm", 96 / 25.4}, {"cm", 96 / 2.54}, {"in", 96},
-                  {"em", 16}, {"rem", 16}, {"ex", 8}};
+    } kUnits[] = {{"", 1},           {"px", 1},  {"pt", 4. / 3}, {"pc", 16},  {"mm", 96 / 25.4},
+                  {"cm", 96 / 2.54}, {"in", 96}, {"em", 16},     {"rem", 16}, {"ex", 8}};
     char* end = nullptr;
     const double number = std::strtod(length.c_str(), &end);
     const std::string_view unit = end;
@@ -130,10 +128,10 @@ PictureSize sizeOfSvg(const fl::Bytes& picture) {
     const std::string text = textIn(picture);
     const std::size_t begin = text.find("<svg");
     if (begin == std::string::npos) {
-        return {text.find(":svg") == std::string::npos ? Kind::NoPicture : Kind::Unknown};
+        return {text.find(":svg") == std::string::npos ? PictureSize::Kind::NoPicture : PictureSize::Kind::Unknown};
     }
     const std::string_view tag = std::string_view(text).substr(begin, text.find('>', begin) - begin);
-    return {Kind::Known, lengthIn(tag, "width"), lengthIn(tag, "height")};
+    return {PictureSize::Kind::Known, lengthIn(tag, "width"), lengthIn(tag, "height")};
 }
 
 constexpr struct {
@@ -146,8 +144,8 @@ constexpr struct {
                 {"BM", 0, sizeOfBmp},
                 {"WEBP", 8, sizeOfWebp},
                 // AVIF, and icons: no flowbook should hold them, but browsers decode them under any name.
-                {"ftyp", 4, [](const Header&) { return PictureSize{Kind::Unknown}; }},
-                {{"\0\0\1\0", 4}, 0, [](const Header&) { return PictureSize{Kind::Unknown}; }}};
+                {"ftyp", 4, [](const Header&) { return PictureSize{PictureSize::Kind::Unknown}; }},
+                {{"\0\0\1\0", 4}, 0, [](const Header&) { return PictureSize{PictureSize::Kind::Unknown}; }}};
 
 }  // namespace
 

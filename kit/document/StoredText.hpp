@@ -10,8 +10,8 @@ namespace flowbook::kit {
 /// Whether a rich code document can be read as UTF-8, as the library reads all of them; else it is read as it declares.
 XmlEncoding encodingOf(const fl::Bytes& document);
 
-/// A stored text as UTF-8, from byte `from` on: UTF-16 where its first bytes tell (XML 1.0, appendix F), UTF-8 where all
-/// bytes are, else Latin-1, in which every byte is a character.
+/// A stored text as UTF-8, from byte `from` on: UTF-16 where its first bytes tell (XML 1.0, appendix F), UTF-8 where
+/// all bytes are, else Latin-1, in which every byte is a character.
 std::string textIn(const fl::Bytes& stored, std::size_t from = 0);
 
 }  // namespace flowbook::kit

@@ -1,7 +1,6 @@
 #include "kit/document/XmlTree.hpp"
 
 #include "opc/Exception.hpp"
-#include "opc/Limits.hpp"
 
 #include <algorithm>
 #include <utility>
@@ -9,6 +8,9 @@
 namespace flowbook::kit {
 
 namespace {
+
+// A tree takes some 120 bytes a node.
+constexpr std::size_t kMostNodes = std::size_t{4} << 20;
 
 class TreeHandler : public XmlHandler {
 public:
@@ -63,17 +65,16 @@ private:
 
     void count(std::size_t more) {
         nodes_ += more;
-        if (nodes_ > opc::Limits::kDomNodes) {
-            throw opc::Exception(opc::ErrorKind::LimitExceeded,
-                                 *where_ + ": more than " + std::to_string(opc::Limits::kDomNodes) +
-                                     " elements, attributes and texts");
+        if (nodes_ > kMostNodes) {
+            throw opc::Exception(opc::ErrorKind::LimitExceeded, *where_ + ": more than " + std::to_string(kMostNodes) +
+                                                                    " elements, attributes and texts");
         }
     }
 
     XmlTree* tree_;
     const std::string* where_;
     std::vector<XmlNode> open_;  ///< the document and the elements whose end has not come
-    std::uint64_t nodes_ = 0;
+    std::size_t nodes_ = 0;
 };
 
 void appendText(const XmlNode& node, std::string& to) {
@@ -110,8 +111,7 @@ std::string_view XmlNode::attribute(std::string_view wantedLocal) const {
 }
 
 std::string_view XmlNode::attribute(std::string_view wantedNs, std::string_view wantedLocal) const {
-    return valueIn(attributes,
-                   [&](const Attribute& each) { return each.local == wantedLocal && each.ns == wantedNs; });
+    return valueIn(attributes, [&](const Attribute& each) { return each.local == wantedLocal && each.ns == wantedNs; });
 }
 
 std::string_view XmlNode::valueOf(std::string_view childLocal) const {

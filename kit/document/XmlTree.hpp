@@ -62,7 +62,7 @@ struct XmlTree {
     const XmlNode* root() const { return document.children.empty() ? nullptr : &document.children.front(); }
 };
 
-/// Trees of more than opc::Limits::kDomNodes nodes end with a fault.
+/// A tree of more than four million elements, attributes and texts ends with a fault.
 /// @param where  opens the text of a fault.
 /// @throws std::bad_alloc only.
 XmlTree readXmlTree(const fl::Bytes& document, const std::string& where, XmlEncoding encoding);

@@ -44,8 +44,8 @@ int indentOf(const XmlNode& paragraph) {
     if (indent == nullptr) {
         return 0;
     }
-    const std::string_view left = indent->attribute("left").empty() ? indent->attribute("start")
-                                                                     : indent->attribute("left");
+    const std::string_view left =
+        indent->attribute("left").empty() ? indent->attribute("start") : indent->attribute("left");
     int twips = 0;
     std::from_chars(left.data(), left.data() + left.size(), twips);
     return std::clamp((twips + kTwipsOfIndent / 2) / kTwipsOfIndent, 0, kDeepestIndent);
@@ -133,8 +133,9 @@ std::vector<int> headingStylesIn(const XmlNode& node) {
 void Blocks::write(const XmlNode* root) {
     const XmlNode* const body = bodyOf(root);
     if (body != nullptr) {
-        const auto last = std::find_if(body->children.rbegin(), body->children.rend(),
-                                       [](const XmlNode& each) { return each.local == "p" && codeIn(each) != nullptr; });
+        const auto last = std::find_if(body->children.rbegin(), body->children.rend(), [](const XmlNode& each) {
+            return each.local == "p" && codeIn(each) != nullptr;
+        });
         lastCode_ = last == body->children.rend() ? nullptr : &*last;
     }
     Place place;

@@ -20,7 +20,11 @@ class Blocks {
 public:
     /// @param numbering  the root of the numbering part; null when there is none.
     Blocks(Markup& out, Figures& figures, const XmlNode* numbering, Headings& headings)
-        : out_(&out), figures_(&figures), headings_(&headings), numbering_(numbering), inline_(out, figures),
+        : out_(&out),
+          figures_(&figures),
+          headings_(&headings),
+          numbering_(numbering),
+          inline_(out, figures),
           listing_(out) {}
 
     /// Writes a document whole. @param root  may be null.

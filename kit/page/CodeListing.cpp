@@ -18,7 +18,7 @@ constexpr std::size_t kLinesOfBlock = 100;
 }  // namespace
 
 void CodeListing::add(std::string_view code, const Markup& before, const Markup& after, bool isLast) {
-    static const Markup none;
+    static const Markup& none = *new Markup;
     const Markup* first = &before;
     for (std::size_t end = code.find('\n'); end != std::string_view::npos; end = code.find('\n')) {
         const bool isEnd = isLast && end + 1 == code.size();

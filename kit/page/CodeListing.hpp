@@ -31,9 +31,9 @@ private:
     void writeLine(std::string_view line, const Markup& before, const Markup& after);
 
     Markup* out_;
-    Markup lines_;                ///< of the listing that is being gathered
-    std::size_t gathered_ = 0;    ///< lines in it
-    std::size_t lineCount_ = 0;   ///< lines written and gathered
+    Markup lines_;               ///< of the listing that is being gathered
+    std::size_t gathered_ = 0;   ///< lines in it
+    std::size_t lineCount_ = 0;  ///< lines written and gathered
     std::size_t unshownCount_ = 0;
 };
 

@@ -61,9 +61,8 @@ std::optional<std::size_t> DocumentText::write(Markup& out, Figures& figures, Fa
     }
     XmlTree numbering;
     for (const opc::model::Part& part : figures.partsOfType(u"/numbering")) {
-        faults.attempt(out, [&] {
-            numbering = readXmlTree(contentOf(part), document_->where(part), XmlEncoding::AsDeclared);
-        });
+        faults.attempt(
+            out, [&] { numbering = readXmlTree(contentOf(part), document_->where(part), XmlEncoding::AsDeclared); });
     }
     const XmlNode* const root = tree_.root();
     Headings headings(root == nullptr ? std::vector<int>() : headingStylesIn(*root));

@@ -139,8 +139,8 @@ void writeBracketed(Markup& out, const XmlNode& node) {
 
 void writeAccent(Markup& out, const XmlNode& node) {
     const bool isGroup = node.local == "groupChr";
-    const std::string mark = isGroup ? propertyOf(node, "groupChrPr", "chr", "\u23DF")
-                                     : propertyOf(node, "accPr", "chr", "\u0302");
+    const std::string mark =
+        isGroup ? propertyOf(node, "groupChrPr", "chr", "\u23DF") : propertyOf(node, "accPr", "chr", "\u0302");
     out.open(isGroup ? Markup::Name("munder") : Markup::Name("mover"));
     writeMathRow(out, node.child("e"));
     out.element("mo", mark).close();

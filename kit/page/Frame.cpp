@@ -111,7 +111,8 @@ std::string addressOf(std::string_view path) {
     std::string address;
     for (const char c : path) {
         const auto byte = static_cast<unsigned char>(c);
-        const bool isPlain = byte < 0x80 && (std::isalnum(byte) != 0 || std::string_view("-._~/").find(c) != std::string_view::npos);
+        const bool isPlain =
+            byte < 0x80 && (std::isalnum(byte) != 0 || std::string_view("-._~/").find(c) != std::string_view::npos);
         constexpr std::string_view kDigits = "0123456789ABCDEF";
         address += isPlain ? std::string(1, c) : std::string{'%', kDigits[byte / 16], kDigits[byte % 16]};
     }

@@ -16,21 +16,19 @@ struct Range {
 
 template <std::size_t Size>
 bool isIn(const Range (&ranges)[Size], char32_t character) {
-    return std::any_of(std::begin(ranges), std::end(ranges), [&](const Range& range) {
-        return range.first <= character && character <= range.last;
-    });
+    return std::any_of(std::begin(ranges), std::end(ranges),
+                       [&](const Range& range) { return range.first <= character && character <= range.last; });
 }
 
 // Blocks of Unicode, rather than properties of single characters: it is enough to know which script surrounds a mark.
-constexpr Range kRightToLeft[] = {{0x590, 0x8FF}, {0xFB1D, 0xFDFF}, {0xFE70, 0xFEFC}, {0x10800, 0x10FFF},
-                                  {0x1E800, 0x1EEFF}};
+constexpr Range kRightToLeft[] = {
+    {0x590, 0x8FF}, {0xFB1D, 0xFDFF}, {0xFE70, 0xFEFC}, {0x10800, 0x10FFF}, {0x1E800, 0x1EEFF}};
 constexpr Range kJoining[] = {{0x600, 0x8FF},   {0x900, 0xDFF},   {0xF00, 0x109F},   {0x1780, 0x18AF},
                               {0xA800, 0xABFF}, {0xFB50, 0xFDFF}, {0x10A00, 0x11FFF}};
 constexpr Range kWithoutSpaces[] = {{0xE00, 0xEFF},   {0xF00, 0x109F},  {0x1780, 0x17FF},
                                     {0x1950, 0x19DF}, {0x1A20, 0x1AAF}, {0xAA60, 0xAADF}};
-constexpr Range kEmoji[] = {{0xA9, 0xA9},     {0xAE, 0xAE},     {0x203C, 0x203C}, {0x2049, 0x2049},
-                            {0x2100, 0x27BF}, {0x2900, 0x2BFF}, {0x3030, 0x303D}, {0x3297, 0x3299},
-                            {0x1F000, 0x1FAFF}};
+constexpr Range kEmoji[] = {{0xA9, 0xA9},     {0xAE, 0xAE},     {0x203C, 0x203C}, {0x2049, 0x2049},  {0x2100, 0x27BF},
+                            {0x2900, 0x2BFF}, {0x3030, 0x303D}, {0x3297, 0x3299}, {0x1F000, 0x1FAFF}};
 constexpr Range kVarying[] = {{0x1000, 0x109F}, {0x1800, 0x18AF}, {0x2200, 0x22FF}, {0x3000, 0x9FFF},
                               {0xA840, 0xA87F}, {0xF900, 0xFAFF}, {0xFF00, 0xFF60}, {0x20000, 0x3FFFF}};
 constexpr Range kKhmer[] = {{0x1780, 0x17FF}};
@@ -127,7 +125,8 @@ constexpr struct {
 } kBelonging[] = {
     {{'\t', '\n'}, [](const Place&) { return true; }},
     {{0x34F, 0x34F}, isBehind<kWithMarks>},
-    {{0x600, 0x8FF}, [](const Place& place) {
+    {{0x600, 0x8FF},
+     [](const Place& place) {
          return isIn(kSeen, characterAt(place.text, place.begin).first) || isBesideRightToLeft(place);
      }},
     {{0x115F, 0x1160}, isBeside<kHangul>},

@@ -22,15 +22,18 @@ constexpr std::string_view kRelationshipNamespace =
 // The target of one link may be that of any number of runs.
 constexpr std::size_t kMostLinkBytes = std::size_t{16} << 20;
 
-bool isSwitchedOff(std::string_view value) { return value == "false" || value == "0" || value == "off" || value == "none"; }
+bool isSwitchedOff(std::string_view value) {
+    return value == "false" || value == "0" || value == "off" || value == "none";
+}
 
 bool isOneOf(std::string_view name, std::initializer_list<std::string_view> names) {
     return std::find(names.begin(), names.end(), name) != names.end();
 }
 
 /// Elements that say how their siblings look or are edited.
-constexpr std::string_view kSettings[] = {"pPr", "rPr", "tblPr", "tblPrEx", "tblGrid", "trPr", "tcPr", "sdtPr",
-                                          "sdtEndPr", "smartTagPr", "customXmlPr", "fldData", "ffData", "rubyPr"};
+constexpr std::string_view kSettings[] = {"pPr",         "rPr",     "tblPr",  "tblPrEx",  "tblGrid",
+                                          "trPr",        "tcPr",    "sdtPr",  "sdtEndPr", "smartTagPr",
+                                          "customXmlPr", "fldData", "ffData", "rubyPr"};
 
 /// Elements that stand for something which lies elsewhere, and what they are called.
 constexpr struct {
@@ -209,8 +212,7 @@ private:
         if (node.local != "blip" && node.local != "imagedata") {
             return;
         }
-        const std::string_view stored =
-            node.attribute(kRelationshipNamespace, node.local == "blip" ? "embed" : "id");
+        const std::string_view stored = node.attribute(kRelationshipNamespace, node.local == "blip" ? "embed" : "id");
         const std::string_view linked = node.attribute(kRelationshipNamespace, node.local == "blip" ? "link" : "href");
         if (!stored.empty() || linked.empty()) {
             add(Piece::Kind::Picture, std::string(stored), look, &node);

@@ -16,12 +16,12 @@ struct Look {
     bool strike = false;
     bool raised = false;
     bool lowered = false;
-    bool fixed = false;     ///< in a style of code
-    bool concealed = false; ///< the flowbook asks not to show it
-    bool inserted = false;  ///< by a recorded change
-    bool deleted = false;   ///< likewise
-    std::string link;       ///< the relationship that a hyperlink names
-    std::string language;   ///< BCP 47; empty when there is none of its own
+    bool fixed = false;      ///< in a style of code
+    bool concealed = false;  ///< the flowbook asks not to show it
+    bool inserted = false;   ///< by a recorded change
+    bool deleted = false;    ///< likewise
+    std::string link;        ///< the relationship that a hyperlink names
+    std::string language;    ///< BCP 47; empty when there is none of its own
 
     bool operator==(const Look& other) const;
 };

@@ -42,7 +42,7 @@ std::optional<ListItem> itemOfStyle(std::string_view style) {
 
 /// The attribute `type` of a list for a format of numbers; empty for decimal ones.
 std::string_view listTypeOf(std::string_view format) {
-    return format == "lowerLetter"  ? "a"
+    return format == "lowerLetter"   ? "a"
            : format == "upperLetter" ? "A"
            : format == "lowerRoman"  ? "i"
            : format == "upperRoman"  ? "I"
@@ -115,8 +115,8 @@ void OpenLists::beginItem(Markup& out, const ListItem& item) {
         out.close().close();
         open_.pop_back();
     }
-    const bool isOther = open_.size() == item.level + 1 &&
-                         (open_.back().list != item.list || open_.back().isOrdered != item.isOrdered);
+    const bool isOther =
+        open_.size() == item.level + 1 && (open_.back().list != item.list || open_.back().isOrdered != item.isOrdered);
     if (isOther) {
         out.close().close();
         open_.pop_back();

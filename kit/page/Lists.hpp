@@ -16,8 +16,8 @@ struct ListItem {
     std::string list;       ///< the id of its numbering; or the name of its style
     std::size_t level = 0;  ///< 0 to 8
     bool isOrdered = false;
-    std::string format;     ///< such as "lowerLetter"; empty for decimal numbers
-    unsigned start = 1;     ///< the number of the first item
+    std::string format;  ///< such as "lowerLetter"; empty for decimal numbers
+    unsigned start = 1;  ///< the number of the first item
 };
 
 /// The kinds of lists that a document's numbering part defines (ECMA-376-1, part 1, 17.9).

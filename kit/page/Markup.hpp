@@ -9,8 +9,8 @@
 namespace flowbook::kit {
 
 /// HTML that is being written. Names of elements and attributes are literals of this program; all else is text, and
-/// nothing is text that is not escaped. A character that cannot be seen (see isHiddenAt()) is marked in text, so that it
-/// can still be copied, and appears as \uXXXX in attributes; malformed UTF-8 appears as U+FFFD.
+/// nothing is text that is not escaped. A character that cannot be seen (see isHiddenAt()) is marked in text, so that
+/// it can still be copied, and appears as \uXXXX in attributes; malformed UTF-8 appears as U+FFFD.
 class Markup {
 public:
     /// A name that stands in the source.

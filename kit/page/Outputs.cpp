@@ -45,7 +45,8 @@ bool hasElements(const XmlNode& node) {
 /// An element whose children are rows and no more.
 bool isTableOfRows(const XmlNode& node) {
     return hasElements(node) && std::all_of(node.children.begin(), node.children.end(), [](const XmlNode& each) {
-               return each.isText() ? isBlankText(each.text) : isRow(each) || (isGroupOfRows(each) && isTableOfRows(each));
+               return each.isText() ? isBlankText(each.text)
+                                    : isRow(each) || (isGroupOfRows(each) && isTableOfRows(each));
            });
 }
 
@@ -141,7 +142,8 @@ private:
         for (const XmlNode& row : table.children) {
             if (isRow(row)) {
                 out_->open("tr");
-                std::for_each(row.children.begin(), row.children.end(), [this](const XmlNode& cell) { writeCell(cell); });
+                std::for_each(row.children.begin(), row.children.end(),
+                              [this](const XmlNode& cell) { writeCell(cell); });
                 out_->close();
             } else if (!row.isText()) {
                 writeRows(row);
@@ -200,21 +202,21 @@ void writeStored(Markup& out, const Part& part, const fl::Bytes& content) {
 }
 
 void writeXmlResults(Markup& out, const Document& document, const Part& part, const fl::Bytes& content,
-                     Figures& figures, Faults& faults) {
+                     Figures& figures) {
     const XmlTree tree = readXmlTree(content, document.where(part), XmlEncoding::AsDeclared);
     ResultWriter writer(out, document, part, figures);
     if (tree.root() != nullptr) {
         writer.write(*tree.root());
     }
     if (!tree.fault.empty()) {
-        faults.tell(out, tree.fault);
+        out.element("p", {{"class", "remark"}, {"lang", "en"}}, "[What follows is only below: " + tree.fault + "]");
     }
     if (!writer.isWhole()) {
         out.element("p", {{"class", "remark"}}, "[Further results are left out here]");
     }
 }
 
-void writeOutput(Markup& out, const Document& document, const Part& part, Figures& figures, Faults& faults) {
+void writeOutput(Markup& out, const Document& document, const Part& part, Figures& figures) {
     const std::string type = contentTypeOf(part);
     if (isPicture(part)) {
         figures.write(out, part);
@@ -223,7 +225,7 @@ void writeOutput(Markup& out, const Document& document, const Part& part, Figure
     } else {
         const fl::Bytes content = contentOf(part);
         if (isXmlType(type)) {
-            writeXmlResults(out, document, part, content, figures, faults);
+            writeXmlResults(out, document, part, content, figures);
         }
         writeStored(out, part, content);
     }
@@ -245,7 +247,7 @@ void writeOutputs(Markup& out, const Document& document, Figures& figures, Fault
         Markup one;
         faults.attempt(out, [&] {
             const Part part = document.package().getPart(PartName(output.getTargetURI()));
-            writeOutput(one, document, part, figures, faults);
+            writeOutput(one, document, part, figures);
         });
         out.append(one);
     }

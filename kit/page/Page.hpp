@@ -33,8 +33,8 @@ struct PageSummary {
     std::string title;  ///< empty when there is none, as are the next three
     std::string description;
     std::string version;
-    std::string modified;  ///< ISO 8601 in UTC
-    Thumbnail picture;     ///< the first
+    std::string modified;                  ///< ISO 8601 in UTC
+    Thumbnail picture;                     ///< the first
     std::optional<std::size_t> lineCount;  ///< of the code; nothing when they cannot be counted
     std::string state;                     ///< "damaged", or the form of the code
 };

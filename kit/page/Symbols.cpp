@@ -21,15 +21,16 @@ constexpr struct {
     std::string_view font;
     unsigned code;
     char16_t character;
-} kSymbols[] = {{"Symbol", 0xA3, u'≤'},    {"Symbol", 0xA5, u'∞'},    {"Symbol", 0xAB, u'↔'},    {"Symbol", 0xAC, u'←'},
-                {"Symbol", 0xAD, u'↑'},    {"Symbol", 0xAE, u'→'},    {"Symbol", 0xAF, u'↓'},    {"Symbol", 0xB0, u'°'},
-                {"Symbol", 0xB1, u'±'},    {"Symbol", 0xB3, u'≥'},    {"Symbol", 0xB4, u'×'},    {"Symbol", 0xB5, u'∝'},
-                {"Symbol", 0xB6, u'∂'},    {"Symbol", 0xB7, u'•'},    {"Symbol", 0xB8, u'÷'},    {"Symbol", 0xB9, u'≠'},
-                {"Symbol", 0xBA, u'≡'},    {"Symbol", 0xBB, u'≈'},    {"Symbol", 0xD1, u'∇'},    {"Symbol", 0xD6, u'√'},
-                {"Symbol", 0xE5, u'∑'},    {"Symbol", 0xF2, u'∫'},    {"Wingdings", 0x4A, u'☺'}, {"Wingdings", 0x6C, u'●'},
-                {"Wingdings", 0x6E, u'■'}, {"Wingdings", 0xA7, u'▪'}, {"Wingdings", 0xA8, u'☐'}, {"Wingdings", 0xD8, u'➢'},
-                {"Wingdings", 0xDF, u'←'}, {"Wingdings", 0xE0, u'→'}, {"Wingdings", 0xFB, u'✗'}, {"Wingdings", 0xFC, u'✓'},
-                {"Wingdings", 0xFD, u'☒'}, {"Wingdings", 0xFE, u'☑'}};
+} kSymbols[] = {
+    {"Symbol", 0xA3, u'≤'},    {"Symbol", 0xA5, u'∞'},    {"Symbol", 0xAB, u'↔'},    {"Symbol", 0xAC, u'←'},
+    {"Symbol", 0xAD, u'↑'},    {"Symbol", 0xAE, u'→'},    {"Symbol", 0xAF, u'↓'},    {"Symbol", 0xB0, u'°'},
+    {"Symbol", 0xB1, u'±'},    {"Symbol", 0xB3, u'≥'},    {"Symbol", 0xB4, u'×'},    {"Symbol", 0xB5, u'∝'},
+    {"Symbol", 0xB6, u'∂'},    {"Symbol", 0xB7, u'•'},    {"Symbol", 0xB8, u'÷'},    {"Symbol", 0xB9, u'≠'},
+    {"Symbol", 0xBA, u'≡'},    {"Symbol", 0xBB, u'≈'},    {"Symbol", 0xD1, u'∇'},    {"Symbol", 0xD6, u'√'},
+    {"Symbol", 0xE5, u'∑'},    {"Symbol", 0xF2, u'∫'},    {"Wingdings", 0x4A, u'☺'}, {"Wingdings", 0x6C, u'●'},
+    {"Wingdings", 0x6E, u'■'}, {"Wingdings", 0xA7, u'▪'}, {"Wingdings", 0xA8, u'☐'}, {"Wingdings", 0xD8, u'➢'},
+    {"Wingdings", 0xDF, u'←'}, {"Wingdings", 0xE0, u'→'}, {"Wingdings", 0xFB, u'✗'}, {"Wingdings", 0xFC, u'✓'},
+    {"Wingdings", 0xFD, u'☒'}, {"Wingdings", 0xFE, u'☑'}};
 
 char16_t ownSymbol(std::string_view font, unsigned code) {
     if (font == "Symbol" && code >= 'a' && code <= 'z') {
@@ -38,9 +39,8 @@ char16_t ownSymbol(std::string_view font, unsigned code) {
     if (font == "Symbol" && code >= 'A' && code <= 'Z') {
         return kCapitalGreek[code - 'A'];
     }
-    const auto* const found = std::find_if(std::begin(kSymbols), std::end(kSymbols), [&](const auto& each) {
-        return each.font == font && each.code == code;
-    });
+    const auto* const found = std::find_if(std::begin(kSymbols), std::end(kSymbols),
+                                           [&](const auto& each) { return each.font == font && each.code == code; });
     return found == std::end(kSymbols) ? u'\0' : found->character;
 }
 

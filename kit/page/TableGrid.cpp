@@ -29,16 +29,17 @@ std::size_t columnsIn(std::string_view text, std::size_t otherwise) {
     return std::min(number, kMostColumns);
 }
 
+bool showsSomething(const XmlNode& node) {
+    const std::vector<Piece> pieces = piecesOf(node);
+    return std::any_of(pieces.begin(), pieces.end(), [](const Piece& piece) {
+        return piece.kind == Piece::Kind::Blocks ? showsSomething(*piece.node) : isShown(piece);
+    });
+}
+
 /// Whether the cell goes on with the one above it. One that holds something is shown apart all the same.
 bool isContinued(const XmlNode& cell) {
-    if (!hasSetting(cell, "tcPr", "vMerge") || settingIn(cell, "tcPr", "vMerge") == "restart") {
-        return false;
-    }
-    const std::vector<Piece> pieces = piecesOf(cell);
-    return std::none_of(pieces.begin(), pieces.end(), [](const Piece& piece) {
-        return piece.kind != Piece::Kind::Blocks ? isShown(piece) : !piece.node->allText().empty() ||
-                                                                        piece.node->child("r") != nullptr;
-    });
+    return hasSetting(cell, "tcPr", "vMerge") && settingIn(cell, "tcPr", "vMerge") != "restart" &&
+           !showsSomething(cell);
 }
 
 bool isHeadRow(const XmlNode& row) {
@@ -52,7 +53,7 @@ TableGrid::TableGrid(const XmlNode& table) {
     std::vector<const XmlNode*> rows;
     collect(table, "tr", rows);
     struct Above {
-        std::size_t row;   ///< where the merged cell begins
+        std::size_t row;  ///< where the merged cell begins
         std::size_t cell;
         std::size_t last;  ///< the row that it reaches to
     };
@@ -86,13 +87,10 @@ void TableGrid::collect(const XmlNode& node, std::string_view wanted, std::vecto
         const XmlNode* const shown = child.local == "AlternateContent" ? shownAlternative(child) : &child;
         if (child.local == wanted) {
             found.push_back(&child);
-        } else if (shown != nullptr && !isSettings(child) && shown->child(wanted) != nullptr) {
+        } else if (shown != nullptr && !isSettings(child) &&
+                   (shown->child(wanted) != nullptr || shown->child("sdtContent") != nullptr)) {
             collect(*shown, wanted, found);
-        } else if (shown != nullptr && child.local.substr(0, 3) == "sdt" && !isSettings(child)) {
-            collect(*shown, wanted, found);
-        } else if (!isSettings(child) && !child.isText()) {
-            loose_.push_back(&child);
-        } else if (child.isText() && !isBlankText(child.text)) {
+        } else if (child.isText() ? !isBlankText(child.text) : !isSettings(child)) {
             loose_.push_back(&child);
         }
     }

@@ -24,7 +24,8 @@ NUMBERING = (f'<w:numbering xmlns:w="{made.WORD}">' + "".join(
     + "</w:abstractNum>" for a, form in enumerate(("bullet", "decimal", "lowerRoman"))) + "".join(
     f'<w:num w:numId="{a + 1}"><w:abstractNumId w:val="{a}"/></w:num>' for a in range(3)) + "</w:numbering>")
 ODD = ["", " <b>&amp;", "  two  blanks ", "\t", "\u00e4\u00df", "\u00bd", "]]>"]
-ODD_WIDE = ["\u200b", "\u202eabc\u202c", "\u05d0\u200f.", "\U0001f469\u200d\U0001f4bb", "\u0e01\u200b\u0e02", "\U0001d11e"]
+ODD_WIDE = ["\u200b", "\u202eabc\u202c", "\u05d0\u200f.", "\U0001f469\u200d\U0001f4bb", "\u0e01\u200b\u0e02",
+            "\U0001d11e"]
 
 
 class Book:
@@ -133,8 +134,9 @@ class Book:
         return f'<w:p><w:pPr><w:pStyle w:val="code"/></w:pPr><w:r>{code}{more}</w:r>{beside}</w:p>'
 
     def blocks(self, depth, most):
+        styles = ["Quote", "error", "Caption"]
         kinds = [self.paragraph, self.paragraph, self.item, self.heading, self.code,
-                 lambda d: self.paragraph(d, '<w:ind w:left="720"/>', self.random.choice(["Quote", "error", "Caption"])),
+                 lambda d: self.paragraph(d, '<w:ind w:left="720"/>', self.random.choice(styles)),
                  lambda d: f"<w:sdt><w:sdtContent>{self.paragraph(d)}</w:sdtContent></w:sdt>",
                  lambda d: self.table(d) if d < 2 else self.paragraph(d)]
         return "".join(self.random.choice(kinds)(depth) for _ in range(self.random.randint(1, most)))
@@ -156,13 +158,14 @@ class Book:
         core = made.core(made.title(f"title {path.stem}"), *(
             f"<{n}>{path.stem} {n[3:]}</{n}>" for n in ("dc:creator", "dc:subject", "cp:keywords", "cp:category")))
         core["root"].append(("o", "output", "tarmic/output.xml"))
-        core["parts"].update({"tarmic/output.xml": ("text/xml", self.stored.encode(self.encoding)), "tarmic/numbering.xml": (
-            "application/xml", NUMBERING.encode()), **{f"media/{i + 1}.svg": PICTURE for i in range(self.pictures)}})
+        core["parts"].update({"tarmic/output.xml": ("text/xml", self.stored.encode(self.encoding)),
+                              "tarmic/numbering.xml": ("application/xml", NUMBERING.encode()),
+                              **{f"media/{i + 1}.svg": PICTURE for i in range(self.pictures)}})
         related = [(f"p{i + 1}", "image", f"/media/{i + 1}.svg") for i in range(self.pictures)]
         document = f'<w:document xmlns:w="{made.WORD}" {NAMESPACES}><w:body>{body}</w:body></w:document>'
-        path.write_bytes(made.zipped(made.package(self.declared(document).encode(self.encoding), document_rels=made.relationships(
-            *related, ("n", "x:y/numbering", "numbering.xml"), ("link", "x:y", "http://a.example/", "External")),
-            **core)))
+        related += [("n", "x:y/numbering", "numbering.xml"), ("link", "x:y", "http://a.example/", "External")]
+        path.write_bytes(made.zipped(made.package(self.declared(document).encode(self.encoding),
+                                                  document_rels=made.relationships(*related), **core)))
 
     def check(self, html, code):
         page = Page(html).root

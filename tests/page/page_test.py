@@ -11,6 +11,7 @@ from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "support"))
 import make_fixtures as made
+from page_tree import Page
 
 COMMAND = None
 PICTURE = ("image/png", b"data:image/png;base64,AAAA")
@@ -51,9 +52,9 @@ class Pages(unittest.TestCase):
     def test_one_page(self):
         page = self.html("in/a/x.tqx")[0]
         self.assertIn("<title>T\\u202e &amp;lt;script&gt;</title>", page)
-        self.assertEqual(re.findall(r'id="L(\d)"><a href="#L\1">\1</a><code>(\w+)<', page),
-                         [("1", "one"), ("2", "two"), ("3", "three")])
-        self.assertRegex(page, r"(?s)two</code>.*<p dir=.auto.>why &lt;b&gt;</p>.*three")
+        self.assertIn('<h1 dir="auto">T<span class="unseen" data-character="U+202E">\u202e</span> &amp;lt;', page)
+        self.assertEqual(Page(page).code(), [("L1", "one\n"), ("L2", "two\n"), ("L3", "three\n")])
+        self.assertRegex(page, r"(?s)two\n.*<p dir=.auto.>why &lt;b&gt;</p>.*three")
         self.html("in/a/x.tqx", "-o", "page.html")
         self.assertEqual((self.folder / "page.html").read_text(), page)
         self.assertIn("exists already", self.html("in/b/x.tqx", "-o", "page.html", code=3)[1])
@@ -65,7 +66,7 @@ class Pages(unittest.TestCase):
         lines = made.rich(made.paragraph("\n" * 300000))
         (self.folder / "bomb.tqx").write_bytes(made.zipped(made.package(lines)))
         page = self.html("bomb.tqx")[0]
-        self.assertEqual(page.count('class="line"'), 200000)
+        self.assertEqual(page.count('<span id="L'), 200000)
         self.assertIn("100,000 lines of code after line 200,000 left out.", page)
 
     def test_folder_of_pages(self):
@@ -74,11 +75,11 @@ class Pages(unittest.TestCase):
         pages = self.pages()
         self.assertEqual(len({name.lower() for name in pages}), 8)
         index = pages["index.html"][1]
-        links = re.findall(r'<td><a href="([^"]*)" dir="auto">([^<]*)', index)
+        links = [(a.attributes["href"], a.text()) for td in Page(index).root.find("td") for a in td.find("a")]
         self.assertEqual({name for name, _ in links} | {"index.html"}, set(pages))
         self.assertEqual([text for _, text in links],
                          ["in/b/X.tqx", "in/b/x.tqx", "in/damaged.tqx", "in/faulty.tqx", "in/index.tqx",
-                          "in/\ufffd.tqx", "T\\u202e &amp;lt;script&gt;"])
+                          "in/\ufffd.tqx", "T\u202e &lt;script>"])
         self.assertEqual(index.count("data:image/png;base64,AAAA"), 1)
         self.assertIn("This file cannot be shown", pages[dict(map(reversed, links))["in/damaged.tqx"]][1])
         self.assertEqual(pages[dict(map(reversed, links))["in/faulty.tqx"]][1].count("<strong>Damaged"), 2)
