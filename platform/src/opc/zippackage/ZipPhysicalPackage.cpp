@@ -45,6 +45,15 @@ public:
         return now.held(input_.heldFrom(), count) == input_.held(input_.heldFrom(), count);
     }
 
+    /// Whether an entry has the content that its checksum tells, as far as we can read it.
+    bool isWhole(const ZipEntry& entry) const {
+        try {
+            return (entry.method != kStored && entry.method != kDeflated) || reader_.read(entry).size() == entry.size;
+        } catch (const Exception&) {
+            return false;
+        }
+    }
+
 private:
     std::unique_ptr<ReadableFile> file_;
     ZipInput input_;
@@ -125,7 +134,7 @@ private:
     std::unique_ptr<Replacement> begin();
     void write(const std::vector<PlannedEntry>& plan, Layout layout, Replacement& out, const std::string& doing);
     void requireReadable(Replacement& out) const;
-    bool isUnchanged(Replacement& out) const;
+    bool isUnchanged(const std::vector<PlannedEntry>& plan) const;
     [[noreturn]] void misused(std::string_view doing, const std::string& found) const;
 
     std::u16string fileName_;
@@ -135,7 +144,6 @@ private:
     std::optional<OpenMode> mode_;
     std::unique_ptr<const OpenContainer> container_;
     std::vector<PhysicalEntry> entries_;
-    std::vector<CarriedRange> carried_;  ///< by the latest commit
 };
 
 void ZipPhysicalPackage::Impl::open(OpenMode mode) {
@@ -177,7 +185,7 @@ void ZipPhysicalPackage::Impl::commit(const std::vector<PlannedEntry>& plan) {
         write(plan, Layout::AllDeflated, *replacement, doing);
         requireReadable(*replacement);
     }
-    replacement->askWhenTouched([&, &out = *replacement] { return isUnchanged(out); });
+    replacement->askWhenTouched([&] { return isUnchanged(plan); });
     translatingStorageErrors(doing, [&] { replacement->commit(); });
 }
 
@@ -193,13 +201,15 @@ void ZipPhysicalPackage::Impl::requireReadable(Replacement& out) const {
     }
 }
 
-/// Whether the file that was opened holds its index still, and what was carried over from it.
-bool ZipPhysicalPackage::Impl::isUnchanged(Replacement& out) const {
-    const ReadableFile* const written = container_ ? out.written() : nullptr;
-    return written == nullptr || (container_->hasIndexStill(displayName_) &&
-                                  std::all_of(carried_.begin(), carried_.end(), [&](const CarriedRange& range) {
-                                      return range.isSame(container_->input().file(), *written);
-                                  }));
+/// Whether the file that was opened holds its index still, and of all that is carried over what the index says.
+bool ZipPhysicalPackage::Impl::isUnchanged(const std::vector<PlannedEntry>& plan) const {
+    if (!container_) {
+        return true;
+    }
+    return container_->hasIndexStill(displayName_) &&
+           std::all_of(plan.begin(), plan.end(), [this](const PlannedEntry& planned) {
+               return planned.content != nullptr || container_->isWhole(container_->index().entries[planned.carried]);
+           });
 }
 
 /// Whatever is written can be opened again, so the reader's rules hold here.
@@ -256,7 +266,6 @@ void ZipPhysicalPackage::Impl::write(const std::vector<PlannedEntry>& plan, Layo
         std::for_each(container_->index().folders.begin(), container_->index().folders.end(), carry);
         writer.finish(container_->index().comment);
     }
-    carried_ = writer.takeCarried();
 }
 
 void ZipPhysicalPackage::Impl::close() noexcept {

@@ -16,22 +16,6 @@ std::uint32_t narrow32(std::uint64_t value, bool wide) { return wide ? kOnes32 :
 
 }  // namespace
 
-bool CarriedRange::isSame(const foundation::storage::vfs::ReadableFile& old,
-                          const foundation::storage::vfs::ReadableFile& fresh) const {
-    constexpr std::uint64_t kAtOnce = std::uint64_t{64} << 10;
-    std::vector<char> pieces(2 * kAtOnce);
-    for (std::uint64_t done = 0; done != count;) {
-        const auto size = static_cast<std::size_t>(std::min(kAtOnce, count - done));
-        old.read(from + done, pieces.data(), size);
-        fresh.read(to + done, pieces.data() + kAtOnce, size);
-        if (!std::equal(pieces.data(), pieces.data() + size, pieces.data() + kAtOnce)) {
-            return false;
-        }
-        done += size;
-    }
-    return true;
-}
-
 ZipWriter::ZipWriter(std::string doing, foundation::storage::vfs::Replacement& out, DeflateCodec& codec,
                      const Limits& limits, Zip64From zip64From)
     : doing_(std::move(doing)), out_(out), codec_(codec), limits_(limits), zip64From_(zip64From) {}
@@ -179,7 +163,6 @@ void ZipWriter::carry(const ZipInput& input, std::uint64_t offset, std::uint64_t
 
 void ZipWriter::copyCarried() {
     if (const ZipInput* const from = std::exchange(carriedFrom_, nullptr)) {
-        carried_.push_back({carriedOffset_, position_ - carriedCount_, carriedCount_});
         translatingStorageErrors(doing_, [&] { out_.append(from->file(), carriedOffset_, carriedCount_); });
     }
 }

@@ -8,21 +8,9 @@
 #include "opc/zippackage/ZipEntryReader.hpp"
 
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace opc::zippackage {
-
-/// Bytes of a file that were carried over into a container.
-struct CarriedRange {
-    std::uint64_t from;
-    std::uint64_t to;
-    std::uint64_t count;
-
-    /// Whether both files have the same bytes there. @throws StorageError
-    bool isSame(const foundation::storage::vfs::ReadableFile& old,
-                const foundation::storage::vfs::ReadableFile& fresh) const;
-};
 
 /// Writes a container, entry after entry. Failures are opc::Exception; afterwards it can only be discarded.
 class ZipWriter {
@@ -39,9 +27,6 @@ public:
 
     /// Writes the directory, the end records and all that is still held back.
     void finish(std::string_view comment);
-
-    /// What was carried over without being held in memory.
-    std::vector<CarriedRange> takeCarried() noexcept { return std::move(carried_); }
 
 private:
     bool needsZip64(std::uint64_t value) const noexcept { return value >= zip64From_.value; }
@@ -67,7 +52,6 @@ private:
     std::uint64_t position_ = 0;
     std::uint64_t count_ = 0;
     std::string directory_;
-    std::vector<CarriedRange> carried_;
 };
 
 }  // namespace opc::zippackage

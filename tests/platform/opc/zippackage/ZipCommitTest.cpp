@@ -3,9 +3,12 @@
 #include "opc/zippackage/ZipIndexReader.hpp"
 #include "opc/zippackage/ZipWriter.hpp"
 #include "platform/opc/zippackage/ZipTesting.hpp"
+#include "support/TempDir.hpp"
 
+#include <fstream>
 #include <list>
 #include <sstream>
+#include <unistd.h>
 
 namespace opc::zippackage {
 namespace {
@@ -195,6 +198,56 @@ TEST_F(ZipCommitTest, LeavesTheFileAloneWhenItRefuses) {
     opened.close();
     EXPECT_TRUE(opened.entries().empty());
     expectError(misuse, "not open", [&] { opened.read(0); });
+}
+
+/// Stored content full of records that end a container, each for another size of what comes after it.
+TEST_F(ZipCommitTest, WhatItWritesCanBeReadWhateverIsStoredInIt) {
+    constexpr std::size_t kRecords = 600;
+    ZipFile file;
+    file.entries = {{"a", "x"}, {"forged", std::string(kRecords * kEndSize, ' ')}, {"b", "x"}};
+    const std::string blank = file.bytes();
+    const std::size_t after = blank.size() - blank.find(std::string(kEndSize, ' ')) - kRecords * kEndSize;
+    std::string forged;
+    for (std::size_t left = kRecords; left != 0; --left) {
+        const std::size_t comment = after + (left - 1) * kEndSize + left;
+        forged +=
+            "PK\5\6"s + std::string(kEndSize - 6, '\0') + static_cast<char>(comment) + static_cast<char>(comment >> 8);
+    }
+    file.entries[1] = {"forged", forged};
+    for (const std::size_t more : {1, 20, 300}) {
+        put(file.bytes());
+        ZipPhysicalPackage opened = package();
+        opened.open(OpenMode::Update);
+        opened.commit({carried(0), carried(1), carried(2), fresh(std::string(more, 'n'), "y")});
+        ZipPhysicalPackage again = package();
+        ASSERT_NO_THROW(again.open(OpenMode::Update)) << more;
+        EXPECT_TRUE(toText(again.read(1)) == forged) << more;
+    }
+}
+
+TEST_F(ZipCommitTest, NoticesWhatWasWrittenWithTheTimeSetBack) {
+    const support::TempDir folder;
+    ZipFile file;
+    file.entries = {{"a", noiseOf(200000)}, {"b", noiseOf(100000)}};
+    const std::string old = file.bytes();
+    const auto path = folder.path("f.zip");
+    for (const std::size_t at : {old.size(), std::size_t{1000}, old.size() - 60}) {  // none, what is carried, the index
+        folder.put("f.zip", old);
+        ZipPhysicalPackage opened(folder.name("f.zip"), FileSystemOpsSelector(), true, Limits());
+        opened.open(OpenMode::Update);
+        ::usleep(10'000);  // file times have the resolution of the kernel's tick
+        const auto time = std::filesystem::last_write_time(path);
+        if (at < old.size()) {
+            std::fstream(path, std::ios::in | std::ios::out | std::ios::binary).seekp(static_cast<long>(at)).put('!');
+        }
+        std::filesystem::last_write_time(path, time);
+        const auto commit = [&] { opened.commit({carried(0), carried(1), fresh("n", "y")}); };
+        if (at < old.size()) {
+            expectError(ErrorKind::Conflict, "changed since it was opened", commit);
+        } else {
+            EXPECT_NO_THROW(commit());
+        }
+    }
 }
 
 struct FailingStorage : vfs::MemoryStorage {

@@ -19,8 +19,8 @@ namespace foundation::storage::vfs {
 /// The target's owner (where permitted), mode, ACL, user attributes, SELinux label and flags are kept, as they are when
 /// it is replaced; access never gets wider on the way. What of these a file system cannot tell or keep stops no save. A
 /// symbolic link as the last component is followed, so links stay links; one that leads nowhere is refused. A
-/// hard-linked file is replaced under the given name only; its other names keep the old content. A file that the process
-/// may not write is refused, though its folder would permit the replacement. Temporaries that a killed process left are
+/// hard-linked file is replaced under the given name only; its other names keep the old content. A file that the
+/// process may not write is refused, though its folder would permit it. Temporaries that a killed process left are
 /// removed by a later replacement in the same folder, an hour after their last change at the earliest, and never while
 /// they are in use; each process looks for them at its first replacement in a folder, and then once an hour at most.
 class PXPLATFORM_EXPORT LocalStorage : public StorageSystem {
