@@ -6,10 +6,13 @@
 #include "kit/document/EntryNames.hpp"
 #include "kit/document/PackageTree.hpp"
 #include "kit/document/Pictures.hpp"
+#include "kit/document/References.hpp"
 #include "opc/Exception.hpp"
 
 #include <cstdio>
 #include <optional>
+#include <set>
+#include <sstream>
 
 namespace flowbook::kit {
 
@@ -181,7 +184,48 @@ private:
         attempt("code.malformed", part->getName().ascii(), [&] {
             checkCharacters(part->getName().ascii(), document.code());
             checkParagraphs(part->getName().ascii(), document.richText());
+            checkMarkers(part->getName().ascii(), to_string(document.code()));
         });
+        try {
+            checkReferences(document, *part);
+        } catch (const opc::Exception&) {
+            // Code or relationships that cannot be read were told already.
+        }
+    }
+
+    /// Each conflict by its first marker, or by its last one where that is all that is left.
+    void checkMarkers(const std::string& part, const std::string& code) {
+        bool isOpen = false;
+        std::istringstream lines(code);
+        std::size_t number = 0;
+        for (std::string line; std::getline(lines, line);) {
+            ++number;
+            const bool begins = isMarker(line, '<');
+            const bool ends = isMarker(line, '>');
+            if (begins || (ends && !isOpen)) {
+                add(Severity::Warning, "code.conflict", part, "line " + std::to_string(number),
+                    "a merge left both versions here: " + line);
+            }
+            isOpen = begins || (isOpen && !ends);
+        }
+    }
+
+    static bool isMarker(const std::string& line, char sign) {
+        const std::string sevenfold(7, sign);
+        return line.compare(0, sevenfold.size(), sevenfold) == 0 && (line.size() == 7 || line[7] == ' ');
+    }
+
+    void checkReferences(const Document& document, const Part& part) {
+        std::set<std::string> ids;
+        for (const auto& relationship : part.getRelationships(opc::model::ExcludeMode::None)) {
+            ids.insert(to_string(relationship.getID()));
+        }
+        for (const Reference& reference : findReferences(contentOf(part), document.where(part))) {
+            if (ids.count(reference.id) == 0) {
+                add(Severity::Warning, "reference.dangling", part.getName().ascii(), reference.id,
+                    "the text refers to a relationship that is not there");
+            }
+        }
     }
 
     void checkCharacters(const std::string& part, const std::u16string& code) {

@@ -1,73 +1,69 @@
 #include "kit/compare/CodeMerge.hpp"
 
-#include "fl/i18n/Conversion.hpp"
-#include "flowbook/FlowbookFileReader.hpp"
-#include "flowbook/FlowbookFileUtils.hpp"
-#include "flowbook/FlowbookFileWriter.hpp"
-#include "foundation/storage/vfs/MemoryStorage.hpp"
+#include "kit/compare/LineMerge.hpp"
 #include "kit/compare/ParagraphLines.hpp"
-#include "kit/compare/ThreeWay.hpp"
-#include "opc/ByteArrayInAdaptor.hpp"
-#include "opc/model/InvalidXMLDocument.hpp"
+#include "kit/document/CodeParagraphs.hpp"
 
 #include <algorithm>
-#include <memory>
+#include <array>
+#include <set>
 
 namespace flowbook::kit {
 
 namespace {
 
+// Around the number of a thing; no XML can hold them.
+constexpr char kThingMark = '\1', kThingEnd = '\2';
+
 using Namespaces = std::map<std::string, std::string>;
 
-bool isPlainOrNone(const CodeVersion& version) {
-    return version.form == CodeForm::Plain || version.form == CodeForm::None;
+SpellReference marking(const CodeText& text) {
+    return [&text](const std::string& id) { return kThingMark + std::to_string(text.things.at(id)) + kThingEnd; };
 }
 
-/// The code as lines that each end in a line feed; nothing when there is none.
-std::string linesOf(const CodeVersion& version) {
-    if (version.form == CodeForm::None) {
-        return "";
+/// Calls `text` for what stands between marks, and `thing` for the number in each.
+template <class Text, class Thing>
+void walkMarks(const std::string& marked, Text text, Thing thing) {
+    std::size_t done = 0;
+    for (std::size_t at = marked.find(kThingMark); at != std::string::npos; at = marked.find(kThingMark, done)) {
+        text(std::string_view(marked).substr(done, at - done));
+        done = marked.find(kThingEnd, at) + 1;
+        thing(std::stoul(marked.substr(at + 1, done - at - 2)));
     }
-    opc::ByteArrayInAdaptor stream(version.content);
-    return fl::i18n::to_string(FlowbookFileUtils::getTARMICCodeFromRichTARMICCode(stream)) + "\n";
+    text(std::string_view(marked).substr(done));
 }
 
-/// The document that the library makes of plain code.
-fl::Bytes plainDocument(std::string lines) {
-    if (!lines.empty()) {
-        lines.pop_back();
-    }
-    using foundation::storage::vfs::MemoryStorage;
-    const foundation::storage::vfs::StorageSystemReference storage(std::make_shared<MemoryStorage>());
-    // An address, as the writer looks for the folder of a plain path.
-    const std::u16string name = u"memory://code.tqx";
-    FlowbookFileWriter writer(name, storage, {});
-    writer.setTARMICCode(fl::i18n::to_ustring(lines));
-    writer.close(false);
-    return Document(name, storage).storedCode();
-}
+/// A version as numbered lines.
+struct Side {
+    const CodeText* text = nullptr;
+    std::optional<ParagraphLines> lines{};
+    LineNumbers numbers{};
+    std::map<std::size_t, std::vector<std::size_t>> places{};  ///< of the lines of a number, in their order
+    std::map<std::size_t, std::size_t> used{};                 ///< how many of them the result has
 
-std::optional<MergedCode> mergePlain(const CodeVersion& base, const CodeVersion& ours, const CodeVersion& theirs,
-                                     const LineMerger& merger, Favour favour) {
-    LineMerger::Result merged;
-    try {
-        const std::string lines[] = {linesOf(base), linesOf(ours), linesOf(theirs)};
-        merged = merger.merge(lines[0], lines[1], lines[2], favour);
-    } catch (const opc::model::InvalidXMLDocument&) {
-        return std::nullopt;
+    const BlockLine* next(std::size_t number) const {
+        const auto found = places.find(number);
+        const auto count = used.find(number);
+        const std::size_t at = count == used.end() ? 0 : count->second;
+        return found == places.end() || at >= found->second.size() ? nullptr : &lines->lines()[found->second[at]];
     }
-    return MergedCode{{CodeForm::Plain, plainDocument(std::move(merged.text))}, merged.hasConflicts};
-}
 
-/// Takes over what theirs alone changed. @returns whether both did.
-bool mergeFrame(const std::string& base, std::string& ours, const std::string& theirs, Favour favour) {
-    const Choice choice = choose(base, ours, theirs);
-    const bool isConflict = choice == Choice::Conflict;
-    if (choice == Choice::Theirs || (isConflict && favour == Favour::Theirs)) {
-        ours = theirs;
+    const BlockLine* any(std::size_t number) const {
+        const auto found = places.find(number);
+        return found == places.end() ? nullptr : &lines->lines()[found->second.front()];
     }
-    return isConflict && favour == Favour::None;
-}
+};
+
+/// A line with the version that it is taken from.
+struct Taken {
+    const Side* side;
+    const BlockLine* line;
+
+    const MergeBlock& block() const { return side->lines->blocks()[line->block]; }
+    bool isCode() const { return side->lines->isCode(*line); }
+    std::string spelled() const { return side->lines->spelled(block(), std::nullopt, marking(*side->text)); }
+    std::string forPeople() const { return isCode() ? line->text : block().text; }
+};
 
 /// Whether no prefix means two things. One that the merged document does not declare makes it malformed.
 bool agree(const Namespaces& some, const Namespaces& others) {
@@ -78,48 +74,333 @@ bool agree(const Namespaces& some, const Namespaces& others) {
     return std::all_of(some.begin(), some.end(), isSame);
 }
 
-bool isWellFormed(const fl::Bytes& document) { return readRichText(document, "").fault.empty(); }
+/// Puts the lines of a result together.
+class Writer {
+public:
+    /// @param isOneParagraph  whether all code goes into one. @param divides  whether each line of code gets its own.
+    Writer(bool declares, bool isOneParagraph, bool divides)
+        : declares_(declares), isOneParagraph_(isOneParagraph), divides_(divides) {}
 
-std::optional<MergedCode> mergeRich(const ParagraphLines& base, ParagraphLines ours, const ParagraphLines& theirs,
-                                    const LineMerger& merger, Favour favour) {
-    if (!agree(ours.namespaces, base.namespaces) || !agree(ours.namespaces, theirs.namespaces) ||
-        !agree(theirs.namespaces, ours.namespaces)) {
-        return std::nullopt;
+    void add(const Taken& taken) {
+        if (!taken.isCode()) {
+            close();
+            text_ += taken.spelled();
+        } else if (divides_ && taken.block().paragraph.code != taken.line->text) {
+            close();
+            text_ += newTextParagraph(taken.line->text, declares_);
+        } else {
+            if (!canGoOn(taken)) {
+                open(taken);
+            }
+            addText(taken.line->text);
+        }
     }
-    bool hasConflicts = mergeFrame(base.head, ours.head, theirs.head, favour);
-    hasConflicts = mergeFrame(base.tail, ours.tail, theirs.tail, favour) || hasConflicts;
-    LineMerger::Result merged = merger.merge(base.lines, ours.lines, theirs.lines, favour);
-    ours.lines = std::move(merged.text);
-    fl::Bytes document = joinLines(ours);
-    if (!isWellFormed(document)) {
-        return std::nullopt;
+
+    /// Begins the paragraph of a line, with no text in it yet.
+    void open(const Taken& taken) {
+        close();
+        open_ = taken;
     }
-    return MergedCode{{CodeForm::Rich, std::move(document)}, hasConflicts || merged.hasConflicts};
+
+    bool canGoOn(const Taken& taken) const {
+        return open_ && !divides_ && taken.isCode() && (isOneParagraph_ || taken.line->line > 0);
+    }
+
+    /// A line that no version has: in the paragraph that is open, or in one of its own.
+    void addMarker(const std::string& marker) {
+        if (open_) {
+            addText(marker);
+        } else {
+            text_ += newTextParagraph(marker, declares_);
+        }
+    }
+
+    void close() {
+        if (open_) {
+            text_ += open_->side->lines->spelled(open_->block(), code_.value_or(""), marking(*open_->side->text));
+        }
+        open_.reset();
+        code_.reset();
+    }
+
+    std::string take() {
+        close();
+        return std::move(text_);
+    }
+
+private:
+    void addText(const std::string& line) { code_ = code_ ? *code_ + "\n" + line : line; }
+
+    bool declares_, isOneParagraph_, divides_;
+    std::string text_;
+    std::optional<Taken> open_;
+    std::optional<std::string> code_;
+};
+
+/// Whatever the ids will be.
+bool isWellFormed(const std::string& marked) {
+    fl::Bytes document;
+    const auto append = [&](std::string_view text) { document.insert(document.end(), text.begin(), text.end()); };
+    walkMarks(marked, append, [](std::size_t) {});
+    return readRichText(document, "").fault.empty();
 }
+
+class CodeMerger {
+public:
+    CodeMerger(const CodeText* base, const CodeText& ours, const CodeText& theirs, const MergeOptions& options)
+        : options_(options) {
+        sides_[0].text = base;
+        sides_[1].text = &ours;
+        sides_[2].text = &theirs;
+        const bool isBasePlain = base == nullptr ? ours.isPlain : base->isPlain;
+        withStyle_ = ours.isPlain == theirs.isPlain && ours.isPlain == isBasePlain;
+    }
+
+    std::optional<MergedCode> run() {
+        for (Side& side : sides_) {
+            if (side.text != nullptr && !number(side)) {
+                return std::nullopt;
+            }
+        }
+        const Namespaces& declared = sides_[1].lines->namespaces();
+        if (!agree(declared, sides_[2].lines->namespaces()) || !agree(sides_[2].lines->namespaces(), declared)) {
+            return std::nullopt;
+        }
+        const bool isPlain = sides_[1].text->isPlain && sides_[2].text->isPlain;
+        const auto word = declared.find("w");
+        const bool declares = word == declared.end() || word->second != kWordNamespace;
+        Writer writer(declares, isPlain && !withStyle_, !isPlain && !withStyle_);
+        std::string head = mergedHead();
+        writeHunks(writer, mergeLines(sides_[0].numbers, sides_[1].numbers, sides_[2].numbers));
+        return MergedCode{head + writer.take() + frame_->lines->spelled(frame_->lines->tail(), marking(*frame_->text)),
+                          isPlain, std::move(conflicts_)};
+    }
+
+private:
+    bool number(Side& side) {
+        side.lines = ParagraphLines::cut(side.text->document, side.text->references, marking(*side.text));
+        if (!side.lines) {
+            return false;
+        }
+        for (std::size_t i = 0; i < side.lines->lines().size(); ++i) {
+            const std::string key = side.lines->keyOf(side.lines->lines()[i], withStyle_);
+            const std::size_t number = numbers_.emplace(key, numbers_.size()).first->second;
+            side.places[number].push_back(i);
+            side.numbers.push_back(number);
+        }
+        return true;
+    }
+
+    /// What stands before the paragraphs; also finds out whose frame goes around them.
+    std::string mergedHead() {
+        const Side& base = sides_[0].text != nullptr ? sides_[0] : sides_[1];
+        const auto written = [](const Side& side) {
+            const SpellReference spell = marking(*side.text);
+            return side.lines->spelled(side.lines->head(), spell) + "\n" +
+                   side.lines->spelled(side.lines->tail(), spell);
+        };
+        const auto style = [](const Side& side) { return side.lines->frameStyle(); };
+        Choice choice = choose(written(base), written(sides_[1]), written(sides_[2]));
+        if (choice == Choice::Conflict) {
+            choice = choose(style(base), style(sides_[1]), style(sides_[2]));
+        }
+        if (sides_[1].text->isPlain != sides_[2].text->isPlain) {
+            choice = sides_[1].text->isPlain ? Choice::Theirs : Choice::Ours;
+        }
+        if (choice == Choice::Conflict && options_.favour == Favour::None) {
+            conflicts_.push_back(
+                {ConflictKind::Code, "code", "what stands around the paragraphs is kept as ours has it"});
+        }
+        const bool isTheirs =
+            choice == Choice::Theirs || (choice == Choice::Conflict && options_.favour == Favour::Theirs);
+        frame_ = &sides_[isTheirs ? 2 : 1];
+        return withNamespacesOf(sides_[isTheirs ? 1 : 2]);
+    }
+
+    /// The head of the frame, which declares what the other side does too.
+    std::string withNamespacesOf(const Side& other) const {
+        const ParagraphLines& lines = *frame_->lines;
+        std::string missing;
+        for (const auto& [prefix, uri] : other.lines->namespaces()) {
+            if (lines.namespaces().count(prefix) == 0) {
+                missing += " xmlns:" + prefix + "=\"" + escapedValue(uri) + "\"";
+            }
+        }
+        const XmlSpan head = lines.head();
+        const SpellReference spell = marking(*frame_->text);
+        return lines.spelled({head.begin, lines.rootAttributes()}, spell) + missing +
+               lines.spelled({lines.rootAttributes(), head.end}, spell);
+    }
+
+    void writeHunks(Writer& writer, const std::vector<Hunk>& hunks) {
+        for (const Hunk& hunk : hunks) {
+            if (!hunk.isConflict) {
+                for (const std::size_t line : hunk.lines) {
+                    writer.add(takeMerged(line));
+                }
+                continue;
+            }
+            const std::vector<Taken> ours = takeFrom(sides_[1], hunk.lines);
+            const std::vector<Taken> theirs = takeFrom(sides_[2], hunk.theirs);
+            if (options_.favour == Favour::None) {
+                writeConflict(writer, ours, theirs);
+            } else {
+                for (const Taken& line : options_.favour == Favour::Ours ? ours : theirs) {
+                    writer.add(line);
+                }
+            }
+        }
+    }
+
+    /// A line that git merged. What is equal as text and style may be written in several ways: as the one side that
+    /// changed it has it.
+    Taken takeMerged(std::size_t number) {
+        std::array<const BlockLine*, 3> lines{};
+        for (std::size_t i = 0; i < sides_.size(); ++i) {
+            lines[i] = sides_[i].text == nullptr ? nullptr : sides_[i].next(number);
+            ++sides_[i].used[number];
+        }
+        if (lines[1] == nullptr && lines[2] == nullptr) {
+            lines[1] = sides_[1].any(number);
+            lines[2] = lines[1] != nullptr ? nullptr : sides_[2].any(number);
+        }
+        const bool hasBoth = lines[1] != nullptr && lines[2] != nullptr;
+        const bool isTheirs = hasBoth ? prefersTheirs(lines) : lines[1] == nullptr;
+        return {&sides_[isTheirs ? 2 : 1], lines[isTheirs ? 2 : 1]};
+    }
+
+    bool prefersTheirs(const std::array<const BlockLine*, 3>& lines) const {
+        if (sides_[1].text->isPlain != sides_[2].text->isPlain) {
+            return sides_[1].text->isPlain;
+        }
+        const std::string base = lines[0] == nullptr ? "" : Taken{&sides_[0], lines[0]}.spelled();
+        return choose(base, Taken{&sides_[1], lines[1]}.spelled(), Taken{&sides_[2], lines[2]}.spelled()) ==
+               Choice::Theirs;
+    }
+
+    static std::vector<Taken> takeFrom(Side& side, const LineNumbers& numbers) {
+        std::vector<Taken> lines;
+        for (const std::size_t number : numbers) {
+            const BlockLine* const line = side.next(number);
+            lines.push_back({&side, line != nullptr ? line : side.any(number)});
+            ++side.used[number];
+        }
+        return lines;
+    }
+
+    void writeConflict(Writer& writer, const std::vector<Taken>& ours, const std::vector<Taken>& theirs) {
+        if (isBeginOfOneParagraph(ours, theirs)) {
+            writer.open(ours.front());
+        } else if (!goOn(writer, ours) || !goOn(writer, theirs)) {
+            writer.close();
+            writeApart(writer, ours, theirs);
+            return;
+        }
+        writer.addMarker("<<<<<<< " + options_.oursLabel);
+        addTexts(writer, ours);
+        writer.addMarker("=======");
+        addTexts(writer, theirs);
+        writer.addMarker(">>>>>>> " + options_.theirsLabel);
+        tell(ours, theirs);
+    }
+
+    void writeApart(Writer& writer, const std::vector<Taken>& ours, const std::vector<Taken>& theirs) {
+        const auto add = [&](const std::string& marker, const std::vector<Taken>& lines) {
+            writer.addMarker(marker);
+            for (const Taken& line : lines) {
+                writer.add(line);
+            }
+            writer.close();
+        };
+        add("<<<<<<< " + options_.oursLabel, ours);
+        add("=======", theirs);
+        add(">>>>>>> " + options_.theirsLabel, {});
+        tell(ours, theirs);
+    }
+
+    static void addTexts(Writer& writer, const std::vector<Taken>& lines) {
+        for (const Taken& line : lines) {
+            writer.addMarker(line.line->text);
+        }
+    }
+
+    static bool goOn(const Writer& writer, const std::vector<Taken>& lines) {
+        return std::all_of(lines.begin(), lines.end(), [&](const Taken& line) { return writer.canGoOn(line); });
+    }
+
+    /// Whether both sides are lines of one paragraph from its first on, which has several lines.
+    bool isBeginOfOneParagraph(const std::vector<Taken>& ours, const std::vector<Taken>& theirs) const {
+        const auto begins = [](const std::vector<Taken>& lines) {
+            const auto goesOn = [](const Taken& line) { return line.isCode() && line.line->line > 0; };
+            return !lines.empty() && lines.front().isCode() && lines.front().line->line == 0 &&
+                   std::all_of(lines.begin() + 1, lines.end(), goesOn);
+        };
+        const auto hasLines = [](const Taken& taken) {
+            return taken.block().paragraph.code->find('\n') != std::string::npos;
+        };
+        return withStyle_ && begins(ours) && begins(theirs) &&
+               ours.front().block().style == theirs.front().block().style &&
+               (hasLines(ours.front()) || hasLines(theirs.front()));
+    }
+
+    void tell(const std::vector<Taken>& ours, const std::vector<Taken>& theirs) {
+        const auto textOf = [](const std::vector<Taken>& lines) {
+            std::string text;
+            for (const Taken& line : lines) {
+                text += line.forPeople() + "\n";
+            }
+            return text;
+        };
+        conflicts_.push_back({ConflictKind::Code, "code", "both versions stand between markers", std::nullopt,
+                              textOf(ours), textOf(theirs)});
+    }
+
+    const MergeOptions& options_;
+    std::array<Side, 3> sides_{};
+    bool withStyle_ = true;
+    const Side* frame_ = nullptr;
+    std::map<std::string, std::size_t> numbers_;
+    std::vector<MergeConflict> conflicts_;
+};
 
 }  // namespace
 
-std::optional<MergedCode> mergeCode(const CodeVersion& base, const CodeVersion& ours, const CodeVersion& theirs,
-                                    const LineMerger& merger, Favour favour) {
-    for (const CodeVersion* version : {&base, &ours, &theirs}) {
-        if (version->form == CodeForm::Encrypted) {
-            return std::nullopt;
-        }
+std::string marked(const CodeText& text) {
+    const std::string_view document(reinterpret_cast<const char*>(text.document.data()), text.document.size());
+    return spelled(document, text.references, marking(text));
+}
+
+std::vector<std::size_t> thingsIn(const std::string& marked) {
+    std::set<std::size_t> seen;
+    std::vector<std::size_t> things;
+    walkMarks(
+        marked, [](std::string_view) {},
+        [&](std::size_t thing) {
+            if (seen.insert(thing).second) {
+                things.push_back(thing);
+            }
+        });
+    return things;
+}
+
+fl::Bytes unmarked(const std::string& marked, const std::vector<std::string>& ids) {
+    fl::Bytes document;
+    document.reserve(marked.size());
+    const auto append = [&](std::string_view text) { document.insert(document.end(), text.begin(), text.end()); };
+    walkMarks(marked, append, [&](std::size_t thing) { append(escapedValue(ids[thing])); });
+    return document;
+}
+
+std::optional<MergedCode> mergeCode(const CodeText* base, const CodeText& ours, const CodeText& theirs,
+                                    const MergeOptions& options) {
+    const std::string texts[] = {base == nullptr ? "" : marked(*base), marked(ours), marked(theirs)};
+    const Choice choice = choose(texts[0], texts[1], texts[2]);
+    if (choice != Choice::Conflict) {
+        const bool isTheirs = choice == Choice::Theirs;
+        return MergedCode{texts[isTheirs ? 2 : 1], (isTheirs ? theirs : ours).isPlain, {}};
     }
-    if (isPlainOrNone(base) && isPlainOrNone(ours) && isPlainOrNone(theirs)) {
-        return mergePlain(base, ours, theirs, merger, favour);
-    }
-    const bool isAllRich = ours.form == CodeForm::Rich && theirs.form == CodeForm::Rich && base.form != CodeForm::Plain;
-    const auto ourLines = cutIntoLines(ours.content, isAllRich);
-    const auto theirLines = cutIntoLines(theirs.content, isAllRich);
-    auto baseLines = base.form == CodeForm::None ? ourLines : cutIntoLines(base.content, isAllRich);
-    if (!baseLines || !ourLines || !theirLines) {
-        return std::nullopt;
-    }
-    if (base.form == CodeForm::None) {
-        baseLines->lines.clear();
-    }
-    return mergeRich(*baseLines, *ourLines, *theirLines, merger, favour);
+    std::optional<MergedCode> merged = CodeMerger(base, ours, theirs, options).run();
+    return merged && isWellFormed(merged->marked) ? std::move(merged) : std::nullopt;
 }
 
 }  // namespace flowbook::kit

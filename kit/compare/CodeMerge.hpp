@@ -1,31 +1,45 @@
 #pragma once
 
-#include "fl/Bytes.hpp"
-#include "kit/compare/LineMerger.hpp"
-#include "kit/document/Document.hpp"
+#include "kit/compare/Merge.hpp"
+#include "kit/document/References.hpp"
 
+#include <map>
 #include <optional>
+#include <string>
+#include <vector>
 
 namespace flowbook::kit {
 
-/// A document part with the form of its code.
-struct CodeVersion {
-    CodeForm form = CodeForm::None;
-    fl::Bytes content;
+/// A document part whose code is plain or rich.
+struct CodeText {
+    bool isPlain = false;
+    fl::Bytes document;
+    std::vector<Reference> references;
+    std::map<std::string, std::size_t> things;  ///< what each id leads to, by a number that all versions share
 };
+
+/// A document in which a mark stands for each reference, so that it is the same whatever the ids are.
+std::string marked(const CodeText& text);
+
+/// The numbers of the things that a marked document refers to, each once, in the order of their first mention.
+std::vector<std::size_t> thingsIn(const std::string& marked);
+
+/// The document with ids for its marks.
+fl::Bytes unmarked(const std::string& marked, const std::vector<std::string>& ids);
 
 struct MergedCode {
-    CodeVersion code;
-    bool hasConflicts;
+    std::string marked;
+    bool isPlain;
+    std::vector<MergeConflict> conflicts;  ///< one for each place where markers stand
 };
 
-/// Merges documents that both sides changed. Plain code is merged by line. Rich code is merged by paragraph, and by
-/// line within paragraphs that hold nothing but code; all else of it is kept as it is written. The markers of a
-/// conflict become lines of plain code and code paragraphs of rich code.
-/// @param base  of the form None when there is none.
-/// @returns nothing when the versions cannot be mixed: encrypted, malformed, or written with different namespaces.
-/// @throws opc::Exception of the merger.
-std::optional<MergedCode> mergeCode(const CodeVersion& base, const CodeVersion& ours, const CodeVersion& theirs,
-                                    const LineMerger& merger, Favour favour);
+/// Merges documents by paragraph, and by line within paragraphs that hold code. Markup stays as it is written; what
+/// differs only in how it is written is no conflict. The markers of a conflict are lines of code: in the paragraph
+/// where both sides differ in lines of one paragraph, else in code paragraphs of their own.
+/// @param base  null when there is none.
+/// @returns nothing when the versions cannot be mixed: malformed, or written with different namespaces.
+/// @throws opc::Exception of mergeLines().
+std::optional<MergedCode> mergeCode(const CodeText* base, const CodeText& ours, const CodeText& theirs,
+                                    const MergeOptions& options);
 
 }  // namespace flowbook::kit

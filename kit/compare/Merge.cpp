@@ -2,299 +2,795 @@
 
 #include "fl/i18n/Conversion.hpp"
 #include "kit/compare/CodeMerge.hpp"
-#include "kit/compare/Digest.hpp"
+#include "kit/compare/MergedPackage.hpp"
 #include "kit/compare/PropertyMerge.hpp"
-#include "kit/compare/ThreeWay.hpp"
-#include "kit/package/PackageContent.hpp"
 #include "opc/Exception.hpp"
-#include "opc/model/PartName.hpp"
 
 #include <algorithm>
+#include <boost/json.hpp>
 #include <set>
 #include <tuple>
 
 namespace flowbook::kit {
 
-using opc::model::PartName;
-using PartRecord = FlowbookFilePackage::Part;
-using Record = FlowbookFilePackage::Relationship;
-using Records = std::vector<Record>;
+using fl::i18n::to_string;
+using fl::i18n::to_ustring;
 
 namespace {
 
-using fl::i18n::to_string;
+constexpr char16_t kConflictsPart[] = u"/conflicts/properties.json";
+constexpr char16_t kConflictType[] = u"http://schemas.pellarion.com/tarmic/code/2013/relationships/conflict";
 
-/// One version, with the part that holds its code.
-struct Version {
-    PackageContent content;
-    std::u16string codeName;  ///< folded; empty when there is no code
-    CodeForm form = CodeForm::None;
-    std::set<std::u16string> propertyNames;  ///< folded names of the parts that hold properties
+std::optional<std::string> leadsTo(const Link* link) {
+    return link == nullptr ? std::nullopt : std::make_optional(link->leadsTo);
+}
+
+template <class Value>
+std::optional<Value> valueIn(const Node* node, Value Node::*member) {
+    return node == nullptr ? std::nullopt : std::make_optional(node->*member);
+}
+
+template <class Value>
+Choice chooseBy(const Trio& trio, Value Node::*member) {
+    return choose(valueIn(trio[kBase], member), valueIn(trio[kOurs], member), valueIn(trio[kTheirs], member));
+}
+
+std::u16string nameOf(const Node& node) { return node.part.getName().toString(); }
+
+Trio targetsOf(const LinkTrio& links) {
+    Trio trio{};
+    for (std::size_t i = 0; i < trio.size(); ++i) {
+        trio[i] = links[i] == nullptr ? nullptr : links[i]->target;
+    }
+    return trio;
+}
+
+template <class Pointer>
+std::array<Pointer, 3> only(std::size_t version, Pointer pointer) {
+    std::array<Pointer, 3> trio{};
+    trio[version] = pointer;
+    return trio;
+}
+
+/// The version whose name for a thing counts; both sides may have given it another one.
+std::size_t namingVersion(const Trio& trio) {
+    if (trio[kOurs] == nullptr || trio[kTheirs] == nullptr) {
+        return trio[kOurs] != nullptr ? kOurs : kTheirs;
+    }
+    return trio[kBase] != nullptr && chooseBy(trio, &Node::name) == Choice::Theirs ? kTheirs : kOurs;
+}
+
+/// "x/image-theirs.png" for "x/image.png".
+std::u16string besideName(const Node& node) {
+    const std::string name = to_string(nameOf(node));
+    const std::size_t last = name.rfind('.');
+    const std::size_t dot = last != std::string::npos && last > name.rfind('/') ? last : name.size();
+    return to_ustring(name.substr(0, dot) + "-theirs1" + name.substr(dot));
+}
+
+/// The lines of code of a document, without its prose; nothing of one that cannot be read.
+std::optional<std::string> codeIn(const fl::Bytes& document) {
+    const RichText text = readRichText(document, "");
+    std::string code;
+    for (const Paragraph& paragraph : text.paragraphs) {
+        code += paragraph.code ? *paragraph.code + "\n" : "";
+    }
+    return text.fault.empty() ? std::make_optional(code) : std::nullopt;
+}
+
+std::string modifiedTime(const Document& document) {
+    for (const Property& property : document.properties()) {
+        if (property.label == "modified") {
+            return property.value.value_or("");
+        }
+    }
+    return "";
+}
+
+/// A conflict whose words end in the name that a part will be given.
+struct Told {
+    MergeConflict conflict;
+    std::size_t part = kNoPart;
 };
 
-std::u16string foldedName(const std::u16string& name) { return fl::i18n::to_ustring(PartName(name).folded()); }
-
-bool holdsProperties(const PartRecord& part) {
-    const opc::model::ContentType type(part.contentType);
-    return type.getMediaType() == u"application/vnd.openxmlformats-package.core-properties+xml" ||
-           type.getMediaType() == u"application/vnd.pellarion.package.properties+xml";
-}
-
-Version versionOf(const Document& document) {
-    Version version;
-    version.content = readContent(document);
-    version.form = document.form();
-    if (const auto part = document.codePart()) {
-        version.codeName = fl::i18n::to_ustring(part->getName().folded());
-    }
-    for (const PartRecord& part : version.content.parts) {
-        if (holdsProperties(part)) {
-            version.propertyNames.insert(foldedName(part.partName));
+/// Numbers what the references of three versions lead to.
+class Things {
+public:
+    explicit Things(const Trio& code) {
+        for (std::size_t i = 0; i < code.size(); ++i) {
+            if (code[i] != nullptr) {
+                add(i, code[i]->links);
+            }
         }
     }
-    return version;
-}
 
-/// A part as what is compared of it; none for one that is not there.
-using Whole = std::optional<std::pair<std::u16string, fl::Bytes>>;
+    std::size_t size() const noexcept { return things_.size(); }
+    const LinkTrio& at(std::size_t thing) const { return things_[thing]; }
 
-Whole wholeOf(const PartRecord* part) {
-    return part == nullptr ? std::nullopt : std::make_optional(std::make_pair(part->contentType, part->content));
-}
+    /// The number for an id in a version; a new one for an id that leads nowhere.
+    std::size_t find(std::size_t version, const std::string& id) {
+        const auto found = byId_[version].find(id);
+        if (found != byId_[version].end()) {
+            return found->second;
+        }
+        const auto [nowhere, isNew] = nowhere_.emplace(id, things_.size());
+        if (isNew) {
+            things_.emplace_back(LinkTrio{});
+        }
+        return nowhere->second;
+    }
 
-bool isSame(const Record& a, const Record& b, bool withId) {
-    return std::tie(a.type, a.target, a.isInternal) == std::tie(b.type, b.target, b.isInternal) &&
-           (!withId || a.id == b.id);
-}
+    /// The ids that lead nowhere, by number.
+    std::map<std::size_t, std::string> nowhere() const {
+        std::map<std::size_t, std::string> ids;
+        for (const auto& [id, thing] : nowhere_) {
+            ids[thing] = id;
+        }
+        return ids;
+    }
 
-bool holds(const Records& records, const Record& record, bool withId) {
-    return std::any_of(records.begin(), records.end(),
-                       [&](const Record& each) { return isSame(each, record, withId); });
-}
-
-bool isTaken(const Records& records, const std::u16string& id) {
-    return std::any_of(records.begin(), records.end(), [&](const Record& each) { return each.id == id; });
-}
-
-std::u16string freshId(const Records& records) {
-    for (std::size_t number = 1;; ++number) {
-        std::u16string id = u"rId" + fl::i18n::to_ustring(std::to_string(number));
-        if (!isTaken(records, id)) {
-            return id;
+private:
+    /// Links of one id that lead to the same are one thing; then those that lead to the same, in their order.
+    void add(std::size_t version, const std::vector<Link>& links) {
+        std::vector<const Link*> left;
+        for (const Link& link : links) {
+            const auto found = exact_.find({link.leadsTo, link.record.id});
+            if (found != exact_.end() && things_[found->second][version] == nullptr) {
+                put(version, found->second, link);
+            } else {
+                left.push_back(&link);
+            }
+        }
+        std::map<std::string, std::size_t> next;
+        for (const Link* link : left) {
+            std::vector<std::size_t>& same = same_[link->leadsTo];
+            std::size_t& at = next[link->leadsTo];
+            while (at < same.size() && things_[same[at]][version] != nullptr) {
+                ++at;
+            }
+            if (at == same.size()) {
+                same.push_back(things_.size());
+                things_.emplace_back(LinkTrio{});
+            }
+            put(version, same[at], *link);
         }
     }
-}
 
-/// Adds a relationship, under a fresh id when its own is taken.
-void addTo(Records& records, Record record) {
-    if (isTaken(records, record.id)) {
-        record.id = freshId(records);
+    void put(std::size_t version, std::size_t thing, const Link& link) {
+        things_[thing][version] = &link;
+        exact_.emplace(std::make_pair(link.leadsTo, link.record.id), thing);
+        byId_[version].emplace(to_string(link.record.id), thing);
     }
-    records.push_back(std::move(record));
-}
 
-/// What ours has, less what theirs removed, and what theirs added.
-Records mergeRecords(const Records& base, const Records& ours, const Records& theirs, bool withIds) {
-    Records merged;
-    for (const Record& record : ours) {
-        if (!holds(base, record, withIds) || holds(theirs, record, withIds)) {
-            merged.push_back(record);
-        }
-    }
-    for (const Record& record : theirs) {
-        if (!holds(base, record, withIds) && !holds(ours, record, withIds)) {
-            addTo(merged, record);
-        }
-    }
-    return merged;
-}
+    std::vector<LinkTrio> things_;
+    std::map<std::pair<std::string, std::u16string>, std::size_t> exact_;
+    std::map<std::string, std::vector<std::size_t>> same_;
+    std::array<std::map<std::string, std::size_t>, 3> byId_;
+    std::map<std::string, std::size_t> nowhere_;
+};
 
 class Merger {
 public:
-    Merger(Version base, Version ours, Version theirs, const LineMerger& lines, Favour favour)
-        : base_(std::move(base)), ours_(std::move(ours)), theirs_(std::move(theirs)), lines_(lines), favour_(favour) {}
-
-    PackageContent run() {
-        for (const std::u16string& name : names()) {
-            mergePart(name);
+    Merger(const Document* base, const Document& ours, const Document& theirs, const MergeOptions& options)
+        : options_(options), ours_(ours), theirs_(theirs) {
+        if (base != nullptr) {
+            base_.emplace(*base);
+        } else {
+            base_.emplace();
         }
-        result_.relationships = mergeRecords(base_.content.relationships, ours_.content.relationships,
-                                             theirs_.content.relationships, false);
-        mergeOthers();
-        addRenamed();
-        return std::move(result_);
     }
 
-    std::vector<MergeConflict> takeConflicts() { return std::move(conflicts_); }
-
-private:
-    /// The three of one name, each null when it is not there.
-    struct Trio {
-        const PartRecord* base;
-        const PartRecord* ours;
-        const PartRecord* theirs;
-
-        const PartRecord& any() const { return ours != nullptr ? *ours : theirs != nullptr ? *theirs : *base; }
-    };
-
-    std::set<std::u16string> names() const {
-        std::set<std::u16string> names;
-        for (const Version* version : {&base_, &ours_, &theirs_}) {
-            for (const PartRecord& part : version->content.parts) {
-                names.insert(foldedName(part.partName));
+    MergeResult run() {
+        const auto links = matchPackageLinks(*base_, ours_, theirs_);
+        for (const auto& [role, trio] : links) {
+            if (role == Role::Code) {
+                mergeCodeLink(trio);
             }
         }
-        return names;
+        for (const auto& [role, trio] : links) {
+            if (role == Role::Output) {
+                mergeOutputs(trio);
+            } else if (role != Role::Code) {
+                decide(trio, result_.links());
+            }
+        }
+        mergeUnreached();
+        finishParts();
+        mergeOthers();
+        addPropertyConflicts();
+        return finish();
     }
 
-    void mergePart(const std::u16string& name) {
-        const Trio trio{base_.content.find(name), ours_.content.find(name), theirs_.content.find(name)};
-        const Choice choice = choose(wholeOf(trio.base), wholeOf(trio.ours), wholeOf(trio.theirs));
-        if (choice != Choice::Conflict) {
-            keep(trio, choice == Choice::Ours ? trio.ours : trio.theirs);
-        } else if (isCode(name, trio)) {
-            mergeCodePart(trio);
-        } else if (ours_.propertyNames.count(name) != 0 && theirs_.propertyNames.count(name) != 0) {
-            keep(trio, trio.ours);
-        } else {
-            settle(trio);
+private:
+    const Version& version(std::size_t which) const {
+        return which == kBase ? *base_ : which == kOurs ? ours_ : theirs_;
+    }
+
+    std::size_t favoured() const { return options_.favour == Favour::Theirs ? kTheirs : kOurs; }
+
+    void tell(MergeConflict conflict, std::size_t part = kNoPart) {
+        if (options_.favour == Favour::None) {
+            told_.push_back({std::move(conflict), part});
         }
     }
 
-    bool isCode(const std::u16string& name, const Trio& trio) const {
-        return name == ours_.codeName && name == theirs_.codeName && trio.ours != nullptr && trio.theirs != nullptr;
+    // Relationships ------------------------------------------------------------------------------------------------
+
+    /// Adds what becomes of a relationship, and plans the part that it leads to.
+    void decide(const LinkTrio& trio, std::vector<MergedLink>& links) {
+        const Choice choice = choose(leadsTo(trio[kBase]), leadsTo(trio[kOurs]), leadsTo(trio[kTheirs]));
+        if (choice != Choice::Conflict) {
+            const std::size_t side = choice == Choice::Ours ? kOurs : kTheirs;
+            if (trio[side] != nullptr) {
+                addLink(trio, side, links);
+            }
+        } else if (trio[kOurs] == nullptr || trio[kTheirs] == nullptr) {
+            settleDeletion(trio, links);
+        } else if (trio[kOurs]->target != nullptr && trio[kTheirs]->target != nullptr) {
+            addLink(trio, kOurs, links);
+        } else {
+            settleTargets(trio, links);
+        }
+    }
+
+    /// Adds a relationship as one side has it, which leads to what becomes of the part in all versions.
+    void addLink(const LinkTrio& trio, std::size_t side, std::vector<MergedLink>& links) {
+        Trio targets = targetsOf(trio);
+        if (trio[kOurs] == nullptr || trio[kTheirs] == nullptr) {
+            targets[kBase] = nullptr;  // The one side that has it is not to be changed by what the other lacks.
+        }
+        const bool hasPart = targets[kOurs] != nullptr || targets[kTheirs] != nullptr;
+        const Link& link = *trio[writingVersion(trio, side)];
+        links.push_back({link.record, hasPart ? partOf(targets) : kNoPart, &link});
+    }
+
+    /// The version that says how a relationship is written whose meaning is that of a side.
+    static std::size_t writingVersion(const LinkTrio& trio, std::size_t side) {
+        const std::size_t other = side == kOurs ? kTheirs : kOurs;
+        if (trio[other] == nullptr || trio[other]->leadsTo != trio[side]->leadsTo) {
+            return side;
+        }
+        const auto written = [](const Link& link) { return std::tie(link.record.id, link.record.target); };
+        const bool isOld = trio[kBase] != nullptr && written(*trio[kBase]) == written(*trio[kOurs]);
+        return isOld ? kTheirs : kOurs;
+    }
+
+    void settleDeletion(const LinkTrio& trio, std::vector<MergedLink>& links) {
+        const std::size_t keeper = trio[kOurs] != nullptr ? kOurs : kTheirs;
+        if (options_.favour != Favour::None && favoured() != keeper) {
+            return;
+        }
+        addLink(only(keeper, trio[keeper]), keeper, links);
+        const Link& link = *trio[keeper];
+        const bool isPart = link.target != nullptr;
+        const std::string what = isPart ? to_string(nameOf(*link.target)) : placeOf(link);
+        tell({isPart ? ConflictKind::Part : ConflictKind::Relationship, what,
+              std::string(keeper == kOurs ? "theirs" : "ours") + " deleted it; kept as the other changed it"});
+    }
+
+    /// Both sides have the relationship lead elsewhere, at least one of them to no part.
+    void settleTargets(const LinkTrio& trio, std::vector<MergedLink>& links) {
+        addLink(only(favoured(), trio[favoured()]), favoured(), links);
+        if (options_.favour != Favour::None) {
+            return;
+        }
+        addLink(only(kTheirs, trio[kTheirs]), kTheirs, links);
+        links.back().record.id.clear();
+        const auto targetOf = [&](std::size_t i) {
+            return trio[i] == nullptr ? std::nullopt : std::make_optional(to_string(trio[i]->record.target));
+        };
+        tell({ConflictKind::Relationship, placeOf(*trio[kOurs]),
+              "ours leads to " + *targetOf(kOurs) + ", theirs to " + *targetOf(kTheirs) + "; both are kept",
+              targetOf(kBase), targetOf(kOurs), targetOf(kTheirs)});
+    }
+
+    static std::string placeOf(const Link& link) {
+        return "relationship " + to_string(link.record.id) + " of " +
+               (link.source == nullptr ? "/" : to_string(nameOf(*link.source)));
+    }
+
+    // Parts --------------------------------------------------------------------------------------------------------
+
+    /// The part that three versions of one become, planned when it is first asked for.
+    std::size_t partOf(const Trio& trio) {
+        const bool isCode = (trio[kOurs] != nullptr && trio[kOurs] == ours_.code()) ||
+                            (trio[kTheirs] != nullptr && trio[kTheirs] == theirs_.code());
+        if (isCode && code_ != kNoPart) {
+            return code_;
+        }
+        const auto known = parts_.find(trio);
+        return known != parts_.end() ? known->second : parts_[trio] = plan(trio);
+    }
+
+    std::size_t plan(const Trio& trio) {
+        if (const auto properties = planProperties(trio)) {
+            return *properties;
+        }
+        Choice choice = trio[kTheirs] == nullptr ? Choice::Ours
+                        : trio[kOurs] == nullptr ? Choice::Theirs
+                                                 : chooseBy(trio, &Node::deep);
+        if (choice == Choice::Conflict) {
+            choice = chooseBy(trio, &Node::own);
+            return choice == Choice::Conflict ? planConflict(trio) : planPart(trio, choice, false);
+        }
+        return planPart(trio, choice, true);
+    }
+
+    MergedPart named(const Trio& trio) const {
+        const std::size_t naming = namingVersion(trio);
+        MergedPart part;
+        part.name = nameOf(*trio[naming]);
+        part.isOfOurs = trio[kOurs] != nullptr && trio[kOurs]->name == trio[naming]->name;
+        return part;
+    }
+
+    static void fill(MergedPart& part, const Node& node) {
+        part.node = &node;
+        part.contentType = node.contentType;
+    }
+
+    /// A part with the bytes of one side.
+    /// @param isWhole  whether all that it leads to is of that side too, so that one such part is enough.
+    std::size_t planPart(const Trio& trio, Choice choice, bool isWhole) {
+        const Node& node = *trio[choice == Choice::Ours ? kOurs : kTheirs];
+        MergedPart part = named(trio);
+        fill(part, node);
+        const auto key = std::make_pair(opc::model::PartName(part.name).folded(), node.deep);
+        const auto same = isWhole ? whole_.find(key) : whole_.end();
+        if (same != whole_.end()) {
+            return same->second;
+        }
+        const std::size_t index = result_.add(std::move(part));
+        if (isWhole) {
+            whole_.emplace(key, index);
+        }
+        open_.push_back({index, {linksOf(trio[kBase]), linksOf(trio[kOurs]), linksOf(trio[kTheirs])}});
+        return index;
+    }
+
+    /// Ours, or the favoured side's, with the other one beside it.
+    std::size_t planConflict(const Trio& trio) {
+        const std::size_t index = planAlone(favoured(), trio[favoured()], named(trio));
+        if (options_.favour == Favour::None) {
+            const std::size_t beside = addBeside(index, *trio[kTheirs]);
+            tell({ConflictKind::Part, to_string(nameOf(*trio[kOurs])), "kept as ours has it; theirs is added as "},
+                 beside);
+        }
+        return index;
+    }
+
+    /// A part as one side has it, with all that it leads to.
+    std::size_t planAlone(std::size_t side, const Node* node, MergedPart part) {
+        fill(part, *node);
+        const std::size_t index = result_.add(std::move(part));
+        LinkLists lists;
+        lists[side] = linksOf(node);
+        open_.push_back({index, std::move(lists)});
+        return index;
+    }
+
+    std::size_t addBeside(std::size_t index, const Node& theirs) {
+        MergedPart part;
+        part.name = besideName(theirs);
+        const std::size_t beside = planAlone(kTheirs, &theirs, std::move(part));
+        result_.at(index).alternative = beside;
+        return beside;
+    }
+
+    /// The relationships of the planned parts, whose targets may be further parts.
+    void finishParts() {
+        while (!open_.empty()) {
+            const Open open = std::move(open_.back());
+            open_.pop_back();
+            std::vector<MergedLink> links;
+            for (const LinkTrio& trio : matchById(open.links)) {
+                decide(trio, links);
+            }
+            MergedPackage::giveIds(links);
+            result_.at(open.part).links = std::move(links);
+        }
+    }
+
+    /// Parts that no relationship leads to, by their names.
+    void mergeUnreached() {
+        std::map<std::string, Trio> all;
+        for (const std::size_t i : {kBase, kOurs, kTheirs}) {
+            for (const Node* node : version(i).unreached()) {
+                all[node->name][i] = node;
+            }
+        }
+        for (const auto& [name, trio] : all) {
+            const Choice choice = chooseBy(trio, &Node::deep);
+            const Node* const chosen = trio[choice == Choice::Ours ? kOurs : kTheirs];
+            const bool isDeletion = trio[kOurs] == nullptr || trio[kTheirs] == nullptr;
+            if (choice == Choice::Conflict && isDeletion) {
+                const Node* const kept = trio[kOurs] != nullptr ? trio[kOurs] : trio[kTheirs];
+                if (options_.favour == Favour::None || kept == trio[favoured()]) {
+                    const std::size_t side = kept == trio[kOurs] ? kOurs : kTheirs;
+                    partOf(only(side, kept));
+                    tell({ConflictKind::Part, to_string(nameOf(*kept)),
+                          "one side deleted it; kept as the other changed it"});
+                }
+            } else if (isDeletion && chosen != nullptr) {
+                partOf(only(chosen == trio[kOurs] ? kOurs : kTheirs, chosen));
+            } else if (!isDeletion) {
+                partOf(trio);
+            }
+        }
     }
 
     /// Entries that are no parts: nothing is known of them, so none is taken away.
     void mergeOthers() {
-        result_.others = ours_.content.others;
-        for (const auto& [name, content] : theirs_.content.others) {
-            const auto [mine, isNew] = result_.others.emplace(name, content);
-            const auto old = base_.content.others.find(name);
-            const bool isOld = old != base_.content.others.end();
-            if (isNew || mine->second == content || (isOld && old->second == content)) {
+        const auto base = base_->document() == nullptr ? Others() : readOthers(*base_->document());
+        result_.others() = readOthers(*ours_.document());
+        for (auto& [name, content] : readOthers(*theirs_.document())) {
+            const auto [mine, isNew] = result_.others().emplace(name, content);
+            const auto old = base.find(name);
+            const Choice choice =
+                isNew || old == base.end() ? Choice::Conflict : choose(old->second, mine->second, content);
+            if (isNew || mine->second == content || choice == Choice::Ours) {
                 continue;
             }
-            if (favour_ == Favour::Theirs || (isOld && old->second == mine->second)) {
+            if (choice == Choice::Theirs || options_.favour == Favour::Theirs) {
                 mine->second = content;
-            } else if (favour_ == Favour::None) {
-                conflicts_.push_back({"the entry " + name, "kept as ours has it"});
+            } else {
+                tell({ConflictKind::Entry, "the entry " + name, "kept as ours has it"});
             }
         }
     }
 
-    /// Adds a part with the relationships of all versions merged; nothing when it is gone.
-    void keep(const Trio& trio, const PartRecord* winner) {
-        if (winner == nullptr) {
-            return;
-        }
-        static const Records& none = *new Records();
-        const auto of = [](const PartRecord* part) -> const Records& { return part ? part->relationships : none; };
-        PartRecord part = *winner;
-        part.relationships = trio.ours && trio.theirs
-                                 ? mergeRecords(of(trio.base), of(trio.ours), of(trio.theirs), true)
-                                 : winner->relationships;
-        result_.parts.push_back(std::move(part));
-    }
+    // Properties ---------------------------------------------------------------------------------------------------
 
-    void mergeCodePart(const Trio& trio) {
-        const CodeVersion base =
-            trio.base && base_.codeName == ours_.codeName ? CodeVersion{base_.form, trio.base->content} : CodeVersion{};
-        const auto merged =
-            mergeCode(base, {ours_.form, trio.ours->content}, {theirs_.form, trio.theirs->content}, lines_, favour_);
+    /// A part of properties that the sides hold in different bytes; nothing for any other part.
+    std::optional<std::size_t> planProperties(const Trio& trio) {
+        const bool isProperties = trio[kOurs] != nullptr && trio[kTheirs] != nullptr &&
+                                  propertiesRole(trio[kOurs]->contentType) != Role::None &&
+                                  propertiesRole(trio[kTheirs]->contentType) != Role::None;
+        if (!isProperties) {
+            return std::nullopt;
+        }
+        std::array<std::optional<fl::Bytes>, 3> bytes;
+        for (std::size_t i = 0; i < trio.size(); ++i) {
+            bytes[i] = trio[i] == nullptr ? std::nullopt : std::make_optional(contentOf(trio[i]->part));
+        }
+        if (choose(bytes[kBase], bytes[kOurs], bytes[kTheirs]) != Choice::Conflict) {
+            return std::nullopt;
+        }
+        const bool isTheirsLater = modifiedTime(*ours_.document()) < modifiedTime(*theirs_.document());
+        auto merged = mergeProperties(bytes[kBase] ? &*bytes[kBase] : nullptr, *bytes[kOurs], *bytes[kTheirs],
+                                      isTheirsLater, options_.favour);
         if (!merged) {
-            settle(trio);
+            return std::nullopt;
+        }
+        for (MergeConflict& conflict : merged->conflicts) {
+            tell(std::move(conflict));
+        }
+        const std::size_t index = planPart(trio, Choice::Ours, false);
+        result_.at(index).made = std::move(merged->content);
+        return index;
+    }
+
+    /// Leaves both values of properties in conflict where `flowbook resolve` finds them.
+    void addPropertyConflicts() {
+        boost::json::object values;
+        const auto jsonOf = [](const std::optional<std::string>& text) {
+            return text ? boost::json::value(*text) : boost::json::value();
+        };
+        for (const Told& told : told_) {
+            const MergeConflict& conflict = told.conflict;
+            if (conflict.kind == ConflictKind::Property) {
+                values[conflict.what] = {{"base", jsonOf(conflict.base)},
+                                         {"ours", jsonOf(conflict.ours)},
+                                         {"theirs", jsonOf(conflict.theirs)}};
+            }
+        }
+        if (values.empty()) {
             return;
         }
-        PartRecord part =
-            merged->code.form == ours_.form || merged->code.form != theirs_.form ? *trio.ours : *trio.theirs;
-        part.content = merged->code.content;
-        keep(trio, &part);
-        if (merged->hasConflicts) {
-            conflicts_.push_back({"code", "both versions stand between markers"});
+        MergedPart part;
+        part.name = kConflictsPart;
+        part.contentType = u"application/json";
+        for (std::size_t i = 0; i < result_.size(); ++i) {
+            if (result_.at(i).name == part.name) {
+                addTo(result_.at(i), std::move(values));
+                return;
+            }
         }
+        const std::string text = boost::json::serialize(values);
+        part.made = fl::Bytes(text.begin(), text.end());
+        result_.links().push_back({{kConflictType, part.name, u"", true}, result_.add(part), nullptr});
     }
 
-    /// A part that both sides changed in different ways, or one changed and the other deleted.
-    void settle(const Trio& trio) {
-        const bool takesTheirs = favour_ == Favour::Theirs;
-        const PartRecord* winner = takesTheirs ? trio.theirs : trio.ours;
-        const bool isDeletion = trio.ours == nullptr || trio.theirs == nullptr;
-        if (isDeletion && favour_ == Favour::None) {
-            winner = trio.ours != nullptr ? trio.ours : trio.theirs;
+    /// What an earlier merge left is still open.
+    static void addTo(MergedPart& part, boost::json::object values) {
+        const fl::Bytes old = part.made ? *part.made : contentOf(part.node->part);
+        boost::json::error_code failure;
+        const auto parsed =
+            boost::json::parse(std::string_view(reinterpret_cast<const char*>(old.data()), old.size()), failure);
+        if (!failure && parsed.is_object()) {
+            for (const auto& each : parsed.get_object()) {
+                values.emplace(each.key(), each.value());
+            }
         }
-        keep(trio, winner);
-        if (favour_ == Favour::None) {
-            tell(trio, isDeletion);
-        }
+        const std::string text = boost::json::serialize(values);
+        part.made = fl::Bytes(text.begin(), text.end());
     }
 
-    void tell(const Trio& trio, bool isDeletion) {
-        const std::string name = to_string(trio.any().partName);
-        const bool isCodeOfOurs = foldedName(trio.any().partName) == ours_.codeName;
-        std::string words = "kept as ours has it";
-        if (isDeletion) {
-            words = std::string(trio.ours != nullptr ? "theirs" : "ours") + " deleted it; kept as the other changed it";
+    // Outputs ------------------------------------------------------------------------------------------------------
+
+    /// Running the code makes outputs again, so it is no conflict that both sides did.
+    void mergeOutputs(const LinkTrio& trio) {
+        const Choice choice = choose(leadsTo(trio[kBase]), leadsTo(trio[kOurs]), leadsTo(trio[kTheirs]));
+        Outputs rule = options_.outputs.value_or(options_.favour == Favour::None     ? Outputs::OfCode
+                                                 : options_.favour == Favour::Theirs ? Outputs::Theirs
+                                                                                     : Outputs::Ours);
+        if (choice != Choice::Conflict || rule == Outputs::Conflict) {
+            decide(trio, result_.links());
+            return;
+        }
+        if (rule == Outputs::Drop) {
+            note(trio, "dropped, as both sides made them anew");
+            return;
+        }
+        const bool isOfNeither = rule == Outputs::OfCode && !codeSide_;
+        std::size_t side =
+            rule == Outputs::Theirs || (rule == Outputs::OfCode && codeSide_ == kTheirs) ? kTheirs : kOurs;
+        if (trio[side] == nullptr && rule == Outputs::OfCode) {
+            side = side == kOurs ? kTheirs : kOurs;  // What one side deleted and the other changed is kept.
+        }
+        if (trio[side] != nullptr) {
+            addLink(only(side, trio[side]), side, result_.links());
+        }
+        note(trio, std::string("kept as ") + (side == kOurs ? "ours has" : "theirs has") + " them" +
+                       (isOfNeither ? "; they are older than the merged code" : ""));
+    }
+
+    void note(const LinkTrio& trio, const std::string& words) {
+        const Link& link = *(trio[kOurs] != nullptr ? trio[kOurs] : trio[kTheirs]);
+        const std::string target = to_string(link.target != nullptr ? nameOf(*link.target) : link.record.target);
+        notes_.push_back("outputs " + target + ": " + words);
+    }
+
+    // Code ---------------------------------------------------------------------------------------------------------
+
+    void mergeCodeLink(const LinkTrio& trio) {
+        const Trio code = targetsOf(trio);
+        const bool isDeletion = trio[kOurs] == nullptr || trio[kTheirs] == nullptr;
+        if (!isDeletion) {
+            planCode(code);
         } else {
-            words += "; theirs is added as " + rename(*trio.theirs);
-        }
-        conflicts_.push_back({isCodeOfOurs ? "code" : name, words});
-    }
-
-    /// Plans to add a part under a name that nobody uses.
-    std::string rename(PartRecord part) {
-        const std::string name = to_string(part.partName);
-        const std::size_t dot = std::min(name.rfind('.'), name.size());
-        const std::set<std::u16string> taken = names();
-        std::string fresh;
-        std::size_t number = 1;
-        do {
-            fresh = name.substr(0, dot) + "-theirs" + std::to_string(number++) + name.substr(dot);
-        } while (taken.count(fl::i18n::to_ustring(PartName(fl::i18n::to_ustring(fresh)).folded())) != 0);
-        const std::u16string old = std::exchange(part.partName, fl::i18n::to_ustring(fresh));
-        renamed_.emplace_back(old, std::move(part));
-        return fresh;
-    }
-
-    /// Adds the parts of theirs that were renamed, reached from parts as in theirs.
-    void addRenamed() {
-        for (auto& [old, part] : renamed_) {
-            for (const PartRecord& source : theirs_.content.parts) {
-                addReference(source, old, part.partName);
+            const std::size_t keeper = trio[kOurs] != nullptr ? kOurs : kTheirs;
+            const bool isChanged = code[kBase] == nullptr || code[kBase]->deep != code[keeper]->deep;
+            const bool isConflict = code[kBase] != nullptr && isChanged;
+            if (!isChanged || (isConflict && options_.favour != Favour::None && favoured() != keeper)) {
+                return;
             }
-            result_.parts.push_back(std::move(part));
-        }
-    }
-
-    void addReference(const PartRecord& source, const std::u16string& old, const std::u16string& fresh) {
-        PartRecord* const target = result_.find(source.partName);
-        for (Record record : source.relationships) {
-            if (target != nullptr && record.isInternal && record.target == old) {
-                record.target = fresh;
-                addTo(target->relationships, std::move(record));
+            codeSide_ = keeper;
+            code_ = planAlone(keeper, code[keeper], named(only(keeper, code[keeper])));
+            if (isConflict) {
+                tell({ConflictKind::Code, "code",
+                      std::string(keeper == kOurs ? "theirs" : "ours") + " deleted it; kept as the other changed it"});
             }
         }
+        addLink(trio, trio[kOurs] != nullptr ? kOurs : kTheirs, result_.links());
     }
 
-    Version base_, ours_, theirs_;
-    const LineMerger& lines_;
-    Favour favour_;
-    PackageContent result_;
-    std::vector<MergeConflict> conflicts_;
-    std::vector<std::pair<std::u16string, PartRecord>> renamed_;
+    void planCode(const Trio& code) {
+        std::array<std::optional<CodeText>, 3> texts;
+        bool isText = true;
+        for (const std::size_t i : {kBase, kOurs, kTheirs}) {
+            texts[i] = code[i] == nullptr ? std::nullopt : textOf(i);
+            isText = isText && texts[i].has_value() == (code[i] != nullptr);
+        }
+        if (!isText || !planText(code, texts)) {
+            planWhole(code);
+        }
+    }
+
+    /// The code of a version as text; nothing when it is encrypted or malformed.
+    std::optional<CodeText> textOf(std::size_t which) const {
+        CodeText text;
+        const CodeForm form = version(which).form();
+        text.isPlain = form == CodeForm::Plain;
+        text.document = contentOf(version(which).code()->part);
+        try {
+            if (form == CodeForm::Encrypted) {
+                return std::nullopt;
+            }
+            text.references = findReferences(text.document, "");
+        } catch (const opc::Exception&) {
+            return std::nullopt;
+        }
+        return text;
+    }
+
+    /// Merges the code by paragraphs. @returns whether that can be done.
+    bool planText(const Trio& code, std::array<std::optional<CodeText>, 3>& texts) {
+        Things things(code);
+        for (std::size_t i = 0; i < texts.size(); ++i) {
+            for (const Reference& reference : texts[i] ? texts[i]->references : std::vector<Reference>()) {
+                texts[i]->things[reference.id] = things.find(i, reference.id);
+            }
+        }
+        auto merged = mergeCode(texts[kBase] ? &*texts[kBase] : nullptr, *texts[kOurs], *texts[kTheirs], options_);
+        if (!merged) {
+            return false;
+        }
+        MergedPart part = named(code);
+        fill(part, *code[formSide(code, texts, merged->isPlain)]);
+        part.isOfOurs = true;
+        code_ = result_.add(std::move(part));
+        std::vector<MergedLink> links;
+        const std::vector<std::string> ids = linkThings(things, texts, merged->marked, links);
+        fl::Bytes document = unmarked(merged->marked, ids);
+        codeSide_ = sideOfCode(document, *texts[kOurs], *texts[kTheirs]);
+        result_.at(code_).made = std::move(document);
+        result_.at(code_).links = std::move(links);
+        for (MergeConflict& conflict : merged->conflicts) {
+            tell(std::move(conflict));
+        }
+        return true;
+    }
+
+    /// The version whose content type the merged code has.
+    static std::size_t formSide(const Trio& code, const std::array<std::optional<CodeText>, 3>& texts, bool isPlain) {
+        if (texts[kOurs]->isPlain != texts[kTheirs]->isPlain) {
+            return texts[kOurs]->isPlain == isPlain ? kOurs : kTheirs;
+        }
+        return chooseBy(code, &Node::contentType) == Choice::Theirs ? kTheirs : kOurs;
+    }
+
+    /// Gives every thing that the text refers to a relationship, and adds those that no text refers to.
+    /// @returns the ids by the numbers of the things.
+    std::vector<std::string> linkThings(const Things& things, const std::array<std::optional<CodeText>, 3>& texts,
+                                        const std::string& marked, std::vector<MergedLink>& links) {
+        const std::map<std::size_t, std::string> nowhere = things.nowhere();
+        std::set<const Link*> used;
+        std::vector<std::size_t> linked;
+        for (const std::size_t thing : thingsIn(marked)) {
+            const LinkTrio& trio = things.at(thing);
+            used.insert(trio.begin(), trio.end());
+            if (nowhere.count(thing) == 0) {
+                linked.push_back(thing);
+            }
+        }
+        // Ours come first, so that they keep their ids.
+        std::stable_sort(linked.begin(), linked.end(), [&](std::size_t a, std::size_t b) {
+            return (things.at(a)[kOurs] != nullptr) > (things.at(b)[kOurs] != nullptr);
+        });
+        for (const std::size_t thing : linked) {
+            addLink(things.at(thing), things.at(thing)[kOurs] != nullptr ? kOurs : kTheirs, links);
+        }
+        linkRest(used, texts, links);
+        MergedPackage::giveIds(links);
+        std::vector<std::string> ids(things.size());
+        for (std::size_t i = 0; i < linked.size(); ++i) {
+            ids[linked[i]] = to_string(links[i].record.id);
+        }
+        keepNowhere(nowhere, links, ids);
+        return ids;
+    }
+
+    /// A reference that leads nowhere must not come to lead somewhere.
+    static void keepNowhere(const std::map<std::size_t, std::string>& nowhere, const std::vector<MergedLink>& links,
+                            std::vector<std::string>& ids) {
+        std::set<std::string> taken;
+        for (const MergedLink& link : links) {
+            taken.insert(to_string(link.record.id));
+        }
+        for (const auto& [thing, id] : nowhere) {
+            ids[thing] = id;
+            for (std::size_t number = 1; !taken.insert(ids[thing]).second; ++number) {
+                ids[thing] = id + "-" + std::to_string(number);
+            }
+        }
+    }
+
+    /// Adds the relationships that the merged text does not refer to. Those that hang on a text of one side, and on
+    /// none any more, go with it.
+    void linkRest(const std::set<const Link*>& used, const std::array<std::optional<CodeText>, 3>& texts,
+                  std::vector<MergedLink>& links) {
+        LinkLists rest;
+        std::set<const Link*> referred;
+        for (std::size_t i = 0; i < rest.size(); ++i) {
+            for (const Link* link : linksOf(version(i).code())) {
+                if (used.count(link) == 0) {
+                    rest[i].push_back(link);
+                }
+                if (texts[i] && texts[i]->things.count(to_string(link->record.id)) != 0) {
+                    referred.insert(link);
+                }
+            }
+        }
+        for (LinkTrio trio : matchLinks(rest)) {
+            const auto hangs = [&](std::size_t i) { return trio[i] != nullptr && referred.count(trio[i]) == 0; };
+            const std::size_t lost = hangs(kOurs) ? kTheirs : kOurs;
+            if (!hangs(kOurs) && !hangs(kTheirs)) {
+                continue;
+            }
+            if (trio[lost] != nullptr && !hangs(lost)) {
+                trio = only(lost == kOurs ? kTheirs : kOurs, trio[lost == kOurs ? kTheirs : kOurs]);
+            }
+            decide(trio, links);
+        }
+    }
+
+    std::optional<std::size_t> sideOfCode(const fl::Bytes& document, const CodeText& ours,
+                                          const CodeText& theirs) const {
+        const std::optional<std::string> code = codeIn(document);
+        if (code == codeIn(ours.document)) {
+            return kOurs;
+        }
+        return code == codeIn(theirs.document) ? std::make_optional(kTheirs) : std::nullopt;
+    }
+
+    /// Code that cannot be merged by paragraphs: as one side has it, or both versions, each with its own pictures.
+    void planWhole(const Trio& code) {
+        const Choice choice = chooseBy(code, &Node::own);
+        if (choice != Choice::Conflict) {
+            codeSide_ = choice == Choice::Ours ? kOurs : kTheirs;
+            MergedPart part = named(code);
+            fill(part, *code[*codeSide_]);
+            code_ = result_.add(std::move(part));
+            open_.push_back({code_, {linksOf(code[kBase]), linksOf(code[kOurs]), linksOf(code[kTheirs])}});
+            return;
+        }
+        codeSide_ = favoured();
+        code_ = planAlone(favoured(), code[favoured()], named(code));
+        if (options_.favour == Favour::None) {
+            const std::size_t beside = addBeside(code_, *code[kTheirs]);
+            tell({ConflictKind::Code, "code", "kept as ours has it; theirs is added as "}, beside);
+        }
+    }
+
+    // Result -------------------------------------------------------------------------------------------------------
+
+    MergeResult finish() {
+        for (const std::string& entry : result_.giveNames()) {
+            tell({ConflictKind::Entry, "the entry " + entry, "left out, as a part has its name"});
+        }
+        MergeResult result;
+        for (Told& told : told_) {
+            if (told.part != kNoPart) {
+                told.conflict.words += to_string(result_.at(told.part).name);
+            }
+            result.conflicts.push_back(std::move(told.conflict));
+        }
+        result.notes = std::move(notes_);
+        result.flowbook = result_.write();
+        return result;
+    }
+
+    using Others = std::map<std::string, fl::Bytes>;
+
+    /// A planned part whose relationships are not merged yet.
+    struct Open {
+        std::size_t part;
+        LinkLists links;
+    };
+
+    const MergeOptions& options_;
+    std::optional<Version> base_;
+    Version ours_, theirs_;
+    MergedPackage result_;
+    std::size_t code_ = kNoPart;
+    std::optional<std::size_t> codeSide_;  ///< the side whose code the merged code is
+    std::map<Trio, std::size_t> parts_;
+    std::map<std::pair<std::string, std::string>, std::size_t> whole_;  ///< by name and digest
+    std::vector<Open> open_;
+    std::vector<Told> told_;
+    std::vector<std::string> notes_;
 };
 
 }  // namespace
 
-MergeResult merge(const Document* base, const Document& ours, const Document& theirs, const LineMerger& lines,
-                  Favour favour) {
-    Merger merger(base == nullptr ? Version() : versionOf(*base), versionOf(ours), versionOf(theirs), lines, favour);
-    MergeResult result{writeContent(merger.run()), merger.takeConflicts()};
-    fl::Bytes merged = mergeProperties(result.flowbook, base, ours, theirs, favour, result.conflicts);
-    if (merged != result.flowbook) {
-        result.flowbook = canonical(Document(std::move(merged)));
-    }
-    return result;
+const char* nameOf(ConflictKind kind) {
+    constexpr const char* kNames[] = {"code", "property", "part", "relationship", "entry"};
+    return kNames[static_cast<std::size_t>(kind)];
+}
+
+MergeResult merge(const Document* base, const Document& ours, const Document& theirs, const MergeOptions& options) {
+    return Merger(base, ours, theirs, options).run();
 }
 
 }  // namespace flowbook::kit

@@ -1,249 +1,253 @@
 #include "kit/compare/ParagraphLines.hpp"
 
-#include "kit/document/RichText.hpp"
+#include "kit/document/CodeParagraphs.hpp"
 #include "opc/Exception.hpp"
 
 #include <algorithm>
-#include <vector>
 
 namespace flowbook::kit {
 
 namespace {
 
-constexpr std::string_view kBefore = "<w:p><w:pPr><w:pStyle w:val=\"code\"/></w:pPr><w:r><w:t>";
-constexpr std::string_view kAfter = "</w:t></w:r></w:p>";
-constexpr std::string_view kCdataBefore = "<![CDATA[";
-constexpr std::string_view kCdataAfter = "]]>";
+// Stand between the pieces of a style; no XML can hold them.
+constexpr char kStyleStart = '\1', kStyleAttribute = '\2', kStyleValue = '\3', kStyleText = '\4', kStyleEnd = '\5',
+               kStyleCode = '\6';
 
-// What a line stands for.
-constexpr char kMarkup = 'X';     ///< any element, as it is written
-constexpr char kText = 'C';       ///< the first line of a code paragraph
-constexpr char kMoreText = 'c';   ///< a further line of it
-constexpr char kCdata = 'D';      ///< the first line of a code paragraph that is written as CDATA
-constexpr char kMoreCdata = 'd';  ///< a further line of it
+constexpr std::string_view kXmlNamespace = "http://www.w3.org/XML/1998/namespace";
 
-/// Where the children of the body lie, and what is declared around them.
-class BodyHandler : public XmlHandler {
+/// Attributes that say nothing of how an element looks: that its white space counts, as it does anyway, and in which
+/// session of an editor it was changed.
+bool isStyle(const XmlName& name) {
+    return !name.is(kXmlNamespace, "space") && !(name.ns == kWordNamespace && name.local.substr(0, 4) == "rsid");
+}
+
+/// Whether white space counts between the tags of an element.
+bool holdsText(const std::string& local) { return local == "t" || local == "delText" || local == "instrText"; }
+
+/// Makes the style of each block, and of what is around them.
+class StyleHandler : public XmlHandler {
 public:
-    void startElement(const XmlName& name, const std::vector<XmlAttribute>&, XmlSpan tag) override {
-        if (depth_ == 1 && !sawBody_ && name.is(kWordNamespace, "body")) {
-            sawBody_ = inBody_ = true;
-            body.begin = tag.end;
+    /// @param codeTexts  what does not count as style, in document order.
+    StyleHandler(const RichText& text, const SpellReference& compared) : compared_(compared), body_(text.body) {
+        for (const Paragraph& paragraph : text.paragraphs) {
+            if (paragraph.code) {
+                codes_.push_back(paragraph.codeText);
+            }
         }
-        ++depth_;
+    }
+
+    void startElement(const XmlName& name, const std::vector<XmlAttribute>& attributes, XmlSpan tag) override {
+        flush();
+        if (open_.size() == 2 && isInBody(tag)) {
+            styles.emplace_back();
+            texts.emplace_back();
+        }
+        rootTag = open_.empty() ? tag : rootTag;
+        std::string& style = current(tag);
+        style.append(1, kStyleStart).append(name.ns).append(1, kStyleAttribute).append(name.local);
+        addAttributes(style, attributes);
+        open_.emplace_back(name.local);
+        if (code_ < codes_.size() && codes_[code_].begin == tag.end) {
+            style += kStyleCode;
+            isCode_ = true;
+        }
     }
 
     void endElement(const XmlName&, XmlSpan tag) override {
-        --depth_;
-        if (depth_ == 2 && inBody_) {
-            ends.push_back(tag.end);
-        } else if (depth_ == 1 && inBody_) {
-            inBody_ = false;
-            body.end = tag.begin;
-        }
+        flush();
+        current(tag) += kStyleEnd;
+        open_.pop_back();
+        code_ += isCode_ ? 1 : 0;
+        isCode_ = false;
     }
 
-    void characters(std::string_view) override {}
+    void characters(std::string_view text) override { isCode_ ? void() : void(text_.append(text)); }
 
     void namespaceDeclared(std::string_view prefix, std::string_view uri) override {
-        if (depth_ < 2) {
+        if (open_.size() < 2 && styles.empty()) {
             namespaces[std::string(prefix)] = uri;
         }
     }
 
-    XmlSpan body{};
-    std::vector<std::size_t> ends;  ///< of the children
+    std::vector<std::string> styles, texts;  ///< of the blocks
+    std::string frame;
     std::map<std::string, std::string> namespaces;
+    XmlSpan rootTag{};
 
 private:
-    std::size_t depth_ = 0;
-    bool sawBody_ = false;
-    bool inBody_ = false;
+    bool isInBody(XmlSpan tag) const { return tag.begin >= body_.begin && tag.begin < body_.end; }
+
+    std::string& current(XmlSpan tag) {
+        isInBlock_ = open_.size() >= 2 && isInBody(tag) && !styles.empty();
+        return isInBlock_ ? styles.back() : frame;
+    }
+
+    void addAttributes(std::string& style, const std::vector<XmlAttribute>& attributes) const {
+        std::vector<std::string> all;
+        for (const XmlAttribute& each : attributes) {
+            if (isStyle(each.name)) {
+                const std::string value(each.value);
+                all.push_back(kStyleAttribute + std::string(each.name.ns) + kStyleAttribute +
+                              std::string(each.name.local) + kStyleValue +
+                              (isReference(each.name) && !value.empty() ? compared_(value) : value));
+            }
+        }
+        std::sort(all.begin(), all.end());
+        for (const std::string& each : all) {
+            style += each;
+        }
+    }
+
+    void flush() {
+        const bool isSpace = text_.find_first_not_of(" \t\r\n") == std::string::npos;
+        if (!text_.empty() && (!isSpace || (!open_.empty() && holdsText(open_.back())))) {
+            (isInBlock_ ? styles.back() : frame).append(1, kStyleText).append(text_);
+            if (isInBlock_) {
+                texts.back() += text_;
+            }
+        }
+        text_.clear();
+    }
+
+    const SpellReference& compared_;
+    XmlSpan body_;
+    std::vector<XmlSpan> codes_;
+    std::size_t code_ = 0;
+    bool isCode_ = false;
+    bool isInBlock_ = false;
+    std::vector<std::string> open_;
+    std::string text_;
 };
 
-std::string escapeMarkup(std::string_view text) {
-    std::string result;
-    for (const char c : text) {
-        if (c == '&') {
-            result += "&amp;";
-        } else if (c == '<') {
-            result += "&lt;";
-        } else if (c == '>') {
-            result += "&gt;";
-        } else {
-            result += c;
+/// Whether the code of a paragraph is all that its element holds, so that it can be written anew.
+bool isReplaceable(std::string_view document, const Paragraph& paragraph) {
+    std::string_view text =
+        document.substr(paragraph.codeText.begin, paragraph.codeText.end - paragraph.codeText.begin);
+    constexpr std::string_view kCdata = "<![CDATA[";
+    for (std::size_t at = text.find('<'); at != std::string_view::npos; at = text.find('<')) {
+        if (text.substr(at, kCdata.size()) != kCdata) {
+            return false;
         }
+        text.remove_prefix(text.find("]]>", at));
     }
-    return result;
+    return true;
 }
 
-/// On one line, so that unescapeLine() gives the text back.
-std::string escapeLine(std::string_view text) {
-    std::string result;
-    for (const char c : text) {
-        if (c == '\\' || c == '\n' || c == '\r') {
-            result += '\\';
-        }
-        result += c == '\n' ? 'n' : c == '\r' ? 'r' : c;
+std::vector<std::string> codeLines(const std::string& text) {
+    std::vector<std::string> lines;
+    std::size_t begin = 0;
+    for (std::size_t end = text.find('\n'); end != std::string::npos; end = text.find('\n', begin)) {
+        lines.push_back(text.substr(begin, end - begin));
+        begin = end + 1;
     }
-    return result;
-}
-
-std::string unescapeLine(std::string_view line) {
-    std::string result;
-    for (std::size_t i = 0; i < line.size(); ++i) {
-        if (line[i] != '\\' || i + 1 == line.size()) {
-            result += line[i];
-            continue;
-        }
-        const char c = line[++i];
-        result += c == 'n' ? '\n' : c == 'r' ? '\r' : c;
-    }
-    return result;
-}
-
-std::string asText(std::string_view code) { return std::string(kBefore) + escapeMarkup(code) + std::string(kAfter); }
-
-std::string asCdata(std::string_view code) {
-    return std::string(kBefore) + std::string(kCdataBefore) + std::string(code) + std::string(kCdataAfter) +
-           std::string(kAfter);
-}
-
-std::vector<std::string_view> splitLines(std::string_view text) {
-    std::vector<std::string_view> lines;
-    for (std::size_t end = text.find('\n'); end != std::string_view::npos; end = text.find('\n')) {
-        lines.push_back(text.substr(0, end));
-        text.remove_prefix(end + 1);
-    }
-    lines.push_back(text);
+    lines.push_back(text.substr(begin));
     return lines;
 }
 
-class Cutter {
-public:
-    explicit Cutter(bool keepTogether) : keepTogether_(keepTogether) {}
-
-    void add(std::string_view element, const std::optional<std::string>& code) {
-        if (code && element == asText(*code)) {
-            addCode(*code, kText, kMoreText);
-        } else if (code && element == asCdata(*code)) {
-            addCode(*code, keepTogether_ ? kCdata : kText, kMoreCdata);
-        } else {
-            lines_ += kMarkup + escapeLine(element) + "\n";
-        }
-    }
-
-    std::string take() { return std::move(lines_); }
-
-private:
-    void addCode(std::string_view code, char first, char more) {
-        char kind = first;
-        for (const std::string_view line : splitLines(code)) {
-            lines_ += kind + escapeLine(line) + "\n";
-            kind = keepTogether_ ? more : first;
-        }
-    }
-
-    bool keepTogether_;
-    std::string lines_;
-};
-
-/// The code of the paragraphs that end where the body's children do.
-std::map<std::size_t, std::string> codeByEnd(const fl::Bytes& document) {
-    std::map<std::size_t, std::string> codes;
-    for (Paragraph& paragraph : readRichText(document, "").paragraphs) {
-        if (paragraph.code) {
-            codes[paragraph.span.end] = std::move(*paragraph.code);
-        }
-    }
-    return codes;
-}
-
-std::optional<BodyHandler> findBody(const fl::Bytes& document) {
-    BodyHandler handler;
-    try {
-        readXml(document, "", XmlEncoding::Utf8, handler);
-    } catch (const opc::Exception&) {
-        return std::nullopt;
-    }
-    const auto word = handler.namespaces.find("w");
-    const bool isUsual = word != handler.namespaces.end() && word->second == kWordNamespace;
-    return isUsual && handler.body.begin < handler.body.end ? std::make_optional(handler) : std::nullopt;
-}
-
-/// Makes elements of lines, those of one paragraph together.
-class Joiner {
-public:
-    void add(std::string_view line) {
-        const char kind = line.empty() ? '\0' : line.front();
-        const bool goesOn = (kind == kMoreText && kind_ == kText) || (kind == kMoreCdata && kind_ == kCdata);
-        if (goesOn) {
-            code_ += "\n" + unescapeLine(line.substr(1));
-        } else {
-            finish();
-            begin(kind, line);
-        }
-    }
-
-    std::string take() {
-        finish();
-        return std::move(document_);
-    }
-
-private:
-    void begin(char kind, std::string_view line) {
-        if (kind == kMarkup) {
-            document_ += unescapeLine(line.substr(1));
-        } else if (kind == kText || kind == kMoreText || kind == kCdata || kind == kMoreCdata) {
-            kind_ = kind == kText || kind == kMoreText ? kText : kCdata;
-            code_ = unescapeLine(line.substr(1));
-        } else {
-            document_ += asText(line);
-        }
-    }
-
-    void finish() {
-        if (kind_ != '\0') {
-            document_ += kind_ == kText ? asText(code_) : asCdata(code_);
-        }
-        kind_ = '\0';
-    }
-
-    std::string document_;
-    char kind_ = '\0';  ///< of the paragraph under way
-    std::string code_;
-};
-
 }  // namespace
 
-std::optional<ParagraphLines> cutIntoLines(const fl::Bytes& document, bool keepTogether) {
-    const std::optional<BodyHandler> found = findBody(document);
-    if (!found) {
+std::optional<ParagraphLines> ParagraphLines::cut(const fl::Bytes& document, std::vector<Reference> references,
+                                                  const SpellReference& compared) {
+    RichText text = readRichText(document, "");
+    const bool isOneTag = text.body.begin > 1 && document[text.body.begin - 2] == '/';
+    if (!text.fault.empty() || text.body.begin == 0 || isOneTag) {
         return std::nullopt;
     }
-    const std::string_view text(reinterpret_cast<const char*>(document.data()), document.size());
-    const std::map<std::size_t, std::string> codes = codeByEnd(document);
-    Cutter cutter(keepTogether);
-    std::size_t begin = found->body.begin;
-    for (const std::size_t end : found->ends) {
-        const auto code = codes.find(end);
-        cutter.add(text.substr(begin, end - begin),
-                   code == codes.end() ? std::nullopt : std::make_optional(code->second));
-        begin = end;
+    ParagraphLines lines;
+    lines.document_.assign(document.begin(), document.end());
+    lines.references_ = std::move(references);
+    for (Paragraph& paragraph : text.paragraphs) {
+        if (paragraph.code && !isReplaceable(lines.document_, paragraph)) {
+            paragraph.code.reset();
+        }
     }
-    return ParagraphLines{std::string(text.substr(0, found->body.begin)), cutter.take(),
-                          std::string(text.substr(begin)), found->namespaces};
+    StyleHandler handler(text, compared);
+    readXml(document, "", XmlEncoding::Utf8, handler);
+    lines.namespaces_ = std::move(handler.namespaces);
+    lines.frameStyle_ = std::move(handler.frame);
+    lines.rootAttributes_ = lines.document_.find_first_of(" \t\r\n/>", handler.rootTag.begin);
+    lines.addBlocks(std::move(text), std::move(handler.styles), std::move(handler.texts));
+    return lines;
 }
 
-fl::Bytes joinLines(const ParagraphLines& lines) {
-    Joiner joiner;
-    std::vector<std::string_view> all = splitLines(lines.lines);
-    all.pop_back();  // behind the last line feed
-    for (const std::string_view line : all) {
-        joiner.add(line);
+void ParagraphLines::addBlocks(RichText&& text, std::vector<std::string>&& styles, std::vector<std::string>&& texts) {
+    std::size_t begin = text.body.begin;
+    auto paragraph = text.paragraphs.begin();
+    for (std::size_t i = 0; i < text.blocks.size(); ++i) {
+        const std::size_t end = text.blocks[i].end;
+        blocks_.push_back({{begin, end}, std::move(styles[i]), std::move(texts[i]), {}});
+        for (; paragraph != text.paragraphs.end() && paragraph->span.begin < end; ++paragraph) {
+            if (paragraph->code) {
+                paragraph->runs.clear();
+                blocks_.back().paragraph = std::move(*paragraph);
+            }
+        }
+        const std::optional<std::string>& code = blocks_.back().paragraph.code;
+        std::size_t number = 0;
+        for (std::string& line : codeLines(code.value_or(""))) {
+            lines_.push_back({i, number++, std::move(line)});
+        }
+        begin = end;
     }
-    const std::string document = lines.head + joiner.take() + lines.tail;
-    return {document.begin(), document.end()};
+    head_ = {0, text.body.begin};
+    tail_ = {begin, document_.size()};
+}
+
+std::string ParagraphLines::keyOf(const BlockLine& line, bool withStyle) const {
+    const MergeBlock& block = blocks_[line.block];
+    if (!block.paragraph.code) {
+        return block.style;
+    }
+    const std::string style = !withStyle ? "" : line.line == 0 ? block.style : std::string(1, kStyleEnd);
+    return style + kStyleCode + line.text;
+}
+
+std::vector<Reference>::const_iterator ParagraphLines::firstReference(std::size_t from) const {
+    return std::lower_bound(references_.begin(), references_.end(), from,
+                            [](const Reference& each, std::size_t at) { return each.value.begin < at; });
+}
+
+std::vector<std::string> ParagraphLines::idsIn(XmlSpan span) const {
+    std::vector<std::string> ids;
+    for (auto each = firstReference(span.begin); each != references_.end() && each->value.end <= span.end; ++each) {
+        ids.push_back(each->id);
+    }
+    return ids;
+}
+
+std::string ParagraphLines::spelled(XmlSpan span, const SpellReference& spell) const {
+    std::string result;
+    std::size_t done = span.begin;
+    for (auto each = firstReference(span.begin); each != references_.end() && each->value.end <= span.end; ++each) {
+        result.append(document_, done, each->value.begin - done).append(spell(each->id));
+        done = each->value.end;
+    }
+    return result.append(document_, done, span.end - done);
+}
+
+std::string ParagraphLines::spelled(const MergeBlock& block, const std::optional<std::string>& code,
+                                    const SpellReference& spell) const {
+    const Paragraph& paragraph = block.paragraph;
+    if (!code || code == paragraph.code) {
+        return spelled(block.span, spell);
+    }
+    const std::string before = spelled({block.span.begin, paragraph.codeText.begin}, spell);
+    const std::string text = spelled(paragraph.codeText, spell);
+    const std::string all = before + text + spelled({paragraph.codeText.end, block.span.end}, spell);
+    Paragraph moved;
+    moved.codeText = {before.size(), before.size() + text.size()};
+    moved.span = {0, all.size()};
+    return withText(all, moved, 0, *code);
+}
+
+std::string spelled(std::string_view document, const std::vector<Reference>& references, const SpellReference& spell) {
+    std::string result;
+    std::size_t done = 0;
+    for (const Reference& each : references) {
+        result.append(document.substr(done, each.value.begin - done)).append(spell(each.id));
+        done = each.value.end;
+    }
+    return result.append(document.substr(done));
 }
 
 }  // namespace flowbook::kit

@@ -1,138 +1,254 @@
 #include "kit/compare/PropertyMerge.hpp"
 
-#include "fl/i18n/Conversion.hpp"
-#include "foundation/release_info/ReleaseInfo.hpp"
-#include "foundation/storage/vfs/MemoryStorage.hpp"
-#include "kit/compare/Digest.hpp"
-#include "kit/compare/ThreeWay.hpp"
+#include "kit/document/References.hpp"
 #include "opc/Exception.hpp"
-#include "opc/pxservices/CorePropertiesManager.hpp"
-#include "opc/zippackage/ZipPhysicalPackage.hpp"
 
 #include <algorithm>
-#include <boost/date_time/posix_time/time_parsers.hpp>
-#include <iterator>
 #include <map>
 
 namespace flowbook::kit {
 
-using opc::pxservices::CoreProperties;
-using opc::pxservices::CorePropertiesManager;
-
 namespace {
 
-constexpr char kModified[] = "modified";
+using Namespaces = std::map<std::string, std::string>;
 
-using Values = std::vector<Property>;
-using Changes = std::map<std::string, std::string>;  // by label
+constexpr std::string_view kTerms = "http://purl.org/dc/terms/";
 
-boost::posix_time::ptime timeOf(std::string text) {
-    text.pop_back();  // the zone
-    return boost::posix_time::from_iso_extended_string(text);
-}
+/// An element below the root.
+struct Element {
+    std::string label;
+    std::string canonical;    ///< names, sorted attributes and content
+    std::string value;        ///< its text
+    XmlSpan span{};           ///< in the part's bytes
+    std::size_t nameEnd = 0;  ///< of its start tag's name
+    Namespaces declared;      ///< by the element itself
+};
 
-void apply(CoreProperties& properties, const std::string& label, const std::string& value) {
-    const std::u16string text = fl::i18n::to_ustring(value);
-    if (label == "title") {
-        properties.setTitle(text);
-    } else if (label == "description") {
-        properties.setDescription(text);
-    } else if (label == "version") {
-        properties.setVersion(text);
-    } else if (label == "release") {
-        properties.setTARMICReleaseInfo(foundation::release_info::ReleaseInfo(text));
-    } else if (label == "created") {
-        properties.setCreatedTime(timeOf(value));
-    } else if (label == kModified) {
-        properties.setLastModifiedTime(timeOf(value));
+/// A part of properties, taken apart.
+class PropertyElements : public XmlHandler {
+public:
+    explicit PropertyElements(const fl::Bytes& content) : text(content.begin(), content.end()) {
+        readXml(content, "", XmlEncoding::Utf8, *this);
     }
-}
 
-fl::Bytes withProperties(fl::Bytes flowbook, const Changes& changes) {
-    const std::u16string name = u"flowbook";
-    const auto memory = std::make_shared<foundation::storage::vfs::MemoryStorage>();
-    memory->put(name, std::move(flowbook));
-    const foundation::storage::vfs::StorageSystemReference storage(memory);
-    opc::zippackage::ZipPhysicalPackage container(name, opc::FileSystemOpsSelector(storage), true);
-    opc::model::Package package(container);
-    package.open(opc::interfaces::OpenMode::Update);
-    CorePropertiesManager manager(package, CorePropertiesManager::DeterministicMode::Off);
-    CoreProperties properties = manager.getCoreProperties();
-    for (const auto& [label, value] : changes) {
-        apply(properties, label, value);
+    void startElement(const XmlName& name, const std::vector<XmlAttribute>& attributes, XmlSpan tag) override {
+        ++depth_;
+        if (depth_ == 1) {
+            declared = std::exchange(pending_, {});
+            rootTag = tag;
+            return;
+        }
+        if (depth_ == 2) {
+            begin(name, tag);
+        }
+        element_->canonical += '\1' + std::string(name.ns) + '\2' + std::string(name.local);
+        std::vector<std::string> texts;
+        for (const XmlAttribute& each : attributes) {
+            texts.push_back('\3' + std::string(each.name.ns) + '\2' + std::string(each.name.local) + '\4' +
+                            std::string(each.value));
+        }
+        std::sort(texts.begin(), texts.end());
+        for (const std::string& each : texts) {
+            element_->canonical += each;
+        }
+        element_->canonical += '\5';
     }
-    manager.setCoreProperties(properties);
-    package.close();
-    return memory->get(name);
-}
 
-bool hasNoLabel(const std::string& element) {
-    const std::string name = element.substr(0, element.find_first_of(" >"));
-    const std::string local = name.substr(name.find('|') + 1);
-    return local != "title" && local != "description" && local != "version" && local != "created";
-}
-
-/// The elements of the core properties that have no label here; none of a part that is malformed.
-std::vector<std::string> otherElements(const Document* document) {
-    std::vector<std::string> others;
-    for (const opc::model::Part& part :
-         document == nullptr ? std::vector<opc::model::Part>() : document->package().getParts()) {
-        try {
-            const auto all = isCoreProperties(part) ? propertyElements(contentOf(part)) : std::vector<std::string>();
-            std::copy_if(all.begin(), all.end(), std::back_inserter(others), hasNoLabel);
-        } catch (const opc::Exception&) {
-            // Each property tells of it.
+    void endElement(const XmlName&, XmlSpan tag) override {
+        if (--depth_ == 0) {
+            rootEnd = tag.begin;
+        } else {
+            element_->canonical += '\6';
+            element_->span.end = tag.end;
         }
     }
-    return others;
-}
 
-/// Nothing here can set what has no label, so what theirs made of it is at least told.
-void tellOthers(const Document* base, const Document& merged, const Document& theirs,
-                std::vector<MergeConflict>& conflicts) {
-    const std::vector<std::string> known = otherElements(base);
-    const std::vector<std::string> present = otherElements(&merged);
-    for (const std::string& element : otherElements(&theirs)) {
-        if (std::count(known.begin(), known.end(), element) + std::count(present.begin(), present.end(), element) ==
-            0) {
-            conflicts.push_back({"properties", "kept as ours has them, without theirs: " + element});
+    void characters(std::string_view characters) override {
+        if (depth_ > 1) {
+            element_->canonical += characters;
+            element_->value += characters;
         }
     }
+
+    void namespaceDeclared(std::string_view prefix, std::string_view uri) override {
+        if (depth_ < 2) {
+            pending_[std::string(prefix)] = uri;
+        }
+    }
+
+    const Element* find(const std::string& key) const {
+        const auto found = elements.find(key);
+        return found == elements.end() ? nullptr : &found->second;
+    }
+
+    std::string text;
+    std::map<std::string, Element> elements;  ///< by name, and by their order among those of one name
+    Namespaces declared;                      ///< by the root
+    XmlSpan rootTag{};
+    std::size_t rootEnd = 0;  ///< where its end tag begins; behind its only tag when it is empty
+
+private:
+    void begin(const XmlName& name, XmlSpan tag) {
+        const std::string full = std::string(name.ns) + "|" + std::string(name.local);
+        element_ = &elements[full + "#" + std::to_string(counts_[full]++)];
+        element_->label = name.local;
+        element_->span = tag;
+        element_->nameEnd = text.find_first_of(" \t\r\n/>", tag.begin);
+        element_->declared = std::exchange(pending_, {});
+    }
+
+    std::size_t depth_ = 0;
+    Element* element_ = nullptr;
+    Namespaces pending_;
+    std::map<std::string, std::size_t> counts_;
+};
+
+std::optional<std::string> canonicalOf(const Element* element) {
+    return element == nullptr ? std::nullopt : std::make_optional(element->canonical);
 }
 
-std::optional<std::string> valueAt(const Values& values, std::size_t i) {
-    return i < values.size() ? values[i].value : std::nullopt;
+std::optional<std::string> valueIn(const Element* element) {
+    return element == nullptr ? std::nullopt : std::make_optional(element->value);
 }
+
+std::string quoted(const Element* element) { return element == nullptr ? "(none)" : "\"" + element->value + "\""; }
+
+/// Changes the text of a part.
+class Editor {
+public:
+    explicit Editor(const PropertyElements& frame) : frame_(frame) {}
+
+    void replace(const Element& old, const std::string& fresh) { changes_[old.span.begin] = {old.span.end, fresh}; }
+    void add(const std::string& fresh) { added_ += fresh; }
+
+    std::string run() const {
+        const std::string& text = frame_.text;
+        const bool isEmptyTag =
+            frame_.rootEnd >= frame_.rootTag.end && text[frame_.rootTag.end - 2] == '/' && frame_.elements.empty();
+        if (isEmptyTag) {
+            const std::size_t name = frame_.rootTag.begin + 1;
+            const std::string end = "></" + text.substr(name, text.find_first_of(" \t\r\n/>", name) - name) + ">";
+            return text.substr(0, frame_.rootTag.end - 2) + end.substr(0, 1) + added_ + end.substr(1) +
+                   text.substr(frame_.rootTag.end);
+        }
+        std::string result;
+        std::size_t done = 0;
+        for (const auto& [begin, change] : changes_) {
+            result.append(text, done, begin - done).append(change.second);
+            done = change.first;
+        }
+        return result.append(text, done, frame_.rootEnd - done) + added_ + text.substr(frame_.rootEnd);
+    }
+
+private:
+    const PropertyElements& frame_;
+    std::map<std::size_t, std::pair<std::size_t, std::string>> changes_;  ///< by begin: end and new text
+    std::string added_;
+};
+
+class PropertyMerger {
+public:
+    PropertyMerger(const PropertyElements* base, const PropertyElements& ours, const PropertyElements& theirs,
+                   bool isTheirsLater, Favour favour)
+        : base_(base), ours_(ours), theirs_(theirs), isTheirsLater_(isTheirsLater), favour_(favour), editor_(ours) {}
+
+    MergedProperties run() {
+        for (const auto& [key, element] : ours_.elements) {
+            mergeElement(key);
+        }
+        for (const auto& [key, element] : theirs_.elements) {
+            if (ours_.find(key) == nullptr) {
+                mergeElement(key);
+            }
+        }
+        const std::string text = editor_.run();
+        return {{text.begin(), text.end()}, std::move(conflicts_)};
+    }
+
+private:
+    void mergeElement(const std::string& key) {
+        const Element* const base = base_ == nullptr ? nullptr : base_->find(key);
+        const Element* const ours = ours_.find(key);
+        const Element* const theirs = theirs_.find(key);
+        if (key == std::string(kTerms) + "|modified#0") {
+            if (ours == nullptr || (theirs != nullptr && isTheirsLater_)) {
+                take(ours, theirs);
+            }
+            return;
+        }
+        const Choice choice = choose(canonicalOf(base), canonicalOf(ours), canonicalOf(theirs));
+        if (choice == Choice::Conflict) {
+            settle(base, ours, theirs);
+        } else if (choice == Choice::Theirs) {
+            take(ours, theirs);
+        }
+    }
+
+    void settle(const Element* base, const Element* ours, const Element* theirs) {
+        const bool keepsTheirs = favour_ == Favour::None ? ours == nullptr : favour_ == Favour::Theirs;
+        if (keepsTheirs) {
+            take(ours, theirs);
+        }
+        const std::string words = "ours has " + quoted(ours) + ", theirs " + quoted(theirs) + "; kept as " +
+                                  (keepsTheirs ? "theirs" : "ours") + " has it";
+        conflicts_.push_back({ConflictKind::Property, (ours != nullptr ? ours : theirs)->label, words, valueIn(base),
+                              valueIn(ours), valueIn(theirs)});
+    }
+
+    void take(const Element* ours, const Element* theirs) {
+        const std::string fresh = theirs == nullptr ? "" : standingAlone(*theirs);
+        ours == nullptr ? editor_.add(fresh) : editor_.replace(*ours, fresh);
+    }
+
+    /// The text of an element of theirs, which declares what ours does not declare around it in the same way.
+    std::string standingAlone(const Element& element) const {
+        Namespaces missing;
+        for (const auto& [prefix, uri] : ours_.declared) {
+            if (prefix.empty() && theirs_.declared.count("") == 0) {
+                missing[""] = "";
+            }
+        }
+        for (const auto& [prefix, uri] : theirs_.declared) {
+            const auto found = ours_.declared.find(prefix);
+            if (found == ours_.declared.end() || found->second != uri) {
+                missing[prefix] = uri;
+            }
+        }
+        std::string text = theirs_.text.substr(element.span.begin, element.nameEnd - element.span.begin);
+        for (const auto& [prefix, uri] : missing) {
+            if (element.declared.count(prefix) == 0) {
+                text += (prefix.empty() ? " xmlns=\"" : " xmlns:" + prefix + "=\"") + escapedValue(uri) + "\"";
+            }
+        }
+        return text + theirs_.text.substr(element.nameEnd, element.span.end - element.nameEnd);
+    }
+
+    const PropertyElements* base_;
+    const PropertyElements& ours_;
+    const PropertyElements& theirs_;
+    bool isTheirsLater_;
+    Favour favour_;
+    Editor editor_;
+    std::vector<MergeConflict> conflicts_;
+};
 
 }  // namespace
 
-fl::Bytes mergeProperties(fl::Bytes flowbook, const Document* base, const Document& ours, const Document& theirs,
-                          Favour favour, std::vector<MergeConflict>& conflicts) {
-    const Document merged(flowbook);
-    const Values present = merged.properties();
-    const Values baseValues = base == nullptr ? Values() : base->properties();
-    const Values ourValues = ours.properties();
-    const Values theirValues = theirs.properties();
-    Changes changes;
-    tellOthers(base, merged, theirs, conflicts);
-    for (std::size_t i = 0; i < present.size(); ++i) {
-        const std::string& label = present[i].label;
-        std::optional<std::string> value = ourValues[i].value;
-        const Choice choice = choose(valueAt(baseValues, i), value, theirValues[i].value);
-        if (label == kModified) {
-            value = std::max(value, theirValues[i].value);
-        } else if (choice == Choice::Theirs || (choice == Choice::Conflict && favour == Favour::Theirs)) {
-            value = theirValues[i].value;
-        } else if (choice == Choice::Conflict && favour == Favour::None) {
-            conflicts.push_back({label, "kept as ours has it; theirs: " + theirValues[i].value.value_or("(none)")});
+std::optional<MergedProperties> mergeProperties(const fl::Bytes* base, const fl::Bytes& ours, const fl::Bytes& theirs,
+                                                bool isTheirsLater, Favour favour) {
+    try {
+        std::optional<PropertyElements> baseElements;
+        if (base != nullptr) {
+            baseElements.emplace(*base);
         }
-        if (value && value != present[i].value) {
-            changes[label] = *value;
-        } else if (!value && present[i].value) {
-            conflicts.push_back({label, "one side removed it; kept as the other has it"});
-        }
+        const PropertyElements ourElements(ours);
+        const PropertyElements theirElements(theirs);
+        return PropertyMerger(baseElements ? &*baseElements : nullptr, ourElements, theirElements, isTheirsLater,
+                              favour)
+            .run();
+    } catch (const opc::Exception&) {
+        return std::nullopt;
     }
-    return changes.empty() ? flowbook : withProperties(std::move(flowbook), changes);
 }
 
 }  // namespace flowbook::kit

@@ -1,19 +1,25 @@
 #pragma once
 
+#include "fl/Bytes.hpp"
 #include "kit/compare/Merge.hpp"
-#include "kit/document/Document.hpp"
 
-#include <string>
+#include <optional>
 #include <vector>
 
 namespace flowbook::kit {
 
-/// The properties of a merged flowbook, one by one. What one side lacks or cannot read counts as empty there.
-/// @param flowbook   with the properties of ours, or of theirs where ours has none; what theirs alone changed is set.
-/// @param conflicts  appended to.
-/// @returns the flowbook with the merged properties; unchanged bytes when nothing had to be set.
-/// @throws opc::Exception.
-fl::Bytes mergeProperties(fl::Bytes flowbook, const Document* base, const Document& ours, const Document& theirs,
-                          Favour favour, std::vector<MergeConflict>& conflicts);
+struct MergedProperties {
+    fl::Bytes content;
+    std::vector<MergeConflict> conflicts;  ///< told whatever the favour is
+};
+
+/// Merges the elements of core properties, or of another part of that shape, one by one. The time of the last
+/// modification is the later one; any other element that both sides changed is kept as ours has it, or as the favoured
+/// side has it, and one that one side removed and the other changed is kept. All else stays as ours has it.
+/// @param base           null when there is none.
+/// @param isTheirsLater  whether theirs was modified later.
+/// @returns nothing when one of the parts is not XML in UTF-8.
+std::optional<MergedProperties> mergeProperties(const fl::Bytes* base, const fl::Bytes& ours, const fl::Bytes& theirs,
+                                                bool isTheirsLater, Favour favour);
 
 }  // namespace flowbook::kit

@@ -1,8 +1,13 @@
 #pragma once
 
-#include "kit/compare/LineMerger.hpp"
-
 namespace flowbook::kit {
+
+/// Which side a conflict goes to.
+enum class Favour {
+    None,  ///< markers around both in the code; ours elsewhere
+    Ours,
+    Theirs
+};
 
 /// What becomes of a value that two sides may have changed.
 enum class Choice { Ours, Theirs, Conflict };

@@ -76,6 +76,8 @@ std::string escapedText(std::string_view text) {
             result += "&lt;";
         } else if (c == '>') {
             result += "&gt;";
+        } else if (c == '\r') {
+            result += "&#13;";  // a parser would report one that stands as it is as a line feed
         } else {
             result += c;
         }
@@ -108,8 +110,7 @@ RichText requireRichText(const fl::Bytes& document) {
     return text;
 }
 
-std::string withCode(std::string_view document, const Paragraph& paragraph, std::size_t begin,
-                     const std::string& code) {
+std::string withText(std::string_view document, const Paragraph& paragraph, std::size_t begin, std::string_view text) {
     const XmlSpan old = paragraph.codeText;
     std::string_view before = document.substr(begin, old.begin - begin);
     std::string after(document.substr(old.end, paragraph.span.end - old.end));
@@ -118,14 +119,24 @@ std::string withCode(std::string_view document, const Paragraph& paragraph, std:
         after = "</" + std::string(tag.substr(0, tag.find_first_of(" \t\r\n/"))) + ">" + after;
         before.remove_suffix(2);
     }
-    const bool isCdata = startsWith(document.substr(old.begin, old.end - old.begin), kCdataBegin);
-    return std::string(before) + (endsWith(before, ">") ? "" : ">") +
-           (isCdata ? inSections(storable(code)) : escapedText(storable(code))) + after;
+    const bool isCdata = startsWith(document.substr(old.begin, old.end - old.begin), kCdataBegin) &&
+                         text.find('\r') == std::string_view::npos;
+    return std::string(before) + (endsWith(before, ">") ? "" : ">") + (isCdata ? inSections(text) : escapedText(text)) +
+           after;
+}
+
+std::string withCode(std::string_view document, const Paragraph& paragraph, std::size_t begin,
+                     const std::string& code) {
+    return withText(document, paragraph, begin, storable(code));
 }
 
 std::string newCodeParagraph(const std::string& code, bool declares) {
+    return newTextParagraph(storable(code), declares);
+}
+
+std::string newTextParagraph(std::string_view text, bool declares) {
     const std::string declaration = declares ? " xmlns:w=\"" + std::string(kWordNamespace) + "\"" : "";
-    return "<w:p" + declaration + "><w:pPr><w:pStyle w:val=\"code\"/></w:pPr><w:r><w:t>" + escapedText(storable(code)) +
+    return "<w:p" + declaration + "><w:pPr><w:pStyle w:val=\"code\"/></w:pPr><w:r><w:t>" + escapedText(text) +
            "</w:t></w:r></w:p>";
 }
 

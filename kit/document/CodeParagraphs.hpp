@@ -42,8 +42,14 @@ RichText requireRichText(const fl::Bytes& document);
 /// @param paragraph  one of the document that has code. @param begin  at or before the paragraph.
 std::string withCode(std::string_view document, const Paragraph& paragraph, std::size_t begin, const std::string& code);
 
+/// As withCode(), for text that XML can hold, which stays as it is.
+std::string withText(std::string_view document, const Paragraph& paragraph, std::size_t begin, std::string_view text);
+
 /// A new code paragraph.
 /// @param declares  whether it has to declare the namespace "w" itself.
 std::string newCodeParagraph(const std::string& code, bool declares);
+
+/// As newCodeParagraph(), for text that XML can hold, which stays as it is.
+std::string newTextParagraph(std::string_view text, bool declares);
 
 }  // namespace flowbook::kit

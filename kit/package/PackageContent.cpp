@@ -126,10 +126,16 @@ PackageContent readContent(const Document& document) {
             {contentOf(part), part.getContentType().toString(), part.getName().toString(), relationshipsOf(part)});
     }
     content.relationships = relationshipsOf(package);
-    for (const std::size_t entry : otherEntries(document)) {
-        content.others[document.container().entries()[entry].name] = document.container().read(entry);
-    }
+    content.others = readOthers(document);
     return content;
+}
+
+std::map<std::string, fl::Bytes> readOthers(const Document& document) {
+    std::map<std::string, fl::Bytes> others;
+    for (const std::size_t entry : otherEntries(document)) {
+        others[document.container().entries()[entry].name] = document.container().read(entry);
+    }
+    return others;
 }
 
 std::vector<std::size_t> otherEntries(const Document& document) {

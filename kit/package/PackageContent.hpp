@@ -23,6 +23,9 @@ struct PackageContent {
 /// @throws opc::Exception when they cannot be read.
 std::vector<FlowbookFilePackage::Relationship> relationshipsOf(const opc::model::RelationshipSource& source);
 
+/// The contents of otherEntries(), by their names. @throws opc::Exception when one of them cannot be read.
+std::map<std::string, fl::Bytes> readOthers(const Document& document);
+
 /// @throws opc::Exception when anything of the package cannot be read.
 PackageContent readContent(const Document& document);
 

@@ -26,7 +26,7 @@ _flowbook() {
     copy) options='--files-from -0 --null -j --jobs --allow-empty -o --output -d --directory --force --binary' ;;
     digest) options='--files-from -0 --null -j --jobs --allow-empty --code --json' ;;
     diff) options='' ;;
-    merge) options='--ours --theirs -o --output --force --binary' ;;
+    merge) options='--ours --theirs --outputs --file --ours-label --base-label --theirs-label -o --output --force --binary' ;;
     git) options='--global --local --undo --strip-outputs' ;;
     check) options='--files-from -0 --null -j --jobs --allow-empty --json' ;;
     canon) options='--files-from -0 --null -j --jobs --allow-empty --json --dry-run -q --quiet --binary --check --stored' ;;
@@ -78,6 +78,11 @@ _flowbook() {
     copy:-d | copy:--directory) kind=folders ;;
     digest:--files-from) kind=files ;;
     digest:-j | digest:--jobs) kind=none ;;
+    merge:--outputs) words='ours theirs drop conflict' current=${current#=} ;;
+    merge:--file) kind=none ;;
+    merge:--ours-label) kind=none ;;
+    merge:--base-label) kind=none ;;
+    merge:--theirs-label) kind=none ;;
     merge:-o | merge:--output) kind=files ;;
     check:--files-from) kind=files ;;
     check:-j | check:--jobs) kind=none ;;

@@ -38,7 +38,7 @@ struct Limits {
     static constexpr std::uint64_t kDomBytes = std::uint64_t{240} << 20;
     static constexpr std::uint64_t kDomBytesPerNode = 280;
     static constexpr std::uint64_t kDomBytesPerUnit = 9;
-    static constexpr std::uint64_t kDomNames = 1024;                    ///< different qualified names and namespaces
+    static constexpr std::uint64_t kDomNames = 1024;      ///< different qualified names and namespaces
     static constexpr std::uint64_t kDomOpenNodes = 1024;  ///< elements within each other, with their attributes
 };
 

@@ -73,6 +73,12 @@ TEST(Check, TellsWhatReadingRefusesAndWhatItLetsPass) {
         {{{"d.xml", "<"}}, {"code.malformed /d.xml"}},
         {{{"d.xml", "\xFF"}}, {"code.malformed /d.xml"}},
         {{{"d.xml", richCode(codeParagraph("a\nb\xE2\x80\x8B"))}}, {"code.replaced /d.xml line 2, column 2"}},
+        {{{"d.xml", richCode("<w:p r:id='i'/><w:p r:id=''/><w:p r:link='j'/>")}}, {"reference.dangling /d.xml j"}},
+        {{{"d.xml",
+           richCode(codeParagraph("&lt;&lt;&lt;&lt;&lt;&lt;&lt;\na\n=======\nb") + codeParagraph(">>>>>>> t"))}},
+         {"code.conflict /d.xml line 1"}},
+        {{{"d.xml", richCode(codeParagraph("&lt;&lt;&lt;&lt;&lt;&lt;&lt;&lt; b\n>>>>>>> t"))}},
+         {"code.conflict /d.xml line 2"}},
         {{{"d.xml", richCode("<w:p><w:pPr><w:pStyle w:val='code'/></w:pPr><w:r><w:t>a</w:t></w:r>"
                              "<w:r><w:t>b</w:t></w:r></w:p>")}},
          {"code.unread /d.xml paragraph 1"}},

@@ -4,9 +4,7 @@
 #include "kit/compare/Digest.hpp"
 #include "kit/package/PackageContent.hpp"
 #include "opc/ByteArrayInAdaptor.hpp"
-#include "support/TempDir.hpp"
 
-#include <cstdlib>
 #include <gtest/gtest.h>
 
 namespace flowbook::kit::testing {
@@ -15,22 +13,6 @@ namespace {
 using support::Book;
 using support::Bytes;
 using support::Lines;
-
-class GitMerger : public LineMerger {
-public:
-    Result merge(const std::string& base, const std::string& ours, const std::string& theirs,
-                 Favour favour) const override {
-        const support::TempDir folder;
-        folder.put("base", base);
-        folder.put("ours", ours);
-        folder.put("theirs", theirs);
-        const std::string option = favour == Favour::None ? "" : favour == Favour::Ours ? "--ours " : "--theirs ";
-        const std::string command =
-            "cd " + folder.path("").string() + " && git merge-file -q -L ours -L base -L theirs " + option;
-        const bool hasConflicts = std::system((command + "ours base theirs").c_str()) != 0;
-        return {support::readFile(folder.path("ours")), hasConflicts};
-    }
-};
 
 using Change = std::function<void(FlowbookFileWriter&)>;
 
@@ -72,7 +54,9 @@ MergeResult mergeOf(const Change& base, const Change& ours, const Change& theirs
     Book start;
     start.update(base);
     const Document ancestor = open(start);
-    return merge(&ancestor, open(changed(start, ours)), open(changed(start, theirs)), GitMerger(), favour);
+    MergeOptions options;
+    options.favour = favour;
+    return merge(&ancestor, open(changed(start, ours)), open(changed(start, theirs)), options);
 }
 
 /// "title|code" behind what is in conflict.
@@ -145,8 +129,7 @@ TEST(Merge, GivesConflictsToTheFavouredSide) {
 TEST(Merge, KeepsThePicturesOfBothSides) {
     const std::string one = "data:image/png;base64,AAEC", two = "data:image/png;base64,AAED";
     const MergeResult result = mergeOf(rich("<w:p/>"), rich("<w:p/>", {one}), rich("<w:p/>", {two}));
-    ASSERT_EQ(result.conflicts.size(), 1U);
-    EXPECT_EQ(result.conflicts.front().what, "/media/image1.png");
+    EXPECT_TRUE(result.conflicts.empty());
     Book merged(result.flowbook);
     Lines found;
     for (const std::string& line : merged.inventory()) {
@@ -155,9 +138,9 @@ TEST(Merge, KeepsThePicturesOfBothSides) {
         }
     }
     std::sort(found.begin(), found.end());
-    EXPECT_EQ(found, (Lines{"/media/image1-theirs1.png image/png " + two, "/media/image1.png image/png " + one,
+    EXPECT_EQ(found, (Lines{"/media/image1.png image/png " + one, "/media/image2.png image/png " + two,
                             "/tarmic/document.xml rId1 image /media/image1.png",
-                            "/tarmic/document.xml rId2 image /media/image1-theirs1.png"}));
+                            "/tarmic/document.xml rId2 image /media/image2.png"}));
 }
 
 /// A flowbook whose code and one entry that is no part are this text.
@@ -171,13 +154,11 @@ Book withEntry(const Change& code, const std::string& text) {
 
 TEST(Merge, KeepsWhatItCannotMerge) {
     const Document base = open(withEntry(secret("1"), "1"));
-    const MergeResult result =
-        merge(&base, open(withEntry(secret("2"), "2")), open(withEntry(secret("3"), "3")), GitMerger(), Favour::None);
+    const MergeResult result = merge(&base, open(withEntry(secret("2"), "2")), open(withEntry(secret("3"), "3")));
     EXPECT_EQ(outcome(result), "code! the entry loose! -|secret 2");
     PackageContent content = readContent(Document(result.flowbook));
     EXPECT_EQ(support::text(content.find(u"/tarmic/document-theirs1.xml")->content), "3");
-    const MergeResult theirs =
-        merge(&base, open(withEntry(secret("1"), "1")), open(withEntry(secret("1"), "3")), GitMerger(), Favour::None);
+    const MergeResult theirs = merge(&base, open(withEntry(secret("1"), "1")), open(withEntry(secret("1"), "3")));
     EXPECT_EQ(support::text(readContent(Document(theirs.flowbook)).others.at("loose")), "3");
 }
 
@@ -191,15 +172,20 @@ Book withCreator(const Book& book, const std::string& creator) {
     return Book(writeContent(content));
 }
 
-TEST(Merge, TellsOfPropertiesThatItCannotSet) {
+TEST(Merge, MergesEachProperty) {
     Book start;
     start.update(title(u"S"));
     const Book ours = changed(start, title(u"T"));
     const Document base = open(start);
-    const MergeResult taken = merge(&base, open(start), open(withCreator(start, "C")), GitMerger(), Favour::None);
-    EXPECT_EQ(outcome(taken), "S|");
-    const MergeResult told = merge(&base, open(ours), open(withCreator(start, "C")), GitMerger(), Favour::None);
-    EXPECT_EQ(outcome(told), "properties! T|");
+    const MergeResult taken = merge(&base, open(ours), open(withCreator(start, "C")));
+    EXPECT_EQ(outcome(taken), "T|");
+    EXPECT_NE(contentDigest(Document(taken.flowbook)), contentDigest(open(ours)));
+    const MergeResult both = merge(&base, open(withCreator(ours, "D")), open(withCreator(start, "C")));
+    ASSERT_EQ(outcome(both), "creator! T|");
+    EXPECT_EQ(both.conflicts.front().ours.value_or("") + both.conflicts.front().theirs.value_or(""), "DC");
+    PackageContent content = readContent(Document(both.flowbook));
+    EXPECT_EQ(support::text(content.find(u"/conflicts/properties.json")->content),
+              "{\"creator\":{\"base\":null,\"ours\":\"D\",\"theirs\":\"C\"}}");
 }
 
 TEST(Merge, OfOneSidesChangeIsThatSide) {
@@ -208,11 +194,11 @@ TEST(Merge, OfOneSidesChangeIsThatSide) {
     const Book other = changed(start, rich(paragraphs({"b"}), {"data:image/png;base64,AAEC"}));
     const Document base = open(start);
     for (const auto& [ours, theirs] : {std::make_pair(start, other), std::make_pair(other, start)}) {
-        const MergeResult result = merge(&base, open(ours), open(theirs), GitMerger(), Favour::None);
+        const MergeResult result = merge(&base, open(ours), open(theirs));
         EXPECT_TRUE(result.conflicts.empty());
         EXPECT_EQ(contentDigest(Document(result.flowbook)), contentDigest(open(other)));
     }
-    EXPECT_TRUE(merge(nullptr, open(start), open(start), GitMerger(), Favour::None).conflicts.empty());
+    EXPECT_TRUE(merge(nullptr, open(start), open(start)).conflicts.empty());
 }
 
 }  // namespace
