@@ -22,7 +22,7 @@ namespace {
 
 constexpr std::string_view kPackageNamespace = "http://schemas.openxmlformats.org/package/2006/";
 constexpr std::u16string_view kPropertiesType = u"application/vnd.pellarion.package.properties+xml";
-constexpr std::u16string_view kCoreType = u"application/vnd.openxmlformats-package.core-properties+xml";
+constexpr std::u16string_view kCoreMediaType = u"application/vnd.openxmlformats-package.core-properties+xml";
 
 using fl::i18n::to_ustring;
 
@@ -160,7 +160,7 @@ std::u16string PartTypes::guess(const std::string& partName, const fl::Bytes& co
         return guessCodeType(content);
     }
     if (name == "/docprops/core.xml" || endsWith(name, ".psmdcp")) {
-        return std::u16string(kCoreType);
+        return std::u16string(kCoreMediaType);
     }
     if (name == "/docprops/tarmic.xml") {
         return std::u16string(kPropertiesType);
@@ -195,7 +195,7 @@ std::u16string packageRelationshipType(const std::string& partName, const std::u
     if (isCodeType(contentType)) {
         return documentRelationshipType();
     }
-    if (contentType.rfind(kCoreType, 0) == 0) {
+    if (contentType.rfind(kCoreMediaType, 0) == 0) {
         return u"http://schemas.openxmlformats.org/package/2006/relationships/metadata/core-properties";
     }
     if (contentType.rfind(kPropertiesType, 0) == 0) {
