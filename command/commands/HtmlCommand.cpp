@@ -17,6 +17,7 @@ struct HtmlOptions {
     std::optional<std::string> output;
     std::optional<std::string> folder;
     bool force = false;
+    bool prune = false;
 };
 
 void makeOne(Console& console, const HtmlOptions& options) {
@@ -31,10 +32,12 @@ void makeOne(Console& console, const HtmlOptions& options) {
 }
 
 void makeAll(Console& console, const HtmlOptions& options) {
-    PageFolder folder(*options.folder);
-    forEachInput(console, options.inputs,
-                 [&](const Input& input, Report& report) { folder.add(input.argument(), pageOf(input, report)); });
-    folder.writeIndex();
+    PageFolder folder(*options.folder, options.force);
+    const std::vector<InputName> planned = folder.plan(options.inputs.names());
+    forEachInput(console, options.inputs, planned, [&](const Input& input, Report& report) {
+        folder.add(input.argument(), pageOf(input, report, folder.optionsFor(input.argument())));
+    });
+    attempt(console, "", [&] { folder.finish(console, options.prune); });
 }
 
 constexpr char kHtmlDescription[] =
@@ -42,16 +45,21 @@ constexpr char kHtmlDescription[] =
     "lines, pictures, and, folded, stored outputs, parts and relationships. The lines of code are "
     "numbered as 'flowbook cat' prints them and can be linked to (#L12). A damaged file gets a page that "
     "says what is wrong, and of encrypted code the page tells size and digest.\n\n"
-    "With -d each flowbook gets a page of its own, listed in index.html. Names of pages are made of those "
-    "of the inputs, as given, and a digest of them. Pages that would not change are left as they are, and "
-    "a file that this command did not make is not replaced.";
+    "With -d each flowbook gets a page of its own, listed in index.html with those that the folder has "
+    "already. Names of pages are made of the places of the flowbooks, seen from the folder, however they are "
+    "written. Pages that would not change are left as they are; one that somebody changed, and a file that "
+    "this command did not make, is replaced with --force only. Pages whose flowbook is gone are named; "
+    "--prune removes them.";
 
 constexpr char kHtmlExamples[] = "flowbook html analysis.tqx -o analysis.html\n"
-                                 "flowbook html folder -d pages";
+                                 "flowbook html folder -d pages --prune";
 
 constexpr auto kHtmlOptions =
     optionTable(kInputs<&HtmlOptions::inputs>, kOutput<&HtmlOptions::output>.excludes("--directory"),
-                kFolder<&HtmlOptions::folder>, kForce<&HtmlOptions::force>.excludes("--directory"));
+                kFolder<&HtmlOptions::folder>, kForce<&HtmlOptions::force>,
+                flag<&HtmlOptions::prune>("--prune", '\0', "Remove pages whose flowbook is gone")
+                    .needs("--directory")
+                    .in(OptionGroup::Output));
 
 void makePages(Console& console, HtmlOptions& options) {
     options.folder ? makeAll(console, options) : makeOne(console, options);

@@ -1,37 +1,65 @@
 #pragma once
 
+#include "io/InputOptions.hpp"
 #include "io/SafeFolder.hpp"
 #include "kit/page/Index.hpp"
+#include "terminal/Console.hpp"
 
 #include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace flowbook::tool {
 
-/// A folder of pages and their index. May be used from several threads.
+/// A folder of pages and their index. A page belongs to the flowbook at one place, told from the folder, however the
+/// place was written. add() may be called from several threads.
 class PageFolder {
 public:
-    /// Makes the folder if there is none. @throws Failure.
-    explicit PageFolder(const std::string& path) : path_(path), folder_(path, true) {}
+    /// @param replace  whether pages that somebody changed, and files that are no pages, may be replaced.
+    PageFolder(const std::string& path, bool replace);
 
-    /// Writes the page of the flowbook that the user calls `file`. One that holds the same already is left as it is.
-    /// @throws Failure, also when what has the page's name is no page.
+    /// Takes the files that get pages now, which are then named in one way: from the working folder, or else from the
+    /// root. Pages of other flowbooks that are in the folder stay, if their flowbook is still there.
+    /// @returns the names that are to be worked on, each file once, and those that cannot be.
+    std::vector<InputName> plan(const std::vector<InputName>& names);
+
+    /// How the page of a file that plan() returned is made.
+    kit::PageOptions optionsFor(const std::string& file) const;
+
+    /// Writes the page of a file that plan() returned. One that holds the same already is left as it is.
+    /// @throws Failure, also when what has the page's name may not be replaced.
     void add(const std::string& file, kit::Page page);
 
-    /// Writes the index of what was added. @throws as add().
-    void writeIndex();
+    /// Brings the pages of other flowbooks up to date, removes or names those whose flowbook is gone, and writes the
+    /// index. Does nothing when no page was planned. @throws Failure, also as add().
+    void finish(Console& console, bool prune);
 
 private:
-    bool claim(const std::string& name, const std::string& file);
+    struct Entry {
+        std::string page;
+        std::string file;  ///< as the page calls the flowbook
+        bool isNamed;      ///< whether it gets its page by add()
+        kit::PageSummary summary{};
+        bool hasPage = false;
+    };
+
+    void findOthers();
+    void refresh(Entry& entry);
     void put(const std::string& name, std::string_view html);
+    void tellGone(Console& console, bool prune);
+    SafeFolder& folder();
 
     std::string path_;
-    SafeFolder folder_;
+    std::string place_;  ///< the folder's path from the root, without symbolic links
+    bool replace_;
+    std::unique_ptr<SafeFolder> folder_;
     std::mutex mutex_;
-    std::map<std::string, std::string> files_;  ///< by page
-    std::vector<kit::IndexRow> rows_;
+    std::map<std::string, Entry> entries_;        ///< by the path of the flowbook from the folder
+    std::map<std::string, std::string> sources_;  ///< keys of entries_, by Entry::file
+    std::vector<std::string> gone_;               ///< pages whose flowbook is not there
 };
 
 }  // namespace flowbook::tool

@@ -7,32 +7,35 @@
 
 namespace flowbook::tool {
 
-namespace {
-
-std::string fileOf(const Input& input) { return input.argument() == "-" ? "standard input" : input.argument(); }
-
-}  // namespace
-
-kit::Page pageOf(const Input& input, Report& report) {
+kit::Page quietPageOf(const Input& input, kit::PageOptions options) {
+    options.inWords = [&input](std::string message) { return input.inWords(std::move(message)); };
     std::optional<kit::Document> document;
-    std::string failure;
-    report.attempt(&input, [&] {
-        try {
-            document.emplace(openDocument(input));
-        } catch (const std::exception&) {
-            failure = input.inWords(diagnose().message);
+    try {
+        document.emplace(openDocument(input));
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (const Interrupted&) {
+        throw;
+    } catch (const std::exception&) {
+        const Diagnosis diagnosis = diagnose();
+        if (diagnosis.code == ExitCode::InputOutput) {
             throw;
         }
-    });
-    if (!document) {
-        return kit::makeFailurePage({fileOf(input)}, failure);
+        return kit::makeFailurePage(options, input.inWords(diagnosis.message));
     }
-    kit::Page page = makePage(
-        *document, {fileOf(input), [&input](std::string message) { return input.inWords(std::move(message)); }});
+    return makePage(*document, options);
+}
+
+kit::Page pageOf(const Input& input, Report& report, kit::PageOptions options) {
+    kit::Page page = quietPageOf(input, std::move(options));
     for (const std::string& fault : page.faults) {
         report.attempt(&input, [&] { throw Failure(ExitCode::Damaged, fault); });
     }
     return page;
+}
+
+kit::Page pageOf(const Input& input, Report& report) {
+    return pageOf(input, report, {input.argument() == "-" ? "standard input" : input.argument()});
 }
 
 }  // namespace flowbook::tool

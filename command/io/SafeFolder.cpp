@@ -200,6 +200,14 @@ void SafeFolder::sync() const {
     }
 }
 
+void SafeFolder::remove(const std::string& name) const {
+    const std::string file = path_ + "/" + name;
+    const Descriptor folder = openParent(folder_, file, path_.size() + 1, false);
+    if (folder.get() < 0 || ::unlinkat(folder.get(), baseName(file).c_str(), 0) != 0) {
+        throw Failure(ExitCode::InputOutput, file, "cannot remove: " + std::generic_category().message(errno));
+    }
+}
+
 SafeFolder::~SafeFolder() { ::close(folder_); }
 
 void SafeFolder::write(const std::string& name, const Bytes& content) {

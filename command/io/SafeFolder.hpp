@@ -36,6 +36,9 @@ public:
     /// @param name  relative, separated by slashes. @throws Failure when it cannot be read, or is no plain file.
     std::optional<Bytes> read(const std::string& name, std::size_t most) const;
 
+    /// Removes a file. @param name  relative, separated by slashes. @throws Failure.
+    void remove(const std::string& name) const;
+
 private:
     std::string path_;
     int folder_;

@@ -97,7 +97,7 @@ std::optional<PageMark> markOf(std::string_view content) {
     if (start.find(kGenerator) == std::string_view::npos) {
         return std::nullopt;
     }
-    PageMark mark{false, source ? pathOf(*source) : ""};
+    PageMark mark{false, start.find("script-src 'sha256-") != std::string_view::npos, source ? pathOf(*source) : ""};
     if (digest && digest->size() == kDigestLength) {
         const auto at = static_cast<std::size_t>(digest->data() - content.data());
         Sha256 made;

@@ -23,7 +23,8 @@ std::string framed(const Frame& frame, const Markup& body);
 
 /// What the beginning of a file says, if it is a page of this command, whichever version made it.
 struct PageMark {
-    bool isUnchanged;    ///< whether it is as it was made
+    bool isUnchanged = false;  ///< whether it is as it was made
+    bool isIndex = false;
     std::string source;  ///< see Frame
 };
 

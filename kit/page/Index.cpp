@@ -17,6 +17,7 @@ constexpr std::size_t kDigits = 16;
 
 // Pictures of more than this in all would keep the index from opening.
 constexpr std::size_t kMostPictures = std::size_t{24} << 20;
+constexpr std::uint64_t kMostIndexPixels = std::uint64_t{64} << 20;
 
 char slug(char c) {
     const bool isCapital = c >= 'A' && c <= 'Z';
@@ -38,46 +39,135 @@ std::string sortKey(const PageSummary& summary) {
     return fl::i18n::to_string(fl::i18n::to_lower(fl::i18n::to_ustring(headOf(summary))));
 }
 
+std::string folderOf(const PageSummary& summary) {
+    const std::size_t slash = summary.file.rfind('/');
+    return slash == std::string::npos ? "" : summary.file.substr(0, slash + 1);
+}
+
+/// By folder, then by title, then by file.
 void sortRows(std::vector<IndexRow>& rows) {
-    std::vector<std::pair<std::string, IndexRow>> keyed;
+    using Key = std::tuple<std::string, std::string, std::string>;
+    std::vector<std::pair<Key, IndexRow>> keyed;
     keyed.reserve(rows.size());
     for (IndexRow& row : rows) {
-        keyed.emplace_back(sortKey(row.summary), std::move(row));
+        keyed.emplace_back(Key(folderOf(row.summary), sortKey(row.summary), row.summary.file), std::move(row));
     }
-    std::sort(keyed.begin(), keyed.end(), [](const auto& a, const auto& b) {
-        return std::tie(a.first, a.second.summary.file) < std::tie(b.first, b.second.summary.file);
-    });
+    std::sort(keyed.begin(), keyed.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
     std::transform(keyed.begin(), keyed.end(), rows.begin(), [](auto& each) { return std::move(each.second); });
 }
 
-void writePicture(Markup& out, const std::string& picture, std::size_t& left) {
-    out.open("td");
-    if (!picture.empty() && picture.size() <= left) {
-        out.single("img", {{"src", picture}, {"alt", ""}});
-        left -= picture.size();
+/// What the pictures of one index may take.
+struct PictureBudget {
+    std::size_t bytes = kMostPictures;
+    std::uint64_t pixels = kMostIndexPixels;
+};
+
+/// A path that can be broken where its names end.
+void writePath(Markup& out, std::string_view path) {
+    out.open("bdi", {{"class", "name"}, {"translate", "no"}});
+    while (!path.empty()) {
+        const std::size_t end = std::min(path.find_first_of("/_-.", 1), path.size());
+        out.text(path.substr(0, end));
+        path.remove_prefix(end);
+        if (!path.empty()) {
+            out.single("wbr");
+        }
     }
     out.close();
 }
 
-void writeRow(Markup& out, const IndexRow& row, std::size_t& picturesLeft) {
-    const PageSummary& all = row.summary;
-    out.open("tr").open("td").element("a", {{"href", row.page}, {"dir", "auto"}}, shortened(headOf(all)));
-    if (!all.title.empty()) {
-        out.single("br").element("bdi", {{"class", "name"}}, all.file);
-    }
-    out.close().element("td", {{"dir", "auto"}}, shortened(all.description));
-    out.element("td", {{"dir", "auto"}}, shortened(all.version));
-    out.element("td", {{"class", "time"}}, readableTime(all.modified));
-    writePicture(out, all.picture.uri, picturesLeft);
-    out.element("td", {{"class", "number"}}, all.lineCount ? grouped(*all.lineCount) : "");
-    out.element("td", {{"class", all.state == "damaged" ? "state" : ""}}, all.state).close();
+void openCell(Markup& out, std::string_view label, std::string_view kind, std::string_view sortedBy = "") {
+    out.open("td", {{"role", "cell"}, {"class", kind}, {"data-label", label}, {"data-value", sortedBy}});
 }
 
-void writeHeads(Markup& out) {
-    for (const std::string_view head : {"Title", "Description", "Version", "Modified", "Picture"}) {
-        out.element("th", {{"scope", "col"}}, head);
+void writeIndexCell(Markup& out, std::string_view label, std::string_view kind, std::string_view text,
+                    std::string_view sortedBy = "") {
+    openCell(out, label, kind, sortedBy);
+    if (!text.empty()) {
+        out.element("bdi", text);
     }
-    out.element("th", {{"scope", "col"}, {"class", "number"}}, "Lines").element("th", {{"scope", "col"}}, "State");
+    out.close();
+}
+
+void writePicture(Markup& out, const Thumbnail& picture, PictureBudget& left) {
+    openCell(out, "Picture", "picture");
+    if (!picture.uri.empty() && picture.uri.size() <= left.bytes && picture.pixels <= left.pixels) {
+        out.single("img", {{"src", picture.uri}, {"alt", ""}, {"decoding", "async"}});
+        left.bytes -= picture.uri.size();
+        left.pixels -= picture.pixels;
+    }
+    out.close();
+}
+
+void writeIndexRow(Markup& out, const IndexRow& row, PictureBudget& left) {
+    const PageSummary& all = row.summary;
+    out.open("tr", {{"role", "row"}});
+    openCell(out, "Title", "title");
+    out.open("a", {{"href", row.page}, {"dir", "auto"}});
+    if (all.title.empty()) {
+        writePath(out, all.file);
+        out.close();
+    } else {
+        out.text(shortened(all.title)).close().single("br");
+        writePath(out, all.file);
+    }
+    out.close();
+    writeIndexCell(out, "Description", "about", isBlankTitle(all.description) ? "" : shortened(all.description));
+    writeIndexCell(out, "Version", "version", shortened(all.version));
+    writeIndexCell(out, "Modified", "time", readableTime(all.modified), all.modified);
+    writePicture(out, all.picture, left);
+    const std::string lines = all.lineCount ? std::to_string(*all.lineCount) : "";
+    writeIndexCell(out, "Lines", "number", all.lineCount ? grouped(*all.lineCount) : "", lines);
+    writeIndexCell(out, "State", all.state == "damaged" ? "state damaged" : "state", all.state);
+    out.close();
+}
+
+void writeIndexHeads(Markup& out) {
+    constexpr std::pair<std::string_view, std::string_view> kHeads[] = {
+        {"Title", "title"},     {"Description", "about"}, {"Version", "version"}, {"Modified", "time"},
+        {"Picture", "picture"}, {"Lines", "number"},      {"State", "state"}};
+    out.open("thead", {{"role", "rowgroup"}}).open("tr", {{"role", "row"}});
+    for (const auto& [head, kind] : kHeads) {
+        out.element("th", {{"role", "columnheader"}, {"scope", "col"}, {"class", kind}}, head);
+    }
+    out.close().close();
+}
+
+void writeFolderHead(Markup& out, const std::string& folder) {
+    out.open("tr", {{"role", "row"}, {"class", "folder"}});
+    out.open("th", {{"role", "rowheader"}, {"scope", "rowgroup"}, {"colspan", "7"}});
+    writePath(out, folder.empty() ? "./" : folder);
+    out.close().close();
+}
+
+void writeIndexTable(Markup& out, const std::vector<IndexRow>& rows) {
+    out.open("table", {{"class", "index"}, {"role", "table"}, {"aria-label", "Flowbooks"}});
+    writeIndexHeads(out);
+    PictureBudget left;
+    const IndexRow* last = nullptr;
+    for (const IndexRow& row : rows) {
+        const std::string folder = folderOf(row.summary);
+        if (last == nullptr || folderOf(last->summary) != folder) {
+            if (last != nullptr) {
+                out.close();
+            }
+            out.open("tbody", {{"role", "rowgroup"}});
+            writeFolderHead(out, folder);
+        }
+        writeIndexRow(out, row, left);
+        last = &row;
+    }
+    if (last != nullptr) {
+        out.close();
+    }
+    out.close();
+}
+
+/// For the script, which shows it.
+void writeFilter(Markup& out) {
+    out.open("div", {{"class", "filter"}, {"hidden", ""}}).element("label", {{"for", "filter"}}, "Filter");
+    out.single("input", {{"id", "filter"}, {"type", "search"}, {"autocomplete", "off"}});
+    out.element("span", {{"id", "count"}, {"role", "status"}}, "").close();
 }
 
 }  // namespace
@@ -92,16 +182,14 @@ std::string pageNameOf(std::string_view path) {
 std::string makeIndex(std::vector<IndexRow> rows) {
     sortRows(rows);
     Markup body;
-    body.open("header").element("h1", "Flowbooks").close().open("main");
-    body.open("div", {{"class", "table"}, {"tabindex", "0"}, {"role", "region"}, {"aria-label", "Flowbooks"}});
-    body.open("table").element("caption", counted(rows.size(), "flowbook")).open("thead").open("tr");
-    writeHeads(body);
-    body.close().close().open("tbody");
-    std::size_t picturesLeft = kMostPictures;
-    for (const IndexRow& row : rows) {
-        writeRow(body, row, picturesLeft);
-    }
-    body.close().close().close().close();
+    body.element("a", {{"class", "skip"}, {"href", "#text"}}, "Skip to the list");
+    body.open("header")
+        .element("h1", "Flowbooks")
+        .element("p", {{"class", "description"}}, counted(rows.size(), "flowbook"));
+    body.close().open("main", {{"id", "text"}});
+    writeFilter(body);
+    writeIndexTable(body, rows);
+    body.close();
     return framed({"Flowbooks", "en", "", true}, body);
 }
 

@@ -16,7 +16,7 @@ struct IndexRow {
     PageSummary summary;
 };
 
-/// A table of pages, by title, then by file.
+/// A table of pages, by folder, title and file. The script of the index sorts and filters it.
 std::string makeIndex(std::vector<IndexRow> rows);
 
 }  // namespace flowbook::kit

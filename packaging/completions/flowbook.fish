@@ -68,6 +68,7 @@ complete -c flowbook -n '__fish_seen_subcommand_from html' -l allow-empty -d 'A 
 complete -c flowbook -n '__fish_seen_subcommand_from html' -s o -l output -r -d 'Where the result goes; \'-\' is standard output'
 complete -c flowbook -n '__fish_seen_subcommand_from html' -s d -l directory -x -a '(__fish_complete_directories)' -d 'Folder for the results; made if there is none'
 complete -c flowbook -n '__fish_seen_subcommand_from html' -l force -d 'Replace files that are there'
+complete -c flowbook -n '__fish_seen_subcommand_from html' -l prune -d 'Remove pages whose flowbook is gone'
 complete -c flowbook -n '__fish_seen_subcommand_from new' -l code -r -d 'File with plain code'
 complete -c flowbook -n '__fish_seen_subcommand_from new' -l rich -r -d 'File with a rich code document'
 complete -c flowbook -n '__fish_seen_subcommand_from new' -l image -r -d 'File with a picture; may be repeated'

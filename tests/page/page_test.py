@@ -78,19 +78,50 @@ class Pages(unittest.TestCase):
         links = [(a.attributes["href"], a.text()) for td in Page(index).root.find("td") for a in td.find("a")]
         self.assertEqual({name for name, _ in links} | {"index.html"}, set(pages))
         self.assertEqual([text for _, text in links],
-                         ["in/b/X.tqx", "in/b/x.tqx", "in/damaged.tqx", "in/faulty.tqx", "in/index.tqx",
-                          "in/\ufffd.tqx", "T\u202e &lt;script>"])
+                         ["in/damaged.tqx", "in/faulty.tqx", "in/index.tqx", "in/\ufffd.tqx", "T\u202e &lt;script>",
+                          "in/b/X.tqx", "in/b/x.tqx"])
         self.assertEqual(index.count("data:image/png;base64,AAAA"), 1)
-        self.assertIn("This file cannot be shown", pages[dict(map(reversed, links))["in/damaged.tqx"]][1])
-        self.assertEqual(pages[dict(map(reversed, links))["in/faulty.tqx"]][1].count("<strong>Damaged"), 2)
-        self.html("in", "-d", "out", "-j", "3", code=4)
-        self.assertEqual(self.pages(), pages)
+        self.assertNotIn(">0<", index)
+        page_of = dict(map(reversed, links))
+        self.assertIn("This file cannot be shown", pages[page_of["in/damaged.tqx"]][1])
+        self.assertEqual(pages[page_of["in/faulty.tqx"]][1].count("<strong>Damaged"), 2)
+        self.assertRegex(pages[page_of["in/b/X.tqx"]][1], 'rel="prev">Previous.*href="%s" rel="next"'
+                         % page_of["in/b/x.tqx"])
+        for spelled in ("./in/", str(self.folder / "in"), "in/../in"):
+            self.html(spelled, "in/b/x.tqx", "-d", "./out/", "-j", "3", code=4)
+            self.assertEqual(self.pages(), pages)
         subprocess.run([COMMAND, "set", "in/b/x.tqx", "--title", "New"], cwd=self.folder, check=True)
         self.html("in", "-d", "out", code=4)
         self.assertEqual(len(set(self.pages().values()) - set(pages.values())), 2)
+
+    def test_pages_that_are_there(self):
+        self.html("in/a", "in/b", "-d", "out")
+        pages = self.pages()
+        (self.folder / "in/empty").mkdir()
+        for wrong in (["nosuch"], ["in/empty"], ["nosuch.tqx", "in/empty"]):
+            self.html(*wrong, "-d", "out", code=3)
+            self.html(*wrong, "-d", "never", code=3)
+            self.assertEqual(self.pages(), pages)
+        self.assertFalse((self.folder / "never").exists())
+        self.html("in/a", "-d", "out")
+        self.assertEqual(self.pages(), pages)
+        # A page that somebody changed, and a flowbook that is gone.
+        x = next(name for name in pages if name.startswith("x-") and "three" in pages[name][1])
+        page = self.folder / "out" / x
+        page.write_text(page.read_text().replace("three", "four"))
+        self.assertIn("was changed since", self.html("in", "-d", "out", code=4)[1])
+        self.assertIn("four", page.read_text())
+        (self.folder / "in/a/x.tqx").unlink()
+        self.assertIn(f"out/{x}: its flowbook is gone", self.html("in/b", "-d", "out")[1])
+        self.assertNotIn(x, self.pages()["index.html"][1])
+        self.assertIn("--force removes it too", self.html("in/b", "-d", "out", "--prune")[1])
+        self.html("in/b", "-d", "out", "--prune", "--force")
+        self.assertFalse(page.exists())
         (self.folder / "out/index.html").write_text("mine")
         self.assertIn("not made by this command", self.html("in/b", "-d", "out", code=3)[1])
         self.assertEqual((self.folder / "out/index.html").read_text(), "mine")
+        self.html("in/b", "-d", "out", "--force")
+        self.assertIn("Flowbooks", self.pages()["index.html"][1])
 
     def test_show(self):
         opener = self.folder / "bin" / "xdg-open"

@@ -2,7 +2,7 @@
 
 from html.parser import HTMLParser
 
-VOID = {"meta", "img", "br", "link", "input", "hr"}
+VOID = {"wbr", "meta", "img", "br", "link", "input", "hr"}
 
 
 class Element:
