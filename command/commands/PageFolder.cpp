@@ -56,7 +56,7 @@ std::vector<InputName> PageFolder::plan(const std::vector<InputName>& names) {
         if (entries_.try_emplace(source, Entry{kit::pageNameOf(canonical.empty() ? shown : source), shown, true})
                 .second) {
             sources_.emplace(file, source);
-            planned.push_back({file, std::nullopt});
+            planned.push_back({file, name.nameInFolder, std::nullopt});
         }
     }
     if (!entries_.empty()) {

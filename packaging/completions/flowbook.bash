@@ -17,7 +17,7 @@ _flowbook() {
     info) options='--files-from -0 --null -j --jobs --allow-empty --json' ;;
     parts) options='--files-from -0 --null -j --jobs --allow-empty --json' ;;
     extract) options='--files-from -0 --null -j --jobs --allow-empty --code --images --part -d --directory --force' ;;
-    html) options='--files-from -0 --null -j --jobs --allow-empty -o --output -d --directory --force' ;;
+    html) options='--files-from -0 --null -j --jobs --allow-empty -o --output -d --directory --force --prune' ;;
     show) options='' ;;
     new) options='--code --rich --image --title --description --version --force --binary' ;;
     set) options='--files-from -0 --null -j --jobs --allow-empty --json --dry-run -q --quiet --binary --from --code --rich --flatten --replace-encrypted --title --description --version' ;;
