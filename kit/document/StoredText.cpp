@@ -9,15 +9,15 @@ namespace flowbook::kit {
 
 namespace {
 
-enum class Form { Bytes, LittleEndian, BigEndian };
+enum class ByteForm { Bytes, LittleEndian, BigEndian };
 
 /// By the byte order mark, or by the zero byte of a first character that is ASCII.
-Form formOf(const fl::Bytes& stored) {
+ByteForm byteFormOf(const fl::Bytes& stored) {
     const unsigned first = stored.empty() ? 1 : stored[0];
     const unsigned second = stored.size() < 2 ? 1 : stored[1];
     const bool isLittle = (first == 0xFF && second == 0xFE) || (first != 0 && second == 0);
     const bool isBig = (first == 0xFE && second == 0xFF) || (first == 0 && second != 0);
-    return isLittle ? Form::LittleEndian : isBig ? Form::BigEndian : Form::Bytes;
+    return isLittle ? ByteForm::LittleEndian : isBig ? ByteForm::BigEndian : ByteForm::Bytes;
 }
 
 bool isUtf8(const std::string& text) {
@@ -42,14 +42,14 @@ std::string fromUtf16(const fl::Bytes& stored, std::size_t from, bool isLittle) 
 }  // namespace
 
 XmlEncoding encodingOf(const fl::Bytes& document) {
-    const bool isRead = formOf(document) == Form::Bytes && isUtf8({document.begin(), document.end()});
+    const bool isRead = byteFormOf(document) == ByteForm::Bytes && isUtf8({document.begin(), document.end()});
     return isRead ? XmlEncoding::Utf8 : XmlEncoding::AsDeclared;
 }
 
 std::string textIn(const fl::Bytes& stored, std::size_t from) {
-    const Form form = formOf(stored);
-    if (form != Form::Bytes) {
-        return fromUtf16(stored, from, form == Form::LittleEndian);
+    const ByteForm form = byteFormOf(stored);
+    if (form != ByteForm::Bytes) {
+        return fromUtf16(stored, from, form == ByteForm::LittleEndian);
     }
     const auto begin = stored.begin() + static_cast<std::ptrdiff_t>(std::min(from, stored.size()));
     std::string text(begin, stored.end());

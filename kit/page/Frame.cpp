@@ -23,7 +23,7 @@ const std::string& noDigest() {
     return zeros;
 }
 
-std::string escaped(std::string_view text) { return Markup().unmarked(text).finished(); }
+std::string escapedForFrame(std::string_view text) { return Markup().unmarked(text).finished(); }
 
 std::string script() { return "<script>" + std::string(indexScript()) + "</script>\n"; }
 
@@ -44,7 +44,7 @@ struct PageValues {
                : name == "style digest"  ? styleDigest
                : name == "script policy" ? (frame.isIndex ? policy : "")
                : name == "script"        ? (frame.isIndex ? script() : "")
-                                         : escaped(libpxflowbook_version);
+                                         : escapedForFrame(libpxflowbook_version);
     }
 };
 
@@ -73,7 +73,7 @@ std::string pathOf(std::string_view address) {
 }  // namespace
 
 std::string framed(const Frame& frame, const Markup& body) {
-    const PageValues values{frame, escaped(frame.title), addressOf(frame.source), body.finished()};
+    const PageValues values{frame, escapedForFrame(frame.title), addressOf(frame.source), body.finished()};
     const std::string_view skeleton = pageSkeleton();
     std::string page;
     page.reserve(skeleton.size() + pageStyle().size() + body.finished().size() + 512);
