@@ -16,6 +16,8 @@ namespace {
                        std::string("cannot ") + action + " \"" + fl::i18n::to_string(name) + "\" in memory: " + reason);
 }
 
+}  // namespace
+
 /// One version of a file in memory; which version it is, the address of the content tells.
 class MemoryFile final : public ReadableFile {
 public:
@@ -38,8 +40,6 @@ public:
 private:
     Content content_;
 };
-
-}  // namespace
 
 /// Collects the new content and swaps it in.
 class MemoryReplacement final : public Replacement {
