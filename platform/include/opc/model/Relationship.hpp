@@ -12,13 +12,15 @@ namespace detail {
 struct RelationshipRecord;
 }
 
-/// One relationship of a source; a cheap handle, good also after the relationship has been deleted. Nothing
-/// of a relationship changes but an id that the library chose.
+/// One relationship of a source; a cheap handle, good also after the relationship has been deleted. What it returns
+/// never changes.
 class PXPLATFORM_EXPORT Relationship {
 public:
     explicit Relationship(std::shared_ptr<const detail::RelationshipRecord> record);
 
-    /// As it is now: an id that the library chose gives way to a caller's who asks for just that one.
+    /// Returns the id that the relationship had when the handle was got. An id that the library chose gives way to a
+    /// later caller who asks for just that one: the relationship then has another, which handles that are got
+    /// afterwards return.
     const std::u16string& getID() const noexcept;
     const std::u16string& getType() const noexcept;
 

@@ -44,7 +44,7 @@ public:
     /// @throws opc::Exception when there is no such relationship.
     void deleteRelationship(const std::u16string& id);
 
-    /// Deletes this relationship and no other, whatever has its id by now.
+    /// Deletes this relationship, also when it has another id by now, and no other that has its id.
     /// @throws opc::Exception when it is not of this source, or deleted already.
     void deleteRelationship(const Relationship& relationship);
 

@@ -34,9 +34,9 @@ public:
     CommitPlan plan() {
         xmlCompression_ = isAllStored() ? interfaces::CompressionType::None : interfaces::CompressionType::Normal;
         for (const auto& [place, part] : parts_.all()) {
-            assignRelationshipsType(part->relationships, part->name.ascii());
+            assignRelationshipsType(part->relationships.get(), part->name.ascii());
         }
-        assignRelationshipsType(package_, kPackageSource);
+        assignRelationshipsType(&package_, kPackageSource);
         addContentTypes();
         addPackageRelationships();
         addLeadingPart();
@@ -49,13 +49,13 @@ public:
 
 private:
     bool isAllStored() const;
-    void assignRelationshipsType(const SourceState& state, std::string_view sourceName);
+    void assignRelationshipsType(const RelationshipList* list, std::string_view sourceName);
     void addContentTypes();
     void addPackageRelationships();
     void addLeadingPart();
     void addOldEntries();
     void addPart(const PartState& part);
-    void addChangedRelationships(const SourceState& state, std::string_view sourceName);
+    void addChangedRelationships(const RelationshipList* list, std::string_view sourceName);
     void addXml(std::string_view name, fl::Bytes xml);
     void add(const fl::Bytes& content, std::string_view name, interfaces::CompressionType compression);
     void carry(const Entries& entries);
@@ -64,7 +64,7 @@ private:
 
     const Container& container_;
     const PartTable& parts_;
-    const SourceState& package_;
+    const RelationshipList& package_;
     ContentTypes contentTypes_;
     std::vector<bool> entryDone_;
     std::vector<bool> partDone_ = std::vector<bool>(parts_.all().empty() ? 0 : parts_.all().rbegin()->first + 1);
@@ -81,13 +81,13 @@ bool Planner::isAllStored() const {
 }
 
 /// Changed relationships leave their old place, and must have or lose their content type.
-void Planner::assignRelationshipsType(const SourceState& state, std::string_view sourceName) {
-    if (!state.changed) {
+void Planner::assignRelationshipsType(const RelationshipList* list, std::string_view sourceName) {
+    if (list == nullptr || !list->isChanged()) {
         return;
     }
     const std::string name = relationshipsNameOf(sourceName);
     markDone(parts_.otherEntries(name));
-    if (state.list->isEmpty()) {
+    if (list->isEmpty()) {
         contentTypes_.removeOverride(fl::ascii::fold(name));
     } else {
         contentTypes_.assignByDefault(*PartName::parse(name), relationshipsType());
@@ -105,15 +105,15 @@ void Planner::addContentTypes() {
 }
 
 void Planner::addPackageRelationships() {
-    if (package_.changed) {
-        addChangedRelationships(package_, kPackageSource);
+    if (package_.isChanged()) {
+        addChangedRelationships(&package_, kPackageSource);
     } else {
         carry(parts_.otherEntries(relationshipsNameOf(kPackageSource)));
     }
 }
 
 void Planner::addLeadingPart() {
-    for (const auto& record : package_.list->all()) {
+    for (const auto& record : package_.all()) {
         const auto target = isDescriptive(*record) ? std::nullopt : internalTarget(Relationship(record));
         const PartState* part = target ? parts_.find(target->folded()) : nullptr;
         if (part != nullptr) {
@@ -150,13 +150,13 @@ void Planner::addPart(const PartState& part) {
     } else {
         carry(part.entries);
     }
-    addChangedRelationships(part.relationships, part.name.ascii());
+    addChangedRelationships(part.relationships.get(), part.name.ascii());
 }
 
 /// Unchanged ones are left to addOldEntries().
-void Planner::addChangedRelationships(const SourceState& state, std::string_view sourceName) {
-    if (state.changed && !state.list->isEmpty()) {
-        addXml(relationshipsNameOf(sourceName), state.list->toXml());
+void Planner::addChangedRelationships(const RelationshipList* list, std::string_view sourceName) {
+    if (list != nullptr && list->isChanged() && !list->isEmpty()) {
+        addXml(relationshipsNameOf(sourceName), list->toXml());
     }
 }
 

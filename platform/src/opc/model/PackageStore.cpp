@@ -50,14 +50,14 @@ PartTable& PackageStore::partsToChange() {
     return parts_;
 }
 
-RelationshipTable& PackageStore::relationships() {
+const RelationshipList& PackageStore::relationships(PartState* source) {
     requireOpen();
-    return relationships_;
+    return relationships_.of(source);
 }
 
-RelationshipTable& PackageStore::relationshipsToChange() {
+RelationshipList& PackageStore::relationshipsToChange(PartState* source) {
     requireWritable();
-    return relationships_;
+    return relationships_.of(source);
 }
 
 std::shared_ptr<const fl::Bytes> PackageStore::xmlContent(const PartState& part) const {

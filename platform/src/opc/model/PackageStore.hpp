@@ -32,8 +32,9 @@ public:
 
     const PartTable& parts() const;
     PartTable& partsToChange();
-    RelationshipTable& relationships();
-    RelationshipTable& relationshipsToChange();
+    /// @param source  the state of a handle; null for the package. @throws as RelationshipTable::of().
+    const RelationshipList& relationships(PartState* source);
+    RelationshipList& relationshipsToChange(PartState* source);
 
     /// The content of a part that is package XML and therefore held to the limit for that.
     std::shared_ptr<const fl::Bytes> xmlContent(const PartState& part) const;

@@ -11,12 +11,6 @@
 
 namespace opc::model::detail {
 
-/// The relationships of a source, as far as they have been asked for.
-struct SourceState {
-    std::unique_ptr<RelationshipList> list;  ///< null until it is read
-    bool changed = false;
-};
-
 /// What an open package knows of one part.
 struct PartState {
     PartState(PartName partName, std::size_t partPlace) : name(std::move(partName)), place(partPlace) {}
@@ -28,7 +22,7 @@ struct PartState {
     std::shared_ptr<fl::Bytes> pending;  ///< the content to be written; null while it is the container's
     interfaces::CompressionType compression = interfaces::CompressionType::Normal;
     unsigned long sizeHint = 0;
-    SourceState relationships;
+    std::unique_ptr<RelationshipList> relationships;  ///< null until they are asked for
     bool isDeleted = false;
 };
 

@@ -24,14 +24,14 @@ bool isListed(TargetMode mode, ExcludeMode exclude) {
 }  // namespace
 
 std::vector<Relationship> RelationshipSource::getRelationships(ExcludeMode exclude) const {
-    auto records = store().relationships().of(partState()).all();
+    auto records = store().relationships(partState()).all();
     const auto isExcluded = [=](const auto& record) { return !isListed(record->mode, exclude); };
     records.erase(std::remove_if(records.begin(), records.end(), isExcluded), records.end());
     return handlesOn(std::move(records));
 }
 
 std::vector<Relationship> RelationshipSource::getRelationshipsByType(const std::u16string& type) const {
-    return handlesOn(store().relationships().of(partState()).ofType(type));
+    return handlesOn(store().relationships(partState()).ofType(type));
 }
 
 Relationship RelationshipSource::createInternalRelationship(const std::u16string& type, const URI& target,
@@ -46,19 +46,19 @@ Relationship RelationshipSource::createExternalRelationship(const std::u16string
 
 Relationship RelationshipSource::carryRelationship(const std::u16string& type, const std::u16string& target,
                                                    TargetMode mode, const std::u16string& id) {
-    return Relationship(store().relationshipsToChange().add(partState(), {nullptr, id, type, target, mode}));
+    return Relationship(store().relationshipsToChange(partState()).add({nullptr, id, type, target, mode}));
 }
 
 void RelationshipSource::deleteRelationship(const std::u16string& id) {
-    store().relationshipsToChange().remove(partState(), id);
+    store().relationshipsToChange(partState()).remove(id);
 }
 
 void RelationshipSource::deleteRelationship(const Relationship& relationship) {
-    store().relationshipsToChange().remove(partState(), relationship.record());
+    store().relationshipsToChange(partState()).remove(relationship.record());
 }
 
 void RelationshipSource::deleteRelationshipsByType(const std::u16string& type) {
-    store().relationshipsToChange().removeByType(partState(), type);
+    store().relationshipsToChange(partState()).removeByType(type);
 }
 
 }  // namespace opc::model

@@ -1,6 +1,7 @@
 #include "opc/relationships/RelationshipList.hpp"
 
 #include "fl/i18n/Conversion.hpp"
+#include "opc/Exception.hpp"
 #include "opc/MessageText.hpp"
 #include "opc/names/RelationshipsName.hpp"
 #include "opc/xml/FlatXml.hpp"
@@ -13,9 +14,6 @@ namespace opc::model::detail {
 namespace {
 
 constexpr std::string_view kListNamespace = "http://schemas.openxmlformats.org/package/2006/relationships";
-
-/// Of most sources.
-constexpr std::size_t kUsualRecords = 4;
 
 struct Range {
     char32_t first;
@@ -62,49 +60,7 @@ TargetMode targetModeOf(const XmlElement& element) {
     return TargetMode::External;
 }
 
-/// Fills a list from its XML.
-class ListHandler : public FlatXmlHandler {
-public:
-    explicit ListHandler(RelationshipList& list) : FlatXmlHandler(kListNamespace, "Relationships"), list_(list) {}
-
-private:
-    void listed(const XmlElement& element) override {
-        if (element.name.local != "Relationship") {
-            throw XmlFault{"unexpected element " + shown(element.name.local)};
-        }
-        permitOnly(element, {"Id", "Type", "Target", "TargetMode"});
-        list_.add(recordOf(element));
-    }
-
-    RelationshipRecord recordOf(const XmlElement& element) const {
-        RelationshipRecord record;
-        record.id = fl::i18n::to_ustring(required(element, "Id"));
-        if (!isNCName(record.id) || list_.has(record.id)) {
-            throw XmlFault{"the id " + shown(record.id) + " is " +
-                           (list_.has(record.id) ? "there twice" : "no NCName")};
-        }
-        const std::string_view* target = element.attribute("Target");
-        if (target == nullptr) {
-            throw XmlFault{"the relationship " + shown(record.id) + " has no 'Target'"};
-        }
-        record.type = fl::i18n::to_ustring(required(element, "Type"));
-        record.target = fl::i18n::to_ustring(*target);
-        record.mode = targetModeOf(element);
-        return record;
-    }
-
-    void forget() override { list_.clear(); }
-
-    RelationshipList& list_;
-};
-
-}  // namespace
-
-const ContentType& relationshipsType() {
-    static const ContentType& type = *new ContentType({kRelationshipsType.begin(), kRelationshipsType.end()});
-    return type;
-}
-
+/// Returns whether the text can be an XML id.
 bool isNCName(std::u16string_view text) {
     if (text.empty() || !isIn(nextCodePoint(text), kStartRanges)) {
         return false;
@@ -118,65 +74,169 @@ bool isNCName(std::u16string_view text) {
     return true;
 }
 
+/// Returns what keeps a relationship from being created; null when nothing does.
+const char* faultOf(const RelationshipRecord& record) {
+    if (!record.id.empty() && !isNCName(record.id)) {
+        return "the id is no NCName";
+    }
+    if (record.type.empty() || !toXmlText(record.type)) {
+        return "the type is empty or holds characters that XML does not permit";
+    }
+    return toXmlText(record.target) ? nullptr : "the target holds characters that XML does not permit";
+}
+
+}  // namespace
+
+const ContentType& relationshipsType() {
+    static const ContentType& type = *new ContentType({kRelationshipsType.begin(), kRelationshipsType.end()});
+    return type;
+}
+
+/// Fills a list from its XML.
+class RelationshipList::Handler : public FlatXmlHandler {
+public:
+    explicit Handler(RelationshipList& list) : FlatXmlHandler(kListNamespace, "Relationships"), list_(list) {}
+
+private:
+    void listed(const XmlElement& element) override {
+        if (element.name.local != "Relationship") {
+            throw XmlFault{"unexpected element " + shown(element.name.local)};
+        }
+        permitOnly(element, {"Id", "Type", "Target", "TargetMode"});
+        list_.insert(recordOf(element));
+    }
+
+    RelationshipRecord recordOf(const XmlElement& element) const {
+        RelationshipRecord record;
+        record.id = fl::i18n::to_ustring(required(element, "Id"));
+        const bool isTwice = list_.numbers_.count(record.id) != 0;
+        if (isTwice || !isNCName(record.id)) {
+            throw XmlFault{"the id " + shown(record.id) + " is " + (isTwice ? "there twice" : "no NCName")};
+        }
+        const std::string_view* target = element.attribute("Target");
+        if (target == nullptr) {
+            throw XmlFault{"the relationship " + shown(record.id) + " has no 'Target'"};
+        }
+        record.type = fl::i18n::to_ustring(required(element, "Type"));
+        record.target = fl::i18n::to_ustring(*target);
+        record.mode = targetModeOf(element);
+        return record;
+    }
+
+    void forget() override { list_ = RelationshipList(list_.packageName_, list_.sourceName_); }
+
+    RelationshipList& list_;
+};
+
 void RelationshipList::parse(const fl::Bytes& bytes, const std::function<std::string()>& where) {
-    ListHandler handler(*this);
+    Handler handler(*this);
     parseFlatXml(bytes, where, handler);
 }
 
 std::vector<RelationshipList::RecordPtr> RelationshipList::all() const {
     std::vector<RecordPtr> all;
-    all.reserve(positions_.size());
-    std::copy_if(records_.begin(), records_.end(), std::back_inserter(all), [](const auto& each) { return each; });
+    all.reserve(records_.size());
+    for (const auto& [number, record] : records_) {
+        all.push_back(record);
+    }
     return all;
 }
 
 std::vector<RelationshipList::RecordPtr> RelationshipList::ofType(std::u16string_view type) const {
     std::vector<RecordPtr> all;
-    const auto found = positionsByType_.find(type);
-    if (found != positionsByType_.end()) {
-        for (const std::size_t position : found->second.positions) {
-            if (records_[position]) {
-                all.push_back(records_[position]);
-            }
+    for (const auto& [number, record] : records_) {
+        if (record->type == type) {
+            all.push_back(record);
         }
     }
     return all;
 }
 
-bool RelationshipList::isTaken(std::u16string_view id) const {
-    const auto found = positions_.find(id);
-    return found != positions_.end() && !records_[found->second]->isIdChosen;
-}
-
-/// What may fail comes first; a place that is left empty then does no harm.
 RelationshipList::RecordPtr RelationshipList::add(RelationshipRecord record) {
-    const auto added = std::make_shared<RelationshipRecord>(std::move(record));
-    added->origin = origin();
-    added->isIdChosen = added->id.empty();
-    if (added->isIdChosen) {
-        added->id = freshId();
+    const auto refuse = [&](ErrorKind kind, const char* reason) {
+        throw Exception(kind, where() + ": the relationship " + shown(record.id) + " cannot be created: " + reason);
+    };
+    if (const char* fault = faultOf(record)) {
+        refuse(ErrorKind::Misuse, fault);
     }
-    if (records_.empty()) {
-        records_.reserve(kUsualRecords);
+    record.isIdChosen = record.id.empty();
+    if (record.isIdChosen) {
+        record.id = freshId();
     }
-    records_.emplace_back();
-    OfType& ofType = positionsByType_[added->type];
-    ofType.first = ofType.first ? ofType.first : added;
-    ofType.positions.push_back(records_.size() - 1);
-    const auto place = placeOf(added->id);
-    if (isAt(place, added->id)) {
-        addTaken(added->id, place);
-    } else {
-        positions_.emplace_hint(place, added->id, records_.size() - 1);
+    const auto holder = numbers_.find(record.id);
+    const std::size_t inTheWay = holder == numbers_.end() ? 0 : holder->second;
+    if (inTheWay != 0 && !records_.at(inTheWay)->isIdChosen) {
+        refuse(ErrorKind::Conflict, "the id is taken");
     }
-    records_.back() = added;
+    RecordPtr added = insert(std::move(record), inTheWay);
+    changed_ = true;
     return added;
 }
 
-/// Ids mostly come in their order.
-RelationshipList::Positions::const_iterator RelationshipList::placeOf(std::u16string_view id) const {
-    const bool isNext = positions_.empty() || Before()(std::prev(positions_.end())->first, id);
-    return isNext ? positions_.end() : positions_.lower_bound(id);
+/// All that may fail comes first: inserting nodes that are made already needs no memory.
+/// @param inTheWay  the number of the relationship that has the id, and gets another one; 0 for none.
+RelationshipList::RecordPtr RelationshipList::insert(RelationshipRecord record, std::size_t inTheWay) {
+    record.origin = origin();
+    record.number = lastNumber_ + 1;
+    const auto added = std::make_shared<const RelationshipRecord>(std::move(record));
+    Records records{{added->number, added}};
+    Numbers numbers{{added->id, added->number}};
+    if (inTheWay != 0) {
+        giveWay(inTheWay);
+    }
+    // Ids mostly come in their order, and numbers always do.
+    records_.insert(records_.end(), records.extract(records.begin()));
+    numbers_.insert(numbers_.end(), numbers.extract(numbers.begin()));
+    lastNumber_ = added->number;
+    return added;
+}
+
+/// Puts a copy of a relationship with another id in its place. Handles on it keep the id that they had.
+void RelationshipList::giveWay(std::size_t number) {
+    RecordPtr& record = records_.at(number);
+    RelationshipRecord other = *record;
+    other.id = freshId();
+    const auto moved = std::make_shared<const RelationshipRecord>(std::move(other));
+    numbers_.emplace(moved->id, number);
+    numbers_.erase(numbers_.find(record->id));
+    record = moved;
+}
+
+void RelationshipList::remove(const std::u16string& id) {
+    const auto found = numbers_.find(id);
+    if (found == numbers_.end()) {
+        throw Exception(ErrorKind::NotFound, where() + ": there is no relationship " + shown(id));
+    }
+    erase(found);
+}
+
+void RelationshipList::remove(const RelationshipRecord& record) {
+    const auto found = records_.find(record.number);
+    if (record.origin != origin_ || found == records_.end()) {
+        throw Exception(ErrorKind::NotFound, where() + ": there is no relationship " + shown(record.id));
+    }
+    erase(numbers_.find(found->second->id));
+}
+
+void RelationshipList::removeByType(std::u16string_view type) noexcept {
+    for (auto each = records_.begin(); each != records_.end();) {
+        const RecordPtr record = (each++)->second;
+        if (record->type == type) {
+            erase(numbers_.find(record->id));
+        }
+    }
+}
+
+void RelationshipList::erase(Numbers::const_iterator place) noexcept {
+    const std::size_t number = place->second;
+    numbers_.erase(place);  // first, as its key is a view of the record's id
+    records_.erase(number);
+    changed_ = true;
+}
+
+/// Returns the file and the source for messages.
+std::string RelationshipList::where() const {
+    return "package '" + std::string(packageName_) + "', part " + shown(sourceName_);
 }
 
 const std::shared_ptr<const RelationshipOrigin>& RelationshipList::origin() {
@@ -192,58 +252,14 @@ std::u16string RelationshipList::freshId() {
     do {
         const std::string number = std::to_string(++lastFreshId_);
         id = u"rId" + std::u16string(number.begin(), number.end());
-    } while (has(id));
+    } while (numbers_.count(id) != 0);
     return id;
-}
-
-/// The relationship that has the id gets another one.
-void RelationshipList::addTaken(std::u16string_view id, Positions::const_iterator holder) {
-    Positions single;
-    single.emplace(id, records_.size() - 1);
-    RelationshipRecord& record = *records_[holder->second];
-    std::u16string other = freshId();
-    Positions::node_type node = positions_.extract(holder);
-    record.id.swap(other);
-    node.key() = record.id;
-    positions_.insert(std::move(node));
-    positions_.insert(single.extract(single.begin()));
-}
-
-bool RelationshipList::remove(std::u16string_view id) noexcept {
-    const auto found = positions_.find(id);
-    if (found == positions_.end()) {
-        return false;
-    }
-    const auto removed = std::move(records_[found->second]);  // the key is a view of its id
-    positions_.erase(found);
-    compact();
-    return true;
-}
-
-bool RelationshipList::remove(const RelationshipRecord& record) noexcept {
-    const auto found = positions_.find(record.id);
-    return found != positions_.end() && records_[found->second].get() == &record && remove(record.id);
-}
-
-bool RelationshipList::removeByType(std::u16string_view type) noexcept {
-    const auto found = positionsByType_.find(type);
-    const std::size_t before = positions_.size();
-    if (found != positionsByType_.end()) {
-        for (const std::size_t position : found->second.positions) {
-            if (const auto removed = std::move(records_[position])) {
-                positions_.erase(removed->id);
-            }
-        }
-        positionsByType_.erase(found);
-        compact();
-    }
-    return positions_.size() != before;
 }
 
 fl::Bytes RelationshipList::toXml() const {
     XmlWriter xml;
     xml.start("Relationships").attribute("xmlns", kListNamespace);
-    for (const RecordPtr& record : all()) {
+    for (const auto& [number, record] : records_) {
         xml.start("Relationship").attribute("Id", fl::i18n::to_string(record->id));
         xml.attribute("Type", fl::i18n::to_string(record->type));
         xml.attribute("Target", fl::i18n::to_string(record->target));
@@ -253,25 +269,6 @@ fl::Bytes RelationshipList::toXml() const {
         xml.end();
     }
     return xml.end().finish();
-}
-
-/// Closes the gaps, but only when there are as many of them as records: that keeps removal cheap. The lists of
-/// positions get shorter, so they need no memory.
-void RelationshipList::compact() noexcept {
-    if (records_.size() <= 2 * positions_.size()) {
-        return;
-    }
-    records_.erase(std::remove(records_.begin(), records_.end(), nullptr), records_.end());
-    for (auto& [type, ofType] : positionsByType_) {
-        ofType.positions.clear();
-    }
-    for (std::size_t at = 0; at != records_.size(); ++at) {
-        positions_.find(records_[at]->id)->second = at;
-        positionsByType_.find(records_[at]->type)->second.positions.push_back(at);
-    }
-    for (auto each = positionsByType_.begin(); each != positionsByType_.end();) {
-        each = each->second.positions.empty() ? positionsByType_.erase(each) : std::next(each);
-    }
 }
 
 }  // namespace opc::model::detail

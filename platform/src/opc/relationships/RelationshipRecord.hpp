@@ -18,7 +18,7 @@ struct RelationshipOrigin {
     URI base;                 ///< which targets are resolved against: the same as a reference
 };
 
-/// What all handles on a relationship share. Nothing but an id that this library chose ever changes.
+/// What all handles on a relationship share. It never changes.
 struct RelationshipRecord {
     std::shared_ptr<const RelationshipOrigin> origin;
     std::u16string id;
@@ -26,6 +26,7 @@ struct RelationshipRecord {
     std::u16string target;
     TargetMode mode = TargetMode::Internal;
     bool isIdChosen = false;  ///< by this library, for a relationship that is not in the file yet
+    std::size_t number = 0;   ///< tells it from all others of its origin, also when it gets another id
 };
 
 /// The part that an internal relationship names, whether there is such a part or not; nothing for an
