@@ -58,7 +58,7 @@ public:
 
     const ReadableFile* written() override {
         requirePending();
-        written_ = std::make_unique<MemoryFile>(content_);
+        written_ = std::make_unique<const MemoryFile>(content_);
         return written_.get();
     }
 
@@ -88,7 +88,7 @@ private:
     Content replaced_;
     /// Null after commit and discard.
     std::shared_ptr<MemoryStorage::Bytes> content_ = std::make_shared<MemoryStorage::Bytes>();
-    std::unique_ptr<MemoryFile> written_;
+    std::unique_ptr<const ReadableFile> written_;
 };
 
 MemoryStorage::MemoryStorage() = default;
