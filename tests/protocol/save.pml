@@ -1,35 +1,53 @@
-/* The protocol of a save: two writers of ours, another program, and a sweep, each of which may be killed at any step;
+/* The protocol of a save: two or three writers of ours, other programs, and a sweep, each of which may be killed at any step;
    the power may fail at any step too, which check() sees to by looking at all that the disk may then hold.
 
    A file is the set of saves that it contains. A save contains those of the version that was opened, and itself; the
    other program looks at nothing and knows of no lock, but makes its versions from the one that it replaces.
 
-   Left out by definition: no sync of the file, of the folder; no lock; no look at what a sweep is about to take.
-   RENAME: the file system cannot exchange names. QUIET: there is no other program. */
+   A third program has the file open and writes in place, once: its save is in whatever file that is by then. What it
+   writes to a version that was displaced and looked at already cannot be had, and is left out.
 
-#define OLD 1                   /* the file in the beginning; 2 and 3 are the writers', 4 and 5 the other program's */
+   Left out by definition: no sync of the file, of the folder; no lock; no look at what a sweep is about to take, or
+   none at what is written in place.
+   RENAME: the file system cannot exchange names. QUIET: there is no other program that replaces the file, IN_PLACE: there
+   is one that writes in place. GIVE_UP: a writer may wait for a lock in vain, and go on. THREE: there are three
+   writers. */
+
+#ifdef THREE
+#define WRITERS 3
+#else
+#define WRITERS 2
+#endif
+#define OLD 1                   /* the file in the beginning; then come those of the writers and of the other program */
 #define FRESH(w) (2 + w)
+#define OTHERS (2 + WRITERS)
+#define FILES (OTHERS + 2)
 #define BIT(i) (1 << (i))
-#define SWEEP 3                 /* as a holder of locks; the writers are 1 and 2 */
+#define INTO_PLACE BIT(FILES)   /* the save of the program that writes in place */
+#define SWEEP (WRITERS + 1)     /* as a holder of locks; the writers come before */
 
 byte name = OLD;                /* what the names stand for; 0: nothing */
-byte temp[2];
-byte replaced[2];               /* what the temporary's name tells of the file that is to be replaced; 0: not yet */
-bool alive[2];
-byte lock[6];
-byte contains[6];               /* sets of saves */
-byte beside[6];                 /* those that lay beside when the name stood for a file */
+byte temp[WRITERS];
+byte replaced[WRITERS];         /* what the temporary's name tells of the file that is to be replaced; 0: not yet */
+bool alive[WRITERS];
+byte lock[FILES];
+byte contains[FILES];           /* sets of saves */
+byte beside[FILES];             /* those that lay beside when the name stood for a file */
+byte dirty;                     /* the file that was written to in place; 0: none */
 byte done;                      /* the saves that were told to have worked, */
 byte durable;                   /* and those that were told to survive a loss of power */
 byte told;                      /* the saves that a conflict has named as lying beside */
+byte looked;                    /* the displaced versions that were found to be what was opened */
 bool killed;
 byte whole = BIT(OLD);          /* the files that are on the disk, */
 byte possible = BIT(OLD);       /* and those that the name may stand for after a loss of power */
 
 /* What lies beside the file. When another program comes between, a version is there until it has its name back, and
    stays there when the writer is killed before that. */
-#ifdef QUIET
+#if defined(QUIET) && !defined(IN_PLACE) && !defined(GIVE_UP)
 #define BESIDE 0
+#elif defined(THREE)
+#define BESIDE (contains[temp[0]] | contains[temp[1]] | contains[temp[2]])
 #else
 #define BESIDE (contains[temp[0]] | contains[temp[1]])
 #endif
@@ -40,9 +58,9 @@ inline check() {
     beside[name] = BESIDE;
     i = OLD;
     do
-    :: i == 6 -> break
-    :: i < 6 && (possible & BIT(i)) -> assert((durable & ~(contains[i] | beside[i])) == 0); i++
-    :: i < 6 && !(possible & BIT(i)) -> i++
+    :: i == FILES -> break
+    :: i < FILES && (possible & BIT(i)) -> assert((durable & ~(contains[i] | beside[i])) == 0); i++
+    :: i < FILES && !(possible & BIT(i)) -> i++
     od
 }
 
@@ -66,8 +84,8 @@ inline syncFolder() {
 inline unlockAll() {
     i = 0;
     do
-    :: i == 6 -> break
-    :: i < 6 -> lock[i] = (lock[i] == me -> 0 : lock[i]); i++
+    :: i == FILES -> break
+    :: i < FILES -> lock[i] = (lock[i] == me -> 0 : lock[i]); i++
     od
 }
 
@@ -80,11 +98,15 @@ proctype Writer(byte w) {
     STEP(whole = whole | BIT(FRESH(w)));
 #endif
 #ifndef NO_LOCK
+#ifdef GIVE_UP
+    STEP(if :: lock[opened] == 0 -> lock[opened] = me :: lock[opened] != 0 fi);
+#else
     STEP(lock[opened] == 0 -> lock[opened] = me);
 #endif
+#endif
     if
-    :: name == opened
-    :: name != opened -> goto discard
+    :: name == opened && dirty != opened
+    :: name != opened || dirty == opened -> goto discard
     fi;
     STEP(replaced[w] = opened);
 #ifdef RENAME
@@ -92,8 +114,9 @@ proctype Writer(byte w) {
 #else
     STEP(exchange());
     if
-    :: temp[w] == opened -> STEP(temp[w] = 0)
-    :: temp[w] != opened ->
+    :: atomic { temp[w] == opened && dirty != opened -> looked = looked | BIT(opened) }; STEP(temp[w] = 0)
+    :: temp[w] == 0             /* swept already, as what nobody misses */
+    :: temp[w] != 0 && (temp[w] != opened || dirty == opened) ->
         STEP(exchange());
         STEP(if :: temp[w] != FRESH(w) -> exchange() :: else fi);
         STEP(syncFolder());
@@ -113,10 +136,10 @@ end:
 
 proctype Other() {
     byte i;
-    byte version = 4;
+    byte version = OTHERS;
     do
-    :: version == 6 -> break
-    :: version < 6 ->
+    :: version == FILES -> break
+    :: version < FILES ->
         atomic {
             contains[version] = contains[name] | BIT(version);
             whole = whole | BIT(version);
@@ -130,15 +153,43 @@ proctype Other() {
     od
 }
 
-#define NOBODY_MISSES(file) (replaced[w] == 0 || file == FRESH(w) || file == replaced[w])
+/* Has the file open from some moment on; the lock of a writer does not keep it. */
+proctype InPlace() {
+    byte i;
+    byte opened = name;
+    if
+    :: atomic {
+        (looked & BIT(opened)) == 0 ->
+            contains[opened] = contains[opened] | INTO_PLACE;
+            dirty = opened;
+            done = done | INTO_PLACE;
+            check()
+    }
+    :: true
+    fi
+}
+
+#ifdef NO_CONTENT
+#define IS_KNOWN(file) (file == FRESH(w) || file == replaced[w])
+#else
+#define IS_KNOWN(file) (dirty != file && (file == FRESH(w) || file == replaced[w]))
+#endif
+#define NOBODY_MISSES(file) (replaced[w] == 0 || IS_KNOWN(file))
+
+/* A writer that has waited for a lock in vain does not have it; the version that it replaced is not missed. */
+#ifdef GIVE_UP
+#define IS_GIVEN_UP(file) (file == replaced[w])
+#else
+#define IS_GIVEN_UP(file) false
+#endif
 
 /* Any temporary may be an hour old: also the version that a writer has just displaced. */
 proctype Sweep() {
     byte i, w, file;
     byte me = SWEEP;
     do
-    :: w == 2 -> break
-    :: w < 2 ->
+    :: w == WRITERS -> break
+    :: w < WRITERS ->
         file = temp[w];
         if
 #ifndef NO_LOOK
@@ -146,7 +197,7 @@ proctype Sweep() {
 #else
         :: file != 0;
 #endif
-            atomic { assert(!alive[w]); temp[w] = 0; check() };
+            atomic { assert(!alive[w] || IS_GIVEN_UP(file)); temp[w] = 0; check() };
             atomic { unlockAll() }
         :: true
         fi;
@@ -158,6 +209,12 @@ init {
     atomic {
         run Writer(0);
         run Writer(1);
+#ifdef THREE
+        run Writer(2);
+#endif
+#ifdef IN_PLACE
+        run InPlace();
+#endif
         run Sweep();
 #ifndef QUIET
         run Other()

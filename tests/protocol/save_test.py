@@ -16,6 +16,13 @@ VARIANTS = [
     (["NO_FILE_SYNC"], False),
     (["NO_FOLDER_SYNC"], False),
     (["NO_LOOK"], False),
+    (["GIVE_UP", "QUIET"], True),
+    (["GIVE_UP"], False),  # nor where a lock is never let go of
+    (["GIVE_UP", "RENAME", "QUIET"], False),
+    (["IN_PLACE", "QUIET"], True),
+    (["IN_PLACE", "QUIET", "NO_CONTENT"], False),
+    (["THREE", "QUIET"], True),
+    (["THREE", "QUIET", "NO_LOCK"], False),
 ]
 
 
