@@ -14,10 +14,10 @@
 /// foundation::core::except::IInternalException. Failures of the package library
 /// (opc::Exception) that happen outside of opening and closing a file pass through unwrapped.
 ///
-/// What is made from an opc::Exception (the two generic classes and FlowbookFileReaderPackageNotFound) tells what a
-/// caller would do next: errorInfo()->values["kind"] of the framework's interface is "not-found", "input-output" (the
+/// What is made from an opc::Exception (the two generic classes and FlowbookFileReaderPackageNotFound) has a kind:
+/// errorInfo()->values["kind"] of the framework's interface is "not-found", "input-output" (the
 /// storage failed), "damaged" (no package, or one that breaks its rules), "limit" (larger than the limits permit),
-/// "conflict" (somebody else changed the file), "not-durable" (saved, but not confirmed to survive power loss) or
+/// "conflict" (another program changed the file), "not-durable" (saved, but not confirmed to survive power loss) or
 /// "misuse". All others have no error information, nor has any where a host's package library knows no kinds.
 ///
 /// Exceptions are values that own their texts; they may be copied between threads.

@@ -31,7 +31,7 @@ public:
 
     /// A new flowbook: an empty document part, an empty output part, and the package relationships to
     /// them. Reads the user's settings for the layout of the output part.
-    /// @throws whatever the settings throw, such as std::runtime_error for a file that is not JSON.
+    /// @throws what the settings throw, such as std::runtime_error for a file that is not JSON.
     FlowbookFilePackage();
 
     /// Copies of the given parts and package relationships, in their order; the arguments are not

@@ -53,7 +53,7 @@ public:
 
     /// The core properties, read anew on each call. An absent one (but for the release, which is then
     /// empty) gives FlowbookPropertyNotFound, an empty one the empty string, a faulty one, such as a date
-    /// that is none, opc::Exception, which tells the part, the element and its value; the others can be read.
+    /// that is none, opc::Exception, which names the part, the element and its value; the others can be read.
     std::u16string getTitle() const;
     std::u16string getDescription() const;
     std::u16string getVersion() const;

@@ -55,7 +55,7 @@ public:
     /// next one writes the text.
     ///
     /// A part of another form is made anew, under its name and with its relationships, but for those whose targets are
-    /// no URI references, which nobody can follow.
+    /// no URI references, which cannot be followed.
     ///
     /// A call that throws leaves the part as it was, and so does setEncryptedRichTARMICCode(). Only when memory runs
     /// out while the content is put in its place the part may be incomplete: close(false) then refuses until a call
@@ -90,7 +90,7 @@ public:
     /// but for those whose part cannot be read, which stays as it is) and commits; with true, drops every change. The
     /// writer is then good for getBackupFileName() only.
     /// @throws FlowbookFileWriterGenericException when the package library fails. The file is then as it
-    ///         was, but for one case, which the message tells: it was replaced and could not be confirmed
+    ///         was, but for one case, which the message names: it was replaced and could not be confirmed
     ///         durable.
     void close(bool revertChanges);
 

@@ -2,7 +2,7 @@
 
 #include "flowbook/FlowbookExport.hpp"
 
-// Data rather than functions, so that a tool can tell the version of a library file without loading it.
+// Data rather than functions, so that a tool can find the version of a library file without loading it.
 extern "C" {
 
 /// The version of the loaded library, "major.minor.patch".

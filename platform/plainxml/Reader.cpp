@@ -27,7 +27,7 @@ constexpr bool isNameCharacter(char c) { return isNameStart(c) || (c >= '0' && c
 /// What may stand in an attribute's value and means itself.
 constexpr bool isPlainInValue(char c) { return c >= ' ' && c < 0x7F && c != '"' && c != '\'' && c != '&' && c != '<'; }
 
-/// Tells the characters of a kind, of ASCII only, by looking them up.
+/// A set of ASCII characters as a table, so that one look-up finds whether a character is in it.
 template <bool is(char)>
 constexpr std::array<bool, 256> charactersThat() {
     std::array<bool, 256> table{};

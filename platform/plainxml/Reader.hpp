@@ -9,7 +9,7 @@ namespace plainxml {
 
 /// Reads the plain subset of XML in one pass over UTF-8 bytes: elements and attributes with ASCII names in namespaces,
 /// text, CDATA sections, the five predefined entities and character references. Comments and processing instructions
-/// are passed over. It is sure of what it tells: a document
+/// are passed over. It reports only what it is sure of: a document
 /// that it reads to its end is well-formed (XML 1.0 and Namespaces in XML 1.0), and any other parser reads it alike.
 /// All else is Odd, be it malformed or merely unusual (names beyond ASCII, an encoding, deep nesting): another parser
 /// has to decide.
@@ -40,7 +40,7 @@ public:
     unsigned char& meaning() noexcept { return tag_->meaning; }
     /// Null when the element has no such attribute.
     const Attribute* attribute(std::string_view ns, std::string_view local) const noexcept;
-    /// All of them, namespace declarations aside, in the order of the document; after an end tag they tell nothing.
+    /// All of them, namespace declarations aside, in the order of the document; after an end tag there are none.
     const Attribute* attributesBegin() const noexcept { return firstAttribute_; }
     const Attribute* attributesEnd() const noexcept { return firstAttribute_ + attributeCount_; }
 

@@ -20,7 +20,7 @@ inline const std::u16string& kOutputContentType = kept(u"text/xml");
 inline const std::u16string& kDefaultCoreContentType = kept(u"application/vnd.pellarion.tarmic.code");
 inline const std::u16string& kDefaultCoreContentTypeFriendlyName = kept(u"TARMIC Code");
 
-/// Parameters of the document part's content type, which tell the form of its content: none for rich
+/// Parameters of the document part's content type, which state the form of its content: none for rich
 /// code in clear.
 inline const std::u16string& kPlainCodeParameter = kept(u"plaincode");
 inline const std::u16string& kPlainCodeValue = kept(u"true");

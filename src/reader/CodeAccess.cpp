@@ -24,7 +24,7 @@ std::string_view asText(const std::vector<unsigned char>& bytes) {
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
-/// @throws fl::i18n::ConversionError that tells which part of which file is not UTF-8.
+/// @throws fl::i18n::ConversionError that names the file and the part that is not UTF-8.
 std::u16string toUstring(const std::vector<unsigned char>& utf8, const std::u16string& fileName, const Part& part) {
     try {
         return fl::i18n::codecvt_string_to_ustring("UTF-8")(asText(utf8));

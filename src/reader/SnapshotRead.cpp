@@ -79,7 +79,7 @@ public:
 private:
     static constexpr std::size_t kShownName = 100;
 
-    /// Not in the order of an alphabet, but soon told.
+    /// Orders by length first, which is cheaper; the order itself does not matter.
     struct Before {
         bool operator()(const std::u16string& a, const std::u16string& b) const noexcept {
             return a.size() != b.size() ? a.size() < b.size()

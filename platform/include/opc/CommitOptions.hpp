@@ -8,7 +8,7 @@
 namespace opc {
 
 /// How a host's package library is asked to commit a package. This one keeps no backup of the file that it
-/// replaces, which is whole until it is replaced: Package::close() takes no options, and nobody calls the
+/// replaces, which is whole until it is replaced: Package::close() takes no options, and nothing calls the
 /// function that is given here.
 class PXPLATFORM_EXPORT CommitOptions {
 public:

@@ -7,18 +7,18 @@
 
 namespace opc {
 
-/// What a caller does next is told by the kind.
+/// The kinds of failures. Callers decide by the kind what to do next.
 enum class ErrorKind {
     NotFound,       ///< no such package or part
     InputOutput,    ///< the storage failed
     Damaged,        ///< the file is not a package, or breaks its rules
     LimitExceeded,  ///< the file is larger than the limits permit
-    Conflict,       ///< somebody else changed the file, or what is to be created exists
+    Conflict,       ///< another program changed the file, or what is to be created exists
     NotDurable,     ///< committed, but not confirmed to survive power loss
     Misuse          ///< an argument or the moment of the call is wrong
 };
 
-/// "not-found", "input-output", "damaged", "limit", "conflict", "not-durable" or "misuse"; lives as long as the
+/// Returns "not-found", "input-output", "damaged", "limit", "conflict", "not-durable" or "misuse"; lives as long as the
 /// process.
 PXPLATFORM_EXPORT const char* nameOf(ErrorKind kind) noexcept;
 

@@ -5,7 +5,7 @@
 namespace opc {
 
 /// What a package may ask of the process that opens it; anything beyond is refused with ErrorKind::LimitExceeded,
-/// naming the limit. The same limits hold for what is written, so that whatever was saved can be opened again.
+/// naming the limit. The same limits hold for what is written, so that everything that was saved can be opened again.
 struct Limits {
     /// Entries of the container, folders included. Bounds the tables that an open package keeps.
     std::uint64_t maxEntries = 16384;

@@ -14,8 +14,8 @@ namespace detail {
 PXPLATFORM_EXPORT extern std::atomic<unsigned> enabledLevels;
 }  // namespace detail
 
-/// Who shows the diagnostics. Boost.Log cannot tell whether a host has registered sinks of its own, so the
-/// host says it.
+/// Selects what shows the diagnostics. Boost.Log cannot report whether a host has registered sinks of its own, so the
+/// host states it.
 enum class diagnostic_output {
     standard_error,  ///< a sink on the standard error shows them, beside all sinks of the host
     host_sinks       ///< the sinks that the host registered, or Boost.Log's default sink where there are none

@@ -13,7 +13,7 @@
 
 namespace opc::interfaces {
 
-/// One named entry of a container, as its index tells. Folder entries are not listed.
+/// One named entry of a container, as the index describes it. Folder entries are not listed.
 struct PhysicalEntry {
     std::string name;          ///< UTF-8, without a leading slash
     std::uint64_t size;        ///< bytes of the content

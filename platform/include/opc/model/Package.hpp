@@ -23,13 +23,13 @@ public:
     /// @throws opc::model::PackageNotFound, opc::Exception; the package is not open then.
     void open(interfaces::OpenMode mode);
 
-    /// Commits the changes, if there are any, and lets go of the file. Every entry that was not changed
+    /// Commits the changes, if there are any, and closes the file. Every entry that was not changed
     /// is carried over as it is stored, entries that are no parts included. When it throws, the file
     /// is as it was (unless the kind is NotDurable), and the package is still open with its changes,
     /// to be reverted or tried again.
     void close();
 
-    /// Drops the changes and lets go of the file. Never fails.
+    /// Discards the changes and closes the file. It never fails.
     void revert() noexcept;
 
     bool hasPart(const PartName& name) const;

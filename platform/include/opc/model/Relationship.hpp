@@ -33,7 +33,7 @@ public:
     /// fragment included. @throws opc::Exception when the text is no URI reference.
     URI getTargetURI() const;
 
-    /// What tells this relationship from any other.
+    /// Returns what identifies this relationship.
     const detail::RelationshipRecord& record() const noexcept { return *record_; }
 
 private:

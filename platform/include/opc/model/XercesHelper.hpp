@@ -44,7 +44,7 @@ public:
                                                         bool adoptDocument, const std::u16string& publicId,
                                                         const std::u16string& systemId);
 
-    /// As above, from bytes in UTF-8 or UTF-16; whatever the stream throws passes through.
+    /// As above, from bytes in UTF-8 or UTF-16; an exception of the stream passes through.
     static xercesc::DOMDocument* readDocumentFromStream(xercesc::DOMLSParser* parser, InputStream& stream,
                                                         bool adoptDocument, const std::u16string& publicId,
                                                         const std::u16string& systemId);

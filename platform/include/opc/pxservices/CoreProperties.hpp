@@ -19,7 +19,7 @@ namespace opc::pxservices {
 /// Reading is forgiving: text may have a language, a date may lack its type and its zone (it is UTC then) and have
 /// any precision. What is faulty all the same fails the getter of its own property only: an element that is there
 /// twice, that holds other elements, or a date that is none of the years 1400 to 9999. Getters throw opc::Exception
-/// of kind Damaged then, which tells the file, the part, the line, the element and its value. When a part cannot be
+/// of kind Damaged then, which names the file, the part, the line, the element and its value. When a part cannot be
 /// read at all, the getters of all that it holds throw, with kind Damaged or LimitExceeded. A property that was set is
 /// given back as it was set.
 class PXPLATFORM_EXPORT CoreProperties {
@@ -49,7 +49,7 @@ public:
     Text getContentTypeFriendlyName() const;
     Time getCreatedTime() const;
     Time getLastModifiedTime() const;
-    /// Empty when the package does not tell.
+    /// Returns none when the package does not contain it.
     std::u16string getTARMICRelease() const;
 
     void setTitle(const std::u16string& value);

@@ -34,7 +34,7 @@ public:
     /// A part that cannot be read stays as it is when nothing but the last modified time, or the TARMIC release, was
     /// set in it, as every save does; so does one that these would make larger than the limit.
     /// @throws opc::Exception, with nothing changed, when another property was set in such a part, a value cannot be
-    ///         held by XML (kind Misuse), or a part would be larger than opc::Limits permit, as nobody could read it
+    ///         held by XML (kind Misuse), or a part would be larger than opc::Limits permit, as it could not be read
     ///         again (kind LimitExceeded); also when the package is not open for writing.
     void setCoreProperties(const CoreProperties& properties);
 

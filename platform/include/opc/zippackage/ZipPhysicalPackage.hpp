@@ -13,7 +13,7 @@ namespace opc::zippackage {
 /// Only a line break may follow the end; the next commit drops it.
 class PXPLATFORM_EXPORT ZipPhysicalPackage : public interfaces::IPhysicalPackage {
 public:
-    /// @param verifyContent  hosts pass true. Contents are always verified, whatever is passed.
+    /// @param verifyContent  hosts pass true. Contents are verified in either case.
     ZipPhysicalPackage(const std::u16string& fileName, const FileSystemOpsSelector& selector, bool verifyContent,
                        const Limits& limits = Limits());
     ~ZipPhysicalPackage() override;

@@ -10,7 +10,7 @@
 
 namespace opc::model::detail {
 
-/// The container that a package lies in: reads its entries within the limits, and tells where a failure was.
+/// The container that a package lies in: reads its entries within the limits, and names file and part for messages.
 class Container {
 public:
     explicit Container(interfaces::IPhysicalPackage& physical) : physical_(&physical), name_(physical.displayName()) {}

@@ -33,7 +33,7 @@ class ContentTypes {
 public:
     using Pointer = std::shared_ptr<const DeclaredType>;
 
-    /// The stream's name, as messages and the index tell it.
+    /// The name of the stream in messages and in the index of names.
     static constexpr std::string_view kName = "/[Content_Types].xml";
 
     /// Fills an empty object. @throws as parseFlatXml().

@@ -14,7 +14,7 @@ struct PartState;
 
 /// All the names of a package, folded, with what they stand for. Parts come before what is no part, and the slash sorts
 /// lowest, so that the names that derive from one follow it directly: whether a name is taken (M1.12) or derives from a
-/// part's or a part's from it (M1.11) is told by the neighbours of its place.
+/// part's or a part's from it (M1.11) can be seen from the neighbours of its place.
 class NameIndex {
 public:
     /// A name and what it stands for: a part, or the entries of what a package does not list.

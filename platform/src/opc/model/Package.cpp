@@ -35,7 +35,7 @@ void Package::open(interfaces::OpenMode mode) {
         throw Exception(ErrorKind::Misuse, "the package '" + physical.displayName() + "' is open already");
     }
     // A store of its own for every opening: handles of an earlier one must not reach into this one.
-    if (store().wasOpened()) {
+    if (store().isUsed()) {
         setStore(std::make_shared<detail::PackageStore>(physical));
     }
     store().open(mode);

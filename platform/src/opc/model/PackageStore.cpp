@@ -10,7 +10,7 @@ namespace opc::model::detail {
 using interfaces::OpenMode;
 
 void PackageStore::open(OpenMode mode) {
-    wasOpened_ = true;
+    isUsed_ = true;
     physical().open(mode);
     mode_ = mode;
     open_ = true;

@@ -20,12 +20,13 @@ public:
     PackageStore& operator=(const PackageStore&) = delete;
 
     bool isOpen() const noexcept { return open_; }
-    /// Or was to be.
-    bool wasOpened() const noexcept { return wasOpened_; }
+
+    /// Returns whether open() was called, also when it failed: a store serves one opening.
+    bool isUsed() const noexcept { return isUsed_; }
     interfaces::OpenMode mode() const noexcept { return mode_; }
     interfaces::IPhysicalPackage& physical() const noexcept { return container_.physical(); }
 
-    /// At most once. When it throws, the container has been let go of.
+    /// Opens the container. May be called once; when it throws, the container is closed.
     void open(interfaces::OpenMode mode);
     void close();
     void revert() noexcept;
@@ -53,7 +54,7 @@ private:
     Container container_;
     interfaces::OpenMode mode_ = interfaces::OpenMode::ReadOnly;
     bool open_ = false;
-    bool wasOpened_ = false;
+    bool isUsed_ = false;
     PartTable parts_{container_};
     RelationshipTable relationships_{container_, parts_};
 };

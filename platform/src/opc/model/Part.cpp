@@ -25,7 +25,7 @@ struct OwnBytes {
     fl::Bytes bytes;
 };
 
-/// Gives its bytes away instead of having them copied where nobody can tell.
+/// Hands its bytes over instead of copying them, where nothing was read from it before and the caller collects bytes.
 class StoredContentStream : private OwnBytes, public ByteArrayInAdaptor {
 public:
     explicit StoredContentStream(fl::Bytes content) : OwnBytes{std::move(content)}, ByteArrayInAdaptor(bytes) {}
@@ -75,7 +75,7 @@ private:
     int exceptionsBefore_ = std::uncaught_exceptions();
 };
 
-/// Harmless, if useless, when the part is gone.
+/// Writing to a part that was deleted meanwhile has no effect.
 class ContentOutputStream : private ContentReplacement, public ByteArrayOutAdaptor {
 public:
     ContentOutputStream(const std::shared_ptr<detail::PackageStore>& store, const detail::PartState& part)

@@ -25,7 +25,7 @@ void PartTable::read() {
     std::string name = "/";
     for (const LogicalEntry& entry : logical) {
         name.resize(1);
-        sortIn(name.append(entry.name), entry.entries);
+        classify(name.append(entry.name), entry.entries);
     }
 }
 
@@ -40,7 +40,7 @@ void PartTable::readContentTypes(const std::vector<LogicalEntry>& entries) {
     contentTypes_.parse(container_.readXml(found->entries, name), [&] { return container_.where(name); });
 }
 
-void PartTable::sortIn(const std::string& entryName, const Entries& entries) {
+void PartTable::classify(const std::string& entryName, const Entries& entries) {
     const auto refuse = [&](const char* reason) {
         throw Exception(ErrorKind::Damaged, container_.where(entryName) + reason);
     };

@@ -80,7 +80,7 @@ public:
 
 private:
     void readContentTypes(const std::vector<LogicalEntry>& entries);
-    void sortIn(const std::string& entryName, const Entries& entries);
+    void classify(const std::string& entryName, const Entries& entries);
     void refuseTaken(const PartName& name) const;
     void drop(const Entries& entries) noexcept;
     void dropRelationships(const std::string& foldedName) noexcept;

@@ -21,7 +21,7 @@ constexpr bool isOneOf(char16_t c, std::string_view set) {
     return c < 0x80 && set.find(static_cast<char>(c)) != std::string_view::npos;
 }
 
-/// A class of characters, told by looking them up.
+/// A set of ASCII characters as a table, so that one look-up finds whether a character is in it.
 class AsciiClass {
 public:
     /// Letters, digits and `others`.

@@ -39,7 +39,8 @@ void appendEncoded(unsigned char octet, std::string& to) {
 
 constexpr detail::AsciiClass kUriCharacters("-._~!$&'()*+,;=:@/?#[]");
 
-/// Whether a URI may hold `c` somewhere. Brackets are told apart by where they are, a "%" by what follows it.
+/// Whether a URI may hold `c` somewhere. Whether brackets and "%" are permitted depends on their place, which is
+/// checked elsewhere.
 bool isUriCharacter(char c) { return kUriCharacters.has(static_cast<unsigned char>(c)); }
 
 std::string percentEncoded(const std::u16string& text) {

@@ -38,7 +38,7 @@ SourcePtr readSource(const PackageStore& store, const Part& part, const Property
     return source;
 }
 
-/// Remembers what was read last. As long as nobody writes the part, the same entries of one opening of a package hold
+/// Remembers what was read last. As long as the part is not written, the same entries of one opening of a package hold
 /// the same.
 class Remembered {
 public:

@@ -54,7 +54,7 @@ bool isUtf16(const fl::Bytes& xml) {
     return first == 0xFFFE || first == 0xFEFF || first == '<' || first == '<' << 8;
 }
 
-/// Such a document in UTF-8, without its declaration, which would tell of the old encoding.
+/// Such a document in UTF-8, without its declaration, which names the old encoding.
 /// @param where  the file and the part, for messages. @throws opc::model::InvalidXMLDocument.
 fl::Bytes utf8Of(const fl::Bytes& xml, const std::string& where) {
     try {

@@ -20,7 +20,7 @@ struct PropertySchema {
     const char* emptyDocument;
     const PropertyField* fields;
     std::size_t count;
-    std::size_t stamp;  ///< the field that every save sets, which nobody asked for
+    std::size_t stamp;  ///< the field that every save sets without being asked
 };
 
 constexpr char kSchemaInstance[] = "http://www.w3.org/2001/XMLSchema-instance";

@@ -26,7 +26,7 @@ struct RelationshipRecord {
     std::u16string target;
     TargetMode mode = TargetMode::Internal;
     bool isIdChosen = false;  ///< by this library, for a relationship that is not in the file yet
-    std::size_t number = 0;   ///< tells it from all others of its origin, also when it gets another id
+    std::size_t number = 0;   ///< identifies it within its origin, also when it gets another id
 };
 
 /// The part that an internal relationship names, whether there is such a part or not; nothing for an

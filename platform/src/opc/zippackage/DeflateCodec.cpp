@@ -12,7 +12,7 @@ namespace {
 
 constexpr int kLevel = 6;
 
-// Whether a content is without repetitions is found out in two steps. Text is told by its bytes, which are not evenly
+// Whether a content is without repetitions is found out in two steps. The bytes of text are not evenly
 // spread: one KiB of every 8 is looked at, at no regular distance. Then samples, one of each MiB up to 16, are searched
 // for repetitions; in a large content they are longer than the distance over which deflate finds any.
 constexpr std::size_t kSmallestSampled = std::size_t{64} << 10;

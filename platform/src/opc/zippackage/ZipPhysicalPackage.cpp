@@ -212,7 +212,7 @@ bool ZipPhysicalPackage::Impl::isUnchanged(const std::vector<PlannedEntry>& plan
            });
 }
 
-/// Whatever is written can be opened again, so the reader's rules hold here.
+/// Refuses what could not be opened again: the reader's rules hold for what is written.
 void ZipPhysicalPackage::Impl::checkPlan(const std::vector<PlannedEntry>& plan, const std::string& doing) const {
     ZipLimitCheck limitCheck(doing, limits_);
     limitCheck.checkCount(plan.size());

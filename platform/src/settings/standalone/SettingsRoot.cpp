@@ -32,7 +32,7 @@ std::string environment(const char* name) {
     return value == nullptr ? "" : value;
 }
 
-/// Empty when nothing tells where the file would be.
+/// Returns an empty path when the environment does not say where the file is.
 std::string settingsPath() {
     if (std::string named = environment("PX_SETTINGS_FILE"); !named.empty()) {
         return named;
@@ -51,7 +51,7 @@ struct FileCloser {
 };
 using File = std::unique_ptr<std::FILE, FileCloser>;
 
-/// Tells of a file that cannot be read, without which the user is to work on.
+/// Logs that a file cannot be read; the user works on without it.
 void logFailure(const std::string& path, int error) {
     static auto& logger = *new foundation::log::basic_diagnostic_logger("settings");
     constexpr unsigned kFailure = 512;

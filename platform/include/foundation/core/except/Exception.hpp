@@ -10,7 +10,7 @@ namespace foundation::core::except {
 
 /// Joins a framework interface to a concrete exception class T (derived from std::runtime_error), so
 /// that one thrown object is caught by either. The message is T's.
-/// @tparam Tag  tells apart families that share an interface and a class; void where there is one.
+/// @tparam Tag  distinguishes families that share an interface and a class; void where there is one.
 template <class Interface, class T, class Tag>
 class Exception : public Interface, public T {
 public:

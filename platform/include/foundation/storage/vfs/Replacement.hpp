@@ -6,7 +6,7 @@
 
 namespace foundation::storage::vfs {
 
-/// The new content of a file, under way. Nobody sees it under the file's name before commit(); after
+/// The new content of a file, under way. It does not appear under the file's name before commit(); after
 /// a failure, discard() or destruction nothing of it is left and the old file is as it was. One
 /// object is used by one thread at a time.
 class PXPLATFORM_EXPORT Replacement {

@@ -7,7 +7,7 @@
 
 namespace foundation::storage::vfs {
 
-/// What a caller does next is told by the kind.
+/// The kinds of failures. Callers decide by the kind what to do next.
 enum class StorageErrorKind {
     NotFound,      ///< there is no such file
     AccessDenied,  ///< the file or its folder may not be read or written

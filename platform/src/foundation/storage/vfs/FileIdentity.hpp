@@ -5,7 +5,7 @@
 
 namespace foundation::storage::vfs {
 
-/// Tells whether two looks at a name saw the same file in the same state.
+/// Compares what two looks at a name saw: whether it was the same file in the same state.
 class FileIdentity {
 public:
     explicit FileIdentity(const struct stat& status) noexcept : status_(status) {}

@@ -18,7 +18,7 @@ namespace {
 
 }  // namespace
 
-/// One version of a file in memory; which version it is, the address of the content tells.
+/// One version of a file in memory. The address of the content identifies the version.
 class MemoryFile final : public ReadableFile {
 public:
     using Content = std::shared_ptr<const MemoryStorage::Bytes>;

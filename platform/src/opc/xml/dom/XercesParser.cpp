@@ -131,7 +131,7 @@ void XercesParser::XMLDecl(const XMLCh* version, const XMLCh* encoding, const XM
         refuse(ErrorKind::Damaged, "its encoding is " + toText(encoding) + ", " +
                                        (isKnown ? std::string("but its bytes are not") : "neither UTF-8 nor UTF-16"));
     }
-    // Later ones the DOM refuses, with an error that tells nothing.
+    // Later ones the DOM refuses, with an error that names no reason.
     if (!xercesc::XMLString::equals(version, XMLUni::fgVersion1_0) &&
         !xercesc::XMLString::equals(version, XMLUni::fgVersion1_1)) {
         refuse(ErrorKind::Damaged, "its XML version is " + toText(version) + ", neither 1.0 nor 1.1");

@@ -65,7 +65,7 @@ private:
     Failure failure_;                      ///< the first
     std::size_t openNodes_ = 0;            ///< the open elements and their attributes
     std::uint64_t mostBytes_, bytes_ = 0;  ///< of memory, as estimated
-    std::set<std::u16string> names_;       ///< ordered, as nobody can make names collide in it
+    std::set<std::u16string> names_;       ///< ordered, so that no document can make names collide in it
     SourceEncoding encoding_ = SourceEncoding::Text;
 };
 
