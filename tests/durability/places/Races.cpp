@@ -5,6 +5,7 @@
 #include "fl/i18n/Conversion.hpp"
 #include "flowbook/FlowbookFileReader.hpp"
 #include "flowbook/FlowbookFileWriter.hpp"
+#include "foundation/storage/vfs/LocalStorage.hpp"
 
 #include <algorithm>
 #include <chrono>
@@ -24,6 +25,7 @@
 namespace {
 
 namespace fs = std::filesystem;
+using namespace foundation::storage::vfs;
 using Clock = std::chrono::steady_clock;
 using Lines = std::set<std::string>;
 
@@ -38,9 +40,33 @@ Lines linesOf(const std::string& text) {
     return lines;
 }
 
-Lines read(const fs::path& file) {
-    return linesOf(fl::i18n::to_string(flowbook::FlowbookFileReader(wide(file)).getTARMICCode()));
+Lines linesOf(const flowbook::FlowbookFileReader& reader) {
+    return linesOf(fl::i18n::to_string(reader.getTARMICCode()));
 }
+
+Lines read(const fs::path& file) { return linesOf(flowbook::FlowbookFileReader(wide(file))); }
+
+/// One version of a file, for a reader and a writer: by its name they might open two.
+class OneVersion : public LocalStorage {
+public:
+    explicit OneVersion(const std::u16string& file) : version_(LocalStorage::openForReading(file)) {}
+
+    std::unique_ptr<ReadableFile> openForReading(const std::u16string&) const override {
+        struct Shared : ReadableFile {
+            explicit Shared(const ReadableFile& file) : file_(file) {}
+            std::uint64_t size() const override { return file_.size(); }
+            void read(std::uint64_t at, void* to, std::size_t count) const override { file_.read(at, to, count); }
+            const ReadableFile& file_;
+        };
+        return std::make_unique<Shared>(*version_);
+    }
+    std::unique_ptr<Replacement> beginReplacement(const std::u16string& name, const ReadableFile*) override {
+        return LocalStorage::beginReplacement(name, version_.get());
+    }
+
+private:
+    std::unique_ptr<ReadableFile> version_;
+};
 
 void setLines(flowbook::FlowbookFileWriter& writer, const Lines& lines) {
     std::string code;
@@ -83,8 +109,9 @@ bool isConflict(const char* failure) {
     for (unsigned number = 0;; ++number) {
         const std::string line = "s" + std::to_string(::getpid()) + "-" + std::to_string(number);
         try {
-            flowbook::FlowbookFileWriter writer(wide(file), {});
-            Lines lines = read(file);  // opened after the writer, so that a later version is a conflict
+            const StorageSystemReference storage(std::make_shared<OneVersion>(wide(file)));
+            flowbook::FlowbookFileWriter writer(wide(file), storage, {});
+            Lines lines = linesOf(flowbook::FlowbookFileReader(wide(file), storage));
             lines.insert(line);
             setLines(writer, lines);
             record.add(line);
