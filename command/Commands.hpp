@@ -16,16 +16,17 @@ extern const Command kHtml;
 extern const Command kShow;
 extern const Command kNew;
 extern const Command kSet;
-extern const Command kStrip;
 extern const Command kEdit;
 extern const Command kPack;
 extern const Command kCopy;
 extern const Command kDigest;
 extern const Command kDiff;
 extern const Command kMerge;
+extern const Command kResolve;
 extern const Command kGit;
 extern const Command kCheck;
 extern const Command kCanon;
+extern const Command kStrip;
 extern const Command kRepair;
 extern const Command kHelp;
 

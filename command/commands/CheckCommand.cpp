@@ -1,8 +1,9 @@
 #include "Commands.hpp"
+#include "commands/Findings.hpp"
 #include "io/ForEachInput.hpp"
 #include "io/SharedOptions.hpp"
-#include "kit/check/Check.hpp"
-#include "terminal/Text.hpp"
+
+#include <mutex>
 
 namespace flowbook::tool {
 
@@ -10,13 +11,14 @@ namespace {
 
 struct CheckOptions {
     InputOptions inputs;
+    std::string format = "text";
 };
 
-std::string describe(const std::string& file, const kit::Finding& finding) {
-    const std::string place = finding.place.empty() ? "" : ", " + finding.place;
-    return printable(file + ": " + finding.part + place + ": " + nameOf(finding.severity) + ": " + finding.words +
-                     " [" + finding.id + "]");
-}
+/// What is found by several threads, for a report on all files at once.
+struct AllFindings {
+    std::mutex mutex;
+    std::map<std::string, std::vector<kit::Finding>> byFile;
+};
 
 void tellRecord(Report& report, const std::vector<kit::Finding>& findings) {
     Json json = report.openRecord();
@@ -29,33 +31,48 @@ void tellRecord(Report& report, const std::vector<kit::Finding>& findings) {
     report.closeRecord(json);
 }
 
-void check(const Input& input, Report& report, bool asJson) {
-    const std::vector<kit::Finding> findings = kit::check(input.name(), input.storage());
+/// @param sarif  takes the findings; null when each is printed here.
+void check(const Input& input, Report& report, bool asJson, AllFindings* sarif) {
+    std::vector<kit::Finding> findings = kit::check(input.name(), input.storage());
     for (const kit::Finding& finding : findings) {
         report.note(finding.severity == kit::Severity::Error ? ExitCode::Damaged : ExitCode::NegativeFinding);
-        if (!asJson) {
+        if (!asJson && sarif == nullptr) {
             report.line(describe(input.argument(), finding));
         }
     }
     if (asJson) {
         tellRecord(report, findings);
+    } else if (sarif != nullptr) {
+        const std::lock_guard<std::mutex> lock(sarif->mutex);
+        sarif->byFile[input.argument()] = std::move(findings);
     }
 }
 
 constexpr char kCheckDescription[] =
     "Prints a line for each thing that reading would refuse, or lets pass: file, part, place, severity, "
     "what it is, and the name of its kind. Ends with 0 when nothing is found, with 1 for warnings, with 4 "
-    "when reading would refuse something.";
+    "when reading would refuse something.\n\n"
+    "With --format=sarif one JSON text tells all findings in the form that code review systems read "
+    "(SARIF 2.1.0); its paths are those that were named.";
 
 constexpr char kCheckExamples[] = "flowbook check folder\n"
                                   "git ls-files -z '*.tqx' | flowbook check -0 --files-from -\n"
                                   "flowbook check --json folder | jq -r '.findings[].id' | sort | uniq -c";
 
-constexpr auto kCheckOptions = optionTable(kInputs<&CheckOptions::inputs>, kJson<&CheckOptions::inputs>);
+constexpr auto kCheckOptions =
+    optionTable(kInputs<&CheckOptions::inputs>, kJson<&CheckOptions::inputs>,
+                option<&CheckOptions::format>("--format", '\0', "text|sarif", "How the findings are printed")
+                    .defaultsTo("text")
+                    .excludes("--json"));
 
 void checkAll(Console& console, CheckOptions& options) {
+    AllFindings all;
+    AllFindings* const sarif = options.format == "sarif" ? &all : nullptr;
     forEachInput(console, options.inputs,
-                 [&](const Input& input, Report& report) { check(input, report, options.inputs.json); });
+                 [&](const Input& input, Report& report) { check(input, report, options.inputs.json, sarif); });
+    if (sarif != nullptr) {
+        writeSarif(console.out(), all.byFile);
+    }
 }
 
 }  // namespace

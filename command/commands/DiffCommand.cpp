@@ -15,12 +15,13 @@ namespace {
 struct DiffOptions {
     std::string a;
     std::string b;
+    bool noOutputs = false;
 };
 
 void diff(Console& console, const DiffOptions& options) {
     const TemporaryFolder folder;
-    const std::string a = folder.put("a", textOf(options.a));
-    const std::string b = folder.put("b", textOf(options.b));
+    const std::string a = folder.put("a", textOf(options.a, !options.noOutputs));
+    const std::string b = folder.put("b", textOf(options.b, !options.noOutputs));
     const char* const noColour = std::getenv("NO_COLOR");
     const std::string colour = noColour != nullptr && *noColour != '\0' ? "never" : "auto";
     const int code = runProgram({"diff", "-u", "--color=" + colour, "--label", options.a, "--label", options.b, a, b});
@@ -37,7 +38,8 @@ constexpr char kDiffDescription[] =
 constexpr char kDiffExamples[] = "flowbook diff old.tqx new.tqx";
 
 constexpr auto kDiffOptions =
-    optionTable(place<&DiffOptions::a>("A", "Flowbook"), place<&DiffOptions::b>("B", "Flowbook to compare with it"));
+    optionTable(place<&DiffOptions::a>("A", "Flowbook"), place<&DiffOptions::b>("B", "Flowbook to compare with it"),
+                flag<&DiffOptions::noOutputs>("--no-outputs", '\0', "Leave outputs out, but for their digests"));
 
 void diffBoth(Console& console, DiffOptions& options) { diff(console, options); }
 

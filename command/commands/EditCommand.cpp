@@ -1,14 +1,9 @@
 #include "Commands.hpp"
-#include "commands/Change.hpp"
-#include "fl/i18n/Conversion.hpp"
-#include "io/CodeText.hpp"
+#include "commands/CodeEditing.hpp"
 #include "io/ForEachInput.hpp"
-#include "io/OpenDocument.hpp"
 #include "io/Program.hpp"
 #include "io/SharedOptions.hpp"
 #include "io/TemporaryFolder.hpp"
-#include "kit/document/EditText.hpp"
-#include "opc/Exception.hpp"
 #include "opc/Limits.hpp"
 #include "terminal/Failure.hpp"
 #include "terminal/Text.hpp"
@@ -71,65 +66,6 @@ void runEditor(const std::string& file) {
     }
 }
 
-/// The edited text as code: a line feed at its end that only the file in the editor had is taken off.
-std::u16string codeFrom(std::u16string text, const std::u16string& before) {
-    if (!text.empty() && text.back() == u'\n' && (before.empty() || before.back() != u'\n')) {
-        text.pop_back();
-    }
-    return text;
-}
-
-/// The code of one flowbook while it is in the editor.
-class Editing {
-public:
-    Editing(const Input& input, bool flatten) : input_(input), flatten_(flatten) {
-        const kit::Document document = openDocument(input);
-        stored_ = document.storedCode();
-        if (!flatten && document.form() == kit::CodeForm::Rich) {
-            isRich_ = true;
-            text_ = kit::editText(stored_);
-        } else {
-            const FlowbookFileReader reader = input.openReader();
-            code_ = reader.getTARMICCode();
-            text_ = readCodeText(reader);
-        }
-    }
-
-    const std::string& text() const noexcept { return text_; }
-
-    /// @param file  where the text is, for messages.
-    void save(const Bytes& edited, const std::string& file) const {
-        const std::u16string text = fromUtf8(edited, file);
-        if (openDocument(input_).storedCode() != stored_) {
-            throw Failure(ExitCode::InputOutput, "", "the code was changed meanwhile", "conflict");
-        }
-        Change change;
-        change.flatten = flatten_;
-        if (isRich_) {
-            change.rich = documentOf(text);
-        } else {
-            change.code = codeFrom(text, code_);
-        }
-        apply(change, input_);
-    }
-
-private:
-    Bytes documentOf(const std::u16string& text) const {
-        try {
-            return kit::withEditText(stored_, fl::i18n::to_string(text));
-        } catch (const opc::Exception& refusal) {
-            throw Failure(ExitCode::NegativeFinding, refusal.what());
-        }
-    }
-
-    const Input& input_;
-    bool flatten_;
-    bool isRich_ = false;
-    Bytes stored_;
-    std::u16string code_;
-    std::string text_;
-};
-
 /// Keeps the folder if the user has changed the text in it, or if that cannot be told.
 /// @returns whether it is kept.
 bool keepIfChanged(TemporaryFolder& folder, const std::string& file, const std::string& text) {
@@ -146,7 +82,7 @@ bool keepIfChanged(TemporaryFolder& folder, const std::string& file, const std::
 }
 
 void edit(const Input& input, const EditOptions& options) {
-    const Editing editing(input, options.flatten);
+    const CodeEditing editing(input, options.flatten);
     TemporaryFolder folder;
     const std::string file = folder.put("code.txt", editing.text());
     try {

@@ -2,16 +2,35 @@
 
 #include "terminal/Console.hpp"
 
+#include <string>
+#include <vector>
+
 namespace flowbook::tool {
 
-enum class GitScope { Local, Global };
+/// What setup is asked for.
+struct GitSetup {
+    bool isGlobal = false;      ///< for all repositories of the user instead of this one
+    bool filter = false;        ///< whether flowbooks are kept stored in the history
+    bool stripOutputs = false;  ///< whether the filter leaves outputs out
+    bool hook = false;          ///< whether a hook checks what is about to be committed
+};
 
-/// Has git use this command for flowbooks: how it compares and merges them, in its configuration, and for which files,
-/// in its attributes. Prints every line that it writes; what is there already is left alone.
+/// Has git use this command for flowbooks: how it compares, merges and filters them, in its configuration, and for
+/// which files, in its attributes. Prints every line that it writes; what is there already is left alone, and what the
+/// user had in the place of a setting is kept for undoGitSetup(). @throws Failure.
+void setUpGit(Console& console, const GitSetup& setup);
+
+/// Takes back what setUpGit() wrote, puts back what it replaced, and removes the texts that git has cached.
 /// @throws Failure.
-void setUpGit(Console& console, GitScope scope);
+void undoGitSetup(Console& console, const GitSetup& setup);
 
-/// Takes back what setUpGit() wrote. @throws Failure.
-void undoGitSetup(Console& console, GitScope scope);
+/// Tells what is missing, one finding a line. @returns whether nothing is. @throws Failure.
+bool checkGitSetup(Console& console);
+
+/// What a git command prints, less the line feed at its end. @throws Failure when it ends with another code than 0.
+std::string requireGit(std::vector<std::string> arguments);
+
+/// The merge tool that the user had before setup named this command; empty when there was none.
+std::string formerMergeTool();
 
 }  // namespace flowbook::tool

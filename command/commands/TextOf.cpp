@@ -7,11 +7,11 @@
 
 namespace flowbook::tool {
 
-std::string textOf(const std::string& argument) {
+std::string textOf(const std::string& argument, bool outputs) {
     const std::u16string name = u"flowbook";
     const auto memory = std::make_shared<foundation::storage::vfs::MemoryStorage>();
     memory->put(name, readBytes(argument, opc::Limits().maxPackageSize));
-    return kit::textForm(name, foundation::storage::vfs::StorageSystemReference(memory));
+    return kit::textForm(name, foundation::storage::vfs::StorageSystemReference(memory), outputs);
 }
 
 }  // namespace flowbook::tool

@@ -1,15 +1,20 @@
 #include "kit/compare/TextForm.hpp"
 
 #include "fl/i18n/Conversion.hpp"
+#include "fl/i18n/ConversionError.hpp"
+#include "flowbook/FlowbookFilePackage.hpp"
 #include "kit/compare/Digest.hpp"
 #include "kit/compare/Sha256.hpp"
 #include "kit/document/Characters.hpp"
+#include "kit/document/CodeParagraphs.hpp"
 #include "kit/document/Document.hpp"
 #include "kit/document/Pictures.hpp"
 #include "opc/Exception.hpp"
 
 #include <algorithm>
+#include <iterator>
 #include <new>
+#include <set>
 
 namespace flowbook::kit {
 
@@ -32,10 +37,13 @@ public:
 
     void line(const std::string& text) { text_ += text + "\n"; }
 
-    /// Each line of the text behind `first`, or behind as many blanks.
-    void lines(std::string first, std::string_view text) {
+    /// The lines of the text, the first one behind `first`, others behind as many blanks.
+    void lines(const std::string& first, std::string_view text) { lines(first, text, std::string(first.size(), ' ')); }
+
+    /// As above, other lines behind `further`.
+    void lines(std::string first, std::string_view text, const std::string& further) {
         std::size_t at = 0;
-        for (bool more = true; more; first.assign(first.size(), ' ')) {
+        for (bool more = true; more; first = further) {
             const std::size_t end = text.find('\n', at);
             more = end != std::string_view::npos;
             const std::string content = printable(text.substr(at, end - at));
@@ -98,18 +106,67 @@ std::string describePicture(const Part& part) {
     return sizeAndDigest(uri.content.size(), sha256(uri.content)) + (isUsual ? "" : ", stored " + stored);
 }
 
-std::string describeContent(const Part& part) {
-    if (isPicture(part)) {
-        return describePicture(part);
-    }
-    return isCoreProperties(part) ? "sha256 " + partDigest(part) : sizeAndDigest(part.getSize(), partDigest(part));
+std::string_view bytesIn(const fl::Bytes& document, XmlSpan span) {
+    return {reinterpret_cast<const char*>(document.data()) + span.begin, span.end - span.begin};
 }
 
-void tellPart(TextWriter& out, const Part& part) {
-    const std::string start = (isPicture(part) ? "picture " : "part ") + part.getName().ascii() + " ";
-    out.attempt(start, [&] {
-        out.line(start + printable(to_string(part.getContentType().toString())) + ", " + describeContent(part));
-    });
+/// A paragraph of code alone, as this library's programs write it: its lines tell all of it.
+bool isToldByItsLines(std::string_view bytes, const std::string& code) {
+    return bytes == newCodeParagraph(code, false);
+}
+
+/// The markup of rich code: what its text does not tell.
+std::string markupDigest(const fl::Bytes& document, const RichText& text) {
+    Sha256 digest;
+    std::size_t done = 0;
+    for (const Paragraph& paragraph : text.paragraphs) {
+        if (!paragraph.code) {
+            continue;
+        }
+        const bool isTold = isToldByItsLines(bytesIn(document, paragraph.span), *paragraph.code);
+        const XmlSpan leftOut = isTold ? paragraph.span : paragraph.codeText;
+        const bool isCdata = !isTold && startsWith(bytesIn(document, leftOut), "<![CDATA[");
+        digest.add(bytesIn(document, {done, leftOut.begin})).add(std::string_view(isCdata ? "CDATA" : ""));
+        done = leftOut.end;
+    }
+    return digest.add(bytesIn(document, {done, document.size()})).take();
+}
+
+std::string describeCode(const Document& document, const Part& part) {
+    const fl::Bytes content = contentOf(part);
+    if (document.form() == CodeForm::Encrypted) {
+        return sizeAndDigest(content.size(), sha256(content));
+    }
+    const RichText text = document.richText();
+    if (!text.fault.empty()) {
+        return sizeAndDigest(content.size(), sha256(content));
+    }
+    return "markup sha256 " + markupDigest(content, text);
+}
+
+/// What an output shows: its text, if it is one.
+bool isText(const fl::Bytes& content) {
+    const std::string_view text(reinterpret_cast<const char*>(content.data()), content.size());
+    try {
+        fl::i18n::utf8_to_ustring(std::string(text));
+    } catch (const fl::i18n::ConversionError&) {
+        return false;
+    }
+    return text.find('\0') == std::string_view::npos && text.find('\r') == std::string_view::npos;
+}
+
+/// The parts that hold outputs, in the order of their relationships.
+std::vector<Part> outputsOf(const Document& document) {
+    std::vector<Part> outputs;
+    const std::u16string type = FlowbookFilePackage::getPackageRelationshipTypes().at(1);
+    for (const Relationship& each : document.package().getRelationshipsByType(type)) {
+        try {
+            outputs.push_back(document.package().getPart(opc::model::PartName(each.getTargetURI())));
+        } catch (const opc::Exception&) {
+            // The line of the relationship tells of it.
+        }
+    }
+    return outputs;
 }
 
 void tellRelationships(TextWriter& out, const std::string& source, const opc::model::RelationshipSource& from,
@@ -126,10 +183,27 @@ void tellRelationships(TextWriter& out, const std::string& source, const opc::mo
     }
 }
 
-void tellParts(TextWriter& out, const Document& document) {
+/// What of a part no other line tells.
+std::string describeContent(const Document& document, const Part& part, const std::set<std::string>& printed) {
+    const auto code = document.codePart();
+    if (isPicture(part)) {
+        return ", " + describePicture(part);
+    }
+    if (code && code->getName() == part.getName()) {
+        return ", " + describeCode(document, part);
+    }
+    const bool isPrinted = isCoreProperties(part) || printed.count(part.getName().folded()) != 0;
+    return isPrinted ? "" : ", " + sizeAndDigest(part.getSize(), partDigest(part));
+}
+
+void tellParts(TextWriter& out, const Document& document, const std::set<std::string>& printed) {
     const std::vector<Part> parts = sortedParts(document, [](const Part& part) { return part.getName().folded(); });
     for (const Part& part : parts) {
-        tellPart(out, part);
+        const std::string start = (isPicture(part) ? "picture " : "part ") + part.getName().ascii() + " ";
+        out.attempt(start, [&] {
+            out.line(start + printable(to_string(part.getContentType().toString())) +
+                     describeContent(document, part, printed));
+        });
     }
     out.attempt("relationship / ", [&] { tellRelationships(out, "/", document.package(), false); });
     for (const Part& part : parts) {
@@ -146,9 +220,9 @@ std::string marked(const Run& run) {
     return mark + run.text + std::string(mark.rbegin(), mark.rend());
 }
 
-void tellParagraph(TextWriter& out, const Paragraph& paragraph) {
+void tellParagraph(TextWriter& out, const Paragraph& paragraph, const std::string& further) {
     if (paragraph.code) {
-        out.lines("  ", *paragraph.code);
+        out.lines("  ", *paragraph.code, further);
         return;
     }
     std::string text;
@@ -166,26 +240,77 @@ void tellCode(TextWriter& out, const Document& document) {
         return;
     }
     const RichText text = document.richText();
+    const std::string further = document.form() == CodeForm::Rich ? ": " : "  ";
     for (const Paragraph& paragraph : text.paragraphs) {
-        tellParagraph(out, paragraph);
+        tellParagraph(out, paragraph, further);
     }
     if (!text.fault.empty()) {
         out.line("[damaged: " + printable(text.fault) + "]");
     }
 }
 
-void tell(TextWriter& out, const Document& document) {
+/// What the core properties hold besides those that have a line of their own.
+void tellOtherProperties(TextWriter& out, const Document& document) {
+    constexpr std::string_view kTold[] = {"title", "description", "version", "created"};
+    for (const Part& part : document.package().getParts()) {
+        for (const std::string& element :
+             isCoreProperties(part) ? propertyElements(contentOf(part)) : std::vector<std::string>()) {
+            const std::string name = element.substr(0, element.find_first_of(" >"));
+            const std::string local = name.substr(name.find('|') + 1);
+            if (std::find(std::begin(kTold), std::end(kTold), local) == std::end(kTold)) {
+                out.lines("property: ", element);
+            }
+        }
+    }
+}
+
+void tellOutputs(TextWriter& out, const std::vector<Part>& outputs) {
+    for (const Part& output : outputs) {
+        out.line("");
+        out.attempt("output " + output.getName().ascii() + " ", [&] {
+            const fl::Bytes content = contentOf(output);
+            out.line("output " + output.getName().ascii());
+            out.lines("  ", {reinterpret_cast<const char*>(content.data()), content.size()});
+        });
+    }
+}
+
+/// The outputs that are printed as text.
+std::vector<Part> printedOutputs(const Document& document) {
+    std::vector<Part> printed;
+    for (const Part& output : outputsOf(document)) {
+        try {
+            if (!isPicture(output) && isText(contentOf(output))) {
+                printed.push_back(output);
+            }
+        } catch (const opc::Exception&) {
+            // The line of the part tells of it.
+        }
+    }
+    return printed;
+}
+
+void tell(TextWriter& out, const Document& document, bool withOutputs) {
+    std::vector<Part> outputs;
+    out.attempt("", [&] { outputs = withOutputs ? printedOutputs(document) : outputs; });
+    std::set<std::string> printed;
+    for (const Part& output : outputs) {
+        printed.insert(output.getName().folded());
+    }
     out.attempt("code: ", [&] { out.line(std::string("code: ") + nameOf(document.form())); });
     tellProperties(out, document);
-    out.attempt("", [&] { tellParts(out, document); });
+    out.attempt("properties: ", [&] { tellOtherProperties(out, document); });
+    out.attempt("", [&] { tellParts(out, document, printed); });
     out.attempt("", [&] { tellCode(out, document); });
+    tellOutputs(out, outputs);
 }
 
 }  // namespace
 
-std::string textForm(const std::u16string& name, const foundation::storage::vfs::StorageSystemReference& storage) {
+std::string textForm(const std::u16string& name, const foundation::storage::vfs::StorageSystemReference& storage,
+                     bool outputs) {
     TextWriter out;
-    out.attempt("", [&] { tell(out, Document(name, storage)); });
+    out.attempt("", [&] { tell(out, Document(name, storage), outputs); });
     return out.take();
 }
 

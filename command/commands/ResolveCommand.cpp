@@ -1,0 +1,144 @@
+#include "Commands.hpp"
+#include "commands/CodeEditing.hpp"
+#include "io/ForEachInput.hpp"
+#include "io/OpenDocument.hpp"
+#include "io/SharedOptions.hpp"
+#include "kit/package/Conflicts.hpp"
+#include "opc/zippackage/ZipPhysicalPackage.hpp"
+#include "terminal/Failure.hpp"
+#include "terminal/Text.hpp"
+
+#include <algorithm>
+
+namespace flowbook::tool {
+
+namespace {
+
+using kit::OpenConflict;
+using Conflicts = std::vector<OpenConflict>;
+
+struct ResolveOptions {
+    std::string file;
+    std::vector<std::string> what;
+    bool ours = false;
+    bool theirs = false;
+};
+
+std::string valueInWords(const std::optional<std::string>& value) { return value ? inQuotes(*value) : "(removed)"; }
+
+std::string describe(const OpenConflict& conflict) {
+    switch (conflict.kind) {
+    case OpenConflict::Kind::Code:
+        return "code: both versions stand between markers";
+    case OpenConflict::Kind::Property:
+        return "property " + printable(conflict.name) + ": ours " + valueInWords(conflict.ours) + ", theirs " +
+               valueInWords(conflict.theirs);
+    default:
+        return "part " + printable(conflict.name) + ": theirs is " + printable(*conflict.theirs);
+    }
+}
+
+/// Whether words such as "property title" mean a conflict.
+bool isMeant(const std::string& kind, const std::string& name, const OpenConflict& conflict) {
+    switch (conflict.kind) {
+    case OpenConflict::Kind::Code:
+        return kind == "code";
+    case OpenConflict::Kind::Property:
+        return kind == "property" && name == conflict.name;
+    default:
+        return kind == "part" && (name == conflict.name || name == conflict.theirs);
+    }
+}
+
+/// The conflicts that the words name; all when there are none. @throws Failure for words that name no conflict.
+Conflicts chosen(const Conflicts& open, const std::vector<std::string>& words) {
+    Conflicts result;
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        const std::string kind = words[i];
+        const bool hasName = kind == "property" || kind == "part";
+        if ((!hasName && kind != "code") || (hasName && i + 1 == words.size())) {
+            throw Failure(ExitCode::Usage, "what is to be settled is 'code', 'property NAME' or 'part NAME'");
+        }
+        const std::string name = hasName ? words[++i] : "";
+        const std::size_t before = result.size();
+        std::copy_if(open.begin(), open.end(), std::back_inserter(result),
+                     [&](const OpenConflict& conflict) { return isMeant(kind, name, conflict); });
+        if (result.size() == before) {
+            throw Failure(ExitCode::NegativeFinding,
+                          "there is no conflict of " + printable(hasName ? kind + " " + name : kind));
+        }
+    }
+    return words.empty() ? open : result;
+}
+
+void settleCode(const Input& input, kit::Side side) {
+    const CodeEditing editing(input, false);
+    const std::string text = kit::settledText(editing.text(), side);
+    editing.save(Bytes(text.begin(), text.end()), "the code");
+}
+
+void settleOthers(const Input& input, const Conflicts& conflicts, kit::Side side) {
+    opc::zippackage::ZipPhysicalPackage container(input.name(), opc::FileSystemOpsSelector(input.storage()), true);
+    opc::model::Package package(container);
+    package.open(opc::interfaces::OpenMode::Update);
+    for (const OpenConflict& conflict : conflicts) {
+        kit::settle(package, conflict, side);
+    }
+    package.close();
+}
+
+bool isCode(const OpenConflict& conflict) { return conflict.kind == OpenConflict::Kind::Code; }
+
+/// Code and the rest are saved one after the other, each by a file opened anew, as a save ends with another file.
+void settle(const ResolveOptions& options, const Conflicts& conflicts) {
+    const kit::Side side = options.theirs ? kit::Side::Theirs : kit::Side::Ours;
+    if (std::any_of(conflicts.begin(), conflicts.end(), isCode)) {
+        settleCode(Input(options.file, Input::Purpose::Update), side);
+    }
+    Conflicts others;
+    std::remove_copy_if(conflicts.begin(), conflicts.end(), std::back_inserter(others), isCode);
+    if (!others.empty()) {
+        settleOthers(Input(options.file, Input::Purpose::Update), others, side);
+    }
+}
+
+void resolve(const Input& input, Report& report, const ResolveOptions& options) {
+    const Conflicts open = kit::openConflicts(openDocument(input));
+    const Conflicts meant = chosen(open, options.what);
+    if (options.ours || options.theirs) {
+        settle(options, meant);
+        return;
+    }
+    for (const OpenConflict& conflict : meant) {
+        report.line(describe(conflict));
+        report.note(ExitCode::NegativeFinding);
+    }
+}
+
+constexpr char kResolveDescription[] =
+    "Settles what a merge has left open, with one side's version: code between markers, properties that both "
+    "sides changed, and parts that were added beside ours under a name with -theirs1. What the merge left "
+    "beside them is removed. WHAT is 'code', 'property NAME' or 'part NAME', any number of them; without it "
+    "everything is meant.\n\n"
+    "Without --ours or --theirs nothing is changed: what is open is listed, and the command ends with 1 while "
+    "something is.";
+
+constexpr char kResolveExamples[] = "flowbook resolve merged.tqx\n"
+                                    "flowbook resolve merged.tqx --theirs property title";
+
+constexpr auto kResolveOptions =
+    optionTable(place<&ResolveOptions::file>("FILE", "Flowbook that a merge left conflicts in"),
+                place<&ResolveOptions::what>("WHAT...", "What to list or settle; everything without it"),
+                flag<&ResolveOptions::ours>("--ours", '\0', "Settle as this side has it").excludes("--theirs"),
+                flag<&ResolveOptions::theirs>("--theirs", '\0', "Settle as the other side has it"));
+
+void resolveIn(Console& console, ResolveOptions& options) {
+    forInput(console, options.file, [&](const Input& input, Report& report) { resolve(input, report, options); });
+}
+
+}  // namespace
+
+const Command kResolve = makeCommand<ResolveOptions, kResolveOptions, resolveIn>(
+    {"resolve", "Settle what a merge left in conflict", kResolveDescription, kResolveExamples});
+
+}  // namespace flowbook::tool

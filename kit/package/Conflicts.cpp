@@ -1,0 +1,284 @@
+#include "kit/package/Conflicts.hpp"
+
+#include "fl/i18n/Conversion.hpp"
+#include "foundation/release_info/ReleaseInfo.hpp"
+#include "kit/document/Characters.hpp"
+#include "kit/package/PackageContent.hpp"
+#include "opc/Exception.hpp"
+#include "opc/model/StandardPartInfo.hpp"
+#include "opc/pxservices/CorePropertiesManager.hpp"
+
+#include <algorithm>
+#include <boost/date_time/posix_time/time_parsers.hpp>
+#include <boost/json.hpp>
+#include <map>
+
+namespace flowbook::kit {
+
+using opc::model::Package;
+using opc::model::Part;
+using opc::model::PartName;
+using opc::pxservices::CoreProperties;
+using opc::pxservices::CorePropertiesManager;
+
+namespace {
+
+constexpr std::string_view kOursMark = "<<<<<<< ", kMiddleMark = "=======", kTheirsMark = ">>>>>>> ";
+constexpr char kPropertiesPart[] = "/conflicts/properties.json";
+constexpr std::string_view kTheirsSuffix = "-theirs";
+
+PartName nameOf(const std::string& name) { return PartName(fl::i18n::to_ustring(name)); }
+
+/// Lines with the line feeds that end them.
+std::vector<std::string_view> wholeLines(std::string_view text) {
+    std::vector<std::string_view> lines;
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find('\n'), text.size() - 1) + 1;
+        lines.push_back(text.substr(0, end));
+        text.remove_prefix(end);
+    }
+    return lines;
+}
+
+bool isMiddle(std::string_view line) { return line == kMiddleMark || line == std::string(kMiddleMark) + "\n"; }
+
+/// Where a conflict lies among lines; nothing when its markers are not complete.
+struct MarkedLines {
+    std::size_t begin, middle, end;
+};
+
+std::optional<MarkedLines> findMarked(const std::vector<std::string_view>& lines, std::size_t from) {
+    enum { Outside, Ours, Theirs } place = Outside;
+    MarkedLines found{0, 0, 0};
+    for (std::size_t i = from; i < lines.size(); ++i) {
+        if (startsWith(lines[i], kOursMark)) {
+            found.begin = i;
+            place = Ours;
+        } else if (place == Ours && isMiddle(lines[i])) {
+            found.middle = i;
+            place = Theirs;
+        } else if (place == Theirs && startsWith(lines[i], kTheirsMark)) {
+            found.end = i;
+            return found;
+        }
+    }
+    return std::nullopt;
+}
+
+boost::json::object readProperties(const fl::Bytes& content) {
+    boost::system::error_code error;
+    const std::string text(content.begin(), content.end());
+    boost::json::value value = boost::json::parse(text, error);
+    if (error || !value.is_object()) {
+        throw opc::Exception(opc::ErrorKind::Damaged,
+                             std::string("part ") + kPropertiesPart + ": it is no JSON object");
+    }
+    return std::move(value.as_object());
+}
+
+std::optional<std::string> textAt(const boost::json::value& sides, const char* side) {
+    const boost::json::object* const object = sides.if_object();
+    const boost::json::value* const value = object == nullptr ? nullptr : object->if_contains(side);
+    const boost::json::string* const text = value == nullptr ? nullptr : value->if_string();
+    return text == nullptr ? std::nullopt : std::make_optional(std::string(*text));
+}
+
+/// The name of the part that a part of theirs was added beside; nothing for any other part.
+std::optional<std::string> besideWhat(const std::string& name) {
+    const std::size_t at = name.rfind(kTheirsSuffix);
+    if (at == std::string::npos) {
+        return std::nullopt;
+    }
+    const std::size_t digits = at + kTheirsSuffix.size();
+    const std::size_t end = std::min(name.find_first_not_of("0123456789", digits), name.size());
+    const bool isNumbered =
+        end != digits && (end == name.size() || name[end] == '.') && name.find('/', end) == std::string::npos;
+    return isNumbered ? std::make_optional(name.substr(0, at) + name.substr(end)) : std::nullopt;
+}
+
+bool leadsTo(const opc::model::Relationship& relationship, const PartName& target) {
+    try {
+        return PartName(relationship.getTargetURI()) == target;
+    } catch (const opc::Exception&) {
+        return false;  // It cannot be followed, and so leads nowhere.
+    }
+}
+
+void removeRelationshipsTo(opc::model::RelationshipSource& source, const PartName& target) {
+    for (const auto& each : source.getRelationships(opc::model::ExcludeMode::External)) {
+        if (leadsTo(each, target)) {
+            source.deleteRelationship(each);
+        }
+    }
+}
+
+void removePart(Package& package, const PartName& name) {
+    removeRelationshipsTo(package, name);
+    for (Part& part : package.getParts()) {
+        removeRelationshipsTo(part, name);
+    }
+    package.deletePart(name);
+}
+
+/// Puts a part with its relationships in the place of another, to which all relationships stay.
+void replacePart(Package& package, const PartName& old, const PartName& fresh) {
+    const Part from = package.getPart(fresh);
+    const fl::Bytes content = contentOf(from);
+    const auto relationships = relationshipsOf(from);
+    const opc::model::ContentType type = from.getContentType();
+    package.deletePart(old);
+    Part to = package.createPart(
+        old, type, opc::model::StandardPartInfo(opc::interfaces::CompressionType::Normal, content.size()));
+    to.getOutputStream()->write(content.data(), content.size());
+    for (const auto& each : relationships) {
+        const auto mode = each.isInternal ? opc::model::TargetMode::Internal : opc::model::TargetMode::External;
+        to.carryRelationship(each.type, each.target, mode, each.id);
+    }
+}
+
+void setProperty(Package& package, const std::string& name, const std::string& value) {
+    CorePropertiesManager manager(package, CorePropertiesManager::DeterministicMode::Off);
+    CoreProperties properties = manager.getCoreProperties();
+    const std::u16string text = fl::i18n::to_ustring(value);
+    if (name == "title") {
+        properties.setTitle(text);
+    } else if (name == "description") {
+        properties.setDescription(text);
+    } else if (name == "version") {
+        properties.setVersion(text);
+    } else if (name == "category") {
+        properties.setCategory(text);
+    } else if (name == "release") {
+        properties.setTARMICReleaseInfo(foundation::release_info::ReleaseInfo(text));
+    } else if (name == "created" && endsWith(value, "Z")) {
+        properties.setCreatedTime(boost::posix_time::from_iso_extended_string(value.substr(0, value.size() - 1)));
+    } else {
+        throw opc::Exception(opc::ErrorKind::Misuse, "the property " + name + " cannot be set");
+    }
+    manager.setCoreProperties(properties);
+}
+
+/// Cuts the elements of one local name out of a document.
+class ElementFinder : public XmlHandler {
+public:
+    explicit ElementFinder(std::string_view local) : local_(local) {}
+
+    void startElement(const XmlName& name, const std::vector<XmlAttribute>&, XmlSpan tag) override {
+        if (depth_++ == 1 && name.local == local_) {
+            begin_ = tag.begin;
+        }
+    }
+    void endElement(const XmlName& name, XmlSpan tag) override {
+        if (--depth_ == 1 && name.local == local_) {
+            spans.push_back({begin_, tag.end});
+        }
+    }
+    void characters(std::string_view) override {}
+
+    std::vector<XmlSpan> spans;
+
+private:
+    std::string_view local_;
+    std::size_t depth_ = 0;
+    std::size_t begin_ = 0;
+};
+
+void removeProperty(Package& package, const std::string& name) {
+    for (Part& part : package.getParts()) {
+        const std::u16string type = part.getContentType().getMediaType();
+        if (type != u"application/vnd.openxmlformats-package.core-properties+xml") {
+            continue;
+        }
+        fl::Bytes content = contentOf(part);
+        ElementFinder found(name);
+        readXml(content, part.getName().ascii(), XmlEncoding::Utf8, found);
+        for (auto span = found.spans.rbegin(); span != found.spans.rend(); ++span) {
+            content.erase(content.begin() + static_cast<std::ptrdiff_t>(span->begin),
+                          content.begin() + static_cast<std::ptrdiff_t>(span->end));
+        }
+        part.getOutputStream()->write(content.data(), content.size());
+    }
+}
+
+void settleProperty(Package& package, const OpenConflict& conflict, Side side) {
+    if (side == Side::Theirs && conflict.theirs) {
+        setProperty(package, conflict.name, *conflict.theirs);
+    } else if (side == Side::Theirs) {
+        removeProperty(package, conflict.name);
+    }
+    Part part = package.getPart(nameOf(kPropertiesPart));
+    boost::json::object left = readProperties(contentOf(part));
+    left.erase(conflict.name);
+    if (left.empty()) {
+        removePart(package, nameOf(kPropertiesPart));
+        return;
+    }
+    const std::string text = boost::json::serialize(left) + "\n";
+    part.getOutputStream()->write(text.data(), text.size());
+}
+
+bool hasMarkers(const Document& document) {
+    if (document.form() == CodeForm::Encrypted) {
+        return false;
+    }
+    const std::string code = fl::i18n::to_string(document.code());
+    return findMarked(wholeLines(code), 0).has_value();
+}
+
+}  // namespace
+
+std::vector<OpenConflict> openConflicts(const Document& document) {
+    std::vector<OpenConflict> open;
+    if (hasMarkers(document)) {
+        open.push_back({OpenConflict::Kind::Code, "", std::nullopt, std::nullopt});
+    }
+    if (document.package().hasPart(nameOf(kPropertiesPart))) {
+        for (const auto& each : readProperties(contentOf(document.package().getPart(nameOf(kPropertiesPart))))) {
+            open.push_back({OpenConflict::Kind::Property, std::string(each.key()), textAt(each.value(), "ours"),
+                            textAt(each.value(), "theirs")});
+        }
+    }
+    std::map<std::string, OpenConflict> parts;
+    for (const Part& part : document.package().getParts()) {
+        const std::string& theirs = part.getName().ascii();
+        const auto name = besideWhat(theirs);
+        if (name && document.package().hasPart(nameOf(*name))) {
+            parts.emplace(theirs, OpenConflict{OpenConflict::Kind::Part, *name, std::nullopt, theirs});
+        }
+    }
+    for (auto& [theirs, conflict] : parts) {
+        open.push_back(std::move(conflict));
+    }
+    return open;
+}
+
+std::string settledText(const std::string& text, Side side) {
+    const std::vector<std::string_view> lines = wholeLines(text);
+    std::string settled;
+    std::size_t at = 0;
+    const auto keep = [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            settled.append(lines[i]);
+        }
+    };
+    for (auto found = findMarked(lines, 0); found; found = findMarked(lines, at)) {
+        keep(at, found->begin);
+        side == Side::Ours ? keep(found->begin + 1, found->middle) : keep(found->middle + 1, found->end);
+        at = found->end + 1;
+    }
+    keep(at, lines.size());
+    return settled;
+}
+
+void settle(Package& package, const OpenConflict& conflict, Side side) {
+    if (conflict.kind == OpenConflict::Kind::Property) {
+        settleProperty(package, conflict, side);
+    } else if (conflict.kind == OpenConflict::Kind::Part) {
+        if (side == Side::Theirs) {
+            replacePart(package, nameOf(conflict.name), nameOf(*conflict.theirs));
+        }
+        removePart(package, nameOf(*conflict.theirs));
+    }
+}
+
+}  // namespace flowbook::kit

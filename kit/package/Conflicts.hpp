@@ -1,0 +1,38 @@
+#pragma once
+
+#include "kit/document/Document.hpp"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace flowbook::kit {
+
+/// Something that a merge left for the user to settle.
+struct OpenConflict {
+    enum class Kind {
+        Code,      ///< both sides stand between markers in the code
+        Property,  ///< the flowbook has ours; both values are in the part /conflicts/properties.json
+        Part       ///< the flowbook has ours; theirs is the part NAME-theirs1 or the like
+    };
+
+    Kind kind;
+    std::string name;                   ///< of the property or part; empty for code
+    std::optional<std::string> ours;    ///< the value of the property, or nothing when it was removed
+    std::optional<std::string> theirs;  ///< likewise; of a part: the name under which theirs was added
+};
+
+enum class Side { Ours, Theirs };
+
+/// Code and parts in the order of their names. @throws opc::Exception when the code or the list of properties cannot be
+/// read.
+std::vector<OpenConflict> openConflicts(const Document& document);
+
+/// The text without conflict markers and without the lines of the other side. Markers that are not complete stay.
+std::string settledText(const std::string& text, Side side);
+
+/// Settles a property or a part, and removes what the merge had left beside it.
+/// @param package  open for writing. @throws opc::Exception, of kind misuse for a property that cannot be set.
+void settle(opc::model::Package& package, const OpenConflict& conflict, Side side);
+
+}  // namespace flowbook::kit
