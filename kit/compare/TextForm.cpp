@@ -38,12 +38,9 @@ public:
     void line(const std::string& text) { text_ += text + "\n"; }
 
     /// The lines of the text, the first one behind `first`, others behind as many blanks.
-    void lines(const std::string& first, std::string_view text) { lines(first, text, std::string(first.size(), ' ')); }
-
-    /// As above, other lines behind `further`.
-    void lines(std::string first, std::string_view text, const std::string& further) {
+    void lines(std::string first, std::string_view text) {
         std::size_t at = 0;
-        for (bool more = true; more; first = further) {
+        for (bool more = true; more; first.assign(first.size(), ' ')) {
             const std::size_t end = text.find('\n', at);
             more = end != std::string_view::npos;
             const std::string content = printable(text.substr(at, end - at));
@@ -119,11 +116,15 @@ bool isToldByItsLines(std::string_view bytes, const std::string& code) {
 std::string markupDigest(const fl::Bytes& document, const RichText& text) {
     Sha256 digest;
     std::size_t done = 0;
+    // Lines that share a paragraph look like lines that do not; the frames of their paragraphs tell.
+    const bool hasLines = std::any_of(text.paragraphs.begin(), text.paragraphs.end(), [](const Paragraph& each) {
+        return each.code && each.code->find('\n') != std::string::npos;
+    });
     for (const Paragraph& paragraph : text.paragraphs) {
         if (!paragraph.code) {
             continue;
         }
-        const bool isTold = isToldByItsLines(bytesIn(document, paragraph.span), *paragraph.code);
+        const bool isTold = !hasLines && isToldByItsLines(bytesIn(document, paragraph.span), *paragraph.code);
         const XmlSpan leftOut = isTold ? paragraph.span : paragraph.codeText;
         const bool isCdata = !isTold && startsWith(bytesIn(document, leftOut), "<![CDATA[");
         digest.add(bytesIn(document, {done, leftOut.begin})).add(std::string_view(isCdata ? "CDATA" : ""));
@@ -220,9 +221,9 @@ std::string marked(const Run& run) {
     return mark + run.text + std::string(mark.rbegin(), mark.rend());
 }
 
-void tellParagraph(TextWriter& out, const Paragraph& paragraph, const std::string& further) {
+void tellParagraph(TextWriter& out, const Paragraph& paragraph) {
     if (paragraph.code) {
-        out.lines("  ", *paragraph.code, further);
+        out.lines("  ", *paragraph.code);
         return;
     }
     std::string text;
@@ -240,9 +241,8 @@ void tellCode(TextWriter& out, const Document& document) {
         return;
     }
     const RichText text = document.richText();
-    const std::string further = document.form() == CodeForm::Rich ? ": " : "  ";
     for (const Paragraph& paragraph : text.paragraphs) {
-        tellParagraph(out, paragraph, further);
+        tellParagraph(out, paragraph);
     }
     if (!text.fault.empty()) {
         out.line("[damaged: " + printable(text.fault) + "]");
@@ -264,13 +264,26 @@ void tellOtherProperties(TextWriter& out, const Document& document) {
     }
 }
 
+/// Markup with an element a line: "|" opens the lines that are lines of the text itself.
+void tellMarkup(TextWriter& out, std::string_view text) {
+    std::string start = "| ";
+    while (!text.empty()) {
+        const std::size_t tag = std::min(text.find("><"), text.size() - 1) + 1;
+        const std::size_t line = text.find('\n');
+        const std::size_t end = std::min(tag, line);
+        out.line(start + printable(text.substr(0, end)));
+        start = line < tag ? "| " : "  ";
+        text.remove_prefix(line < tag ? end + 1 : end);
+    }
+}
+
 void tellOutputs(TextWriter& out, const std::vector<Part>& outputs) {
     for (const Part& output : outputs) {
         out.line("");
         out.attempt("output " + output.getName().ascii() + " ", [&] {
             const fl::Bytes content = contentOf(output);
             out.line("output " + output.getName().ascii());
-            out.lines("  ", {reinterpret_cast<const char*>(content.data()), content.size()});
+            tellMarkup(out, {reinterpret_cast<const char*>(content.data()), content.size()});
         });
     }
 }

@@ -79,4 +79,9 @@ fl::Bytes toDeflatedForm(fl::Bytes file) {
     return deflated ? std::move(*deflated) : std::move(file);
 }
 
+fl::Bytes inFormOf(fl::Bytes flowbook, const fl::Bytes& model) {
+    return isAllStored(Document(model)) ? recompressed(Document(std::move(flowbook)), CompressionType::None)
+                                        : std::move(flowbook);
+}
+
 }  // namespace flowbook::kit

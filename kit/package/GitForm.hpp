@@ -22,4 +22,8 @@ Filtered toStoredForm(fl::Bytes file, bool strips);
 /// byte for byte, as does a flowbook that was deflated before. Throws std::bad_alloc only.
 fl::Bytes toDeflatedForm(fl::Bytes file);
 
+/// A flowbook in the form of writeContent(), stored if all entries of `model` are, so that what a merge makes of
+/// versions from a history can go into that history. @throws opc::Exception when one of them cannot be read.
+fl::Bytes inFormOf(fl::Bytes flowbook, const fl::Bytes& model);
+
 }  // namespace flowbook::kit

@@ -77,7 +77,7 @@ class Git(unittest.TestCase):
         self.commit()
         self.set_code("a.TQX", "a\nc")
         self.assertEqual(self.git("diff").count("\n@@ "), 1)
-        self.assertRegex(self.git("diff"), r"\n-: b\n\+: c\n")
+        self.assertRegex(self.git("diff"), r"\n-  b\n\+  c\n")
         self.git("show-ref", "--verify", "refs/notes/textconv/flowbook")
         self.flowbook("git", "setup", "--undo")
         self.git("show-ref", "--verify", "-q", "refs/notes/textconv/flowbook", code=1)
@@ -149,8 +149,9 @@ class Git(unittest.TestCase):
         self.write("a.tqx")
         self.commit()
         whole = self.blob("a.tqx")
-        for filtering in ("head -c 150 | flowbook git filter", "head -c 300 | flowbook git filter"):  # it dies on the way
-            self.git("config", "filter.flowbook.process", filtering)
+        greeting = ("0016git-filter-server\\n000eversion=2\\n0000", "0015capability=clean\\n0016capability=smudge\\n0000")
+        for answer in ("", "0013status=success\\n000000ffPK"):  # of a filter that dies then
+            self.git("config", "filter.flowbook.process", f"printf '{greeting[0]}{greeting[1]}{answer}'")
             (self.folder / "a.tqx").unlink()
             self.git("checkout", "-q", "--", ".")
             self.assertEqual((self.folder / "a.tqx").read_bytes(), whole)

@@ -124,7 +124,19 @@ TEST(TextForm, ShowsProseAndCodeInOrder) {
                                   "<w:t>One</w:t></w:r></w:p>" +
                                   codeParagraph("x = 1\n\ny\xC2\x9B") + "<w:p/>");
     const std::string shown = textOf(book);
-    EXPECT_EQ(shown.substr(shown.find("\n\n") + 2), "[Heading1] **One**\n  x = 1\n\n  y\\u009b\n[]\n");
+    const std::size_t begin = shown.find("\n\n") + 2;
+    EXPECT_EQ(shown.substr(begin, shown.find("\noutput") - begin), "[Heading1] **One**\n  x = 1\n\n  y\\u009b\n[]\n");
+    EXPECT_NE(shown.find("\noutput /tarmic/output.xml\n| <?xml"), std::string::npos) << shown;
+    EXPECT_NE(shown.find("\n  <layoutState>"), std::string::npos) << shown;
+    EXPECT_EQ(textForm(support::Book::kName, book.storage(), false).find("<layoutState>"), std::string::npos);
+    const auto changed = [&](const std::string& code) {
+        std::string text = textOf(richBook(codeParagraph("a") + codeParagraph(code) + "<w:p/>"));
+        const std::size_t created = text.find("created: ");
+        return text.erase(created, text.find('\n', created) - created);
+    };
+    const std::string before = changed("b"), after = changed("c");
+    const auto differs = std::mismatch(before.begin(), before.end(), after.begin(), after.end());
+    EXPECT_EQ(std::string(differs.first, before.end()).substr(1), std::string(differs.second, after.end()).substr(1));
 }
 
 }  // namespace
