@@ -163,11 +163,14 @@ std::string textconvOf(const std::string& command) {
 }
 
 std::vector<Setting> settingsOf(const GitSetup& setup, const std::string& command) {
+    // Earlier versions of git do not tell the names of the sides, which merge looks for elsewhere then.
+    constexpr unsigned kTellsLabels = 244;
+    const std::string labels = gitVersion() < kTellsLabels ? "" : " --base-label=%S --ours-label=%X --theirs-label=%Y";
     std::vector<Setting> settings{
         {"diff.flowbook.textconv", textconvOf(command)},
         {"diff.flowbook.cachetextconv", "true"},
         {"merge.flowbook.name", "flowbooks by paragraph, property and part"},
-        {"merge.flowbook.driver", doubled(command, '%') + " merge %O %A %B"},
+        {"merge.flowbook.driver", doubled(command, '%') + " merge --file=%P" + labels + " %O %A %B"},
         {"mergetool.flowbook.cmd", command + " git mergetool \"$BASE\" \"$LOCAL\" \"$REMOTE\" \"$MERGED\""},
         {"mergetool.flowbook.trustExitCode", "true"},
         {"merge.tool", "flowbook"}};
@@ -488,7 +491,9 @@ void undoGitSetup(Console& console, const GitSetup& setup) {
         requireGit({"update-ref", "-d", kNotes});
         console.out().line(std::string("git update-ref -d ") + kNotes);
     }
-    removeEmptyConfig();
+    if (setup.isGlobal) {
+        removeEmptyConfig();
+    }
 }
 
 bool checkGitSetup(Console& console) { return SetupCheck(console).run(); }

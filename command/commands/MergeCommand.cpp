@@ -4,6 +4,7 @@
 #include "io/SharedOptions.hpp"
 #include "kit/compare/Merge.hpp"
 #include "kit/document/Document.hpp"
+#include "kit/package/GitForm.hpp"
 #include "terminal/Diagnosis.hpp"
 #include "terminal/Failure.hpp"
 #include "terminal/Text.hpp"
@@ -156,6 +157,7 @@ void merge(Console& console, MergeOptions& options) {
     kit::MergeResult result;
     try {
         result = kit::merge(ancestor, mine, yours, kitOptions(options));
+        result.flowbook = kit::inFormOf(std::move(result.flowbook), mine);
     } catch (const std::exception&) {
         const Diagnosis diagnosis = diagnose();
         throw Failure(diagnosis.code, options.file.value_or(""),

@@ -1,6 +1,5 @@
 #include "kit/package/GitForm.hpp"
 
-#include "kit/document/Document.hpp"
 #include "kit/package/PackageContent.hpp"
 #include "kit/package/Strip.hpp"
 
@@ -79,9 +78,9 @@ fl::Bytes toDeflatedForm(fl::Bytes file) {
     return deflated ? std::move(*deflated) : std::move(file);
 }
 
-fl::Bytes inFormOf(fl::Bytes flowbook, const fl::Bytes& model) {
-    return isAllStored(Document(model)) ? recompressed(Document(std::move(flowbook)), CompressionType::None)
-                                        : std::move(flowbook);
+fl::Bytes inFormOf(fl::Bytes flowbook, const Document& model) {
+    return isAllStored(model) ? recompressed(Document(std::move(flowbook)), CompressionType::None)
+                              : std::move(flowbook);
 }
 
 }  // namespace flowbook::kit

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "fl/Bytes.hpp"
+#include "kit/document/Document.hpp"
 
 #include <string>
 
@@ -24,6 +24,6 @@ fl::Bytes toDeflatedForm(fl::Bytes file);
 
 /// A flowbook in the form of writeContent(), stored if all entries of `model` are, so that what a merge makes of
 /// versions from a history can go into that history. @throws opc::Exception when one of them cannot be read.
-fl::Bytes inFormOf(fl::Bytes flowbook, const fl::Bytes& model);
+fl::Bytes inFormOf(fl::Bytes flowbook, const Document& model);
 
 }  // namespace flowbook::kit

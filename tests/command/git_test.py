@@ -30,9 +30,9 @@ class Git(unittest.TestCase):
 
     def run_in(self, *arguments, code=0, text=None, at=None):
         names = {f"GIT_{who}_{what}": "t@t" for who in ("AUTHOR", "COMMITTER") for what in ("NAME", "EMAIL")}
-        done = subprocess.run(arguments, cwd=at or self.folder, capture_output=True, input=text, timeout=60, check=False,
-                              env={**os.environ, **names, "HOME": str(self.home), "GIT_CONFIG_NOSYSTEM": "1",
-                                   "GIT_PAGER": "cat", "XDG_CONFIG_HOME": "", "PATH": self.path})
+        done = subprocess.run(arguments, cwd=at or self.folder, capture_output=True, input=text, timeout=60,
+                              check=False, env={**os.environ, **names, "HOME": str(self.home), "PATH": self.path,
+                                                "GIT_CONFIG_NOSYSTEM": "1", "GIT_PAGER": "cat", "XDG_CONFIG_HOME": ""})
         self.assertEqual(done.returncode, code, (arguments, done.stdout, done.stderr))
         return done.stdout.decode(errors="surrogateescape")
 
@@ -85,7 +85,8 @@ class Git(unittest.TestCase):
         self.assertEqual((sorted(after[0].split("\n")), after[1]), (sorted(before[0].split("\n")), before[1] + "\n"))
         self.flowbook("git", "setup", "--global", "--filter")
         self.flowbook("git", "setup", "--global", "--undo")
-        self.assertEqual([path for path in self.home.rglob("*") if path.is_file() and self.folder not in path.parents], [])
+        left = [path for path in self.home.rglob("*") if path.is_file() and self.folder not in path.parents]
+        self.assertEqual(left, [])
 
     def test_setup_in_places(self):
         self.write("a.tqx")
@@ -95,7 +96,8 @@ class Git(unittest.TestCase):
         self.assertIn(COMMAND, told)
         self.git("add", ".")
         self.git("commit", "-qm", "attributes")
-        for place in (("clone", "-q", "--bare", ".", "bare"), ("worktree", "add", "-q", "tree"), ("clone", "-q", ".", "sub")):
+        for place in (("clone", "-q", "--bare", ".", "bare"), ("worktree", "add", "-q", "tree"),
+                      ("clone", "-q", ".", "sub")):
             at = self.folder / place[-1]
             self.git(*place)
             self.flowbook("git", "setup", "--check", at=at, code=int(place[-1] != "tree"))
@@ -149,9 +151,9 @@ class Git(unittest.TestCase):
         self.write("a.tqx")
         self.commit()
         whole = self.blob("a.tqx")
-        greeting = ("0016git-filter-server\\n000eversion=2\\n0000", "0015capability=clean\\n0016capability=smudge\\n0000")
-        for answer in ("", "0013status=success\\n000000ffPK"):  # of a filter that dies then
-            self.git("config", "filter.flowbook.process", f"printf '{greeting[0]}{greeting[1]}{answer}'")
+        greeting = r"0016git-filter-server\n000eversion=2\n00000015capability=clean\n0016capability=smudge\n0000"
+        for answer in ("", r"0013status=success\n000000ffPK"):  # of a filter that dies then
+            self.git("config", "filter.flowbook.process", f"printf '{greeting}{answer}'")
             (self.folder / "a.tqx").unlink()
             self.git("checkout", "-q", "--", ".")
             self.assertEqual((self.folder / "a.tqx").read_bytes(), whole)
@@ -169,6 +171,20 @@ class Git(unittest.TestCase):
         self.flowbook("git", "setup", "--filter")
         self.git("checkout", "-q", "--", ".")
         self.assertEqual(self.flowbook("cat", "a.tqx"), "a\nb\n")
+
+    def test_old_history_is_brought_into_the_form(self):
+        self.write("a.tqx", document=PROSE)
+        self.commit()
+        self.set_code("a.tqx", "a = 2;\nx\ny\nb = 2;\n")
+        self.commit()
+        docs = (Path(__file__).parents[2] / "docs/git.md").read_text(encoding="utf-8")
+        recipe = docs.partition("```\ngit filter-repo")[2]
+        self.git("clone", "-q", ".", "../fresh")
+        self.run_in("bash", "-c", "git filter-repo" + recipe.partition("```")[0], at=self.home / "fresh")
+        for revision in ("HEAD", "HEAD~1"):
+            blob = self.git("cat-file", "blob", f"{revision}:a.tqx", at=self.home / "fresh")
+            (self.home / "s.tqx").write_bytes(blob.encode(errors="surrogateescape"))
+            self.flowbook("canon", "--stored", "--check", "../s.tqx")
 
     def test_outputs_stay_out(self):
         self.flowbook("git", "setup", "--strip-outputs")
@@ -193,7 +209,8 @@ class Git(unittest.TestCase):
             (self.folder / name).write_bytes(whole[:-9])
             self.git("add", "--", name)
             (self.folder / name).write_bytes(whole)
-            self.assertIn("[package.unreadable]", self.git("commit", "-qm", "x", code=1) + self.flowbook("git", "hook", code=1))
+            self.git("commit", "-qm", "x", code=1)
+            self.assertIn("[package.unreadable]", self.flowbook("git", "hook", code=1))
             self.git("add", "--", name)
             self.git("commit", "-qm", "x")
         sarif = json.loads(self.flowbook("check", "--format=sarif", "a.tqx", "--", "-a b.tqx"))
@@ -212,7 +229,8 @@ class Git(unittest.TestCase):
         self.write("a.tqx", document=made.rich(*marked), parts={**core["parts"], **parts}, document_rels=rels,
                    root=[*core["root"], ("c1", "conflict", "/conflicts/properties.json")])
         self.assertEqual(self.flowbook("resolve", "a.tqx", code=1).split("\n")[0:4:3],
-                         ["code: both versions stand between markers", "part /media/p.png: theirs is /media/p-theirs1.png"])
+                         ["code: both versions stand between markers",
+                          "part /media/p.png: theirs is /media/p-theirs1.png"])
         self.flowbook("resolve", "a.tqx", "property", "none", code=1)
         self.flowbook("resolve", "a.tqx", "some", code=2)
         self.flowbook("resolve", "a.tqx", "--theirs", "property", "title", "part", "/media/p.png")
