@@ -2,7 +2,7 @@
 _flowbook() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
     local command=${COMP_WORDS[1]} options='' words='' kind=flowbooks
-    local commands='cat grep info parts extract html show new set edit pack copy digest diff merge git check canon strip repair help'
+    local commands='cat grep info parts extract html show new set edit pack copy digest diff merge resolve git check canon strip repair help'
 
     # bash parts --option=value at the equals sign.
     if [[ $current == '=' ]]; then
@@ -25,10 +25,11 @@ _flowbook() {
     pack) options='-o --output --force --binary' ;;
     copy) options='--files-from -0 --null -j --jobs --allow-empty -o --output -d --directory --force --binary' ;;
     digest) options='--files-from -0 --null -j --jobs --allow-empty --code --json' ;;
-    diff) options='' ;;
+    diff) options='--no-outputs' ;;
     merge) options='--ours --theirs --outputs --file --ours-label --base-label --theirs-label -o --output --force --binary' ;;
-    git) options='--global --local --undo --strip-outputs' ;;
-    check) options='--files-from -0 --null -j --jobs --allow-empty --json' ;;
+    resolve) options='--ours --theirs' ;;
+    git) options='--global --local --undo --check --filter --strip-outputs --hook --no-outputs --form' ;;
+    check) options='--files-from -0 --null -j --jobs --allow-empty --json --format' ;;
     canon) options='--files-from -0 --null -j --jobs --allow-empty --json --dry-run -q --quiet --binary --check --stored' ;;
     strip) options='--files-from -0 --null -j --jobs --allow-empty --json --dry-run -q --quiet --binary --check' ;;
     repair) options='-o --output --force --binary' ;;
@@ -84,8 +85,10 @@ _flowbook() {
     merge:--base-label) kind=none ;;
     merge:--theirs-label) kind=none ;;
     merge:-o | merge:--output) kind=files ;;
+    git:--form) kind=none ;;
     check:--files-from) kind=files ;;
     check:-j | check:--jobs) kind=none ;;
+    check:--format) words='text sarif' current=${current#=} ;;
     canon:--files-from) kind=files ;;
     canon:-j | canon:--jobs) kind=none ;;
     strip:--files-from) kind=files ;;
