@@ -63,7 +63,7 @@ class KitCommands(unittest.TestCase):
         self.flowbook("set", "a.tqx", "--code", "-", text="a\nX\nc\nd\n")
         self.git("commit", "-qam", "other")
         self.git("merge", "-q", "main", code=1)
-        self.assertRegex(self.flowbook("cat", "a.tqx")[0], "(?s)^a\n<<<<<<< ours\nX\n=======\nB\n>>>>>>> theirs\nc\nd")
+        self.assertRegex(self.flowbook("cat", "a.tqx")[0], "(?s)^a\n<<<<<<< ours\nX\n=======\nB\n>>>>>>> main\nc\nd")
         self.git("commit", "-qam", "merged with markers")
         (self.folder / "a.tqx").write_bytes(b"no flowbook")
         self.git("commit", "-qam", "damage")
