@@ -17,7 +17,6 @@ VARIANTS = [
     (["NO_FOLDER_SYNC"], False),
     (["NO_LOOK"], False),
     (["GIVE_UP", "QUIET"], True),
-    (["GIVE_UP"], False),  # nor where a lock is never let go of
     (["GIVE_UP", "RENAME", "QUIET"], False),
     (["IN_PLACE", "QUIET"], True),
     (["IN_PLACE", "QUIET", "NO_CONTENT"], False),
