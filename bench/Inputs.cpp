@@ -2,6 +2,7 @@
 
 #include "flowbook/FlowbookFileWriter.hpp"
 
+#include <algorithm>
 #include <filesystem>
 #include <random>
 #include <stdlib.h>
@@ -66,6 +67,32 @@ std::string snapshotFile(const std::string& name, const flowbook::FlowbookFilePa
     return path;
 }
 
+std::string nameOf(std::mt19937& random) {
+    static const char* const kSyllables[] = {"re", "so",  "lu",   "ta",  "count", "max", "in",  "dex",
+                                             "of", "val", "data", "get", "set",   "row", "sum", "key"};
+    std::string name;
+    for (auto left = 2 + random() % 3; left != 0; --left) {
+        name += kSyllables[random() % 16];
+    }
+    return name;
+}
+
+/// A line of code. The names at the front of the list are the most frequent ones.
+std::string lineOf(std::mt19937& random, const std::vector<std::string>& names) {
+    static const char* const kOperators[] = {" + ", " - ", " * ", " / ", ", ", " <= ", " && "};
+    const auto name = [&] {
+        const auto most = random() % names.size();
+        return names[most * (random() % names.size()) / names.size()];
+    };
+    std::string line(4 * (random() % 4), ' ');
+    line += name() + (random() % 3 == 0 ? "[" + name() + "] = " : " = ") + name() + "(";
+    for (auto left = 1 + random() % 3; left != 0; --left) {
+        line += random() % 2 == 0 ? name() : std::to_string(random() % 1000 * (random() % 8));
+        line += kOperators[random() % 7];
+    }
+    return line + std::to_string(random() % 100) + ");\n";
+}
+
 }  // namespace
 
 std::string pathOf(const std::string& name) {
@@ -75,12 +102,14 @@ std::string pathOf(const std::string& name) {
 
 std::u16string utf16(const std::string& ascii) { return {ascii.begin(), ascii.end()}; }
 
+/// Packs about 4 to 1, as real sources do.
 std::u16string codeOfLines(std::size_t lines) {
     std::mt19937 random(7);
+    std::vector<std::string> names(250);
+    std::generate(names.begin(), names.end(), [&] { return nameOf(random); });
     std::string code;
     for (std::size_t i = 0; i < lines; ++i) {
-        code += "value" + std::to_string(random() % 1000) + " = compute(input" + std::to_string(i) + ", " +
-                std::to_string(random() % 100000) + ") + offset;\n";
+        code += lineOf(random, names);
     }
     return utf16(code);
 }
