@@ -99,6 +99,34 @@ def many_files(path, size):
         shutil.copy(path / "0.tqx", path / f"{i}.tqx")
 
 
+def drawn(keys):
+    """A paragraph for each picture."""
+    namespace = "http://schemas.openxmlformats.org/officeDocument/2006/relationships"
+    return document("".join(f'<w:p><w:r><w:drawing xmlns:r="{namespace}" r:embed="{key}"/></w:r></w:p>' for key in keys))
+
+
+def versions(path, base, ours, theirs):
+    """Three versions, each a list of pictures, by numbers that stand for their contents."""
+    for name, pictures in (("base", base), ("ours", ours), ("theirs", theirs)):
+        rows = [(f"r{i}", IMAGE, f"/code/{i}.png", "") for i in range(len(pictures))]
+        book(path.with_suffix("." + name), drawn(row[0] for row in rows), code_rows=rows,
+             parts=[(f"code/{i}.png", f"data:,{picture}" * 20) for i, picture in enumerate(pictures)])
+
+
+def pictures_added(path, size):
+    some = list(range(10))
+    versions(path, some, some + [f"ours {i}" for i in range(size)], some + [f"theirs {i}" for i in range(size)])
+
+
+def pictures_changed(path, size):
+    versions(path, range(size), [f"ours {i}" for i in range(size)], [f"theirs {i}" for i in range(size)])
+
+
+def merge(path):
+    sides = [str(path.with_suffix("." + name)) for name in ("base", "ours", "theirs")]
+    return ["merge", "--ours", *sides, "-o", str(path.with_name("merged.tqx")), "--force"]
+
+
 def cat(path):
     return ["cat", *(sorted(map(str, path.glob("*"))) if path.is_dir() else [str(path)])]
 
@@ -131,6 +159,8 @@ SHAPES = {
     "lines": (20000, 10, lambda path, n: book(path, document(paragraph("value = compute(input);\n" * n))), cat),
     "paragraphs": (20000, 10, lambda path, n: book(path, document(paragraph("value = compute(input);") * n)), cat),
     "files": (200, 10, many_files, cat),
+    "pictures that both sides added": (200, 10, pictures_added, merge),
+    "pictures that both sides changed": (200, 10, pictures_changed, merge),
 }
 
 

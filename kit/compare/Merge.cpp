@@ -60,9 +60,9 @@ std::size_t namingVersion(const Trio& trio) {
     return trio[kBase] != nullptr && chooseBy(trio, &Node::name) == Choice::Theirs ? kTheirs : kOurs;
 }
 
-/// "x/image-theirs.png" for "x/image.png".
-std::u16string besideName(const Node& node) {
-    const std::string name = to_string(nameOf(node));
+/// "/x/image-theirs1.png" for "/x/image.png".
+std::u16string besideName(const std::u16string& part) {
+    const std::string name = to_string(part);
     const std::size_t last = name.rfind('.');
     const std::size_t dot = last != std::string::npos && last > name.rfind('/') ? last : name.size();
     return to_ustring(name.substr(0, dot) + "-theirs1" + name.substr(dot));
@@ -371,7 +371,7 @@ private:
 
     std::size_t addBeside(std::size_t index, const Node& theirs) {
         MergedPart part;
-        part.name = besideName(theirs);
+        part.name = besideName(result_.at(index).name);
         const std::size_t beside = planAlone(kTheirs, &theirs, std::move(part));
         result_.at(index).alternative = beside;
         return beside;

@@ -146,15 +146,24 @@ std::vector<FlowbookFilePackage::Relationship> MergedPackage::recordsOf(const st
     return records;
 }
 
+/// The bytes of parts stay in the files of the versions until they are written.
 fl::Bytes MergedPackage::write() {
     PackageContent content;
+    std::map<std::u16string, const Node*> nodes;
     for (MergedPart& part : parts_) {
-        content.parts.push_back({part.made ? std::move(*part.made) : contentOf(part.node->part), part.contentType,
-                                 part.name, recordsOf(part.links, foldedOf(part.name))});
+        std::vector<FlowbookFilePackage::Relationship> records = recordsOf(part.links, foldedOf(part.name));
+        content.parts.push_back(
+            {std::move(part.made).value_or(fl::Bytes()), part.contentType, part.name, std::move(records)});
+        if (!part.made) {
+            nodes[part.name] = part.node;
+        }
     }
     content.relationships = recordsOf(links_, "");
     content.others = std::move(others_);
-    return writeContent(std::move(content));
+    return writeContent(std::move(content), opc::interfaces::CompressionType::Normal, [&](const std::u16string& name) {
+        const auto node = nodes.find(name);
+        return node == nodes.end() ? fl::Bytes() : contentOf(node->second->part);
+    });
 }
 
 }  // namespace flowbook::kit

@@ -72,12 +72,18 @@ void addPart(Package& package, const PartRecord& record, CompressionType compres
     addRelationships(part, record.relationships);
 }
 
-void writeParts(const opc::FileSystemOpsSelector& files, const PackageContent& content, CompressionType compression) {
+/// The package takes a copy of each part, so each goes as soon as it is written.
+void writeParts(const opc::FileSystemOpsSelector& files, PackageContent& content, CompressionType compression,
+                const ReadPart& read) {
     ZipPhysicalPackage container(kName, files, true);
     Package package(container);
     package.open(opc::interfaces::OpenMode::Create);
-    for (const PartRecord& part : content.parts) {
+    for (PartRecord& part : content.parts) {
+        if (read && part.content.empty()) {
+            part.content = read(part.partName);
+        }
         addPart(package, part, compression);
+        part.content = fl::Bytes();
     }
     addRelationships(package, content.relationships);
     package.close();
@@ -150,12 +156,12 @@ std::vector<std::size_t> otherEntries(const Document& document) {
     return others;
 }
 
-fl::Bytes writeContent(PackageContent content, CompressionType compression) {
+fl::Bytes writeContent(PackageContent content, CompressionType compression, const ReadPart& read) {
     std::sort(content.parts.begin(), content.parts.end(),
               [](const PartRecord& a, const PartRecord& b) { return foldedName(a) < foldedName(b); });
     const auto memory = std::make_shared<MemoryStorage>();
     const opc::FileSystemOpsSelector files{StorageSystemReference(memory)};
-    writeParts(files, content, compression);
+    writeParts(files, content, compression, read);
     if (!content.others.empty()) {
         appendOthers(files, content.others, compression);
     }

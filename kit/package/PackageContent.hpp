@@ -4,6 +4,7 @@
 #include "kit/document/Document.hpp"
 #include "opc/interfaces/CompressionType.hpp"
 
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -19,6 +20,9 @@ struct PackageContent {
     /// The part of an equivalent name; null when there is none.
     FlowbookFilePackage::Part* find(const std::u16string& name);
 };
+
+/// Reads the bytes of the part of a name.
+using ReadPart = std::function<fl::Bytes(const std::u16string& partName)>;
 
 /// @throws opc::Exception when they cannot be read.
 std::vector<FlowbookFilePackage::Relationship> relationshipsOf(const opc::model::RelationshipSource& source);
@@ -36,9 +40,11 @@ std::vector<std::size_t> otherEntries(const Document& document);
 /// level, fixed times, content types made anew. Relationships keep ids and order; a target that is no URI reference,
 /// which nobody can follow, is kept as it stands. Equal contents, that included, give equal bytes.
 /// @param compression  None stores everything instead of deflating it.
-/// @throws opc::Exception for content that no package can hold.
+/// @param read         reads the parts that have no bytes here, one after the other.
+/// @throws opc::Exception for content that no package can hold, and what `read` throws.
 fl::Bytes writeContent(PackageContent content,
-                       opc::interfaces::CompressionType compression = opc::interfaces::CompressionType::Normal);
+                       opc::interfaces::CompressionType compression = opc::interfaces::CompressionType::Normal,
+                       const ReadPart& read = {});
 
 /// A package in the form of writeContent(). @throws as readContent().
 fl::Bytes canonical(const Document& document,

@@ -371,7 +371,7 @@ class Round:
 
 
 def main(command, seed):
-    rounds = int(os.environ.get("FLOWBOOK_MERGES", "40"))
+    rounds = int(os.environ.get("FLOWBOOK_MERGES", "25"))
     print(f"{rounds} rounds from seed {seed}")
     failures = 0
     with tempfile.TemporaryDirectory() as folder:
