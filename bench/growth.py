@@ -101,8 +101,9 @@ def many_files(path, size):
 
 def drawn(keys):
     """A paragraph for each picture."""
-    namespace = "http://schemas.openxmlformats.org/officeDocument/2006/relationships"
-    return document("".join(f'<w:p><w:r><w:drawing xmlns:r="{namespace}" r:embed="{key}"/></w:r></w:p>' for key in keys))
+    namespace = IMAGE.rpartition("/")[0]
+    return document("".join(f'<w:p><w:r><w:drawing xmlns:r="{namespace}" r:embed="{key}"/></w:r></w:p>'
+                            for key in keys))
 
 
 def versions(path, base, ours, theirs):
