@@ -33,10 +33,13 @@ std::string escaped(std::string_view text, std::string_view ends) {
 /// The elements below the root, each as one text: names, sorted attributes and content.
 class ElementTexts : public XmlHandler {
 public:
+    explicit ElementTexts(Dates dates) : dates_(dates) {}
+
     void startElement(const XmlName& name, const std::vector<XmlAttribute>& attributes, XmlSpan) override {
         if (depth_++ == 1) {
             texts_.emplace_back();
-            isStamp_ = name.is(kTermsNamespace, "modified");
+            isStamp_ = name.is(kTermsNamespace, "modified") ||
+                       (dates_ == Dates::Ignore && name.is(kTermsNamespace, "created"));
         }
         if (depth_ > 1) {
             append("<" + nameOf(name) + attributesOf(attributes) + ">");
@@ -83,16 +86,17 @@ private:
         }
     }
 
+    Dates dates_;
     std::size_t depth_ = 0;
     bool isStamp_ = false;
     std::vector<std::string> texts_;
 };
 
 /// Malformed properties count by their bytes.
-void addProperties(Sha256& sum, const fl::Bytes& content) {
+void addProperties(Sha256& sum, const fl::Bytes& content, Dates dates) {
     std::vector<std::string> elements;
     try {
-        elements = propertyElements(content);
+        elements = propertyElements(content, dates);
     } catch (const opc::Exception&) {
         sum.addField(content);
         return;
@@ -132,8 +136,8 @@ std::string fullTypeOf(const Part& part) {
 
 }  // namespace
 
-std::vector<std::string> propertyElements(const fl::Bytes& content) {
-    ElementTexts texts;
+std::vector<std::string> propertyElements(const fl::Bytes& content, Dates dates) {
+    ElementTexts texts(dates);
     readXml(content, "core properties", XmlEncoding::AsDeclared, texts);
     return texts.takeSorted();
 }
@@ -151,14 +155,14 @@ std::string targetOf(const Relationship& relationship) {
 
 bool isCoreProperties(const Part& part) { return part.getContentType().getMediaType() == kCorePropertiesType; }
 
-std::string contentDigest(const Document& document) {
+std::string contentDigest(const Document& document, Dates dates) {
     std::vector<Part> parts = document.package().getParts();
     std::sort(parts.begin(), parts.end(),
               [](const Part& a, const Part& b) { return a.getName().folded() < b.getName().folded(); });
     Sha256 sum;
     sum.add("flowbook 2\n");
     for (const Part& part : parts) {
-        sum.add("part ").addField(part.getName().folded()).addField(fullTypeOf(part)).add(partDigest(part));
+        sum.add("part ").addField(part.getName().folded()).addField(fullTypeOf(part)).add(partDigest(part, dates));
         addRelationships(sum, part, true);
     }
     sum.add("package");
@@ -173,13 +177,13 @@ std::string codeDigest(const Document& document) {
     return Sha256().add(codeAsLines(document.code())).take();
 }
 
-std::string partDigest(const Part& part) {
+std::string partDigest(const Part& part, Dates dates) {
     const fl::Bytes content = contentOf(part);
     if (!isCoreProperties(part)) {
         return sha256(content);
     }
     Sha256 sum;
-    addProperties(sum, content);
+    addProperties(sum, content, dates);
     return sum.take();
 }
 

@@ -12,12 +12,19 @@ namespace {
 // A tree takes some 120 bytes a node.
 constexpr std::size_t kMostNodes = std::size_t{4} << 20;
 
+// What walks a tree, its destructor among them, takes some of the stack for each level.
+constexpr std::size_t kMostDepth = 512;
+
 class TreeHandler : public XmlHandler {
 public:
     TreeHandler(XmlTree& tree, const std::string& where) : tree_(&tree), where_(&where), open_(1) {}
 
     void startElement(const XmlName& name, const std::vector<XmlAttribute>& attributes, XmlSpan tag) override {
         count(1 + attributes.size());
+        if (open_.size() > kMostDepth) {
+            throw opc::Exception(opc::ErrorKind::LimitExceeded,
+                                 *where_ + ": elements are nested deeper than " + std::to_string(kMostDepth));
+        }
         XmlNode node;
         node.ns = kept(name.ns);
         node.local = kept(name.local);

@@ -17,16 +17,18 @@ from flowbook import _native
 from flowbook._book import Flowbook, open
 from flowbook._errors import (ConflictError, DamagedError, EncryptedError, Error, LimitError, MisuseError,
                               NotFoundError)
-from flowbook._functions import Repaired, canon, check, digest, html, repair
+from flowbook._functions import (Conflict, Merged, Repaired, canon, check, diff, digest, html, merge, repair,
+                                 strip)
 from flowbook._many import read_many
 from flowbook._paragraphs import Paragraph, Paragraphs, Run
 from flowbook._parts import Finding, Image, Part, Relationship
 
 __version__: str = _native.library_version
 
-__all__ = ["ConflictError", "DamagedError", "EncryptedError", "Error", "Finding", "Flowbook", "Image", "LimitError",
-           "MisuseError", "NotFoundError", "Paragraph", "Paragraphs", "Part", "Relationship", "Repaired", "Run",
-           "canon", "check", "digest", "html", "open", "read_many", "repair"]
+__all__ = ["Conflict", "ConflictError", "DamagedError", "EncryptedError", "Error", "Finding", "Flowbook", "Image",
+           "LimitError", "Merged", "MisuseError", "NotFoundError", "Paragraph", "Paragraphs", "Part", "Relationship",
+           "Repaired", "Run", "canon", "check", "diff", "digest", "html", "merge", "open", "read_many", "repair",
+           "strip"]
 
 # Users need not know in which module each is written; messages and help() name the package.
 for _name in __all__:

@@ -313,12 +313,17 @@ class Flowbook:
     def digest(self) -> str:
         """SHA-256 over what the flowbook holds, as `flowbook digest` tells it: saving it without a change, or
         compressing it in another way, gives the same."""
-        return self._current().digest(False)
+        return self._current().digest(False, True)
+
+    @property
+    def undated_digest(self) -> str:
+        """As `digest`, without the time at which the flowbook was made: equal for equal content."""
+        return self._current().digest(False, False)
 
     @property
     def code_digest(self) -> str:
         """SHA-256 over the code alone, as `flowbook digest --code` tells it."""
-        return self._current().digest(True)
+        return self._current().digest(True, True)
 
     @property
     def text(self) -> str:
@@ -342,6 +347,20 @@ class Flowbook:
         """
         return tuple(Finding(each.severity, each.part, each.place, each.words, each.id)
                      for each in self._current().check())
+
+    def strip(self) -> bool:
+        """Removes outputs, and pictures that nothing refers to, as `flowbook strip` does. Returns whether there were
+        any.
+
+        >>> Flowbook.new(code="x").strip()
+        True
+        """
+        native = self._current()
+        stripped = _native.stripped(native.to_bytes())
+        if stripped is not None:
+            native.hold(stripped)
+            self._version += 1
+        return stripped is not None
 
     def to_bytes(self) -> bytes:
         """The flowbook with its changes, as `save()` would write it.

@@ -2,8 +2,9 @@
 
 from __future__ import annotations
 
+import difflib
 from dataclasses import dataclass
-from typing import TYPE_CHECKING, Union
+from typing import Union
 
 from flowbook import _native
 from flowbook._book import Flowbook, open as open_flowbook
@@ -26,14 +27,15 @@ def check(source: Given) -> tuple[Finding, ...]:
         return (Finding("error", error.part or "/", "", error.words, "package.unreadable"),)
 
 
-def digest(source: Given, *, code: bool = False) -> str:
-    """SHA-256 over what a flowbook holds, or over its code alone, as `flowbook digest` tells it.
+def digest(source: Given, *, code: bool = False, dated: bool = True) -> str:
+    """SHA-256 over what a flowbook holds, or over its code alone, as `flowbook digest` tells it. When it is not
+    `dated`, the time at which the flowbook was made does not count.
 
     >>> digest(Flowbook.new(code="x"), code=True) == digest(Flowbook.new(code="x", title="t"), code=True)
     True
     """
     book = _book(source)
-    return book.code_digest if code else book.digest
+    return book.code_digest if code else book.digest if dated else book.undated_digest
 
 
 def html(source: Given) -> str:
@@ -73,6 +75,96 @@ class Repaired:
         if self.data is None:
             raise DamagedError("nothing of it could be saved")
         return open_flowbook(self.data)
+
+
+def strip(source: Given) -> bytes:
+    """A flowbook without outputs, and without pictures that nothing refers to, as `flowbook strip` leaves it; the rest
+    keeps its bytes. `Flowbook.strip()` does so in place.
+
+    >>> [part.name for part in open(strip(Flowbook.new(code="x"))).parts if "output" in part.name]
+    []
+    """
+    content = _book(source).to_bytes()
+    return _native.stripped(content) or content
+
+
+def diff(a: Given, b: Given, *, context: int = 3) -> str:
+    """How two flowbooks differ: properties, parts, prose and code, as lines in the unified format; empty when they
+    hold the same.
+
+    >>> [line for line in diff(Flowbook.new(code="x"), Flowbook.new(code="y")).splitlines() if line[1:3] == "  "]
+    ['-  x', '+  y']
+    """
+    books = _book(a), _book(b)
+    old, new = (book.text.splitlines(keepends=True) for book in books)
+    return "".join(difflib.unified_diff(old, new, books[0].name, books[1].name, n=context))
+
+
+@dataclass(frozen=True, slots=True)
+class Conflict:
+    """Something that both sides of a merge changed, each in its own way.
+
+    Attributes:
+        kind: ``code``, ``property``, ``part``, ``relationship`` or ``entry`` (of the container, which is no part).
+        what: which one: the label of a property, the name of a part, and so on.
+        words: what became of it.
+        base, ours, theirs: the values as far as they are text; None for one that is not there.
+    """
+
+    kind: str
+    what: str
+    words: str
+    base: str | None
+    ours: str | None
+    theirs: str | None
+
+
+@dataclass(frozen=True, slots=True)
+class Merged:
+    """What a merge has made.
+
+    Attributes:
+        data: the bytes of a flowbook. Where code is in conflict, it has both sides between markers.
+        conflicts: what is to be settled.
+        notes: what was decided without being a conflict, in words.
+    """
+
+    data: bytes
+    conflicts: tuple[Conflict, ...]
+    notes: tuple[str, ...]
+
+    @property
+    def book(self) -> Flowbook:
+        """The flowbook, which is in no file yet."""
+        return open_flowbook(self.data)
+
+
+def merge(base: Given | None, ours: Given, theirs: Given, *, favour: str | None = None, outputs: str | None = None,
+          labels: tuple[str, str] = ("ours", "theirs")) -> Merged:
+    """Brings two changes of a flowbook together, as `flowbook merge` does: by paragraph, line, property and part.
+
+    >>> base = Flowbook.new(code="a;\\nb;\\nc;")
+    >>> ours, theirs = (open(base.to_bytes()) for _ in range(2))
+    >>> ours.code, theirs.title = "A;\\nb;\\nc;", "t"
+    >>> merged = merge(base, ours, theirs)
+    >>> merged.book.code, merged.book.title, merged.conflicts
+    ('A;\\nb;\\nc;', 't', ())
+
+    Args:
+        base: the version that both come from; None when there is none.
+        favour: whose change is taken where both changed the same: ``ours`` or ``theirs``; None leaves a conflict.
+        outputs: of which side outputs are kept: ``ours``, ``theirs``, ``drop`` or ``conflict``; None keeps those of the
+            side whose code the merged code is.
+        labels: what the sides are called in the markers.
+    """
+    for name, given, known in (("favour", favour, ("ours", "theirs")),
+                               ("outputs", outputs, ("ours", "theirs", "drop", "conflict"))):
+        if given is not None and given not in known:
+            raise ValueError(f"{name} is one of {', '.join(known)}, not {given!r}")
+    versions = [_book(each).to_bytes() for each in (ours, theirs)]
+    data, conflicts, notes = _native.merge(None if base is None else _book(base).to_bytes(), *versions, favour or "",
+                                           outputs or "", *labels)
+    return Merged(data, tuple(Conflict(*each) for each in conflicts), tuple(notes))
 
 
 def repair(source: Source) -> Repaired:

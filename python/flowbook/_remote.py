@@ -18,6 +18,9 @@ from flowbook._places import Place
 _FIRST = 64 * 1024
 # A server that tells versions apart by their time gives weak entity tags within the second of a change.
 _UNTIL_STRONG = 3.0
+_UNTIL_UNLOCKED = 20.0
+_LOCK = (b'<?xml version="1.0" encoding="utf-8"?><D:lockinfo xmlns:D="DAV:"><D:lockscope><D:exclusive/></D:lockscope>'
+         b"<D:locktype><D:write/></D:locktype></D:lockinfo>")
 
 
 class RemoteFile:
@@ -144,12 +147,6 @@ class Store:
         # Digests of what was written without knowing whether that went well, as the save was interrupted.
         self._tried: set[bytes] = set()
 
-    def _was_tried(self, content: bytes) -> bool:
-        return hashlib.sha256(content).digest() in self._tried
-
-    def _try(self, content: bytes) -> None:
-        self._tried.add(hashlib.sha256(content).digest())
-
     @property
     def identity(self) -> object:
         return self.files, self.path
@@ -205,16 +202,20 @@ class MemoryStore(Store):
             if not overwrite:
                 present = self.files.cat_file(self.path) if self.files.exists(self.path) else None
                 # Content that is there by a save of this flowbook which was interrupted is no conflict.
-                if present != self.version and (present is None or not self._was_tried(present)):
+                if present != self.version and (present is None or _digest(present) not in self._tried):
                     raise ConflictError("it has changed since it was opened")
-            self._try(content)
+            self._tried.add(_digest(content))
             self.files.pipe_file(self.path, content)
             self.version = content
             self._tried.clear()
 
 
 class WebStore(Store):
-    """A web server. Its entity tags tell versions apart; it replaces a file by PUT with If-Match (RFC 9110, 13.1.1)."""
+    """A web server. Its entity tags tell versions apart; it replaces a file by PUT with If-Match (RFC 9110, 13.1.1).
+
+    A WebDAV server may look at If-Match before it receives the content, so that it loses one of two overlapping
+    updates. Where it has locks (RFC 4918, 6), the file is locked while tags are compared and content is put.
+    """
 
     @property
     def compares(self) -> bool:  # type: ignore[override]
@@ -247,23 +248,53 @@ class WebStore(Store):
         return content if status == 206 else content[begin:end]
 
     def put(self, content: bytes, overwrite: bool) -> None:
+        with self._locked() as lock:
+            self._put_compared(content, overwrite, lock)
+
+    @contextlib.contextmanager
+    def _locked(self) -> Iterator[dict[str, str]]:
+        """Locks the file where the server can do so, for the headers that a request needs then."""
+        _, headers, _ = self._request("OPTIONS", {})
+        if "2" not in [each.strip() for each in headers.get("DAV", "").split(",")]:
+            yield {}
+            return
+        until = time.monotonic() + _UNTIL_UNLOCKED
+        asked = {"Timeout": "Second-60", "Depth": "0", "Content-Type": "application/xml"}
+        status, headers, _ = self._request("LOCK", asked, _LOCK)
+        while status == 423:
+            if time.monotonic() > until:
+                raise ConflictError("somebody else has locked it")
+            time.sleep(0.02)
+            status, headers, _ = self._request("LOCK", asked, _LOCK)
+        token = headers["Lock-Token"]
         try:
-            headers = self._put(content, None if overwrite else self._tag)
+            yield {"If": f"({token})"}
+        finally:
+            # Some servers lock what the name stood for, so that the lock is gone when the file was replaced.
+            with contextlib.suppress(Exception):
+                self._request("UNLOCK", {"Lock-Token": token})
+
+    def _put_compared(self, content: bytes, overwrite: bool, lock: dict[str, str]) -> None:
+        earlier = set(self._tried)
+        try:
+            headers = self._put(content, None if overwrite else self._tag, lock)
         except ConflictError:
-            # By a save of this flowbook that was interrupted before it knew of its success?
-            if not self._tried or not self._is_there(self._was_tried):
+            # By an earlier save of this flowbook, which was interrupted before it knew of its success?
+            if not earlier or not self._is_there(lambda present: _digest(present) in earlier):
                 raise
-            headers = self._put(content, self._tag)
+            headers = self._put(content, self._tag, lock)
         if "ETag" in headers:
             self.version = _version(headers, len(content))
         elif not self._is_there(lambda present: present == content):
             self.version = ("", None, 0)  # somebody else has saved since
         self._tried.clear()
 
-    def _put(self, content: bytes, tag: str | None) -> Mapping[str, str]:
+    def _put(self, content: bytes, tag: str | None, lock: dict[str, str]) -> Mapping[str, str]:
+        if lock:
+            return self._put_locked(content, tag, lock)
         until = time.monotonic() + _UNTIL_STRONG
         while True:
-            self._try(content)
+            self._tried.add(_digest(content))
             status, headers, _ = self._request("PUT", {"If-Match": tag} if tag is not None else {}, content)
             if status != 412:
                 return headers
@@ -271,6 +302,16 @@ class WebStore(Store):
             if present != f"W/{tag}" or time.monotonic() > until:
                 raise ConflictError("it has changed since it was opened")
             time.sleep(0.1)
+
+    def _put_locked(self, content: bytes, tag: str | None, lock: dict[str, str]) -> Mapping[str, str]:
+        present = self._request("HEAD", {})[1].get("ETag", "").removeprefix("W/")
+        if tag is not None and present != tag:
+            raise ConflictError("it has changed since it was opened")
+        self._tried.add(_digest(content))
+        status, _, _ = self._request("PUT", lock, content)
+        if status in {412, 423}:
+            raise ConflictError("it has changed since it was opened")
+        return {}
 
     def _is_there(self, is_expected: Callable[[bytes], bool]) -> bool:
         """Whether the file has the content that is expected; it is the version that is known then."""
@@ -295,7 +336,7 @@ class WebStore(Store):
                                    **given) as answer:
             if answer.status == 404:
                 raise FileNotFoundError(self.path)
-            if answer.status not in {412, 416}:
+            if answer.status not in {412, 416, 423} and method != "OPTIONS":
                 answer.raise_for_status()
             return answer.status, answer.headers, await answer.read()
 
@@ -324,6 +365,10 @@ class ObjectStore(Store):
             raise
         self.files.invalidate_cache()
         self._tag = self.files.info(self.path).get("ETag")
+
+
+def _digest(content: bytes) -> bytes:
+    return hashlib.sha256(content).digest()
 
 
 def _total(headers: Mapping[str, str]) -> int:

@@ -294,9 +294,10 @@ fl::Bytes Book::picture(const std::string& name) {
     });
 }
 
-std::string Book::digest(bool codeOnly) {
-    return ask([codeOnly](const kit::Document& document) {
-        return codeOnly ? kit::codeDigest(document) : kit::contentDigest(document);
+std::string Book::digest(bool codeOnly, bool dated) {
+    return ask([codeOnly, dated](const kit::Document& document) {
+        return codeOnly ? kit::codeDigest(document)
+                        : kit::contentDigest(document, dated ? kit::Dates::Count : kit::Dates::Ignore);
     });
 }
 

@@ -65,7 +65,7 @@ public:
     std::vector<RelationshipInfo> relationships();
     fl::Bytes content(const std::string& name);
     fl::Bytes picture(const std::string& name);
-    std::string digest(bool codeOnly);
+    std::string digest(bool codeOnly, bool dated);
     std::string text();
     std::string html();
     std::vector<kit::Finding> check();

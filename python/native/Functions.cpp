@@ -4,6 +4,7 @@
 #include "Source.hpp"
 #include "flowbook/FlowbookFileWriter.hpp"
 #include "foundation/storage/vfs/MemoryStorage.hpp"
+#include "kit/package/Strip.hpp"
 
 namespace flowbook::python {
 
@@ -20,8 +21,27 @@ fl::Bytes newFlowbook() {
     });
 }
 
+namespace {
+
+fl::Bytes copyOf(const std::string& bytes) { return {bytes.begin(), bytes.end()}; }
+
+}  // namespace
+
 kit::Salvaged repair(const std::string& remains) {
-    return runCall("", true, [bytes = fl::Bytes(remains.begin(), remains.end())] { return kit::salvage(bytes); });
+    return runCall("", true, [bytes = copyOf(remains)] { return kit::salvage(bytes); });
+}
+
+std::optional<fl::Bytes> stripped(const std::string& flowbook) {
+    return runCall("", true, [bytes = copyOf(flowbook)] { return kit::stripped(bytes); });
+}
+
+kit::MergeResult merge(const std::optional<std::string>& base, const std::string& ours, const std::string& theirs,
+                       const kit::MergeOptions& options) {
+    const auto version = [](const std::string& bytes) { return std::make_shared<kit::Document>(copyOf(bytes), kName); };
+    return runCall("", true, [version, base, ours, theirs, options] {
+        const auto ancestor = base ? version(*base) : nullptr;
+        return kit::merge(ancestor.get(), *version(ours), *version(theirs), options);
+    });
 }
 
 }  // namespace flowbook::python

@@ -1,8 +1,10 @@
 #pragma once
 
 #include "fl/Bytes.hpp"
+#include "kit/compare/Merge.hpp"
 #include "kit/package/Salvage.hpp"
 
+#include <optional>
 #include <string>
 
 namespace flowbook::python {
@@ -14,5 +16,12 @@ fl::Bytes newFlowbook();
 
 /// What can be had of a damaged file.
 kit::Salvaged repair(const std::string& remains);
+
+/// The flowbook without outputs and pictures that nothing refers to; nothing when there are none.
+std::optional<fl::Bytes> stripped(const std::string& flowbook);
+
+/// Merges three versions. @param base  none when there is no common ancestor.
+kit::MergeResult merge(const std::optional<std::string>& base, const std::string& ours, const std::string& theirs,
+                       const kit::MergeOptions& options);
 
 }  // namespace flowbook::python

@@ -38,6 +38,10 @@ public:
         refuseIfLeft();
         replacement_->write(from, count);
     }
+    const ReadableFile* written() override { return replacement_->written(); }
+    void askWhenTouched(std::function<bool()> isUnchanged) override {
+        replacement_->askWhenTouched(std::move(isUnchanged));
+    }
     void commit() override {
         refuseIfLeft();
         replacement_->commit();

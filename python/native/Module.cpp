@@ -4,6 +4,7 @@
 #include "flowbook/FlowbookVersion.hpp"
 
 #include <cstring>
+#include <map>
 #include <pybind11/stl.h>
 
 namespace flowbook::python {
@@ -261,7 +262,51 @@ void addRows(py::module_& module) {
         .def("read", &tableOf, py::arg("threads") = 1);
 }
 
+/// @param favour   "ours", "theirs" or empty. @param outputs  as the command's option, or empty.
+kit::MergeOptions mergeOptions(const std::string& favour, const std::string& outputs, std::string oursLabel,
+                               std::string theirsLabel) {
+    kit::MergeOptions options;
+    options.favour = favour == "ours"     ? kit::Favour::Ours
+                     : favour == "theirs" ? kit::Favour::Theirs
+                                          : kit::Favour::None;
+    const std::map<std::string, kit::Outputs> known{{"ours", kit::Outputs::Ours},
+                                                    {"theirs", kit::Outputs::Theirs},
+                                                    {"drop", kit::Outputs::Drop},
+                                                    {"conflict", kit::Outputs::Conflict}};
+    if (const auto found = known.find(outputs); found != known.end()) {
+        options.outputs = found->second;
+    }
+    options.oursLabel = std::move(oursLabel);
+    options.theirsLabel = std::move(theirsLabel);
+    return options;
+}
+
+py::object toPython(const std::optional<std::string>& text) { return text ? py::object(toText(*text)) : py::none(); }
+
+py::tuple toPython(const kit::MergeResult& result) {
+    py::list conflicts;
+    for (const kit::MergeConflict& each : result.conflicts) {
+        conflicts.append(py::make_tuple(nameOf(each.kind), toText(each.what), toText(each.words), toPython(each.base),
+                                        toPython(each.ours), toPython(each.theirs)));
+    }
+    py::list notes;
+    for (const std::string& each : result.notes) {
+        notes.append(toText(each));
+    }
+    return py::make_tuple(toPython(result.flowbook), conflicts, notes);
+}
+
 void addFunctions(py::module_& module) {
+    module.def("stripped", [](const std::string& flowbook) {
+        const auto result = stripped(flowbook);
+        return result ? py::object(toPython(*result)) : py::none();
+    });
+    module.def("merge", [](const std::optional<std::string>& base, const std::string& ours, const std::string& theirs,
+                           const std::string& favour, const std::string& outputs, std::string oursLabel,
+                           std::string theirsLabel) {
+        return toPython(
+            merge(base, ours, theirs, mergeOptions(favour, outputs, std::move(oursLabel), std::move(theirsLabel))));
+    });
     module.def("new_flowbook", [] { return toPython(newFlowbook()); });
     module.def("repair", [](const std::string& remains) {
         const kit::Salvaged salvaged = repair(remains);

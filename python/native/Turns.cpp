@@ -11,7 +11,7 @@ namespace flowbook::python {
 namespace {
 
 /// A caller that leaves lets the worker that waits for it know at that time.
-constexpr std::chrono::milliseconds kBetweenLooks(50);
+constexpr std::chrono::milliseconds kUntilNextLook(50);
 
 unsigned forkCount = 0;  // changed where no other thread is
 
@@ -36,7 +36,7 @@ Turns::Turn::Turn(Turns& turns) : turns_(turns) {
     if (state.isTakenByCallerOf(call.caller())) {
         throw Refusal("misuse", "the flowbook is used by the file object or the signal handler that it calls");
     }
-    while (!state.given.wait_for(lock, kBetweenLooks, [&] { return state.owner == nullptr; })) {
+    while (!state.given.wait_for(lock, kUntilNextLook, [&] { return state.owner == nullptr; })) {
         call.refuseIfLeft();
     }
     state.owner = &call;

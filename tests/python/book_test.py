@@ -12,8 +12,6 @@ from datetime import timedelta
 from pathlib import Path
 
 import pytest
-from hypothesis import given, settings
-from hypothesis import strategies as st
 
 import flowbook
 from flowbook import _native
@@ -352,35 +350,3 @@ def test_no_call_keeps_objects(call):
         gc.collect()
         grown, before = sys.getallocatedblocks() - before, sys.getallocatedblocks()
     assert grown < 300
-
-
-TEXT = st.text(st.characters(blacklist_categories=["Cs"]), max_size=60)
-XML_TEXT = TEXT.filter(lambda text: not any(ord(each) < 32 or ord(each) in {0xFFFE, 0xFFFF} for each in text))
-CALLS = st.lists(st.one_of(st.tuples(st.just("code"), TEXT),
-                           st.tuples(st.sampled_from(["title", "description", "version"]), XML_TEXT),
-                           st.tuples(st.just("encrypted_code"), st.binary(max_size=60)),
-                           st.tuples(st.just("image"), st.binary(max_size=60)), st.just(("save", None))), max_size=8)
-
-
-@settings(max_examples=60, deadline=None)
-@given(CALLS)
-def test_any_order_of_calls(calls):
-    """What was set is there, before and after it is saved, whatever was set around it."""
-    file = io.BytesIO(stored(flowbook.Flowbook.new(code="x")))
-    book, expected, images = flowbook.open(file), {}, []
-    for name, value in calls:
-        if name == "save":
-            book.save()
-        elif name == "image":
-            book.add_image(value, "image/png")
-            images.append(value)
-        else:
-            setattr(book, name, value)
-            if name.endswith("code"):
-                expected.pop("code", None), expected.pop("encrypted_code", None)
-            expected[name] = getattr(book, name)
-            assert expected[name] == value or name == "code" and len(expected[name]) <= len(value)
-    book.save()
-    for read in (book, flowbook.open(file.getvalue())):
-        assert {name: getattr(read, name) for name in expected} == expected
-        assert [image.data for image in read.images] == images

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Runs the examples in the docstrings of the package `flowbook`, in README and in docs/scale.md.
+"""Runs the examples in the docstrings of the package `flowbook`, in README, docs/python.md and docs/scale.md.
 
 All in a folder that is gone afterwards."""
 import doctest
@@ -22,6 +22,10 @@ with tempfile.TemporaryDirectory() as folder:
     for example in re.findall("^```python\n(.*?)^```", readme, re.MULTILINE | re.DOTALL):
         exec(compile(example, "README.md", "exec"), {})
     saved = flowbook.open("mean.tqx")
+    guide = (source / "docs/python.md").read_text(encoding="utf-8")
+    recipes = re.findall("^```python\n(.*?)^```", guide, re.MULTILINE | re.DOTALL)
+    for recipe in recipes:
+        exec(compile(recipe, "docs/python.md", "exec"), {})
     # GNU parallel is the one engine of the page that Debian has.
     os.mkdir("books")
     saved.save("books/mean.tqx")
@@ -29,5 +33,5 @@ with tempfile.TemporaryDirectory() as folder:
     subprocess.run(["bash", "-euc", re.search("^```sh\n(.*?)^```", scale, re.MULTILINE | re.DOTALL)[1]], check=True)
     lines = [json.loads(line) for line in Path("books.jsonl").read_text(encoding="utf-8").splitlines()]
 print(results)
-sys.exit(any(result.failed or result.attempted < 5 for result in results) or saved.version != "2" or
-         [line["title"] for line in lines] != ["Running mean"])
+sys.exit(any(result.failed or result.attempted < 5 for result in results) or saved.version != "2" or len(recipes) < 8 or
+         [line["properties"]["title"] for line in lines] != ["Running mean"])

@@ -1,0 +1,213 @@
+"""Signals, threads, forks and the end of the interpreter. PXFLOWBOOK_PYTHON_RUNS repeats what depends on timing."""
+import functools
+import io
+import os
+import resource
+import signal
+import subprocess
+import sys
+import threading
+import time
+
+import pytest
+
+import flowbook
+
+RUNS = int(os.environ.get("PXFLOWBOOK_PYTHON_RUNS", "3"))
+SMALL = flowbook.Flowbook.new(code="x = 1;", title="old").to_bytes()
+
+
+@functools.lru_cache
+def large(size=8_000_000):
+    return flowbook.Flowbook.new(code=os.urandom(size).hex()).to_bytes()
+
+
+@pytest.mark.parametrize("source", ["Slow(data)", "'zip://a.tqx::' + zipped"])
+def test_the_interpreter_ends_while_daemon_threads_read_files(source):
+    script = f"""if True:
+        import flowbook, io, os, sys, tempfile, threading, time, zipfile
+        class Slow(io.BytesIO):
+            def read(self, count=-1):
+                time.sleep(0.001)
+                return super().read(count)
+        data = flowbook.Flowbook.new(code="x = 1;" * 20_000).to_bytes()
+        zipped = sys.argv[1] + "/a.zip"
+        with zipfile.ZipFile(zipped, "w") as file:
+            file.writestr("a.tqx", data)
+        def work():
+            while True:
+                flowbook.open({source}).code
+        for _ in range(4):
+            threading.Thread(target=work, daemon=True).start()
+        time.sleep(0.3 if "zip" in {source!r} else 0.05)"""
+    environment = {**os.environ, "ASAN_OPTIONS": os.environ.get("ASAN_OPTIONS", "") + ":detect_leaks=0"}
+    for _ in range(RUNS):
+        subprocess.run([sys.executable, "-c", script, os.getcwd()], check=True, timeout=60, env=environment)
+
+
+@pytest.mark.parametrize("act", [
+    lambda book: book.code, lambda book: book.digest, lambda book: book.html, lambda book: book.check(),
+    lambda book: book.canon(), lambda book: flowbook.merge(None, book, book),
+    lambda book: flowbook.repair(book.to_bytes()),
+    lambda book: setattr(book, "code", "x" * 5_000_000), lambda book: flowbook.read_many(["a.tqx"] * 50, "digest")],
+    ids=range(9))
+@pytest.mark.parametrize("wrap", [bytes, io.BytesIO])
+def test_interrupts_are_answered(tmp_path, monkeypatch, act, wrap):
+    monkeypatch.chdir(tmp_path)
+    content = large()
+    (tmp_path / "a.tqx").write_bytes(content)
+    book, sent = flowbook.open(wrap(content)), []
+
+    def interrupt():
+        time.sleep(0.1)
+        sent.append(time.monotonic())
+        os.kill(os.getpid(), signal.SIGINT)
+
+    thread = threading.Thread(target=interrupt)
+    try:
+        with pytest.raises(KeyboardInterrupt):
+            thread.start()
+            while True:
+                act(book)
+        waited = time.monotonic() - sent[0]
+    finally:
+        thread.join()
+    assert waited < 1  # 0.1 s on a machine that is idle
+    assert book.form in {"plain", "rich"} and book.title is None
+
+
+def test_an_interrupted_save_is_no_conflict(tmp_path):
+    path = tmp_path / "a.tqx"
+    path.write_bytes(large(2_000_000))
+    book, saved = flowbook.open(path), 0
+    for step in range(10 * RUNS):
+        book.title = str(step)
+        signal.signal(signal.SIGALRM, lambda *_: signal.default_int_handler())
+        signal.setitimer(signal.ITIMER_REAL, 0.002 * (step % 40 + 1))
+        try:
+            book.save()
+        except KeyboardInterrupt:
+            pass
+        finally:
+            signal.setitimer(signal.ITIMER_REAL, 0)
+        book.save()
+        assert flowbook.open(path).title == str(step)
+        saved += 1
+    assert saved == 10 * RUNS and os.listdir(tmp_path) == ["a.tqx"]
+
+
+def test_a_fork_while_another_thread_works():
+    book, stop = flowbook.open(large(1_000_000)), threading.Event()
+
+    def work():
+        while not stop.is_set():
+            book.digest
+
+    thread = threading.Thread(target=work)
+    thread.start()
+    try:
+        for _ in range(20 * RUNS):
+            child = os.fork()
+            if child == 0:
+                signal.alarm(20)
+                os._exit(0 if len(book.code) == 2_000_000 and book.title is None else 1)
+            assert os.waitpid(child, 0)[1] == 0
+    finally:
+        stop.set()
+        thread.join()
+
+
+class Raising(io.BytesIO):
+    def read(self, count=-1):
+        raise OSError(threading.current_thread().name)
+
+
+def test_exceptions_stay_in_their_thread():
+    file = Raising(large(200_000))
+    file.read = file.__class__.__base__.read.__get__(file)
+    book, wrong = flowbook.open(file), []
+    del file.read
+
+    def work(name):
+        for _ in range(100 * RUNS):
+            try:
+                book.code
+            except OSError as error:
+                wrong.append(error) if str(error) != name else None
+
+    threads = [threading.Thread(target=work, args=(f"t{number}",), name=f"t{number}") for number in range(4)]
+    for thread in threads:
+        thread.start()
+    for thread in threads:
+        thread.join()
+    assert not wrong
+
+
+def test_thousands_of_open_flowbooks(tmp_path):
+    for name, content in (("small.tqx", SMALL), ("large.tqx", large(100_000))):
+        (tmp_path / name).write_bytes(content)
+    before = resource.getrlimit(resource.RLIMIT_NOFILE)
+    resource.setrlimit(resource.RLIMIT_NOFILE, (1024, before[1]))
+    try:
+        books = [flowbook.open(tmp_path / name) for _ in range(2000) for name in ("small.tqx", "large.tqx")]
+        assert len(books[-1].code) == 200_000 and books[-2].code == "x = 1;"
+        other = flowbook.open(tmp_path / "large.tqx")
+        other.title = "new"
+        other.save()
+        with pytest.raises(flowbook.ConflictError):
+            books[-1].code and books[-1].digest
+        assert books[1].title is None and len(books[1].digest) == 64
+    finally:
+        resource.setrlimit(resource.RLIMIT_NOFILE, before)
+        del books
+
+
+def test_closed_flowbooks(tmp_path):
+    (tmp_path / "a.tqx").write_bytes(SMALL)
+    with flowbook.open(tmp_path / "a.tqx") as book:
+        book.title = "lost"
+    book.close()
+    for act in (lambda: book.code, lambda: book.save(), lambda: setattr(book, "title", "t"), lambda: book.images):
+        with pytest.raises(flowbook.MisuseError, match="closed"):
+            act()
+    assert book.name.endswith("a.tqx") and flowbook.open(tmp_path / "a.tqx").title == "old"
+
+
+def test_subinterpreters_are_refused():
+    interpreters = pytest.importorskip("_xxsubinterpreters")
+    made = interpreters.create()
+    with pytest.raises(Exception, match="main interpreter"):
+        interpreters.run_string(made, f"import sys; sys.path[:] = {sys.path!r}; import flowbook")
+    interpreters.destroy(made)
+
+
+@pytest.mark.parametrize("prefix", ["", "file://"])
+def test_a_full_disk_and_races_at_files(tmp_path, prefix):
+    path = tmp_path / "a.tqx"
+    path.write_bytes(SMALL)
+    script = """if True:
+        import flowbook, resource, sys
+        book = flowbook.open(sys.argv[1])
+        book.add_image(bytes(range(256)) * 4000, "image/png")
+        resource.setrlimit(resource.RLIMIT_FSIZE, (5000, 5000))
+        try:
+            book.save()
+        except flowbook.Error as error:
+            sys.exit(0 if error.kind == "input-output" else 1)"""
+    subprocess.run([sys.executable, "-c", f"import signal; signal.signal(signal.SIGXFSZ, signal.SIG_IGN)\n{script}",
+                    f"{prefix}{path}"], check=True, timeout=60)
+    assert path.read_bytes() == SMALL and os.listdir(tmp_path) == ["a.tqx"]
+    count = """if True:
+        import flowbook, sys
+        for _ in range(25):
+            while True:
+                with flowbook.open(sys.argv[1]) as book:
+                    book.version = str(int(book.version or 0) + 1)
+                    try:
+                        book.save()
+                        break
+                    except flowbook.ConflictError:
+                        pass"""
+    racing = [subprocess.Popen([sys.executable, "-c", count, f"{prefix}{path}"]) for _ in range(3)]
+    assert [process.wait() for process in racing] == [0, 0, 0]
+    assert flowbook.open(path).version == "75"

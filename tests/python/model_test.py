@@ -1,0 +1,164 @@
+"""Any order of calls, held against a model. PXFLOWBOOK_PYTHON_STEPS=20000 runs longer, with the seed that is printed or
+PXFLOWBOOK_PYTHON_SEED."""
+import os
+import pickle
+import random
+import tempfile
+
+import pytest
+from hypothesis import HealthCheck, seed, settings
+from hypothesis import strategies as st
+from hypothesis.stateful import (RuleBasedStateMachine, initialize, invariant, precondition, rule,
+                                 run_state_machine_as_test)
+
+import flowbook
+
+STEPS = int(os.environ.get("PXFLOWBOOK_PYTHON_STEPS", "400"))
+SEED = int(os.environ.get("PXFLOWBOOK_PYTHON_SEED", random.SystemRandom().randrange(10**9)))
+TEXT = st.text(st.characters(blacklist_categories=["Cs", "Cc"], blacklist_characters="\u200b\ufffe\uffff"), max_size=20)
+LINES = st.lists(TEXT, min_size=1, max_size=3).map("\n".join)
+STYLES = st.sampled_from(["code", "Normal", "Heading1", ""])
+PROPERTIES = st.sampled_from(["title", "description", "version"])
+
+
+class Calls(RuleBasedStateMachine):
+    """What a flowbook should hold after each call, saved or not."""
+
+    @initialize()
+    def begin(self):
+        self.folder = tempfile.TemporaryDirectory()
+        self.path = f"{self.folder.name}/a.tqx"
+        flowbook.Flowbook.new(code="x").save(self.path)
+        self.book = flowbook.open(self.path)
+        self.paragraphs = [("code", "x")]
+        self.properties, self.images, self.parts, self.encrypted = {}, {}, {}, None
+        self.stored = self.model()
+
+    def model(self):
+        return (list(self.paragraphs), dict(self.properties), dict(self.images), dict(self.parts), self.encrypted)
+
+    def readable(self):
+        return self.encrypted is None
+
+    @rule(text=LINES)
+    def set_code(self, text):
+        self.book.set_code(text, flatten=True)
+        self.paragraphs, self.encrypted = [("code", text)], None
+
+    @rule(content=st.binary(max_size=30))
+    def set_encrypted(self, content):
+        self.book.encrypted_code = content
+        self.encrypted, self.paragraphs = content, []
+
+    @precondition(readable)
+    @rule(text=LINES, style=STYLES, at=st.integers(0, 9))
+    def insert(self, text, style, at):
+        at = min(at, len(self.paragraphs))
+        self.book.paragraphs.insert(at, text, style)
+        self.paragraphs.insert(at, (style, text))
+
+    @precondition(lambda self: self.readable() and self.paragraphs)
+    @rule(text=LINES, data=st.data())
+    def replace(self, text, data):
+        at = data.draw(st.integers(0, len(self.paragraphs) - 1))
+        self.book.paragraphs[at].text = text
+        self.paragraphs[at] = self.paragraphs[at][0], text
+
+    @precondition(lambda self: self.readable() and self.paragraphs)
+    @rule(data=st.data())
+    def remove(self, data):
+        at = data.draw(st.integers(0, len(self.paragraphs) - 1))
+        self.book.paragraphs[at].remove()
+        del self.paragraphs[at]
+
+    @precondition(readable)
+    @rule()
+    def replace_code(self):
+        self.book.replace_code(lambda code: code + "!")
+        self.paragraphs = [(style, text + "!" * (style == "code")) for style, text in self.paragraphs]
+
+    @rule(name=PROPERTIES, text=st.none() | TEXT)
+    def set_property(self, name, text):
+        setattr(self.book, name, text)
+        self.properties[name] = text
+
+    @rule(data=st.binary(max_size=30))
+    def add_image(self, data):
+        self.images[self.book.add_image(data, "image/png").name] = data
+
+    @precondition(lambda self: self.images)
+    @rule(act=st.sampled_from(["replace", "remove", "rename"]), data=st.data())
+    def change_image(self, act, data):
+        name = data.draw(st.sampled_from(sorted(self.images)))
+        image, = [each for each in self.book.images if each.name == name]
+        if act == "replace":
+            self.images[name] = data.draw(st.binary(max_size=30))
+            image.replace(self.images[name])
+        elif act == "remove":
+            image.remove()
+            del self.images[name]
+        elif f"{name}x" not in self.images:
+            image.rename(f"{name}x")
+            self.images[f"{name}x"] = self.images.pop(name)
+
+    @rule(number=st.integers(0, 3), data=st.binary(max_size=30))
+    def put_part(self, number, data):
+        name = f"/notes/{number}.txt"
+        if name in self.parts:
+            with pytest.raises(flowbook.ConflictError):
+                self.book.add_part(name, b"", "text/plain")
+            next(part for part in self.book.parts if part.name == name).replace(data)
+        else:
+            self.book.add_relationship("http://example.com/note", self.book.add_part(name, data, "text/plain").name)
+        self.parts[name] = data
+
+    @rule()
+    def save(self):
+        self.book.save()
+        self.stored = self.model()
+
+    @rule()
+    def conflict(self):
+        other = flowbook.open(self.path)
+        other.version = (other.version or "") + "1"
+        other.save()
+        self.stored[1]["version"] = other.version
+        self.book.title = "mine"
+        with pytest.raises(flowbook.ConflictError):
+            self.book.save()
+        self.reopen()
+
+    @rule()
+    def reopen(self):
+        self.book.close()
+        self.book = flowbook.open(self.path)
+        paragraphs, properties, images, parts, self.encrypted = self.stored
+        self.paragraphs, self.properties = list(paragraphs), dict(properties)
+        self.images, self.parts = dict(images), dict(parts)
+
+    @rule()
+    def pickled(self):
+        self.book = pickle.loads(pickle.dumps(self.book))
+
+    @invariant()
+    def holds_what_was_set(self):
+        for book in (self.book, flowbook.open(self.book.to_bytes())):
+            assert {image.name: image.data for image in book.images} == self.images
+            assert {part.name: part.data for part in book.parts if part.name.startswith("/notes/")} == self.parts
+            assert {name: getattr(book, name) for name in self.properties} == self.properties
+            assert book.encrypted_code == self.encrypted
+            if self.encrypted is None:
+                assert [(each.style, each.text) for each in book.paragraphs] == self.paragraphs
+                assert book.code == "\n".join(text for style, text in self.paragraphs if style == "code")
+            assert not [finding for finding in book.check() if finding.severity == "error"]
+
+    def teardown(self):
+        self.folder.cleanup()
+
+
+def test_any_order_of_calls():
+    print("seed", SEED)
+    steps = 40
+    run_state_machine_as_test(seed(SEED)(Calls), settings=settings(
+        max_examples=max(STEPS // steps, 1), stateful_step_count=steps, deadline=None, database=None,
+        suppress_health_check=list(HealthCheck)))
