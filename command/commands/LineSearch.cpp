@@ -8,47 +8,172 @@ namespace flowbook::tool {
 
 namespace {
 
-RE2::Options optionsOf(const SearchOptions& options, bool literal) {
+using re2::StringPiece;
+
+RE2::Options optionsOf(const SearchOptions& options) {
     RE2::Options all;
     all.set_case_sensitive(!options.ignoreCase);
-    all.set_literal(literal);
     all.set_log_errors(false);
     return all;
+}
+
+[[noreturn]] void throwInvalid(const std::string& pattern, const std::string& error) {
+    throw Failure(ExitCode::Usage, "invalid pattern '" + pattern + "': " + error.substr(0, error.find(": ")));
 }
 
 /// RE2's \b knows ASCII only.
 std::string asWords(const std::string& expression) {
     constexpr char kNoWord[] = R"([^\pL\pM\pN_])";
-    return std::string("(?:^|") + kNoWord + ")(?:" + expression + ")(?:" + kNoWord + "|$)";
+    return std::string("(?:^|") + kNoWord + ")(" + expression + ")(?:" + kNoWord + "|$)";
 }
 
-std::unique_ptr<RE2> compile(const std::string& pattern, const RE2::Options& options) {
-    auto expression = std::make_unique<RE2>(pattern, options);
+/// Each pattern is compiled alone first, since one that is invalid by itself may become valid within another.
+std::string checked(const std::string& pattern, const SearchOptions& options) {
+    if (options.literal) {
+        return RE2::QuoteMeta(pattern);
+    }
+    if (const RE2 alone(pattern, optionsOf(options)); !alone.ok()) {
+        throwInvalid(pattern, alone.error());
+    }
+    return pattern;
+}
+
+std::string joined(const SearchOptions& options) {
+    std::string all;
+    for (const std::string& pattern : options.patterns) {
+        const std::string one = checked(pattern, options);
+        all += options.patterns.size() == 1 ? one : (all.empty() ? "(?:" : "|(?:") + one + ")";
+    }
+    return options.words ? asWords(all) : all;
+}
+
+std::unique_ptr<RE2> compiled(const std::string& pattern, const SearchOptions& options) {
+    auto expression = std::make_unique<RE2>(pattern, optionsOf(options));
     if (!expression->ok()) {
-        throw Failure(ExitCode::Usage, "the pattern is none: " + expression->error());
+        throwInvalid(pattern, expression->error());
     }
     return expression;
 }
 
-/// The pattern is compiled as it is first, since one that is none by itself may become one within another.
-std::unique_ptr<RE2> expressionOf(const SearchOptions& options) {
-    auto alone = compile(options.pattern, optionsOf(options, options.literal));
-    if (!options.words) {
-        return alone;
+/// Whether a pattern finds in a text whatever it finds in one of its lines, once ^ and $ stand for the ends of lines.
+bool isForTexts(const std::string& pattern) {
+    for (std::size_t at = pattern.find("(?"); at != std::string::npos; at = pattern.find("(?", at + 1)) {
+        if (pattern.compare(at, 3, "(?:") != 0) {
+            return false;
+        }
     }
-    return compile(asWords(options.literal ? RE2::QuoteMeta(options.pattern) : options.pattern),
-                   optionsOf(options, false));
+    return pattern.find("\\A") == std::string::npos && pattern.find("\\z") == std::string::npos;
+}
+
+/// The replacement of a match. @param groups  the match and its groups.
+std::string rewritten(const std::string& rewrite, const std::vector<std::string_view>& groups) {
+    std::string text;
+    for (std::size_t i = 0; i < rewrite.size(); ++i) {
+        if (rewrite[i] != '\\') {
+            text += rewrite[i];
+        } else if (const char next = rewrite[++i]; next == '\\') {
+            text += next;
+        } else {
+            text += groups[static_cast<std::size_t>(next - '0')];
+        }
+    }
+    return text;
 }
 
 }  // namespace
 
-LineSearch::LineSearch(const SearchOptions& options) : expression_(expressionOf(options)), invert_(options.invert) {}
+LineSearch::LineSearch(const SearchOptions& options) : words_(options.words), invert_(options.invert) {
+    const std::string pattern = joined(options);
+    expression_ = compiled(pattern, options);
+    if (isForTexts(pattern) && !invert_) {
+        anywhere_ = compiled("(?m:" + pattern + ")", options);
+    }
+}
 
 LineSearch::LineSearch(LineSearch&&) noexcept = default;
 LineSearch::~LineSearch() = default;
 
 bool LineSearch::wants(std::string_view line) const {
     return RE2::PartialMatch({line.data(), line.size()}, *expression_) != invert_;
+}
+
+std::optional<Match> LineSearch::skip(std::string_view text, std::size_t from) const {
+    if (anywhere_ == nullptr) {
+        return Match{from, text.size() + 1};
+    }
+    StringPiece found;
+    if (!anywhere_->Match({text.data(), text.size()}, from, text.size(), RE2::UNANCHORED, &found, 1)) {
+        return std::nullopt;
+    }
+    const auto begin = static_cast<std::size_t>(found.data() - text.data());
+    return Match{begin, begin + found.size()};
+}
+
+bool LineSearch::match(std::string_view text, std::size_t from, std::vector<std::string_view>& groups) const {
+    std::vector<StringPiece> found(static_cast<std::size_t>(expression_->NumberOfCapturingGroups()) + 1);
+    if (!expression_->Match({text.data(), text.size()}, from, text.size(), RE2::UNANCHORED, found.data(),
+                            static_cast<int>(found.size()))) {
+        return false;
+    }
+    groups.clear();
+    for (auto i = static_cast<std::size_t>(firstGroup()); i < found.size(); ++i) {
+        groups.emplace_back(found[i].data(), found[i].size());
+    }
+    return true;
+}
+
+std::optional<Match> LineSearch::find(std::string_view line, std::size_t from) const {
+    std::vector<std::string_view> groups;
+    if (!match(line, from, groups)) {
+        return std::nullopt;
+    }
+    const auto begin = static_cast<std::size_t>(groups.front().data() - line.data());
+    return Match{begin, begin + groups.front().size()};
+}
+
+std::vector<Match> LineSearch::findAll(std::string_view line) const {
+    std::vector<Match> all;
+    for (std::size_t from = 0; from <= line.size();) {
+        const std::optional<Match> match = find(line, from);
+        if (!match) {
+            break;
+        }
+        if (match->begin != match->end) {
+            all.push_back(*match);
+        }
+        from = match->begin == match->end ? match->end + 1 : match->end;
+    }
+    return all;
+}
+
+std::string LineSearch::replaced(std::string_view line, const std::string& rewrite, std::size_t& count) const {
+    std::string result;
+    std::vector<std::string_view> groups;
+    std::size_t done = 0;
+    for (std::size_t from = 0; from <= line.size() && match(line, from, groups);) {
+        const auto begin = static_cast<std::size_t>(groups.front().data() - line.data());
+        const std::size_t end = begin + groups.front().size();
+        if (begin != end) {
+            result += line.substr(done, begin - done);
+            result += rewritten(rewrite, groups);
+            done = end;
+            ++count;
+        }
+        from = begin == end ? end + 1 : end;
+    }
+    return result.append(line.substr(done));
+}
+
+void LineSearch::requireRewrite(const std::string& rewrite) const {
+    std::string error;
+    const int most = expression_->NumberOfCapturingGroups() - firstGroup();
+    if (!expression_->CheckRewriteString(rewrite, &error)) {
+        throw Failure(ExitCode::Usage, "invalid replacement '" + rewrite + "': " + error);
+    }
+    if (RE2::MaxSubmatch(rewrite) > most) {
+        throw Failure(ExitCode::Usage,
+                      "invalid replacement '" + rewrite + "': the pattern has " + std::to_string(most) + " groups");
+    }
 }
 
 }  // namespace flowbook::tool

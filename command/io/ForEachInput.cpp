@@ -28,7 +28,7 @@ public:
                                       names_.size())),
           work_(&work),
           purpose_(purpose),
-          reports_(console, kReportsPerThread * std::max<std::size_t>(jobs_, 1)) {}
+          reports_(console, kReportsPerThread * std::max<std::size_t>(jobs_, 1), options.separator) {}
 
     void operator()() {
         console_->progress().start(names_.size());

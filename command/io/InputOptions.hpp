@@ -23,6 +23,7 @@ struct InputOptions {
     unsigned jobs = 0;  ///< 0: as many as the machine has cores
     bool allowEmpty = false;
     bool json = false;
+    std::string separator;  ///< stands between what is printed for two inputs
 
     /// The files, in the order in which they are worked on: those of a folder in the order of the bytes of
     /// their paths, less hidden ones, links to folders, and what has another extension. A folder without any is

@@ -10,7 +10,8 @@ constexpr std::size_t kMostBytesWaiting = std::size_t{16} << 20;
 
 }  // namespace
 
-OrderedReports::OrderedReports(Console& console, std::size_t most) : console_(&console), most_(most) {}
+OrderedReports::OrderedReports(Console& console, std::size_t most, std::string separator)
+    : console_(&console), most_(most), separator_(std::move(separator)) {}
 
 bool OrderedReports::isStopped() const { return stopped_ || console_->out().hasFailed(); }
 
@@ -27,14 +28,21 @@ void OrderedReports::show(std::size_t index, std::string_view data) {
     if (stopped_) {
         throw Interrupted();
     }
+    write(index, data);
+}
+
+void OrderedReports::write(std::size_t index, std::string_view data) {
     console_->progress().clear();
+    if (shown_ && *shown_ != index) {
+        console_->out().write(separator_);
+    }
+    shown_ = index;
     console_->out().write(data);
 }
 
 void OrderedReports::show(const Report& report) {
     if (!report.data_.empty()) {
-        console_->progress().clear();
-        console_->out().write(std::string_view(report.data_));
+        write(report.index_, report.data_);
     }
     console_->note(report.noted_);
     for (const Diagnosis& failure : report.failures_) {

@@ -5,6 +5,8 @@
 #include <condition_variable>
 #include <map>
 #include <mutex>
+#include <optional>
+#include <string>
 #include <string_view>
 
 namespace flowbook::tool {
@@ -15,7 +17,8 @@ class OrderedReports {
 public:
     /// @param most  how many reports may be under way or waiting. The console must outlive the object and is
     ///              used by nobody else meanwhile.
-    OrderedReports(Console& console, std::size_t most);
+    /// @param separator  is shown between what two reports show.
+    OrderedReports(Console& console, std::size_t most, std::string separator);
 
     /// Waits until the report of this index may be begun. False when no more is wanted.
     bool mayBegin(std::size_t index);
@@ -37,9 +40,12 @@ public:
 private:
     void show(const Report& report);
     bool isStopped() const;
+    void write(std::size_t index, std::string_view data);
 
     Console* console_;
     std::size_t most_;
+    std::string separator_;
+    std::optional<std::size_t> shown_;  ///< the report that was shown last
     std::mutex mutex_;
     std::condition_variable changed_;
     std::map<std::size_t, Report> waiting_;

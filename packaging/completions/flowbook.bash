@@ -13,7 +13,7 @@ _flowbook() {
     ((COMP_CWORD > 1)) || command=''
     case $command in
     cat) options='--files-from -0 --null -j --jobs --allow-empty --format --json --binary' ;;
-    grep) options='--files-from -0 --null -j --jobs --allow-empty -i --ignore-case -F --fixed-strings -w --word-regexp -v --invert-match -l --files-with-matches -c --count --json' ;;
+    grep) options='--files-from -0 --null -j --jobs --allow-empty -e --regexp -i --ignore-case -F --fixed-strings -w --word-regexp -v --invert-match --in -o --only-matching -A --after-context -B --before-context -C --context -m --max-count -l --files-with-matches -c --count -q --quiet -Z --null-output --color --gitignore --json' ;;
     info) options='--files-from -0 --null -j --jobs --allow-empty --json' ;;
     parts) options='--files-from -0 --null -j --jobs --allow-empty --json' ;;
     extract) options='--files-from -0 --null -j --jobs --allow-empty --code --images --part -d --directory --force' ;;
@@ -46,6 +46,13 @@ _flowbook() {
     cat:--format) words='text xml raw' current=${current#=} ;;
     grep:--files-from) kind=files ;;
     grep:-j | grep:--jobs) kind=none ;;
+    grep:-e | grep:--regexp) kind=none ;;
+    grep:--in) kind=none ;;
+    grep:-A | grep:--after-context) kind=none ;;
+    grep:-B | grep:--before-context) kind=none ;;
+    grep:-C | grep:--context) kind=none ;;
+    grep:-m | grep:--max-count) kind=none ;;
+    grep:--color) words='auto always never' current=${current#=} ;;
     info:--files-from) kind=files ;;
     info:-j | info:--jobs) kind=none ;;
     parts:--files-from) kind=files ;;
