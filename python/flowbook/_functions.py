@@ -161,9 +161,8 @@ def merge(base: Given | None, ours: Given, theirs: Given, *, favour: str | None 
                                ("outputs", outputs, ("ours", "theirs", "drop", "conflict"))):
         if given is not None and given not in known:
             raise ValueError(f"{name} is one of {', '.join(known)}, not {given!r}")
-    versions = [_book(each).to_bytes() for each in (ours, theirs)]
-    data, conflicts, notes = _native.merge(None if base is None else _book(base).to_bytes(), *versions, favour or "",
-                                           outputs or "", *labels)
+    data, conflicts, notes = _native.merge(None if base is None else _book(base).to_bytes(), _book(ours).to_bytes(),
+                                           _book(theirs).to_bytes(), favour or "", outputs or "", labels[0], labels[1])
     return Merged(data, tuple(Conflict(*each) for each in conflicts), tuple(notes))
 
 
