@@ -18,9 +18,9 @@ struct CanonOptions {
 bool canon(const Input& input, const CanonOptions& options) {
     using opc::interfaces::CompressionType;
     HeldFile file(input);
-    const kit::Document document(file.bytes(), input.name());
+    const kit::Document document = file.document();
     const Bytes canonical = kit::canonical(document, options.stored ? CompressionType::None : CompressionType::Normal);
-    if (canonical == file.bytes()) {
+    if (file.holds(canonical)) {
         return false;
     }
     if (kit::isSigned(document)) {

@@ -91,7 +91,7 @@ void copyIntoFolder(Console& console, const CopyOptions& options) {
     SafeFolder folder(*options.folder, options.permission.force);
     forEachInput(console, options.inputs, [&](const Input& input, Report&) {
         const std::string& name = input.nameInFolder();
-        folder.write(name, copyOf(input, fromArgument(name)));
+        folder.write(name, copyOf(input, nameOfFlowbook(name)));
     });
 }
 

@@ -31,6 +31,11 @@ public:
           reports_(console, kReportsPerThread * std::max<std::size_t>(jobs_, 1), options.separator) {}
 
     void operator()() {
+        // A signal waits until the record that is being written is whole.
+        std::optional<Interruption> whole;
+        if (json_) {
+            whole.emplace();
+        }
         console_->progress().start(names_.size());
         std::vector<std::thread> helpers;
         helpers.reserve(jobs_);
@@ -46,12 +51,18 @@ public:
             helper.join();
         }
         reports_.summarize(names_.size());
+        if (json_ && Interruption::hasCome()) {
+            console_->finish();
+        }
     }
 
 private:
     void workOnAll() {
         try {
             for (std::size_t index = next_++; index < names_.size() && reports_.mayBegin(index); index = next_++) {
+                if (json_) {
+                    Interruption::check();
+                }
                 Report report(reports_, index, names_[index].path);
                 workOn(names_[index], report);
                 reports_.finish(std::move(report));

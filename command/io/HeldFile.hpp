@@ -1,6 +1,8 @@
 #pragma once
 
-#include "io/Input.hpp"
+#include "io/OpenDocument.hpp"
+#include "terminal/Diagnosis.hpp"
+#include "terminal/Failure.hpp"
 
 #include <memory>
 
@@ -12,10 +14,30 @@ public:
     /// @throws Failure, and what the storage throws.
     explicit HeldFile(const std::string& argument) : HeldFile(Input(argument, Input::Purpose::Update)) {}
     /// @param input  for Purpose::Update.
-    explicit HeldFile(const Input& input)
-        : input_(input), file_(input_.storage()->openForReading(input_.name())), bytes_(readAll(*file_)) {}
+    explicit HeldFile(const Input& input) : input_(input), file_(input_.storage()->openForReading(input_.name())) {}
 
-    const Bytes& bytes() const noexcept { return bytes_; }
+    std::uint64_t size() const { return file_->size(); }
+
+    /// The flowbook, of which no more is read than is asked for.
+    /// @throws Failure, about the file as the user named it.
+    kit::Document document() const {
+        try {
+            return openDocument(input_);
+        } catch (const std::exception&) {
+            const Diagnosis diagnosis = diagnose();
+            throw Failure(diagnosis.code, input_.argument(), input_.inWords(diagnosis.message), diagnosis.kind);
+        }
+    }
+
+    /// All that the file holds, read at the first call.
+    const Bytes& bytes() const {
+        if (bytes_.empty()) {
+            bytes_ = readAll(*file_);
+        }
+        return bytes_;
+    }
+
+    bool holds(const Bytes& content) const { return size() == content.size() && bytes() == content; }
 
     /// Atomically and durably, or not at all. @throws what the storage throws.
     void replace(const Bytes& content) {
@@ -33,7 +55,7 @@ private:
 
     Input input_;
     std::unique_ptr<foundation::storage::vfs::ReadableFile> file_;
-    Bytes bytes_;
+    mutable Bytes bytes_;
 };
 
 }  // namespace flowbook::tool

@@ -1,10 +1,15 @@
 #include "io/NewFile.hpp"
 
+#include "fl/i18n/Conversion.hpp"
 #include "flowbook/FlowbookFileReader.hpp"
 #include "foundation/storage/vfs/MemoryStorage.hpp"
 #include "io/GuardedStorage.hpp"
+#include "io/HeldFile.hpp"
+#include "io/SafeFolder.hpp"
 #include "terminal/Failure.hpp"
 #include "terminal/Text.hpp"
+
+#include <unistd.h>
 
 namespace flowbook::tool {
 
@@ -27,6 +32,20 @@ void replaceFile(const std::u16string& name, const Bytes& content, bool replace)
     replacement->commit();
 }
 
+/// A file whose name is no UTF-8, which storages do not know.
+void putByBytes(const std::string& argument, const Bytes& content, bool replace) {
+    if (replace && ::access(argument.c_str(), F_OK) == 0) {
+        HeldFile(argument).replace(content);
+        return;
+    }
+    const std::size_t name = argument.rfind('/') + 1;  // 0 where there is no folder
+    SafeFolder folder(name == 0 ? "." : argument.substr(0, name));
+    folder.write(argument.substr(name), content);
+    folder.sync();
+}
+
+bool isUtf8(const std::string& argument) { return fl::i18n::to_string(fl::i18n::to_ustring(argument)) == argument; }
+
 }  // namespace
 
 Bytes makeFlowbook(const std::u16string& name, const std::function<void(FlowbookFileWriter&)>& fill) {
@@ -46,7 +65,11 @@ void putFile(Sink& out, const std::string& argument, const Bytes& content, const
         return;
     }
     try {
-        replaceFile(fromArgument(argument), content, permission.force);
+        if (isUtf8(argument)) {
+            replaceFile(fromArgument(argument), content, permission.force);
+        } else {
+            putByBytes(argument, content, permission.force);
+        }
     } catch (const StorageError& error) {
         const bool exists = error.kind() == StorageErrorKind::Conflict && !permission.force;
         throw Failure(ExitCode::InputOutput, argument, exists ? "exists already; --force replaces it" : error.what());
@@ -54,7 +77,7 @@ void putFile(Sink& out, const std::string& argument, const Bytes& content, const
 }
 
 std::u16string nameOfFlowbook(const std::string& argument) {
-    return argument == "-" ? u"standard output.tqx" : fromArgument(argument);
+    return argument == "-" ? u"standard output.tqx" : fl::i18n::to_ustring(argument);
 }
 
 void createFlowbook(Sink& out, const std::string& argument, const Permission& permission,

@@ -25,8 +25,8 @@ bool OrderedReports::mayBegin(std::size_t index) {
 void OrderedReports::show(std::size_t index, std::string_view data) {
     std::unique_lock<std::mutex> lock(mutex_);
     changed_.wait(lock, [&] { return index == next_ || isStopped(); });
-    if (stopped_) {
-        throw Interrupted();
+    if (stopped_ && index != next_) {
+        throw Interrupted();  // What is being shown comes to its end, so that no line is cut.
     }
     write(index, data);
 }

@@ -12,15 +12,19 @@ namespace {
 
 bool isPlain(unsigned char byte) { return byte >= 0x20 && byte < 0x7F && byte != '"' && byte != '\\'; }
 
+void appendNumber(std::string& text, unsigned char number) {
+    char escape[8];
+    std::snprintf(escape, sizeof escape, "\\u%04x", number);
+    text += escape;
+}
+
 void appendEscaped(std::string& text, unsigned char byte) {
     if (byte == '"' || byte == '\\') {
         text += {'\\', static_cast<char>(byte)};
     } else if (byte == '\n') {
         text += "\\n";
     } else if (byte < 0x20 || byte == 0x7F) {
-        char escape[8];
-        std::snprintf(escape, sizeof escape, "\\u%04x", byte);
-        text += escape;
+        appendNumber(text, byte);
     } else {
         text += static_cast<char>(byte);
     }
@@ -29,8 +33,16 @@ void appendEscaped(std::string& text, unsigned char byte) {
 std::string escaped(std::string_view utf8) {
     std::string text;
     text.reserve(utf8.size() + utf8.size() / 16);
-    for (const char byte : utf8) {
-        appendEscaped(text, static_cast<unsigned char>(byte));
+    for (std::size_t i = 0; i < utf8.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(utf8[i]);
+        const auto next = static_cast<unsigned char>(i + 1 < utf8.size() ? utf8[i + 1] : '\0');
+        if (byte == 0xC2 && next < 0xA0) {
+            // The controls U+0080 to U+009F, which a terminal may obey. Their numbers are those of the second byte.
+            appendNumber(text, next);
+            ++i;
+        } else {
+            appendEscaped(text, byte);
+        }
     }
     return text;
 }

@@ -2,14 +2,17 @@
 """Tests of the process around the command: its signals, terminals and system calls.
 usage: process_test.py FLOWBOOK_COMMAND [unittest arguments]"""
 
+import fcntl
 import os
 import pty
 import random
 import re
 import signal
+import struct
 import subprocess
-import time
 import sys
+import termios
+import time
 import unittest
 from pathlib import Path
 
@@ -53,6 +56,65 @@ class Process(CommandTest):
         shown = os.read(master, 65536)
         os.close(master)
         self.assertRegex(shown, rb"(?s)\] 1/2 files.*\x1b\[K\Z")
+
+    def test_progress_fits_the_terminal(self):
+        for terminal, columns, shown in (("dumb", 80, rb""), ("xterm", 40, rb"\r\x1b\[K[^\r\n]{1,39}\r\x1b\[K"),
+                                         ("xterm", 5, rb"\r\x1b\[K[^\r\n]{1,4}\r\x1b\[K")):
+            master, slave = pty.openpty()
+            fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
+            with self.subTest((terminal, columns)), subprocess.Popen(
+                    [COMMAND, "cat", "-", "plain.tqx"], cwd=self.folder, stdin=subprocess.PIPE, stderr=slave,
+                    stdout=subprocess.PIPE, env={**os.environ, "TERM": terminal}) as process:
+                time.sleep(0.8)
+                process.communicate(self.fixtures["rich.tqx"], timeout=60)
+                os.write(slave, b"!")
+                told = b""
+                while not told.endswith(b"!"):
+                    told += os.read(master, 65536)
+                self.assertRegex(told, rb"\A" + shown + rb"!\Z")
+            os.close(slave)
+            os.close(master)
+
+    def shell(self, script, code, *arguments):
+        done = subprocess.run(["bash", "-c", script, "bash", COMMAND, *arguments], cwd=self.folder, timeout=60,
+                              capture_output=True, check=False)
+        self.assertEqual(done.returncode, code, done)
+        return done.stdout, done.stderr
+
+    def test_descriptors_threads_and_names(self):
+        self.write({f"x{i}.tqx": self.fixtures["plain.tqx"] for i in range(4)})
+        self.shell('"$1" set --title T x?.tqx none.tqx -j 4 2>&-', 3)
+        self.shell('"$1" check x?.tqx >/dev/null', 0)
+        self.shell('"$1" cat plain.tqx >&-', 3)
+        none = "strace -f -qq -o trace -e trace=clone,clone3 -e inject=clone,clone3:error=EAGAIN "
+        self.shell(none + '"$1" set --title U x?.tqx -j 4', 0)
+        odd = os.fsdecode(b"\xff.tqx")
+        for arguments, code in ((["new", odd], 0), (["new", odd], 3), (["new", odd, "--force"], 0),
+                                (["repair", odd, "-o", "b/" + odd], 0), (["copy", "plain.tqx", "b/2" + odd], 0)):
+            self.shell('"$@" </dev/null', code, *arguments)
+        self.flowbook("check", "b/" + odd)
+
+    def test_a_folder_that_cannot_be_entered_is_told(self):
+        (self.folder / "shut").mkdir()
+        self.write({"shut/a.tqx": self.fixtures["plain.tqx"], "shut/b.tqx": b""})
+        self.folder.chmod(0o755)
+        (self.folder / "shut").chmod(0o644 if os.geteuid() == 0 else 0o400)
+        other = "setpriv --reuid 65534 --regid 65534 --clear-groups " if os.geteuid() == 0 else ""
+        told = self.shell(other + '"$1" cat shut', 3)[1].decode()
+        (self.folder / "shut").chmod(0o755)
+        self.assertIn("shut: cannot read: Permission denied\n", told)
+
+    def test_an_interruption_cuts_no_line(self):
+        self.write({f"t{i}.tqx": self.fixtures["tree.tqx"] for i in range(60)})
+        done = subprocess.run(["strace", "-f", "-qq", "-o", "trace", "-e", "trace=write", "-e",
+                               "inject=write:signal=SIGINT:when=1", COMMAND, "parts", "--json", "."],
+                              cwd=self.folder, capture_output=True, timeout=60, check=False)
+        self.assertEqual((done.returncode, done.stdout[-1:]), (-signal.SIGINT, b"\n"))
+
+    def test_damaged_files_differ_by_their_bytes(self):
+        self.write({"one": b"This is no package", "two": b"This is no packagE"})
+        self.assertRegex(self.flowbook("diff", "one", "two", code=1), r"\n-\[the file: 18 bytes, sha256 ")
+        self.assertEqual(self.flowbook("diff", "one", "one"), "")
 
     def test_a_signal_discards_what_is_under_way(self):
         big = {"media/image1.png": ("image/png", random.Random(1).randbytes(400000))}
