@@ -10,6 +10,7 @@ with 1 when four times the input costs more than five times the time or memory (
 import os
 import resource
 import shutil
+import subprocess
 import sys
 import tempfile
 import zipfile
@@ -23,6 +24,7 @@ CODE_TYPE = "application/vnd.pellarion.tarmic.code.document+xml;plaincode=true"
 RELATIONSHIPS = "application/vnd.openxmlformats-package.relationships+xml"
 IMAGE = "http://schemas.openxmlformats.org/officeDocument/2006/relationships/image"
 WORDS = "http://schemas.openxmlformats.org/wordprocessingml/2006/main"
+COMMAND = os.path.realpath(sys.argv[1]) if len(sys.argv) > 1 else None
 # The scan of plain documents leaves those with an instruction to the DOM.
 TO_THE_DOM = "<?odd ?>"
 SECONDS, BYTES, OVER_A_LIMIT = 60, 4 << 30, 6
@@ -140,6 +142,23 @@ def parts(path):
     return ["parts", str(path)]
 
 
+def repair(path):
+    damaged = path.with_suffix(".cut")
+    damaged.write_bytes(path.read_bytes()[:-22])
+    return ["repair", str(damaged), "-o", str(path.with_suffix(".new")), "--force"]
+
+
+def pack(path):
+    folder = path.with_suffix("")
+    if not folder.exists():
+        subprocess.run([COMMAND, "extract", str(path), "-d", str(folder)], check=True)
+    return ["pack", str(folder), "-o", str(path.with_suffix(".new")), "--force"]
+
+
+def diff(path):
+    return ["diff", str(path), str(path)]
+
+
 def extract(path):
     return ["extract", str(path), "-d", str(path.with_suffix("")), "--images", "--force"]
 
@@ -157,6 +176,9 @@ SHAPES = {
     "relationships to a name of 60 KB": (60, 4, long_name, parts),
     "segments of a name": (8000, 4, many_segments, extract),
     "parts": (1000, 10, many_parts, copy),
+    "parts to repair": (1000, 8, many_parts, repair),
+    "parts to pack": (1000, 8, many_parts, pack),
+    "parts to compare": (1000, 8, many_parts, diff),
     "lines": (20000, 10, lambda path, n: book(path, document(paragraph("value = compute(input);\n" * n))), cat),
     "paragraphs": (20000, 10, lambda path, n: book(path, document(paragraph("value = compute(input);") * n)), cat),
     "files": (200, 10, many_files, cat),
