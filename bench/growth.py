@@ -4,7 +4,8 @@
 usage: growth.py FLOWBOOK_COMMAND [SHAPE]...
 
 Each measurement is a process of its own: its processor time and its peak memory, less those of a small file. Exits
-with 1 when four times the input costs more than five times the time or memory (ten times: eleven), or never ends.
+with 1 when four times the input costs more than five times the time or memory (eight times: ten, ten times: eleven),
+or never ends.
 """
 
 import os
@@ -215,7 +216,7 @@ class Bench:
     def row(self, shape):
         """A line of the table, and whether it is good."""
         size, times, _, _ = SHAPES[shape]
-        bar = 5 if times == 4 else 11
+        bar = {4: 5, 8: 10}.get(times, 11)
         low, why = self.cost(shape, size)
         high, why = self.cost(shape, size * times) if low else (None, why)
         label = f"{shape}, {size:,} to {size * times:,}"
