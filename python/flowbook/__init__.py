@@ -13,7 +13,7 @@
 the classes below it. `flowbook.read_many()` reads columns of many flowbooks, `flowbook.dask` does so on many machines.
 """
 
-from flowbook import _native
+from flowbook import _interpreter, _native  # the first refuses subinterpreters
 from flowbook._book import Flowbook, open
 from flowbook._errors import (ConflictError, DamagedError, EncryptedError, Error, LimitError, MisuseError,
                               NotFoundError)
