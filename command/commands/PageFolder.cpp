@@ -36,6 +36,24 @@ std::string shortOf(const std::string& canonical) {
 
 }  // namespace
 
+void putPage(SafeFolder& folder, const std::string& path, const std::string& name, std::string_view html,
+             bool replace) {
+    const std::optional<Bytes> old = folder.read(name, SIZE_MAX);
+    if (old && textOf(*old) == html) {
+        return;
+    }
+    const auto mark = old ? kit::markOf(textOf(*old)) : std::nullopt;
+    if (old && !replace && !mark) {
+        throw Failure(ExitCode::InputOutput, path + "/" + name,
+                      "is there already and was not made by this command; --force replaces it");
+    }
+    if (old && !replace && !mark->isUnchanged) {
+        throw Failure(ExitCode::InputOutput, path + "/" + name,
+                      "was changed since this command made it; --force replaces it");
+    }
+    folder.write(name, Bytes(html.begin(), html.end()));
+}
+
 PageFolder::PageFolder(const std::string& path, bool replace) : path_(path), replace_(replace) {
     std::error_code error;
     fs::path place = fs::weakly_canonical(fs::absolute(path, error), error);
@@ -74,10 +92,11 @@ void PageFolder::findOthers() {
                                ? folder().read(name, kMarkBytes)
                                : std::nullopt;
         const auto mark = start ? kit::markOf(textOf(*start)) : std::nullopt;
-        if (!mark || mark->isIndex) {
+        const bool isPageOfFile = mark && !mark->isIndex && !mark->source.empty();
+        if (!isPageOfFile) {
             continue;
         }
-        const std::string canonical = mark->source.empty() ? "" : canonicalOf(place_ + "/" + mark->source);
+        const std::string canonical = canonicalOf(place_ + "/" + mark->source);
         const std::string source = canonical.empty() ? "" : fs::path(canonical).lexically_relative(place_).string();
         const auto planned = entries_.find(source);
         const bool isPlanned = planned != entries_.end() && planned->second.page == name;
@@ -161,23 +180,6 @@ void PageFolder::tellGone(Console& console, bool prune) {
             console.say(file + ": its flowbook is gone; --prune removes the page");
         }
     }
-}
-
-void PageFolder::put(const std::string& name, std::string_view html) {
-    const std::optional<Bytes> old = folder().read(name, SIZE_MAX);
-    if (old && textOf(*old) == html) {
-        return;
-    }
-    const auto mark = old ? kit::markOf(textOf(*old)) : std::nullopt;
-    if (old && !replace_ && !mark) {
-        throw Failure(ExitCode::InputOutput, path_ + "/" + name,
-                      "is there already and was not made by this command; --force replaces it");
-    }
-    if (old && !replace_ && !mark->isUnchanged) {
-        throw Failure(ExitCode::InputOutput, path_ + "/" + name,
-                      "was changed since this command made it; --force replaces it");
-    }
-    folder().write(name, Bytes(html.begin(), html.end()));
 }
 
 /// Made when there is something to write.

@@ -14,6 +14,11 @@
 
 namespace flowbook::tool {
 
+/// Writes a page, unless the file holds the same already.
+/// @param path  of the folder, for messages. @param replace  whether a page that somebody changed, or a file that is no
+///              page, may be replaced; else they are a Failure.
+void putPage(SafeFolder& folder, const std::string& path, const std::string& name, std::string_view html, bool replace);
+
 /// A folder of pages and their index. A page belongs to the flowbook at one place, told from the folder, however the
 /// place was written. add() may be called from several threads.
 class PageFolder {
@@ -48,7 +53,7 @@ private:
 
     void findOthers();
     void refresh(Entry& entry);
-    void put(const std::string& name, std::string_view html);
+    void put(const std::string& name, std::string_view html) { putPage(folder(), path_, name, html, replace_); }
     void tellGone(Console& console, bool prune);
     SafeFolder& folder();
 

@@ -1,6 +1,8 @@
 #include "commands/PageOf.hpp"
 
 #include "io/OpenDocument.hpp"
+#include "io/Program.hpp"
+#include "io/TemporaryFolder.hpp"
 #include "terminal/Failure.hpp"
 
 #include <optional>
@@ -36,6 +38,19 @@ kit::Page pageOf(const Input& input, Report& report, kit::PageOptions options) {
 
 kit::Page pageOf(const Input& input, Report& report) {
     return pageOf(input, report, {input.argument() == "-" ? "standard input" : input.argument()});
+}
+
+void showInBrowser(std::string_view html) {
+    TemporaryFolder folder;
+    const std::string file = folder.put("page.html", html);
+    folder.keep();
+    try {
+        if (const int code = runProgram({"xdg-open", file}); code != 0) {
+            throw Failure(ExitCode::InputOutput, "xdg-open ended with " + std::to_string(code));
+        }
+    } catch (const Failure& failure) {
+        throw Failure(ExitCode::InputOutput, std::string(failure.what()) + "; the page is " + file);
+    }
 }
 
 }  // namespace flowbook::tool

@@ -16,4 +16,8 @@ kit::Page pageOf(const Input& input, Report& report);
 /// The page of an input; what is wrong with it is told by the page alone. @throws as pageOf().
 kit::Page quietPageOf(const Input& input, kit::PageOptions options);
 
+/// Opens a page in the browser. It stays in the folder of temporary files, as the browser may take it later.
+/// @throws Failure.
+void showInBrowser(std::string_view html);
+
 }  // namespace flowbook::tool

@@ -58,8 +58,8 @@ std::vector<Relationship> relationshipsOfCode(const Document& document) {
 
 }  // namespace
 
-Figures::Figures(const Document& document, Faults& faults)
-    : document_(&document), faults_(&faults), relationships_(relationshipsOfCode(document)) {
+Figures::Figures(const Document& document, Faults& faults, std::string ids)
+    : document_(&document), faults_(&faults), relationships_(relationshipsOfCode(document)), ids_(std::move(ids)) {
     for (std::size_t i = 0; i < relationships_.size(); ++i) {
         const std::string id = fl::i18n::to_string(relationships_[i].getID());
         byId_.emplace(id, i);
@@ -142,7 +142,7 @@ void Figures::writeOthers(Markup& out) {
 void Figures::write(Markup& out, const Part& part) { writePart(out, part, "", nullptr); }
 
 void Figures::writePart(Markup& out, const Part& part, const std::string& words, const Markup* caption) {
-    const std::string next = "picture-" + std::to_string(count_ + 1);
+    const std::string next = ids_ + std::to_string(count_ + 1);
     const auto [place, isNew] = anchors_.try_emplace(part.getName().folded(), next);
     if (isNew) {
         faults_->attempt(out, [&] {
@@ -173,7 +173,7 @@ void Figures::writeDataUri(Markup& out, const std::string& uri) {
 
 void Figures::writeNew(Markup& out, const Picture& picture) {
     ++count_;
-    out.open("figure", {{"id", "picture-" + std::to_string(count_)}});
+    out.open("figure", {{"id", ids_ + std::to_string(count_)}});
     writeImage(out, picture);
     if (picture.caption != nullptr) {
         out.open("figcaption").append(*picture.caption).close();

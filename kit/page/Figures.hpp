@@ -22,7 +22,8 @@ struct Thumbnail {
 class Figures {
 public:
     /// @throws opc::Exception when there are no relationships that can be read.
-    Figures(const Document& document, Faults& faults);
+    /// @param ids  what the ids of the figures begin with.
+    Figures(const Document& document, Faults& faults, std::string ids = "picture-");
 
     /// The picture that a relationship names, or a link to where it stands already.
     /// @param words    describe the picture; may be empty.
@@ -63,6 +64,7 @@ private:
     std::map<std::string, std::size_t> byId_;
     std::map<std::string, std::string> links_;    ///< targets that may be links, by id
     std::map<std::string, std::string> anchors_;  ///< of what is shown already, by folded part name
+    std::string ids_;
     std::size_t count_ = 0;
     std::uint64_t bytes_ = 0;
     std::uint64_t pixels_ = 0;

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+#include <vector>
+
+namespace flowbook::kit {
+
+/// A stretch in which two sequences differ; what stands between two of them is the same in both.
+struct Difference {
+    std::size_t aBegin;
+    std::size_t aEnd;
+    std::size_t bBegin;
+    std::size_t bEnd;
+};
+
+/// Where two sequences of lines, or of words, differ, in their order. Few and short differences are found where there
+/// are any; sequences that differ in thousands of places may be told to differ in longer stretches than they do, so
+/// that the time stays in proportion.
+std::vector<Difference> differencesOf(const std::vector<std::string_view>& a, const std::vector<std::string_view>& b);
+
+}  // namespace flowbook::kit
