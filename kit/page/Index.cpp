@@ -12,6 +12,9 @@ namespace flowbook::kit {
 
 namespace {
 
+// From so many rows on, only those that are looked at are laid out.
+constexpr std::size_t kManyRows = 500;
+
 constexpr std::size_t kLongestStem = 60;
 constexpr std::size_t kDigits = 16;
 
@@ -66,7 +69,7 @@ struct PictureBudget {
 void writePath(Markup& out, std::string_view path) {
     out.open("bdi", {{"class", "name"}, {"translate", "no"}});
     while (!path.empty()) {
-        const std::size_t end = std::min(path.find_first_of("/_-.", 1), path.size());
+        const std::size_t end = std::min(path.find_first_of("/_-."), path.size() - 1) + 1;
         out.text(path.substr(0, end));
         path.remove_prefix(end);
         if (!path.empty()) {
@@ -77,7 +80,7 @@ void writePath(Markup& out, std::string_view path) {
 }
 
 void openCell(Markup& out, std::string_view label, std::string_view kind, std::string_view sortedBy = "") {
-    out.open("td", {{"role", "cell"}, {"class", kind}, {"data-label", label}, {"data-value", sortedBy}});
+    out.open("td", {{"class", kind}, {"data-label", label}, {"data-value", sortedBy}});
 }
 
 void writeIndexCell(Markup& out, std::string_view label, std::string_view kind, std::string_view text,
@@ -101,7 +104,7 @@ void writePicture(Markup& out, const Thumbnail& picture, PictureBudget& left) {
 
 void writeIndexRow(Markup& out, const IndexRow& row, PictureBudget& left) {
     const PageSummary& all = row.summary;
-    out.open("tr", {{"role", "row"}});
+    out.open("tr");
     openCell(out, "Title", "title");
     out.open("a", {{"href", row.page}, {"dir", "auto"}});
     if (all.title.empty()) {
@@ -126,22 +129,23 @@ void writeIndexHeads(Markup& out) {
     constexpr std::pair<std::string_view, std::string_view> kHeads[] = {
         {"Title", "title"},     {"Description", "about"}, {"Version", "version"}, {"Modified", "time"},
         {"Picture", "picture"}, {"Lines", "number"},      {"State", "state"}};
-    out.open("thead", {{"role", "rowgroup"}}).open("tr", {{"role", "row"}});
+    out.open("thead").open("tr");
     for (const auto& [head, kind] : kHeads) {
-        out.element("th", {{"role", "columnheader"}, {"scope", "col"}, {"class", kind}}, head);
+        out.element("th", {{"scope", "col"}, {"class", kind}}, head);
     }
     out.close().close();
 }
 
 void writeFolderHead(Markup& out, const std::string& folder) {
-    out.open("tr", {{"role", "row"}, {"class", "folder"}});
-    out.open("th", {{"role", "rowheader"}, {"scope", "rowgroup"}, {"colspan", "7"}});
+    out.open("tr", {{"class", "folder"}});
+    out.open("th", {{"scope", "rowgroup"}, {"colspan", "7"}});
     writePath(out, folder.empty() ? "./" : folder);
     out.close().close();
 }
 
 void writeIndexTable(Markup& out, const std::vector<IndexRow>& rows) {
-    out.open("table", {{"class", "index"}, {"role", "table"}, {"aria-label", "Flowbooks"}});
+    const std::string_view kind = rows.size() > kManyRows ? "index long" : "index";
+    out.open("table", {{"class", kind}, {"aria-label", "Flowbooks"}});
     writeIndexHeads(out);
     PictureBudget left;
     const IndexRow* last = nullptr;
@@ -151,7 +155,7 @@ void writeIndexTable(Markup& out, const std::vector<IndexRow>& rows) {
             if (last != nullptr) {
                 out.close();
             }
-            out.open("tbody", {{"role", "rowgroup"}});
+            out.open("tbody");
             writeFolderHead(out, folder);
         }
         writeIndexRow(out, row, left);

@@ -311,7 +311,8 @@ void InlineWriter::write(const Piece& piece) {
 
 void InlineWriter::writeText(const Piece& piece) {
     const Look& look = piece.look;
-    const std::string_view target = targetOf(look);
+    // A link needs words, so a blank is none.
+    const std::string_view target = isBlankText(piece.text) ? std::string_view() : targetOf(look);
     std::size_t open = 0;
     const auto openIf = [&](bool wanted, Markup::Name name, Markup::Attributes attributes = {}) {
         if (wanted) {

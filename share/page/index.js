@@ -7,7 +7,6 @@
     const places = new Map(rows.map((row) => [row, row.parentElement]));
     const texts = new Map(rows.map((row) => [row, row.textContent.toLowerCase()]));
     const flat = table.appendChild(document.createElement('tbody'));
-    flat.setAttribute('role', 'rowgroup');
     const filter = document.getElementById('filter');
     const count = document.getElementById('count');
     const collator = new Intl.Collator(undefined, { numeric: true, sensitivity: 'base' });

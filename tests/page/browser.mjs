@@ -72,6 +72,11 @@ async function checkLooks(page, name) {
 async function checkExample(page, url) {
     await page.goto(`${url}#L4`);
     expect((await page.locator(':target').innerText()).includes('for k = window:101'), '#L4 is the fourth line');
+    const copied = await page.evaluate(() => {
+        getSelection().selectAllChildren(document.querySelector('pre.code'));
+        return getSelection().toString();
+    });
+    expect(`${copied.trimEnd()}\n` === readFileSync(`${folder}/code.txt`, 'utf8'), `what is copied is the code: ${copied}`);
     expect(await page.evaluate(() => [...document.images].every((image) => image.naturalWidth === 600)),
         'the picture is shown');
     await page.goto(url);
@@ -80,6 +85,18 @@ async function checkExample(page, url) {
         await page.emulateMedia({ colorScheme });
         await page.screenshot({ path: `${pictures}/example-${width}-${colorScheme}.png`, fullPage: true });
     }
+}
+
+async function checkIndex(page) {
+    const titles = () => page.evaluate(() => [...document.querySelectorAll('.index .title a')]
+        .filter((each) => each.checkVisibility()).map((each) => each.textContent));
+    const all = (await titles()).length;
+    await page.fill('#filter', 'running MEAN');
+    expect((await titles()).join() === 'Running mean', 'the filter leaves what it names');
+    await page.fill('#filter', '');
+    await page.getByRole('button', { name: 'Lines' }).click();
+    await page.getByRole('button', { name: 'Lines' }).click();
+    expect((await titles())[0] === 'Running mean' && (await titles()).length === all, 'the most lines come first');
 }
 
 const browser = await chromium.launch({ executablePath: browserPath, args: flags, chromiumSandbox: false });
@@ -97,6 +114,7 @@ for (const name of readdirSync(`${folder}/pages`)) {
         await checkExample(page, urlOf(`pages/${name}`));
     }
     if (name === 'index.html') {
+        await checkIndex(page);
         await page.screenshot({ path: `${pictures}/index.png` });
     }
 }

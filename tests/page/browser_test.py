@@ -86,7 +86,8 @@ def example():
              paragraph("text", run("A "), run("moving window", "b"), run(" of "), run("five", "i"),
                        run(" samples is drawn over the signal, and "), link("l0", "the mean"),
                        run(" of each window is kept.")),
-             paragraph("code", run(CODE)), paragraph("text", run("What comes out has less noise:"), picture("p0"))]
+             paragraph("code", run(CODE)), paragraph("code", run("x = '\u202ea\u200b';"), run(" % beside")),
+             paragraph("text", run("What comes out has less noise:"), picture("p0"))]
     properties = (made.title("Running mean"), made.time("created", "2024-05-01T09:30:00Z"),
                   "<dc:description>Smooths a signal with a window of five samples</dc:description>",
                   made.time("modified", "2024-05-02T16:45:00Z"), "<cp:version>1.2</cp:version>")
@@ -110,6 +111,10 @@ def main(command, npm, pictures):
                               "encrypted": encrypted, "damaged": EVIL.encode()}.items():
             (folder / f"{name}.tqx").write_bytes(content)
         subprocess.run([command, "html", ".", "-d", "pages"], cwd=folder, check=False)
+        for name, versions in {"changes": ["example.tqx", "hostile.tqx"], "added": ["/dev/null", "example.tqx"]}.items():
+            subprocess.run([command, "diff", "--html", *versions, "-o", f"pages/{name}.html"], cwd=folder, check=False)
+        (folder / "code.txt").write_bytes(subprocess.run([command, "cat", "example.tqx"], cwd=folder, check=True,
+                                                         capture_output=True).stdout)
         # What the checks find where nothing protects the reader.
         (folder / "control.html").write_text(f"<title>control</title><body>{EVIL[2:]}", encoding="utf-8")
         script = Path(__file__).with_name("browser.mjs").resolve()

@@ -123,6 +123,52 @@ class Pages(unittest.TestCase):
         self.html("in/b", "-d", "out", "--force")
         self.assertIn("Flowbooks", self.pages()["index.html"][1])
 
+    def git(self, *arguments):
+        subprocess.run(["git", "-c", "user.name=a", "-c", "user.email=b@c", *arguments], cwd=self.folder, check=True,
+                       capture_output=True)
+
+    def change(self, name, **arguments):
+        (self.folder / name).write_bytes(made.zipped(made.package(**arguments)))
+
+    def test_changes(self):
+        self.change("old.tqx", document=made.rich(made.paragraph("a = 1;\nb = 2;\nc"), made.paragraph("Gone", "text")),
+                    **made.core(made.title("Old <b>")))
+        self.change("new.tqx", document=made.rich(made.paragraph("a = 1;\nb = 20;\nc")),
+                    document_rels=made.relationships(("p", "image", "../m.png")), parts={"m.png": PICTURE})
+        page = self.html("--html", "old.tqx", "new.tqx", command="diff", code=1)[0]
+        tree = Page(page).root
+        self.assertEqual([e.text() for e in tree.find("mark")], ["2", "20"])
+        self.assertEqual([e.text() for e in tree.find("del")], ["Old <b>", "b = 2;", "Gone"])
+        self.assertIn("There is none.", page)
+        self.assertIn("3 bytes, SHA-256 709e80c8", page)
+        self.assertIn("The contents are the same.", self.html("--html", "old.tqx", "old.tqx", command="diff")[0])
+        self.html("--html", "/dev/null", "new.tqx", "-o", "c.html", command="diff", code=1)
+        self.html("--html", "old.tqx", "nosuch.tqx", command="diff", code=3)
+        self.html("--git", "HEAD", "-d", "changes", command="diff", code=2)
+
+    def test_changes_in_git(self):
+        self.git("init", "-q")
+        self.git("add", "in/a", "in/b")
+        self.git("commit", "-qm", "one")
+        self.change("in/b/x.tqx", document=made.rich(made.paragraph("changed")))
+        self.git("mv", "in/a/x.tqx", "in/a/moved.tqx")
+        self.change("in/new.tqx")
+        self.git("add", "in/new.tqx")
+        for name in ("HEAD", "HEAD~1..HEAD", "HEAD~1"):
+            self.html("--html", "--git", name, "-d", "out", command="diff")
+            rows = [tuple(td.text() for td in tr.find("td")) for tr in Page(self.pages()["index.html"][1]).root.find("tr")]
+            self.assertEqual(rows[1:], [("in/a/moved.tqx", "renamed", "0", "0"), ("in/b/x.tqx", "changed", "2", "1"),
+                                        ("in/new.tqx", "added", "0", "2")])
+            pages = self.pages()
+            self.html("--html", "--git", name, "-d", "out", command="diff")
+            self.assertEqual(self.pages(), pages)
+            if name == "HEAD":
+                self.git("commit", "-qam", "two")
+        self.html("--html", "--git", "HEAD~1", "in/b", "-d", "b", command="diff")
+        self.assertEqual(len(list((self.folder / "b").iterdir())), 2)
+        self.html("--html", "--git", "nosuch", "-d", "b", command="diff", code=3)
+        self.html("--html", "--git", "--output=x", "-d", "b", command="diff", code=2)
+
     def test_show(self):
         opener = self.folder / "bin" / "xdg-open"
         opener.parent.mkdir()
