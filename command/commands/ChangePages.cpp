@@ -20,10 +20,10 @@ namespace {
 constexpr char kNoFile[] = "/dev/null";
 
 /// A version of a flowbook, in memory.
-class Version {
+class ShownVersion {
 public:
     /// @param bytes  nothing when there is no such version.
-    Version(const std::string& name, std::optional<Bytes> bytes) {
+    ShownVersion(const std::string& name, std::optional<Bytes> bytes) {
         side_.name = name;
         if (bytes) {
             try {
@@ -36,9 +36,9 @@ public:
             }
         }
     }
-    Version(const Version&) = delete;
-    Version& operator=(const Version&) = delete;
-    ~Version() = default;
+    ShownVersion(const ShownVersion&) = delete;
+    ShownVersion& operator=(const ShownVersion&) = delete;
+    ~ShownVersion() = default;
 
     const kit::ChangesSide& side() const { return side_; }
 
@@ -139,8 +139,8 @@ std::string wordFor(char kind) {
 }  // namespace
 
 kit::ChangesPage changesBetween(const std::string& title, const std::string& before, const std::string& after) {
-    const Version a(before, bytesOf(before));
-    const Version b(after, bytesOf(after));
+    const ShownVersion a(before, bytesOf(before));
+    const ShownVersion b(after, bytesOf(after));
     return kit::makeChangesPage(title, a.side(), b.side(), "");
 }
 
@@ -152,8 +152,8 @@ void writeGitChanges(Console& console, const GitChanges& wanted) {
     std::vector<kit::ChangesRow> rows;
     for (const GitChange& change : changes) {
         attempt(console, change.newPath, [&] {
-            const Version a(change.oldPath, versionOf(change.oldId, change.kind != 'A', top, change.oldPath));
-            const Version b(change.newPath, versionOf(change.newId, change.kind != 'D', top, change.newPath));
+            const ShownVersion a(change.oldPath, versionOf(change.oldId, change.kind != 'A', top, change.oldPath));
+            const ShownVersion b(change.newPath, versionOf(change.newId, change.kind != 'D', top, change.newPath));
             const kit::ChangesPage page = kit::makeChangesPage(change.newPath, a.side(), b.side(), "index.html");
             const std::string name = kit::pageNameOf(change.newPath);
             putPage(folder, wanted.folder, name, page.html, wanted.replace);

@@ -19,9 +19,9 @@ struct Match {
     std::size_t b;
 };
 
-class Finder {
+class DifferenceFinder {
 public:
-    Finder(const std::vector<std::string_view>& a, const std::vector<std::string_view>& b)
+    DifferenceFinder(const std::vector<std::string_view>& a, const std::vector<std::string_view>& b)
         : a_(numbersOf(a)), b_(numbersOf(b)) {}
 
     std::vector<Difference> find() {
@@ -193,7 +193,7 @@ private:
 }  // namespace
 
 std::vector<Difference> differencesOf(const std::vector<std::string_view>& a, const std::vector<std::string_view>& b) {
-    return Finder(a, b).find();
+    return DifferenceFinder(a, b).find();
 }
 
 }  // namespace flowbook::kit

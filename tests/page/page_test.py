@@ -132,7 +132,7 @@ class Pages(unittest.TestCase):
 
     def test_changes(self):
         self.change("old.tqx", document=made.rich(made.paragraph("a = 1;\nb = 2;\nc"), made.paragraph("Gone", "text")),
-                    **made.core(made.title("Old <b>")))
+                    **made.core(made.title("Old &lt;b>")))
         self.change("new.tqx", document=made.rich(made.paragraph("a = 1;\nb = 20;\nc")),
                     document_rels=made.relationships(("p", "image", "../m.png")), parts={"m.png": PICTURE})
         page = self.html("--html", "old.tqx", "new.tqx", command="diff", code=1)[0]
