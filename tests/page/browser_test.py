@@ -111,7 +111,8 @@ def main(command, npm, pictures):
                               "encrypted": encrypted, "damaged": EVIL.encode()}.items():
             (folder / f"{name}.tqx").write_bytes(content)
         subprocess.run([command, "html", ".", "-d", "pages"], cwd=folder, check=False)
-        for name, versions in {"changes": ["example.tqx", "hostile.tqx"], "added": ["/dev/null", "example.tqx"]}.items():
+        compared = {"changes": ["example.tqx", "hostile.tqx"], "added": ["/dev/null", "example.tqx"]}
+        for name, versions in compared.items():
             subprocess.run([command, "diff", "--html", *versions, "-o", f"pages/{name}.html"], cwd=folder, check=False)
         (folder / "code.txt").write_bytes(subprocess.run([command, "cat", "example.tqx"], cwd=folder, check=True,
                                                          capture_output=True).stdout)

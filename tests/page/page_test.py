@@ -156,7 +156,8 @@ class Pages(unittest.TestCase):
         self.git("add", "in/new.tqx")
         for name in ("HEAD", "HEAD~1..HEAD", "HEAD~1"):
             self.html("--html", "--git", name, "-d", "out", command="diff")
-            rows = [tuple(td.text() for td in tr.find("td")) for tr in Page(self.pages()["index.html"][1]).root.find("tr")]
+            index = Page(self.pages()["index.html"][1]).root
+            rows = [tuple(td.text() for td in tr.find("td")) for tr in index.find("tr")]
             self.assertEqual(rows[1:], [("in/a/moved.tqx", "renamed", "0", "0"), ("in/b/x.tqx", "changed", "2", "1"),
                                         ("in/new.tqx", "added", "0", "2")])
             pages = self.pages()
