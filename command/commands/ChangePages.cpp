@@ -69,7 +69,7 @@ std::string askGitFor(std::vector<std::string> arguments) {
     return std::move(answer.output);
 }
 
-std::vector<std::string> splitAtNul(const std::string& text) {
+std::vector<std::string> fieldsOf(const std::string& text) {
     std::vector<std::string> fields;
     std::size_t at = 0;
     for (std::size_t end = text.find('\0'); end != std::string::npos; end = text.find('\0', at)) {
@@ -80,7 +80,7 @@ std::vector<std::string> splitAtNul(const std::string& text) {
 }
 
 std::vector<GitChange> parseChanges(const std::string& output) {
-    const std::vector<std::string> fields = splitAtNul(output);
+    const std::vector<std::string> fields = fieldsOf(output);
     std::vector<GitChange> changes;
     for (std::size_t at = 0; at + 1 < fields.size();) {
         // ":100644 100644 <old id> <new id> M", then one path, or two of a file that was renamed or copied.
