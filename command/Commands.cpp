@@ -5,9 +5,9 @@
 namespace flowbook::tool {
 
 CommandList allCommands() {
-    static constexpr const Command* kAll[] = {&kCat, &kGrep,  &kInfo,  &kParts, &kExtract, &kHtml, &kShow,  &kNew,
-                                              &kSet, &kEdit,  &kPack,  &kCopy,  &kDigest,  &kDiff, &kMerge, &kResolve,
-                                              &kGit, &kCheck, &kCanon, &kStrip, &kRepair,  &kHelp};
+    static constexpr const Command* kAll[] = {
+        &kCat,  &kGrep,   &kInfo, &kParts, &kExtract, &kHtml, &kShow,  &kNew,   &kSet,   &kReplace, &kEdit, &kPack,
+        &kCopy, &kDigest, &kDiff, &kMerge, &kResolve, &kGit,  &kCheck, &kCanon, &kStrip, &kRepair,  &kHelp};
     return {kAll, std::size(kAll)};
 }
 

@@ -9,6 +9,7 @@ import json
 import re
 import subprocess
 import sys
+import textwrap
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
@@ -57,7 +58,7 @@ def roff(text):
     for line in re.sub(r"(?<=[A-Za-z0-9)'][.?!]) (?=[A-Z'-])", "\n", text.replace("\\", "\\e")).split("\n"):
         words, piece = line.split(" "), ""
         for word in words:
-            if piece and len(piece) + 1 + len(word) > 78:
+            if piece and len(piece) + 1 + len(word) > 70:
                 lines.append(piece)
                 piece = word
             else:
@@ -111,7 +112,7 @@ def shared_options(commands):
                 entries.setdefault(option["name"], (option, []))[1].append(command["name"])
     lines = [".Bl -tag -width Ds"]
     for option, names in sorted(entries.values(), key=lambda entry: entry[0]["group"]):
-        lines += [f".It {mdoc_option(option)}", roff(option["help"] + "."), f"({', '.join(names)})"]
+        lines += [f".It {mdoc_option(option)}", roff(option["help"] + "."), *textwrap.wrap(f"({', '.join(names)})", 76)]
     return "\n".join(lines + [".El"])
 
 

@@ -30,7 +30,7 @@ public:
             Json json = report.openRecord();
             json.truth("changed", isChanged);
             report.closeRecord(json);
-        } else if (isChanged && options_->dryRun && !options_->quiet) {
+        } else if (isChanged && options_->dryRun && options_->namesChanged && !options_->quiet) {
             report.line(Output::isTerminal() ? printable(input.argument()) : input.argument());
         }
     }

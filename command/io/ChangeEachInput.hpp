@@ -10,6 +10,7 @@ struct ChangeOptions {
     bool dryRun = false;
     bool quiet = false;
     bool binary = false;
+    bool namesChanged = true;  ///< whether --dry-run prints the names of what would be changed
 };
 
 /// What is done with each input; called by several threads at once. Changes nothing when `dryRun` is set.

@@ -2,7 +2,7 @@
 _flowbook() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
     local command=${COMP_WORDS[1]} options='' words='' kind=flowbooks
-    local commands='cat grep info parts extract html show new set edit pack copy digest diff merge resolve git check canon strip repair help'
+    local commands='cat grep info parts extract html show new set replace edit pack copy digest diff merge resolve git check canon strip repair help'
 
     # bash parts --option=value at the equals sign.
     if [[ $current == '=' ]]; then
@@ -21,6 +21,7 @@ _flowbook() {
     show) options='' ;;
     new) options='--code --rich --image --title --description --version --force --binary' ;;
     set) options='--files-from -0 --null -j --jobs --allow-empty --json --dry-run -q --quiet --binary --from --code --rich --flatten --replace-encrypted --title --description --version' ;;
+    replace) options='--files-from -0 --null -j --jobs --allow-empty --json --dry-run -q --quiet --binary -i --ignore-case -F --fixed-strings -w --word-regexp' ;;
     edit) options='--flatten' ;;
     pack) options='-o --output --force --binary' ;;
     copy) options='--files-from -0 --null -j --jobs --allow-empty -o --output -d --directory --force --binary' ;;
@@ -79,6 +80,8 @@ _flowbook() {
     set:--title) kind=none ;;
     set:--description) kind=none ;;
     set:--version) kind=none ;;
+    replace:--files-from) kind=files ;;
+    replace:-j | replace:--jobs) kind=none ;;
     pack:-o | pack:--output) kind=files ;;
     copy:--files-from) kind=files ;;
     copy:-j | copy:--jobs) kind=none ;;
