@@ -44,7 +44,7 @@ void putByBytes(const std::string& argument, const Bytes& content, bool replace)
     folder.sync();
 }
 
-bool isUtf8(const std::string& argument) { return fl::i18n::to_string(fl::i18n::to_ustring(argument)) == argument; }
+bool isUtf8Name(const std::string& argument) { return fl::i18n::to_string(fl::i18n::to_ustring(argument)) == argument; }
 
 }  // namespace
 
@@ -65,7 +65,7 @@ void putFile(Sink& out, const std::string& argument, const Bytes& content, const
         return;
     }
     try {
-        if (isUtf8(argument)) {
+        if (isUtf8Name(argument)) {
             replaceFile(fromArgument(argument), content, permission.force);
         } else {
             putByBytes(argument, content, permission.force);
