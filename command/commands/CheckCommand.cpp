@@ -3,7 +3,9 @@
 #include "io/ForEachInput.hpp"
 #include "io/SharedOptions.hpp"
 
+#include <array>
 #include <mutex>
+#include <string_view>
 
 namespace flowbook::tool {
 
@@ -48,12 +50,43 @@ void check(const Input& input, Report& report, bool asJson, AllFindings* sarif) 
     }
 }
 
-constexpr char kCheckDescription[] =
+constexpr std::string_view kAboutCheck =
     "Prints a line for each thing that reading would refuse, or lets pass: file, part, place, severity, "
     "what it is, and the name of its kind. Ends with 0 when nothing is found, with 1 for warnings, with 4 "
     "when reading would refuse something.\n\n"
     "With --format=sarif one JSON text tells all findings in the form that code review systems read "
-    "(SARIF 2.1.0); its paths are those that were named.";
+    "(SARIF 2.1.0); its paths are those that were named.\n\n"
+    "These are the kinds of findings. Their names stay what they are from version to version.";
+
+constexpr std::string_view kNewParagraph = "\n\n";
+constexpr std::string_view kMeans = ": ";
+
+constexpr std::size_t kSizeOfDescription = [] {
+    std::size_t size = kAboutCheck.size();
+    for (const kit::FindingKind& kind : kit::kFindingKinds) {
+        size += kNewParagraph.size() + kind.id.size() + kMeans.size() + kind.meaning.size();
+    }
+    return size;
+}();
+
+/// The description with a paragraph for each kind of finding. It is put together by the compiler, so that a start of
+/// the command spends nothing on it.
+constexpr auto kCheckDescription = [] {
+    std::array<char, kSizeOfDescription> text{};
+    std::size_t used = 0;
+    const auto add = [&](std::string_view more) {
+        for (const char c : more) {
+            text[used++] = c;
+        }
+    };
+    add(kAboutCheck);
+    for (const kit::FindingKind& kind : kit::kFindingKinds) {
+        for (const std::string_view more : {kNewParagraph, kind.id, kMeans, kind.meaning}) {
+            add(more);
+        }
+    }
+    return text;
+}();
 
 constexpr char kCheckExamples[] = "flowbook check folder\n"
                                   "git ls-files -z '*.tqx' | flowbook check -0 --files-from -\n"
@@ -77,7 +110,11 @@ void checkAll(Console& console, CheckOptions& options) {
 
 }  // namespace
 
-const Command kCheck = makeCommand<CheckOptions, kCheckOptions, checkAll>(
-    {"check", "Find what is wrong with flowbooks", kCheckDescription, kCheckExamples, "findings[]"});
+const Command kCheck =
+    makeCommand<CheckOptions, kCheckOptions, checkAll>({"check",
+                                                        "Find what is wrong with flowbooks",
+                                                        {kCheckDescription.data(), kCheckDescription.size()},
+                                                        kCheckExamples,
+                                                        "findings[]"});
 
 }  // namespace flowbook::tool

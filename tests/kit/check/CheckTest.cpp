@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <gtest/gtest.h>
+#include <iterator>
 
 namespace flowbook::kit::testing {
 namespace {
@@ -18,6 +19,9 @@ Lines findingsOf(const support::Bytes& content) {
     Lines lines;
     for (const Finding& finding : check(support::Book::kName, book.storage())) {
         EXPECT_FALSE(finding.words.empty()) << finding.id;
+        EXPECT_TRUE(std::any_of(std::begin(kFindingKinds), std::end(kFindingKinds), [&](const FindingKind& kind) {
+            return kind.id == finding.id;
+        })) << finding.id;
         lines.push_back(finding.id + " " + finding.part + (finding.place.empty() ? "" : " " + finding.place));
     }
     std::sort(lines.begin(), lines.end());
