@@ -14,7 +14,7 @@ wanted_packages() {
         '['*) section=${line//[][]/} ;;
         *) if [[ $# == 0 || $sections == *" $section "* ]]; then echo "$line"; fi ;;
         esac
-    done <"$list" | LC_ALL=C sort
+    done <"$list" | LC_ALL=C sort -u
 }
 
 missing_packages() {

@@ -26,7 +26,7 @@ _flowbook() {
     pack) options='-o --output --force --binary' ;;
     copy) options='--files-from -0 --null -j --jobs --allow-empty -o --output -d --directory --force --binary' ;;
     digest) options='--files-from -0 --null -j --jobs --allow-empty --code --json' ;;
-    diff) options='--no-outputs' ;;
+    diff) options='--html --show --git --name -o --output -d --directory --force --no-outputs' ;;
     merge) options='--ours --theirs --outputs --file --ours-label --base-label --theirs-label -o --output --force --binary' ;;
     resolve) options='--ours --theirs' ;;
     git) options='--global --local --undo --check --filter --strip-outputs --hook --no-outputs --form' ;;
@@ -89,6 +89,10 @@ _flowbook() {
     copy:-d | copy:--directory) kind=folders ;;
     digest:--files-from) kind=files ;;
     digest:-j | digest:--jobs) kind=none ;;
+    diff:--git) kind=none ;;
+    diff:--name) kind=none ;;
+    diff:-o | diff:--output) kind=files ;;
+    diff:-d | diff:--directory) kind=folders ;;
     merge:--outputs) words='ours theirs drop conflict' current=${current#=} ;;
     merge:--file) kind=none ;;
     merge:--ours-label) kind=none ;;

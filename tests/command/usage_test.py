@@ -46,7 +46,9 @@ class Usage(CommandTest):
         self.write({"analysis.txt": b"x", "report.xml": RICH, "plot.png": PICTURE, "map.svg": b"<svg/>",
                     "titles.csv": b"file,title\nanalysis.tqx,New\n",
                     "damaged.tqx": self.fixtures["plain.tqx"].partition(b"PK\1\2")[0]})
-        for action in (["init", "-q"], ["add", ".", ":!damaged.tqx"]):
+        commit = ["-c", "user.name=a", "-c", "user.email=a", "commit", "-qm", "a"]
+        for action in (["init", "-q", "-b", "main"], ["add", ".", ":!damaged.tqx"], commit, ["switch", "-qc", "topic"],
+                       ["mv", "-f", "mine.tqx", "yours.tqx"], commit, ["switch", "-q", "main"]):
             subprocess.run(["git", *action], cwd=self.folder, timeout=60, check=True)
 
     def test_examples_work(self):

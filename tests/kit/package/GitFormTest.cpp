@@ -68,9 +68,13 @@ TEST(GitForm, LeavesAloneWhatIsNoFlowbook) {
     content.relationships.clear();
     Bytes flipped = whole;
     std::fill_n(flipped.begin() + 60, 200, static_cast<unsigned char>(0));
-    const Bytes others[] = {
-        {},      support::bytes("PK"),  support::bytes("x = 1;"), Bytes(whole.begin(), whole.end() - 9),
-        flipped, writeContent(content), sealed};
+    const Bytes others[] = {{},
+                            support::bytes("PK"),
+                            support::bytes("x = 1;"),
+                            Bytes(whole.begin(), whole.end() - 9),
+                            flipped,
+                            writeContent(content),
+                            sealed};
     for (const Bytes& other : others) {
         for (const bool strips : {false, true}) {
             EXPECT_EQ(toStoredForm(other, strips).bytes, other) << other.size();
