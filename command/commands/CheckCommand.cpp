@@ -33,11 +33,16 @@ void tellRecord(Report& report, const std::vector<kit::Finding>& findings) {
     report.closeRecord(json);
 }
 
+ExitCode codeOf(const kit::Finding& finding) {
+    const ExitCode code = finding.isOfLimit ? ExitCode::LimitExceeded : ExitCode::Damaged;
+    return finding.severity == kit::Severity::Error ? code : ExitCode::NegativeFinding;
+}
+
 /// @param sarif  takes the findings; null when each is printed here.
 void check(const Input& input, Report& report, bool asJson, AllFindings* sarif) {
     std::vector<kit::Finding> findings = kit::check(input.name(), input.storage());
     for (const kit::Finding& finding : findings) {
-        report.note(finding.severity == kit::Severity::Error ? ExitCode::Damaged : ExitCode::NegativeFinding);
+        report.note(codeOf(finding));
         if (!asJson && sarif == nullptr) {
             report.line(describe(input.argument(), finding));
         }
@@ -53,7 +58,7 @@ void check(const Input& input, Report& report, bool asJson, AllFindings* sarif) 
 constexpr std::string_view kAboutCheck =
     "Prints a line for each thing that reading would refuse, or lets pass: file, part, place, severity, "
     "what it is, and the name of its kind. Ends with 0 when nothing is found, with 1 for warnings, with 4 "
-    "when reading would refuse something.\n\n"
+    "when reading would refuse something, and with 6 when something is beyond a limit.\n\n"
     "With --format=sarif one JSON text tells all findings in the form that code review systems read "
     "(SARIF 2.1.0); its paths are those that were named.\n\n"
     "These are the kinds of findings. Their names stay what they are from version to version.";

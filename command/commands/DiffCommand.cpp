@@ -27,19 +27,28 @@ struct DiffOptions {
     std::optional<std::string> name;
 };
 
+void note(Console& console, bool isSame, ExitCode limit) {
+    console.note(isSame ? ExitCode::Fine : ExitCode::NegativeFinding);
+    console.note(limit);
+    if (limit != ExitCode::Fine) {
+        console.say("a flowbook is beyond a limit; what cannot be read of it is compared by its bytes");
+    }
+}
+
 void diffText(Console& console, const DiffOptions& options) {
     const std::string& nameOfA = options.files[0];
     const std::string& nameOfB = options.files[1];
     const TemporaryFolder folder;
-    const std::string a = folder.put("a", textOf(nameOfA, !options.noOutputs));
-    const std::string b = folder.put("b", textOf(nameOfB, !options.noOutputs));
+    ExitCode limit = ExitCode::Fine;
+    const std::string a = folder.put("a", textOf(nameOfA, !options.noOutputs, &limit));
+    const std::string b = folder.put("b", textOf(nameOfB, !options.noOutputs, &limit));
     const char* const noColour = std::getenv("NO_COLOR");
     const std::string colour = noColour != nullptr && *noColour != '\0' ? "never" : "auto";
     const int code = runProgram({"diff", "-u", "--color=" + colour, "--label", nameOfA, "--label", nameOfB, a, b});
     if (code > 1) {
         throw Failure(ExitCode::InputOutput, "diff failed with exit code " + std::to_string(code));
     }
-    console.note(code == 0 ? ExitCode::Fine : ExitCode::NegativeFinding);
+    note(console, code == 0, limit);
 }
 
 void diffHtml(Console& console, const DiffOptions& options) {
@@ -52,7 +61,9 @@ void diffHtml(Console& console, const DiffOptions& options) {
         putFile(console.out(), options.output.value_or("-"), Bytes(page.html.begin(), page.html.end()),
                 {options.force, true});
     }
-    console.note(textOf(a, true) == textOf(b, true) ? ExitCode::Fine : ExitCode::NegativeFinding);
+    ExitCode limit = ExitCode::Fine;
+    const bool isSame = textOf(a, true, &limit) == textOf(b, true, &limit);
+    note(console, isSame, limit);
 }
 
 void diffGit(Console& console, const DiffOptions& options) {
@@ -74,7 +85,8 @@ void diffAny(Console& console, DiffOptions& options) {
 
 constexpr char kDiffDescription[] =
     "Compares what 'flowbook git textconv' prints, by diff(1). Ends with 0 when the contents are the "
-    "same, with 1 when they differ. Colours appear on a terminal, unless NO_COLOR is set.\n\n"
+    "same, with 1 when they differ, with 6 when one is beyond a limit. Colours appear on a terminal, unless NO_COLOR "
+    "is set.\n\n"
     "With --html it makes a page that shows what changed: properties, text and code by line with the changed words "
     "marked, outputs, and pictures before and after. '/dev/null' stands for no flowbook. With --git it makes a page "
     "for each flowbook that changed in a range of commits, or from a commit to the working tree, and an index of "

@@ -23,15 +23,17 @@ kit::Page quietPageOf(const Input& input, kit::PageOptions options) {
         if (diagnosis.code == ExitCode::InputOutput) {
             throw;
         }
-        return kit::makeFailurePage(options, input.inWords(diagnosis.message));
+        return kit::makeFailurePage(options,
+                                    {input.inWords(diagnosis.message), diagnosis.code == ExitCode::LimitExceeded});
     }
     return makePage(*document, options);
 }
 
 kit::Page pageOf(const Input& input, Report& report, kit::PageOptions options) {
     kit::Page page = quietPageOf(input, std::move(options));
-    for (const std::string& fault : page.faults) {
-        report.attempt(&input, [&] { throw Failure(ExitCode::Damaged, fault); });
+    for (const kit::PageFault& fault : page.faults) {
+        const ExitCode code = fault.isOfLimit ? ExitCode::LimitExceeded : ExitCode::Damaged;
+        report.attempt(&input, [&] { throw Failure(code, fault.words); });
     }
     return page;
 }

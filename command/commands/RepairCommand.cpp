@@ -29,11 +29,13 @@ void repair(Console& console, const RepairOptions& options) {
     tell(console, "made anew: ", salvaged.rebuilt);
     tell(console, "lost: ", salvaged.lost);
     if (!salvaged.flowbook) {
-        throw Failure(ExitCode::Damaged, options.file, "nothing of it can be saved");
+        throw Failure(salvaged.isOverLimit ? ExitCode::LimitExceeded : ExitCode::Damaged, options.file,
+                      "nothing of it can be saved");
     }
     putFile(console.out(), options.output, *salvaged.flowbook, options.permission);
     const bool isAsItWas = salvaged.lost.empty() && salvaged.rebuilt.empty();
     console.note(isAsItWas ? ExitCode::Fine : ExitCode::NegativeFinding);
+    console.note(salvaged.isOverLimit ? ExitCode::LimitExceeded : ExitCode::Fine);
 }
 
 constexpr char kRepairDescription[] =
@@ -41,7 +43,7 @@ constexpr char kRepairDescription[] =
     "was; elsewhere entries are looked for. Content types and relationships that are gone are made anew from names, "
     "which is a guess; what is left of a damaged part goes below /damaged/. Standard error tells what was saved and "
     "what was not. Ends with 0 when all is as it was, with 1 when something is lost or made anew, with 4 when nothing "
-    "can be saved.";
+    "can be saved, with 6 when what was found is more than the limits permit: what fits is saved.";
 
 constexpr char kRepairExamples[] = "flowbook repair damaged.tqx -o saved.tqx";
 

@@ -28,6 +28,8 @@ using fl::i18n::to_string;
 
 bool isOfFile(opc::ErrorKind kind) { return kind == opc::ErrorKind::NotFound || kind == opc::ErrorKind::InputOutput; }
 
+bool exceedsLimit(const opc::Exception& failure) { return failure.kind() == opc::ErrorKind::LimitExceeded; }
+
 bool isRelationships(std::string_view folded) {
     constexpr std::string_view kEnd = ".rels";
     return folded.size() > kEnd.size() && folded.substr(folded.size() - kEnd.size()) == kEnd &&
@@ -63,8 +65,8 @@ public:
     }
 
     void add(Severity severity, const char* id, const std::string& part, const std::string& place,
-             const std::string& words) {
-        findings_.push_back({severity, part, place, words, id});
+             const std::string& words, bool isOfLimit = false) {
+        findings_.push_back({severity, part, place, words, id, isOfLimit});
     }
 
 private:
@@ -77,7 +79,7 @@ private:
             if (isOfFile(failure.kind()) && id != std::string_view("relationships.malformed")) {
                 throw;
             }
-            add(Severity::Error, id, part, "", failure.what());
+            add(Severity::Error, id, part, "", failure.what(), exceedsLimit(failure));
         }
     }
 
@@ -274,7 +276,7 @@ std::vector<Finding> check(const std::u16string& name,
         if (isOfFile(failure.kind())) {
             throw;
         }
-        checker.add(Severity::Error, "package.unreadable", "/", "", failure.what());
+        checker.add(Severity::Error, "package.unreadable", "/", "", failure.what(), exceedsLimit(failure));
         return findings;
     }
     checker.checkAll(*document);

@@ -49,7 +49,8 @@ struct Finding {
     std::string part;   ///< a part name, or that of another entry; "/" for the package
     std::string place;  ///< within the part, such as "line 3, column 7" or a relationship's id; may be empty
     std::string words;
-    std::string id;  ///< one of kFindingKinds
+    std::string id;          ///< one of kFindingKinds
+    bool isOfLimit = false;  ///< it is beyond a limit on what is read, and may be whole
 };
 
 /// All that reading a flowbook would refuse, and what it lets pass. A file that nothing is found in is read whole.

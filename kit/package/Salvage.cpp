@@ -510,6 +510,7 @@ private:
             return "";
         } catch (const opc::Exception& failure) {
             result_.flowbook.reset();
+            result_.isOverLimit |= failure.kind() == opc::ErrorKind::LimitExceeded;
             return failure.what();
         }
     }

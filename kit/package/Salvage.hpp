@@ -14,6 +14,7 @@ struct Salvaged {
     std::vector<std::string> saved;     ///< names of the parts and other entries that are as they were
     std::vector<std::string> rebuilt;   ///< what was lost and made anew, which may be wrong, in words
     std::vector<std::string> lost;      ///< what is not as it was, in words, and where what is left of it is now
+    bool isOverLimit = false;           ///< something is lost because a package with it would exceed a limit
 };
 
 /// Makes a package of the entries that findEntries() finds in a file, damaged or not. Content types and relationships

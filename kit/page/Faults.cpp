@@ -16,11 +16,12 @@ void writeNotice(Markup& out, std::string_view what, std::string_view why) {
     out.element("p", {{"dir", "auto"}}, why).close();
 }
 
-void Faults::tell(Markup& out, const std::string& message) {
+void Faults::tell(Markup& out, const std::string& message, bool isOfLimit) {
     const std::string words = inWords_ ? inWords_(message) : message;
     writeNotice(out, "Damaged", words);
-    if (all_.size() < kMostKept && std::find(all_.begin(), all_.end(), words) == all_.end()) {
-        all_.push_back(words);
+    const auto isTold = [&words](const PageFault& fault) { return fault.words == words; };
+    if (all_.size() < kMostKept && std::none_of(all_.begin(), all_.end(), isTold)) {
+        all_.push_back({words, isOfLimit});
     }
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kit/page/Markup.hpp"
+#include "opc/Exception.hpp"
 
 #include <exception>
 #include <functional>
@@ -14,6 +15,12 @@ namespace flowbook::kit {
 /// @param what  some words, which are set off.
 void writeNotice(Markup& out, std::string_view what, std::string_view why);
 
+/// Why something of a flowbook cannot be shown.
+struct PageFault {
+    std::string words;
+    bool isOfLimit = false;  ///< it is beyond a limit on what is read, and may be whole
+};
+
 /// What is damaged in the flowbook of a page; each fault is told in its place, and the first ones kept.
 class Faults {
 public:
@@ -22,7 +29,7 @@ public:
     /// @param inWords  puts a message of the library as the reader is to see it; may be empty.
     explicit Faults(Words inWords) : inWords_(std::move(inWords)) {}
 
-    void tell(Markup& out, const std::string& message);
+    void tell(Markup& out, const std::string& message, bool isOfLimit = false);
 
     /// Does `work`, which must leave no element open when it throws.
     template <class Work>
@@ -31,16 +38,18 @@ public:
             work();
         } catch (const std::bad_alloc&) {
             throw;
+        } catch (const opc::Exception& failure) {
+            tell(out, failure.what(), failure.kind() == opc::ErrorKind::LimitExceeded);
         } catch (const std::exception& failure) {
             tell(out, failure.what());
         }
     }
 
-    const std::vector<std::string>& all() const noexcept { return all_; }
+    const std::vector<PageFault>& all() const noexcept { return all_; }
 
 private:
     Words inWords_;
-    std::vector<std::string> all_;
+    std::vector<PageFault> all_;
 };
 
 }  // namespace flowbook::kit

@@ -188,11 +188,11 @@ private:
 
 Page makePage(const Document& document, const PageOptions& options) { return PageWriter(document, options).write(); }
 
-Page makeFailurePage(const PageOptions& options, const std::string& reason) {
+Page makeFailurePage(const PageOptions& options, const PageFault& reason) {
     Markup body;
     writeStart(body, options.links);
     body.open("header").element("h1", {{"dir", "auto"}}, options.file).close().open("main", {{"id", "text"}});
-    writeNotice(body, "This file cannot be shown", reason);
+    writeNotice(body, "This file cannot be shown", reason.words);
     body.close();
     PageSummary summary;
     summary.file = options.file;

@@ -42,7 +42,7 @@ struct PageSummary {
 struct Page {
     std::string html;
     PageSummary summary;
-    std::vector<std::string> faults;  ///< in words; the page tells them too
+    std::vector<PageFault> faults;  ///< the page tells them too
 };
 
 /// The page of a flowbook: one file that runs nothing and loads nothing, whatever the flowbook holds. What cannot be
@@ -50,7 +50,7 @@ struct Page {
 Page makePage(const Document& document, const PageOptions& options);
 
 /// The page of a file of which nothing can be read.
-Page makeFailurePage(const PageOptions& options, const std::string& reason);
+Page makeFailurePage(const PageOptions& options, const PageFault& reason);
 
 /// Whether a text has nothing to see: blanks and hidden characters alone.
 bool isBlankTitle(std::string_view title);
