@@ -2,7 +2,7 @@
 _flowbook() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
     local command=${COMP_WORDS[1]} options='' words='' kind=flowbooks
-    local commands='cat grep info parts extract html show new set replace edit pack copy digest diff merge resolve git check canon strip repair help'
+    local commands='cat grep info ls parts extract html show new set replace edit pack copy digest diff merge resolve git check canon strip repair help'
 
     # bash parts --option=value at the equals sign.
     if [[ $current == '=' ]]; then
@@ -15,6 +15,7 @@ _flowbook() {
     cat) options='--files-from -0 --null -j --jobs --allow-empty --format --json --binary' ;;
     grep) options='--files-from -0 --null -j --jobs --allow-empty -e --regexp -i --ignore-case -F --fixed-strings -w --word-regexp -v --invert-match --in -o --only-matching -A --after-context -B --before-context -C --context -m --max-count -l --files-with-matches -c --count -q --quiet -Z --null-output --color --gitignore --json' ;;
     info) options='--files-from -0 --null -j --jobs --allow-empty --json' ;;
+    ls) options='--files-from -0 --null -j --jobs --allow-empty --json -l --long --sort' ;;
     parts) options='--files-from -0 --null -j --jobs --allow-empty --json' ;;
     extract) options='--files-from -0 --null -j --jobs --allow-empty --code --images --part -d --directory --force' ;;
     html) options='--files-from -0 --null -j --jobs --allow-empty -o --output -d --directory --force --prune' ;;
@@ -56,6 +57,9 @@ _flowbook() {
     grep:--color) words='auto always never' current=${current#=} ;;
     info:--files-from) kind=files ;;
     info:-j | info:--jobs) kind=none ;;
+    ls:--files-from) kind=files ;;
+    ls:-j | ls:--jobs) kind=none ;;
+    ls:--sort) words='name size lines modified title' current=${current#=} ;;
     parts:--files-from) kind=files ;;
     parts:-j | parts:--jobs) kind=none ;;
     extract:--files-from) kind=files ;;
