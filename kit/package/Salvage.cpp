@@ -41,12 +41,13 @@ std::string countOf(std::size_t bytes) { return std::to_string(bytes) + (bytes =
 class Names {
 public:
     /// @returns whether the name could be taken.
-    bool take(const std::string& name) {
+    bool take(const std::string& name) { return isFree(name) && names_.insert(fold(name)).second; }
+
+    bool isFree(const std::string& name) const {
         const std::string folded = fold(name);
         const auto after = names_.lower_bound(folded);
-        const bool isFree = (after == names_.end() || !isWithin(folded, *after)) &&
-                            (after == names_.begin() || !isWithin(*std::prev(after), folded));
-        return isFree && names_.insert(after, folded) != names_.end();
+        return (after == names_.end() || !isWithin(folded, *after)) &&
+               (after == names_.begin() || !isWithin(*std::prev(after), folded));
     }
 
 private:
@@ -90,12 +91,18 @@ private:
     /// Reads the lists of types and relationships, which tell what parts there were.
     void readLists() {
         bool areTypesWhole = false;
-        for (const ZipPiece& piece : pieces_) {
+        for (ZipPiece& piece : pieces_) {
+            if (piece.isSpare) {
+                continue;
+            }
             if (isTypes(piece.name) || isTypes(piece.otherName)) {
                 areTypesWhole = types_.read(piece.content) && isWhole(piece);
             } else if (isRelationships(piece.name)) {
                 Source& source = sources_[fold(piece.name)];
-                source.isWhole = readRelationships(piece.content, source.records) && isWhole(piece);
+                piece.isSpare = source.isWhole;
+                if (!piece.isSpare) {
+                    source.isWhole = readRelationships(piece.content, source.records) && isWhole(piece);
+                }
             }
         }
         areTypesWhole_ = areTypesWhole;
@@ -115,9 +122,15 @@ private:
                 know(targetOf(record, sourceOf(piece.name)));
             }
         }
+        Names sure;
+        for (const ZipPiece& piece : pieces_) {
+            if (piece.otherName.empty() && !piece.isSpare && !piece.isOlder) {
+                sure.take(piece.name);
+            }
+        }
         for (ZipPiece& piece : pieces_) {
-            if (!piece.otherName.empty() && piece.otherName != piece.name) {
-                settleName(piece);
+            if (!piece.otherName.empty()) {
+                settleName(piece, sure);
             }
         }
     }
@@ -129,27 +142,34 @@ private:
         }
     }
 
-    void settleName(ZipPiece& piece) {
-        const int rank = rankOf(piece.name);
-        const int otherRank = rankOf(piece.otherName);
+    /// @param sure  the names that are settled, none of which another entry can have.
+    void settleName(ZipPiece& piece, Names& sure) {
+        const int rank = piece.isSpare || !sure.isFree(piece.name) ? -1 : rankOf(piece.name);
+        const int otherRank = sure.isFree(piece.otherName) ? rankOf(piece.otherName) : -1;
         if (rank < otherRank) {
+            if (!piece.isSpare) {
+                sources_.erase(fold(piece.name));
+            }
             piece.name.swap(piece.otherName);
-            rereadRelationships(piece);
-        } else if (rank == otherRank) {
+        }
+        if (rank == otherRank || std::max(rank, otherRank) == 0) {
             result_.rebuilt.push_back("the name /" + piece.name + ", of which the file also tells /" + piece.otherName);
         }
+        piece.isSpare = !sure.take(piece.name);
+        rereadRelationships(piece);
     }
 
-    /// How well the package knows a name: letter for letter, but for case, or not at all.
+    /// How well the package knows a name: letter for letter, but for case, or not at all; -1 for what is no name.
     int rankOf(const std::string& entry) const {
         const bool isFixed = entry == kTypesEntry || entry == relationshipsEntry("");
         const std::string& name = isRelationships(entry) ? sourceOf(entry).substr(1) : entry;
         const bool isExact = isFixed || exact_.count(name) != 0;
-        return isExact ? 2 : isSpokenOf(entry) ? 1 : 0;
+        const int unknown = canBeEntry(entry) ? 0 : -1;
+        return isExact ? 2 : isSpokenOf(entry) ? 1 : unknown;
     }
 
     void rereadRelationships(const ZipPiece& piece) {
-        if (isRelationships(piece.name)) {
+        if (isRelationships(piece.name) && !piece.isSpare) {
             Source source;
             source.isWhole = readRelationships(piece.content, source.records) && isWhole(piece);
             sources_[fold(piece.name)] = std::move(source);
@@ -175,10 +195,11 @@ private:
     /// Those that something refers to come first, so that they keep their names.
     void addPieces(bool isReferredTo) {
         for (ZipPiece& piece : pieces_) {
-            if (isTypes(piece.name) || isSpokenOf(piece.name) != isReferredTo) {
+            const bool isList = isTypes(piece.name) && !piece.isSpare;
+            if (isList || isSpokenOf(piece.name) != isReferredTo) {
                 continue;
             }
-            if (!isWhole(piece)) {
+            if (!isWhole(piece) || piece.isSpare) {
                 setAside_.push_back(&piece);
             } else if (!isRelationships(piece.name)) {
                 addEntry(piece);
@@ -193,7 +214,7 @@ private:
         if (type.empty() && !areTypesWhole_) {
             type = PartTypes::guess(name, piece.content);
         }
-        if (!names_.take(name)) {
+        if (!takeEntry(piece.name)) {
             setAside_.push_back(&piece);
         } else if (canBePart && !type.empty()) {
             addPart(name, std::move(type), std::move(piece.content));
@@ -204,6 +225,15 @@ private:
         }
     }
 
+    bool takeEntry(const std::string& entry) { return canBeEntry(entry) && names_.take("/" + entry); }
+
+    /// Whether a package can be written that has such an entry: a damaged name may hold any bytes.
+    static bool canBeEntry(const std::string& entry) {
+        // Without a relationship or a part there is no package that the entry could be added to.
+        const Record any{documentRelationshipType(), u"/a", u"rId1", true};
+        return PartName::isValid("/" + entry) || canBeWritten({{}, {any}, {{entry, {}}}});
+    }
+
     void addPart(const std::string& name, std::u16string type, fl::Bytes content) {
         partsByName_.emplace(fold(name), content_.parts.size());
         content_.parts.push_back({std::move(content), std::move(type), to_ustring(name), {}});
@@ -212,26 +242,32 @@ private:
     /// What is not as it was goes where nothing takes it for what it was.
     void addSetAside() {
         for (ZipPiece* piece : setAside_) {
-            const char* const folder = piece->isOlder ? "/older/" : piece->isWhole ? "/renamed/" : "/damaged/";
-            const char* const words = piece->isOlder   ? ": an older version is whole"
-                                      : piece->isWhole ? ": another name excludes this one"
-                                                       : ": the content is damaged or gone";
-            if (isRelationships(piece->name)) {
-                continue;  // What is read of it is told with the relationships.
+            // What is read of a list of relationships is told with these.
+            if (piece->isSpare || !isRelationships(piece->name)) {
+                addSetAside(*piece);
             }
-            std::string place;
-            if (!piece->content.empty()) {
-                place = "; " + countOf(piece->content.size()) + " of it are in ";
-                place += addAside(folder, piece->name, std::move(piece->content));
-            }
-            result_.lost.push_back("/" + piece->name + words + place);
-            told_.insert(fold("/" + piece->name));
         }
+    }
+
+    void addSetAside(ZipPiece& piece) {
+        const char* const folder = piece.isOlder ? "/older/" : piece.isWhole ? "/renamed/" : "/damaged/";
+        const char* const words = piece.isOlder            ? ": an older version is whole"
+                                  : !piece.isWhole         ? ": the content is damaged or gone"
+                                  : piece.isSpare          ? ": another entry has this name"
+                                  : canBeEntry(piece.name) ? ": another name excludes this one"
+                                                           : ": no entry can have this name";
+        std::string place;
+        if (!piece.content.empty()) {
+            place = "; " + countOf(piece.content.size()) + " of it are in ";
+            place += addAside(folder, piece.name, std::move(piece.content));
+        }
+        result_.lost.push_back("/" + piece.name + words + place);
+        told_.insert(fold("/" + piece.name));
     }
 
     std::string addAside(const std::string& folder, const std::string& entry, fl::Bytes content) {
         std::string name = folder + entry;
-        if (!PartName::isValid(name)) {
+        if (!PartName::isValid(name) || isRelationships(entry)) {
             name = folder + "entry" + std::to_string(content_.parts.size() + 1);
         }
         name = freeName(name);
@@ -378,13 +414,18 @@ private:
         return guesses;
     }
 
-    /// Lists whose source is not there stay as entries.
+    /// Lists whose source is not there stay as entries, or are set aside where they cannot.
     void carryRest() {
         for (ZipPiece& piece : pieces_) {
             const bool isLeft = isRelationships(piece.name) && sources_.count(fold(piece.name)) != 0;
-            if (isLeft && isWhole(piece) && !piece.content.empty() && names_.take("/" + piece.name)) {
+            if (!isLeft || piece.isSpare || (piece.isWhole && piece.content.empty())) {
+                continue;
+            }
+            if (isWhole(piece) && takeEntry(piece.name)) {
                 content_.others[piece.name] = std::move(piece.content);
                 result_.saved.push_back("/" + piece.name);
+            } else {
+                addSetAside(piece);
             }
         }
     }
@@ -518,7 +559,7 @@ private:
     void dropFaulty(std::vector<Record>& records, const std::string& source) {
         std::set<std::u16string> ids;
         const auto isFaulty = [&](const Record& record) {
-            return !ids.insert(record.id).second || !canBeWritten(record);
+            return !ids.insert(record.id).second || !canBeWritten({{}, {record}, {}});
         };
         std::vector<Record> good;
         for (Record& record : records) {
@@ -532,9 +573,9 @@ private:
         records = std::move(good);
     }
 
-    static bool canBeWritten(const Record& record) {
+    static bool canBeWritten(PackageContent content) {
         try {
-            writeContent({{}, {record}, {}});
+            writeContent(std::move(content));
             return true;
         } catch (const opc::Exception&) {
             return false;

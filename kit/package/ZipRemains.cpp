@@ -9,6 +9,7 @@
 #include <map>
 #include <numeric>
 #include <optional>
+#include <utility>
 
 namespace flowbook::kit {
 
@@ -410,37 +411,44 @@ private:
     }
 
     void add(ZipPiece piece, std::uint64_t at, Standing standing) {
-        const bool isFolder = piece.name.back() == '/' && piece.content.empty();
+        const std::string& other = piece.otherName;
+        const bool isFolder =
+            piece.name.back() == '/' && (other.empty() || other.back() == '/') && piece.content.empty();
         if (!isFolder) {
             placed_.push_back({std::move(piece), at, standing});
         }
     }
 
     /// Of several of one name, that which the index tells, else the last. Where that is damaged, the last that is
-    /// whole is an older one.
+    /// whole is an older one. Others that the index tells of, too, are spares.
     std::vector<ZipPiece> takePieces() {
         std::stable_sort(placed_.begin(), placed_.end(), [](const Placed& a, const Placed& b) { return a.at < b.at; });
         std::map<std::string, const Placed*> best;
         std::map<std::string, const Placed*> lastWhole;
         for (const Placed& each : placed_) {
             const auto [known, isNew] = best.emplace(each.piece.name, &each);
-            if (!isNew && known->second->standing <= each.standing) {
+            if (!isNew && certaintyOf(*known->second) <= certaintyOf(each)) {
                 known->second = &each;
             }
-            if (each.piece.isWhole) {
+            if (each.piece.isWhole && each.piece.otherName.empty()) {
                 lastWhole[each.piece.name] = &each;
             }
         }
         std::vector<ZipPiece> pieces;
         for (Placed& each : placed_) {
             const Placed* const chosen = best.at(each.piece.name);
-            const bool isOlder = !chosen->piece.isWhole && lastWhole[each.piece.name] == &each;
-            if (chosen == &each || isOlder) {
-                each.piece.isOlder = isOlder;
+            each.piece.isOlder = !chosen->piece.isWhole && lastWhole[each.piece.name] == &each;
+            each.piece.isSpare = chosen != &each && !each.piece.isOlder && each.standing == Standing::Listed;
+            if (chosen == &each || each.piece.isOlder || each.piece.isSpare) {
                 pieces.push_back(std::move(each.piece));
             }
         }
         return pieces;
+    }
+
+    /// How much speaks for an entry where others have its name: the index, and then that its local header agrees.
+    static std::pair<Standing, bool> certaintyOf(const Placed& placed) {
+        return {placed.standing, placed.piece.otherName.empty()};
     }
 
     std::string_view bytes_;

@@ -15,6 +15,7 @@ struct ZipPiece {
     fl::Bytes content;      ///< of an entry that is not whole: as far as it can be read
     bool isWhole = false;   ///< whether the content meets a checksum
     bool isOlder = false;   ///< whether it is whole, but one of the same name that replaced it is damaged
+    bool isSpare = false;   ///< whether the index tells of another entry of this name, which is rather the right one
 };
 
 struct ZipRemains {
@@ -25,7 +26,7 @@ struct ZipRemains {
 /// The entries that can be had from a zip file in any state. Where the index is whole, they are those that it lists,
 /// each found by any of what index, local header and data descriptor tell of it (APPNOTE 6.3, 4.3). Elsewhere they are
 /// those whose local headers are found, passing over the data of entries, with those that the remains of the index
-/// tell; of several of one name the one that the index tells, else the last. Entries of more than 1 GiB count as
+/// tell; of several of one name the ones that the index tells, else the last. Entries of more than 1 GiB count as
 /// damaged. @throws std::bad_alloc.
 ZipRemains findEntries(std::string_view file);
 

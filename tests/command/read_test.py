@@ -51,6 +51,7 @@ CASES = [
                               "  r2 web -> http://x/\\u009b  (external)\n"
                               "  r3 gone -> none#x  (missing)\n"
                               f"  not reached: /tarmic/document.xml  {made.DOCUMENT_TYPE}\n"),
+    Case("parts --json tree.tqx", 1, ('"http://x/\\u009b"',)),
     Case("info badprops.tqx", 4, ("title       (faulty)\n", "part        /tarmic/document.xml"), err="/core.xml"),
     Case("parts badrels.tqx", 4, ("r1 t -> /a  text/a\n", "r2 t -> /b  text/b\n"), err="/_rels/a.rels"),
     Case("parts --json badrels.tqx", 4, ('"unreached":["', '],"exit":4,"error":{"kind":"damaged"'),

@@ -4,6 +4,7 @@
 usage: repair_test.py FLOWBOOK_COMMAND [SEED [ROUNDS]]"""
 
 import io
+import os
 import random
 import re
 import struct
@@ -147,6 +148,31 @@ def moved(rng, book):
     return b"#!/bin/sh\n" * rng.randrange(1, 9) + book.bytes, set(book.data), "something before it"
 
 
+IMAGE2, IMAGE6, NOTES2, NOTES6 = "media/image2.png", "media/image6.png", "notes2", "notes6"
+LIST, LIST_NAME = relationships([("rId1", "t", "/media/image1.png", "")]), "tarmic/_rels/documenu.xml.rels"
+# Where a name stands for another, what entries there are beside those of a flowbook, where which of these are in the
+# end if not where they were, and what is told.
+NAMES = [
+    ("index", IMAGE6, IMAGE2, {}, {}, None), ("index", IMAGE2, IMAGE6, {}, {}, None),
+    ("header", IMAGE6, IMAGE2, {}, {}, None),
+    ("both", IMAGE6, IMAGE2, {}, {IMAGE2: "renamed/" + IMAGE2, IMAGE6: IMAGE2},
+     f"lost: /{IMAGE2}: another entry has this name"),
+    ("index", NOTES6, NOTES2, {NOTES2: b"2", NOTES6: b"6"}, {}, f"the name /{NOTES6}, of which the file also tells /"),
+    ("header", NOTES6, NOTES2, {NOTES2: b"2", NOTES6: b"6"}, {}, f"the name /{NOTES6}, of which the file also tells /"),
+    ("index", "foombar", "foo/bar", {"foo": b"1", "foombar": b"2"}, {}, "the name /foombar, of which"),
+    ("both", "foo", "f?o", {"foo": b"1"}, {"foo": "f?o"}, None),
+    ("index", "foo", "f\udcef\udcef", {"foo": b"1"}, {}, "the name /foo, of which"),
+    ("both", "foo", "f\udcef\udcef", {"foo": b"1"}, {"foo": "renamed/entry"}, ": no entry can have this name"),
+    ("index", CODE_RELS, LIST_NAME, {"tarmic/documenu.xml": b"x", LIST_NAME: LIST}, {}, None),
+    ("both", CODE_RELS, LIST_NAME, {"tarmic/documenu.xml": b"x", LIST_NAME: LIST}, {CODE_RELS: "renamed/entry"},
+     f"lost: /{LIST_NAME}: another entry has this name"),
+    ("index", "", "", {"foo": b"1", "foo/bar": b"2"}, {"foo/bar": "renamed/foo/bar"}, "lost: /foo/bar: another name"),
+    ("index", "", "", {"foo": b"1", "foo/_rels/a.rels": LIST}, {"foo/_rels/a.rels": "renamed/entry"},
+     "lost: /foo/_rels/a.rels: another name excludes this one"),
+    ("index", "", "", {"foo/a": b"1", "foo": b"2"}, {"foo": "renamed/foo"}, "lost: /foo: another name"),
+]
+
+
 DAMAGES = [flip, flip, flip, flip, truncate, truncate, cut_middle, cut_middle, no_end, no_index, forged_end, moved]
 
 
@@ -187,6 +213,8 @@ class Repair(unittest.TestCase):
                 # Of an entry whose local header is cut off nothing tells that it was there.
                 kept = result[name] == book.entries.get(name) or ("byte" in told and result[name][:9] ==
                                                                   book.entries.get(name, b"?")[:9])
+                cut_off = re.findall("lost: /(.*): the content is damaged or gone$", told, re.MULTILINE)
+                kept = kept or any(name.startswith(each) for each in cut_off)  # A newer one's name is cut off.
                 is_empty_code = name == CODE and "empty code in" in told or f"the name /{name}, " in told
                 self.assertTrue(kept or is_empty_code or re.match("damaged/|older/|renamed/", name), name)
         for name in set(book.entries) - lists - whole:
@@ -216,6 +244,23 @@ class Repair(unittest.TestCase):
                     self.judge(book, whole, what, code, told, result)
                 except AssertionError as failure:
                     raise AssertionError(f"{failure}\n{told}") from failure
+
+    def test_names_that_claim_each_other(self):
+        for where, name, claimed, more, moved_to, words in NAMES:
+            with self.subTest(f"{name} as {claimed!r} in {where}, {list(more)}"):
+                rng = random.Random(3)
+                while IMAGE6 not in (entries := contents(rng)):
+                    pass
+                book = Book(rng, {**entries, **more})
+                local, index = book.bytes[:book.index], book.bytes[book.index:]
+                local = local.replace(name.encode(), os.fsencode(claimed)) if where != "index" else local
+                index = index.replace(name.encode(), os.fsencode(claimed)) if where != "header" else index
+                code, told, result = self.repair(local + index)
+                for entry in set(book.entries) - {TYPES, RELS, CODE_RELS} | set(moved_to):
+                    found = [each for each in result if each.startswith(moved_to.get(entry, entry))]
+                    self.assertIn(book.entries[entry], [result[each] for each in found], (entry, told))
+                self.assertEqual((code, re.findall("lost: |made anew: ", told)) == (0, []), words is None, told)
+                self.assertIn(words or "", told)
 
 
 if __name__ == "__main__":
