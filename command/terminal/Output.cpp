@@ -14,7 +14,7 @@ void Sink::line(std::string_view text) {
 }
 
 void Output::write(const void* from, std::size_t count) {
-    if (!hasFailed() && std::fwrite(from, 1, count, stdout) != count) {
+    if (count != 0 && !hasFailed() && std::fwrite(from, 1, count, stdout) != count) {
         error_ = errno;
     }
 }

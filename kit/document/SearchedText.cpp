@@ -74,7 +74,7 @@ std::string propertyText(const Document& document) {
 }
 
 std::string outputText(const Document& document) {
-    const std::u16string& type = FlowbookFilePackage::getPackageRelationshipTypes()[1];
+    const std::u16string type = FlowbookFilePackage::getPackageRelationshipTypes()[1];
     std::string text;
     for (const opc::model::Relationship& output : document.package().getRelationshipsByType(type)) {
         const auto part = document.package().getPart(opc::model::PartName(output.getTargetURI()));

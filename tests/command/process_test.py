@@ -86,7 +86,8 @@ class Process(CommandTest):
         self.shell('"$1" set --title T x?.tqx none.tqx -j 4 2>&-', 3)
         self.shell('"$1" check x?.tqx >/dev/null', 0)
         self.shell('"$1" cat plain.tqx >&-', 3)
-        none = "strace -f -qq -o trace -e trace=clone,clone3 -e inject=clone,clone3:error=EAGAIN "
+        # A sanitizer looks for leaks by a trace of its own, which strace stands in the way of.
+        none = "ASAN_OPTIONS=detect_leaks=0 strace -f -qq -o trace -e inject=clone,clone3:error=EAGAIN "
         self.shell(none + '"$1" set --title U x?.tqx -j 4', 0)
         odd = os.fsdecode(b"\xff.tqx")
         for arguments, code in ((["new", odd], 0), (["new", odd], 3), (["new", odd, "--force"], 0),
@@ -104,6 +105,7 @@ class Process(CommandTest):
         (self.folder / "shut").chmod(0o755)
         self.assertIn("shut: cannot read: Permission denied\n", told)
 
+    @unittest.skipIf("ASAN_OPTIONS" in os.environ, "the first write is the sanitizer's own")
     def test_an_interruption_cuts_no_line(self):
         self.write({f"t{i}.tqx": self.fixtures["tree.tqx"] for i in range(60)})
         done = subprocess.run(["strace", "-f", "-qq", "-o", "trace", "-e", "trace=write", "-e",
