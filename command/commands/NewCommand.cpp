@@ -6,6 +6,7 @@
 #include "io/SharedOptions.hpp"
 #include "kit/document/Pictures.hpp"
 #include "opc/Exception.hpp"
+#include "settings/standalone/SettingsRoot.hpp"
 #include "terminal/Failure.hpp"
 #include "terminal/Text.hpp"
 
@@ -99,6 +100,9 @@ constexpr auto kNewOptions =
                 kPropertyOptions<&NewOptions::properties>, kPermission<&NewOptions::permission>);
 
 void createNew(Console& console, NewOptions& options) {
+    if (const std::string why = settings::standalone::whySettingsCountAsNone(); !why.empty()) {
+        console.say("warning: " + why);
+    }
     attempt(console, options.file, [&] { create(console, options); });
 }
 

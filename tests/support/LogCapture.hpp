@@ -14,11 +14,11 @@
 
 namespace support {
 
-/// Enables diagnostic levels and takes down the records, as "level text", while it lives; all must be of the channel of
-/// flowbooks.
+/// Enables diagnostic levels and takes down the records, as "level text", while it lives; all must be of one channel.
 class LogCapture {
 public:
-    explicit LogCapture(unsigned levels) {
+    explicit LogCapture(unsigned levels, const std::string& channel = "flowbook::logging") {
+        sink_->locked_backend()->channel = channel;
         boost::log::core::get()->add_sink(sink_);
         foundation::log::set_enabled_levels(levels, foundation::log::diagnostic_output::host_sinks);
     }
@@ -35,10 +35,11 @@ private:
     struct Backend : boost::log::sinks::basic_sink_backend<boost::log::sinks::synchronized_feeding> {
         void consume(const boost::log::record_view& record) {
             using boost::log::extract_or_default;
-            EXPECT_EQ(extract_or_default<std::string>("Channel", record, std::string()), "flowbook::logging");
+            EXPECT_EQ(extract_or_default<std::string>("Channel", record, std::string()), channel);
             lines.push_back(std::to_string(extract_or_default<unsigned>("Level", record, 0U)) + " " +
                             extract_or_default<std::string>("Message", record, std::string()));
         }
+        std::string channel;
         std::vector<std::string> lines;
     };
     boost::shared_ptr<boost::log::sinks::synchronous_sink<Backend>> sink_ =

@@ -44,6 +44,12 @@ Lines linesOf(const flowbook::FlowbookFileReader& reader) {
     return linesOf(fl::i18n::to_string(reader.getTARMICCode()));
 }
 
+/// A file system in user space may for a moment have no file under a name that is being replaced.
+bool isConflict(const char* failure) {
+    const char* const known[] = {"since it was opened", "has appeared", "No such file", "cannot find package"};
+    return std::any_of(std::begin(known), std::end(known), [=](auto each) { return std::strstr(failure, each); });
+}
+
 Lines read(const fs::path& file) { return linesOf(flowbook::FlowbookFileReader(wide(file))); }
 
 /// One version of a file, for a reader and a writer: by its name they might open two.
@@ -99,12 +105,6 @@ private:
     int file_;
 };
 
-/// A file system in user space may for a moment have no file under a name that is being replaced.
-bool isConflict(const char* failure) {
-    const char* const known[] = {"since it was opened", "has appeared", "No such file", "cannot find package"};
-    return std::any_of(std::begin(known), std::end(known), [=](auto each) { return std::strstr(failure, each); });
-}
-
 [[noreturn]] void save(const fs::path& file, const Record& record) {
     for (unsigned number = 0;; ++number) {
         const std::string line = "s" + std::to_string(::getpid()) + "-" + std::to_string(number);
@@ -125,19 +125,33 @@ bool isConflict(const char* failure) {
 
 volatile std::sig_atomic_t isToEnd = 0;
 
+/// Reads although the file is being replaced meanwhile. What the caller has displaced is in its memory alone.
+Lines readPatiently(const fs::path& file) {
+    for (;;) {
+        try {
+            return read(file);
+        } catch (const std::exception& failure) {
+            if (!isConflict(failure.what())) {
+                throw;
+            }
+        }
+    }
+}
+
 /// Replaces the file by versions of its own; what it displaces by that and had not seen, it brings back.
 [[noreturn]] void replace(const fs::path& file, const Record& record) {
     std::signal(SIGTERM, [](int) { isToEnd = 1; });
     const fs::path own = file.parent_path() / "other.tqx";
     for (unsigned number = 0; isToEnd == 0; ++number) {
         Lines lines{"o" + std::to_string(number)};
-        for (std::size_t known = 0; known != lines.size();) {
-            lines.merge(read(file));
-            known = lines.size();
+        for (bool isKnown = false; !isKnown;) {
+            lines.merge(readPatiently(file));
+            const std::size_t known = lines.size();
             fs::remove(own);
             write(own, lines);
-            ::renameat2(AT_FDCWD, own.c_str(), AT_FDCWD, file.c_str(), RENAME_EXCHANGE);
-            lines.merge(read(own));
+            isKnown = ::renameat2(AT_FDCWD, own.c_str(), AT_FDCWD, file.c_str(), RENAME_EXCHANGE) == 0;
+            lines.merge(readPatiently(own));
+            isKnown = isKnown && lines.size() == known;
         }
         record.add("o" + std::to_string(number));
         ::usleep(3000);
@@ -186,9 +200,10 @@ int main(int, char** arguments) {
     for (const pid_t writer : writers) {
         end(writer);
     }
+    int otherEnded = 0;
     if (other != 0) {
         ::kill(other, SIGTERM);
-        ::waitpid(other, nullptr, 0);
+        ::waitpid(other, &otherEnded, 0);
     }
     Lines found = read(file);
     std::size_t beside = 0;
@@ -211,5 +226,5 @@ int main(int, char** arguments) {
     }
     std::cout << record.lines().size() << " saves, " << kills << " kills, " << beside << " beside, " << lost
               << " lost\n";
-    return lost == 0 && record.lines().size() > 1 ? 0 : 1;
+    return lost == 0 && otherEnded == 0 && record.lines().size() > 1 ? 0 : 1;
 }

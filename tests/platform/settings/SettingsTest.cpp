@@ -1,10 +1,11 @@
 #include "settings/standalone/SettingsRoot.hpp"
 #include "support/Flowbooks.hpp"
+#include "support/LogCapture.hpp"
 #include "support/TempDir.hpp"
 
 #include <cstdlib>
 #include <gtest/gtest.h>
-#include <stdexcept>
+#include <sys/stat.h>
 
 namespace {
 
@@ -50,19 +51,24 @@ TEST_F(SettingsTest, FindsValuesOfNodes) {
     }
 }
 
-TEST_F(SettingsTest, RefusesWhatIsNotAnObjectOfJson) {
-    const std::string failure = "runtime_error: cannot read the settings file \"" + path_ + "/settings.json\": ";
+TEST_F(SettingsTest, TellsWhatItCannotUseAndGoesOnWithout) {
+    const std::string start = "the settings file counts as none: ";
+    const std::string file = '"' + path_ + "/settings.json\"";
     const std::pair<std::string, std::string> cases[] = {
-        {"", "not JSON at byte 0:"},
-        {R"({"a":})", "not JSON at byte 5:"},
-        {R"({"a":1} x)", "not JSON at byte 8:"},
-        {"[1]", "its outermost value is not an object"},
-        {"{\"a\":\"\xFF\"}", "not JSON at byte 6:"},
-        {std::string(100000, '['), "not JSON at byte 32:"},
+        {"", file + " is not JSON at byte 0:"},
+        {R"({"a":})", file + " is not JSON at byte 5:"},
+        {R"({"a":1} x)", file + " is not JSON at byte 8:"},
+        {"[1]", file + " is not an object of JSON"},
+        {"{\"a\":\"\xFF\"}", file + " is not JSON at byte 6:"},
+        {std::string(100000, '['), file + " is not JSON at byte 32:"},
+        {std::string((1 << 20) + 1, ' '), file + " is larger than 1 MiB"},
     };
     for (const auto& [json, finding] : cases) {
-        const auto read = [&json = json, this] { return support::text(valueIn(json, "a")); };
-        EXPECT_PRED2(support::matches, failure + finding + "*", support::outcome(read));
+        const support::LogCapture log(512, "settings");
+        EXPECT_EQ(valueIn(json, "a"), u"none");
+        const std::string told = settings::standalone::whySettingsCountAsNone();
+        EXPECT_PRED2(support::matches, start + finding + "*", told);
+        EXPECT_EQ(log.lines(), std::vector<std::string>{"512 " + told});
     }
 }
 
@@ -82,6 +88,9 @@ TEST_F(SettingsTest, LooksInTheFoldersOfTheUser) {
     std::filesystem::create_symlink("loop", path_ + "/loop");
     ::setenv("PX_SETTINGS_FILE", (path_ + "/loop").c_str(), 1);
     EXPECT_EQ(settings::standalone::getSettingsRoot(), nullptr) << "it cannot be opened";
+    ASSERT_EQ(::mkfifo((path_ + "/fifo").c_str(), 0600), 0);
+    ::setenv("PX_SETTINGS_FILE", (path_ + "/fifo").c_str(), 1);
+    EXPECT_EQ(settings::standalone::getSettingsRoot(), nullptr) << "a reader would wait for a writer";
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include "settings/core/Settings.hpp"
 
 #include <memory>
+#include <string>
 
 namespace settings::standalone {
 
@@ -11,8 +12,11 @@ namespace settings::standalone {
 /// folder ($XDG_CONFIG_HOME, else $HOME/.config). In the file a JSON object is a node, its members of
 /// type object are child nodes, all others values (text as it is; numbers, booleans as JSON writes
 /// them; null means not set).
-/// @return empty when there is no such file, or it cannot be read, which is logged (channel "settings", level 512).
-/// @throws std::runtime_error naming the file, when it is not such JSON.
+/// @return empty when there is no such file, or it cannot be used: it cannot be read, is larger than 1 MiB, is not such
+/// JSON. Why is logged (channel "settings", level 512): no work of a user fails for want of settings.
 PXPLATFORM_EXPORT std::shared_ptr<const core::Settings> getSettingsRoot();
+
+/// Why there are no settings although there is a file, for programs that tell it to their users; else empty.
+PXPLATFORM_EXPORT std::string whySettingsCountAsNone();
 
 }  // namespace settings::standalone

@@ -1,21 +1,21 @@
 #include "settings/standalone/SettingsRoot.hpp"
 
+#include "fl/filesystem/NativePath.hpp"
 #include "fl/i18n/Conversion.hpp"
 #include "foundation/log/basic_diagnostic_logger.hpp"
+#include "foundation/storage/vfs/LocalStorage.hpp"
+#include "foundation/storage/vfs/ReadableFile.hpp"
+#include "foundation/storage/vfs/StorageError.hpp"
 
 #include <array>
 #include <boost/json/parser.hpp>
 #include <boost/json/serialize.hpp>
 #include <boost/json/value.hpp>
-#include <cerrno>
 #include <charconv>
-#include <cstdio>
+#include <cstdint>
 #include <cstdlib>
-#include <new>
 #include <optional>
-#include <stdexcept>
 #include <string_view>
-#include <system_error>
 
 namespace settings::standalone {
 namespace {
@@ -23,9 +23,10 @@ namespace {
 namespace json = boost::json;
 using core::Settings;
 
-[[noreturn]] void fail(const std::string& path, const std::string& reason) {
-    throw std::runtime_error("cannot read the settings file \"" + path + "\": " + reason);
-}
+/// Why the file cannot be used.
+struct Unusable {
+    std::string reason;
+};
 
 std::string environment(const char* name) {
     const char* const value = std::getenv(name);
@@ -46,45 +47,25 @@ std::string settingsPath() {
     return home.empty() ? "" : home + "/.config" + inFolder;
 }
 
-struct FileCloser {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using File = std::unique_ptr<std::FILE, FileCloser>;
+/// Far more than any settings; reading a larger file would only hold up the caller.
+constexpr std::uint64_t kLargest = std::uint64_t{1} << 20;
 
-/// Logs that a file cannot be read; the user works on without it.
-void logFailure(const std::string& path, int error) {
-    static auto& logger = *new foundation::log::basic_diagnostic_logger("settings");
-    constexpr unsigned kFailure = 512;
-    if (error == ENOMEM) {
-        throw std::bad_alloc();
-    }
-    if (auto record = logger.open(kFailure)) {
-        record.stream() << "cannot read the settings file \"" << path
-                        << "\": " << std::generic_category().message(error) << "; it counts as none";
-    }
-}
-
-/// Null when there is no such file.
-File openSettings(const std::string& path) {
-    File file(std::fopen(path.c_str(), "rbe"));
-    if (file == nullptr && errno != ENOENT && errno != ENOTDIR) {
-        logFailure(path, errno);
-    }
-    return file;
-}
-
-/// None when the file cannot be read.
-std::optional<std::string> readWhole(std::FILE& file, const std::string& path) {
-    std::string text;
-    std::array<char, 4096> chunk{};
-    while (const std::size_t count = std::fread(chunk.data(), 1, chunk.size(), &file)) {
-        text.append(chunk.data(), count);
-    }
-    if (std::ferror(&file) != 0) {
-        logFailure(path, errno);
+/// None when there is no such file.
+std::optional<std::string> readWhole(const std::string& path) try {
+    const foundation::storage::vfs::LocalStorage storage;
+    const std::u16string name = fl::filesystem::fromNativePath(path);
+    if (!storage.exists(name)) {
         return std::nullopt;
     }
+    const auto file = storage.openForReading(name);
+    if (file->size() > kLargest) {
+        throw Unusable{'"' + path + "\" is larger than 1 MiB"};
+    }
+    std::string text(file->size(), '\0');
+    file->read(0, text.data(), text.size());
     return text;
+} catch (const foundation::storage::vfs::StorageError& failure) {
+    throw Unusable{failure.what()};
 }
 
 // JSON's own way of writing 1.5 is not that of the JSON library, which gives 1.5E0.
@@ -125,25 +106,43 @@ json::value parse(const std::string& text, const std::string& path) {
         error = json::error::extra_data;
     }
     if (error) {
-        fail(path, "not JSON at byte " + std::to_string(offset) + ": " + error.message());
+        throw Unusable{'"' + path + "\" is not JSON at byte " + std::to_string(offset) + ": " + error.message()};
     }
     return parser.release();
 }
 
-}  // namespace
-
-std::shared_ptr<const Settings> getSettingsRoot() {
+/// @throws Unusable
+std::shared_ptr<const Settings> readSettings() {
     const std::string path = settingsPath();
-    const File file = path.empty() ? nullptr : openSettings(path);
-    const auto text = file == nullptr ? std::nullopt : readWhole(*file, path);
+    const auto text = path.empty() ? std::nullopt : readWhole(path);
     if (!text) {
         return nullptr;
     }
     const json::value root = parse(*text, path);
     if (!root.is_object()) {
-        fail(path, "its outermost value is not an object");
+        throw Unusable{'"' + path + "\" is not an object of JSON"};
     }
     return makeNode(root.get_object());
+}
+
+constexpr const char* kCountsAsNone = "the settings file counts as none: ";
+
+}  // namespace
+
+std::shared_ptr<const Settings> getSettingsRoot() try { return readSettings(); } catch (const Unusable& unusable) {
+    static auto& logger = *new foundation::log::basic_diagnostic_logger("settings");
+    constexpr unsigned kFailure = 512;
+    if (auto record = logger.open(kFailure)) {
+        record.stream() << kCountsAsNone << unusable.reason;
+    }
+    return nullptr;
+}
+
+std::string whySettingsCountAsNone() try {
+    readSettings();
+    return "";
+} catch (const Unusable& unusable) {
+    return kCountsAsNone + unusable.reason;
 }
 
 }  // namespace settings::standalone
