@@ -70,6 +70,7 @@ KIT_ROOMS = {
     "compare": {"document", "package"},
     "check": {"document"},
     "page": {"compare", "document"},
+    "markdown": {"page", "document"},
 }
 COMMAND_ROOMS = {
     "terminal": set(),

@@ -5,9 +5,10 @@
 namespace flowbook::tool {
 
 CommandList allCommands() {
-    static constexpr const Command* kAll[] = {
-        &kCat,  &kGrep, &kInfo,   &kLs,   &kParts, &kExtract, &kHtml, &kShow,  &kNew,   &kSet,   &kReplace, &kEdit,
-        &kPack, &kCopy, &kDigest, &kDiff, &kMerge, &kResolve, &kGit,  &kCheck, &kCanon, &kStrip, &kRepair,  &kHelp};
+    static constexpr const Command* kAll[] = {&kCat,   &kGrep,   &kInfo,   &kLs,    &kParts,   &kExtract, &kHtml,
+                                              &kShow,  &kNew,    &kImport, &kSet,   &kReplace, &kEdit,    &kPack,
+                                              &kCopy,  &kDigest, &kDiff,   &kMerge, &kResolve, &kGit,     &kCheck,
+                                              &kCanon, &kStrip,  &kRepair, &kHelp};
     return {kAll, std::size(kAll)};
 }
 

@@ -30,6 +30,7 @@ extern const Command kStrip;
 extern const Command kRepair;
 extern const Command kReplace;
 extern const Command kLs;
+extern const Command kImport;
 extern const Command kHelp;
 
 /// All of them, in the order in which help lists them.

@@ -2,8 +2,10 @@
 #include "fl/i18n/Conversion.hpp"
 #include "io/CodeText.hpp"
 #include "io/ForEachInput.hpp"
+#include "io/OpenDocument.hpp"
 #include "io/SharedOptions.hpp"
-#include "kit/document/Document.hpp"
+#include "kit/markdown/MarkdownWriter.hpp"
+#include "terminal/Failure.hpp"
 #include "terminal/Text.hpp"
 
 namespace flowbook::tool {
@@ -28,7 +30,21 @@ void printRecord(Report& report, const FlowbookFileReader& reader) {
     report.closeRecord(json);
 }
 
+void printMarkdown(const Input& input, Report& report) {
+    const kit::Document document = openDocument(input);
+    const kit::CodeForm form = document.form();
+    if (form == kit::CodeForm::Encrypted || form == kit::CodeForm::None) {
+        throw form == kit::CodeForm::None ? Failure(ExitCode::Damaged, "there is no code in it")
+                                          : Failure(ExitCode::Encrypted, "the code is encrypted");
+    }
+    print(report, kit::writeMarkdown(document));
+}
+
 void cat(const Input& input, Report& report, const CatOptions& options) {
+    if (options.format == "md") {
+        printMarkdown(input, report);
+        return;
+    }
     const FlowbookFileReader reader = input.openReader();
     if (options.inputs.json) {
         printRecord(report, reader);
@@ -51,16 +67,18 @@ void catAll(Console& console, CatOptions& options) {
 constexpr char kCatDescription[] = "";
 
 constexpr char kCatExamples[] = "flowbook cat analysis.tqx\n"
+                                "flowbook cat --format=md analysis.tqx | pandoc -o analysis.docx\n"
                                 "flowbook cat --json folder | jq -r .form";
 
 constexpr auto kCatOptions = optionTable(
     kInputs<&CatOptions::inputs>,
-    option<&CatOptions::format>("--format", '\0', "text|xml|raw", "What to print")
+    option<&CatOptions::format>("--format", '\0', "text|md|xml|raw", "What to print")
         .defaultsTo("text")
         .excludes("--json")
         .explained(
-            "text is the plain code as UTF-8, with a line feed at its end where there is none; xml is the text of "
-            "the document part as it is stored; raw is the stored bytes of encrypted code."),
+            "text is the plain code as UTF-8, with a line feed at its end where there is none; md is code and prose as "
+            "Markdown, with pictures as data URIs, of which 'flowbook import' makes a flowbook again; xml is the text "
+            "of the document part as it is stored; raw is the stored bytes of encrypted code."),
     kJson<&CatOptions::inputs>, kBinary<&CatOptions::binary>);
 
 }  // namespace

@@ -1,20 +1,25 @@
 #include "Commands.hpp"
 #include "flowbook/FlowbookExceptions.hpp"
-#include "foundation/storage/vfs/MemoryStorage.hpp"
 #include "io/ForEachInput.hpp"
 #include "io/NewFile.hpp"
+#include "io/OpenDocument.hpp"
 #include "io/SafeFolder.hpp"
 #include "io/SharedOptions.hpp"
-#include "opc/model/PartName.hpp"
+#include "kit/document/RichCodePart.hpp"
+#include "opc/model/StandardPartInfo.hpp"
 #include "opc/pxservices/CorePropertiesManager.hpp"
-#include "opc/zippackage/ZipPhysicalPackage.hpp"
 #include "terminal/Failure.hpp"
 #include "terminal/Text.hpp"
 
-#include <algorithm>
 #include <set>
 
 namespace flowbook::tool {
+
+using opc::model::Package;
+using opc::model::Part;
+using opc::model::PartName;
+using opc::model::Relationship;
+using opc::pxservices::CorePropertiesManager;
 
 namespace {
 
@@ -36,55 +41,79 @@ void copyProperty(const FlowbookFileReader& from, Getter get, FlowbookFileWriter
     }
 }
 
-/// A snapshot as the writer takes it: each part once, and internal relationships, which keep their ids,
-/// before external ones, which get new ids.
-FlowbookFilePackage writable(const FlowbookFilePackage& snapshot) {
-    std::set<std::string> names;
-    std::vector<FlowbookFilePackage::Part> parts;
-    for (FlowbookFilePackage::Part& part : snapshot.getParts()) {
-        if (names.insert(opc::model::PartName(part.partName).folded()).second) {
-            std::stable_partition(part.relationships.begin(), part.relationships.end(),
-                                  [](const auto& relationship) { return relationship.isInternal; });
-            parts.push_back(std::move(part));
+/// The parts that a flowbook consists of: what its relationships lead to, directly or by way of other parts. They keep
+/// their names, and their relationships the ids that the parts' own XML refers to.
+class PartCopy {
+public:
+    PartCopy(const Package& from, Package& to) : from_(from), to_(to) {}
+
+    void operator()() {
+        for (const std::u16string& type : FlowbookFilePackage::getPackageRelationshipTypes()) {
+            for (const Relationship& relationship : from_.getRelationshipsByType(type)) {
+                const Part part = from_.getPart(PartName(relationship.getTargetURI()));
+                add(part);
+                to_.createInternalRelationship(type, part.getName().getURI(), u"");
+            }
+        }
+        while (!pending_.empty()) {
+            const Part part = pending_.back();
+            pending_.pop_back();
+            copy(part);
         }
     }
-    std::vector<FlowbookFilePackage::Relationship> relationships = snapshot.getRelationships();
-    return {parts, relationships};
-}
 
-void copyInto(FlowbookFileWriter& writer, const FlowbookFileReader& reader) {
-    writer.write(writable(reader.read()));
-    copyProperty(reader, &FlowbookFileReader::getTitle, writer, &FlowbookFileWriter::setTitle);
-    copyProperty(reader, &FlowbookFileReader::getDescription, writer, &FlowbookFileWriter::setDescription);
-    copyProperty(reader, &FlowbookFileReader::getVersion, writer, &FlowbookFileWriter::setVersion);
-}
+private:
+    void add(const Part& part) {
+        if (known_.insert(part.getName().folded()).second) {
+            pending_.push_back(part);
+        }
+    }
 
-/// The creation time that the writer gave the copy becomes that of the original, where it has one.
-Bytes withCreatedTime(Bytes flowbook, const FlowbookFileReader& reader) {
-    const std::u16string name = u"copy://flowbook.tqx";
-    const auto memory = std::make_shared<foundation::storage::vfs::MemoryStorage>();
-    memory->put(name, std::move(flowbook));
+    void copy(const Part& part) {
+        const Bytes content = kit::contentOf(part);
+        const std::vector<Relationship> relationships = part.getRelationships(opc::model::ExcludeMode::None);
+        const opc::model::StandardPartInfo info(opc::interfaces::CompressionType::Normal, 0);
+        Part copied = to_.createPart(part.getName(), part.getContentType(), info);
+        copied.getOutputStream()->write(content.data(), content.size());
+        kit::takeOver(relationships, copied);
+        for (const Relationship& relationship : relationships) {
+            if (relationship.getTargetMode() == opc::model::TargetMode::Internal) {
+                add(from_.getPart(PartName(relationship.getTargetURI())));
+            }
+        }
+    }
+
+    const Package& from_;
+    Package& to_;
+    std::set<std::string> known_;  ///< the folded names of parts that are copied, or are going to be
+    std::vector<Part> pending_;
+};
+
+/// The creation time of the original, where it has one, becomes that of the copy.
+void copyCreatedTime(const FlowbookFileReader& reader, Package& to) {
     try {
-        const auto created = reader.getCreatedTime();
-        opc::zippackage::ZipPhysicalPackage container(
-            name, opc::FileSystemOpsSelector(foundation::storage::vfs::StorageSystemReference(memory)), true);
-        opc::model::Package package(container);
-        package.open(opc::interfaces::OpenMode::Update);
-        opc::pxservices::CorePropertiesManager manager(package,
-                                                       opc::pxservices::CorePropertiesManager::DeterministicMode::Off);
+        const boost::posix_time::ptime created = reader.getCreatedTime();
+        CorePropertiesManager manager(to, CorePropertiesManager::DeterministicMode::Off);
         opc::pxservices::CoreProperties properties = manager.getCoreProperties();
         properties.setCreatedTime(created);
         manager.setCoreProperties(properties);
-        package.close();
     } catch (const FlowbookPropertyNotFound&) {
         // The copy is what was created, then.
     }
-    return memory->get(name);
 }
 
 Bytes copyOf(const Input& input, const std::u16string& name) {
     const FlowbookFileReader reader = input.openReader();
-    return withCreatedTime(makeFlowbook(name, [&](FlowbookFileWriter& writer) { copyInto(writer, reader); }), reader);
+    const kit::Document document = openDocument(input);
+    const Bytes empty = makeFlowbook(name, [&](FlowbookFileWriter& writer) {
+        copyProperty(reader, &FlowbookFileReader::getTitle, writer, &FlowbookFileWriter::setTitle);
+        copyProperty(reader, &FlowbookFileReader::getDescription, writer, &FlowbookFileWriter::setDescription);
+        copyProperty(reader, &FlowbookFileReader::getVersion, writer, &FlowbookFileWriter::setVersion);
+    });
+    return changeFlowbook(empty, [&](Package& package) {
+        PartCopy(document.package(), package)();
+        copyCreatedTime(reader, package);
+    });
 }
 
 void copyIntoFolder(Console& console, const CopyOptions& options) {

@@ -6,6 +6,7 @@
 #include "io/GuardedStorage.hpp"
 #include "io/HeldFile.hpp"
 #include "io/SafeFolder.hpp"
+#include "opc/zippackage/ZipPhysicalPackage.hpp"
 #include "terminal/Failure.hpp"
 #include "terminal/Text.hpp"
 
@@ -55,6 +56,19 @@ Bytes makeFlowbook(const std::u16string& name, const std::function<void(Flowbook
     fill(writer);
     writer.close(false);
     const FlowbookFileReader check(name, storage);
+    return memory->get(name);
+}
+
+Bytes changeFlowbook(Bytes flowbook, const std::function<void(opc::model::Package&)>& change) {
+    const std::u16string name = u"memory://flowbook.tqx";
+    const auto memory = std::make_shared<MemoryStorage>();
+    memory->put(name, std::move(flowbook));
+    opc::zippackage::ZipPhysicalPackage container(name, opc::FileSystemOpsSelector(StorageSystemReference(memory)),
+                                                  true);
+    opc::model::Package package(container);
+    package.open(opc::interfaces::OpenMode::Update);
+    change(package);
+    package.close();
     return memory->get(name);
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "flowbook/FlowbookFileWriter.hpp"
+#include "opc/model/Package.hpp"
 #include "terminal/Bytes.hpp"
 #include "terminal/Output.hpp"
 
@@ -13,6 +14,9 @@ namespace flowbook::tool {
 /// @param name  what it will be called. @throws what the writer and `fill` throw, and the reader's
 ///              FlowbookInvalidFileName for a name that could not be read again.
 Bytes makeFlowbook(const std::u16string& name, const std::function<void(FlowbookFileWriter&)>& fill);
+
+/// A flowbook in memory with its package changed. @throws what the platform and `change` throw.
+Bytes changeFlowbook(Bytes flowbook, const std::function<void(opc::model::Package&)>& change);
 
 /// What the user allows of an output.
 struct Permission {

@@ -29,14 +29,6 @@ bool styleHas(const XmlNode& paragraph, std::string_view small) {
 
 bool isQuote(const XmlNode& paragraph) { return styleHas(paragraph, "quote"); }
 
-int headingStyleOf(const XmlNode& paragraph) {
-    const int ofStyle = headingOf(styleOf(paragraph));
-    const XmlNode* const properties = paragraph.child("pPr");
-    const std::string_view level = properties == nullptr ? "" : properties->valueOf("outlineLvl");
-    const bool isLevel = level.size() == 1 && level[0] >= '0' && level[0] <= '8';
-    return ofStyle != 0 || !isLevel ? ofStyle : level[0] - '0' + 1;
-}
-
 /// How far a paragraph is indented, in steps of a quarter of an inch.
 int indentOf(const XmlNode& paragraph) {
     const XmlNode* const properties = paragraph.child("pPr");
@@ -58,11 +50,6 @@ std::string classOf(const XmlNode& paragraph) {
 }
 
 bool isBlock(const XmlNode& node) { return node.local == "p" || node.local == "tbl" || node.local == "txbxContent"; }
-
-bool holdsBlocks(const XmlNode& node) {
-    return std::any_of(node.children.begin(), node.children.end(),
-                       [](const XmlNode& child) { return isBlock(child) || holdsBlocks(child); });
-}
 
 bool hasInlineText(const std::vector<Piece>& pieces) {
     return std::any_of(pieces.begin(), pieces.end(),
@@ -112,6 +99,19 @@ void collectHeadings(const XmlNode& node, bool isBody, std::vector<int>& styles)
 const XmlNode* bodyOf(const XmlNode* root) { return root == nullptr ? nullptr : root->child(kWordNamespace, "body"); }
 
 }  // namespace
+
+int headingStyleOf(const XmlNode& paragraph) {
+    const int ofStyle = headingOf(styleOf(paragraph));
+    const XmlNode* const properties = paragraph.child("pPr");
+    const std::string_view level = properties == nullptr ? "" : properties->valueOf("outlineLvl");
+    const bool isLevel = level.size() == 1 && level[0] >= '0' && level[0] <= '8';
+    return ofStyle != 0 || !isLevel ? ofStyle : level[0] - '0' + 1;
+}
+
+bool holdsBlocks(const XmlNode& node) {
+    return std::any_of(node.children.begin(), node.children.end(),
+                       [](const XmlNode& child) { return isBlock(child) || holdsBlocks(child); });
+}
 
 const XmlNode* codeIn(const XmlNode& paragraph) {
     const XmlNode* const properties = paragraph.child(kWordNamespace, "pPr");

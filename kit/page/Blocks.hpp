@@ -78,6 +78,12 @@ private:
 /// the style is "code", as the library reads it. Null for other paragraphs.
 const XmlNode* codeIn(const XmlNode& paragraph);
 
+/// The level that a paragraph's style, or else its outline level, gives it as a heading, from 1; 0 for no heading.
+int headingStyleOf(const XmlNode& paragraph);
+
+/// Whether there are paragraphs or tables below an element.
+bool holdsBlocks(const XmlNode& node);
+
 /// What the styles of the headings tell (see Headings), in the order of the document.
 std::vector<int> headingStylesIn(const XmlNode& node);
 

@@ -2,7 +2,7 @@
 _flowbook() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
     local command=${COMP_WORDS[1]} options='' words='' kind=flowbooks
-    local commands='cat grep info ls parts extract html show new set replace edit pack copy digest diff merge resolve git check canon strip repair help'
+    local commands='cat grep info ls parts extract html show new import set replace edit pack copy digest diff merge resolve git check canon strip repair help'
 
     # bash parts --option=value at the equals sign.
     if [[ $current == '=' ]]; then
@@ -21,6 +21,7 @@ _flowbook() {
     html) options='--files-from -0 --null -j --jobs --allow-empty -o --output -d --directory --force --prune' ;;
     show) options='' ;;
     new) options='--code --rich --image --title --description --version --force --binary' ;;
+    import) options='-o --output --title --description --version --force --binary' ;;
     set) options='--files-from -0 --null -j --jobs --allow-empty --json --dry-run -q --quiet --binary --from --code --rich --flatten --replace-encrypted --title --description --version' ;;
     replace) options='--files-from -0 --null -j --jobs --allow-empty --json --dry-run -q --quiet --binary -i --ignore-case -F --fixed-strings -w --word-regexp' ;;
     edit) options='--flatten' ;;
@@ -45,7 +46,7 @@ _flowbook() {
     case $command:$previous in
     cat:--files-from) kind=files ;;
     cat:-j | cat:--jobs) kind=none ;;
-    cat:--format) words='text xml raw' current=${current#=} ;;
+    cat:--format) words='text md xml raw' current=${current#=} ;;
     grep:--files-from) kind=files ;;
     grep:-j | grep:--jobs) kind=none ;;
     grep:-e | grep:--regexp) kind=none ;;
@@ -76,6 +77,10 @@ _flowbook() {
     new:--title) kind=none ;;
     new:--description) kind=none ;;
     new:--version) kind=none ;;
+    import:-o | import:--output) kind=files ;;
+    import:--title) kind=none ;;
+    import:--description) kind=none ;;
+    import:--version) kind=none ;;
     set:--files-from) kind=files ;;
     set:-j | set:--jobs) kind=none ;;
     set:--from) kind=files ;;

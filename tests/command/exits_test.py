@@ -19,6 +19,8 @@ STATES = {"whole": "plain.tqx", "no code": "no_code.tqx", "encrypted": "encrypte
 EXITS = {
     "cat @": (0, 4, 5, 4, 3, 6, 3),
     "cat @ --format=raw": (1, 4, 0, 4, 3, 6, 3),
+    "cat @ --format=md": (0, 4, 5, 4, 3, 6, 3),
+    "import @ -o out.tqx": (2, 2, 2, 0, 3, 2, 3),
     "grep a @": (0, 4, 5, 4, 3, 6, 3),
     "info @": (0, 1, 0, 4, 3, 6, 3),
     "ls @": (0, 0, 0, 4, 3, 6, 3),

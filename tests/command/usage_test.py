@@ -13,9 +13,10 @@ sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "support"))
 from harness import COMMAND, PICTURE, RICH, Case, CommandTest
 
 # The examples of "new" make the file that those of the others work on.
-COMMANDS = "new cat grep info parts extract pack html set edit copy digest diff merge git check canon repair".split()
+COMMANDS = ("new import cat grep info parts extract pack html set edit copy digest diff merge git check canon "
+            "repair").split()
 # What the examples take from elsewhere.
-STUBS = {"jq": "cat", "make-code": "echo x"}
+STUBS = {"jq": "cat", "pandoc": "cat", "make-code": "echo x"}
 
 CASES = [
     Case("cta rich.tqx", 2, err="there is no command 'cta'; did you mean 'cat'? (see flowbook help)"),
@@ -43,7 +44,8 @@ class Usage(CommandTest):
         for name, text in code.items():
             self.flowbook("new", f"{name}.tqx", "--code", "-", input=text)
         self.flowbook("canon", "folder")
-        self.write({"analysis.txt": b"x", "report.xml": RICH, "plot.png": PICTURE, "map.svg": b"<svg/>",
+        self.write({"analysis.txt": b"x", "report.xml": RICH, "notes.md": b"# A",
+                    "report.docx": b"", "plot.png": PICTURE, "map.svg": b"<svg/>",
                     "titles.csv": b"file,title\nanalysis.tqx,New\n",
                     "damaged.tqx": self.fixtures["plain.tqx"].partition(b"PK\1\2")[0]})
         commit = ["-c", "user.name=a", "-c", "user.email=a", "commit", "-qm", "a"]
