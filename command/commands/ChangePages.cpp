@@ -12,6 +12,7 @@
 #include "terminal/Failure.hpp"
 
 #include <algorithm>
+#include <charconv>
 
 namespace flowbook::tool {
 
@@ -53,11 +54,18 @@ std::optional<Bytes> bytesOf(const std::string& file) {
 
 /// A record of `git diff --raw -z`.
 struct GitChange {
-    std::string oldId;
-    std::string newId;
+    struct Side {
+        std::string mode;
+        std::string id;  ///< zeros for the working tree
+        std::string path;
+
+        /// Symbolic links and submodules are no files, and neither is what is not there.
+        bool isFile() const { return mode.compare(0, 3, "100") == 0; }
+    };
+
+    Side before;
+    Side after;
     char kind;
-    std::string oldPath;
-    std::string newPath;
 };
 
 std::string askGitFor(std::vector<std::string> arguments) {
@@ -69,71 +77,112 @@ std::string askGitFor(std::vector<std::string> arguments) {
     return std::move(answer.output);
 }
 
-std::vector<std::string> fieldsOf(const std::string& text) {
+std::vector<std::string> fieldsOf(const std::string& text, char end) {
     std::vector<std::string> fields;
-    std::size_t at = 0;
-    for (std::size_t end = text.find('\0'); end != std::string::npos; end = text.find('\0', at)) {
-        fields.push_back(text.substr(at, end - at));
-        at = end + 1;
+    std::size_t begin = 0;
+    for (std::size_t at = text.find(end); at != std::string::npos; at = text.find(end, begin)) {
+        fields.push_back(text.substr(begin, at - begin));
+        begin = at + 1;
     }
     return fields;
 }
 
 std::vector<GitChange> parseChanges(const std::string& output) {
-    const std::vector<std::string> fields = fieldsOf(output);
+    const std::vector<std::string> fields = fieldsOf(output, '\0');
     std::vector<GitChange> changes;
     for (std::size_t at = 0; at + 1 < fields.size();) {
         // ":100644 100644 <old id> <new id> M", then one path, or two of a file that was renamed or copied.
-        const std::string& head = fields[at];
-        const std::size_t oldId = head.find(' ', head.find(' ') + 1) + 1;
-        const std::size_t newId = head.find(' ', oldId) + 1;
-        const std::size_t kind = head.find(' ', newId) + 1;
-        GitChange change{head.substr(oldId, newId - oldId - 1), head.substr(newId, kind - newId - 1), head[kind],
-                         fields[at + 1], fields[at + 1]};
-        at += 2;
-        if ((change.kind == 'R' || change.kind == 'C') && at < fields.size()) {
-            change.newPath = fields[at++];
+        const std::vector<std::string> head = fieldsOf(fields[at].substr(1) + " ", ' ');
+        if (head.size() != 5 || head[4].empty()) {
+            throw Failure(ExitCode::InputOutput, "git tells a change in a way that is not known: " + fields[at]);
         }
-        changes.push_back(std::move(change));
+        const char kind = head[4].front();
+        const bool hasTwoPaths = (kind == 'R' || kind == 'C') && at + 2 < fields.size();
+        changes.push_back(
+            {{head[0], head[2], fields[at + 1]}, {head[1], head[3], fields[at + (hasTwoPaths ? 2 : 1)]}, kind});
+        at += hasTwoPaths ? 3 : 2;
     }
     return changes;
+}
+
+/// The revisions to compare. A merge commit written as COMMIT^! has several parents: it is compared with the first, to
+/// which it brought what it merged; git itself would leave out what merged without a conflict.
+std::vector<std::string> revisionsOf(const std::string& range) {
+    std::vector<std::string> found = fieldsOf(askGitFor({"rev-parse", "--revs-only", range, "--"}), '\n');
+    const auto firstParent =
+        std::stable_partition(found.begin(), found.end(), [](const std::string& each) { return each.front() != '^'; });
+    const bool isMerge = firstParent - found.begin() == 1 && found.end() - firstParent > 1;
+    if (!isMerge || range.find("...") != std::string::npos) {
+        return {range};
+    }
+    return {firstParent->substr(1), found.front()};
 }
 
 std::vector<GitChange> changesIn(const GitChanges& wanted) {
     if (wanted.range.empty() || wanted.range.front() == '-') {
         throw Failure(ExitCode::Usage, "'" + wanted.range + "' is no range of commits");
     }
-    std::vector<std::string> arguments{"diff", "--raw", "-z", "--no-abbrev", "-M", "--no-ext-diff", wanted.range, "--"};
+    std::vector<std::string> arguments{"diff", "--raw", "-z", "--no-abbrev", "-M", "--no-ext-diff", "--no-relative"};
+    for (std::string& revision : revisionsOf(wanted.range)) {
+        arguments.push_back(std::move(revision));
+    }
+    arguments.emplace_back("--");
     arguments.insert(arguments.end(), wanted.paths.begin(), wanted.paths.end());
     std::vector<GitChange> changes = parseChanges(askGitFor(std::move(arguments)));
-    changes.erase(std::remove_if(changes.begin(), changes.end(),
-                                 [](const GitChange& each) {
-                                     return !isFlowbookName(each.oldPath) && !isFlowbookName(each.newPath);
-                                 }),
-                  changes.end());
+    const auto isFlowbook = [](const GitChange::Side& side) { return side.isFile() && isFlowbookName(side.path); };
+    changes.erase(
+        std::remove_if(changes.begin(), changes.end(),
+                       [&](const GitChange& each) { return !isFlowbook(each.before) && !isFlowbook(each.after); }),
+        changes.end());
     return changes;
 }
 
-bool isNone(const std::string& id) { return id.find_first_not_of('0') == std::string::npos; }
+/// Takes versions from git's objects, by one process for all of them, and from the working tree, which has no ids.
+class GitVersions {
+public:
+    explicit GitVersions(std::string top) : top_(std::move(top)), objects_({"git", "cat-file", "--batch"}) {}
 
-/// A version from git's objects, or from the working tree, which has no id.
-std::optional<Bytes> versionOf(const std::string& id, bool isThere, const std::string& top, const std::string& path) {
-    if (!isThere) {
-        return std::nullopt;
+    /// @returns nothing where there is no file. @throws Failure.
+    std::optional<Bytes> read(const GitChange::Side& side) {
+        if (!side.isFile()) {
+            return std::nullopt;
+        }
+        const bool isInTree = side.id.find_first_not_of('0') == std::string::npos;
+        return isInTree ? readBytes(top_ + "/" + side.path, kMost) : readObject(side.id);
     }
-    if (isNone(id)) {
-        return readBytes(top + "/" + path, opc::Limits().maxPackageSize);
-    }
-    const std::string blob = askGitFor({"cat-file", "blob", id});
-    return Bytes(blob.begin(), blob.end());
-}
 
-std::string wordFor(char kind) {
-    return kind == 'A'   ? "added"
-           : kind == 'D' ? "removed"
-           : kind == 'R' ? "renamed"
-           : kind == 'C' ? "copied"
-                         : "changed";
+private:
+    static constexpr std::uint64_t kMost = opc::Limits().maxPackageSize;
+
+    Bytes readObject(const std::string& id) {
+        objects_.send(id + "\n");
+        const std::vector<std::string> head = fieldsOf(objects_.readLine() + " ", ' ');  // "<id> blob <size>"
+        std::uint64_t size = 0;
+        const bool isObject = head.size() == 3 &&
+                              std::from_chars(head[2].data(), head[2].data() + head[2].size(), size).ec == std::errc();
+        if (!isObject) {
+            throw Failure(ExitCode::InputOutput, "git has no object " + id);
+        }
+        Bytes content = objects_.read(size, kMost);
+        objects_.read(1, 1);  // a line feed ends the object
+        if (size > kMost) {
+            throw Failure(ExitCode::LimitExceeded, "object " + id + " of git has " + std::to_string(size) +
+                                                       " bytes, more than a package may have");
+        }
+        return content;
+    }
+
+    std::string top_;
+    Conversation objects_;
+};
+
+std::string wordFor(const GitChange& change) {
+    const char kind = change.kind;
+    return !change.before.isFile()  ? "added"
+           : !change.after.isFile() ? "removed"
+           : kind == 'R'            ? "renamed"
+           : kind == 'C'            ? "copied"
+                                    : "changed";
 }
 
 }  // namespace
@@ -149,15 +198,17 @@ void writeGitChanges(Console& console, const GitChanges& wanted) {
     top.pop_back();
     const std::vector<GitChange> changes = changesIn(wanted);
     SafeFolder folder(wanted.folder, true);
+    GitVersions versions(top);
     std::vector<kit::ChangesRow> rows;
     for (const GitChange& change : changes) {
-        attempt(console, change.newPath, [&] {
-            const ShownVersion a(change.oldPath, versionOf(change.oldId, change.kind != 'A', top, change.oldPath));
-            const ShownVersion b(change.newPath, versionOf(change.newId, change.kind != 'D', top, change.newPath));
-            const kit::ChangesPage page = kit::makeChangesPage(change.newPath, a.side(), b.side(), "index.html");
-            const std::string name = kit::pageNameOf(change.newPath);
+        const std::string& path = change.after.path;
+        attempt(console, path, [&] {
+            const ShownVersion a(change.before.path, versions.read(change.before));
+            const ShownVersion b(path, versions.read(change.after));
+            const kit::ChangesPage page = kit::makeChangesPage(path, a.side(), b.side(), "index.html");
+            const std::string name = kit::pageNameOf(path);
             putPage(folder, wanted.folder, name, page.html, wanted.replace);
-            rows.push_back({name, change.newPath, wordFor(change.kind), page.count});
+            rows.push_back({name, path, wordFor(change), page.count, page.isDamaged});
         });
     }
     putPage(folder, wanted.folder, "index.html", kit::makeChangesIndex(wanted.range, rows), wanted.replace);

@@ -90,7 +90,8 @@ constexpr char kDiffDescription[] =
     "With --html it makes a page that shows what changed: properties, text and code by line with the changed words "
     "marked, outputs, and pictures before and after. '/dev/null' stands for no flowbook. With --git it makes a page "
     "for each flowbook that changed in a range of commits, or from a commit to the working tree, and an index of "
-    "them; the FILEs are then paths, as 'git diff' takes them. Pages that would not change are left as they are.";
+    "them; the FILEs are then paths, as 'git diff' takes them. A merge given as COMMIT^! is compared with its first "
+    "parent. Pages that would not change are left as they are, and the exit code is 0 whatever has changed.";
 
 constexpr char kDiffExamples[] = "flowbook diff old.tqx new.tqx\n"
                                  "flowbook diff --html old.tqx new.tqx -o changes.html\n"

@@ -43,6 +43,7 @@ constexpr Trait kTraits[] = {{"diff.flowbook.textconv", " git textconv", nullptr
                              {"mergetool.flowbook.cmd", " git mergetool", nullptr},
                              {"mergetool.flowbook.trustExitCode", nullptr, "mergetool.flowbook.cmd"},
                              {"merge.tool", "flowbook", nullptr},
+                             {"difftool.flowbook.cmd", " diff --html", nullptr},
                              {"filter.flowbook.process", " git filter", nullptr},
                              {"filter.flowbook.required", nullptr, "filter.flowbook.process"}};
 
@@ -173,7 +174,8 @@ std::vector<Setting> settingsOf(const GitSetup& setup, const std::string& comman
         {"merge.flowbook.driver", doubled(command, '%') + " merge --file=%P" + labels + " %O %A %B"},
         {"mergetool.flowbook.cmd", command + " git mergetool \"$BASE\" \"$LOCAL\" \"$REMOTE\" \"$MERGED\""},
         {"mergetool.flowbook.trustExitCode", "true"},
-        {"merge.tool", "flowbook"}};
+        {"merge.tool", "flowbook"},
+        {"difftool.flowbook.cmd", command + " diff --html --show --name \"$MERGED\" \"$LOCAL\" \"$REMOTE\""}};
     if (setup.filter) {
         settings.emplace_back("filter.flowbook.process",
                               command + " git filter" + (setup.stripOutputs ? " --strip-outputs" : ""));

@@ -42,14 +42,15 @@ void makeAll(Console& console, const HtmlOptions& options) {
 
 constexpr char kHtmlDescription[] =
     "A page is one file that runs nothing and loads nothing: properties, prose and code with numbered "
-    "lines, pictures, and, folded, stored outputs, parts and relationships. The lines of code are "
+    "lines, pictures, stored outputs as results, and, folded, outputs as they are stored, parts and relationships. "
+    "The lines of code are "
     "numbered as 'flowbook cat' prints them and can be linked to (#L12). A damaged file gets a page that "
     "says what is wrong, and of encrypted code the page tells size and digest.\n\n"
     "With -d each flowbook gets a page of its own, listed in index.html with those that the folder has "
-    "already. Names of pages are made of the places of the flowbooks, seen from the folder, however they are "
-    "written. Pages that would not change are left as they are; one that somebody changed, and a file that "
+    "already. Names of pages are made of the canonical paths of the flowbooks, and stay when flowbooks and pages "
+    "are moved together. Pages that would not change are left as they are; one that somebody changed, and a file that "
     "this command did not make, is replaced with --force only. Pages whose flowbook is gone are named; "
-    "--prune removes them.";
+    "--prune removes them. A run waits until another one in the same folder has ended.";
 
 constexpr char kHtmlExamples[] = "flowbook html analysis.tqx -o analysis.html\n"
                                  "flowbook html folder -d pages --prune";

@@ -62,53 +62,82 @@ PageFolder::PageFolder(const std::string& path, bool replace) : path_(path), rep
 
 std::vector<InputName> PageFolder::plan(const std::vector<InputName>& names) {
     std::vector<InputName> planned;
+    std::map<std::string, std::string> wanted;  // canonical paths, by the path from the folder
     for (const InputName& name : names) {
         const std::string canonical = name.problem || name.path == "-" ? "" : canonicalOf(name.path);
         if (canonical.empty() && name.path != "-") {
             planned.push_back(name);
             continue;
         }
-        const std::string source = canonical.empty() ? "" : fs::path(canonical).lexically_relative(place_).string();
+        const std::string source = sourceOf(canonical);
         const std::string file = canonical.empty() ? name.path : shortOf(canonical);
-        const std::string shown = canonical.empty() ? "standard input" : file;
-        if (entries_.try_emplace(source, Entry{kit::pageNameOf(canonical.empty() ? shown : source), shown, true})
-                .second) {
+        if (wanted.emplace(source, canonical).second) {
+            entries_[source] = Entry{"", canonical.empty() ? "standard input" : file, true};
             sources_.emplace(file, source);
             planned.push_back({file, name.nameInFolder, std::nullopt});
         }
     }
-    if (!entries_.empty()) {
-        findOthers();
+    if (!wanted.empty()) {
+        folder().lock();
+        findPages();
+    }
+    for (const auto& [source, canonical] : wanted) {
+        Entry& entry = entries_.at(source);
+        if (entry.page.empty()) {
+            entry.page = freeNameFor(canonical.empty() ? entry.file : canonical);
+        }
     }
     return planned;
 }
 
-/// Looks for the pages that the folder has already.
-void PageFolder::findOthers() {
+/// A path from the folder; empty for no file.
+std::string PageFolder::sourceOf(const std::string& canonical) const {
+    return canonical.empty() ? "" : fs::path(canonical).lexically_relative(place_).string();
+}
+
+/// The name of a new page. Only a page of a flowbook that was moved, together with its pages, can have it already.
+std::string PageFolder::freeNameFor(std::string path) {
+    std::string name = kit::pageNameOf(path);
+    while (!pages_.insert(name).second) {
+        path.insert(0, "/");
+        name = kit::pageNameOf(path);
+    }
+    return name;
+}
+
+/// Looks for the pages that the folder has already: a flowbook keeps the page that it has.
+void PageFolder::findPages() {
     std::error_code error;
+    std::set<std::string> names;
     for (const auto& found : fs::directory_iterator(place_, error)) {
-        const std::string name = found.path().filename().string();
-        const auto start = kit::endsWith(name, ".html") && name != kIndex && found.is_regular_file(error)
-                               ? folder().read(name, kMarkBytes)
-                               : std::nullopt;
+        names.insert(found.path().filename().string());
+    }
+    for (const std::string& name : names) {
+        const bool mayBePage = kit::endsWith(name, ".html") && name != kIndex && name.front() != '.' &&
+                               fs::is_regular_file(fs::symlink_status(place_ + "/" + name, error));
+        const auto start = mayBePage ? folder().read(name, kMarkBytes) : std::nullopt;
         const auto mark = start ? kit::markOf(textOf(*start)) : std::nullopt;
-        const bool isPageOfFile = mark && !mark->isIndex && !mark->source.empty();
-        if (!isPageOfFile) {
-            continue;
-        }
-        const std::string canonical = canonicalOf(place_ + "/" + mark->source);
-        const std::string source = canonical.empty() ? "" : fs::path(canonical).lexically_relative(place_).string();
-        const auto planned = entries_.find(source);
-        const bool isPlanned = planned != entries_.end() && planned->second.page == name;
-        if (isPlanned) {
-            planned->second.hasPage = true;
-        } else if (!canonical.empty() && source == mark->source && kit::pageNameOf(source) == name) {
-            entries_.emplace(source, Entry{name, shortOf(canonical), false, {}, true});
-        } else {
-            gone_.push_back(name);
+        if (mark && !mark->isIndex && !mark->source.empty()) {
+            takePage(name, mark->source);
         }
     }
-    std::sort(gone_.begin(), gone_.end());
+}
+
+/// @param source  where the flowbook of the page is, as the page says.
+void PageFolder::takePage(const std::string& name, const std::string& source) {
+    const std::string canonical = canonicalOf(place_ + "/" + source);
+    if (canonical.empty() || sourceOf(canonical) != source) {
+        stale_.emplace_back(name, "its flowbook is gone");
+        return;
+    }
+    Entry& entry = entries_.try_emplace(source, Entry{"", shortOf(canonical), false}).first->second;
+    if (!entry.page.empty()) {
+        stale_.emplace_back(name, "its flowbook has another page");
+        return;
+    }
+    entry.page = name;
+    entry.hasPage = true;
+    pages_.insert(name);
 }
 
 kit::PageOptions PageFolder::optionsFor(const std::string& file) const {
@@ -153,7 +182,7 @@ void PageFolder::finish(Console& console, bool prune) {
             refresh(entry);
         }
     }
-    tellGone(console, prune);
+    tellStale(console, prune);
     std::vector<kit::IndexRow> rows;
     for (auto& [source, entry] : entries_) {
         if (entry.hasPage) {
@@ -167,17 +196,17 @@ void PageFolder::finish(Console& console, bool prune) {
     }
 }
 
-void PageFolder::tellGone(Console& console, bool prune) {
-    for (const std::string& name : gone_) {
+void PageFolder::tellStale(Console& console, bool prune) {
+    for (const auto& [name, reason] : stale_) {
         const std::optional<Bytes> page = folder().read(name, SIZE_MAX);
         const bool isChanged = page && !replace_ && !kit::markOf(textOf(*page)).value_or(kit::PageMark{}).isUnchanged;
-        const std::string file = path_ + "/" + name;
+        const std::string told = path_ + "/" + name + ": " + reason;
         if (prune && !isChanged) {
             folder().remove(name);
         } else if (prune) {
-            console.say(file + ": its flowbook is gone, but it was changed since it was made; --force removes it too");
+            console.say(told + ", but it was changed since it was made; --force removes it too");
         } else {
-            console.say(file + ": its flowbook is gone; --prune removes the page");
+            console.say(told + "; --prune removes the page");
         }
     }
 }

@@ -8,8 +8,10 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace flowbook::tool {
@@ -19,15 +21,17 @@ namespace flowbook::tool {
 ///              page, may be replaced; else they are a Failure.
 void putPage(SafeFolder& folder, const std::string& path, const std::string& name, std::string_view html, bool replace);
 
-/// A folder of pages and their index. A page belongs to the flowbook at one place, told from the folder, however the
-/// place was written. add() may be called from several threads.
+/// A folder of pages and their index. A page belongs to the flowbook at one place, however the place was written: it is
+/// named after the canonical path, and keeps its name where flowbooks and pages are moved together. add() may be called
+/// from several threads.
 class PageFolder {
 public:
     /// @param replace  whether pages that somebody changed, and files that are no pages, may be replaced.
     PageFolder(const std::string& path, bool replace);
 
     /// Takes the files that get pages now, which are then named in one way: from the working folder, or else from the
-    /// root. Pages of other flowbooks that are in the folder stay, if their flowbook is still there.
+    /// root. Pages of other flowbooks that are in the folder stay, if their flowbook is still there. From then on until
+    /// the end of this object no other process changes the folder in this way: it waits.
     /// @returns the names that are to be worked on, each file once, and those that cannot be.
     std::vector<InputName> plan(const std::vector<InputName>& names);
 
@@ -51,10 +55,13 @@ private:
         bool hasPage = false;
     };
 
-    void findOthers();
+    std::string sourceOf(const std::string& canonical) const;
+    std::string freeNameFor(std::string path);
+    void findPages();
+    void takePage(const std::string& name, const std::string& source);
     void refresh(Entry& entry);
     void put(const std::string& name, std::string_view html) { putPage(folder(), path_, name, html, replace_); }
-    void tellGone(Console& console, bool prune);
+    void tellStale(Console& console, bool prune);
     SafeFolder& folder();
 
     std::string path_;
@@ -62,9 +69,10 @@ private:
     bool replace_;
     std::unique_ptr<SafeFolder> folder_;
     std::mutex mutex_;
-    std::map<std::string, Entry> entries_;        ///< by the path of the flowbook from the folder
-    std::map<std::string, std::string> sources_;  ///< keys of entries_, by Entry::file
-    std::vector<std::string> gone_;               ///< pages whose flowbook is not there
+    std::map<std::string, Entry> entries_;                    ///< by the path of the flowbook from the folder
+    std::map<std::string, std::string> sources_;              ///< keys of entries_, by Entry::file
+    std::set<std::string> pages_;                             ///< names of pages that are taken
+    std::vector<std::pair<std::string, std::string>> stale_;  ///< pages that show no flowbook, and why
 };
 
 }  // namespace flowbook::tool

@@ -3,9 +3,11 @@
 #include "io/Interruption.hpp"
 #include "terminal/Failure.hpp"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
@@ -72,10 +74,11 @@ void restoreSignals() {
     }
 }
 
-/// In the new process, which may only make system calls. @param output  becomes its standard output unless it is -1.
-[[noreturn]] void become(char* const* arguments, int output, int report) {
+/// In the new process, which may only make system calls. @param input, output  become its standard input and output
+/// unless they are -1.
+[[noreturn]] void become(char* const* arguments, int input, int output, int report) {
     restoreSignals();
-    if (output == -1 || ::dup2(output, STDOUT_FILENO) != -1) {
+    if ((input == -1 || ::dup2(input, STDIN_FILENO) != -1) && (output == -1 || ::dup2(output, STDOUT_FILENO) != -1)) {
         ::execvp(arguments[0], arguments);
     }
     const int error = errno;
@@ -85,7 +88,7 @@ void restoreSignals() {
 }
 
 /// @throws Failure when the program cannot be started.
-pid_t start(std::vector<std::string>& command, int output) {
+pid_t start(std::vector<std::string>& command, int output, int input = -1) {
     std::vector<char*> arguments;
     arguments.reserve(command.size() + 1);
     for (std::string& argument : command) {
@@ -95,7 +98,7 @@ pid_t start(std::vector<std::string>& command, int output) {
     Pipe report;
     const pid_t process = ::fork();
     if (process == 0) {
-        become(arguments.data(), output, report.writing());
+        become(arguments.data(), input, output, report.writing());
     }
     if (process < 0) {
         fail(command.front(), errno);
@@ -148,6 +151,83 @@ Answer askProgram(std::vector<std::string> command) {
     pipe.closeWriting();
     std::string output = pipe.readAll();
     return {waitFor(process, command.front()), std::move(output)};
+}
+
+Conversation::Conversation(std::vector<std::string> command) : program_(command.front()) {
+    int ends[2];
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
+        fail(program_, errno);
+    }
+    socket_ = ends[0];
+    try {
+        process_ = start(command, ends[1], ends[1]);
+    } catch (...) {
+        ::close(ends[0]);
+        ::close(ends[1]);
+        throw;
+    }
+    ::close(ends[1]);
+}
+
+Conversation::~Conversation() {
+    ::close(socket_);
+    while (::waitpid(process_, nullptr, 0) < 0 && errno == EINTR) {
+    }
+}
+
+void Conversation::send(std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t count = ::send(socket_, text.data(), text.size(), MSG_NOSIGNAL);
+        if (count < 0 && errno != EINTR) {
+            throw Failure(ExitCode::InputOutput, program_ + " ended before it was asked all");
+        }
+        text.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    }
+}
+
+/// Takes the next block of the answer, when all of the last one is used.
+void Conversation::fill() {
+    buffer_.resize(std::size_t{64} << 10);
+    used_ = 0;
+    ssize_t count = -1;
+    do {
+        Interruption::check();
+        count = ::recv(socket_, buffer_.data(), buffer_.size(), 0);
+    } while (count < 0 && errno == EINTR);
+    buffer_.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    if (buffer_.empty()) {
+        throw Failure(ExitCode::InputOutput, program_ + " ended before it had answered");
+    }
+}
+
+std::string Conversation::readLine() {
+    std::string line;
+    for (;;) {
+        const std::size_t end = buffer_.find('\n', used_);
+        line.append(buffer_, used_, end == std::string::npos ? end : end - used_);
+        used_ = end == std::string::npos ? buffer_.size() : end + 1;
+        if (end != std::string::npos) {
+            return line;
+        }
+        fill();
+    }
+}
+
+Bytes Conversation::read(std::uint64_t size, std::uint64_t most) {
+    Bytes content;
+    content.reserve(static_cast<std::size_t>(std::min(size, most)));
+    while (size > 0) {
+        if (used_ == buffer_.size()) {
+            fill();
+        }
+        const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(size, buffer_.size() - used_));
+        const auto kept = static_cast<std::size_t>(std::min<std::uint64_t>(count, most - content.size()));
+        const auto begin = buffer_.begin() + static_cast<std::ptrdiff_t>(used_);
+        content.insert(content.end(), begin, begin + static_cast<std::ptrdiff_t>(kept));
+        used_ += count;
+        size -= count;
+    }
+    return content;
 }
 
 }  // namespace flowbook::tool

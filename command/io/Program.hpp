@@ -1,6 +1,12 @@
 #pragma once
 
+#include "terminal/Bytes.hpp"
+
+#include <cstddef>
+#include <cstdint>
 #include <string>
+#include <string_view>
+#include <sys/types.h>
 #include <vector>
 
 namespace flowbook::tool {
@@ -24,5 +30,34 @@ struct Answer {
 
 /// Runs a program as runProgram() does and takes what it prints. @throws as runProgram().
 Answer askProgram(std::vector<std::string> command);
+
+/// A program that answers what it is asked, one question after the other. Each call throws Failure when the program has
+/// ended or cannot be reached.
+class Conversation {
+public:
+    /// Starts the program. @param command  the program and its arguments.
+    explicit Conversation(std::vector<std::string> command);
+    Conversation(const Conversation&) = delete;
+    Conversation& operator=(const Conversation&) = delete;
+    /// Ends the conversation, at which the program is expected to end.
+    ~Conversation();
+
+    void send(std::string_view text);
+
+    /// @returns the line without its end.
+    std::string readLine();
+
+    /// Takes so many bytes from the answer. @returns the first `most` of them.
+    Bytes read(std::uint64_t size, std::uint64_t most);
+
+private:
+    void fill();
+
+    std::string program_;
+    int socket_ = -1;
+    pid_t process_ = -1;
+    std::string buffer_;    ///< of what came, at most one block
+    std::size_t used_ = 0;  ///< so much of the buffer was taken
+};
 
 }  // namespace flowbook::tool

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -173,6 +174,11 @@ SafeFolder::SafeFolder(const std::string& path)
     : path_(path), folder_(::open(path.c_str(), kFolderFlags)), replace_(false) {
     if (folder_ < 0) {
         throw Failure(ExitCode::InputOutput, path, "cannot read: " + std::generic_category().message(errno));
+    }
+}
+
+void SafeFolder::lock() const noexcept {
+    while (::flock(folder_, LOCK_EX) != 0 && errno == EINTR) {
     }
 }
 

@@ -23,6 +23,10 @@ public:
     SafeFolder& operator=(const SafeFolder&) = delete;
     ~SafeFolder();
 
+    /// Waits until no other process holds the folder by this call, and holds it until the end of this object. Where the
+    /// file system has no locks, it does nothing.
+    void lock() const noexcept;
+
     /// Writes a new file, with the folders on its way.
     /// @param name  relative, separated by slashes; one leading slash is ignored.
     /// @throws Failure also when the name was written before, or has more than 64 folders.

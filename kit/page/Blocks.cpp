@@ -2,7 +2,6 @@
 
 #include "kit/document/RichText.hpp"
 #include "kit/page/Formula.hpp"
-#include "kit/page/TableGrid.hpp"
 #include "kit/page/Wording.hpp"
 
 #include <algorithm>
@@ -54,6 +53,13 @@ bool isBlock(const XmlNode& node) { return node.local == "p" || node.local == "t
 bool hasInlineText(const std::vector<Piece>& pieces) {
     return std::any_of(pieces.begin(), pieces.end(),
                        [](const Piece& piece) { return isInline(piece) && isShown(piece); });
+}
+
+/// Whether there is text at all, were it of blanks alone.
+bool hasCharacters(const std::vector<Piece>& pieces) {
+    return std::any_of(pieces.begin(), pieces.end(), [](const Piece& piece) {
+        return isInline(piece) && (piece.kind != Piece::Kind::Text || !piece.text.empty());
+    });
 }
 
 bool isPictures(const std::vector<Piece>& pieces) {
@@ -234,7 +240,7 @@ bool Blocks::writeCode(const XmlNode& paragraph, Place& place) {
     Markup after;
     const auto writeBeside = [&](Markup& out, auto begin, auto end) {
         const std::vector<Piece> beside(begin, end);
-        if (hasInlineText(beside)) {
+        if (hasCharacters(beside)) {
             out.open("span", {{"class", "beside"}}).append(inlineOf(beside)).close();
             hasTextBesideCode_ = true;
         }
@@ -279,11 +285,14 @@ Markup Blocks::inlineOf(const std::vector<Piece>& pieces) {
 
 void Blocks::writeParagraph(const XmlNode& paragraph, const XmlNode* caption, Place& place) {
     const std::vector<Piece> pieces = piecesOf(paragraph);
-    if (std::none_of(pieces.begin(), pieces.end(), isShown)) {
-        return;
-    }
+    const bool isBlank = std::none_of(pieces.begin(), pieces.end(), isShown);
     const int heading = headingStyleOf(paragraph);
     const std::optional<ListItem> item = heading == 0 ? numbering_.itemOf(paragraph) : std::nullopt;
+    // An item counts in its list even if there is nothing in it.
+    if (isBlank && !item) {
+        writeBlank(pieces, place);
+        return;
+    }
     const bool isInQuote = heading == 0 && !item && isQuote(paragraph);
     leave(place, item.has_value(), isInQuote);
     if (item) {
@@ -299,6 +308,13 @@ void Blocks::writeParagraph(const XmlNode& paragraph, const XmlNode* caption, Pl
         writeHeading(heading, pieces);
     } else {
         writePieces(pieces, caption, item ? "" : classOf(paragraph));
+    }
+}
+
+void Blocks::writeBlank(const std::vector<Piece>& pieces, Place& place) {
+    if (hasCharacters(pieces)) {
+        leave(place, true, true);
+        out_->open("p", {{"dir", "auto"}}).append(inlineOf(pieces)).close();
     }
 }
 
@@ -357,14 +373,12 @@ void Blocks::writeTable(const XmlNode& table, const XmlNode* caption) {
     const std::string label = "Table " + std::to_string(++tableCount_);
     out_->open("div", {{"class", "table"}, {"tabindex", "0"}, {"role", "region"}, {"aria-label", label}});
     out_->open("table", {{"class", "content"}});
-    if (caption != nullptr) {
-        out_->open("caption").append(inlineOf(piecesOf(*caption))).close();
-    }
+    writeTableCaption(table, caption);
     out_->open("tbody");
     for (const TableGrid::Row& row : grid.rows()) {
         out_->open("tr");
         for (const TableGrid::Cell& cell : row.cells) {
-            writeCell(*cell.node, row.isHead, cell.columns, cell.rows);
+            writeCell(cell, row.isHead);
         }
         out_->close();
     }
@@ -376,15 +390,38 @@ void Blocks::writeTable(const XmlNode& table, const XmlNode* caption) {
     }
 }
 
-void Blocks::writeCell(const XmlNode& cell, bool isHead, std::size_t columns, std::size_t rows) {
-    const std::string across = std::to_string(columns);
-    const std::string down = std::to_string(rows);
-    if (isHead && !isBlankText(cell.allText())) {
-        out_->open("th", {{"scope", columns > 1 ? "colgroup" : "col"}, {"colspan", across}, {"rowspan", down}});
+/// A paragraph that is the caption, and what the table says of itself.
+void Blocks::writeTableCaption(const XmlNode& table, const XmlNode* caption) {
+    const XmlNode* const settings = table.child("tblPr");
+    std::string words;
+    for (const std::string_view name : {"tblCaption", "tblDescription"}) {
+        const std::string_view more = settings == nullptr ? std::string_view() : settings->valueOf(name);
+        words += isBlankText(more) ? "" : (words.empty() ? "" : ": ") + std::string(more);
+    }
+    if (caption == nullptr && words.empty()) {
+        return;
+    }
+    out_->open("caption");
+    if (caption != nullptr) {
+        out_->append(inlineOf(piecesOf(*caption)));
+    }
+    if (!words.empty()) {
+        out_->text(caption == nullptr ? "" : " ").element("span", {{"class", "remark"}}, words);
+    }
+    out_->close();
+}
+
+void Blocks::writeCell(const TableGrid::Cell& cell, bool isHead) {
+    const std::string across = std::to_string(cell.columns);
+    const std::string down = std::to_string(cell.rows);
+    if (isHead && cell.node != nullptr && !isBlankText(cell.node->allText())) {
+        out_->open("th", {{"scope", cell.columns > 1 ? "colgroup" : "col"}, {"colspan", across}, {"rowspan", down}});
     } else {
         out_->open("td", {{"colspan", across}, {"rowspan", down}});
     }
-    writeInside(cell);
+    if (cell.node != nullptr) {
+        writeInside(*cell.node);
+    }
     out_->close();
 }
 

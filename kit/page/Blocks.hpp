@@ -6,6 +6,7 @@
 #include "kit/page/Headings.hpp"
 #include "kit/page/Inline.hpp"
 #include "kit/page/Lists.hpp"
+#include "kit/page/TableGrid.hpp"
 
 #include <cstddef>
 #include <optional>
@@ -55,13 +56,15 @@ private:
     bool writeCode(const XmlNode& paragraph, Place& place);
     void writeBesideCode(const std::vector<Piece>& pieces);
     void writeParagraph(const XmlNode& paragraph, const XmlNode* caption, Place& place);
+    void writeBlank(const std::vector<Piece>& pieces, Place& place);
     void writePieces(const std::vector<Piece>& pieces, const XmlNode* caption, std::string_view kind);
     void writeApart(const Piece& piece, const Markup* caption);
     void writeHeading(int style, const std::vector<Piece>& pieces);
     Markup inlineOf(const std::vector<Piece>& pieces);
 
     void writeTable(const XmlNode& table, const XmlNode* caption);
-    void writeCell(const XmlNode& cell, bool isHead, std::size_t columns, std::size_t rows);
+    void writeTableCaption(const XmlNode& table, const XmlNode* caption);
+    void writeCell(const TableGrid::Cell& cell, bool isHead);
 
     Markup* out_;
     Figures* figures_;

@@ -66,15 +66,22 @@ public:
                 writeNotice(out, "Damaged", side->name + ": " + side->fault);
             }
         }
+        const bool canCompare = before_.fault.empty() && after_.fault.empty();
+        if (!canCompare && (before_.document != nullptr || after_.document != nullptr)) {
+            out.element("p", "What changed cannot be told. This is all that the other version holds:");
+        }
         faults_.attempt(out, [&] { writeProperties(out); });
         faults_.attempt(out, [&] { writeText(out); });
         faults_.attempt(out, [&] { writeParts(out); });
-        if (!hasChanges_ && before_.fault.empty() && after_.fault.empty()) {
+        if (!hasChanges_ && canCompare) {
             out.element("p", "The contents are the same.");
         }
+        count_ = canCompare ? count_ : ChangesCount();
     }
 
     ChangesCount count() const { return count_; }
+
+    bool isDamaged() const { return !before_.fault.empty() || !after_.fault.empty() || !faults_.all().empty(); }
 
 private:
     static Values propertiesOf(const ChangesSide& side) {
@@ -230,13 +237,16 @@ private:
             return;
         }
         if (isShownAsPicture) {
-            faults_.attempt(out, [&] {
-                Figures figures(*side.document, faults_,
-                                (label == "Before" ? "before-" : "after-") + std::to_string(++pictures_) + "-");
-                figures.write(out, *state.part);
-            });
+            faults_.attempt(out, [&] { figuresOf(side).write(out, *state.part); });
         }
         out.element("p", {{"class", "remark"}}, state.type + ", " + state.about).close();
+    }
+
+    /// All pictures of a version count together, so that a page of many can be opened.
+    Figures& figuresOf(const ChangesSide& side) {
+        const bool isBefore = &side == &before_;
+        std::optional<Figures>& figures = isBefore ? figuresBefore_ : figuresAfter_;
+        return figures ? *figures : figures.emplace(*side.document, faults_, isBefore ? "before-" : "after-");
     }
 
     const ChangesSide& before_;
@@ -244,7 +254,8 @@ private:
     Faults faults_;
     ChangesCount count_;
     bool hasChanges_ = false;
-    std::size_t pictures_ = 0;  ///< so many were written
+    std::optional<Figures> figuresBefore_;
+    std::optional<Figures> figuresAfter_;
 };
 
 }  // namespace
@@ -266,7 +277,7 @@ ChangesPage makeChangesPage(const std::string& title, const ChangesSide& before,
     ChangesWriter writer(before, after);
     writer.write(body);
     body.close();
-    return {framed({"Changes: " + title}, body), writer.count()};
+    return {framed({"Changes: " + title}, body), writer.count(), writer.isDamaged()};
 }
 
 std::string makeChangesIndex(const std::string& title, const std::vector<ChangesRow>& rows) {
@@ -287,7 +298,9 @@ std::string makeChangesIndex(const std::string& title, const std::vector<Changes
     body.close().close().open("tbody");
     for (const ChangesRow& row : rows) {
         body.open("tr").open("td").element("a", {{"href", row.page}, {"dir", "auto"}}, row.file).close();
-        body.element("td", row.kind).element("td", {{"class", "number"}}, grouped(row.count.removed));
+        row.isDamaged ? body.element("td", {{"class", "damaged"}}, row.kind + ", damaged")
+                      : body.element("td", row.kind);
+        body.element("td", {{"class", "number"}}, grouped(row.count.removed));
         body.element("td", {{"class", "number"}}, grouped(row.count.added)).close();
     }
     body.close().close().close().close();

@@ -24,6 +24,7 @@ struct ChangesCount {
 struct ChangesPage {
     std::string html;
     ChangesCount count;
+    bool isDamaged = false;  ///< whether something of a version cannot be read; the page tells it
 };
 
 /// A page of what changed from one version of a flowbook to another: properties, text and code by line with the changed
@@ -38,6 +39,7 @@ struct ChangesRow {
     std::string file;
     std::string kind;  ///< such as "changed"
     ChangesCount count;
+    bool isDamaged = false;
 };
 
 /// A table of pages of changes.

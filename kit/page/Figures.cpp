@@ -51,6 +51,13 @@ std::string_view shownAs(const std::string& mediaType) {
     return found == std::end(kTypes) ? std::string_view() : found->shownAs;
 }
 
+/// For where there is no picture that they could be the alternative of.
+void writeWords(Markup& out, const std::string& words) {
+    if (!words.empty()) {
+        out.element("p", {{"class", "remark"}, {"dir", "auto"}}, words);
+    }
+}
+
 std::vector<Relationship> relationshipsOfCode(const Document& document) {
     const std::optional<Part> part = document.codePart();
     return part ? part->getRelationships(opc::model::ExcludeMode::None) : std::vector<Relationship>();
@@ -125,6 +132,7 @@ void Figures::write(Markup& out, const std::string& relationship, const std::str
         return;
     }
     faults_->tell(out, "a picture is missing: relationship " + relationship);
+    writeWords(out, words);
     if (caption != nullptr) {
         out.open("p").append(*caption).close();
     }
@@ -155,6 +163,7 @@ void Figures::writePart(Markup& out, const Part& part, const std::string& words,
     } else {
         // Without its name, which may be long: it can be named any number of times.
         out.open("p").element("a", {{"href", "#" + place->second}}, "See the picture above").close();
+        writeWords(out, words);
         if (caption != nullptr) {
             out.open("p").append(*caption).close();
         }
@@ -198,6 +207,7 @@ void Figures::writeImage(Markup& out, const Picture& picture) {
     if (!isHeld) {
         const std::string reason = picture.type.empty() ? "of a kind that browsers do not show" : "too large";
         out.element("p", {{"class", "remark"}}, "[A picture, " + reason + ": " + picture.about() + "]");
+        writeWords(out, picture.words);
         return;
     }
     bytes_ += picture.content.size();
@@ -206,6 +216,7 @@ void Figures::writeImage(Markup& out, const Picture& picture) {
         out.open("p", {{"class", "remark"}}).text("[A picture too large to be shown: ");
         out.element("a", {{"href", uri}, {"download", picture.file}}, "save it").text(", " + picture.about() + "]");
         out.close();
+        writeWords(out, picture.words);
         return;
     }
     const std::string words = picture.words.empty() ? "Picture " + std::to_string(count_) : picture.words;

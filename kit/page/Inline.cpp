@@ -94,17 +94,19 @@ Look lookOf(const XmlNode& run, Look look) {
     return look;
 }
 
-/// Describes a picture: what its drawing says of itself, or else its title.
-std::string wordsAbout(const XmlNode& node, const std::string& otherwise) {
+/// What a drawing, or a shape in it, says of itself; empty for other elements.
+std::string wordsAbout(const XmlNode& node) {
     if (!isOneOf(node.local, {"docPr", "cNvPr", "shape", "imagedata"})) {
-        return otherwise;
+        return {};
     }
-    for (const std::string_view name : {"descr", "alt", "title"}) {
-        if (const std::string_view words = node.attribute(name); !isBlankText(words)) {
-            return std::string(words);
+    std::string words;
+    for (const std::string_view name : {"title", "descr", "alt"}) {
+        const std::string_view more = node.attribute(name);
+        if (!isBlankText(more) && words != more) {
+            words += (words.empty() ? "" : ": ") + std::string(more);
         }
     }
-    return otherwise;
+    return words;
 }
 
 class Collector {
@@ -123,6 +125,26 @@ private:
             add(Piece::Kind::Text, isBlankText(node.text) ? "" : node.text, look);
         } else if (!isSettings(node) && !addText(node, look) && !addApart(node, look)) {
             collectInside(node, lookInside(node, look));
+            if (isOneOf(node.local, {"drawing", "pict", "object"})) {
+                tellWords(look);
+            }
+        }
+    }
+
+    /// Words about a drawing that no picture took would otherwise be lost.
+    void tellWords(const Look& look) {
+        if (!areWordsTold_) {
+            add(Piece::Kind::Remark, "drawing: " + words_, look);
+        }
+        words_.clear();
+        areWordsTold_ = true;
+    }
+
+    void takeWords(std::string words, const Look& look) {
+        if (!words.empty() && words != words_) {
+            tellWords(look);
+            words_ = std::move(words);
+            areWordsTold_ = false;
         }
     }
 
@@ -153,6 +175,8 @@ private:
             add(Piece::Kind::Text, "\u00AD", look);
         } else if (name == "sym") {
             addSymbol(node, look);
+        } else if (name == "textpath") {
+            add(Piece::Kind::Text, std::string(node.attribute("string")), look);
         } else if (name == "instrText" || name == "delInstrText") {
             add(Piece::Kind::Remark, "field:" + node.allText(), look);
         } else {
@@ -205,10 +229,7 @@ private:
     }
 
     void addPicture(const XmlNode& node, const Look& look) {
-        if (isOneOf(node.local, {"drawing", "pict", "object"})) {
-            words_.clear();
-        }
-        words_ = wordsAbout(node, words_);
+        takeWords(wordsAbout(node), look);
         if (node.local != "blip" && node.local != "imagedata") {
             return;
         }
@@ -216,6 +237,7 @@ private:
         const std::string_view linked = node.attribute(kRelationshipNamespace, node.local == "blip" ? "link" : "href");
         if (!stored.empty() || linked.empty()) {
             add(Piece::Kind::Picture, std::string(stored), look, &node);
+            areWordsTold_ = true;
         } else {
             add(Piece::Kind::Remark, "picture outside of the flowbook, relationship " + std::string(linked), look);
         }
@@ -238,6 +260,7 @@ private:
 
     std::vector<Piece>* pieces_;
     std::string words_;  ///< about the drawing that is being read
+    bool areWordsTold_ = true;
 };
 
 }  // namespace

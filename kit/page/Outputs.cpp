@@ -42,11 +42,40 @@ bool hasElements(const XmlNode& node) {
     return std::any_of(node.children.begin(), node.children.end(), [](const XmlNode& each) { return !each.isText(); });
 }
 
-/// An element whose children are rows and no more.
-bool isTableOfRows(const XmlNode& node) {
-    return hasElements(node) && std::all_of(node.children.begin(), node.children.end(), [](const XmlNode& each) {
-               return each.isText() ? isBlankText(each.text)
-                                    : isRow(each) || (isGroupOfRows(each) && isTableOfRows(each));
+bool isBlank(const XmlNode& node) { return node.isText() && isBlankText(node.text); }
+
+/// A row, the names of columns, or a group that holds nothing but rows.
+bool holdsRows(const XmlNode& node) {
+    if (isRow(node) || (hasElements(node) && isNamed(smallName(node), {"header", "columns"}))) {
+        return true;
+    }
+    return isGroupOfRows(node) && hasElements(node) &&
+           std::all_of(node.children.begin(), node.children.end(),
+                       [](const XmlNode& each) { return isBlank(each) || holdsRows(each); });
+}
+
+/// Text, and elements that mark a part of it.
+bool isInLine(const XmlNode& node) {
+    const bool isMark =
+        isNamed(smallName(node), {"b", "i", "u", "s", "em", "strong", "span", "sub", "sup", "code", "r", "t"});
+    return node.isText() || (isMark && std::all_of(node.children.begin(), node.children.end(), isInLine));
+}
+
+/// Whether all there is to show in the element is text of one line or paragraph.
+bool isPhrase(const XmlNode& node) {
+    const bool hasText = std::any_of(node.children.begin(), node.children.end(),
+                                     [](const XmlNode& each) { return each.isText() && !isBlankText(each.text); });
+    return (hasText || smallName(node) == "p") && std::all_of(node.children.begin(), node.children.end(), isInLine);
+}
+
+std::string_view trimmed(std::string_view text) {
+    const std::size_t begin = std::min(text.find_first_not_of(" \t\r\n"), text.size());
+    return text.substr(begin, text.find_last_not_of(" \t\r\n") + 1 - begin);
+}
+
+bool isBase64(std::string_view text) {
+    return text.size() >= 8 && std::all_of(text.begin(), text.end(), [](unsigned char c) {
+               return std::isalnum(c) != 0 || std::isspace(c) != 0 || c == '+' || c == '/' || c == '=';
            });
 }
 
@@ -69,10 +98,9 @@ public:
         }
         if (node.isText()) {
             writeText(node.text);
-        } else if (isTableOfRows(node)) {
-            writeTable(node);
-        } else {
-            writePictures(node);
+        } else if (smallName(node) == "metadata") {
+            writeStates(node);
+        } else if (!writePictures(node)) {
             writeInside(node);
         }
     }
@@ -80,37 +108,68 @@ public:
     bool isWhole() const { return shown_ <= kMostOfOutput; }
 
 private:
+    /// Rows that follow each other make a table.
     void writeInside(const XmlNode& node) {
-        if (!hasElements(node)) {
+        if (!hasElements(node) || isPhrase(node)) {
             writeText(node.allText());
             return;
         }
+        const auto end = node.children.end();
+        for (auto at = node.children.begin(); at != end;) {
+            const auto last = std::find_if_not(at, end, [](auto& each) { return isBlank(each) || holdsRows(each); });
+            if (std::any_of(at, last, holdsRows)) {
+                writeTable(at, last);
+                at = last;
+            } else {
+                write(*at++);
+            }
+        }
+    }
+
+    /// Words about the outputs, which are no results.
+    void writeStates(const XmlNode& node) {
+        std::string words;
         for (const XmlNode& child : node.children) {
-            write(child);
+            const std::string text = child.isText() ? "" : child.allText();
+            words += isBlankText(text) ? "" : (words.empty() ? "" : ", ") + std::string(child.local) + ": " + text;
+        }
+        if (!words.empty()) {
+            out_->element("p", {{"class", "remark"}}, words);
         }
     }
 
     void writeText(const std::string& text) {
-        const std::size_t begin = text.find_first_not_of(" \t\r\n");
-        if (begin == std::string::npos) {
+        if (isBlankText(text)) {
             return;
         }
         shown_ += text.size();
-        if (startsWith(std::string_view(text).substr(begin), kPictureUri)) {
-            figures_->writeDataUri(*out_, text.substr(begin, text.find_last_not_of(" \t\r\n") + 1 - begin));
-        } else {
+        if (!writePicture(std::string(trimmed(text)))) {
             out_->element("p", {{"class", "result"}, {"dir", "auto"}}, text);
         }
     }
 
-    void writePictures(const XmlNode& node) {
+    /// @returns whether the text is a picture, or leads to one.
+    bool writePicture(const std::string& text) {
+        const std::optional<Part> part = startsWith(text, kPictureUri) ? std::nullopt : pictureAt(text);
+        if (part) {
+            figures_->write(*out_, *part);
+        } else if (startsWith(text, kPictureUri)) {
+            figures_->writeDataUri(*out_, text);
+        }
+        return part || startsWith(text, kPictureUri);
+    }
+
+    /// Writes the pictures that attributes lead to. @returns whether the text inside was a picture too.
+    bool writePictures(const XmlNode& node) {
+        bool isTextPicture = false;
         for (const XmlNode::Attribute& attribute : node.attributes) {
-            if (startsWith(attribute.value, kPictureUri)) {
-                figures_->writeDataUri(*out_, attribute.value);
-            } else if (const auto picture = pictureAt(attribute.value)) {
-                figures_->write(*out_, *picture);
+            writePicture(attribute.value);
+            if (startsWith(attribute.value, "image/") && !hasElements(node) && isBase64(node.allText())) {
+                figures_->writeDataUri(*out_, "data:" + attribute.value + ";base64," + node.allText());
+                isTextPicture = true;
             }
         }
+        return isTextPicture;
     }
 
     /// The picture that a relationship of the part, or the name of a part, leads to.
@@ -119,7 +178,8 @@ private:
             return std::nullopt;
         }
         const auto target = targets_.find(reference);
-        const std::string path = (reference.front() == '/' ? "" : "/") + reference;
+        const std::size_t start = reference.find_first_not_of("./");  // "../media/x" is seen from the part
+        const std::string path = start == std::string::npos ? reference : "/" + reference.substr(start);
         try {
             const PartName name(target == targets_.end() ? opc::model::URI(fl::i18n::to_ustring(path))
                                                          : target->second);
@@ -130,40 +190,46 @@ private:
         }
     }
 
-    void writeTable(const XmlNode& table) {
+    using Nodes = std::vector<XmlNode>::const_iterator;
+
+    void writeTable(Nodes begin, Nodes end) {
         const std::string label = "Table of results " + std::to_string(++tables_) + " of " + part_->getName().ascii();
         out_->open("div", {{"class", "table"}, {"tabindex", "0"}, {"role", "region"}, {"aria-label", label}});
         out_->open("table", {{"class", "content"}}).open("tbody");
-        writeRows(table);
+        writeRows(begin, end);
         out_->close().close().close();
     }
 
-    void writeRows(const XmlNode& table) {
-        for (const XmlNode& row : table.children) {
-            if (isRow(row)) {
+    void writeRows(Nodes begin, Nodes end) {
+        for (; begin != end; ++begin) {
+            const bool isNames = isNamed(smallName(*begin), {"header", "columns"});
+            if (isGroupOfRows(*begin)) {
+                writeRows(begin->children.begin(), begin->children.end());
+            } else if (!begin->isText()) {
                 out_->open("tr");
-                std::for_each(row.children.begin(), row.children.end(),
-                              [this](const XmlNode& cell) { writeCell(cell); });
+                for (const XmlNode& cell : begin->children) {
+                    writeCell(cell, isNames);
+                }
                 out_->close();
-            } else if (!row.isText()) {
-                writeRows(row);
             }
         }
     }
 
-    void writeCell(const XmlNode& cell) {
-        if (cell.isText() && isBlankText(cell.text)) {
+    void writeCell(const XmlNode& cell, bool isName) {
+        const std::string name = smallName(cell);
+        if (isBlank(cell) || endsWith(name, "pr")) {
             return;
         }
         const std::string text = cell.allText();
-        const bool isHead = isNamed(smallName(cell), {"th", "header", "head"}) && !isBlankText(text);
-        shown_ += text.size();
+        const bool isHead = (isName || isNamed(name, {"th", "header", "head"})) && !isBlankText(text);
         isHead ? out_->open("th", {{"scope", "col"}}) : out_->open("td");
-        if (hasElements(cell) && std::any_of(cell.children.begin(), cell.children.end(), isTableOfRows)) {
+        const bool isTextPicture = writePictures(cell);
+        const bool isText = !hasElements(cell) || isPhrase(cell);
+        if (!isText) {
             writeInside(cell);
-        } else {
+        } else if (!isTextPicture && !writePicture(std::string(trimmed(text)))) {
+            shown_ += text.size();
             out_->text(text);
-            writePictures(cell);
         }
         out_->close();
     }
@@ -189,10 +255,12 @@ std::string aboutPart(const Part& part) {
     return part.getName().ascii() + ", " + contentTypeOf(part) + ", " + counted(part.getSize(), "byte");
 }
 
-void writeStored(Markup& out, const Part& part, const fl::Bytes& content) {
+/// @param isOpen  whether it is to be seen without unfolding it, as there are no results of it.
+void writeStored(Markup& out, const Part& part, const fl::Bytes& content, bool isOpen) {
     const std::string text = textIn(content);
     const std::string_view shown = startOf(text, kMostOfOutput);
-    out.open("details").element("summary", {{"lang", "en"}}, "As stored: " + aboutPart(part));
+    isOpen ? out.open("details", {{"open", ""}}) : out.open("details");
+    out.element("summary", {{"lang", "en"}}, "As stored: " + aboutPart(part));
     out.open("pre", {{"class", "plain"}, {"tabindex", "0"}, {"role", "region"}, {"aria-label", aboutPart(part)}});
     out.open("code", {{"translate", "no"}}).text(shown).close().close();
     if (shown.size() < text.size()) {
@@ -201,7 +269,8 @@ void writeStored(Markup& out, const Part& part, const fl::Bytes& content) {
     out.close();
 }
 
-void writeXmlResults(Markup& out, const Document& document, const Part& part, const fl::Bytes& content,
+/// @returns whether the results are all there is.
+bool writeXmlResults(Markup& out, const Document& document, const Part& part, const fl::Bytes& content,
                      Figures& figures) {
     const XmlTree tree = readXmlTree(content, document.where(part), XmlEncoding::AsDeclared);
     ResultWriter writer(out, document, part, figures);
@@ -214,6 +283,7 @@ void writeXmlResults(Markup& out, const Document& document, const Part& part, co
     if (!writer.isWhole()) {
         out.element("p", {{"class", "remark"}}, "[Further results are left out here]");
     }
+    return tree.fault.empty();
 }
 
 void writeOutput(Markup& out, const Document& document, const Part& part, Figures& figures) {
@@ -224,10 +294,8 @@ void writeOutput(Markup& out, const Document& document, const Part& part, Figure
         out.element("p", {{"class", "remark"}}, "[" + aboutPart(part) + ", not shown]");
     } else {
         const fl::Bytes content = contentOf(part);
-        if (isXmlType(type)) {
-            writeXmlResults(out, document, part, content, figures);
-        }
-        writeStored(out, part, content);
+        const bool areResults = isXmlType(type) && writeXmlResults(out, document, part, content, figures);
+        writeStored(out, part, content, !areResults);
     }
 }
 

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <map>
 
 namespace flowbook::kit {
 
@@ -52,32 +51,43 @@ bool isHeadRow(const XmlNode& row) {
 TableGrid::TableGrid(const XmlNode& table) {
     std::vector<const XmlNode*> rows;
     collect(table, "tr", rows);
-    struct Above {
-        std::size_t row;  ///< where the merged cell begins
-        std::size_t cell;
-        std::size_t last;  ///< the row that it reaches to
-    };
-    std::map<std::size_t, Above> above;  ///< by column
+    std::map<std::size_t, Merged> above;  // by column
     for (const XmlNode* row : rows) {
-        const std::size_t at = rows_.size();
-        rows_.push_back({isHeadRow(*row) && (at == 0 || rows_.back().isHead), {}});
-        std::vector<const XmlNode*> cells;
-        collect(*row, "tc", cells);
-        std::size_t column = columnsIn(settingIn(*row, "trPr", "gridBefore"), 0);
-        for (const XmlNode* cell : cells) {
-            const std::size_t columns = std::max<std::size_t>(columnsIn(settingIn(*cell, "tcPr", "gridSpan"), 1), 1);
-            const auto merged = above.find(column);
-            const bool goesOn = merged != above.end() && merged->second.last + 1 == at && isContinued(*cell) &&
-                                rows_[merged->second.row].cells[merged->second.cell].columns == columns;
-            if (goesOn) {
-                ++rows_[merged->second.row].cells[merged->second.cell].rows;
-                merged->second.last = at;
-            } else {
-                above[column] = {at, rows_.back().cells.size(), at};
-                rows_.back().cells.push_back({cell, columns, 1});
-            }
-            column += columns;
+        addRow(*row, above);
+    }
+}
+
+void TableGrid::addRow(const XmlNode& row, std::map<std::size_t, Merged>& above) {
+    const std::size_t at = rows_.size();
+    rows_.push_back({isHeadRow(row) && (at == 0 || rows_.back().isHead), {}});
+    std::vector<const XmlNode*> cells;
+    collect(row, "tc", cells);
+    std::size_t column = columnsIn(settingIn(row, "trPr", "gridBefore"), 0);
+    if (column != 0 && !cells.empty()) {
+        rows_.back().cells.push_back({nullptr, column, 1});
+    }
+    std::vector<Merged*> continued;
+    for (const XmlNode* cell : cells) {
+        const std::size_t columns = std::max<std::size_t>(columnsIn(settingIn(*cell, "tcPr", "gridSpan"), 1), 1);
+        const auto merged = above.find(column);
+        const bool goesOn = merged != above.end() && merged->second.last + 1 == at && isContinued(*cell) &&
+                            rows_[merged->second.row].cells[merged->second.cell].columns == columns;
+        if (goesOn) {
+            continued.push_back(&merged->second);
+        } else {
+            above[column] = {at, rows_.back().cells.size(), at};
+            rows_.back().cells.push_back({cell, columns, 1});
         }
+        column += columns;
+    }
+    // HTML has no row in which no cell begins.
+    if (rows_.back().cells.empty()) {
+        rows_.pop_back();
+        return;
+    }
+    for (Merged* cell : continued) {
+        ++rows_[cell->row].cells[cell->cell].rows;
+        cell->last = at;
     }
 }
 

@@ -3,6 +3,7 @@
 #include "kit/document/XmlTree.hpp"
 
 #include <cstddef>
+#include <map>
 #include <vector>
 
 namespace flowbook::kit {
@@ -11,7 +12,7 @@ namespace flowbook::kit {
 class TableGrid {
 public:
     struct Cell {
-        const XmlNode* node;
+        const XmlNode* node;  ///< null for a place that the row leaves free before its first cell
         std::size_t columns;  ///< that it spans
         std::size_t rows;
     };
@@ -29,6 +30,14 @@ public:
     const std::vector<const XmlNode*>& loose() const noexcept { return loose_; }
 
 private:
+    /// A merged cell, by its place in the rows.
+    struct Merged {
+        std::size_t row;
+        std::size_t cell;
+        std::size_t last;  ///< the row that it reaches to
+    };
+
+    void addRow(const XmlNode& row, std::map<std::size_t, Merged>& above);
     void collect(const XmlNode& node, std::string_view wanted, std::vector<const XmlNode*>& found);
 
     std::vector<Row> rows_;

@@ -261,6 +261,12 @@ class Git(unittest.TestCase):
         self.git("mergetool", "--no-prompt")
         self.assertEqual(self.flowbook("cat", "a.tqx"), "a = 7;\nx\ny\nb = 2;\n")
         self.assertEqual((self.folder / "b.txt").read_text(encoding="utf-8"), "7\n")
+        opener = self.home / "xdg-open"
+        opener.write_text('#!/bin/sh\ngrep -c "<h1 dir=.auto.>a.tqx</h1>" "$1"; rm -r "$(dirname "$1")"\n')
+        opener.chmod(0o700)
+        self.path = f"{self.home}:{self.path}"
+        shown = self.git("difftool", "--no-prompt", "-t", "flowbook", "HEAD~1", "--", "a.tqx")
+        self.assertEqual(shown, "1\n")
 
 
 if __name__ == "__main__":

@@ -123,6 +123,31 @@ class Pages(unittest.TestCase):
         self.html("in/b", "-d", "out", "--force")
         self.assertIn("Flowbooks", self.pages()["index.html"][1])
 
+    def test_names_and_runs_at_once(self):
+        self.html("in/a", "-d", "out")
+        (name,) = (each for each in self.pages() if each != "index.html")
+        (self.folder / "deep").mkdir()
+        self.html("in/a", "-d", "deep/out")
+        self.assertTrue((self.folder / "deep/out" / name).exists())
+        # Moved together, flowbooks keep their pages; one that comes to an old place gets another.
+        (self.folder / "moved").mkdir()
+        for each in ("in", "out"):
+            (self.folder / each).rename(self.folder / "moved" / each)
+        (self.folder / "in/a").mkdir(parents=True)
+        (self.folder / "in/a/x.tqx").write_bytes((self.folder / "moved/in/a/x.tqx").read_bytes())
+        self.html("moved/in/a", "in/a", "-d", "moved/out")
+        made_now = {path.name for path in (self.folder / "moved/out").iterdir()}
+        self.assertTrue({name, "index.html"} < made_now and len(made_now) == 3, made_now)
+        for i in range(40):
+            for side in "lr":
+                path = self.folder / side / f"{i}.tqx"
+                path.parent.mkdir(exist_ok=True)
+                path.write_bytes(made.zipped(made.package()))
+        runs = [subprocess.Popen([COMMAND, "html", side, "-d", "both"], cwd=self.folder) for side in "lr"]
+        self.assertEqual([run.wait(60) for run in runs], [0, 0])
+        rows = Page((self.folder / "both/index.html").read_text()).root.find("td", class_="title")
+        self.assertEqual(len(rows), 80)
+
     def git(self, *arguments):
         subprocess.run(["git", "-c", "user.name=a", "-c", "user.email=b@c", *arguments], cwd=self.folder, check=True,
                        capture_output=True)
@@ -147,7 +172,7 @@ class Pages(unittest.TestCase):
         self.html("--git", "HEAD", "-d", "changes", command="diff", code=2)
 
     def test_changes_in_git(self):
-        self.git("init", "-q")
+        self.git("init", "-q", "-b", "master")
         self.git("add", "in/a", "in/b")
         self.git("commit", "-qm", "one")
         self.change("in/b/x.tqx", document=made.rich(made.paragraph("changed")))
@@ -167,8 +192,29 @@ class Pages(unittest.TestCase):
                 self.git("commit", "-qam", "two")
         self.html("--html", "--git", "HEAD~1", "in/b", "-d", "b", command="diff")
         self.assertEqual(len(list((self.folder / "b").iterdir())), 2)
+        # From a subfolder, whatever is configured; a version that is damaged; links are no flowbooks; merges.
+        self.git("config", "diff.relative", "true")
+        self.change("in/b/x.tqx", document=made.rich(made.paragraph("again")))
+        (self.folder / "in/new.tqx").write_bytes(b"damage")
+        (self.folder / "in/link.tqx").symlink_to("b/x.tqx")
+        self.git("add", "in/link.tqx")
+        self.assertEqual(self.changed("HEAD", "../out"), [("in/b/x.tqx", "changed", "1", "1"),
+                                                          ("in/new.tqx", "changed, damaged", "0", "0")])
+        self.git("checkout", "-q", "--", "in/new.tqx")
+        self.git("commit", "-qam", "three")
+        self.git("checkout", "-qb", "side", "HEAD~1")
+        self.change("in/new.tqx", document=made.rich(made.paragraph("side")))
+        self.git("commit", "-qam", "side")
+        self.git("merge", "-q", "--no-edit", "master")
+        self.assertEqual([row[0] for row in self.changed("HEAD^!", "../out")], ["in/b/x.tqx"])
         self.html("--html", "--git", "nosuch", "-d", "b", command="diff", code=3)
         self.html("--html", "--git", "--output=x", "-d", "b", command="diff", code=2)
+
+    def changed(self, revisions, folder):
+        subprocess.run([COMMAND, "diff", "--html", "--git", revisions, "-d", folder], cwd=self.folder / "in",
+                       check=True)
+        rows = Page((self.folder / "in" / folder / "index.html").read_text()).root.find("tr")[1:]
+        return [tuple(td.text() for td in tr.find("td")) for tr in rows]
 
     def test_show(self):
         opener = self.folder / "bin" / "xdg-open"
