@@ -29,7 +29,8 @@ std::string valueInWords(const std::optional<std::string>& value) { return value
 std::string describe(const OpenConflict& conflict) {
     switch (conflict.kind) {
     case OpenConflict::Kind::Code:
-        return "code: both versions stand between markers";
+        return conflict.theirs ? "code: theirs is " + printable(*conflict.theirs)
+                               : "code: both versions stand between markers";
     case OpenConflict::Kind::Property:
         return "property " + printable(conflict.name) + ": ours " + valueInWords(conflict.ours) + ", theirs " +
                valueInWords(conflict.theirs);
@@ -42,7 +43,8 @@ std::string describe(const OpenConflict& conflict) {
 bool isMeant(const std::string& kind, const std::string& name, const OpenConflict& conflict) {
     switch (conflict.kind) {
     case OpenConflict::Kind::Code:
-        return kind == "code";
+        return kind == "code" ||
+               (kind == "part" && conflict.theirs && (name == conflict.name || name == conflict.theirs));
     case OpenConflict::Kind::Property:
         return kind == "property" && name == conflict.name;
     default:
@@ -77,36 +79,42 @@ void settleCode(const Input& input, kit::Side side) {
     editing.save(Bytes(text.begin(), text.end()), "the code");
 }
 
-void settleOthers(const Input& input, const Conflicts& conflicts, kit::Side side) {
+void settleOthers(const Input& input, const Conflicts& conflicts, kit::Side side, const kit::Shown& before) {
     opc::zippackage::ZipPhysicalPackage container(input.name(), opc::FileSystemOpsSelector(input.storage()), true);
     opc::model::Package package(container);
     package.open(opc::interfaces::OpenMode::Update);
+    kit::removeUnmentioned(package, before);
     for (const OpenConflict& conflict : conflicts) {
         kit::settle(package, conflict, side);
     }
+    kit::removeUnreached(package, before);
     package.close();
 }
 
-bool isCode(const OpenConflict& conflict) { return conflict.kind == OpenConflict::Kind::Code; }
+bool isBetweenMarkers(const OpenConflict& conflict) {
+    return conflict.kind == OpenConflict::Kind::Code && !conflict.theirs;
+}
 
-/// Code and the rest are saved one after the other, each by a file opened anew, as a save ends with another file.
-void settle(const ResolveOptions& options, const Conflicts& conflicts) {
+/// Code and the rest are saved one after the other, each by a file opened anew, as a save ends with another file. What
+/// only the side that was not chosen showed goes with the rest.
+void settle(const ResolveOptions& options, const Conflicts& conflicts, const kit::Shown& before) {
     const kit::Side side = options.theirs ? kit::Side::Theirs : kit::Side::Ours;
-    if (std::any_of(conflicts.begin(), conflicts.end(), isCode)) {
+    if (std::any_of(conflicts.begin(), conflicts.end(), isBetweenMarkers)) {
         settleCode(Input(options.file, Input::Purpose::Update), side);
     }
     Conflicts others;
-    std::remove_copy_if(conflicts.begin(), conflicts.end(), std::back_inserter(others), isCode);
-    if (!others.empty()) {
-        settleOthers(Input(options.file, Input::Purpose::Update), others, side);
+    std::remove_copy_if(conflicts.begin(), conflicts.end(), std::back_inserter(others), isBetweenMarkers);
+    if (!conflicts.empty()) {
+        settleOthers(Input(options.file, Input::Purpose::Update), others, side, before);
     }
 }
 
 void resolve(const Input& input, Report& report, const ResolveOptions& options) {
-    const Conflicts open = kit::openConflicts(openDocument(input));
+    const kit::Document document = openDocument(input);
+    const Conflicts open = kit::openConflicts(document);
     const Conflicts meant = chosen(open, options.what);
     if (options.ours || options.theirs) {
-        settle(options, meant);
+        settle(options, meant, kit::shownBy(document));
         return;
     }
     for (const OpenConflict& conflict : meant) {
@@ -118,7 +126,8 @@ void resolve(const Input& input, Report& report, const ResolveOptions& options) 
 constexpr char kResolveDescription[] =
     "Settles what a merge has left open, with one side's version: code between markers, properties that both "
     "sides changed, and parts that were added beside ours under a name with -theirs1. What the merge left "
-    "beside them is removed. WHAT is 'code', 'property NAME' or 'part NAME', any number of them; without it "
+    "beside them is removed, and so are pictures, links and parts that only the other side showed. WHAT is 'code', "
+    "'property NAME' or 'part NAME', any number of them; without it "
     "everything is meant.\n\n"
     "Without --ours or --theirs nothing is changed: what is open is listed, and the command ends with 1 while "
     "something is.";

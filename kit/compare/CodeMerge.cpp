@@ -93,7 +93,18 @@ public:
                 open(taken);
             }
             addText(taken.line->text);
+            lines_.push_back(taken);
         }
+    }
+
+    /// The lines of the paragraph that is open, which is as if it had never been begun; none once it holds markers.
+    std::vector<Taken> takeBack() {
+        if (hasMarkers_) {
+            return {};
+        }
+        open_.reset();
+        code_.reset();
+        return std::exchange(lines_, {});
     }
 
     /// Begins the paragraph of a line, with no text in it yet.
@@ -110,6 +121,7 @@ public:
     void addMarker(const std::string& marker) {
         if (open_) {
             addText(marker);
+            hasMarkers_ = true;
         } else {
             text_ += newTextParagraph(marker, declares_);
         }
@@ -121,6 +133,8 @@ public:
         }
         open_.reset();
         code_.reset();
+        lines_.clear();
+        hasMarkers_ = false;
     }
 
     std::string take() {
@@ -135,6 +149,8 @@ private:
     std::string text_;
     std::optional<Taken> open_;
     std::optional<std::string> code_;
+    std::vector<Taken> lines_;  ///< of the open paragraph
+    bool hasMarkers_ = false;   ///< whether it holds markers
 };
 
 /// Whatever the ids will be.
@@ -232,24 +248,90 @@ private:
                lines.spelled({lines.rootAttributes(), head.end}, spell);
     }
 
-    void writeHunks(Writer& writer, const std::vector<Hunk>& hunks) {
+    /// Lines of a result, or what both sides have in a conflict.
+    struct Place {
+        bool isConflict;
+        std::vector<Taken> ours;  ///< also what is not in conflict
+        std::vector<Taken> theirs;
+    };
+
+    std::vector<Place> placesOf(const std::vector<Hunk>& hunks) {
+        std::vector<Place> places;
         for (const Hunk& hunk : hunks) {
-            if (!hunk.isConflict) {
-                for (const std::size_t line : hunk.lines) {
-                    writer.add(takeMerged(line));
+            if (hunk.isConflict) {
+                std::vector<Taken> ours = takeFrom(sides_[1], hunk.lines);
+                places.push_back({true, std::move(ours), takeFrom(sides_[2], hunk.theirs)});
+                continue;
+            }
+            places.push_back({false, {}, {}});
+            for (const std::size_t line : hunk.lines) {
+                places.back().ours.push_back(takeMerged(line));
+            }
+        }
+        return places;
+    }
+
+    void writeHunks(Writer& writer, const std::vector<Hunk>& hunks) {
+        std::vector<Place> places = placesOf(hunks);
+        for (std::size_t i = 0; i < places.size(); ++i) {
+            Place& place = places[i];
+            if (!place.isConflict || options_.favour != Favour::None) {
+                for (const Taken& line :
+                     options_.favour == Favour::Theirs && place.isConflict ? place.theirs : place.ours) {
+                    writer.add(line);
                 }
                 continue;
             }
-            const std::vector<Taken> ours = takeFrom(sides_[1], hunk.lines);
-            const std::vector<Taken> theirs = takeFrom(sides_[2], hunk.theirs);
-            if (options_.favour == Favour::None) {
-                writeConflict(writer, ours, theirs);
-            } else {
-                for (const Taken& line : options_.favour == Favour::Ours ? ours : theirs) {
-                    writer.add(line);
-                }
+            if (withStyle_ && !fitsOneParagraph(writer, place)) {
+                makeWhole(writer, place, places, i + 1);
             }
+            writeConflict(writer, place.ours, place.theirs);
         }
+    }
+
+    bool fitsOneParagraph(const Writer& writer, const Place& place) const {
+        return isBeginOfOneParagraph(place.ours, place.theirs) ||
+               (goOn(writer, place.ours) && goOn(writer, place.theirs));
+    }
+
+    /// Gives both sides of a conflict what belongs to the paragraphs that it begins or ends within: a paragraph that is
+    /// divided would show twice what stands beside its code.
+    static void makeWhole(Writer& writer, Place& conflict, std::vector<Place>& places, std::size_t next) {
+        const auto isRest = [](const std::vector<Taken>& lines) { return !lines.empty() && goesOn(lines.front()); };
+        if (isRest(conflict.ours) || isRest(conflict.theirs)) {
+            const std::vector<Taken> begun = writer.takeBack();
+            conflict.ours.insert(conflict.ours.begin(), begun.begin(), begun.end());
+            conflict.theirs.insert(conflict.theirs.begin(), begun.begin(), begun.end());
+        }
+        while (next < places.size() && takeRest(conflict, places[next])) {
+            ++next;
+        }
+    }
+
+    /// Whether a line belongs to the paragraph of the one before.
+    static bool goesOn(const Taken& line) { return line.isCode() && line.line->line > 0; }
+
+    /// Moves the lines that go on with the last paragraph of a conflict into both of its sides.
+    /// @returns whether the paragraph may go on behind that, too.
+    static bool takeRest(Place& conflict, Place& next) {
+        const auto move = [&](std::vector<Taken>& from, std::vector<Taken>& to) {
+            const auto end = std::find_if_not(from.begin(), from.end(), goesOn);
+            to.insert(to.end(), from.begin(), end);
+            from.erase(from.begin(), end);
+        };
+        if (next.isConflict) {
+            const bool isAllRest = std::all_of(next.ours.begin(), next.ours.end(), goesOn) &&
+                                   std::all_of(next.theirs.begin(), next.theirs.end(), goesOn);
+            move(next.ours, conflict.ours);
+            move(next.theirs, conflict.theirs);
+            next.isConflict = !next.ours.empty() || !next.theirs.empty();
+            return isAllRest;
+        }
+        std::vector<Taken> rest;
+        move(next.ours, rest);
+        conflict.ours.insert(conflict.ours.end(), rest.begin(), rest.end());
+        conflict.theirs.insert(conflict.theirs.end(), rest.begin(), rest.end());
+        return next.ours.empty();
     }
 
     /// A line that git merged. What is equal as text and style may be written in several ways: as the one side that
@@ -331,7 +413,6 @@ private:
     /// Whether both sides are lines of one paragraph from its first on, which has several lines.
     bool isBeginOfOneParagraph(const std::vector<Taken>& ours, const std::vector<Taken>& theirs) const {
         const auto begins = [](const std::vector<Taken>& lines) {
-            const auto goesOn = [](const Taken& line) { return line.isCode() && line.line->line > 0; };
             return !lines.empty() && lines.front().isCode() && lines.front().line->line == 0 &&
                    std::all_of(lines.begin() + 1, lines.end(), goesOn);
         };

@@ -13,7 +13,7 @@ namespace flowbook::kit {
 /// A document part whose code is plain or rich.
 struct CodeText {
     bool isPlain = false;
-    fl::Bytes document;
+    fl::Bytes document;  ///< UTF-8, whatever the part is in
     std::vector<Reference> references;
     std::map<std::string, std::size_t> things;  ///< what each id leads to, by a number that all versions share
 };

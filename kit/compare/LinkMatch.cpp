@@ -133,13 +133,19 @@ std::vector<LinkTrio> match(const LinkLists& lists, const std::vector<KeyOf>& ke
     return matcher.take();
 }
 
-Role roleOf(const Link& link, const Version& version) {
+const std::vector<std::u16string>& packageTypes() {
     static const std::vector<std::u16string>& types =
         *new std::vector<std::u16string>(FlowbookFilePackage::getPackageRelationshipTypes());
-    if (link.target != nullptr && link.target == version.code() && link.record.type == types[0]) {
+    return types;
+}
+
+const std::u16string& outputType() { return packageTypes()[1]; }
+
+Role roleOf(const Link& link, const Version& version) {
+    if (link.target != nullptr && link.target == version.code() && link.record.type == packageTypes()[0]) {
         return Role::Code;
     }
-    if (link.record.type == types[1]) {
+    if (link.record.type == outputType()) {
         return Role::Output;
     }
     return link.target == nullptr ? Role::None : propertiesRole(link.target->contentType);
@@ -199,7 +205,8 @@ std::vector<std::pair<Role, LinkTrio>> matchPackageLinks(const Version& base, co
     for (const LinkTrio& trio :
          withoutFalsePairs(match(lists, {byRole, other(byPlaceAndContent), other(byContent), other(byPlace)}))) {
         const Link* const any = trio[kOurs] != nullptr ? trio[kOurs] : trio[kTheirs];
-        result.emplace_back(any == nullptr ? Role::None : roleIn(*any), trio);
+        const bool isOutput = any != nullptr && any->record.type == outputType();
+        result.emplace_back(any == nullptr ? Role::None : isOutput ? Role::Output : roleIn(*any), trio);
     }
     return result;
 }

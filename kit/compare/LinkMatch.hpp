@@ -18,7 +18,8 @@ using LinkLists = std::array<std::vector<const Link*>, 3>;
 /// What a relationship of the package is for, where a flowbook has one of that kind.
 enum class Role { None, Code, Output, CoreProperties, MoreProperties };
 
-/// Finds out which relationships of the package are the same in three versions: the first of each role; then those of
+/// Finds out which relationships of the package are the same in three versions: the first of each role, and as outputs
+/// all of that type; then those of
 /// one type and target; then those that lead to the same; then the only one that is left of a type. The order is that
 /// of ours, then of what only base or theirs has.
 std::vector<std::pair<Role, LinkTrio>> matchPackageLinks(const Version& base, const Version& ours,

@@ -4,6 +4,7 @@
 #include "kit/compare/CodeMerge.hpp"
 #include "kit/compare/MergedPackage.hpp"
 #include "kit/compare/PropertyMerge.hpp"
+#include "kit/document/StoredText.hpp"
 #include "opc/Exception.hpp"
 
 #include <algorithm>
@@ -91,6 +92,7 @@ std::string modifiedTime(const Document& document) {
 struct Told {
     MergeConflict conflict;
     std::size_t part = kNoPart;
+    std::size_t about = kNoPart;  ///< the part that is in conflict, which may get another name than ours gave it
 };
 
 /// Numbers what the references of three versions lead to.
@@ -208,9 +210,9 @@ private:
 
     std::size_t favoured() const { return options_.favour == Favour::Theirs ? kTheirs : kOurs; }
 
-    void tell(MergeConflict conflict, std::size_t part = kNoPart) {
+    void tell(MergeConflict conflict, std::size_t part = kNoPart, std::size_t about = kNoPart) {
         if (options_.favour == Favour::None) {
-            told_.push_back({std::move(conflict), part});
+            told_.push_back({std::move(conflict), part, about});
         }
     }
 
@@ -353,8 +355,7 @@ private:
         const std::size_t index = planAlone(favoured(), trio[favoured()], named(trio));
         if (options_.favour == Favour::None) {
             const std::size_t beside = addBeside(index, *trio[kTheirs]);
-            tell({ConflictKind::Part, to_string(nameOf(*trio[kOurs])), "kept as ours has it; theirs is added as "},
-                 beside);
+            tell({ConflictKind::Part, "", "kept as ours has it; theirs is added as "}, beside, index);
         }
         return index;
     }
@@ -592,11 +593,12 @@ private:
         CodeText text;
         const CodeForm form = version(which).form();
         text.isPlain = form == CodeForm::Plain;
-        text.document = contentOf(version(which).code()->part);
+        if (form == CodeForm::Encrypted) {
+            return std::nullopt;
+        }
+        fl::Bytes stored = contentOf(version(which).code()->part);
         try {
-            if (form == CodeForm::Encrypted) {
-                return std::nullopt;
-            }
+            text.document = inUtf8(std::move(stored), "");
             text.references = findReferences(text.document, "");
         } catch (const opc::Exception&) {
             return std::nullopt;
@@ -624,12 +626,26 @@ private:
         const std::vector<std::string> ids = linkThings(things, texts, merged->marked, links);
         fl::Bytes document = unmarked(merged->marked, ids);
         codeSide_ = sideOfCode(document, *texts[kOurs], *texts[kTheirs]);
-        result_.at(code_).made = std::move(document);
+        result_.at(code_).made = asStored(code, texts, std::move(document));
         result_.at(code_).links = std::move(links);
         for (MergeConflict& conflict : merged->conflicts) {
             tell(std::move(conflict));
         }
         return true;
+    }
+
+    /// A document that a side has in the same words is written as that side has it, in its encoding.
+    static fl::Bytes asStored(const Trio& code, const std::array<std::optional<CodeText>, 3>& texts,
+                              fl::Bytes document) {
+        std::array<std::optional<fl::Bytes>, 3> stored;
+        for (std::size_t i = 0; i < stored.size(); ++i) {
+            if (texts[i] && texts[i]->document == document) {
+                stored[i] = contentOf(code[i]->part);
+            }
+        }
+        const bool isTheirs = !stored[kOurs] || (stored[kTheirs] && choose(stored[kBase], stored[kOurs],
+                                                                           stored[kTheirs]) == Choice::Theirs);
+        return std::move(stored[isTheirs ? kTheirs : kOurs]).value_or(std::move(document));
     }
 
     /// The version whose content type the merged code has.
@@ -753,6 +769,9 @@ private:
         for (Told& told : told_) {
             if (told.part != kNoPart) {
                 told.conflict.words += to_string(result_.at(told.part).name);
+            }
+            if (told.about != kNoPart) {
+                told.conflict.what = to_string(result_.at(told.about).name);
             }
             result.conflicts.push_back(std::move(told.conflict));
         }

@@ -1,6 +1,7 @@
 #include "kit/compare/PropertyMerge.hpp"
 
 #include "kit/document/References.hpp"
+#include "kit/document/StoredText.hpp"
 #include "opc/Exception.hpp"
 
 #include <algorithm>
@@ -239,10 +240,10 @@ std::optional<MergedProperties> mergeProperties(const fl::Bytes* base, const fl:
     try {
         std::optional<PropertyElements> baseElements;
         if (base != nullptr) {
-            baseElements.emplace(*base);
+            baseElements.emplace(inUtf8(*base, ""));
         }
-        const PropertyElements ourElements(ours);
-        const PropertyElements theirElements(theirs);
+        const PropertyElements ourElements(inUtf8(ours, ""));
+        const PropertyElements theirElements(inUtf8(theirs, ""));
         return PropertyMerger(baseElements ? &*baseElements : nullptr, ourElements, theirElements, isTheirsLater,
                               favour)
             .run();

@@ -18,7 +18,7 @@ struct MergedProperties {
 /// side has it, and one that one side removed and the other changed is kept. All else stays as ours has it.
 /// @param base           null when there is none.
 /// @param isTheirsLater  whether theirs was modified later.
-/// @returns nothing when one of the parts is not XML in UTF-8.
+/// @returns nothing when one of the parts cannot be read; UTF-8 else, whatever they are in.
 std::optional<MergedProperties> mergeProperties(const fl::Bytes* base, const fl::Bytes& ours, const fl::Bytes& theirs,
                                                 bool isTheirsLater, Favour favour);
 

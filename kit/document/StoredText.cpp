@@ -39,11 +39,42 @@ std::string fromUtf16(const fl::Bytes& stored, std::size_t from, bool isLittle) 
     return fl::i18n::to_string(from == 0 && !text.empty() && text[0] == 0xFEFF ? text.substr(1) : text);
 }
 
+/// Finds out that a document can be read.
+class NoHandler : public XmlHandler {
+public:
+    void startElement(const XmlName&, const std::vector<XmlAttribute>&, XmlSpan) override {}
+    void endElement(const XmlName&, XmlSpan) override {}
+    void characters(std::string_view) override {}
+};
+
+/// The declaration of a document, or nothing, that says UTF-8 where it named another encoding.
+std::string declaringUtf8(std::string declaration) {
+    const std::size_t name = declaration.find("encoding");
+    const std::size_t begin = name == std::string::npos ? name : declaration.find_first_of("\"'", name);
+    if (begin == std::string::npos) {
+        return declaration;
+    }
+    const std::size_t end = declaration.find(declaration[begin], begin + 1);
+    return declaration.replace(begin + 1, end - begin - 1, "UTF-8");
+}
+
 }  // namespace
 
 XmlEncoding encodingOf(const fl::Bytes& document) {
     const bool isRead = byteFormOf(document) == ByteForm::Bytes && isUtf8({document.begin(), document.end()});
     return isRead ? XmlEncoding::Utf8 : XmlEncoding::AsDeclared;
+}
+
+fl::Bytes inUtf8(fl::Bytes document, const std::string& where) {
+    if (encodingOf(document) == XmlEncoding::Utf8) {
+        return document;
+    }
+    NoHandler handler;
+    readXml(document, where, XmlEncoding::AsDeclared, handler);
+    const std::string text = textIn(document);
+    const std::size_t end = text.compare(0, 5, "<?xml") == 0 ? text.find("?>") : 0;
+    const std::string result = declaringUtf8(text.substr(0, end)) + text.substr(end);
+    return {result.begin(), result.end()};
 }
 
 std::string textIn(const fl::Bytes& stored, std::size_t from) {

@@ -10,6 +10,10 @@ namespace flowbook::kit {
 /// Whether a rich code document can be read as UTF-8, as the library reads all of them; else it is read as it declares.
 XmlEncoding encodingOf(const fl::Bytes& document);
 
+/// An XML document in UTF-8: as it is where it can be read so, else transcoded, and its declaration with it.
+/// @param where  opens the message. @throws opc::Exception (damaged) for one in no encoding that can be read.
+fl::Bytes inUtf8(fl::Bytes document, const std::string& where);
+
 /// A stored text as UTF-8, from byte `from` on: UTF-16 where its first bytes tell (XML 1.0, appendix F), UTF-8 where
 /// all bytes are, else Latin-1, in which every byte is a character.
 std::string textIn(const fl::Bytes& stored, std::size_t from = 0);

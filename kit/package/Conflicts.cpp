@@ -3,6 +3,9 @@
 #include "fl/i18n/Conversion.hpp"
 #include "foundation/release_info/ReleaseInfo.hpp"
 #include "kit/document/Characters.hpp"
+#include "kit/document/PropertyElements.hpp"
+#include "kit/document/References.hpp"
+#include "kit/document/StoredText.hpp"
 #include "kit/package/PackageContent.hpp"
 #include "opc/Exception.hpp"
 #include "opc/model/StandardPartInfo.hpp"
@@ -26,6 +29,8 @@ namespace {
 constexpr std::string_view kOursMark = "<<<<<<< ", kMiddleMark = "=======", kTheirsMark = ">>>>>>> ";
 constexpr char kPropertiesPart[] = "/conflicts/properties.json";
 constexpr std::string_view kTheirsSuffix = "-theirs";
+
+using Relationships = std::vector<opc::model::Relationship>;
 
 PartName nameOf(const std::string& name) { return PartName(fl::i18n::to_ustring(name)); }
 
@@ -96,12 +101,17 @@ std::optional<std::string> besideWhat(const std::string& name) {
     return isNumbered ? std::make_optional(name.substr(0, at) + name.substr(end)) : std::nullopt;
 }
 
-bool leadsTo(const opc::model::Relationship& relationship, const PartName& target) {
+/// The folded name of the part that a relationship means; nothing for one that cannot be followed.
+std::optional<std::string> targetOf(const opc::model::Relationship& relationship) {
     try {
-        return PartName(relationship.getTargetURI()) == target;
+        return PartName(relationship.getTargetURI()).folded();
     } catch (const opc::Exception&) {
-        return false;  // It cannot be followed, and so leads nowhere.
+        return std::nullopt;
     }
+}
+
+bool leadsTo(const opc::model::Relationship& relationship, const PartName& target) {
+    return targetOf(relationship) == target.folded();
 }
 
 void removeRelationshipsTo(opc::model::RelationshipSource& source, const PartName& target) {
@@ -136,7 +146,8 @@ void replacePart(Package& package, const PartName& old, const PartName& fresh) {
     }
 }
 
-void setProperty(Package& package, const std::string& name, const std::string& value) {
+/// Adds a property that a flowbook does not have.
+void addProperty(Package& package, const std::string& name, const std::string& value) {
     CorePropertiesManager manager(package, CorePropertiesManager::DeterministicMode::Off);
     CoreProperties properties = manager.getCoreProperties();
     const std::u16string text = fl::i18n::to_ustring(value);
@@ -158,53 +169,12 @@ void setProperty(Package& package, const std::string& name, const std::string& v
     manager.setCoreProperties(properties);
 }
 
-/// Cuts the elements of one local name out of a document.
-class ElementFinder : public XmlHandler {
-public:
-    explicit ElementFinder(std::string_view local) : local_(local) {}
-
-    void startElement(const XmlName& name, const std::vector<XmlAttribute>&, XmlSpan tag) override {
-        if (depth_++ == 1 && name.local == local_) {
-            begin_ = tag.begin;
-        }
-    }
-    void endElement(const XmlName& name, XmlSpan tag) override {
-        if (--depth_ == 1 && name.local == local_) {
-            spans.push_back({begin_, tag.end});
-        }
-    }
-    void characters(std::string_view) override {}
-
-    std::vector<XmlSpan> spans;
-
-private:
-    std::string_view local_;
-    std::size_t depth_ = 0;
-    std::size_t begin_ = 0;
-};
-
-void removeProperty(Package& package, const std::string& name) {
-    for (Part& part : package.getParts()) {
-        const std::u16string type = part.getContentType().getMediaType();
-        if (type != u"application/vnd.openxmlformats-package.core-properties+xml") {
-            continue;
-        }
-        fl::Bytes content = contentOf(part);
-        ElementFinder found(name);
-        readXml(content, part.getName().ascii(), XmlEncoding::Utf8, found);
-        for (auto span = found.spans.rbegin(); span != found.spans.rend(); ++span) {
-            content.erase(content.begin() + static_cast<std::ptrdiff_t>(span->begin),
-                          content.begin() + static_cast<std::ptrdiff_t>(span->end));
-        }
-        part.getOutputStream()->write(content.data(), content.size());
-    }
-}
-
 void settleProperty(Package& package, const OpenConflict& conflict, Side side) {
-    if (side == Side::Theirs && conflict.theirs) {
-        setProperty(package, conflict.name, *conflict.theirs);
-    } else if (side == Side::Theirs) {
+    const std::optional<std::string>& value = side == Side::Ours ? conflict.ours : conflict.theirs;
+    if (!value) {
         removeProperty(package, conflict.name);
+    } else if (side == Side::Theirs && !setPropertyText(package, conflict.name, *value)) {
+        addProperty(package, conflict.name, *value);
     }
     Part part = package.getPart(nameOf(kPropertiesPart));
     boost::json::object left = readProperties(contentOf(part));
@@ -215,6 +185,53 @@ void settleProperty(Package& package, const OpenConflict& conflict, Side side) {
     }
     const std::string text = boost::json::serialize(left) + "\n";
     part.getOutputStream()->write(text.data(), text.size());
+}
+
+/// The code of a package; nothing when there is none.
+std::optional<Part> codeOf(const Package& package) {
+    for (const auto& each : package.getRelationshipsByType(documentRelationshipType())) {
+        const auto isCode = [&](const Part& part) { return leadsTo(each, part.getName()); };
+        const std::vector<Part> parts = package.getParts();
+        const auto found = std::find_if(parts.begin(), parts.end(), isCode);
+        return found == parts.end() ? std::nullopt : std::make_optional(*found);
+    }
+    return std::nullopt;
+}
+
+/// None of code that cannot be read, of which no relationship is taken away then.
+std::set<std::string> idsIn(const Package& package) {
+    std::set<std::string> ids;
+    const std::optional<Part> code = codeOf(package);
+    try {
+        if (code && formOf(*code) == CodeForm::Rich) {
+            for (const Reference& each : findReferences(inUtf8(contentOf(*code), ""), "")) {
+                ids.insert(each.id);
+            }
+        }
+    } catch (const opc::Exception&) {
+        ids.clear();
+    }
+    return ids;
+}
+
+std::set<std::string> reachedIn(const Package& package) {
+    std::map<std::string, Part> parts;
+    for (const Part& part : package.getParts()) {
+        parts.emplace(part.getName().folded(), part);
+    }
+    std::set<std::string> reached;
+    std::vector<const opc::model::RelationshipSource*> sources{&package};
+    while (!sources.empty()) {
+        const auto* const source = sources.back();
+        sources.pop_back();
+        for (const auto& each : source->getRelationships(opc::model::ExcludeMode::External)) {
+            const auto found = parts.find(targetOf(each).value_or(""));
+            if (found != parts.end() && reached.insert(found->first).second) {
+                sources.push_back(&found->second);
+            }
+        }
+    }
+    return reached;
 }
 
 bool hasMarkers(const Document& document) {
@@ -238,12 +255,15 @@ std::vector<OpenConflict> openConflicts(const Document& document) {
                             textAt(each.value(), "theirs")});
         }
     }
+    const std::optional<Part> code = codeOf(document.package());
     std::map<std::string, OpenConflict> parts;
     for (const Part& part : document.package().getParts()) {
         const std::string& theirs = part.getName().ascii();
         const auto name = besideWhat(theirs);
         if (name && document.package().hasPart(nameOf(*name))) {
-            parts.emplace(theirs, OpenConflict{OpenConflict::Kind::Part, *name, std::nullopt, theirs});
+            const bool isCode = code && code->getName() == nameOf(*name);
+            const auto kind = isCode ? OpenConflict::Kind::Code : OpenConflict::Kind::Part;
+            parts.emplace(theirs, OpenConflict{kind, *name, std::nullopt, theirs});
         }
     }
     for (auto& [theirs, conflict] : parts) {
@@ -270,10 +290,33 @@ std::string settledText(const std::string& text, Side side) {
     return settled;
 }
 
+Shown shownBy(const Document& document) { return {reachedIn(document.package()), idsIn(document.package())}; }
+
+void removeUnmentioned(Package& package, const Shown& before) {
+    const std::set<std::string> now = idsIn(package);
+    std::optional<Part> code = codeOf(package);
+    for (const auto& each : code ? code->getRelationships(opc::model::ExcludeMode::None) : Relationships()) {
+        const std::string id = fl::i18n::to_string(each.getID());
+        if (before.ids.count(id) != 0 && now.count(id) == 0) {
+            code->deleteRelationship(each);
+        }
+    }
+}
+
+void removeUnreached(Package& package, const Shown& before) {
+    const std::set<std::string> now = reachedIn(package);
+    for (const Part& part : package.getParts()) {
+        const std::string& name = part.getName().folded();
+        if (before.parts.count(name) != 0 && now.count(name) == 0) {
+            package.deletePart(part.getName());
+        }
+    }
+}
+
 void settle(Package& package, const OpenConflict& conflict, Side side) {
     if (conflict.kind == OpenConflict::Kind::Property) {
         settleProperty(package, conflict, side);
-    } else if (conflict.kind == OpenConflict::Kind::Part) {
+    } else if (conflict.theirs) {
         if (side == Side::Theirs) {
             replacePart(package, nameOf(conflict.name), nameOf(*conflict.theirs));
         }

@@ -3,6 +3,7 @@
 #include "kit/document/Document.hpp"
 
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -11,7 +12,7 @@ namespace flowbook::kit {
 /// Something that a merge left for the user to settle.
 struct OpenConflict {
     enum class Kind {
-        Code,      ///< both sides stand between markers in the code
+        Code,      ///< both sides stand between markers in the code, or theirs is a part beside it
         Property,  ///< the flowbook has ours; both values are in the part /conflicts/properties.json
         Part       ///< the flowbook has ours; theirs is the part NAME-theirs1 or the like
     };
@@ -19,7 +20,7 @@ struct OpenConflict {
     Kind kind;
     std::string name;                   ///< of the property or part; empty for code
     std::optional<std::string> ours;    ///< the value of the property, or nothing when it was removed
-    std::optional<std::string> theirs;  ///< likewise; of a part: the name under which theirs was added
+    std::optional<std::string> theirs;  ///< likewise; of a part, or code in one: the name under which theirs was added
 };
 
 enum class Side { Ours, Theirs };
@@ -30,6 +31,21 @@ std::vector<OpenConflict> openConflicts(const Document& document);
 
 /// The text without conflict markers and without the lines of the other side. Markers that are not complete stay.
 std::string settledText(const std::string& text, Side side);
+
+/// What a flowbook shows before conflicts in it are settled.
+struct Shown {
+    std::set<std::string> parts;  ///< that relationships lead to, from the package on; folded
+    std::set<std::string> ids;    ///< of the relationships that rich code mentions
+};
+
+Shown shownBy(const Document& document);
+
+/// Removes the relationships of the code that it mentioned and mentions no more.
+/// @param package  open for writing. @throws opc::Exception.
+void removeUnmentioned(opc::model::Package& package, const Shown& before);
+
+/// Removes the parts that relationships led to and lead to no more. @param package  likewise.
+void removeUnreached(opc::model::Package& package, const Shown& before);
 
 /// Settles a property or a part, and removes what the merge had left beside it.
 /// @param package  open for writing. @throws opc::Exception, of kind misuse for a property that cannot be set.

@@ -1,0 +1,150 @@
+#!/usr/bin/env python3
+"""A table of merges: what each shows, and what it shows once its conflicts are settled with either side.
+
+usage: merge_test.py FLOWBOOK_COMMAND"""
+
+import os
+import subprocess
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "support"))
+import make_fixtures as made
+import merge_random_test as random_test
+
+COMMAND = None
+CLEAN, CODE = 0, "conflict in code: both versions stand between markers"
+WHOLE = "conflict in code: kept as ours has it; theirs is added as /tarmic/document-theirs1.xml"
+
+
+def book(*paragraphs, pictures="", encoding=None, secret=None, props=(), outputs=(), **more):
+    """A flowbook of the paragraphs, "<" for pictures by letter; `secret` is encrypted code with those pictures."""
+    body = "".join(line if line[0] == "<" else made.paragraph(line, "text" if line.istitle() else "code")
+                   for line in paragraphs)
+    xml = (f'<w:document xmlns:w="{made.WORD}" xmlns:r="{random_test.OFFICE}"><w:body>{body}</w:body></w:document>')
+    if encoding:
+        xml = f'<?xml version="1.0" encoding="{encoding}"?>{xml}'
+    core = made.core(*(f"<{key}>{value}</{key}>" for key, value in props))
+    parts = {f"media/{each}.png": ("image/png", each.encode()) for each in pictures}
+    rows = [(f"rId{i + 1}", "image", f"/media/{each}.png") for i, each in enumerate(pictures)]
+    for number, content in enumerate(outputs):
+        parts[f"out{number}.xml"] = ("text/xml", content.encode())
+        core["root"].append((f"o{number}", "output", f"out{number}.xml"))
+    core["parts"]["core.xml"] = (made.CORE_TYPE, made.utf16(core["parts"]["core.xml"][1])
+                                 if more.pop("wide", False) else core["parts"]["core.xml"][1])
+    return made.zipped(made.package(document=secret.encode() if secret else xml.encode(encoding or "utf-8"),
+                                    parameters=";encryption=AES" if secret else "", root=core["root"],
+                                    parts={**core["parts"], **parts}, document_rels=made.relationships(*rows)))
+
+
+def drawn(number, text="Figure"):
+    return made.paragraph(text, "text").replace("</w:p>", f'<w:r><w:drawing r:embed="rId{number}"/></w:r></w:p>')
+
+
+def beside(text):
+    return made.paragraph(text).replace("</w:p>", '<w:r><w:drawing r:embed="rId1"/></w:r></w:p>')
+
+
+BASE = ("Why", "a\nb\nc\nd", "End")
+TITLE, CREATOR = "dc:title", "dc:creator"
+# What it is, BASE (None for an empty file), OURS, THEIRS, options, the words or CLEAN, and what is shown then, or with
+# ours and with theirs chosen: texts, pictures at paragraphs, properties, outputs.
+MERGES = [
+    ("figures under one id", book(*BASE), book(*BASE, drawn(1), pictures="o"),
+     book(drawn(1, "First"), *BASE, pictures="t"), [], CLEAN, "First<t> Why a/b/c/d End Figure<o>"),
+    ("one figure changed by both", book(*BASE, drawn(1), pictures="b"), book(*BASE, drawn(1), pictures="o"),
+     book(*BASE, drawn(1), pictures="t"), [], CODE, "Why a/b/c/d End Figure<o>", "Why a/b/c/d End Figure<t>"),
+    ("a picture beside code, which both change", book(*BASE), book("Why", beside("A\nb\nc\nd"), "End", pictures="o"),
+     book("Why", "x\nb\nc\nD", "End"), [], CODE, "Why A/b/c/D<o> End", "Why x/b/c/D End"),
+    ("a paragraph that one divides", book(*BASE), book("Why", "a\nb", "C\nd", "End"),
+     book("Why", "a\nb\nx\nd", "End"), [], CODE, "Why a/b C/d End", "Why a/b/x/d End"),
+    ("UTF-16", book(*BASE, "\u00c4", drawn(1), pictures="b", encoding="utf-16"),
+     book("Why", "A\nb\nc\nd", "End", "\u00c4", drawn(1), drawn(2, "More"), pictures="bo", encoding="utf-16"),
+     book(drawn(2, "Other"), "Why", "a\nb\nc\nD", "End", "\u00c4", drawn(1), pictures="bt", encoding="utf-16"), [],
+     CLEAN, "Other<t> Why A/b/c/D End \u00c4 Figure<b> More<o>"),
+    ("other encodings", book(*BASE, "\u00c4"), book("Why", "a\nb\nc\nD", "End", "\u00c4", encoding="iso-8859-1"),
+     book("Why", "A\nb\nc\nd", "End", "\u00c4", encoding="utf-16"), [], CLEAN, "Why A/b/c/D End \u00c4"),
+    ("encrypted against rich", book(*BASE, drawn(1), pictures="b"), book(secret="cipher", pictures="o"),
+     book("Why", "a", drawn(1), pictures="t"), [], WHOLE, "cipher |<o>", "Why a Figure<t>"),
+    ("no base", None, book("Why", "a\nb", props=[(TITLE, "O")]), book("Why", "a\nB", props=[(TITLE, "T")]), [], CODE,
+     "Why a/b |title=O", "Why a/B |title=T"),
+    ("properties in UTF-16", book("a", props=[(TITLE, "B"), (CREATOR, "B")]),
+     book("a", props=[(TITLE, "O"), (CREATOR, "B")]), book("a", props=[(TITLE, "B"), (CREATOR, "T")], wide=True), [],
+     CLEAN, "a |title=O creator=T"),
+    ("a property that ours removed", book("a", props=[(TITLE, "B"), (CREATOR, "B")]), book("a", props=[(CREATOR, "O")]),
+     book("a", props=[(TITLE, "T"), (CREATOR, "T")]), [],
+     'conflict in title: ours has (none), theirs "T"; kept as theirs has it', "a |creator=O", "a |creator=T title=T"),
+    ("outputs, code of theirs", book("a", outputs="bb"), book("a", outputs="op"), book("t", outputs="tu"), [],
+     "outputs /out0.xml: kept as theirs has them", "t |t u"),
+    ("outputs, code of both", book(*BASE, outputs="b"), book("x", *BASE, outputs="o"), book(*BASE, "y", outputs="t"),
+     [], "they are older than the merged code", "x Why a/b/c/d End y |o"),
+    *((f"outputs, {way}", book(*BASE, outputs="b"), book("x", *BASE, outputs="o"), book(*BASE, "y", outputs="t"),
+       ["--outputs=" + way], words, *shown) for way, words, *shown in [
+           ("ours", "kept as ours", "x Why a/b/c/d End y |o"), ("theirs", "kept as theirs", "x Why a/b/c/d End y |t"),
+           ("drop", "dropped", "x Why a/b/c/d End y"),
+           ("conflict", "theirs is added as /out0-theirs1.xml", "x Why a/b/c/d End y |o", "x Why a/b/c/d End y |t")]),
+    ("labels", book("a"), book("b"), book("c"), ["--ours-label=my side", "--theirs-label=y\u00f6u", "--file=x/y.tqx"],
+     "x/y.tqx: " + CODE, "b", "c"),
+]
+
+
+def shown(path):
+    """What a flowbook shows, in the form of MERGES; raises for orphans, and for what leads nowhere."""
+    found = Found(path.read_bytes())
+    if found.faults:
+        raise AssertionError(found.faults)
+    return found.text
+
+
+class Found(random_test.Found):
+    def read_code(self):
+        self.text, self.code = "", ""
+        if b"cipher" in self.entries[self.code_name]:
+            self.hanging = [target for _, target, _ in self.links(self.code_name).values()]
+            words = "cipher |" + "".join(f"<{self.entries[name].decode()}>" for name in self.hanging)
+        else:
+            super().read_code()
+            self.faults += [f"hanging {each}" for each in self.hanging]
+            pictures = {text: "".join(f"<{name}>" for _, name in things) for text, things in self.shown.items()}
+            words = " ".join(text.replace("\n", "/") + pictures[text] for text in self.texts)
+        root = self.links("").values()
+        core = self.package[random_test.CORE_TYPE_OF_LINK]
+        values = [f"{each.tag.partition('}')[2]}={each.text}" for each in random_test.tree.fromstring(core)
+                  if each.text and "W3CDTF" not in str(each.attrib)]
+        values += [self.entries[target].decode() for kind, target, _ in root if kind.endswith("/output")]
+        self.text = words + (" |" + " ".join(values) if values else "")
+
+
+class Merges(unittest.TestCase):
+    def flowbook(self, *arguments, codes=(0,)):
+        done = subprocess.run([COMMAND, *arguments], cwd=self.folder, capture_output=True, check=False, timeout=60)
+        self.assertIn(done.returncode, codes, (arguments, done.stdout, done.stderr))
+        return done.returncode, (done.stdout + done.stderr).decode()
+
+    def test_table(self):
+        for name, base, ours, theirs, options, words, *wanted in MERGES:
+            with self.subTest(name), tempfile.TemporaryDirectory() as folder:
+                self.folder = Path(folder)
+                for file, content in (("b", base), ("o", ours), ("t", theirs)):
+                    (self.folder / file).write_bytes(content or b"")
+                code, told = self.flowbook("merge", *(["/dev/null"] if base is None else ["b"]), "o", "t", "-o", "m",
+                                           *options, codes=(len(wanted) - 1,))
+                self.assertEqual(told, "") if words == CLEAN else self.assertIn(words, told)
+                merged = (self.folder / "m").read_bytes()
+                if not code:
+                    self.assertEqual(shown(self.folder / "m"), wanted[0])
+                for side, text in zip(("--ours", "--theirs"), wanted if code else ()):
+                    (self.folder / "m").write_bytes(merged)
+                    self.flowbook("resolve", "m", codes=(1,))
+                    self.flowbook("resolve", "m", side)
+                    self.assertEqual((self.flowbook("resolve", "m")[1], shown(self.folder / "m")), ("", text))
+                if base is None:
+                    self.flowbook("merge", "b", "o", "t", codes=(1,))
+                    self.assertEqual((self.folder / "o").read_bytes(), merged)
+
+
+if __name__ == "__main__":
+    COMMAND = os.path.abspath(sys.argv.pop(1))
+    unittest.main()
