@@ -2,14 +2,18 @@
 #include "commands/ChangePages.hpp"
 #include "commands/PageOf.hpp"
 #include "commands/TextOf.hpp"
+#include "io/ForEachInput.hpp"
 #include "io/NewFile.hpp"
 #include "io/Program.hpp"
 #include "io/SharedOptions.hpp"
 #include "io/TemporaryFolder.hpp"
 #include "terminal/Failure.hpp"
+#include "terminal/Text.hpp"
 
 #include <cstdlib>
+#include <map>
 #include <optional>
+#include <sys/stat.h>
 
 namespace flowbook::tool {
 
@@ -17,6 +21,8 @@ namespace {
 
 struct DiffOptions {
     std::vector<std::string> files;
+    InputOptions inputs;  // how folders are searched
+    bool quiet = false;
     bool html = false;
     bool show = false;
     bool force = false;
@@ -66,6 +72,78 @@ void diffHtml(Console& console, const DiffOptions& options) {
     note(console, isSame, limit);
 }
 
+/// A flowbook in two folders: where it lies in each of them, if it does.
+struct Pair {
+    std::optional<std::string> before;
+    std::optional<std::string> after;
+
+    const char* difference(bool isSame) const {
+        return !before ? "added" : !after ? "removed" : isSame ? "none" : "changed";
+    }
+};
+
+/// By the path of the flowbook as it is now, or of the removed one.
+using Pairs = std::map<std::string, Pair>;
+
+void compare(const Pair& pair, Report& report, const DiffOptions& options) {
+    ExitCode limit = ExitCode::Fine;
+    const bool isSame =
+        pair.before && pair.after &&
+        textOf(*pair.before, !options.noOutputs, &limit) == textOf(*pair.after, !options.noOutputs, &limit);
+    const std::string difference = pair.difference(isSame);
+    report.note(limit);
+    report.note(isSame ? ExitCode::Fine : ExitCode::NegativeFinding);
+    if (options.inputs.json) {
+        Json json = report.openRecord();
+        json.field("difference", difference);
+        report.closeRecord(json, std::max(limit, isSame ? ExitCode::Fine : ExitCode::NegativeFinding));
+    } else if (!isSame && !options.quiet) {
+        constexpr std::size_t kWidth = 9;
+        const std::string path = pair.after ? *pair.after : *pair.before;
+        report.line(difference + std::string(kWidth - difference.size(), ' ') +
+                    (Output::isTerminal() ? printable(path) : path));
+    }
+}
+
+/// Tells of each pair whether it differs, and no more.
+void comparePairs(Console& console, const DiffOptions& options, const Pairs& pairs, std::vector<InputName> names) {
+    forEachInput(console, options.inputs, std::move(names),
+                 [&](const Input& input, Report& report) { compare(pairs.at(input.argument()), report, options); });
+}
+
+std::vector<InputName> namesIn(const std::string& folder, InputOptions options) {
+    options.files = {folder};
+    return options.names();
+}
+
+/// A flowbook has the same place below both folders; one that was renamed is removed and added.
+void diffFolders(Console& console, const DiffOptions& options) {
+    std::map<std::string, Pair> places;
+    std::map<std::string, InputName> names;
+    std::vector<InputName> all;
+    for (const bool isAfter : {false, true}) {
+        for (const InputName& name : namesIn(options.files[isAfter ? 1 : 0], options.inputs)) {
+            if (name.problem) {
+                all.push_back(name);
+                continue;
+            }
+            (isAfter ? places[name.nameInFolder].after : places[name.nameInFolder].before) = name.path;
+            names[name.nameInFolder] = name;
+        }
+    }
+    Pairs pairs;
+    for (const auto& [place, pair] : places) {
+        pairs.emplace(names.at(place).path, pair);
+        all.push_back(names.at(place));
+    }
+    comparePairs(console, options, pairs, std::move(all));
+}
+
+bool isFolder(const std::string& path) {
+    struct stat status {};
+    return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
 void diffGit(Console& console, const DiffOptions& options) {
     if (!options.html || !options.folder) {
         throw Failure(ExitCode::Usage, "--git makes pages: it takes --html and a folder, -d");
@@ -77,9 +155,16 @@ void diffAny(Console& console, DiffOptions& options) {
     if (options.range) {
         diffGit(console, options);
     } else if (options.files.size() != 2) {
-        throw Failure(ExitCode::Usage, "'diff' takes two flowbooks");
+        throw Failure(ExitCode::Usage, "'diff' takes two flowbooks or two folders");
+    } else if (options.html) {
+        diffHtml(console, options);
+    } else if (isFolder(options.files[0]) && isFolder(options.files[1])) {
+        diffFolders(console, options);
+    } else if (options.quiet || options.inputs.json) {
+        const std::string& after = options.files[1];
+        comparePairs(console, options, {{after, {options.files[0], after}}}, {{after, "", std::nullopt}});
     } else {
-        options.html ? diffHtml(console, options) : diffText(console, options);
+        diffText(console, options);
     }
 }
 
@@ -87,6 +172,8 @@ constexpr char kDiffDescription[] =
     "Compares what 'flowbook git textconv' prints, by diff(1). Ends with 0 when the contents are the "
     "same, with 1 when they differ, with 6 when one is beyond a limit. Colours appear on a terminal, unless NO_COLOR "
     "is set.\n\n"
+    "Of two folders it prints which flowbooks were added, removed and changed, by their places below the folders: one "
+    "that was renamed is removed and added.\n\n"
     "With --html it makes a page that shows what changed: properties, text and code by line with the changed words "
     "marked, outputs, and pictures before and after. '/dev/null' stands for no flowbook. With --git it makes a page "
     "for each flowbook that changed in a range of commits, or from a commit to the working tree, and an index of "
@@ -94,11 +181,12 @@ constexpr char kDiffDescription[] =
     "parent. Pages that would not change are left as they are, and the exit code is 0 whatever has changed.";
 
 constexpr char kDiffExamples[] = "flowbook diff old.tqx new.tqx\n"
+                                 "flowbook diff yesterday today\n"
                                  "flowbook diff --html old.tqx new.tqx -o changes.html\n"
                                  "flowbook diff --html --git main..topic -d changes";
 
 constexpr auto kDiffOptions = optionTable(
-    place<&DiffOptions::files>("FILE...", "Two flowbooks, the older one first"),
+    place<&DiffOptions::files>("FILE...", "Two flowbooks or two folders, the older first"),
     flag<&DiffOptions::html>("--html", '\0', "Make a page").in(OptionGroup::Output),
     flag<&DiffOptions::show>("--show", '\0', "Open the page in the browser").needs("--html").in(OptionGroup::Output),
     option<&DiffOptions::range>("--git", '\0', "RANGE", "Compare what changed in a range of commits")
@@ -106,7 +194,9 @@ constexpr auto kDiffOptions = optionTable(
     option<&DiffOptions::name>("--name", '\0', "NAME", "What the page calls the flowbook").needs("--html"),
     kOutput<&DiffOptions::output>.needs("--html").excludes("--directory"), kFolder<&DiffOptions::folder>.needs("--git"),
     kForce<&DiffOptions::force>,
-    flag<&DiffOptions::noOutputs>("--no-outputs", '\0', "Leave outputs out, but for their digests").excludes("--html"));
+    flag<&DiffOptions::noOutputs>("--no-outputs", '\0', "Leave outputs out, but for their digests").excludes("--html"),
+    kJobs<&DiffOptions::inputs>, kAllowEmpty<&DiffOptions::inputs>, kJson<&DiffOptions::inputs>.excludes("--html"),
+    kQuiet<&DiffOptions::quiet>.excludes("--html"));
 
 }  // namespace
 

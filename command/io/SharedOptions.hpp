@@ -9,6 +9,20 @@ namespace flowbook::tool {
 // Options that mean the same in every command that has them. Each is a template over the members that take the
 // argument, as Into has them: kForce<&NewOptions::permission, &Permission::force>.
 
+/// -j, into an InputOptions.
+template <auto... Members>
+constexpr Option kJobs = option<Members..., &InputOptions::jobs>("--jobs", 'j', "N",
+                                                                 "How many files to work on at once")
+                             .defaultsTo("one for each core")
+                             .in(OptionGroup::Inputs);
+
+/// --allow-empty, into an InputOptions.
+template <auto... Members>
+constexpr Option
+    kAllowEmpty = flag<Members..., &InputOptions::allowEmpty>("--allow-empty", '\0',
+                                                              "A folder or list without any flowbook is no error")
+                      .in(OptionGroup::Inputs);
+
 /// INPUT... and what goes with it, into an InputOptions.
 template <auto... Members>
 constexpr auto kInputs = optionTable(
@@ -19,12 +33,7 @@ constexpr auto kInputs = optionTable(
     flag<Members..., &InputOptions::separatedByNul>("--null", '0', "The names in LIST end in NUL, not in line feeds")
         .needs("--files-from")
         .in(OptionGroup::Inputs),
-    option<Members..., &InputOptions::jobs>("--jobs", 'j', "N", "How many files to work on at once")
-        .defaultsTo("one for each core")
-        .in(OptionGroup::Inputs),
-    flag<Members..., &InputOptions::allowEmpty>("--allow-empty", '\0',
-                                                "A folder or list without any flowbook is no error")
-        .in(OptionGroup::Inputs));
+    kJobs<Members...>, kAllowEmpty<Members...>);
 
 /// --json, into an InputOptions.
 template <auto... Members>

@@ -28,7 +28,7 @@ _flowbook() {
     pack) options='-o --output --force --binary' ;;
     copy) options='--files-from -0 --null -j --jobs --allow-empty -o --output -d --directory --force --binary' ;;
     digest) options='--files-from -0 --null -j --jobs --allow-empty --code --json' ;;
-    diff) options='--html --show --git --name -o --output -d --directory --force --no-outputs' ;;
+    diff) options='--html --show --git --name -o --output -d --directory --force --no-outputs -j --jobs --allow-empty --json -q --quiet' ;;
     merge) options='--ours --theirs --outputs --file --ours-label --base-label --theirs-label -o --output --force --binary' ;;
     resolve) options='--ours --theirs' ;;
     git) options='--global --local --undo --check --filter --strip-outputs --hook --no-outputs --form' ;;
@@ -102,6 +102,7 @@ _flowbook() {
     diff:--name) kind=none ;;
     diff:-o | diff:--output) kind=files ;;
     diff:-d | diff:--directory) kind=folders ;;
+    diff:-j | diff:--jobs) kind=none ;;
     merge:--outputs) words='ours theirs drop conflict' current=${current#=} ;;
     merge:--file) kind=none ;;
     merge:--ours-label) kind=none ;;

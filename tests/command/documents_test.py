@@ -48,38 +48,39 @@ class Documents(unittest.TestCase):
         # Pages that are not installed here are no fault of the page.
         self.assertEqual([line for line in (lint.stdout + lint.stderr).splitlines() if "mandoc.db" not in line], [])
 
-    def complete_in_bash(self, line, folder):
+    def complete_in_bash(self, line, folder, _):
         words = " ".join(f"'{word}'" for word in line.split(" "))
         script = (f"source {COMPLETIONS}/flowbook.bash; compopt() {{ :; }}; COMP_WORDS=({words}); "
                   "COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _flowbook; printf '%s\\n' \"${COMPREPLY[@]}\"")
         return output("bash", "-c", script, cwd=folder)
 
-    def complete_in_fish(self, line, folder):
+    def complete_in_fish(self, line, folder, _):
         return output("fish", "--no-config", "-c", f"source {COMPLETIONS}/flowbook.fish; complete -C '{line}'",
                       cwd=folder, env={**os.environ, "HOME": str(folder)})
 
-    def complete_in_zsh(self, line, folder):
+    def complete_in_zsh(self, line, folder, expected):
         master, slave = pty.openpty()
         setup = f"fpath=({COMPLETIONS} $fpath); autoload -U compinit; compinit -u -D; LISTMAX=999; PS1=; echo ready\n"
         with subprocess.Popen(["zsh", "-f", "-i"], cwd=folder, stdin=slave, stdout=slave, stderr=slave,
                               start_new_session=True, env={**os.environ, "TERM": "dumb"}) as shell:
             os.write(master, setup.encode())
-            self.read_until(master, b"\r\nready")
+            self.read_until(master, ["\r\nready"])
             os.write(master, line.encode() + b"\t\t")
             # What the line has become is printed rather than run.
-            shown = self.read_until(master, b"\0never", 1.5)
+            shown = self.read_until(master, expected)
             shell.kill()
         os.close(slave)
         os.close(master)
-        return shown.decode(errors="replace")
+        return shown
 
     @staticmethod
-    def read_until(master, mark, seconds=20.0):
+    def read_until(master, words, seconds=30.0):
+        """What comes until all of the words are there, or for so long."""
         os.set_blocking(master, False)
-        end, shown = time.monotonic() + seconds, b""
-        while mark not in shown and time.monotonic() < end:
+        end, shown = time.monotonic() + seconds, ""
+        while not all(word in shown for word in words) and time.monotonic() < end:
             try:
-                shown += os.read(master, 65536)
+                shown += os.read(master, 65536).decode(errors="replace")
             except BlockingIOError:
                 time.sleep(0.02)
         return shown
@@ -92,7 +93,7 @@ class Documents(unittest.TestCase):
                 (folder / file).touch()
             for line, expected in TYPED.items():
                 for complete in (self.complete_in_bash, self.complete_in_fish, self.complete_in_zsh):
-                    offered = complete(line, folder)
+                    offered = complete(line, folder, expected)
                     with self.subTest((complete.__name__, line)):
                         self.assertEqual([word for word in expected if word not in offered], [], offered)
 

@@ -40,7 +40,7 @@ def random_run(chance):
     if kind == 0:
         return f'<w:hyperlink r:id="l{chance.randrange(len(TARGETS))}">{run}</w:hyperlink>'
     if kind == 1:
-        return (f'<w:r><w:drawing><d:docPr xmlns:d="d" descr={quoteattr(random_text(chance))}/>'
+        return (f'<w:r><w:drawing><d:docPr xmlns:d="d" descr={quoteattr("w" + random_text(chance))}/>'
                 '<a:blip xmlns:a="a" r:embed="p"/></w:drawing></w:r>')
     return run
 

@@ -44,6 +44,9 @@ class Usage(CommandTest):
         for name, text in code.items():
             self.flowbook("new", f"{name}.tqx", "--code", "-", input=text)
         self.flowbook("canon", "folder")
+        for folder in ("yesterday", "today"):
+            (self.folder / folder).mkdir()
+            self.flowbook("new", f"{folder}/a.tqx", "--title", folder)
         self.write({"analysis.txt": b"x", "report.xml": RICH, "notes.md": b"# A",
                     "report.docx": b"", "plot.png": PICTURE, "map.svg": b"<svg/>",
                     "titles.csv": b"file,title\nanalysis.tqx,New\n",
