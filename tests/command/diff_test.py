@@ -49,7 +49,8 @@ class Diff(CommandTest):
         for arguments, code, expected in (
                 (("old", "new"), 3, {"new/c.tqx": "changed", "new/s.tqx": "none", "new/x.tqx": "none",
                                      "old/r.tqx": "removed", "new/gone.tqx": None}),
-                (("plain.tqx", "b/b.tqx"), 0, {"b/b.tqx": "none"}), (("plain.tqx", "rich.tqx"), 1, {"rich.tqx": "changed"})):
+                (("plain.tqx", "b/b.tqx"), 0, {"b/b.tqx": "none"}),
+                (("plain.tqx", "rich.tqx"), 1, {"rich.tqx": "changed"})):
             err = "there is no such file" if code == 3 else ""
             lines = self.flowbook("diff", "--json", *arguments, code=code, err=err).splitlines()
             records = [json.loads(line) for line in lines]

@@ -13,7 +13,12 @@ import unittest
 import unittest.mock
 from pathlib import Path
 
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "support"))
+import make_fixtures as made
+import tour
+
 COMMAND = None
+REPORT = "The mean(x, lag) of the lag:\n\n![](p.png)\n\n    lag = 5\n    mean(x, lag)\n"
 
 
 class KitCommands(unittest.TestCase):
@@ -72,19 +77,40 @@ class KitCommands(unittest.TestCase):
         self.assertNotIn("flowbook ", (self.folder / ".git/config").read_text())
         self.assertFalse((self.folder / ".gitattributes").exists())
 
-    def test_tour(self):
-        tour = (Path(__file__).parents[2] / "docs/git.md").read_text(encoding="utf-8")
-        blocks = "".join(re.findall(r"```console\n(.*?)```", tour, re.DOTALL))
-        steps = re.findall(r"^\$ (.*)\n((?:(?!\$ ).*\n)*)", blocks, re.MULTILINE)
-        self.assertEqual(len(steps), len(re.findall(r"^\$ ", tour, re.MULTILINE)))
+    def follow(self, document):
         names = {f"GIT_{who}_{what}": "t@t" for who in ("AUTHOR", "COMMITTER") for what in ("NAME", "EMAIL")}
         with unittest.mock.patch.dict(os.environ, names):
-            for command, expected in steps:
+            for command, code, pattern in tour.steps(document):
                 with self.subTest(command):
-                    out, code = re.fullmatch(r"(.*?)(?:\[(\d+)\]\n)?", expected, re.DOTALL).groups()
-                    told = self.run_in("bash", "-o", "pipefail", "-c", f"exec 2>&1; {command}", code=int(code or 0))[0]
-                    pattern = ".*".join(map(re.escape, re.split(r"\.\.\.(?:\n(?=.))?", out)))
+                    told = self.run_in("bash", "-o", "pipefail", "-c", f"exec 2>&1; {command}", code=code)[0]
                     self.assertRegex(told, "(?s)\\A" + pattern + "\\Z")
+
+    def test_tour(self):
+        self.follow("git.md")
+
+    def make_books(self):
+        (self.folder / "books").mkdir()
+        (self.folder / "p.png").write_bytes(b"\x89PNG\r\n\x1a\n" + bytes(2000))
+        codes = {"mean": "lag = 5\nmean(x, lag)\n", "job": "echo done\n", "notes": "a = 1;\nb = a;\nlag = a;\n"}
+        with unittest.mock.patch.dict(os.environ, {"SOURCE_DATE_EPOCH": "1714546800"}):
+            for name, code in codes.items():
+                self.new(f"books/{name}.tqx", code)
+            self.run_in("cp", "-r", "books", "yesterday")
+            self.new("yesterday/old.tqx", "")
+            self.flowbook("set", "books/mean.tqx", "--title", "Mean")
+            self.run_in("cp", "books/mean.tqx", "books/copy.tqx")
+            self.flowbook("canon", "books/copy.tqx")
+        with unittest.mock.patch.dict(os.environ, {"SOURCE_DATE_EPOCH": "1714633200"}):
+            self.flowbook("import", "-", "-o", "books/report.tqx", text=REPORT)
+        secret = made.package(document=b"\0\xff cipher", parameters=";encryption=AES")
+        (self.folder / "books/secret.tqx").write_bytes(made.zipped(secret))
+        (self.folder / "cut.tqx").write_bytes((self.folder / "books/mean.tqx").read_bytes()[:-22])
+        self.run_in("cp", "books/copy.tqx", "books/report.tqx", "books/secret.tqx", "yesterday")
+        (self.folder / "p.png").unlink()
+
+    def test_cookbook(self):
+        self.make_books()
+        self.follow("cookbook.md")
 
     def test_digest_diff_and_canon(self):
         self.new("a.tqx", "x\n")
