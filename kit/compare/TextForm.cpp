@@ -9,6 +9,7 @@
 #include "kit/document/CodeParagraphs.hpp"
 #include "kit/document/Document.hpp"
 #include "kit/document/Pictures.hpp"
+#include "kit/document/References.hpp"
 #include "opc/Exception.hpp"
 
 #include <algorithm>
@@ -24,6 +25,8 @@ using opc::model::Relationship;
 namespace {
 
 using fl::i18n::to_string;
+
+constexpr std::string_view kMarkup = "[markup";  // opens the digest behind a line of prose
 
 bool isControl(char16_t unit) { return (unit < 0x20 && unit != u'\t') || (unit >= 0x7F && unit < 0xA0); }
 
@@ -112,7 +115,67 @@ bool isToldByItsLines(std::string_view bytes, const std::string& code) {
     return bytes == newCodeParagraph(code, false);
 }
 
-/// The markup of rich code: what its text does not tell.
+/// Whether the line of some prose tells what a run is, and nothing else could read the same.
+bool isToldByItsLine(const Run& run) {
+    const bool isPlain = run.link.empty() && run.picture.empty() && !run.underline && !run.strike;
+    return isPlain && !run.text.empty() && run.text.find_first_of("*\t\n") == std::string::npos &&
+           run.text.find(kMarkup) == std::string::npos && printable(run.text) == run.text;
+}
+
+/// The one markup that a line of prose stands for; empty for prose of which its line does not tell all.
+/// @param keepsSpace  whether each text says that its white space counts, or just those with a blank at an end.
+std::string plainestMarkup(const Paragraph& paragraph, bool keepsSpace) {
+    std::string markup = "<w:p>";
+    if (!paragraph.style.empty()) {
+        markup += "<w:pPr><w:pStyle w:val=\"" + escapedValue(paragraph.style) + "\"/></w:pPr>";
+    }
+    bool isTold = paragraph.style.find(']') == std::string::npos && printable(paragraph.style) == paragraph.style;
+    bool hadLook = false;
+    for (const Run& run : paragraph.runs) {
+        const std::string look = std::string(run.bold ? "<w:b/>" : "") + (run.italic ? "<w:i/>" : "");
+        isTold = isTold && isToldByItsLine(run) && !(hadLook && !look.empty());
+        hadLook = !look.empty();
+        const bool hasBlankEnd = !run.text.empty() && (run.text.front() == ' ' || run.text.back() == ' ');
+        markup += "<w:r>" + (look.empty() ? "" : "<w:rPr>" + look + "</w:rPr>") + "<w:t" +
+                  (keepsSpace || hasBlankEnd ? " xml:space=\"preserve\"" : "") + ">" + escapedText(run.text) +
+                  "</w:t></w:r>";
+    }
+    const bool isEmpty = paragraph.style.empty() && paragraph.runs.empty();
+    return isEmpty ? "<w:p/>" : isTold ? markup + "</w:p>" : "";
+}
+
+/// Which of both ways a document has for its prose, by the first paragraph that tells.
+bool keepsSpace(const fl::Bytes& document, const RichText& text) {
+    for (const Paragraph& each : text.paragraphs) {
+        const std::string_view bytes = each.code ? "" : bytesIn(document, each.span);
+        const bool isKept = bytes == plainestMarkup(each, true);
+        if (isKept != (bytes == plainestMarkup(each, false))) {
+            return isKept;
+        }
+    }
+    return false;
+}
+
+/// The digest that the line of some prose ends in; empty where its words tell all of it.
+std::string proseDigest(std::string_view bytes, const Paragraph& paragraph, bool keepsSpace) {
+    constexpr std::size_t kLength = 16;
+    return bytes == plainestMarkup(paragraph, keepsSpace) ? "" : Sha256().add(bytes).take().substr(0, kLength);
+}
+
+/// Whether each paragraph is neither in another one nor has any in it, so that its line can tell all of it.
+std::vector<bool> standAlone(const std::vector<Paragraph>& paragraphs) {
+    std::vector<bool> result;
+    std::size_t end = 0;
+    for (std::size_t i = 0; i < paragraphs.size(); ++i) {
+        const XmlSpan span = paragraphs[i].span;
+        const bool hasNone = i + 1 == paragraphs.size() || paragraphs[i + 1].span.begin >= span.end;
+        result.push_back(span.begin >= end && hasNone);
+        end = std::max(end, span.end);
+    }
+    return result;
+}
+
+/// The markup of rich code: what its lines do not tell.
 std::string markupDigest(const fl::Bytes& document, const RichText& text) {
     Sha256 digest;
     std::size_t done = 0;
@@ -120,8 +183,16 @@ std::string markupDigest(const fl::Bytes& document, const RichText& text) {
     const bool hasLines = std::any_of(text.paragraphs.begin(), text.paragraphs.end(), [](const Paragraph& each) {
         return each.code && each.code->find('\n') != std::string::npos;
     });
-    for (const Paragraph& paragraph : text.paragraphs) {
+    const std::vector<bool> alone = standAlone(text.paragraphs);
+    digest.add(std::string_view(keepsSpace(document, text) ? "\2" : ""));
+    for (std::size_t i = 0; i < text.paragraphs.size(); ++i) {
+        const Paragraph& paragraph = text.paragraphs[i];
         if (!paragraph.code) {
+            if (alone[i]) {
+                digest.add(bytesIn(document, {done, paragraph.span.begin}));
+                digest.add(std::string_view(paragraph.isBlock ? "" : "\1"));
+                done = paragraph.span.end;
+            }
             continue;
         }
         const bool isTold = !hasLines && isToldByItsLines(bytesIn(document, paragraph.span), *paragraph.code);
@@ -221,7 +292,8 @@ std::string marked(const Run& run) {
     return mark + run.text + std::string(mark.rbegin(), mark.rend());
 }
 
-void tellParagraph(TextWriter& out, const Paragraph& paragraph) {
+/// @param digest  of the markup, where the line is to tell it.
+void tellParagraph(TextWriter& out, const Paragraph& paragraph, const std::string& digest) {
     if (paragraph.code) {
         out.lines("  ", *paragraph.code);
         return;
@@ -230,6 +302,7 @@ void tellParagraph(TextWriter& out, const Paragraph& paragraph) {
     for (const Run& run : paragraph.runs) {
         text += marked(run);
     }
+    text += digest.empty() ? "" : " " + std::string(kMarkup) + " " + digest + "]";
     out.lines("[" + printable(paragraph.style) + "] ", text);
 }
 
@@ -241,8 +314,13 @@ void tellCode(TextWriter& out, const Document& document) {
         return;
     }
     const RichText text = document.richText();
-    for (const Paragraph& paragraph : text.paragraphs) {
-        tellParagraph(out, paragraph);
+    const fl::Bytes stored = document.storedCode();
+    const std::vector<bool> alone = standAlone(text.paragraphs);
+    const bool keeps = keepsSpace(stored, text);
+    for (std::size_t i = 0; i < text.paragraphs.size(); ++i) {
+        const Paragraph& paragraph = text.paragraphs[i];
+        const bool isTold = !paragraph.code && alone[i];
+        tellParagraph(out, paragraph, isTold ? proseDigest(bytesIn(stored, paragraph.span), paragraph, keeps) : "");
     }
     if (!text.fault.empty()) {
         out.line("[damaged: " + printable(text.fault) + "]");

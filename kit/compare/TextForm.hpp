@@ -9,7 +9,7 @@ namespace flowbook::kit {
 
 /// The number of the form that textForm() writes; another one with each change of it, so that texts of an earlier form
 /// that somebody keeps can be told apart.
-inline constexpr unsigned kTextFormVersion = 2;
+inline constexpr unsigned kTextFormVersion = 3;
 
 /// A flowbook as lines of UTF-8, made for comparing: the form of the code, the properties, a line for each part
 /// (pictures decoded) with type, size and SHA-256, the relationships, then prose and code in document order, and
@@ -19,7 +19,8 @@ inline constexpr unsigned kTextFormVersion = 2;
 /// contents are the same (see contentDigest()).
 ///
 /// What is printed in full has no size or digest, so that one changed line is one difference: plain code, properties,
-/// outputs. Of rich code the digest is that of its markup, without the code paragraphs that the lines tell.
+/// outputs. Of rich code the digest is that of its markup, without the paragraphs that the lines tell; behind a
+/// paragraph of prose in other than the plainest markup stands "[markup ...]" with a digest of its own.
 ///
 /// What cannot be read is one line in brackets, such as "[damaged: reason]" or "[encrypted, 512 bytes, sha256 ...]".
 /// Control characters are escapes. @param outputs  whether outputs are printed; their parts have digests otherwise.

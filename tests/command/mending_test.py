@@ -48,7 +48,7 @@ class KitCommands(unittest.TestCase):
         self.git("init", "-q", "-b", "main")
         self.git("config", "user.name", "t")
         self.git("config", "user.email", "t@t")
-        self.assertEqual(self.flowbook("git", "setup")[0].count("\n"), 9)
+        self.assertEqual(self.flowbook("git", "setup")[0].count("\n"), 10)
         self.assertEqual(self.flowbook("git", "setup")[0], "")
         self.assertEqual(self.git("check-attr", "diff", "a.TQX"), "a.TQX: diff: flowbook\n")
         self.new("a.tqx", "a\nb\nc\nd\n", "--title", "One")

@@ -120,7 +120,7 @@ TEST(TextForm, NeverFails) {
 }
 
 TEST(TextForm, ShowsProseAndCodeInOrder) {
-    support::Book book = richBook("<w:p><w:pPr><w:pStyle w:val='Heading1'/></w:pPr><w:r><w:rPr><w:b/></w:rPr>"
+    support::Book book = richBook("<w:p><w:pPr><w:pStyle w:val=\"Heading1\"/></w:pPr><w:r><w:rPr><w:b/></w:rPr>"
                                   "<w:t>One</w:t></w:r></w:p>" +
                                   codeParagraph("x = 1\n\ny\xC2\x9B") + "<w:p/>");
     const std::string shown = textOf(book);
@@ -129,14 +129,32 @@ TEST(TextForm, ShowsProseAndCodeInOrder) {
     EXPECT_NE(shown.find("\noutput /tarmic/output.xml\n| <?xml"), std::string::npos) << shown;
     EXPECT_NE(shown.find("\n  <layoutState>"), std::string::npos) << shown;
     EXPECT_EQ(textForm(support::Book::kName, book.storage(), false).find("<layoutState>"), std::string::npos);
-    const auto changed = [&](const std::string& code) {
-        std::string text = textOf(richBook(codeParagraph("a") + codeParagraph(code) + "<w:p/>"));
+    const auto changed = [&](const std::string& paragraph) {
+        std::string text = textOf(richBook(codeParagraph("a") + paragraph + "<w:p/>"));
         const std::size_t created = text.find("created: ");
         return text.erase(created, text.find('\n', created) - created);
     };
-    const std::string before = changed("b"), after = changed("c");
-    const auto differs = std::mismatch(before.begin(), before.end(), after.begin(), after.end());
-    EXPECT_EQ(std::string(differs.first, before.end()).substr(1), std::string(differs.second, after.end()).substr(1));
+    const auto prose = [](const std::string& text, const std::string& space) {
+        return "<w:p><w:r><w:t" + space + ">" + text + "</w:t></w:r></w:p>";
+    };
+    const std::string space = " xml:space=\"preserve\"", cell = "<w:tbl><w:tr><w:tc>", end = "</w:tc></w:tr></w:tbl>";
+    for (const auto& [one, other] : {std::make_pair(codeParagraph("b"), codeParagraph("c")),
+                                     {prose("b", ""), prose("c", "")},
+                                     {prose("b", space), prose("c", space)},
+                                     {cell + prose("b", "") + end, cell + prose("c", "") + end}}) {
+        const std::string before = changed(one), after = changed(other);
+        const auto differs = std::mismatch(before.begin(), before.end(), after.begin(), after.end());
+        EXPECT_EQ(std::string(differs.first, before.end()).substr(1),
+                  std::string(differs.second, after.end()).substr(1));
+    }
+    const std::string run = "</w:t></w:r><w:r><w:t>";
+    for (const auto& [one, other] : {std::make_pair(prose("ab", ""), prose("a" + run + "b", "")),
+                                     {prose("ab" + run + "c", ""), prose("a" + run + "bc", "")},
+                                     {prose("b", ""), prose("b", space)},
+                                     {prose("**b**", ""), "<w:p><w:r><w:rPr><w:b/></w:rPr><w:t>b</w:t></w:r></w:p>"},
+                                     {prose("b", "") + cell + end, cell + prose("b", "") + end}}) {
+        EXPECT_NE(changed(one), changed(other)) << one;
+    }
 }
 
 }  // namespace
