@@ -38,7 +38,7 @@ CodeEditing::CodeEditing(const Input& input, bool flatten) : input_(input), flat
 void CodeEditing::save(const Bytes& edited, const std::string& file) const {
     const std::u16string text = fromUtf8(edited, file);
     if (openDocument(input_).storedCode() != stored_) {
-        throw Failure(ExitCode::InputOutput, "", "the code was changed meanwhile", "conflict");
+        throw Failure(ExitCode::InputOutput, "", "the code was changed meanwhile", FlowbookErrorKind::Conflict);
     }
     Change change;
     change.flatten = flatten_;

@@ -20,7 +20,7 @@ struct LsOptions {
 };
 
 /// What is told of one flowbook.
-struct Row {
+struct Listed {
     std::string file;
     std::optional<kit::CodeForm> form;  ///< none when something cannot be read
     std::string fault;                  ///< what is wrong, in one word; empty for nothing
@@ -41,7 +41,7 @@ struct Row {
 /// The rows that several threads find.
 struct Rows {
     std::mutex mutex;
-    std::vector<Row> all;
+    std::vector<Listed> all;
 };
 
 std::size_t countLines(const std::u16string& code) {
@@ -49,7 +49,7 @@ std::size_t countLines(const std::u16string& code) {
     return feeds + (code.empty() || code.back() == u'\n' ? 0 : 1);
 }
 
-void readInto(Row& row, const Input& input) {
+void readInto(Listed& row, const Input& input) {
     const kit::Document document = openDocument(input);
     row.properties = document.properties();
     const kit::CodeForm form = document.form();
@@ -65,8 +65,8 @@ void readInto(Row& row, const Input& input) {
 }
 
 /// What can be read; a failure is told, and marks the flowbook. A file that is not there has no row.
-std::optional<Row> rowOf(const Input& input, Report& report) {
-    std::optional<Row> row(Row{input.argument(), std::nullopt, "", 0, std::nullopt, {}});
+std::optional<Listed> rowOf(const Input& input, Report& report) {
+    std::optional<Listed> row(Listed{input.argument(), std::nullopt, "", 0, std::nullopt, {}});
     bool isThere = false;
     report.attempt(&input, [&] {
         row->size = input.storage()->openForReading(input.name())->size();
@@ -74,14 +74,14 @@ std::optional<Row> rowOf(const Input& input, Report& report) {
         try {
             readInto(*row, input);
         } catch (const std::exception&) {
-            row->fault = kindOf(diagnose().code);
+            row->fault = nameOf(kindOf(diagnose().code));
             throw;
         }
     });
     return isThere ? row : std::nullopt;
 }
 
-void writeRecord(Report& report, const Row& row) {
+void writeRecord(Report& report, const Listed& row) {
     Json json = report.openRecord();
     if (row.form) {
         json.field("form", nameOf(*row.form));
@@ -95,8 +95,8 @@ void writeRecord(Report& report, const Row& row) {
 }
 
 /// The largest and the latest first, names and titles in the order of their bytes.
-void sortRows(std::vector<Row>& rows, const std::string& key) {
-    const auto isBefore = [&key](const Row& a, const Row& b) {
+void sortRows(std::vector<Listed>& rows, const std::string& key) {
+    const auto isBefore = [&key](const Listed& a, const Listed& b) {
         if (key == "size") {
             return a.size > b.size;
         }
@@ -108,7 +108,7 @@ void sortRows(std::vector<Row>& rows, const std::string& key) {
         }
         return key == "title" ? a.valueOf(key) < b.valueOf(key) : a.file < b.file;
     };
-    std::sort(rows.begin(), rows.end(), [](const Row& a, const Row& b) { return a.file < b.file; });
+    std::sort(rows.begin(), rows.end(), [](const Listed& a, const Listed& b) { return a.file < b.file; });
     std::stable_sort(rows.begin(), rows.end(), isBefore);
 }
 
@@ -117,7 +117,7 @@ std::string padded(std::string text, std::size_t width, bool isNumber) {
     return isNumber ? blanks + text : text + blanks;
 }
 
-void print(Output& out, const Row& row, bool isLong) {
+void print(Output& out, const Listed& row, bool isLong) {
     constexpr std::size_t kFormWidth = 9;
     constexpr std::size_t kSizeWidth = 10;
     constexpr std::size_t kLinesWidth = 7;
@@ -137,7 +137,7 @@ void print(Output& out, const Row& row, bool isLong) {
 void list(Console& console, LsOptions& options) {
     Rows rows;
     forEachInput(console, options.inputs, [&](const Input& input, Report& report) {
-        std::optional<Row> row = rowOf(input, report);
+        std::optional<Listed> row = rowOf(input, report);
         if (row && options.inputs.json) {
             writeRecord(report, *row);
         } else if (row) {
@@ -146,7 +146,7 @@ void list(Console& console, LsOptions& options) {
         }
     });
     sortRows(rows.all, options.sort);
-    for (const Row& row : rows.all) {
+    for (const Listed& row : rows.all) {
         print(console.out(), row, options.isLong);
     }
 }

@@ -32,7 +32,8 @@ public:
         const std::uint64_t most = opc::Limits().maxPartSize;
         std::optional<Bytes> content = folder_.read(name, most + 1);
         if (!content) {
-            throw Failure(ExitCode::InputOutput, path_ + "/" + name, "there is no such file", "not-found");
+            throw Failure(ExitCode::InputOutput, path_ + "/" + name, "there is no such file",
+                          FlowbookErrorKind::NotFound);
         }
         if (content->size() > most) {
             throw Failure(ExitCode::LimitExceeded, path_ + "/" + name,
@@ -84,7 +85,8 @@ void pack(Console& console, const PackOptions& options) {
     requireSameCode(flowbook, folder.readCode());
     putFile(console.out(), options.output, flowbook, options.permission);
     for (const std::string& name : folder.left()) {
-        console.report(options.folder + "/" + name, {ExitCode::NegativeFinding, "finding", "", "not packed"});
+        console.report(options.folder + "/" + name,
+                       {ExitCode::NegativeFinding, FlowbookErrorKind::Absent, "", "not packed"});
     }
 }
 

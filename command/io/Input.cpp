@@ -28,7 +28,7 @@ using FilePtr = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
 [[noreturn]] void throwReadingFailure(const std::string& argument) {
     if (errno == ENOENT || errno == ENOTDIR) {
-        throw Failure(ExitCode::InputOutput, argument, "there is no such file", "not-found");
+        throw Failure(ExitCode::InputOutput, argument, "there is no such file", FlowbookErrorKind::NotFound);
     }
     throw Failure(ExitCode::InputOutput, argument, "cannot read: " + std::generic_category().message(errno));
 }

@@ -22,9 +22,9 @@ constexpr char kEmptyList[] = "this list names no file; --allow-empty lets that 
 using Walk = std::unique_ptr<FTS, int (*)(FTS*)>;
 
 InputName unreadable(const std::string& path, int error) {
-    return {
-        path, "",
-        Diagnosis{ExitCode::InputOutput, "input-output", "", "cannot read: " + std::generic_category().message(error)}};
+    return {path, "",
+            Diagnosis{ExitCode::InputOutput, FlowbookErrorKind::InputOutput, "",
+                      "cannot read: " + std::generic_category().message(error)}};
 }
 
 bool isFolder(const std::string& path) {
@@ -94,7 +94,8 @@ void add(std::vector<InputName>& names, const std::string& argument, bool allowE
         const std::size_t before = names.size();
         addFolder(names, argument);
         if (names.size() == before && !allowEmpty) {
-            names.push_back({argument, "", Diagnosis{ExitCode::InputOutput, "empty", "", kEmptyFolder}});
+            names.push_back(
+                {argument, "", Diagnosis{ExitCode::InputOutput, FlowbookErrorKind::Absent, "", kEmptyFolder}});
         }
     } else {
         names.push_back({argument, ownName(argument), std::nullopt});
@@ -126,7 +127,7 @@ std::vector<InputName> InputOptions::names() const {
     if (!filesFrom.empty()) {
         const auto listed = split(readBytes(filesFrom, kLongestList), separatedByNul ? '\0' : '\n');
         if (listed.empty() && !allowEmpty) {
-            throw Failure(ExitCode::InputOutput, filesFrom, kEmptyList, "empty");
+            throw Failure(ExitCode::InputOutput, filesFrom, kEmptyList, FlowbookErrorKind::Absent);
         }
         for (const std::string& name : listed) {
             add(names, name, allowEmpty);

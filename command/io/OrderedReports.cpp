@@ -79,7 +79,7 @@ void OrderedReports::summarize(std::size_t inputs) {
     std::string kinds;
     for (const auto& [kind, files] : failed_) {
         count += files;
-        kinds += (kinds.empty() ? "" : ", ") + std::to_string(files) + " " + kind;
+        kinds += (kinds.empty() ? "" : ", ") + std::to_string(files) + " " + nameOf(kind);
     }
     if (count != 0 && inputs > 1) {
         console_->say(std::to_string(count) + " of " + std::to_string(inputs) + " files failed (" + kinds + ")");

@@ -51,7 +51,7 @@ private:
     std::map<std::size_t, Report> waiting_;
     std::size_t bytesWaiting_ = 0;
     std::size_t next_ = 0;  ///< the first that is not done
-    std::map<std::string, std::size_t> failed_;
+    std::map<FlowbookErrorKind, std::size_t> failed_;
     bool stopped_ = false;
 };
 

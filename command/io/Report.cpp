@@ -93,7 +93,7 @@ void Report::closeRecord(Json& json, ExitCode finding) {
     const ExitCode code = std::max({noted_, finding, worst == failures_.end() ? ExitCode::Fine : worst->code});
     json.count("exit", static_cast<std::uint64_t>(code));
     if (worst != failures_.end()) {
-        json.key("error").openObject().field("kind", worst->kind);
+        json.key("error").openObject().field("kind", nameOf(worst->kind));
         json.count("exit", static_cast<std::uint64_t>(worst->code)).field("message", worst->message).closeObject();
     }
     json.closeObject();

@@ -26,7 +26,8 @@ void Console::note(ExitCode code) { worst_ = std::max(worst_, code); }
 ExitCode Console::finish() {
     progress_.clear();
     if (const int error = out_.finish()) {
-        report("standard output", {ExitCode::InputOutput, "input-output", "", std::generic_category().message(error)});
+        report("standard output",
+               {ExitCode::InputOutput, FlowbookErrorKind::InputOutput, "", std::generic_category().message(error)});
     }
     return worst_;
 }

@@ -9,7 +9,7 @@ namespace flowbook::tool {
 /// What a failure means to the user.
 struct Diagnosis {
     ExitCode code;
-    std::string kind;  ///< a word for programs, such as "not-found"
+    FlowbookErrorKind kind;
     std::string file;  ///< empty: the file that was being worked on
     std::string message;
 };

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "flowbook/FlowbookExceptions.hpp"
+
 namespace flowbook::tool {
 
 /// What the command ends with; of several, the highest.
@@ -13,10 +15,39 @@ enum class ExitCode {
     LimitExceeded = 6
 };
 
-/// The word for a code in JSON, where nothing more exact is known.
-constexpr const char* kindOf(ExitCode code) noexcept {
-    constexpr const char* kKinds[] = {"fine", "finding", "misuse", "input-output", "damaged", "encrypted", "limit"};
-    return kKinds[static_cast<int>(code)];
+/// Returns the kind of failure that a code stands for, where nothing more exact is known. Requires a failure.
+constexpr FlowbookErrorKind kindOf(ExitCode code) noexcept {
+    switch (code) {
+    case ExitCode::Usage:
+        return FlowbookErrorKind::Misuse;
+    case ExitCode::Damaged:
+        return FlowbookErrorKind::Damaged;
+    case ExitCode::Encrypted:
+        return FlowbookErrorKind::Encrypted;
+    case ExitCode::LimitExceeded:
+        return FlowbookErrorKind::LimitExceeded;
+    case ExitCode::InputOutput:
+        return FlowbookErrorKind::InputOutput;
+    default:
+        return FlowbookErrorKind::Absent;
+    }
+}
+
+/// Returns the code that the command ends with after a failure of the kind.
+constexpr ExitCode codeOf(FlowbookErrorKind kind) noexcept {
+    switch (kind) {
+    case FlowbookErrorKind::Damaged:
+    case FlowbookErrorKind::Misuse:  // of the library, with what the file holds
+        return ExitCode::Damaged;
+    case FlowbookErrorKind::LimitExceeded:
+        return ExitCode::LimitExceeded;
+    case FlowbookErrorKind::Encrypted:
+        return ExitCode::Encrypted;
+    case FlowbookErrorKind::Absent:
+        return ExitCode::NegativeFinding;
+    default:
+        return ExitCode::InputOutput;
+    }
 }
 
 }  // namespace flowbook::tool

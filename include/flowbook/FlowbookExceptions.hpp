@@ -14,21 +14,42 @@
 /// foundation::core::except::IInternalException. Failures of the package library
 /// (opc::Exception) that happen outside of opening and closing a file pass through unwrapped.
 ///
-/// What is made from an opc::Exception (the two generic classes and FlowbookFileReaderPackageNotFound) has a kind:
-/// errorInfo()->values["kind"] of the framework's interface is "not-found", "input-output" (the
-/// storage failed), "damaged" (no package, or one that breaks its rules), "limit" (larger than the limits permit),
-/// "conflict" (another program changed the file), "not-durable" (saved, but not confirmed to survive power loss) or
-/// "misuse". All others have no error information, nor has any where a host's package library knows no kinds.
+/// kindOf() says of each of them, and of the other exceptions that a call may throw, what kind of failure it is.
 ///
 /// Exceptions are values that own their texts; they may be copied between threads.
 namespace flowbook {
+
+/// The kinds of failures. Callers decide by the kind what to do next.
+enum class FlowbookErrorKind {
+    NotFound,       ///< there is no such file
+    InputOutput,    ///< the storage failed, or another cause outside of the file
+    Damaged,        ///< the file is no flowbook, or breaks the rules of one
+    LimitExceeded,  ///< the file is larger than the limits permit, or than the memory that there is
+    Conflict,       ///< another program changed the file, or what is to be created exists
+    NotDurable,     ///< saved, but not confirmed to survive power loss
+    Misuse,         ///< an argument or the moment of the call is wrong
+    Encrypted,      ///< readable code was asked of a file whose code is encrypted
+    Absent          ///< the file is sound and does not hold what was asked for: a property, encrypted code
+};
+
+/// Returns the kind of a failure of the library: of a FlowbookExceptionBase, of an opc::Exception or of a
+/// foundation::storage::vfs::StorageError, each of which a call may throw. std::bad_alloc is LimitExceeded, a
+/// fl::i18n::ConversionError (a part is not in its encoding) is Damaged, and any other exception is InputOutput.
+/// A package without its code part, or without a part that is referred to, is Damaged.
+/// May be called by any thread.
+PXFLOWBOOK_EXPORT FlowbookErrorKind kindOf(const std::exception& failure) noexcept;
+
+/// Returns the kind as a word for programs: "not-found", "input-output", "damaged", "limit", "conflict", "not-durable",
+/// "misuse", "encrypted" or "absent". The text lives as long as the process.
+PXFLOWBOOK_EXPORT const char* nameOf(FlowbookErrorKind kind) noexcept;
 
 /// Base of the family. Abstract.
 class PXFLOWBOOK_EXPORT FlowbookExceptionBase : public std::runtime_error {
 public:
     /// @param fileName  the name as the caller gave it to the reader or writer.
     /// @param message   UTF-8; what what() returns.
-    FlowbookExceptionBase(const std::u16string& fileName, const std::string& message);
+    FlowbookExceptionBase(const std::u16string& fileName, const std::string& message,
+                          FlowbookErrorKind kind = FlowbookErrorKind::Damaged);
     FlowbookExceptionBase(const FlowbookExceptionBase& other) = default;
     FlowbookExceptionBase& operator=(const FlowbookExceptionBase& other) = default;
     ~FlowbookExceptionBase() override = 0;
@@ -36,8 +57,12 @@ public:
     /// The flowbook file's name as the caller gave it; may be empty.
     std::u16string getFileName() const;
 
+    /// What kind of failure it is.
+    FlowbookErrorKind kind() const noexcept { return kind_; }
+
 private:
     std::u16string fileName_;
+    FlowbookErrorKind kind_;
 };
 
 /// The reader was given a name that ends neither in ".tqx" nor in ".tqapp".
@@ -64,10 +89,10 @@ public:
     ~FlowbookFilePackageNotOpened() override;
 };
 
-/// The file has no code part, or its rich code is not an XML document.
+/// The file has no code part, its rich code is not an XML document, or it is one beyond the limits on what is parsed.
 class PXFLOWBOOK_EXPORT FlowbookNotFound : public FlowbookExceptionBase {
 public:
-    explicit FlowbookNotFound(const std::u16string& fileName);
+    explicit FlowbookNotFound(const std::u16string& fileName, FlowbookErrorKind kind = FlowbookErrorKind::Damaged);
     FlowbookNotFound(const FlowbookNotFound&) = default;
     ~FlowbookNotFound() override;
 };
@@ -124,7 +149,8 @@ private:
 /// message. A writer that cannot open its file throws this class too.
 class PXFLOWBOOK_EXPORT FlowbookFileReaderGenericException : public FlowbookExceptionBase {
 public:
-    FlowbookFileReaderGenericException(const std::u16string& fileName, const std::string& message);
+    FlowbookFileReaderGenericException(const std::u16string& fileName, const std::string& message,
+                                       FlowbookErrorKind kind = FlowbookErrorKind::Damaged);
     FlowbookFileReaderGenericException(const FlowbookFileReaderGenericException&) = default;
     ~FlowbookFileReaderGenericException() override;
 };
@@ -132,7 +158,8 @@ public:
 /// Closing a writer failed in the package library, whose text ends the message.
 class PXFLOWBOOK_EXPORT FlowbookFileWriterGenericException : public FlowbookExceptionBase {
 public:
-    FlowbookFileWriterGenericException(const std::u16string& fileName, const std::string& message);
+    FlowbookFileWriterGenericException(const std::u16string& fileName, const std::string& message,
+                                       FlowbookErrorKind kind = FlowbookErrorKind::Damaged);
     FlowbookFileWriterGenericException(const FlowbookFileWriterGenericException&) = default;
     ~FlowbookFileWriterGenericException() override;
 };

@@ -2,7 +2,6 @@
 
 #include "Source.hpp"
 #include "fl/i18n/Conversion.hpp"
-#include "fl/i18n/ConversionError.hpp"
 #include "kit/document/Document.hpp"
 #include "kit/document/Failure.hpp"
 
@@ -11,7 +10,6 @@
 namespace flowbook::python {
 
 namespace py = pybind11;
-using foundation::storage::vfs::StorageError;
 
 namespace {
 
@@ -20,18 +18,10 @@ Words judgeByClass() {
         throw;
     } catch (const Refusal& failure) {
         return {failure.kind(), failure.what(), failure.part()};
-    } catch (const FlowbookExceptionBase& failure) {
-        return {kit::kindOf(failure), kit::inWords(failure.what())};
     } catch (const kit::PartFailure& failure) {
-        return {kit::kindOf(failure), failure.what(), failure.part()};
-    } catch (const opc::Exception& failure) {
-        return {kit::kindOf(failure), failure.what()};
-    } catch (const StorageError& failure) {
-        return {kit::kindOf(failure), failure.what()};
-    } catch (const fl::i18n::ConversionError& failure) {
-        return {"damaged", failure.what()};
+        return {nameOf(flowbook::kindOf(failure)), failure.what(), failure.part()};
     } catch (const std::exception& failure) {
-        return {"input-output", failure.what()};
+        return {nameOf(kindOf(failure)), kit::wordsOf(failure)};
     }
 }
 

@@ -105,7 +105,7 @@ std::u16string FlowbookFileReader::FlowbookFileReaderImpl::findCode() const {
         }
         return richBytes_ ? detail::scanForCode(asText(*richBytes_)).value() : readCode();
     } catch (const opc::model::InvalidXMLDocument& failure) {
-        detail::throwInternal(FlowbookNotFound(fileName_), failure);
+        detail::throwInternal(FlowbookNotFound(fileName_, kindOf(failure)));
     }
 }
 

@@ -49,8 +49,8 @@ FlowbookFileReader::FlowbookFileReaderImpl::FlowbookFileReaderImpl(const std::u1
     checkFileName();
     try {
         openPackage();
-    } catch (const opc::model::PackageNotFound& failure) {
-        detail::throwInternal(FlowbookFileReaderPackageNotFound(fileName_), failure);
+    } catch (const opc::model::PackageNotFound&) {
+        detail::throwInternal(FlowbookFileReaderPackageNotFound(fileName_));
     } catch (const opc::Exception& failure) {
         detail::throwReadingFailure(fileName_, failure);
     }

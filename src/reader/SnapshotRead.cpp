@@ -66,13 +66,13 @@ public:
         }
         bytes_ += sizeOf(part);
         if (bytes_ > kMaxRepeatedBytes) {
-            detail::throwInternal(
-                FlowbookFileReaderGenericException(
-                    fileName_, "Internal Exception in reading Flowbook file : relationships lead to the same parts so "
-                               "often that their copies take more than the limit kMaxRepeatedBytes of " +
-                                   std::to_string(kMaxRepeatedBytes) + " bytes permits, the last one " +
-                                   fl::i18n::to_string(part.partName.substr(0, kShownName))),
-                detail::OwnKind{"limit"});
+            detail::throwInternal(FlowbookFileReaderGenericException(
+                fileName_,
+                "Internal Exception in reading Flowbook file : relationships lead to the same parts so "
+                "often that their copies take more than the limit kMaxRepeatedBytes of " +
+                    std::to_string(kMaxRepeatedBytes) + " bytes permits, the last one " +
+                    fl::i18n::to_string(part.partName.substr(0, kShownName)),
+                FlowbookErrorKind::LimitExceeded));
         }
     }
 

@@ -22,15 +22,14 @@ using opc::pxservices::CorePropertiesManager;
 namespace {
 
 /// The reader's class: callers have always caught it for a file that cannot be opened.
-template <class Failure>
-[[noreturn]] void throwOpeningFailure(const std::u16string& fileName, const Failure& failure) {
+[[noreturn]] void throwOpeningFailure(const std::u16string& fileName, const std::exception& failure) {
     detail::throwInternal(FlowbookFileReaderGenericException(
-                              fileName, std::string("Internal Exception in reading TQX file : ") + failure.what()),
-                          failure);
+        fileName, std::string("Internal Exception in reading TQX file : ") + failure.what(), kindOf(failure)));
 }
 
-FlowbookFileWriterGenericException writingFailure(const std::u16string& fileName, const char* text) {
-    return {fileName, std::string("Internal Exception in writing TQX file : ") + text};
+[[noreturn]] void throwWritingFailure(const std::u16string& fileName, const char* text, FlowbookErrorKind kind) {
+    detail::throwInternal(FlowbookFileWriterGenericException(
+        fileName, std::string("Internal Exception in writing TQX file : ") + text, kind));
 }
 
 void logBeingHandled() {
@@ -143,9 +142,8 @@ void FlowbookFileWriter::FlowbookFileWriterImpl::setupBackupOptions() {
 
 void FlowbookFileWriter::FlowbookFileWriterImpl::close(bool revertChanges) {
     if (isPartIncomplete_ && !revertChanges) {
-        detail::throwInternal(
-            writingFailure(fileName_, "the code part was left incomplete when setting the code failed"),
-            detail::OwnKind{"misuse"});
+        throwWritingFailure(fileName_, "the code part was left incomplete when setting the code failed",
+                            FlowbookErrorKind::Misuse);
     }
     try {
         if (revertChanges) {
@@ -156,7 +154,7 @@ void FlowbookFileWriter::FlowbookFileWriterImpl::close(bool revertChanges) {
         }
     } catch (const opc::Exception& failure) {
         logBeingHandled();
-        detail::throwInternal(writingFailure(fileName_, failure.what()), failure);
+        throwWritingFailure(fileName_, failure.what(), kindOf(failure));
     }
 }
 

@@ -18,10 +18,6 @@ enum class ErrorKind {
     Misuse          ///< an argument or the moment of the call is wrong
 };
 
-/// Returns "not-found", "input-output", "damaged", "limit", "conflict", "not-durable" or "misuse"; lives as long as the
-/// process.
-PXPLATFORM_EXPORT const char* nameOf(ErrorKind kind) noexcept;
-
 /// Base of the package library's failures. what() says what was being done, to which file and part,
 /// and what was found.
 class PXPLATFORM_EXPORT Exception : public std::runtime_error {

@@ -1,6 +1,6 @@
 #include "flowbook/FlowbookExceptions.hpp"
-#include "foundation/core/except/ErrorInfoContainer.hpp"
-#include "foundation/core/except/IException.hpp"
+#include "foundation/storage/vfs/StorageError.hpp"
+#include "opc/ByteArrayOutAdaptor.hpp"
 #include "package/NewParts.hpp"
 #include "support/Flowbooks.hpp"
 #include "support/LogCapture.hpp"
@@ -12,6 +12,8 @@
 namespace flowbook {
 namespace {
 
+using foundation::storage::vfs::StorageError;
+using foundation::storage::vfs::StorageErrorKind;
 using support::Book;
 using support::Lines;
 
@@ -37,25 +39,38 @@ void closeInConflict() {
     writer.close(false);
 }
 
+void readEncryptedCode() {
+    std::vector<unsigned char> bytes;
+    opc::ByteArrayOutAdaptor out(bytes);
+    Book("one_paragraph").reader().getEncryptedRichTARMICCode(out);
+}
+
 std::string kindOf(const std::function<void()>& call) {
     try {
         call();
         return "no failure";
-    } catch (const foundation::core::except::IException& failure) {
-        return failure.errorInfo() ? failure.errorInfo()->values.at("kind") : "none";
+    } catch (const std::exception& failure) {
+        return nameOf(flowbook::kindOf(failure));
     }
 }
 
-TEST(Exceptions, TellTheKindOfThePackageLibrarysFailure) {
+TEST(Exceptions, HaveAKind) {
     const std::pair<std::function<void()>, std::string> cases[] = {
         {[] { Book().reader(); }, "not-found"},
         {[] { Book("truncated").reader(); }, "damaged"},
         {[] { Book("truncated").writer(); }, "damaged"},
-        {[] { Book("dangling").reader().isPlainCode(); }, "not-found"},
+        {[] { Book("dangling").reader().isPlainCode(); }, "damaged"},
         {[] { Book("external").reader().isPlainCode(); }, "damaged"},
-        {[] { Book("no_code").reader().isPlainCode(); }, "none"},
+        {[] { Book("no_code").reader().isPlainCode(); }, "damaged"},
         {[] { Book("xxe").reader().getTARMICCode(); }, "damaged"},
         {[] { Book("deep").reader().getTARMICCode(); }, "limit"},
+        {[] { Book("one_paragraph").reader().getTitle(); }, "absent"},
+        {readEncryptedCode, "absent"},
+        {[] { Book("encrypted").reader().getTARMICCode(); }, "encrypted"},
+        {[] { FlowbookFileReader reader(u"book.docx"); }, "misuse"},
+        {[] { throw StorageError(StorageErrorKind::NotDurable, ""); }, "not-durable"},
+        {[] { throw StorageError(StorageErrorKind::NoSpace, ""); }, "input-output"},
+        {[] { throw std::bad_alloc(); }, "limit"},
         {closeInConflict, "conflict"},
     };
     for (const auto& [call, kind] : cases) {
