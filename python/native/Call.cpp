@@ -41,12 +41,7 @@ private:
 
 }  // namespace
 
-Call::~Call() {
-    if (raised_[0] != nullptr) {
-        const Locked locked;
-        std::for_each(std::begin(raised_), std::end(raised_), &giveBack);
-    }
-}
+Call::~Call() { dropRaised(); }
 
 Call* Call::current() noexcept { return currentCall; }
 
@@ -87,6 +82,7 @@ bool Call::workApart() {
     try {
         const SignalsBlocked blocked;
         std::thread([self = shared_from_this()] {
+            markAsOwnThread();
             self->workHere();
             const std::lock_guard<std::mutex> lock(self->mutex_);
             self->isDone_ = true;
@@ -143,6 +139,9 @@ void Call::leave() {
 
 void Call::read(const PythonFile& file, std::uint64_t offset, void* to, std::size_t count) {
     if (!isApart_) {
+        if (!Locked::isPossible()) {
+            throw StorageError(StorageErrorKind::Other, "the file object is read by another thread than the caller's");
+        }
         const Locked locked;
         readNow(file, offset, to, count);
         return;
@@ -169,6 +168,7 @@ void Call::readNow(const PythonFile& file, std::uint64_t offset, void* to, std::
     }
     if (raised_[0] == nullptr) {
         PyErr_Fetch(&raised_[0], &raised_[1], &raised_[2]);
+        noteIfGone();
     } else {
         PyErr_Clear();
     }
@@ -177,23 +177,28 @@ void Call::readNow(const PythonFile& file, std::uint64_t offset, void* to, std::
 
 bool Call::hasRaised() const noexcept { return raised_[0] != nullptr; }
 
-std::optional<std::string> Call::takeRaised(PyObject* type) {
-    if (!hasRaised()) {
-        return std::nullopt;
+/// Requires the lock.
+void Call::noteIfGone() {
+    if (PyErr_GivenExceptionMatches(raised_[0], PyExc_FileNotFoundError) == 0) {
+        return;
     }
-    const Locked locked;
-    if (PyErr_GivenExceptionMatches(raised_[0], type) == 0) {
-        return std::nullopt;
-    }
-    PyObject* const value = raised_[1];
-    PyObject* const words = orStay([value] { return value == nullptr ? nullptr : PyObject_Str(value); });
+    PyObject* const words = raised_[1] == nullptr ? nullptr : PyObject_Str(raised_[1]);
     const char* const text = words == nullptr ? nullptr : PyUnicode_AsUTF8(words);
-    std::string result = text == nullptr ? "" : text;
+    gone_ = text == nullptr ? "" : text;
     PyErr_Clear();
     giveBack(words);
+}
+
+std::optional<std::string> Call::takeGone() {
+    if (gone_) {
+        dropRaised();
+    }
+    return std::exchange(gone_, std::nullopt);
+}
+
+void Call::dropRaised() {
     std::for_each(std::begin(raised_), std::end(raised_), &giveBack);
     std::fill(std::begin(raised_), std::end(raised_), nullptr);
-    return result;
 }
 
 void Call::raiseKept() {

@@ -61,8 +61,8 @@ public:
     /// Whether a file object raised something that was not taken yet.
     bool hasRaised() const noexcept;
 
-    /// Takes the lock. @returns the words of what a file object raised, if that is of the given type.
-    std::optional<std::string> takeRaised(PyObject* type);
+    /// Takes what a file object raised, if that tells that its file is gone. @returns its words.
+    std::optional<std::string> takeGone();
 
     /// Does the work. Requires the lock; raises in Python what a signal's handler raised.
     /// @param apart  whether the work may take long.
@@ -89,6 +89,8 @@ private:
     void serveUntilDone();
     void serve(Request& request);
     void readNow(const PythonFile& file, std::uint64_t offset, void* to, std::size_t count);
+    void noteIfGone();
+    void dropRaised();
     void leave();
 
     const std::thread::id caller_ = std::this_thread::get_id();
@@ -100,6 +102,7 @@ private:
     bool isApart_ = false;
     std::exception_ptr failure_;
     PyObject* raised_[3] = {nullptr, nullptr, nullptr};  ///< as PyErr_Fetch gives it
+    std::optional<std::string> gone_;                    ///< the words of what was raised, where the file is gone
 };
 
 /// Whether signals are answered by the current thread.

@@ -27,13 +27,10 @@ Words judgeByClass() {
 
 /// An error made by the package's classes; null, with Python's error set, when that fails.
 PyObject* newError(PyObject* kind, PyObject* text, PyObject* file, PyObject* part) {
-    return orStay([=]() -> PyObject* {
-        PyObject* module = PyImport_ImportModule("flowbook._errors");
-        PyObject* error =
-            module == nullptr ? nullptr : PyObject_CallMethod(module, "error_of", "OOOO", kind, text, file, part);
-        Py_XDECREF(module);
-        return error;
-    });
+    PyObject* module = PyImport_ImportModule("flowbook._errors");
+    PyObject* error = module == nullptr ? nullptr : callMethod(module, "error_of", "OOOO", kind, text, file, part);
+    Py_XDECREF(module);
+    return error;
 }
 
 }  // namespace

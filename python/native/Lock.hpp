@@ -5,11 +5,10 @@
 
 namespace flowbook::python {
 
-/// Calls what may run code of Python or take the interpreter lock. When the interpreter has ended meanwhile, Python
-/// ends the thread in there by an unwinding, which would meet destructors that must not fail, and objects given back
-/// without the lock. The thread stays here instead, until the process ends, which it does not hold up; Python itself
-/// does so from 3.14 on. So that no C++ frame is unwound, `call` uses the C functions of Python only and has no object
-/// with a destructor.
+/// Calls a function of Python that may take the interpreter lock. When the interpreter has ended meanwhile, Python ends
+/// the thread in there by an unwinding, which would meet destructors that must not fail, and objects given back without
+/// the lock. The thread stays here instead, until the process ends, which it does not hold up; Python itself does so
+/// from 3.14 on. Stay.cpp has all calls of such functions come through here, those of pybind11 too.
 template <class Call>
 auto orStay(Call call) {
     try {
@@ -21,24 +20,27 @@ auto orStay(Call call) {
     }
 }
 
-/// Gives an object back, whose finalizer may be code of Python. Requires the lock.
-inline void giveBack(PyObject* object) {
-    orStay([object] {
-        Py_XDECREF(object);
-        return true;
-    });
+/// As PyObject_CallMethod, which the linker cannot lead elsewhere as it takes any number of arguments.
+template <class... Arguments>
+PyObject* callMethod(PyObject* object, const char* name, const char* format, Arguments... arguments) {
+    return orStay([&] { return PyObject_CallMethod(object, name, format, arguments...); });
 }
 
-/// Without the interpreter lock, which is held before and after.
+/// Gives an object back. Where the current thread does not hold the lock, the next one does so that takes it here.
+void giveBack(PyObject* object);
+
+/// Gives back what threads without the lock wanted to. Requires the lock.
+void giveBackKept();
+
+/// Tells that the current thread is none of Python's: it was started here, and never takes the lock, as no thread can
+/// that Python does not know when the interpreter ends.
+void markAsOwnThread();
+
+/// Without the interpreter lock, which is held before and after, for work that keeps the thread.
 class Unlocked {
 public:
-    Unlocked() : state_(PyEval_SaveThread()) {}
-    ~Unlocked() {
-        orStay([this] {
-            PyEval_RestoreThread(state_);
-            return true;
-        });
-    }
+    Unlocked();
+    ~Unlocked();
     Unlocked(const Unlocked&) = delete;
     Unlocked& operator=(const Unlocked&) = delete;
 
@@ -46,16 +48,21 @@ private:
     PyThreadState* state_;
 };
 
-/// With the interpreter lock, whether it was held before or not.
+/// With the lock again, within the work of an Unlocked on the same thread. Python looks at whether it has ended before
+/// it touches the state of a thread; a new state, such as PyGILState_Ensure() makes, would be added to an interpreter
+/// that may be gone.
 class Locked {
 public:
-    Locked() : state_(orStay([] { return PyGILState_Ensure(); })) {}
-    ~Locked() { PyGILState_Release(state_); }
+    Locked();
+    ~Locked();
     Locked(const Locked&) = delete;
     Locked& operator=(const Locked&) = delete;
 
+    /// Whether the current thread can take the lock.
+    static bool isPossible();
+
 private:
-    PyGILState_STATE state_;
+    PyThreadState* state_;
 };
 
 }  // namespace flowbook::python

@@ -37,7 +37,10 @@ LocalPath toPath(const py::tuple& path) {
 }
 
 /// Calls of Python make the objects, and `__new__` none: those would have nothing of C++ in them.
-void refuseNew(PyHeapTypeObject* type) { type->ht_type.tp_flags |= Py_TPFLAGS_DISALLOW_INSTANTIATION; }
+void refuseNew(PyHeapTypeObject* type) {
+    type->ht_type.tp_flags |= Py_TPFLAGS_DISALLOW_INSTANTIATION;
+    type->ht_type.tp_alloc = &PyType_GenericAlloc;  // by this name, so that it is called through Stay.cpp
+}
 
 /// Shows the collector of cycles the file object that a flowbook holds, which may lead back to the flowbook.
 int visit(PyObject* self, visitproc visit, void* arg) {

@@ -23,13 +23,13 @@ struct GiveBack {
 using Held = std::unique_ptr<PyObject, GiveBack>;
 
 PyObject* seek(PyObject* file, unsigned long long offset, int whence) {
-    return orStay([=] { return PyObject_CallMethod(file, "seek", "Ki", offset, whence); });
+    return callMethod(file, "seek", "Ki", offset, whence);
 }
 
 std::uint64_t sizeOf(PyObject* file) {
     const Held sought(seek(file, 0, SEEK_END));
-    const Held told(sought ? orStay([=] { return PyObject_CallMethod(file, "tell", nullptr); }) : nullptr);
-    const Held size(told ? orStay([&] { return PyNumber_Index(told.get()); }) : nullptr);
+    const Held told(sought ? callMethod(file, "tell", nullptr) : nullptr);
+    const Held size(told ? PyNumber_Index(told.get()) : nullptr);
     const std::uint64_t value = size ? PyLong_AsUnsignedLongLong(size.get()) : 0;
     if (PyErr_Occurred() != nullptr) {
         throw py::error_already_set();
@@ -41,10 +41,7 @@ std::uint64_t sizeOf(PyObject* file) {
 
 PythonFile::PythonFile(py::object file) : file_(file.ptr()), size_(sizeOf(file_)) { Py_INCREF(file_); }
 
-PythonFile::~PythonFile() {
-    const Locked locked;
-    giveBack(file_);
-}
+PythonFile::~PythonFile() { giveBack(file_); }
 
 void PythonFile::read(std::uint64_t offset, void* to, std::size_t count) const {
     Call* call = Call::current();
@@ -61,7 +58,7 @@ bool PythonFile::readSome(std::uint64_t offset, void* to, std::size_t count) con
     }
     for (std::size_t done = 0; done < count;) {
         const std::size_t wanted = count - done;
-        const Held piece(orStay([this, wanted] { return PyObject_CallMethod(file_, "read", "n", wanted); }));
+        const Held piece(callMethod(file_, "read", "n", wanted));
         if (!piece) {
             return false;
         }

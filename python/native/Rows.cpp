@@ -103,7 +103,10 @@ void inThreads(unsigned count, const Work& work) {
     std::vector<std::future<void>> others;
     try {
         for (unsigned i = 1; i < count; ++i) {
-            others.push_back(std::async(std::launch::async, work));
+            others.push_back(std::async(std::launch::async, [&work] {
+                markAsOwnThread();
+                work();
+            }));
         }
     } catch (const std::system_error&) {
     }
@@ -149,7 +152,7 @@ Row Rows::rowOf(const std::vector<std::string>& columns, Entry& entry) {
         }
     });
     entry.open = nullptr;
-    if (const auto gone = Call::current()->takeRaised(PyExc_FileNotFoundError)) {
+    if (const auto gone = Call::current()->takeGone()) {
         row.failure = {"not-found", *gone};
     }
     return row;

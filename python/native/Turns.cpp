@@ -12,6 +12,7 @@ namespace {
 
 /// A caller that leaves lets the worker that waits for it know at that time.
 constexpr std::chrono::milliseconds kUntilNextLook(50);
+constexpr int kLooksAtTheEnd = 20;
 
 unsigned forkCount = 0;  // changed where no other thread is
 
@@ -36,8 +37,14 @@ Turns::Turn::Turn(Turns& turns) : turns_(turns) {
     if (state.isTakenByCallerOf(call.caller())) {
         throw Refusal("misuse", "the flowbook is used by the file object or the signal handler that it calls");
     }
+    int looksAtTheEnd = 0;
     while (!state.given.wait_for(lock, kUntilNextLook, [&] { return state.owner == nullptr; })) {
         call.refuseIfLeft();
+        // A thread that reads a file object stays in there when the interpreter ends, and never gives its turn up.
+        looksAtTheEnd += _Py_IsFinalizing() != 0 ? 1 : 0;
+        if (looksAtTheEnd > kLooksAtTheEnd) {
+            throw Refusal("misuse", "another thread was at work on the flowbook when the interpreter ended");
+        }
     }
     state.owner = &call;
 }

@@ -4,7 +4,6 @@ import gc
 import io
 import os
 import pickle
-import subprocess
 import sys
 import threading
 import weakref
@@ -298,23 +297,6 @@ def test_a_forked_process_goes_on(path):
     if child == 0:
         os._exit(0 if (book.code, flowbook.open(path).title) == ("x = 1;", "old") else 1)
     assert os.waitpid(child, 0)[1] == 0
-
-
-@pytest.mark.parametrize("wrap", ["", "io.BytesIO"])
-def test_a_process_ends_while_threads_are_at_work(wrap):
-    script = f"""if True:
-        import flowbook, io, threading, time
-        book, out = flowbook.Flowbook.new(code="x = 1;\\n" * 100_000), io.BytesIO()
-        book.save(out)
-        def work():
-            while True:
-                flowbook.open({wrap}(out.getvalue())).code
-        for _ in range(4):
-            threading.Thread(target=work, daemon=True).start()
-        time.sleep(0.2)"""
-    # Leaks are not looked for, as these threads are at work.
-    environment = {**os.environ, "ASAN_OPTIONS": os.environ.get("ASAN_OPTIONS", "") + ":detect_leaks=0"}
-    subprocess.run([sys.executable, "-c", script], check=True, timeout=60, env=environment)
 
 
 def read_rows(content):
