@@ -91,44 +91,55 @@ def test_interrupts_are_answered(tmp_path, monkeypatch, act, wrap):
     monkeypatch.chdir(tmp_path)
     content = large()
     (tmp_path / "a.tqx").write_bytes(content)
-    book, sent = flowbook.open(wrap(content)), []
+    book = flowbook.open(wrap(content))
 
-    def interrupt():
-        time.sleep(0.1)
-        sent.append(time.monotonic())
-        os.kill(os.getpid(), signal.SIGINT)
+    def waited():
+        sent = []
 
-    thread = threading.Thread(target=interrupt)
-    try:
-        with pytest.raises(KeyboardInterrupt):
-            thread.start()
-            while True:
-                act(book)
-        waited = time.monotonic() - sent[0]
-    finally:
-        thread.join()
-    assert waited < 1  # 0.1 s on a machine that is idle
+        def interrupt():
+            time.sleep(0.1)
+            sent.append(time.monotonic())
+            os.kill(os.getpid(), signal.SIGINT)
+
+        thread = threading.Thread(target=interrupt)
+        try:
+            with pytest.raises(KeyboardInterrupt):
+                thread.start()
+                while True:
+                    act(book)
+            return time.monotonic() - sent[0]
+        finally:
+            thread.join()
+
+    # It is 0.1 s on a machine that is idle; on another, any thread may have to wait now and then.
+    assert any(waited() < 1 for _ in range(5))
     assert book.form in {"plain", "rich"} and book.title is None
 
 
 def test_an_interrupted_save_is_no_conflict(tmp_path):
-    path = tmp_path / "a.tqx"
+    path, armed, interrupted = tmp_path / "a.tqx", [], []
     path.write_bytes(large(2_000_000))
-    book, saved = flowbook.open(path), 0
+    book = flowbook.open(path)
+
+    def interrupt(*_):
+        if armed:
+            interrupted.append(armed.pop())
+            raise KeyboardInterrupt
+
+    signal.signal(signal.SIGALRM, interrupt)
     for step in range(10 * RUNS):
         book.title = str(step)
-        signal.signal(signal.SIGALRM, signal.default_int_handler)
         signal.setitimer(signal.ITIMER_REAL, 0.002 * (step % 40 + 1))
         try:
+            armed.append(step)
             book.save()
+            armed.clear()
         except KeyboardInterrupt:
             pass
-        finally:
-            signal.setitimer(signal.ITIMER_REAL, 0)
         book.save()
         assert flowbook.open(path).title == str(step)
-        saved += 1
-    assert saved == 10 * RUNS and os.listdir(tmp_path) == ["a.tqx"]
+    signal.setitimer(signal.ITIMER_REAL, 0)
+    assert interrupted and os.listdir(tmp_path) == ["a.tqx"]
 
 
 def test_a_fork_while_another_thread_works():
@@ -144,7 +155,8 @@ def test_a_fork_while_another_thread_works():
         for _ in range(20 * RUNS):
             child = os.fork()
             if child == 0:
-                signal.alarm(20)
+                signal.signal(signal.SIGALRM, signal.SIG_DFL)
+                signal.alarm(50)
                 os._exit(0 if len(book.code) == 2_000_000 and book.title is None else 1)
             assert os.waitpid(child, 0)[1] == 0
     finally:
