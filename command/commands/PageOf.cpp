@@ -3,6 +3,7 @@
 #include "io/OpenDocument.hpp"
 #include "io/Program.hpp"
 #include "io/TemporaryFolder.hpp"
+#include "kit/document/Characters.hpp"
 #include "terminal/Failure.hpp"
 
 #include <optional>
@@ -33,7 +34,10 @@ kit::Page pageOf(const Input& input, Report& report, kit::PageOptions options) {
     kit::Page page = quietPageOf(input, std::move(options));
     for (const kit::PageFault& fault : page.faults) {
         const ExitCode code = fault.isOfLimit ? ExitCode::LimitExceeded : ExitCode::Damaged;
-        report.attempt(&input, [&] { throw Failure(code, fault.words); });
+        // The report names the file, as the words on the page do.
+        const std::string start = input.argument() + ": ";
+        const std::string words = fault.words.substr(kit::startsWith(fault.words, start) ? start.size() : 0);
+        report.attempt(&input, [&] { throw Failure(code, words); });
     }
     return page;
 }

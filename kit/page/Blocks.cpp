@@ -102,6 +102,12 @@ void collectHeadings(const XmlNode& node, bool isBody, std::vector<int>& styles)
     }
 }
 
+bool hasHeadings(const XmlNode& node) {
+    std::vector<int> styles;
+    collectHeadings(node, false, styles);
+    return !styles.empty();
+}
+
 const XmlNode* bodyOf(const XmlNode* root) { return root == nullptr ? nullptr : root->child(kWordNamespace, "body"); }
 
 }  // namespace
@@ -144,7 +150,7 @@ void Blocks::write(const XmlNode* root) {
         });
         lastCode_ = last == body->children.rend() ? nullptr : &*last;
     }
-    Place place;
+    Place place(counts_);
     for (std::size_t i = 0; root != nullptr && i < root->children.size(); ++i) {
         const XmlNode& child = root->children[i];
         place.isBody = &child == body;
@@ -155,7 +161,7 @@ void Blocks::write(const XmlNode* root) {
 }
 
 void Blocks::writeInside(const XmlNode& node) {
-    Place place;
+    Place place(counts_);
     writeChildren(node, place);
     leave(place);
 }
@@ -344,7 +350,7 @@ void Blocks::writeApart(const Piece& piece, const Markup* caption) {
         return;
     }
     out_->open("div", {{"class", "box"}});
-    Place place;
+    Place place(counts_);
     if (piece.node->local == "txbxContent") {
         writeChildren(*piece.node, place);
     } else {
@@ -384,7 +390,7 @@ void Blocks::writeTable(const XmlNode& table, const XmlNode* caption) {
     }
     out_->close().close().close();
     for (const XmlNode* loose : grid.loose()) {
-        Place place;
+        Place place(counts_);
         writeLoose(*loose, place);
         leave(place);
     }
@@ -392,12 +398,7 @@ void Blocks::writeTable(const XmlNode& table, const XmlNode* caption) {
 
 /// A paragraph that is the caption, and what the table says of itself.
 void Blocks::writeTableCaption(const XmlNode& table, const XmlNode* caption) {
-    const XmlNode* const settings = table.child("tblPr");
-    std::string words;
-    for (const std::string_view name : {"tblCaption", "tblDescription"}) {
-        const std::string_view more = settings == nullptr ? std::string_view() : settings->valueOf(name);
-        words += isBlankText(more) ? "" : (words.empty() ? "" : ": ") + std::string(more);
-    }
+    const std::string words = wordsAboutTable(table);
     if (caption == nullptr && words.empty()) {
         return;
     }
@@ -414,7 +415,10 @@ void Blocks::writeTableCaption(const XmlNode& table, const XmlNode* caption) {
 void Blocks::writeCell(const TableGrid::Cell& cell, bool isHead) {
     const std::string across = std::to_string(cell.columns);
     const std::string down = std::to_string(cell.rows);
-    if (isHead && cell.node != nullptr && !isBlankText(cell.node->allText())) {
+    // The head of a column has words, and no headings of its own.
+    const bool isName =
+        isHead && cell.node != nullptr && !isBlankText(cell.node->allText()) && !hasHeadings(*cell.node);
+    if (isName) {
         out_->open("th", {{"scope", cell.columns > 1 ? "colgroup" : "col"}, {"colspan", across}, {"rowspan", down}});
     } else {
         out_->open("td", {{"colspan", across}, {"rowspan", down}});

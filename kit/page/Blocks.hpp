@@ -42,6 +42,8 @@ public:
 private:
     /// What is open in one place of the page: the body, a cell, a box.
     struct Place {
+        explicit Place(ItemCounts& counts) : lists(counts) {}
+
         OpenLists lists;
         bool isInList = false;
         bool isInQuote = false;
@@ -70,6 +72,7 @@ private:
     Figures* figures_;
     Headings* headings_;
     Numbering numbering_;
+    ItemCounts counts_;
     InlineWriter inline_;
     CodeListing listing_;
     const XmlNode* lastCode_ = nullptr;

@@ -14,6 +14,7 @@ namespace flowbook::kit {
 namespace {
 
 constexpr std::size_t kAround = 3;
+constexpr char kBeside[] = "beside";
 constexpr std::size_t kMostRows = 20000;
 constexpr std::size_t kLongestForWords = 10000;
 
@@ -55,7 +56,7 @@ private:
             }
         }
         if (!isBlankText(text)) {
-            addLines(text, code != nullptr ? "beside" : style, false);
+            addLines(text, code != nullptr ? kBeside : style, false);
         }
         for (const Piece& piece : piecesOf(paragraph)) {
             if (piece.kind == Piece::Kind::Blocks) {
@@ -225,12 +226,15 @@ private:
         }
     }
 
-    void writeNothing() { out_->open("td", {{"class", "nothing"}, {"colspan", "2"}}).close(); }
+    void writeNothing() { out_->element("td", {{"class", "nothing"}}, "").element("td", {{"class", "nothing"}}, ""); }
 
     void writeCell(const VersionLine& line, const MarkedLine* marks, const std::string& kind, const std::string& side) {
         const std::string kinds = kind + (kind.empty() || side.empty() ? "" : " ") + side;
         out_->element("td", {{"class", kinds + (kinds.empty() ? "place" : " place")}}, line.label);
-        out_->open("td", {{"class", kinds + (line.isCode ? " code" : "")}, {"translate", line.isCode ? "no" : "yes"}});
+        out_->open("td", {{"class", kinds + (line.isCode             ? " code"
+                                             : line.label == kBeside ? " aside"
+                                                                     : "")},
+                          {"translate", line.isCode ? "no" : "yes"}});
         if (kind.empty()) {
             out_->text(line.text);
         } else {
@@ -309,7 +313,11 @@ ChangesCount writeChangedLines(Markup& out, std::string_view label, const std::v
         return {};
     }
     out.open("div", {{"class", "table"}, {"tabindex", "0"}, {"role", "region"}, {"aria-label", label}});
-    out.open("table", {{"class", "changes"}}).open("thead").open("tr");
+    out.open("table", {{"class", "changes"}}).open("colgroup");
+    for (std::size_t side = 0; side < 2; ++side) {
+        out.single("col", {{"class", "place"}}).single("col");
+    }
+    out.close().open("thead").open("tr");
     out.element("th", {{"scope", "colgroup"}, {"colspan", "2"}}, "Before");
     out.element("th", {{"scope", "colgroup"}, {"colspan", "2"}}, "After").close().close().open("tbody");
     RowWriter rows(out, before, after);

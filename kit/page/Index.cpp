@@ -17,6 +17,7 @@ constexpr std::size_t kManyRows = 500;
 
 constexpr std::size_t kLongestStem = 60;
 constexpr std::size_t kDigits = 16;
+constexpr std::size_t kLongestExtension = 5;
 
 // Pictures of more than this in all would keep the index from opening.
 constexpr std::size_t kMostPictures = std::size_t{24} << 20;
@@ -65,14 +66,14 @@ struct PictureBudget {
     std::uint64_t pixels = kMostIndexPixels;
 };
 
-/// A path that can be broken where its names end.
+/// A path that can be broken where its names end, but not before an extension.
 void writePath(Markup& out, std::string_view path) {
     out.open("bdi", {{"class", "name"}, {"translate", "no"}});
     while (!path.empty()) {
         const std::size_t end = std::min(path.find_first_of("/_-."), path.size() - 1) + 1;
         out.text(path.substr(0, end));
         path.remove_prefix(end);
-        if (!path.empty()) {
+        if (path.size() > kLongestExtension) {
             out.single("wbr");
         }
     }

@@ -63,9 +63,12 @@ Numbering::Numbering(const XmlNode* part) {
     }
     for (const XmlNode& node : part->children) {
         if (node.local == "num") {
-            Levels& levels = lists_[std::string(node.attribute("numId"))];
-            levels = abstract[node.valueOf("abstractNumId")];
-            readLevels(node, levels);
+            const std::string id(node.attribute("numId"));
+            const std::string_view kind = node.valueOf("abstractNumId");
+            const bool countsAlone = node.child("lvlOverride") != nullptr;
+            List& list = lists_[id];
+            list = {countsAlone ? id : "kind " + std::string(kind), abstract[kind]};
+            readLevels(node, list.levels);
         }
     }
 }
@@ -101,8 +104,9 @@ std::optional<ListItem> Numbering::itemOf(const XmlNode& paragraph) const {
     ListItem item{id, std::min<std::size_t>(numberIn(level, 0), kDeepest), ofStyle && ofStyle->isOrdered, "", 1};
     const auto list = lists_.find(id);
     if (list != lists_.end()) {
-        const auto found = list->second.find(level.empty() ? "0" : level);
-        const Level known = found == list->second.end() ? Level() : found->second;
+        const auto found = list->second.levels.find(level.empty() ? "0" : level);
+        const Level known = found == list->second.levels.end() ? Level() : found->second;
+        item.list = list->second.counter;
         item.isOrdered = known.format != "bullet" && known.format != "none";
         item.format = known.format;
         item.start = known.start;
@@ -131,10 +135,12 @@ void OpenLists::beginItem(Markup& out, const ListItem& item) {
             out.open("li", {{"class", "level"}});
         }
     }
-    auto& counts = counts_[item.list];
-    ++counts[item.level];
+    auto& counts = (*counts_)[item.list];
+    const unsigned number = item.start + counts[item.level]++;
     std::fill(counts.begin() + static_cast<std::ptrdiff_t>(item.level) + 1, counts.end(), 0U);
-    out.open("li");
+    const bool isNext = !item.isOrdered || open_.back().next == number;
+    isNext ? out.open("li") : out.open("li", {{"value", std::to_string(number)}});
+    open_.back().next = number + 1;
 }
 
 /// A list that only leads to a deeper one has no marks.
@@ -144,7 +150,8 @@ void OpenLists::beginList(Markup& out, const ListItem& item, bool isOfItem) {
         out.open("ul");
         return;
     }
-    const std::string start = std::to_string(item.start + counts_[item.list][item.level]);
+    open_.back().next = item.start + (*counts_)[item.list][item.level];
+    const std::string start = std::to_string(open_.back().next);
     const std::string_view type = listTypeOf(item.format);
     type.empty() ? out.open("ol", {{"start", start}}) : out.open("ol", {{"start", start}, {"type", type}});
 }

@@ -13,7 +13,7 @@ namespace flowbook::kit {
 
 /// What a paragraph says of itself as an item of a list.
 struct ListItem {
-    std::string list;       ///< the id of its numbering; or the name of its style
+    std::string list;       ///< what it is counted by: its kind of list; or the name of its style
     std::size_t level = 0;  ///< 0 to 8
     bool isOrdered = false;
     std::string format;  ///< such as "lowerLetter"; empty for decimal numbers
@@ -36,14 +36,25 @@ private:
     };
     using Levels = std::map<std::string, Level>;
 
+    struct List {
+        std::string counter;  ///< the same for lists whose items are counted together
+        Levels levels;
+    };
+
     static void readLevels(const XmlNode& from, Levels& levels);
 
-    std::map<std::string, Levels> lists_;  ///< by the id of the numbering
+    std::map<std::string, List> lists_;  ///< by the id of the numbering
 };
+
+/// How many items there were so far, by list and level: a list goes on in the cells of a table, and behind it.
+using ItemCounts = std::map<std::string, std::array<unsigned, 9>>;
 
 /// The lists that are open in one place of a page.
 class OpenLists {
 public:
+    /// @param counts  of the whole document.
+    explicit OpenLists(ItemCounts& counts) : counts_(&counts) {}
+
     /// Ends and begins lists, so that the item can be written; it stays open.
     void beginItem(Markup& out, const ListItem& item);
 
@@ -54,12 +65,13 @@ private:
     struct Open {
         std::string list;
         bool isOrdered;
+        unsigned next = 0;  ///< the number that the next item has by itself
     };
 
     void beginList(Markup& out, const ListItem& item, bool isOfItem);
 
     std::vector<Open> open_;
-    std::map<std::string, std::array<unsigned, 9>> counts_;  ///< of items so far, by list and level
+    ItemCounts* counts_;
 };
 
 }  // namespace flowbook::kit

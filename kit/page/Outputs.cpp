@@ -111,7 +111,7 @@ private:
     /// Rows that follow each other make a table.
     void writeInside(const XmlNode& node) {
         if (!hasElements(node) || isPhrase(node)) {
-            writeText(node.allText());
+            writeText(node.allText(), isNamed(smallName(node), {"error", "stderr"}) ? "result error" : "result");
             return;
         }
         const auto end = node.children.end();
@@ -138,13 +138,13 @@ private:
         }
     }
 
-    void writeText(const std::string& text) {
+    void writeText(const std::string& text, std::string_view kind = "result") {
         if (isBlankText(text)) {
             return;
         }
         shown_ += text.size();
         if (!writePicture(std::string(trimmed(text)))) {
-            out_->element("p", {{"class", "result"}, {"dir", "auto"}}, text);
+            out_->element("p", {{"class", kind}, {"dir", "auto"}}, text);
         }
     }
 

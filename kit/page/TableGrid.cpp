@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <charconv>
+#include <iterator>
+#include <set>
 
 namespace flowbook::kit {
 
@@ -31,7 +33,8 @@ std::size_t columnsIn(std::string_view text, std::size_t otherwise) {
 bool showsSomething(const XmlNode& node) {
     const std::vector<Piece> pieces = piecesOf(node);
     return std::any_of(pieces.begin(), pieces.end(), [](const Piece& piece) {
-        return piece.kind == Piece::Kind::Blocks ? showsSomething(*piece.node) : isShown(piece);
+        return piece.kind == Piece::Kind::Blocks ? showsSomething(*piece.node) || !wordsAboutTable(*piece.node).empty()
+                                                 : isShown(piece);
     });
 }
 
@@ -48,12 +51,39 @@ bool isHeadRow(const XmlNode& row) {
 
 }  // namespace
 
+std::string wordsAboutTable(const XmlNode& table) {
+    std::string words;
+    for (const std::string_view name : {"tblCaption", "tblDescription"}) {
+        const std::string_view more = settingIn(table, "tblPr", name);
+        words += isBlankText(more) ? "" : (words.empty() ? "" : ": ") + std::string(more);
+    }
+    return words;
+}
+
 TableGrid::TableGrid(const XmlNode& table) {
     std::vector<const XmlNode*> rows;
     collect(table, "tr", rows);
     std::map<std::size_t, Merged> above;  // by column
     for (const XmlNode* row : rows) {
         addRow(*row, above);
+    }
+    leaveOutEmptyColumns();
+}
+
+/// HTML has no column in which no cell begins.
+void TableGrid::leaveOutEmptyColumns() {
+    std::set<std::size_t> begun;
+    for (const Row& row : rows_) {
+        for (const Cell& cell : row.cells) {
+            begun.insert(cell.column);
+        }
+    }
+    for (Row& row : rows_) {
+        for (Cell& cell : row.cells) {
+            const auto first = begun.find(cell.column);
+            const auto end = begun.lower_bound(cell.column + cell.columns);
+            cell.columns = std::min(static_cast<std::size_t>(std::distance(first, end)), kMostColumns);
+        }
     }
 }
 
@@ -64,7 +94,7 @@ void TableGrid::addRow(const XmlNode& row, std::map<std::size_t, Merged>& above)
     collect(row, "tc", cells);
     std::size_t column = columnsIn(settingIn(row, "trPr", "gridBefore"), 0);
     if (column != 0 && !cells.empty()) {
-        rows_.back().cells.push_back({nullptr, column, 1});
+        rows_.back().cells.push_back({nullptr, 0, column, 1});
     }
     std::vector<Merged*> continued;
     for (const XmlNode* cell : cells) {
@@ -76,7 +106,7 @@ void TableGrid::addRow(const XmlNode& row, std::map<std::size_t, Merged>& above)
             continued.push_back(&merged->second);
         } else {
             above[column] = {at, rows_.back().cells.size(), at};
-            rows_.back().cells.push_back({cell, columns, 1});
+            rows_.back().cells.push_back({cell, column, columns, 1});
         }
         column += columns;
     }

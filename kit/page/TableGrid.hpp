@@ -4,15 +4,20 @@
 
 #include <cstddef>
 #include <map>
+#include <string>
 #include <vector>
 
 namespace flowbook::kit {
+
+/// What a table says of itself: its title and its description.
+std::string wordsAboutTable(const XmlNode& table);
 
 /// The rows and cells of a table (ECMA-376-1, part 1, 17.4), with cells merged as HTML has them.
 class TableGrid {
 public:
     struct Cell {
         const XmlNode* node;  ///< null for a place that the row leaves free before its first cell
+        std::size_t column;   ///< where it begins in the grid of the table
         std::size_t columns;  ///< that it spans
         std::size_t rows;
     };
@@ -38,6 +43,7 @@ private:
     };
 
     void addRow(const XmlNode& row, std::map<std::size_t, Merged>& above);
+    void leaveOutEmptyColumns();
     void collect(const XmlNode& node, std::string_view wanted, std::vector<const XmlNode*>& found);
 
     std::vector<Row> rows_;

@@ -72,11 +72,11 @@ async function checkLooks(page, name) {
 async function checkExample(page, url) {
     await page.goto(`${url}#L4`);
     expect((await page.locator(':target').innerText()).includes('for k = window:101'), '#L4 is the fourth line');
-    const copied = await page.evaluate(() => {
-        getSelection().selectAllChildren(document.querySelector('pre.code'));
-        return getSelection().toString();
-    });
-    expect(`${copied.trimEnd()}\n` === readFileSync(`${folder}/code.txt`, 'utf8'), `what is copied is the code: ${copied}`);
+    const copied = await page.evaluate(() => [...document.querySelectorAll('pre.code')].map((listing) => {
+        getSelection().selectAllChildren(listing);
+        return `${getSelection().toString().trimEnd()}\n`;
+    }).join(''));
+    expect(copied === readFileSync(`${folder}/code.txt`, 'utf8'), `what is copied is the code: ${copied}`);
     expect(await page.evaluate(() => [...document.images].every((image) => image.naturalWidth === 600)),
         'the picture is shown');
     await page.goto(url);
@@ -84,6 +84,60 @@ async function checkExample(page, url) {
         await page.setViewportSize({ width, height: 900 });
         await page.emulateMedia({ colorScheme });
         await page.screenshot({ path: `${pictures}/example-${width}-${colorScheme}.png`, fullPage: true });
+    }
+}
+
+async function checkPlaces(page, url) {
+    await page.setViewportSize({ width: 1100, height: 900 });
+    await page.goto(url);
+    const at = (text) => page.locator(`td:has-text("${text}"), div.box:has-text("${text}"), span:has-text("${text}")`)
+        .last().boundingBox();
+    const [both, across, one, two, last] = await Promise.all(['both', 'across', 'one', 'two', 'last'].map(at));
+    const near = (a, b) => Math.abs(a - b) < 2;
+    expect(near(both.y + both.height, one.y + one.height) && near(across.x + across.width, two.x + two.width) &&
+        near(last.x, two.x) && last.y > two.y, 'merged cells reach over their rows and columns');
+    const [code, box] = await Promise.all([at('y = 2;'), at('A box beside the code')]);
+    expect(box.y >= code.y + code.height, 'a box stands behind its line of code');
+    await page.emulateMedia({ forcedColors: 'active' });
+    const ground = await page.evaluate(() => {
+        const { forcedColorAdjust, backgroundColor } = getComputedStyle(document.images[0]);
+        return `${forcedColorAdjust} ${backgroundColor}`;
+    });
+    expect(ground === 'none rgb(255, 255, 255)', `forced colours: the ground of a picture is ${ground}`);
+    await page.emulateMedia({ forcedColors: 'none', media: 'print' });
+    await page.setViewportSize({ width: 600, height: 900 });
+    const print = await page.evaluate(() => ({
+        over: [...document.querySelectorAll('pre')].filter((each) => each.scrollWidth > each.clientWidth).length,
+        seen: [...document.querySelectorAll('nav.pages, .skip')].filter((each) => each.checkVisibility()).length,
+    }));
+    expect(print.over === 0 && print.seen === 0, `print: ${print.over} listings cut off, ${print.seen} links to pages`);
+    await page.emulateMedia({ media: 'screen' });
+}
+
+// What a browser decodes, and how far down the code is.
+async function checkLargePictures(page, url) {
+    await page.goto(url);
+    const { pixels, top, links } = await page.evaluate(() => ({
+        pixels: [...document.images].reduce((sum, each) => sum + each.naturalWidth * each.naturalHeight, 0),
+        top: document.querySelector('pre.code').getBoundingClientRect().top,
+        links: document.querySelectorAll('a[download]').length,
+    }));
+    expect(pixels > 1e6 && pixels <= 96 * 2 ** 20, `${pixels} pixels of pictures on a page`);
+    expect(top < 8000, `the code begins ${top} pixels down`);
+    expect(links >= 3, `${links} pictures can be saved that are too large`);
+}
+
+// What was removed stands beside what was added where there is room, else above it.
+async function checkChanges(page, url) {
+    for (const [width, isBeside] of [[1280, true], [360, false]]) {
+        await page.setViewportSize({ width, height: 900 });
+        await page.goto(url);
+        const [removed, added] = await Promise.all(['removed', 'added'].map((each) =>
+            page.locator(`.changes td.${each}:not(.place)`).first().boundingBox()));
+        const places = await page.locator('.changes td.place').first().boundingBox();
+        expect(isBeside ? added.x >= removed.x + removed.width && places.width < 120 : added.y >= removed.y + removed.height,
+            `changes at ${width}: ${JSON.stringify([removed, added, places])}`);
+        await page.screenshot({ path: `${pictures}/changes-${width}.png`, fullPage: true });
     }
 }
 
@@ -112,6 +166,13 @@ for (const name of readdirSync(`${folder}/pages`)) {
     await judge(page, name);
     if (name.startsWith('example-')) {
         await checkExample(page, urlOf(`pages/${name}`));
+        await checkPlaces(page, urlOf(`pages/${name}`));
+    }
+    if (name.startsWith('large-')) {
+        await checkLargePictures(page, urlOf(`pages/${name}`));
+    }
+    if (name === 'changes.html') {
+        await checkChanges(page, urlOf(`pages/${name}`));
     }
     if (name === 'index.html') {
         await checkIndex(page);

@@ -6,9 +6,11 @@ PICTURES_FOLDER takes what an example looked like."""
 import base64
 import os
 import shutil
+import struct
 import subprocess
 import sys
 import tempfile
+import zlib
 from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "support"))
@@ -32,6 +34,31 @@ end
 disp("größte Abweichung: " + max(abs(signal - smooth))); % long enough for a narrow screen to have it scrolled"""
 
 
+def bitmap(width, height):
+    """A BMP picture that only says how large it is, with one colour a byte."""
+    return b"BM" + struct.pack("<IHHIIiiHHIIIIII", 54, 0, 0, 54, 40, width, height, 1, 8, 1, 0, 0, 0, 0, 0)
+
+
+def png(width, height):
+    def chunk(kind, content):
+        return struct.pack(">I", len(content)) + kind + content + struct.pack(">I", zlib.crc32(kind + content))
+    rows = zlib.compress(bytes((width + 7) // 8 + 1) * height, 9)
+    return (b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", struct.pack(">IIBBBBB", width, height, 1, 0, 0, 0, 0))
+            + chunk(b"IDAT", rows) + chunk(b"IEND", b""))
+
+
+def svg(width, height):
+    return f'<svg xmlns="http://www.w3.org/2000/svg" width="{width}" height="{height}"/>'.encode()
+
+
+def large_pictures():
+    """What takes few bytes and would take a browser's memory, or bury the code."""
+    images = [("image/svg+xml", svg(10, 30000000)), ("image/svg+xml", svg(900, 9000)), ("image/png", png(60000, 9)),
+              ("image/bmp", bitmap(60000, 60000)), *[("image/png", png(5000, 4000))] * 20]
+    texts = [paragraph("text", picture(f"p{i}")) for i in range(len(images))]
+    return flowbook((made.title("Large"),), [*texts, paragraph("code", run("x = 1;"))], images, [], "<outputs/>")
+
+
 def escaped(text):
     return text.replace("&", "&amp;").replace("<", "&lt;").replace('"', "&quot;")
 
@@ -43,6 +70,20 @@ def run(text, properties=""):
 
 def paragraph(style, *content):
     return f'<w:p><w:pPr><w:pStyle w:val="{escaped(style)}"/></w:pPr>{"".join(content)}</w:p>'
+
+
+def cell(text, properties=""):
+    return f"<w:tc><w:tcPr>{properties}</w:tcPr>{paragraph('text', run(text) if text else '')}</w:tc>"
+
+
+TABLE = ("<w:tbl><w:tr>" + cell("both", '<w:vMerge w:val="restart"/>') + cell("across", '<w:gridSpan w:val="2"/>')
+         + "</w:tr><w:tr>" + cell("", "<w:vMerge/>") + cell("one") + cell("two") + "</w:tr>"
+         '<w:tr><w:trPr><w:gridBefore w:val="2"/></w:trPr>' + cell("last") + "</w:tr></w:tbl>")
+
+
+def box(text):
+    return ('<w:r><w:pict xmlns:v="urn:v"><v:textbox><w:txbxContent>' + paragraph("text", run(text))
+            + "</w:txbxContent></v:textbox></w:pict></w:r>")
 
 
 def link(relationship, text):
@@ -86,7 +127,8 @@ def example():
              paragraph("text", run("A "), run("moving window", "b"), run(" of "), run("five", "i"),
                        run(" samples is drawn over the signal, and "), link("l0", "the mean"),
                        run(" of each window is kept.")),
-             paragraph("code", run(CODE)), paragraph("code", run("x = '\u202ea\u200b';"), run(" % beside")),
+             paragraph("code", run(CODE)), paragraph("code", run("x = '\u202ea\u200b';"), run(" % beside")), TABLE,
+             paragraph("code", run("y = 2;"), box("A box beside the code")),
              paragraph("text", run("What comes out has less noise:"), picture("p0"))]
     properties = (made.title("Running mean"), made.time("created", "2024-05-01T09:30:00Z"),
                   "<dc:description>Smooths a signal with a window of five samples</dc:description>",
@@ -108,7 +150,7 @@ def main(command, npm, pictures):
         folder = Path(scratch)
         encrypted = made.zipped(made.package(document=b"secret", parameters=";encryption=AES"))
         for name, content in {"hostile": hostile(), EVIL.replace("/", "-")[:200]: hostile(), "example": example(),
-                              "encrypted": encrypted, "damaged": EVIL.encode()}.items():
+                              "large": large_pictures(), "encrypted": encrypted, "damaged": EVIL.encode()}.items():
             (folder / f"{name}.tqx").write_bytes(content)
         subprocess.run([command, "html", ".", "-d", "pages"], cwd=folder, check=False)
         compared = {"changes": ["example.tqx", "hostile.tqx"], "added": ["/dev/null", "example.tqx"]}

@@ -23,6 +23,8 @@ NUMBERING = (f'<w:numbering xmlns:w="{made.WORD}">' + "".join(
         f'<w:lvl w:ilvl="{i}"><w:start w:val="{a + 1}"/><w:numFmt w:val="{form}"/></w:lvl>' for i in range(9))
     + "</w:abstractNum>" for a, form in enumerate(("bullet", "decimal", "lowerRoman"))) + "".join(
     f'<w:num w:numId="{a + 1}"><w:abstractNumId w:val="{a}"/></w:num>' for a in range(3)) + "</w:numbering>")
+PROPERTIES = ("dc:creator", "dc:subject", "cp:keywords", "cp:category", "cp:lastModifiedBy", "dc:identifier",
+              "cp:contentStatus", "cp:contentType", "cp:revision")
 ODD = ["", " <b>&amp;", "  two  blanks ", "\t", "\u00e4\u00df", "\u00bd", "]]>"]
 ODD_WIDE = ["\u200b", "\u202eabc\u202c", "\u05d0\u200f.", "\U0001f469\u200d\U0001f4bb", "\u0e01\u200b\u0e02",
             "\U0001d11e"]
@@ -34,7 +36,8 @@ class Book:
     def __init__(self, seed):
         self.random = random.Random(seed)
         self.encoding = self.random.choice(["utf-8", "utf-8", "utf-16", "iso-8859-1"])
-        self.count, self.tokens, self.named, self.levels, self.headings, self.pictures = 0, [], [], {}, {}, 0
+        self.count, self.tokens, self.levels, self.headings, self.pictures = 0, [], {}, {}, 0
+        self.counts = {}  # of items, by list and level
 
     def chance(self, part):
         return self.random.random() < part
@@ -66,9 +69,11 @@ class Book:
         return f"<w:r><w:rPr>{marks}</w:rPr>{inside}</w:r>"
 
     def drawing(self, depth):
+        words = f'<wp:docPr id="1" name="x" title="{self.word()}" descr="{self.word()}"/>'
+        if self.chance(0.3):  # with nothing that a page can show
+            return f"<w:drawing>{words}</w:drawing>"
         self.pictures += 1
-        return (f'<w:drawing><wp:docPr id="1" name="x" descr="{self.word()}"/>'
-                f'<a:blip r:embed="p{self.pictures}"/></w:drawing>')
+        return f'<w:drawing>{words}<a:blip r:embed="p{self.pictures}"/></w:drawing>'
 
     def box(self, depth):
         return f"<w:pict><v:textbox><w:txbxContent>{self.blocks(depth + 1, 2)}</w:txbxContent></v:textbox></w:pict>"
@@ -85,7 +90,9 @@ class Book:
         lambda s, d: s.fixed('<w:sym w:font="Odd" w:char="F0E2"/>', "symbol F0E2 of Odd"),
         lambda s, d: f"<w:instrText>{s.word()}</w:instrText>", lambda s, d: f"<w:delText>{s.token()}</w:delText>",
         lambda s, d: f'<w:footnoteReference w:id="{s.word()}"/>', lambda s, d: f'<c:chart r:id="{s.word()}"/>',
-        lambda s, d: f"<x:odd>{s.token()}</x:odd>", alternate, drawing,
+        lambda s, d: f"<x:odd>{s.token()}</x:odd>", lambda s, d: f'<w:pict><v:textpath string="{s.word()}"/></w:pict>',
+        lambda s, d: f"<w:ruby><w:rubyPr/><w:rubyBase><w:r>{s.t()}</w:r></w:rubyBase><w:rt><w:r>{s.t()}</w:r></w:rt>"
+                     "</w:ruby>", alternate, drawing,
         lambda s, d: s.box(d) if d < 2 else s.t()]
 
     def formula(self):
@@ -111,9 +118,15 @@ class Book:
 
     def item(self, depth):
         level, kind = self.random.randint(0, 3), self.random.randint(1, 4)
-        self.levels[f"t{self.count + 1}q"] = (level + 1, "ol" if kind in (2, 3) else "ul")
-        return (f'<w:p><w:pPr><w:numPr><w:ilvl w:val="{level}"/><w:numId w:val="{kind}"/></w:numPr></w:pPr>'
-                f'<w:r>{self.t()}</w:r>{self.run(2)}</w:p>')
+        token, form = f"t{self.count + 1}q", ("", "bullet", "decimal", "lowerRoman", "")[kind]
+        counts = self.counts.setdefault(kind, [0] * 9)
+        counts[level:] = [counts[level] + 1] + [0] * (8 - level)
+        number = counts[level] + kind - 1 if form in ("decimal", "lowerRoman") else None
+        numbering = f'<w:pPr><w:numPr><w:ilvl w:val="{level}"/><w:numId w:val="{kind}"/></w:numPr></w:pPr>'
+        if self.chance(0.1):
+            return f"<w:p>{numbering}</w:p>"  # which counts all the same
+        self.levels[token] = (level + 1, number)
+        return f"<w:p>{numbering}<w:r>{self.t()}</w:r>{self.run(2)}</w:p>"
 
     def heading(self, depth):
         style = f"Heading{self.random.randint(1, 4)}"
@@ -121,11 +134,18 @@ class Book:
         return f'<w:p><w:pPr><w:pStyle w:val="{style}"/></w:pPr><w:r>{self.t()}</w:r></w:p>'
 
     def table(self, depth):
+        words = f'<w:tblCaption w:val="{self.word()}"/><w:tblDescription w:val="{self.word()}"/>'
         rows = ""
         for _ in range(self.random.randint(1, 3)):
-            cells = "".join(f"<w:tc>{self.blocks(depth + 1, 1)}</w:tc>" for _ in range(self.random.randint(1, 3)))
-            rows += f"<w:tr>{cells}</w:tr>"
-        return f"<w:tbl><w:tblPr/>{rows}</w:tbl>"
+            before = self.random.choice(["", "", "<w:tblHeader/>", '<w:gridBefore w:val="2"/>'])
+            cells = "".join(self.cell(depth) for _ in range(self.random.randint(1, 3)))
+            rows += f"<w:tr><w:trPr>{before}</w:trPr>{cells}</w:tr>"
+        return f"<w:tbl><w:tblPr>{words}</w:tblPr>{rows}</w:tbl>"
+
+    def cell(self, depth):
+        merged = self.random.choice(["", "", '<w:vMerge w:val="restart"/>', "<w:vMerge/>", '<w:gridSpan w:val="2"/>'])
+        inside = "<w:p/>" if merged == "<w:vMerge/>" and self.chance(0.8) else self.blocks(depth + 1, 1)
+        return f"<w:tc><w:tcPr>{merged}</w:tcPr>{inside}</w:tc>"
 
     def code(self, depth):
         code = self.t()
@@ -143,9 +163,18 @@ class Book:
 
     def outputs(self):
         """Results with tokens of their own, which stand once as results and once as stored."""
-        text = self.token()
-        rows = "".join(f"<row><cell>{self.token()}</cell><cell>{self.token()}</cell></row>" for _ in range(2))
-        return f"<outputs><output><text>{text}</text></output><table>{rows}</table></outputs>"
+        def made_up(kind, cell):
+            return f"<{kind}>" + "".join(f"<{cell}>{self.token()}</{cell}>" for _ in "ab") + f"</{kind}>"
+
+        kinds = [lambda: f"<text>{self.token()}</text>", lambda: f"<error>  {self.token()}\n\t{self.token()}</error>",
+                 lambda: f"<p>{self.token()}<b>{self.token()}</b>{self.token()}</p>",
+                 lambda: f"<table>{made_up('header', 'cell')}{made_up('row', 'cell')}{made_up('row', 'cell')}</table>",
+                 lambda: f"<table><caption>{self.token()}</caption><thead>{made_up('tr', 'th')}</thead>"
+                         f"<tbody>{made_up('tr', 'td')}</tbody></table>",
+                 lambda: f'<x:tbl><x:tr><x:tc><x:p>{self.token()}</x:p></x:tc></x:tr></x:tbl>',
+                 lambda: f"<metaData><state>{self.token()}</state></metaData>"]
+        inside = "".join(self.random.choice(kinds)() for _ in range(self.random.randint(1, 4)))
+        return f'<outputs xmlns:x="urn:x">{inside}</outputs>'
 
     def declared(self, xml):
         return f'<?xml version="1.0" encoding="{self.encoding}"?>{xml}'
@@ -155,8 +184,8 @@ class Book:
         texts = len(self.tokens)
         self.stored = self.declared(self.outputs())
         self.tokens, self.results = self.tokens[:texts], self.tokens[texts:]
-        core = made.core(made.title(f"title {path.stem}"), *(
-            f"<{n}>{path.stem} {n[3:]}</{n}>" for n in ("dc:creator", "dc:subject", "cp:keywords", "cp:category")))
+        self.title = self.random.choice([f"title {path.stem}", f"title {path.stem}", " \u200b ", ""])
+        core = made.core(made.title(self.title), *(f"<{n}>{path.stem} {n[3:]}</{n}>" for n in PROPERTIES))
         core["root"].append(("o", "output", "tarmic/output.xml"))
         core["parts"].update({"tarmic/output.xml": ("text/xml", self.stored.encode(self.encoding)),
                               "tarmic/numbering.xml": ("application/xml", NUMBERING.encode()),
@@ -176,8 +205,10 @@ class Book:
         assert "never" not in text, "both alternatives are shown"
         self.in_order(self.results, results.text(lambda e: e.tag == "details"))
         assert self.stored == results.find("details")[0].find("code")[0].text(), "the outputs are not as stored"
-        for name in ("creator", "subject", "keywords", "category"):
-            assert f" {name}</dd>" in html, name
+        for name in PROPERTIES:
+            assert f" {name[3:]}</dd>" in html, name
+        head = page.find("h1")[0].text()
+        assert head == self.title if self.title.startswith("title") else head.endswith(".tqx"), head
         self.check_places(main)
         if self.encoding == "utf-8":
             shown = "".join(line for _, line in Page(html).code())
@@ -192,15 +223,27 @@ class Book:
 
     def check_places(self, main):
         blocks = {tag: [(e, e.text()) for e in main.find(tag)] for tag in ("li", "h2", "h3", "h4", "h5", "h6")}
-        for token, (depth, kind) in self.levels.items():
+        for token, (depth, number) in self.levels.items():
             item = min((each for each in reversed(blocks["li"]) if token in each[1]), key=lambda each: len(each[1]))[0]
             cells = [e.tag for e in item.above()]
             inner = cells[:next((i for i, tag in enumerate(cells) if tag in ("td", "div", "main")), len(cells))]
-            assert (sum(tag in ("ul", "ol") for tag in inner), inner[0]) == (depth, kind), (token, inner)
+            assert sum(tag in ("ul", "ol") for tag in inner) == depth, (token, inner)
+            assert number_of(item) == number, (token, number_of(item), number)
         tags = {}
         for token, style in self.headings.items():
             tag = next(tag for tag in blocks for e, text in blocks[tag] if tag != "li" and text.startswith(token))
             assert tags.setdefault(style, tag) == tag, f"{style} is {tag} and {tags[style]}"
+
+
+def number_of(item):
+    """The number that a browser shows for an item; nothing for a bullet."""
+    if item.parent.tag == "ul":
+        return None
+    number = int(item.parent.attributes["start"]) - 1
+    for each in item.parent.children:
+        number = int(each.attributes.get("value", number + 1))
+        if each is item:
+            return number
 
 
 def main(command, count=150, seed=1):
@@ -215,6 +258,11 @@ def main(command, count=150, seed=1):
         subprocess.run([command, "html", "in", "-d", "out"], cwd=folder, check=False, stderr=subprocess.DEVNULL)
         told = subprocess.run([command, "cat", "in", "--json"], cwd=folder, check=False, capture_output=True).stdout
         codes = {Path(r["file"]).stem: r.get("code") for r in map(json.loads, told.decode().splitlines())}
+        tidy = subprocess.run(["tidy", "-q", "-e", "-utf8", "--show-warnings", "no", *(folder / "out").iterdir()],
+                              check=False, capture_output=True)
+        if tidy.returncode > 1:
+            failures += 1
+            print(f"tidy: {tidy.stderr.decode()[:2000]}")
         for name, book in books.items():
             try:
                 page = next((folder / "out").glob(f"{name}-*.html")).read_text()

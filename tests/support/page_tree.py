@@ -2,7 +2,7 @@
 
 from html.parser import HTMLParser
 
-VOID = {"wbr", "meta", "img", "br", "link", "input", "hr"}
+VOID = {"col", "wbr", "meta", "img", "br", "link", "input", "hr"}
 
 
 class Element:
