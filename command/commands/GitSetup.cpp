@@ -26,6 +26,7 @@ using Setting = std::pair<std::string, std::string>;
 constexpr const char* kPatterns[] = {"*.[tT][qQ][xX]", "*.[tT][qQ][aA][pP][pP]"};
 constexpr char kNotes[] = "refs/notes/textconv/flowbook";
 constexpr char kFormer[] = "flowbook.before.";  // opens the key under which a setting of the user's is kept
+constexpr char kFormerEnd[] = "flowbook.before.attributes";
 constexpr char kHookMark[] = "# flowbook git setup --hook wrote this file; --undo removes it.";
 
 /// How a value that this command writes can be told from one of the user's: a piece of it, or, for values that say
@@ -74,6 +75,15 @@ std::vector<std::string> split(const std::string& text, char at) {
     return pieces;
 }
 
+/// In quotes of a POSIX shell.
+std::string inShellQuotes(const std::string& word) {
+    std::string result = "'";
+    for (const char c : word) {
+        result += c == '\'' ? "'\\''" : std::string(1, c);
+    }
+    return result + "'";
+}
+
 /// git's configuration, of this repository or of the user.
 class Config {
 public:
@@ -86,14 +96,24 @@ public:
 
     void set(Console& console, const std::string& key, const std::string& value) const {
         requireGit({"config", scope_, "--replace-all", key, value});
-        console.out().line("git config " + scope_ + " " + key + " '" + printable(value) + "'");
+        console.out().line("git config " + scope_ + " " + key + " " + inShellQuotes(printable(value)));
     }
 
     void add(const std::string& key, const std::string& value) const {
         requireGit({"config", scope_, "--add", key, value});
     }
 
+    void restore(Console& console, const std::string& key, const std::string& value) const {
+        add(key, value);
+        console.out().line("git config " + scope_ + " --add " + key + " " + inShellQuotes(printable(value)));
+    }
+
     void unset(const std::string& key) const { requireGit({"config", scope_, "--unset-all", key}); }
+
+    void unset(Console& console, const std::string& key) const {
+        unset(key);
+        console.out().line("git config " + scope_ + " --unset-all " + key);
+    }
 
     /// Whether this command wrote what a key has.
     bool isOurs(const Trait& trait) const {
@@ -117,11 +137,7 @@ std::string quoted(const std::string& word) {
     if (word.find_first_not_of(kPlain) == std::string::npos) {
         return word;
     }
-    std::string result = "'";
-    for (const char c : word) {
-        result += c == '\'' ? "'\\''" : std::string(1, c);
-    }
-    return result + "'";
+    return inShellQuotes(word);
 }
 
 bool isOnPath(const std::string& program) {
@@ -223,7 +239,8 @@ std::vector<std::string> readLines(const std::string& file) {
     return split(std::string(bytes.begin(), bytes.end()), '\n');
 }
 
-void writeLines(Console& console, const std::string& file, const std::vector<std::string>& lines) {
+/// @param isEnded  whether a line feed ends the last line.
+void writeLines(Console& console, const std::string& file, const std::vector<std::string>& lines, bool isEnded = true) {
     const std::filesystem::path folder = std::filesystem::path(file).parent_path();
     if (!folder.empty()) {
         std::filesystem::create_directories(folder);
@@ -232,6 +249,7 @@ void writeLines(Console& console, const std::string& file, const std::vector<std
     for (const std::string& line : lines) {
         text += line + "\n";
     }
+    text.resize(text.size() - (isEnded || text.empty() ? 0 : 1));
     putFile(console.out(), file, Bytes(text.begin(), text.end()), {true, false});
 }
 
@@ -243,9 +261,21 @@ bool isOurAttribute(const std::string& line, const std::string& pattern) {
     return line == attributeLine(pattern, false) || line == attributeLine(pattern, true);
 }
 
+/// What undoing has to know of a file of attributes besides its lines: whether it was empty, or not ended by a line
+/// feed; nothing of any other.
+std::string endOf(const std::string& file) {
+    std::error_code gone;
+    const std::uintmax_t size = std::filesystem::file_size(file, gone);
+    if (gone || size == 0) {
+        return gone ? "" : "empty";
+    }
+    return readBytes(file, opc::Limits().maxPackageXmlSize).back() == '\n' ? "" : "unended";
+}
+
 /// Puts the lines for flowbooks into the attributes, in the place of those of an earlier setup.
-void addAttributes(Console& console, const std::string& file, bool filter) {
+void addAttributes(Console& console, const Config& config, const std::string& file, bool filter) {
     const std::vector<std::string> old = readLines(file);
+    const std::string end = endOf(file);
     std::vector<std::string> lines = old;
     for (const char* const pattern : kPatterns) {
         const std::string wanted = attributeLine(pattern, filter);
@@ -257,14 +287,26 @@ void addAttributes(Console& console, const std::string& file, bool filter) {
         present == lines.end() ? lines.push_back(wanted) : void(*present = wanted);
         console.out().line(printable(file) + ": " + wanted);
     }
-    if (lines != old) {
-        writeLines(console, file, lines);
+    if (lines == old) {
+        return;
     }
+    if (!end.empty() && config.values(kFormerEnd).empty()) {
+        config.add(kFormerEnd, end);
+    }
+    writeLines(console, file, lines);
 }
 
-void removeAttributes(Console& console, const std::string& file) {
+void removeAttributes(Console& console, const Config& config, const std::string& file) {
+    const std::vector<std::string> ends = config.values(kFormerEnd);
+    const std::string end = ends.empty() ? "" : ends.front();
+    if (!ends.empty()) {
+        config.unset(kFormerEnd);
+    }
     std::vector<std::string> lines = readLines(file);
     const std::size_t before = lines.size();
+    const bool isLast = std::any_of(std::begin(kPatterns), std::end(kPatterns), [&](const char* pattern) {
+        return !lines.empty() && isOurAttribute(lines.back(), pattern);
+    });
     for (const char* const pattern : kPatterns) {
         lines.erase(std::remove_if(lines.begin(), lines.end(),
                                    [&](const std::string& line) { return isOurAttribute(line, pattern); }),
@@ -273,10 +315,11 @@ void removeAttributes(Console& console, const std::string& file) {
     if (lines.size() == before) {
         return;
     }
-    if (lines.empty()) {
+    const bool isCutAgain = end == "unended" && isLast;
+    if (lines.empty() && end != "empty") {
         std::filesystem::remove(file);
     } else {
-        writeLines(console, file, lines);
+        writeLines(console, file, lines, !isCutAgain);
     }
     console.out().line(printable(file) + ": the lines of flowbooks removed");
 }
@@ -333,6 +376,17 @@ void removeEmptyConfig() {
 }
 
 bool isRepository() { return askProgram({"sh", "-c", "git rev-parse --git-dir 2>&1"}).code == 0; }
+
+/// Makes sure that git has a place for what is asked.
+void requirePlace(bool isGlobal) {
+    requireGit({"version"});
+    if (isGlobal && environmentOr("HOME", "").empty() && environmentOr("GIT_CONFIG_GLOBAL", "").empty()) {
+        throw Failure(ExitCode::InputOutput, "HOME is not set, so git has no configuration of yours");
+    }
+    if (!isGlobal && !isRepository()) {
+        throw Failure(ExitCode::InputOutput, "there is no git repository here; --global sets up all of yours");
+    }
+}
 
 /// The filter stays as an earlier setup had it.
 GitSetup withFormerFilter(const Config& config, GitSetup setup) {
@@ -441,6 +495,7 @@ std::string formerMergeTool() {
 }
 
 void setUpGit(Console& console, const GitSetup& asked) {
+    requirePlace(asked.isGlobal);
     const std::string file = attributesFile(asked.isGlobal);
     const Config config(asked.isGlobal);
     GitSetup setup = withFormerFilter(config, asked);
@@ -455,13 +510,14 @@ void setUpGit(Console& console, const GitSetup& asked) {
             config.set(console, key, value);
         }
     }
-    addAttributes(console, file, setup.filter);
+    addAttributes(console, config, file, setup.filter);
     if (setup.hook) {
         addHook(console, command);
     }
 }
 
 void undoGitSetup(Console& console, const GitSetup& setup) {
+    requirePlace(setup.isGlobal);
     const std::string file = attributesFile(setup.isGlobal);
     const Config config(setup.isGlobal);
     std::vector<std::string> ours;
@@ -471,21 +527,18 @@ void undoGitSetup(Console& console, const GitSetup& setup) {
         }
     }
     for (const std::string& key : ours) {
-        config.unset(key);
-        console.out().line("git config " + std::string(setup.isGlobal ? "--global" : "--local") + " --unset-all " +
-                           key);
+        config.unset(console, key);
     }
     for (const Trait& trait : kTraits) {
         const std::vector<std::string> former = config.values(std::string(kFormer) + trait.key);
         for (const std::string& value : config.values(trait.key).empty() ? former : std::vector<std::string>()) {
-            config.add(trait.key, value);
-            console.out().line("git config --add " + std::string(trait.key) + " '" + printable(value) + "'");
+            config.restore(console, trait.key, value);
         }
         if (!former.empty()) {
             config.unset(std::string(kFormer) + trait.key);
         }
     }
-    removeAttributes(console, file);
+    removeAttributes(console, config, file);
     if (!setup.isGlobal) {
         removeHook(console);
     }
@@ -498,6 +551,9 @@ void undoGitSetup(Console& console, const GitSetup& setup) {
     }
 }
 
-bool checkGitSetup(Console& console) { return SetupCheck(console).run(); }
+bool checkGitSetup(Console& console) {
+    requirePlace(false);
+    return SetupCheck(console).run();
+}
 
 }  // namespace flowbook::tool

@@ -36,8 +36,10 @@ struct MergeOptions {
 class Version {
 public:
     /// @param name  tells the three apart in messages of the library.
-    Version(const std::string& argument, const std::u16string& name)
-        : input_(argument, isFile(argument) ? Input::Purpose::Update : Input::Purpose::Read),
+    /// @param file  what messages call the file, whose versions git gives names of no meaning.
+    Version(const std::string& argument, const std::u16string& name, const std::optional<std::string>& file)
+        : shown_(file ? *file + " (" + fl::i18n::to_string(name) + ")" : argument),
+          input_(argument, isFile(argument) ? Input::Purpose::Update : Input::Purpose::Read),
           name_(isFile(argument) ? u"input://" + name + u".tqx" : input_.name()),
           file_(input_.storage()->openForReading(name_)) {}
 
@@ -48,7 +50,7 @@ public:
             return document_.emplace(name_, input_.storage());
         } catch (const std::exception&) {
             const Diagnosis diagnosis = diagnose();
-            throw Failure(diagnosis.code, input_.argument(), inWords(diagnosis.message), diagnosis.kind);
+            throw Failure(diagnosis.code, shown_, inWords(diagnosis.message), diagnosis.kind);
         }
     }
 
@@ -56,8 +58,8 @@ public:
     std::string inWords(std::string message) const {
         const std::string name = fl::i18n::to_string(name_);
         for (std::size_t at = message.find(name); at != std::string::npos; at = message.find(name, at)) {
-            message.replace(at, name.size(), input_.argument());
-            at += input_.argument().size();
+            message.replace(at, name.size(), shown_);
+            at += shown_.size();
         }
         return input_.inWords(std::move(message));
     }
@@ -75,6 +77,7 @@ private:
         return argument != "-" && std::filesystem::is_regular_file(argument, ignored);
     }
 
+    std::string shown_;
     Input input_;
     std::u16string name_;
     std::unique_ptr<foundation::storage::vfs::ReadableFile> file_;
@@ -148,9 +151,9 @@ void tell(Console& console, const MergeOptions& options, const kit::MergeResult&
 }
 
 void merge(Console& console, MergeOptions& options) {
-    Version base(options.base, u"base");
-    Version ours(options.ours, u"ours");
-    Version theirs(options.theirs, u"theirs");
+    Version base(options.base, u"base", options.file);
+    Version ours(options.ours, u"ours", options.file);
+    Version theirs(options.theirs, u"theirs", options.file);
     const kit::Document* const ancestor = base.isEmpty() ? nullptr : &base.open();
     const kit::Document& mine = ours.open();
     const kit::Document& yours = theirs.open();

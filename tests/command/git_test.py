@@ -5,6 +5,7 @@ usage: git_test.py FLOWBOOK_COMMAND"""
 
 import json
 import os
+import random
 import subprocess
 import sys
 import tempfile
@@ -82,7 +83,16 @@ class Git(unittest.TestCase):
         self.flowbook("git", "setup", "--undo")
         self.git("show-ref", "--verify", "-q", "refs/notes/textconv/flowbook", code=1)
         after = self.git("config", "--local", "--list"), (self.folder / ".gitattributes").read_text(encoding="utf-8")
-        self.assertEqual((sorted(after[0].split("\n")), after[1]), (sorted(before[0].split("\n")), before[1] + "\n"))
+        self.assertEqual((sorted(after[0].split("\n")), after[1]), (sorted(before[0].split("\n")), before[1]))
+        for left, wanted in ((b"", b""), (b"*.x y\n", b"*.x y\n"), (b"*.x y", b"*.x y\n*.z y\n")):
+            (self.folder / ".gitattributes").write_bytes(left)
+            self.flowbook("git", "setup")
+            with open(self.folder / ".gitattributes", "ab") as file:
+                file.write(b"" if wanted == left else b"*.z y\n")
+            self.flowbook("git", "setup", "--undo")
+            self.assertEqual((self.folder / ".gitattributes").read_bytes(), wanted)
+        for action in ([], ["--check"], ["--undo"]):
+            self.flowbook("git", "setup", *action, at=self.home, code=3)
         self.flowbook("git", "setup", "--global", "--filter")
         self.flowbook("git", "setup", "--global", "--undo")
         left = [path for path in self.home.rglob("*") if path.is_file() and self.folder not in path.parents]
@@ -108,7 +118,8 @@ class Git(unittest.TestCase):
     def test_filter_keeps_status_clean(self):
         self.flowbook("git", "setup", "--filter")
         odd = {"no.tqx": b"no flowbook", "cut.tqx": made.zipped(made.package())[:-9], "void.tqx": b"",
-               "docx.tqx": made.zipped({"a.txt": b"x" * 999})}
+               "docx.tqx": made.zipped({"a.txt": b"x" * 999}),
+               "many.tqx": made.zipped({**made.package(), **{f"part{number}": b"" for number in range(16384)}})}
         for name, content in odd.items():
             (self.folder / name).write_bytes(content)
         self.write("sub dir/a\n'.tqx", document=PROSE)
@@ -172,6 +183,23 @@ class Git(unittest.TestCase):
         self.git("checkout", "-q", "--", ".")
         self.assertEqual(self.flowbook("cat", "a.tqx"), "a\nb\n")
 
+    def test_a_full_disk_loses_nothing(self):
+        self.flowbook("git", "setup", "--filter")
+        noise = "".join(random.Random(1).choices("0123456789abcdef", k=200000))
+        self.write("a.tqx", document=made.rich(made.paragraph(noise)))
+        whole = (self.folder / "a.tqx").read_bytes()
+        limited = "trap '' XFSZ; ulimit -f 40; "  # of kibibytes; git is told of it like of a full disk
+        self.run_in("bash", "-c", limited + "git add a.tqx", code=128)
+        self.assertEqual((self.folder / "a.tqx").read_bytes(), whole)
+        self.commit()
+        (self.folder / "a.tqx").unlink()
+        self.run_in("bash", "-c", limited + "git checkout -- a.tqx", code=255)
+        self.git("checkout", "--", "a.tqx")
+        self.assert_clean()
+        self.assertEqual(self.flowbook("cat", "a.tqx"), noise + "\n")
+        for way in ("clean", "smudge"):
+            self.run_in("bash", "-c", f"flowbook git {way} <a.tqx >/dev/full", code=3)
+
     def test_old_history_is_brought_into_the_form(self):
         self.write("a.tqx", document=PROSE)
         self.commit()
@@ -215,6 +243,15 @@ class Git(unittest.TestCase):
             self.git("commit", "-qm", "x")
         sarif = json.loads(self.flowbook("check", "--format=sarif", "a.tqx", "--", "-a b.tqx"))
         self.assertEqual((sarif["version"], sarif["runs"][0]["results"]), ("2.1.0", []))
+        self.write("sub/w x.tqx", root=[made.TO_DOCUMENT, ("r1", "t", "/gone")])
+        (self.folder / "cut.tqx").write_bytes(whole[:-9])
+        sarif = json.loads(self.flowbook("check", "--format=sarif", "cut.tqx", "sub", code=4))
+        found = [(each["ruleId"], each["level"], each["locations"][0]["physicalLocation"]["artifactLocation"]["uri"])
+                 for each in sarif["runs"][0]["results"]]
+        self.assertEqual(found, [("package.unreadable", "error", "cut.tqx"),
+                                 ("relationship.dangling", "warning", "sub/w%20x.tqx")])
+        self.assertEqual({rule["id"] for rule in sarif["runs"][0]["tool"]["driver"]["rules"]},
+                         {rule for rule, _, _ in found})
         (self.folder / "hooks of ours/pre-commit").write_text("mine", encoding="utf-8")
         self.flowbook("git", "setup", "--hook", code=1)
 

@@ -115,17 +115,18 @@ TEST(GitForm, CleanIsTheSameAfterCleanAndSmudge) {
     for (unsigned seed = 0; seed < 1000; ++seed) {
         SCOPED_TRACE(seed);
         const Bytes book = randomBook(seed);
-        for (const bool strips : {false, true}) {
-            const Bytes clean = toStoredForm(book, strips).bytes;
-            ASSERT_EQ(toStoredForm(clean, strips).bytes, clean);
-            const Bytes smudged = toDeflatedForm(clean);
-            ASSERT_EQ(toStoredForm(smudged, strips).bytes, clean);
-            ASSERT_EQ(toStoredForm(toDeflatedForm(book), strips).bytes, clean);
-            ASSERT_EQ(smudged, canonical(Document(clean)));
-            if (!strips) {
-                ASSERT_EQ(contentDigest(Document(smudged)), contentDigest(Document(book)));
-                ASSERT_EQ(clean, canonical(Document(book), CompressionType::None));
-            }
+        const bool strips = seed % 2 != 0;
+        const Bytes clean = toStoredForm(book, strips).bytes;
+        ASSERT_EQ(toStoredForm(clean, strips).bytes, clean);
+        const Bytes smudged = toDeflatedForm(clean);
+        ASSERT_EQ(toStoredForm(smudged, strips).bytes, clean);
+        if (const Bytes deflated = toDeflatedForm(book); deflated != book) {
+            ASSERT_EQ(toStoredForm(deflated, strips).bytes, clean);
+        }
+        ASSERT_EQ(smudged, canonical(Document(clean)));
+        if (!strips) {
+            ASSERT_EQ(contentDigest(Document(smudged)), contentDigest(Document(book)));
+            ASSERT_EQ(clean, canonical(Document(book), CompressionType::None));
         }
     }
 }
