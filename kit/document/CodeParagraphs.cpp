@@ -3,6 +3,7 @@
 #include "fl/i18n/Conversion.hpp"
 #include "flowbook/FlowbookFileUtils.hpp"
 #include "kit/document/Characters.hpp"
+#include "kit/document/StoredText.hpp"
 #include "opc/Exception.hpp"
 
 #include <algorithm>
@@ -142,7 +143,7 @@ std::string newTextParagraph(std::string_view text, bool declares) {
 
 std::vector<std::string> codeParagraphs(const fl::Bytes& document) {
     std::vector<std::string> code;
-    for (const Paragraph& paragraph : requireRichText(document).paragraphs) {
+    for (const Paragraph& paragraph : requireRichText(inUtf8(document, "the code")).paragraphs) {
         if (paragraph.code) {
             code.push_back(withLineFeeds(*paragraph.code));
         }
@@ -151,11 +152,12 @@ std::vector<std::string> codeParagraphs(const fl::Bytes& document) {
 }
 
 fl::Bytes withCodeParagraphs(const fl::Bytes& document, const std::vector<std::string>& code) {
-    const std::string_view bytes(reinterpret_cast<const char*>(document.data()), document.size());
+    const fl::Bytes utf8 = inUtf8(document, "the code");
+    const std::string_view bytes(reinterpret_cast<const char*>(utf8.data()), utf8.size());
     std::string result;
     std::size_t done = 0;
     std::size_t number = 0;
-    for (const Paragraph& paragraph : requireRichText(document).paragraphs) {
+    for (const Paragraph& paragraph : requireRichText(utf8).paragraphs) {
         if (!paragraph.code || number++ >= code.size()) {
             continue;
         }
@@ -167,6 +169,9 @@ fl::Bytes withCodeParagraphs(const fl::Bytes& document, const std::vector<std::s
     if (number != code.size()) {
         throw opc::Exception(opc::ErrorKind::Misuse, std::to_string(code.size()) + " texts are given for " +
                                                          std::to_string(number) + " code paragraphs");
+    }
+    if (done == 0) {
+        return document;
     }
     result.append(bytes.substr(done));
     return {result.begin(), result.end()};

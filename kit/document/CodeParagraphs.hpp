@@ -15,7 +15,8 @@ namespace flowbook::kit {
 std::vector<std::string> codeParagraphs(const fl::Bytes& document);
 
 /// The document with other code in its code paragraphs. Their markup, all other paragraphs, and paragraphs whose code
-/// is the same keep their bytes. What XML cannot hold becomes U+FFFD, as the library has it.
+/// is the same keep their bytes. What XML cannot hold becomes U+FFFD, as the library has it. A document in another
+/// encoding that is changed becomes UTF-8.
 /// @param code  UTF-8, one text for each of codeParagraphs().
 /// @throws opc::Exception (damaged) for a malformed document, (misuse) for another number of texts.
 fl::Bytes withCodeParagraphs(const fl::Bytes& document, const std::vector<std::string>& code);

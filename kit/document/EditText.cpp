@@ -3,6 +3,7 @@
 #include "fl/i18n/Conversion.hpp"
 #include "kit/document/Characters.hpp"
 #include "kit/document/CodeParagraphs.hpp"
+#include "kit/document/StoredText.hpp"
 #include "opc/Exception.hpp"
 
 #include <algorithm>
@@ -403,7 +404,8 @@ private:
 }  // namespace
 
 std::string editText(const fl::Bytes& document) {
-    const Body body(document);
+    const fl::Bytes utf8 = inUtf8(document, "the code");
+    const Body body(utf8);
     std::string text;
     for (const Block& block : body.blocks()) {
         const std::string code = block.code == nullptr ? "" : withLineFeeds(*block.code->code);
@@ -420,10 +422,12 @@ std::string editText(const fl::Bytes& document) {
 }
 
 fl::Bytes withEditText(const fl::Bytes& document, std::string_view text) {
-    const Body body(document);
+    const fl::Bytes utf8 = inUtf8(document, "the code");
+    const Body body(utf8);
     std::vector<Item> items = Reader(body.blocks(), text).read();
     Pairing(body.blocks(), items).run();
-    return body.with(items);
+    fl::Bytes changed = body.with(items);
+    return changed == utf8 ? document : std::move(changed);
 }
 
 }  // namespace flowbook::kit

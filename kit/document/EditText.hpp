@@ -16,7 +16,8 @@ namespace flowbook::kit {
 std::string editText(const fl::Bytes& document);
 
 /// The document that an edited text stands for. What is kept has the same bytes as before; code that was changed keeps
-/// the markup of its paragraph, and code that was added becomes new paragraphs.
+/// the markup of its paragraph, and code that was added becomes new paragraphs. A document in another encoding that is
+/// changed becomes UTF-8.
 /// @param text  a change of what editText() gives for the document.
 /// @throws opc::Exception (damaged) for a malformed document; (misuse), telling the line, for prose that was changed or
 ///         repeated, and for blocks that are not closed.

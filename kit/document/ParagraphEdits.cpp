@@ -1,6 +1,7 @@
 #include "kit/document/ParagraphEdits.hpp"
 
 #include "kit/document/CodeParagraphs.hpp"
+#include "kit/document/StoredText.hpp"
 #include "opc/Exception.hpp"
 
 #include <algorithm>
@@ -282,11 +283,13 @@ private:
 }  // namespace
 
 fl::Bytes withParagraphEdits(const fl::Bytes& document, const std::vector<ParagraphEdit>& edits) {
-    Editing editing(document);
+    const fl::Bytes utf8 = inUtf8(document, "the code");
+    Editing editing(utf8);
     for (const ParagraphEdit& edit : edits) {
         editing.add(edit);
     }
-    return editing.take();
+    fl::Bytes changed = editing.take();
+    return changed == utf8 ? document : std::move(changed);
 }
 
 }  // namespace flowbook::kit

@@ -3,6 +3,7 @@
 #include "fl/i18n/Conversion.hpp"
 #include "foundation/release_info/ReleaseInfo.hpp"
 #include "kit/document/Characters.hpp"
+#include "kit/document/CodeParagraphs.hpp"
 #include "kit/document/PropertyElements.hpp"
 #include "kit/document/References.hpp"
 #include "kit/document/StoredText.hpp"
@@ -235,10 +236,13 @@ std::set<std::string> reachedIn(const Package& package) {
 }
 
 bool hasMarkers(const Document& document) {
-    if (document.form() == CodeForm::Encrypted) {
+    if (document.form() == CodeForm::Encrypted || document.form() == CodeForm::None) {
         return false;
     }
-    const std::string code = fl::i18n::to_string(document.code());
+    std::string code;
+    for (const std::string& paragraph : codeParagraphs(document.storedCode())) {
+        code += paragraph + "\n";
+    }
     return findMarked(wholeLines(code), 0).has_value();
 }
 

@@ -3,7 +3,7 @@
 #include "fl/i18n/Conversion.hpp"
 #include "flowbook/FlowbookFilePackage.hpp"
 #include "foundation/storage/vfs/MemoryStorage.hpp"
-#include "kit/document/XmlReader.hpp"
+#include "kit/document/StoredText.hpp"
 #include "opc/Exception.hpp"
 #include "opc/zippackage/ZipPhysicalPackage.hpp"
 
@@ -69,7 +69,8 @@ private:
         const auto code = document_.codePart();
         code_ = code ? code->getName().folded() : "";
         if (document_.form() == CodeForm::Rich) {
-            readXml(contentOf(*code), document_.where(*code), XmlEncoding::Utf8, mentioned_);
+            const fl::Bytes content = contentOf(*code);
+            readXml(content, document_.where(*code), encodingOf(content), mentioned_);
         }
     }
 

@@ -60,4 +60,4 @@ STAY_3(PyList_SetItem) STAY_3(PyModule_AddObject) STAY_3(PyObject_GenericSetDict
 STAY_3(PyObject_SetAttrString) STAY_3(PyObject_SetItem) STAY_3(PyTuple_SetItem) STAY_3(PyUnicode_AsEncodedString)
 STAY_3(PyUnicode_DecodeUTF8)
 STAY_4(PyCMethod_New) STAY_4(PyUnicode_DecodeUTF16)
-// clang-format on
+    // clang-format on

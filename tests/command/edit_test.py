@@ -10,6 +10,7 @@ import subprocess
 import sys
 import tempfile
 import unittest
+import zipfile
 from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "support"))
@@ -50,6 +51,19 @@ class Edit(unittest.TestCase):
 
     def stored(self, name):
         return self.flowbook("cat", "--format=xml", name)
+
+    def test_other_encodings_become_utf8(self):
+        xml = made.rich(made.paragraph("Wh\u00e4", "Text"), made.paragraph("a = 1;"), made.paragraph("\u00e4 = 1;"))
+        for encoding in ("utf-16", "iso-8859-1"):
+            document = f'<?xml version="1.0" encoding="{encoding}"?>{xml.decode()}'.encode(encoding)
+            self.put("a", document=document)
+            self.flowbook("edit", "a.tqx")
+            with zipfile.ZipFile(self.folder / "a.tqx") as archive:
+                self.assertEqual(archive.read(made.DOCUMENT), document)
+            self.flowbook("edit", "a.tqx", editor="sed -i 's/a = 1/a = 2/' $1")
+            self.assertEqual(self.stored("a.tqx"), '<?xml version="1.0" encoding="UTF-8"?>' +
+                             xml.decode().replace("a = 1;", "a = 2;", 1))
+            self.flowbook("check", "a.tqx")
 
     def kept(self):
         """What an edit left behind, which is removed."""
