@@ -1,9 +1,11 @@
 #include "Commands.hpp"
-#include "commands/CodeEditing.hpp"
+#include "commands/Change.hpp"
+#include "fl/i18n/Conversion.hpp"
 #include "io/ForEachInput.hpp"
 #include "io/OpenDocument.hpp"
 #include "io/SharedOptions.hpp"
-#include "kit/package/Conflicts.hpp"
+#include "kit/compare/Conflicts.hpp"
+#include "kit/document/CodeParagraphs.hpp"
 #include "opc/zippackage/ZipPhysicalPackage.hpp"
 #include "terminal/Failure.hpp"
 #include "terminal/Text.hpp"
@@ -74,9 +76,19 @@ Conflicts chosen(const Conflicts& open, const std::vector<std::string>& words) {
 }
 
 void settleCode(const Input& input, kit::Side side) {
-    const CodeEditing editing(input, false);
-    const std::string text = kit::settledText(editing.text(), side);
-    editing.save(Bytes(text.begin(), text.end()), "the code");
+    const kit::Document document = openDocument(input);
+    Change change;
+    Bytes settled = kit::settledCode(document.storedCode(), side);
+    if (document.form() == kit::CodeForm::Rich) {
+        change.rich = std::move(settled);
+    } else {
+        std::string code;
+        for (const std::string& paragraph : kit::codeParagraphs(settled)) {
+            code += paragraph + "\n";
+        }
+        change.code = fl::i18n::utf8_to_ustring(code.substr(0, code.empty() ? 0 : code.size() - 1));
+    }
+    apply(change, input);
 }
 
 void settleOthers(const Input& input, const Conflicts& conflicts, kit::Side side, const kit::Shown& before) {

@@ -3,6 +3,7 @@
 #include "fl/i18n/Conversion.hpp"
 #include "kit/document/Characters.hpp"
 #include "kit/document/CodeParagraphs.hpp"
+#include "kit/document/References.hpp"
 #include "kit/document/StoredText.hpp"
 #include "opc/Exception.hpp"
 
@@ -59,7 +60,9 @@ std::string wordsOf(const Paragraph& paragraph) {
 class Body {
 public:
     explicit Body(const fl::Bytes& document)
-        : bytes_(reinterpret_cast<const char*>(document.data()), document.size()), text_(requireRichText(document)) {
+        : bytes_(reinterpret_cast<const char*>(document.data()), document.size()),
+          text_(requireRichText(document)),
+          references_(findReferences(document, "the code")) {
         dropSectionProperties();
         std::size_t begin = text_.body.begin;
         auto paragraph = text_.paragraphs.cbegin();
@@ -108,7 +111,8 @@ private:
         if (isParagraph && paragraphs.first->code) {
             block.code = &*paragraphs.first;
             words = besideCode(paragraphs);
-            block.line = words.empty() ? "" : std::string(kOpen) + " [beside]" + words;
+            const bool isAlone = words.empty() && !hasReferences(span);
+            block.line = isAlone ? "" : std::string(kOpen) + " [beside]" + words;
         } else {
             const std::string kind = isParagraph ? paragraphs.first->style : "<" + nameAt(span.begin) + ">";
             for (auto each = paragraphs.first; each != paragraphs.second; ++each) {
@@ -136,6 +140,14 @@ private:
             result = line + " (" + std::to_string(++number) + ")";
         }
         return result;
+    }
+
+    /// Whether a picture or a link is in a block, which has no words for it perhaps.
+    bool hasReferences(XmlSpan span) const {
+        const auto first =
+            std::lower_bound(references_.begin(), references_.end(), span.begin,
+                             [](const Reference& each, std::size_t at) { return each.value.begin < at; });
+        return first != references_.end() && first->value.begin < span.end;
     }
 
     /// What a code paragraph shows besides its code; empty when there is nothing.
@@ -176,6 +188,7 @@ private:
 
     std::string_view bytes_;
     RichText text_;
+    std::vector<Reference> references_;
     std::vector<Block> blocks_;
     std::map<std::string, std::string> meanings_;  ///< the bytes that each line stands for
     std::map<std::string, std::size_t> numbers_;   ///< given to lines that would stand for several

@@ -4,7 +4,8 @@
 Each round makes three versions as different programs would write them, so that ids and part names clash, and asks of
 the result: each picture, link and output that a side shows at a paragraph is shown there or stands in a conflict,
 nothing refers to nothing, and the laws merge(b,o,b)=o, merge(b,b,t)=t, merge(b,o,o)=o hold, as does the exchange of
-the sides. FLOWBOOK_MERGES is the number of rounds; FLOWBOOK_SEED, or SEED, starts them elsewhere.
+the sides; to settle conflicts afterwards gives what a merge that settles them gives. FLOWBOOK_MERGES is the number of
+rounds; FLOWBOOK_SEED, or SEED, starts them elsewhere.
 """
 
 import copy
@@ -317,6 +318,8 @@ class Round:
         self.laws()
         found, conflicts, told = self.merge("b", "o", "t")
         self.check(not found.faults, "result", found.faults)
+        with open(f"{self.folder}/m.tqx", "rb") as file:
+            merged = file.read()
         self.paragraphs(found, any("conflict in code" in line for line in conflicts), told)
         self.rest(found, conflicts, told)
         other, others, _ = self.merge("b", "t", "o")
@@ -324,10 +327,28 @@ class Round:
         if not conflicts:
             for field in ("texts", "shown", "hanging", "properties"):
                 self.check(getattr(found, field) == getattr(other, field), "exchange of", field)
+        has_conflicts = bool(conflicts)
         for side in ("ours", "theirs"):
             found, conflicts, told = self.merge("b", "o", "t", "--" + side)
+            if has_conflicts:
+                self.resolve(merged, side, found)
             self.check(not conflicts and not found.faults, side, conflicts, found.faults)
             self.check("<<<<<<<" not in found.code, side, found.code)
+
+    def resolve(self, merged, side, wanted):
+        """To settle all conflicts with a side is to have had them settled by the merge."""
+        with open(f"{self.folder}/r.tqx", "wb") as file:
+            file.write(merged)
+        for options in (["--" + side], []):
+            done = subprocess.run([self.command, "resolve", "r.tqx", *options], cwd=self.folder, capture_output=True,
+                                  timeout=120, check=False)
+            self.check((done.returncode, done.stderr) == (0, b""), "resolve", options, done)
+        with open(f"{self.folder}/r.tqx", "rb") as file:
+            found = Found(file.read())
+        self.check(not found.faults, "resolve", side, found.faults)
+        for field in ("texts", "shown"):
+            self.check(getattr(found, field) == getattr(wanted, field), "resolve", side, field)
+        self.check(all(found.properties.get(key) == wanted.properties.get(key) for key in PROPERTIES), "resolve", side)
 
     def paragraphs(self, result, is_conflict, told):
         base, ours, theirs = (self.found[name].shown for name in "bot")

@@ -58,6 +58,8 @@ MERGES = [
      book(*BASE, drawn(1), pictures="t"), [], CODE, "Why a/b/c/d End Figure<o>", "Why a/b/c/d End Figure<t>"),
     ("a picture beside code, which both change", book(*BASE), book("Why", beside("A\nb\nc\nd"), "End", pictures="o"),
      book("Why", "x\nb\nc\nD", "End"), [], CODE, "Why A/b/c/D<o> End", "Why x/b/c/D End"),
+    ("the same code, with a picture and without", book("Why", "a", "End"),
+     book("Why", beside("b"), "End", pictures="o"), book("Why", "b", "End"), [], CODE, "Why b<o> End", "Why b End"),
     ("a paragraph that one divides", book(*BASE), book("Why", "a\nb", "C\nd", "End"),
      book("Why", "a\nb\nx\nd", "End"), [], CODE, "Why a/b C/d End", "Why a/b/x/d End"),
     ("UTF-16", book(*BASE, "\u00c4", drawn(1), pictures="b", encoding="utf-16"),

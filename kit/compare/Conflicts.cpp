@@ -1,7 +1,8 @@
-#include "kit/package/Conflicts.hpp"
+#include "kit/compare/Conflicts.hpp"
 
 #include "fl/i18n/Conversion.hpp"
 #include "foundation/release_info/ReleaseInfo.hpp"
+#include "kit/compare/ParagraphLines.hpp"
 #include "kit/document/Characters.hpp"
 #include "kit/document/CodeParagraphs.hpp"
 #include "kit/document/PropertyElements.hpp"
@@ -35,19 +36,6 @@ using Relationships = std::vector<opc::model::Relationship>;
 
 PartName nameOf(const std::string& name) { return PartName(fl::i18n::to_ustring(name)); }
 
-/// Lines with the line feeds that end them.
-std::vector<std::string_view> wholeLines(std::string_view text) {
-    std::vector<std::string_view> lines;
-    while (!text.empty()) {
-        const std::size_t end = std::min(text.find('\n'), text.size() - 1) + 1;
-        lines.push_back(text.substr(0, end));
-        text.remove_prefix(end);
-    }
-    return lines;
-}
-
-bool isMiddle(std::string_view line) { return line == kMiddleMark || line == std::string(kMiddleMark) + "\n"; }
-
 /// Where a conflict lies among lines; nothing when its markers are not complete.
 struct MarkedLines {
     std::size_t begin, middle, end;
@@ -60,7 +48,7 @@ std::optional<MarkedLines> findMarked(const std::vector<std::string_view>& lines
         if (startsWith(lines[i], kOursMark)) {
             found.begin = i;
             place = Ours;
-        } else if (place == Ours && isMiddle(lines[i])) {
+        } else if (place == Ours && lines[i] == kMiddleMark) {
             found.middle = i;
             place = Theirs;
         } else if (place == Theirs && startsWith(lines[i], kTheirsMark)) {
@@ -69,6 +57,21 @@ std::optional<MarkedLines> findMarked(const std::vector<std::string_view>& lines
         }
     }
     return std::nullopt;
+}
+
+/// Which lines a side has, of all; nothing that is not in conflict is left out.
+std::vector<bool> keptLines(const std::vector<std::string_view>& lines, Side side) {
+    std::vector<bool> kept(lines.size(), true);
+    const auto leaveOut = [&](std::size_t begin, std::size_t end) {
+        std::fill(kept.begin() + static_cast<std::ptrdiff_t>(begin), kept.begin() + static_cast<std::ptrdiff_t>(end),
+                  false);
+    };
+    for (auto found = findMarked(lines, 0); found; found = findMarked(lines, found->end + 1)) {
+        kept[found->begin] = false;
+        side == Side::Ours ? leaveOut(found->middle, found->end + 1) : leaveOut(found->begin, found->middle + 1);
+        kept[found->end] = false;
+    }
+    return kept;
 }
 
 boost::json::object readProperties(const fl::Bytes& content) {
@@ -239,11 +242,16 @@ bool hasMarkers(const Document& document) {
     if (document.form() == CodeForm::Encrypted || document.form() == CodeForm::None) {
         return false;
     }
-    std::string code;
-    for (const std::string& paragraph : codeParagraphs(document.storedCode())) {
-        code += paragraph + "\n";
+    const std::vector<std::string> paragraphs = codeParagraphs(document.storedCode());
+    std::vector<std::string_view> lines;
+    for (std::string_view text : paragraphs) {
+        for (std::size_t end = text.find('\n'); end != std::string_view::npos; end = text.find('\n')) {
+            lines.push_back(text.substr(0, end));
+            text.remove_prefix(end + 1);
+        }
+        lines.push_back(text);
     }
-    return findMarked(wholeLines(code), 0).has_value();
+    return findMarked(lines, 0).has_value();
 }
 
 }  // namespace
@@ -276,22 +284,32 @@ std::vector<OpenConflict> openConflicts(const Document& document) {
     return open;
 }
 
-std::string settledText(const std::string& text, Side side) {
-    const std::vector<std::string_view> lines = wholeLines(text);
-    std::string settled;
-    std::size_t at = 0;
-    const auto keep = [&](std::size_t begin, std::size_t end) {
-        for (std::size_t i = begin; i < end; ++i) {
-            settled.append(lines[i]);
-        }
-    };
-    for (auto found = findMarked(lines, 0); found; found = findMarked(lines, at)) {
-        keep(at, found->begin);
-        side == Side::Ours ? keep(found->begin + 1, found->middle) : keep(found->middle + 1, found->end);
-        at = found->end + 1;
+fl::Bytes settledCode(const fl::Bytes& document, Side side) {
+    const auto asItStands = [](const std::string& id) { return escapedValue(id); };
+    const auto paragraphs = ParagraphLines::cut(inUtf8(document, "the code"), {}, asItStands);
+    if (!paragraphs) {
+        throw opc::Exception(opc::ErrorKind::Damaged, "the code cannot be read");
     }
-    keep(at, lines.size());
-    return settled;
+    std::vector<std::string_view> texts;
+    for (const BlockLine& line : paragraphs->lines()) {
+        texts.push_back(paragraphs->isCode(line) ? std::string_view(line.text) : std::string_view());
+    }
+    const std::vector<bool> kept = keptLines(texts, side);
+    std::string result = paragraphs->spelled(paragraphs->head(), asItStands);
+    std::size_t line = 0;
+    for (std::size_t block = 0; block < paragraphs->blocks().size(); ++block) {
+        std::optional<std::string> code;
+        for (; line < texts.size() && paragraphs->lines()[line].block == block; ++line) {
+            if (kept[line]) {
+                code = code ? *code + "\n" + std::string(texts[line]) : std::string(texts[line]);
+            }
+        }
+        const MergeBlock& each = paragraphs->blocks()[block];
+        const bool isCode = each.paragraph.code.has_value();
+        result += code ? paragraphs->spelled(each, isCode ? code : std::nullopt, asItStands) : "";
+    }
+    result += paragraphs->spelled(paragraphs->tail(), asItStands);
+    return {result.begin(), result.end()};
 }
 
 Shown shownBy(const Document& document) { return {reachedIn(document.package()), idsIn(document.package())}; }

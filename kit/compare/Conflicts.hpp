@@ -29,8 +29,10 @@ enum class Side { Ours, Theirs };
 /// read.
 std::vector<OpenConflict> openConflicts(const Document& document);
 
-/// The text without conflict markers and without the lines of the other side. Markers that are not complete stay.
-std::string settledText(const std::string& text, Side side);
+/// The code without conflict markers and without what the other side has between them: a line of a code paragraph, or
+/// a paragraph. All else keeps its bytes; markers that are not complete stay.
+/// @param document  plain or rich code as it is stored. @throws opc::Exception (damaged) when it cannot be read.
+fl::Bytes settledCode(const fl::Bytes& document, Side side);
 
 /// What a flowbook shows before conflicts in it are settled.
 struct Shown {
