@@ -118,7 +118,7 @@ Bytes copyOf(const Input& input, const std::u16string& name) {
 
 void copyIntoFolder(Console& console, const CopyOptions& options) {
     SafeFolder folder(*options.folder, options.permission.force);
-    forEachInput(console, options.inputs, [&](const Input& input, Report&) {
+    forEachInput(console, options.inputs, namesForFolder(options.inputs), [&](const Input& input, Report&) {
         const std::string& name = input.nameInFolder();
         folder.write(name, copyOf(input, nameOfFlowbook(name)));
     });

@@ -156,7 +156,7 @@ constexpr auto kExtractOptions = optionTable(
     kFolder<&ExtractOptions::folder>.required(), kForce<&ExtractOptions::force>);
 
 void extractFrom(Console& console, ExtractOptions& options) {
-    const std::vector<InputName> names = options.inputs.names();
+    const std::vector<InputName> names = namesForFolder(options.inputs);
     const bool isOne =
         names.size() == 1 && !options.inputs.files.empty() && names.front().path == options.inputs.files.front();
     std::unique_ptr<SafeFolder> folder;

@@ -27,7 +27,7 @@ void tellFaults(const std::vector<kit::Property>& properties, const Input& input
     const std::string* told = nullptr;
     for (const kit::Property& property : properties) {
         if (!property.fault.empty() && (told == nullptr || *told != property.fault)) {
-            report.attempt(&input, [&] { throw Failure(ExitCode::Damaged, property.fault); });
+            report.attempt(&input, [&] { throw failureOf(property); });
             told = &property.fault;
         }
     }

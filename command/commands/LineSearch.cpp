@@ -165,14 +165,15 @@ std::string LineSearch::replaced(std::string_view line, const std::string& rewri
 }
 
 void LineSearch::requireRewrite(const std::string& rewrite) const {
-    std::string error;
+    const std::string start = "invalid replacement '" + rewrite + "': ";
     const int most = expression_->NumberOfCapturingGroups() - firstGroup();
-    if (!expression_->CheckRewriteString(rewrite, &error)) {
-        throw Failure(ExitCode::Usage, "invalid replacement '" + rewrite + "': " + error);
-    }
     if (RE2::MaxSubmatch(rewrite) > most) {
-        throw Failure(ExitCode::Usage,
-                      "invalid replacement '" + rewrite + "': the pattern has " + std::to_string(most) + " groups");
+        throw Failure(ExitCode::Usage, start + "it names group " + std::to_string(RE2::MaxSubmatch(rewrite)) +
+                                           ", and the pattern has " + std::to_string(most));
+    }
+    std::string error;
+    if (!expression_->CheckRewriteString(rewrite, &error)) {
+        throw Failure(ExitCode::Usage, start + "a digit or another backslash must follow a backslash");
     }
 }
 

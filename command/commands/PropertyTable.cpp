@@ -84,12 +84,15 @@ private:
 using Column = std::optional<std::string> PropertyOptions::*;
 
 /// The property of each column; null for the column of files.
-std::vector<Column> readColumns(CsvReader& reader) {
+std::vector<Column> readColumns(CsvReader& reader, const std::string& argument) {
     const std::pair<const char*, Column> known[] = {{"file", nullptr},
                                                     {"title", &PropertyOptions::title},
                                                     {"description", &PropertyOptions::description},
                                                     {"version", &PropertyOptions::version}};
     std::vector<Column> columns;
+    if (reader.atEnd()) {
+        throw Failure(ExitCode::Usage, argument, "the table is empty");
+    }
     for (const Cell& cell : reader.next()) {
         const auto* const found =
             std::find_if(std::begin(known), std::end(known), [&](const auto& each) { return each.first == cell.text; });
@@ -112,7 +115,7 @@ std::vector<Column> readColumns(CsvReader& reader) {
 PropertyTable readPropertyTable(const std::string& argument) {
     const std::string text = toText(readSource(argument));
     CsvReader reader(argument, text);
-    const std::vector<Column> columns = readColumns(reader);
+    const std::vector<Column> columns = readColumns(reader, argument);
     PropertyTable table;
     while (!reader.atEnd()) {
         const CsvRow row = reader.next();
@@ -131,6 +134,11 @@ PropertyTable readPropertyTable(const std::string& argument) {
             } else if (row[i].isQuoted || !row[i].text.empty()) {
                 properties.*columns[i] = row[i].text;
             }
+        }
+        try {
+            properties.check();
+        } catch (const Failure& failure) {
+            reader.fail(failure.what());
         }
         if (file.empty() || !table.emplace(file, properties).second) {
             reader.fail(file.empty() ? "no file is named" : "the file '" + file + "' is there twice");

@@ -38,7 +38,6 @@ void prepare(SetOptions& options) {
     if (options.table) {
         options.rows = readPropertyTable(*options.table);
         for (const auto& [file, properties] : options.rows) {
-            properties.check();
             options.changes.inputs.files.push_back(file);
         }
     } else if (change.empty()) {

@@ -8,6 +8,7 @@
 #include "opc/Limits.hpp"
 #include "terminal/Failure.hpp"
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
@@ -80,6 +81,10 @@ StorageSystemReference machine() {
 
 Bytes readBytes(const std::string& argument, std::uint64_t limit) {
     if (argument == "-") {
+        static std::atomic<bool> isRead{false};
+        if (isRead.exchange(true)) {
+            throw Failure(ExitCode::Usage, "standard input can be read only once, and '-' names it again");
+        }
         return readAll(stdin, argument, limit);
     }
     const FilePtr file(std::fopen(argument.c_str(), "rbe"), &std::fclose);

@@ -9,7 +9,7 @@
 namespace flowbook::tool {
 
 /// The bytes of a file, or of standard input for "-".
-/// @throws Failure, also when there are more than `limit`.
+/// @throws Failure, also when there are more than `limit`, and when standard input is asked for again.
 Bytes readBytes(const std::string& argument, std::uint64_t limit);
 
 /// A flowbook that was named to the command: a file of any name, which need not be UTF-8 nor have an

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <fts.h>
+#include <map>
 #include <memory>
 #include <sys/stat.h>
 #include <system_error>
@@ -124,13 +125,26 @@ std::vector<InputName> InputOptions::names() const {
     for (const std::string& argument : files) {
         add(names, argument, allowEmpty);
     }
-    if (!filesFrom.empty()) {
-        const auto listed = split(readBytes(filesFrom, kLongestList), separatedByNul ? '\0' : '\n');
+    for (const std::string& list : filesFrom) {
+        const auto listed = split(readBytes(list, kLongestList), separatedByNul ? '\0' : '\n');
         if (listed.empty() && !allowEmpty) {
-            throw Failure(ExitCode::InputOutput, filesFrom, kEmptyList, FlowbookErrorKind::Absent);
+            throw Failure(ExitCode::InputOutput, list, kEmptyList, FlowbookErrorKind::Absent);
         }
         for (const std::string& name : listed) {
             add(names, name, allowEmpty);
+        }
+    }
+    return names;
+}
+
+std::vector<InputName> namesForFolder(const InputOptions& inputs) {
+    std::vector<InputName> names = inputs.names();
+    std::map<std::string, std::string> taken;
+    for (InputName& name : names) {
+        const auto [first, isNew] = taken.emplace(name.nameInFolder, name.path);
+        if (!name.problem && !isNew) {
+            name.problem = Diagnosis{ExitCode::InputOutput, FlowbookErrorKind::Conflict, "",
+                                     "would have the same name in the folder as '" + first->second + "'"};
         }
     }
     return names;

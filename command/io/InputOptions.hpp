@@ -18,7 +18,7 @@ struct InputName {
 /// The arguments of a command that works on many files.
 struct InputOptions {
     std::vector<std::string> files;
-    std::string filesFrom;
+    std::vector<std::string> filesFrom;
     bool separatedByNul = false;
     unsigned jobs = 0;  ///< 0: as many as the machine has cores
     bool allowEmpty = false;
@@ -31,6 +31,10 @@ struct InputOptions {
     /// @throws Failure when no file is named, or --files-from cannot be read or names none.
     std::vector<InputName> names() const;
 };
+
+/// As InputOptions::names(), for a command that makes one file of each input in one folder: where two inputs would have
+/// the same name there, the second is a problem.
+std::vector<InputName> namesForFolder(const InputOptions& inputs);
 
 /// The input of a command that makes one file.
 /// @throws Failure (usage) when there are several inputs, and as InputOptions::names().

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kit/document/Document.hpp"
+#include "terminal/Failure.hpp"
 #include "terminal/Json.hpp"
 
 namespace flowbook::tool {
@@ -9,6 +10,9 @@ namespace flowbook::tool {
 
 /// The text of a part's content type.
 std::string typeOf(const opc::model::Part& part);
+
+/// Why a property cannot be read. @param property  one with a fault.
+Failure failureOf(const kit::Property& property);
 
 /// Writes "properties", an object; a property that is absent is null.
 void writeProperties(Json& json, const std::vector<kit::Property>& properties);

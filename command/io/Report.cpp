@@ -29,7 +29,8 @@ bool isUtf8(const std::string& text) {
 /// The name of the file stands before each message, so that the message need not begin with it; and one about a
 /// container that cannot be read says what to do.
 std::string withoutFile(std::string message, const std::string& file) {
-    for (const std::string& opening : {"Reading package '" + file + "': ", "package '" + file + "': "}) {
+    for (const std::string& opening :
+         {"Reading package '" + file + "': ", "package '" + file + "': ", "package '" + file + "', "}) {
         if (message.rfind(opening, 0) == 0) {
             message.erase(0, opening.size());
         }

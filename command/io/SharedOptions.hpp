@@ -28,7 +28,7 @@ template <auto... Members>
 constexpr auto kInputs = optionTable(
     place<Members..., &InputOptions::files>("INPUT...", "Flowbooks, or folders that are searched for them"),
     option<Members..., &InputOptions::filesFrom>("--files-from", '\0', "LIST",
-                                                 "Take further names from this file, one a line")
+                                                 "Take further names from this file, one a line; may be repeated")
         .in(OptionGroup::Inputs),
     flag<Members..., &InputOptions::separatedByNul>("--null", '0', "The names in LIST end in NUL, not in line feeds")
         .needs("--files-from")

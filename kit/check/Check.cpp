@@ -159,7 +159,7 @@ private:
     void checkProperties(const Document& document) {
         for (const Property& property : document.properties()) {
             if (!property.fault.empty()) {
-                add(Severity::Error, "property.faulty", "/", property.label, property.fault);
+                add(Severity::Error, "property.faulty", "/", property.label, property.fault, property.isOfLimit);
             }
         }
     }

@@ -137,6 +137,7 @@ std::vector<Property> Document::properties() const {
             property.value = question.ask(*all);
         } catch (const opc::Exception& failure) {
             property.fault = failure.what();
+            property.isOfLimit = failure.kind() == opc::ErrorKind::LimitExceeded;
         }
         properties.push_back(std::move(property));
     }

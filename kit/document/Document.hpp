@@ -25,6 +25,7 @@ struct Property {
     std::optional<std::string> value;  ///< UTF-8; times as ISO 8601 in UTC
     std::string fault;                 ///< why it cannot be read
     bool isTime = false;
+    bool isOfLimit = false;  ///< whether the fault is a limit on what is read: the property may be whole
 };
 
 /// A flowbook opened for looking. Any name will do: what the file holds decides whether it is one. What is damaged

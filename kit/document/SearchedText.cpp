@@ -66,7 +66,8 @@ std::string propertyText(const Document& document) {
     std::string text;
     for (const Property& property : document.properties()) {
         if (!property.fault.empty()) {
-            throwDamaged(property.fault);
+            throw opc::Exception(property.isOfLimit ? opc::ErrorKind::LimitExceeded : opc::ErrorKind::Damaged,
+                                 property.fault);
         }
         appendLines(text, property.label + ": ", property.value.value_or(""));
     }

@@ -89,7 +89,7 @@ private:
         std::string_view told;
         for (const Property& property : properties_) {
             if (!property.fault.empty() && property.fault != told) {
-                faults_.tell(out, property.fault);
+                faults_.tell(out, property.fault, property.isOfLimit);
             }
             told = property.fault;
         }
