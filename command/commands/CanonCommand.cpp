@@ -19,7 +19,10 @@ bool canon(const Input& input, const CanonOptions& options) {
     using opc::interfaces::CompressionType;
     HeldFile file(input);
     const kit::Document document = file.document();
-    const Bytes canonical = kit::canonical(document, options.stored ? CompressionType::None : CompressionType::Normal);
+    kit::ReadAhead read(
+        document, [&file] { return file.document(); }, partsInOrder(document), input.threads());
+    const auto compression = options.stored ? CompressionType::None : CompressionType::Normal;
+    const Bytes canonical = kit::canonical(document, compression, std::ref(read));
     if (file.holds(canonical)) {
         return false;
     }

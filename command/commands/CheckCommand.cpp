@@ -40,7 +40,7 @@ ExitCode codeOf(const kit::Finding& finding) {
 
 /// @param sarif  takes the findings; null when each is printed here.
 void check(const Input& input, Report& report, bool asJson, AllFindings* sarif) {
-    std::vector<kit::Finding> findings = kit::check(input.name(), input.storage());
+    std::vector<kit::Finding> findings = kit::check(input.name(), input.storage(), input.threads());
     for (const kit::Finding& finding : findings) {
         report.note(codeOf(finding));
         if (!asJson && sarif == nullptr) {

@@ -22,9 +22,14 @@ std::string inLine(const std::string& digest, const std::string& file) {
     return (name == file ? "" : "\\") + digest + "  " + name;
 }
 
+std::string digestOfAll(const kit::Document& document, const Input& input) {
+    kit::ReadAhead read = readAhead(document, input, partsInOrder(document));
+    return contentDigest(document, kit::Dates::Count, std::ref(read));
+}
+
 void tellDigest(const Input& input, Report& report, const DigestOptions& options) {
     const kit::Document document = openDocument(input);
-    const std::string digest = options.code ? codeDigest(document) : contentDigest(document);
+    const std::string digest = options.code ? codeDigest(document) : digestOfAll(document, input);
     if (!options.inputs.json) {
         report.line(inLine(digest, input.argument()));
         return;

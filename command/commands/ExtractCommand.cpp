@@ -9,6 +9,7 @@
 #include "terminal/Failure.hpp"
 #include "terminal/Text.hpp"
 
+#include <algorithm>
 #include <memory>
 #include <mutex>
 
@@ -56,10 +57,10 @@ public:
             names_.take(kExtractedCode);
             attempt([&] { extractCode(); });
         }
-        for (const Part& part : document_.package().getParts()) {
-            if (options_.all() || (options_.images && isPicture(part))) {
-                attemptWhole([&] { extractPart(part); });
-            }
+        const std::vector<Part> parts = wantedParts();
+        kit::ReadAhead read = readAhead(document_, input_, parts);
+        for (const Part& part : parts) {
+            attemptWhole([&] { extractPart(part, read); });
         }
         for (const std::string& name : options_.parts) {
             attempt([&] { extractStored(name); });
@@ -94,8 +95,17 @@ private:
         }
     }
 
-    void extractPart(const Part& part) {
-        const Bytes stored = kit::contentOf(part);
+    std::vector<Part> wantedParts() const {
+        std::vector<Part> parts = document_.package().getParts();
+        const auto isUnwanted = [&](const Part& part) {
+            return !options_.all() && !(options_.images && isPicture(part));
+        };
+        parts.erase(std::remove_if(parts.begin(), parts.end(), isUnwanted), parts.end());
+        return parts;
+    }
+
+    void extractPart(const Part& part, kit::ReadAhead& read) {
+        const Bytes stored = read(part);
         const std::string file = names_.take(kit::fileNameOf(part));
         folder_.write(file, isPicture(part) ? kit::pictureOf(stored, part.getName().ascii()) : stored);
         manifest_.add(part, stored, file);

@@ -24,8 +24,8 @@ public:
         : console_(&console),
           names_(std::move(names)),
           json_(options.json),
-          jobs_(std::min<std::size_t>(options.jobs != 0 ? options.jobs : std::thread::hardware_concurrency(),
-                                      names_.size())),
+          threads_(std::max(1U, options.jobs != 0 ? options.jobs : std::thread::hardware_concurrency())),
+          jobs_(std::min<std::size_t>(threads_, names_.size())),
           work_(&work),
           purpose_(purpose),
           reports_(console, kReportsPerThread * std::max<std::size_t>(jobs_, 1), options.separator) {}
@@ -80,6 +80,7 @@ private:
             }
             input.emplace(name.path, purpose_);
             input->setNameInFolder(name.nameInFolder);
+            input->setThreads(threads_ / static_cast<unsigned>(jobs_));
         });
         if (input) {
             report.attempt(&*input, [&] { (*work_)(*input, report); });
@@ -92,7 +93,8 @@ private:
     Console* console_;
     std::vector<InputName> names_;
     bool json_;
-    std::size_t jobs_;
+    unsigned threads_;  ///< all that may be at work
+    std::size_t jobs_;  ///< the inputs that are worked on at once
     const Work* work_;
     Input::Purpose purpose_;
     OrderedReports reports_;

@@ -39,6 +39,10 @@ public:
     const std::string& nameInFolder() const noexcept { return nameInFolder_; }
     void setNameInFolder(std::string name) { nameInFolder_ = std::move(name); }
 
+    /// How many threads may work on it, as there are fewer inputs than threads; at least one.
+    unsigned threads() const noexcept { return threads_; }
+    void setThreads(unsigned threads) { threads_ = threads; }
+
     bool isStandardInput() const noexcept { return argument_ == "-"; }
 
     /// All bytes, as they are by now. @throws what the storage throws.
@@ -53,6 +57,7 @@ private:
 
     std::string argument_;
     std::string nameInFolder_;
+    unsigned threads_ = 1;
     std::u16string name_;
     std::u16string path_;  ///< a name that messages may have as well; may be empty
     foundation::storage::vfs::StorageSystemReference storage_;

@@ -12,7 +12,7 @@ namespace flowbook::tool {
 /// -j, into an InputOptions.
 template <auto... Members>
 constexpr Option kJobs = option<Members..., &InputOptions::jobs>("--jobs", 'j', "N",
-                                                                 "How many files to work on at once")
+                                                                 "How many files, or parts of one, to work on at once")
                              .defaultsTo("one for each core")
                              .in(OptionGroup::Inputs);
 

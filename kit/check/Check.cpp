@@ -6,6 +6,7 @@
 #include "kit/document/EntryNames.hpp"
 #include "kit/document/PackageTree.hpp"
 #include "kit/document/Pictures.hpp"
+#include "kit/document/ReadAhead.hpp"
 #include "kit/document/References.hpp"
 #include "opc/Exception.hpp"
 
@@ -54,7 +55,8 @@ public:
 
 class Checker {
 public:
-    explicit Checker(std::vector<Finding>& findings) : findings_(findings) {}
+    Checker(std::vector<Finding>& findings, std::function<Document()> open, unsigned threads)
+        : findings_(findings), open_(std::move(open)), threads_(threads) {}
 
     void checkAll(const Document& document) {
         checkEntries(document);
@@ -110,9 +112,11 @@ private:
     }
 
     void checkContents(const Document& document) {
-        for (const Part& part : document.package().getParts()) {
+        const std::vector<Part> parts = document.package().getParts();
+        ReadAhead read(document, open_, parts, threads_);
+        for (const Part& part : parts) {
             attempt("part.unreadable", part.getName().ascii(), [&] {
-                const fl::Bytes content = contentOf(part);
+                const fl::Bytes content = read(part);
                 if (isPicture(part)) {
                     checkPicture(document, part, content);
                 }
@@ -259,19 +263,22 @@ private:
     }
 
     std::vector<Finding>& findings_;
+    const std::function<Document()> open_;  ///< opens the flowbook again
+    const unsigned threads_;
 };
 
 }  // namespace
 
 const char* nameOf(Severity severity) { return severity == Severity::Error ? "error" : "warning"; }
 
-std::vector<Finding> check(const std::u16string& name,
-                           const foundation::storage::vfs::StorageSystemReference& storage) {
+std::vector<Finding> check(const std::u16string& name, const foundation::storage::vfs::StorageSystemReference& storage,
+                           unsigned threads) {
     std::vector<Finding> findings;
     std::optional<Document> document;
-    Checker checker(findings);
+    const auto open = [&] { return Document(name, storage); };
+    Checker checker(findings, open, threads);
     try {
-        document.emplace(name, storage);
+        document.emplace(open());
     } catch (const opc::Exception& failure) {
         if (isOfFile(failure.kind())) {
             throw;

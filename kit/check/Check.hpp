@@ -54,7 +54,9 @@ struct Finding {
 };
 
 /// All that reading a flowbook would refuse, and what it lets pass. A file that nothing is found in is read whole.
+/// @param threads  how many may inflate its parts.
 /// @throws opc::Exception when the file is not there or cannot be read; std::bad_alloc.
-std::vector<Finding> check(const std::u16string& name, const foundation::storage::vfs::StorageSystemReference& storage);
+std::vector<Finding> check(const std::u16string& name, const foundation::storage::vfs::StorageSystemReference& storage,
+                           unsigned threads = 1);
 
 }  // namespace flowbook::kit

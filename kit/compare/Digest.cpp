@@ -155,14 +155,12 @@ std::string targetOf(const Relationship& relationship) {
 
 bool isCoreProperties(const Part& part) { return part.getContentType().getMediaType() == kCorePropertiesType; }
 
-std::string contentDigest(const Document& document, Dates dates) {
-    std::vector<Part> parts = document.package().getParts();
-    std::sort(parts.begin(), parts.end(),
-              [](const Part& a, const Part& b) { return a.getName().folded() < b.getName().folded(); });
+std::string contentDigest(const Document& document, Dates dates, const ReadContent& read) {
     Sha256 sum;
     sum.add("flowbook 2\n");
-    for (const Part& part : parts) {
-        sum.add("part ").addField(part.getName().folded()).addField(fullTypeOf(part)).add(partDigest(part, dates));
+    for (const Part& part : partsInOrder(document)) {
+        sum.add("part ").addField(part.getName().folded()).addField(fullTypeOf(part));
+        sum.add(partDigest(part, dates, read));
         addRelationships(sum, part, true);
     }
     sum.add("package");
@@ -177,8 +175,8 @@ std::string codeDigest(const Document& document) {
     return Sha256().add(codeAsLines(document.code())).take();
 }
 
-std::string partDigest(const Part& part, Dates dates) {
-    const fl::Bytes content = contentOf(part);
+std::string partDigest(const Part& part, Dates dates, const ReadContent& read) {
+    const fl::Bytes content = read(part);
     if (!isCoreProperties(part)) {
         return sha256(content);
     }

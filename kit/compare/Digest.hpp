@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kit/document/Document.hpp"
+#include "kit/document/ReadAhead.hpp"
 
 #include <string>
 
@@ -14,15 +14,16 @@ enum class Dates { Count, Ignore };
 /// relationships of the package likewise, but without their ids, which every save may change. Of the core properties
 /// it takes the elements, sorted, rather than the bytes, and not the time of the last modification. So neither the
 /// container (order, times, compression, comments, entries that are no parts) nor a save without a change counts.
+/// @param read  reads the parts, in the order of partsInOrder().
 /// @throws opc::Exception when anything of that cannot be read.
-std::string contentDigest(const Document& document, Dates dates = Dates::Count);
+std::string contentDigest(const Document& document, Dates dates = Dates::Count, const ReadContent& read = contentOf);
 
 /// SHA-256 over the code alone: as the command prints it (UTF-8, a line feed at its end unless it is empty), or over
 /// the stored bytes where it is encrypted. @throws opc::Exception when it cannot be read.
 std::string codeDigest(const Document& document);
 
 /// SHA-256 over one part's bytes; of core properties, as contentDigest() takes them. @throws opc::Exception.
-std::string partDigest(const opc::model::Part& part, Dates dates = Dates::Count);
+std::string partDigest(const opc::model::Part& part, Dates dates = Dates::Count, const ReadContent& read = contentOf);
 
 /// The elements of a core properties part but for the time of the last modification, sorted, each as one text: names
 /// with their namespaces, attributes and content. @throws opc::Exception when the part is no XML.

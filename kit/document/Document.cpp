@@ -13,6 +13,7 @@
 #include "opc/pxservices/CorePropertiesManager.hpp"
 #include "opc/zippackage/ZipPhysicalPackage.hpp"
 
+#include <algorithm>
 #include <boost/date_time/posix_time/time_formatters.hpp>
 #include <cctype>
 
@@ -195,6 +196,13 @@ CodeForm formOf(const Part& codePart) {
     }
     const bool isPlain = type.hasParameter(u"plaincode") && type.getParameterValue(u"plaincode") == u"true";
     return isPlain ? CodeForm::Plain : CodeForm::Rich;
+}
+
+std::vector<Part> partsInOrder(const Document& document) {
+    std::vector<Part> parts = document.package().getParts();
+    std::sort(parts.begin(), parts.end(),
+              [](const Part& a, const Part& b) { return a.getName().folded() < b.getName().folded(); });
+    return parts;
 }
 
 fl::Bytes contentOf(const Part& part) {

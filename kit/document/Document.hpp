@@ -110,6 +110,9 @@ auto inPart(const std::string& part, Work work) {
     }
 }
 
+/// The parts in the order of their folded names.
+std::vector<opc::model::Part> partsInOrder(const Document& document);
+
 /// @throws PartFailure.
 fl::Bytes contentOf(const opc::model::Part& part);
 

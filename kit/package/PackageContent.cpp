@@ -124,12 +124,12 @@ std::vector<Record> relationshipsOf(const RelationshipSource& source) {
     return records;
 }
 
-PackageContent readContent(const Document& document) {
+PackageContent readContent(const Document& document, const ReadContent& read) {
     PackageContent content;
     const Package& package = document.package();
     for (const auto& part : package.getParts()) {
         content.parts.push_back(
-            {contentOf(part), part.getContentType().toString(), part.getName().toString(), relationshipsOf(part)});
+            {read(part), part.getContentType().toString(), part.getName().toString(), relationshipsOf(part)});
     }
     content.relationships = relationshipsOf(package);
     content.others = readOthers(document);
@@ -168,8 +168,10 @@ fl::Bytes writeContent(PackageContent content, CompressionType compression, cons
     return memory->get(kName);
 }
 
-fl::Bytes canonical(const Document& document, CompressionType compression) {
-    return writeContent(readContent(document), compression);
+fl::Bytes canonical(const Document& document, CompressionType compression, const ReadContent& read) {
+    PackageContent content = readContent(document, [](const opc::model::Part&) { return fl::Bytes(); });
+    return writeContent(std::move(content), compression,
+                        [&](const std::u16string& name) { return read(document.package().getPart(PartName(name))); });
 }
 
 bool isSigned(const Document& document) {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "flowbook/FlowbookFilePackage.hpp"
-#include "kit/document/Document.hpp"
+#include "kit/document/ReadAhead.hpp"
 #include "opc/interfaces/CompressionType.hpp"
 
 #include <functional>
@@ -31,7 +31,7 @@ std::vector<FlowbookFilePackage::Relationship> relationshipsOf(const opc::model:
 std::map<std::string, fl::Bytes> readOthers(const Document& document);
 
 /// @throws opc::Exception when anything of the package cannot be read.
-PackageContent readContent(const Document& document);
+PackageContent readContent(const Document& document, const ReadContent& read = contentOf);
 
 /// The places in the container of the entries that belong to no part. @throws opc::Exception.
 std::vector<std::size_t> otherEntries(const Document& document);
@@ -47,8 +47,10 @@ fl::Bytes writeContent(PackageContent content,
                        const ReadPart& read = {});
 
 /// A package in the form of writeContent(). @throws as readContent().
+/// @param read  reads the parts, in the order of partsInOrder().
 fl::Bytes canonical(const Document& document,
-                    opc::interfaces::CompressionType compression = opc::interfaces::CompressionType::Normal);
+                    opc::interfaces::CompressionType compression = opc::interfaces::CompressionType::Normal,
+                    const ReadContent& read = contentOf);
 
 /// Whether the package has digital signatures (ECMA-376-2, clause 12), which changing anything might invalidate.
 /// @throws opc::Exception when its relationships cannot be read.

@@ -2,11 +2,13 @@
 """Tests of the process around the command: its signals, terminals and system calls.
 usage: process_test.py FLOWBOOK_COMMAND [unittest arguments]"""
 
+import base64
 import fcntl
 import os
 import pty
 import random
 import re
+import shutil
 import signal
 import struct
 import subprocess
@@ -94,6 +96,27 @@ class Process(CommandTest):
                                 (["repair", odd, "-o", "b/" + odd], 0), (["copy", "plain.tqx", "b/2" + odd], 0)):
             self.shell('"$@" </dev/null', code, *arguments)
         self.flowbook("check", "b/" + odd)
+
+    def test_threads_in_one_large_file_change_nothing(self):
+        parts = {f"media/image{i}.png": ("image/png", b"data:image/png;base64," + base64.b64encode(
+            random.Random(i).randbytes(600_000))) for i in range(9)}
+        whole = made.zipped(made.package(parts=parts))
+        flaw = whole.index(b"media/image5.png") + 400_000
+        self.write({"whole.tqx": whole, "torn.tqx": whole[:flaw] + bytes(3) + whole[flaw + 3:]})
+
+        def run(job, file, threads):
+            done = subprocess.run([COMMAND, *job.split(), "-j", threads, file], cwd=self.folder, timeout=60,
+                                  check=False, capture_output=True)
+            out = {path.name: path.read_bytes() for path in self.folder.glob("out/**/*") if path.is_file()}
+            shutil.rmtree(self.folder / "out", ignore_errors=True)
+            return done.returncode, done.stdout, done.stderr, out
+
+        for job in ("digest", "check", "canon --dry-run", "extract -d out"):
+            for file, code in (("whole.tqx", (0, 1)), ("torn.tqx", (4,))):
+                with self.subTest(job, file=file):
+                    alone = run(job, file, "1")
+                    self.assertIn(alone[0], code)
+                    self.assertEqual(run(job, file, "4"), alone)
 
     def test_a_folder_that_cannot_be_entered_is_told(self):
         (self.folder / "shut").mkdir()
