@@ -6,16 +6,18 @@ set(PXFLOWBOOK_PLATFORM_NAME pxplatform)
 if(PXFLOWBOOK_PLATFORM)
     set(PXFLOWBOOK_PLATFORM_NAME ${PXFLOWBOOK_PLATFORM})
 endif()
-# What leads from the pkg-config files to the prefix, so that the installed tree may be moved.
-set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
-file(RELATIVE_PATH PXFLOWBOOK_PREFIX_FROM_PC ${CMAKE_INSTALL_PREFIX}/${pkgconfig_dir} ${CMAKE_INSTALL_PREFIX})
-string(REGEX REPLACE "/$" "" PXFLOWBOOK_PREFIX_FROM_PC "${PXFLOWBOOK_PREFIX_FROM_PC}")
+# What users of the platform link: the XML library only if they call it themselves, or all that is in the archive.
+set(PXPLATFORM_PC_LIBS "-Wl,--push-state,--as-needed,-lxerces-c,--pop-state")
+if(PXFLOWBOOK_KIND STREQUAL STATIC)
+    set(PXPLATFORM_PC_LIBS "-lxerces-c -licuuc -lboost_log -lboost_thread -lboost_json -ldeflate -lexpat")
+endif()
 
 # Installs the library `name` as the CMake and the pkg-config package of the same name.
 function(pxflowbook_install_library name headers runtime development)
     set(cmake_dir ${CMAKE_INSTALL_LIBDIR}/cmake/${name})
     install(TARGETS ${name} ${name}_api EXPORT ${name}Targets
-        LIBRARY COMPONENT ${runtime} NAMELINK_COMPONENT ${development})
+        LIBRARY COMPONENT ${runtime} NAMELINK_COMPONENT ${development}
+        ARCHIVE COMPONENT ${development})
     install(DIRECTORY ${headers}/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${name} COMPONENT ${development})
     install(EXPORT ${name}Targets NAMESPACE ${name}:: DESTINATION ${cmake_dir} COMPONENT ${development})
 
@@ -25,8 +27,12 @@ function(pxflowbook_install_library name headers runtime development)
     write_basic_package_version_file(${generated}/${name}ConfigVersion.cmake COMPATIBILITY SameMajorVersion)
     install(FILES ${generated}/${name}Config.cmake ${generated}/${name}ConfigVersion.cmake
         DESTINATION ${cmake_dir} COMPONENT ${development})
-    configure_file(packaging/${name}.pc.in ${generated}/${name}.pc @ONLY)
-    install(FILES ${generated}/${name}.pc DESTINATION ${pkgconfig_dir} COMPONENT ${development})
+    # The prefix is known when it is installed, and not before.
+    set(PREFIX_WHEN_INSTALLED "@CMAKE_INSTALL_PREFIX@")
+    configure_file(packaging/${name}.pc.in ${generated}/${name}.pc.in @ONLY)
+    install(CODE "configure_file(\"${generated}/${name}.pc.in\" \"${generated}/${name}.pc\" @ONLY)"
+        COMPONENT ${development})
+    install(FILES ${generated}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT ${development})
 endfunction()
 
 function(pxflowbook_install_tool)
@@ -50,6 +56,8 @@ endfunction()
 pxflowbook_install_library(pxflowbook include runtime development)
 if(TARGET pxplatform)
     pxflowbook_install_library(pxplatform platform/include platform platform-development)
+endif()
+if(TARGET pxplatform_dom)
     install(TARGETS pxplatform_dom pxplatform_tables pxplatform_log LIBRARY
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/${PXPLATFORM_MODULE_FOLDER} COMPONENT platform)
 endif()

@@ -40,6 +40,9 @@ endfunction()
 
 # Keeps what the headers of the XML library define out of `library`, and so the need to load that library with it.
 function(pxflowbook_leave_out_xerces library)
+    if(PXFLOWBOOK_KIND STREQUAL STATIC)
+        return()
+    endif()
     set_target_properties(${library} PROPERTIES PXFLOWBOOK_WITHOUT_XERCES ON
         LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/local_xerces.map)
     target_link_options(${library} PRIVATE
@@ -48,12 +51,15 @@ endfunction()
 
 # dlclose() then leaves the library where it is: threads that end call into it, and what it keeps for good refers to it.
 function(pxflowbook_stay_loaded library)
+    if(PXFLOWBOOK_KIND STREQUAL STATIC)
+        return()
+    endif()
     target_link_options(${library} PRIVATE LINKER:-z,nodelete)
 endfunction()
 
 # The command is linked with archives of the libraries, its own among them, as the dynamic linker would take longer than
 # all else that most runs do. Not with those of a host's platform, of which there need not be any.
-if(PXFLOWBOOK_PLATFORM OR PXFLOWBOOK_SANITIZE OR PXFLOWBOOK_COVERAGE)
+if(PXFLOWBOOK_PLATFORM OR PXFLOWBOOK_SANITIZE OR PXFLOWBOOK_COVERAGE OR PXFLOWBOOK_KIND STREQUAL STATIC)
     set(PXFLOWBOOK_STATIC_COMMAND OFF)
 endif()
 

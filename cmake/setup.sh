@@ -55,12 +55,18 @@ fi
 as_root=()
 if ((EUID != 0)); then
     if ! command -v sudo >/dev/null; then
-        echo "setup: not root and no sudo; please install: ${missing[*]}" >&2
+        echo "setup: only root can install packages, and there is no sudo here. As root, run:" >&2
+        echo "    apt update && apt install ${missing[*]}" >&2
         exit 1
     fi
     as_root=(sudo)
 fi
 echo "setup: installing ${missing[*]}" >&2
-quietly "${as_root[@]}" apt-get update -qq
+quietly "${as_root[@]}" apt-get update -qq ||
+    echo "setup: apt-get update failed, as above; going on with the lists that are there" >&2
 quietly "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-    apt-get install -y -qq --no-install-recommends "${missing[@]}"
+    apt-get install -y -qq --no-install-recommends "${missing[@]}" || {
+    echo "setup: not all could be installed, as above. Install them in another way, then run the command again:" >&2
+    echo "    apt install ${missing[*]}" >&2
+    exit 1
+}

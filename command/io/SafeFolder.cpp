@@ -221,7 +221,7 @@ void SafeFolder::write(const std::string& name, const Bytes& content) {
     if (const std::lock_guard<std::mutex> lock(mutex_); !written_.insert(file).second) {
         throw Failure(ExitCode::Damaged, file, "two parts would become this file");
     }
-    if (std::count(file.begin() + static_cast<std::ptrdiff_t>(path_.size()), file.end(), '/') > kDeepest) {
+    if (std::count(file.begin() + static_cast<std::ptrdiff_t>(path_.size()) + 1, file.end(), '/') > kDeepest) {
         throw Failure(ExitCode::LimitExceeded, path_,
                       "a part lies more than " + std::to_string(kDeepest) + " folders deep");
     }

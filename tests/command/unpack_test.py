@@ -16,7 +16,7 @@ CASES = [
     Case("extract rich.tqx -d out --part /none", 1, err="there is no part /none"),
     Case("extract rich.tqx -d out --part none", 2, err="none is no part name"),
     Case("extract rich.tqx -d plain.tqx/out", 3, err="plain.tqx/out: cannot write: Not a directory"),
-    Case("extract deep.tqx -d out", 6, err="more than 64 folders deep"),
+    Case("extract deep.tqx -d out", 6, err="more than 64 folders deep"), Case("extract deepest.tqx -d out", 0),
     Case("repair torn.tqx -o - --binary", 1, ("PK",), err="lost: a faulty relationship of /: rId1 to a\n"),
     Case("repair torn.tqx -o -", 1, ("PK",), err="lost: /gone.png: only a relationship to it is left"),
 ]

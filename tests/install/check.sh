@@ -39,19 +39,21 @@ files_of_packages() {
     done | LC_ALL=C sort
 }
 
-# Installs the named components, or all, and moves the result, so that nothing can count on where it was put.
+# Installs the named components of the build $1, or all, and moves the result to $2, so that nothing can count on where it
+# was put.
 install_moved() {
-    local target=$1 component
+    local target=$2 component
     rm -rf "$target" "$target.staged"
-    for component in "${@:2}"; do
-        cmake --install "$build" --prefix "$target.staged" --component "$component" >/dev/null
+    for component in "${@:3}"; do
+        DESTDIR=$target.staged cmake --install "$1" --prefix /opt/put --component "$component" >/dev/null
     done
-    (($# > 1)) || cmake --install "$build" --prefix "$target.staged" >/dev/null
-    mv "$target.staged" "$target"
+    (($# > 2)) || DESTDIR=$target.staged cmake --install "$1" --prefix /opt/put >/dev/null
+    mv "$target.staged/opt/put" "$target"
+    rm -r "$target.staged"
 }
 
 case_tree() {
-    install_moved "$prefix"
+    install_moved "$build" "$prefix"
     ! grep -rlF -e "$source" -e "$scratch" "$prefix" || fail "these files name the folders of the build"
 }
 
@@ -87,7 +89,26 @@ case_hardening() {
 }
 
 case_find_package() { check_consumer find_package "-DCMAKE_PREFIX_PATH=$prefix"; }
-case_pkg_config() { check_consumer pkg_config -DFLOWBOOK_BY_PKG_CONFIG=ON; }
+case_pkg_config() {
+    local flags
+    flags=$(pkg-config --cflags --libs pxflowbook)
+    [[ $flags == "-I/opt/put/include/pxflowbook "*"-L/opt/put/$LIBDIR -lpxflowbook "* ]] || fail "pkg-config says: $flags"
+    check_consumer pkg_config -DFLOWBOOK_BY_PKG_CONFIG=ON "-DPKG_CONFIG_ARGN=--define-variable=prefix=$prefix"
+}
+
+# The libraries as archives, with all that they need, for consumers of both kinds.
+case_static() {
+    local folder=$scratch/static moved=$scratch/static/prefix
+    rm -rf "$folder"
+    cmake -S "$source" -B "$folder" -DCMAKE_BUILD_TYPE=Debug -DBUILD_SHARED_LIBS=OFF -DPXFLOWBOOK_TOOL=OFF >/dev/null
+    cmake --build "$folder" | tail -n 1
+    install_moved "$folder" "$moved"
+    [[ -z $(find "$moved" -name '*.so*') ]] || fail "there are shared libraries too"
+    check_consumer static/found "-DCMAKE_PREFIX_PATH=$moved"
+    ! ldd read | grep pxflowbook || fail "the program needs the shared library"
+    PKG_CONFIG_PATH=$moved/$LIBDIR/pkgconfig check_consumer static/by_pkg_config -DFLOWBOOK_BY_PKG_CONFIG=ON \
+        "-DPKG_CONFIG_ARGN=--define-variable=prefix=$moved"
+}
 
 # The XML library is loaded for documents that need it, from beside the libraries wherever they are, and for no others.
 case_start() {
@@ -126,7 +147,7 @@ case_host_platform() {
     host=$(mktemp -d)
     trap 'rm -rf "$host"' EXIT
     rm -rf "$folder"
-    install_moved "$host" platform platform-development
+    install_moved "$build" "$host" platform platform-development
     cmake -S "$source" -B "$folder" -DCMAKE_BUILD_TYPE=Debug "-DCMAKE_PREFIX_PATH=$host" \
         -DPXFLOWBOOK_PLATFORM=pxplatform >/dev/null
     cmake --build "$folder" --target pxflowbook flowbook

@@ -33,7 +33,7 @@ FIXTURES = {
     "badprops": made.core("<cut"),
     "bidi": made.core(made.title("a\u202eb\u200b\U000e0041")),
     "torn": dict(root=[made.TO_DOCUMENT, ("rId1", "t", "a"), ("r3", "t", "%zz"), ("r4", "t", "gone.png")]),
-    "deep": dict(parts={"/".join("d" * 70): ("text/a", b"")}),
+    "deep": dict(parts={"d/" * 65 + "d": ("text/a", b"")}), "deepest": dict(parts={"d/" * 64 + "d": ("text/a", b"")}),
     "badrels": dict(root=[("r1", "t", "a"), ("r2", "t", "b")],
                     parts={"a": ("text/a", b"a"), "_rels/a.rels": (None, b"<cut"), "b": ("text/b", b"b")}),
     "tree": dict(root=[("r1", "http://types/first", "a"), ("r2", "http://types/web", "http://x/\u009b", "External"),

@@ -88,6 +88,9 @@ void write(const fs::path& file, const Lines& lines) {
     setLines(writer, lines);
 }
 
+/// What a line of the record begins with that tells of a save that was neither done nor a conflict.
+const std::string kFailed = "failed: ";
+
 /// What is told to have been saved, in a file elsewhere that all append to.
 class Record {
 public:
@@ -117,7 +120,7 @@ private:
             record.add(line);
         } catch (const std::exception& failure) {
             if (!isConflict(failure.what())) {
-                record.add(std::string("FAILED ") + failure.what());
+                record.add(kFailed + failure.what());
             }
         }
     }
@@ -217,14 +220,16 @@ int main(int, char** arguments) {
             ++beside;
         }
     }
-    std::size_t lost = 0;
+    std::size_t lost = 0, failed = 0;
     for (const std::string& line : record.lines()) {
-        lost += found.count(line) == 0 ? 1 : 0;
-        if (found.count(line) == 0) {
-            std::cerr << "lost: " << line << '\n';
+        const bool isFailure = line.rfind(kFailed, 0) == 0;
+        failed += isFailure ? 1 : 0;
+        lost += isFailure || found.count(line) != 0 ? 0 : 1;
+        if (isFailure || found.count(line) == 0) {
+            std::cerr << (isFailure ? "" : "lost: ") << line << '\n';
         }
     }
-    std::cout << record.lines().size() << " saves, " << kills << " kills, " << beside << " beside, " << lost
-              << " lost\n";
-    return lost == 0 && otherEnded == 0 && record.lines().size() > 1 ? 0 : 1;
+    std::cout << record.lines().size() << " saves, " << kills << " kills, " << beside << " beside, " << failed
+              << " failed, " << lost << " lost\n";
+    return lost == 0 && failed == 0 && otherEnded == 0 && record.lines().size() > 1 ? 0 : 1;
 }

@@ -20,6 +20,10 @@ Descriptor openRegularFile(const std::string& path) {
     // Not blocking: opening a FIFO would otherwise wait for a writer that may never come.
     constexpr int kFlags = O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
     Descriptor descriptor(retryInterrupted([&] { return ::open(path.c_str(), kFlags); }));
+    // File systems of networks and in user space may look up a file, and open it when it has just been replaced.
+    for (int attempt = 0; !descriptor && errno == ESTALE && attempt != 8; ++attempt) {
+        descriptor = Descriptor(retryInterrupted([&] { return ::open(path.c_str(), kFlags); }));
+    }
     if (!descriptor) {
         throwErrno("open", path);
     }
