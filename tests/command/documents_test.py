@@ -23,7 +23,7 @@ TYPED = {"flowbook gr": {"grep"}, "flowbook cat --fo": {"--format"}, "flowbook c
 
 
 def output(*arguments, **more):
-    return subprocess.run(arguments, check=True, capture_output=True, text=True, timeout=60, **more).stdout
+    return subprocess.run(arguments, check=True, capture_output=True, text=True, timeout=300, **more).stdout
 
 
 class Documents(unittest.TestCase):
@@ -44,7 +44,7 @@ class Documents(unittest.TestCase):
 
     def test_manual_has_no_faults(self):
         lint = subprocess.run(["mandoc", "-T", "lint", "-W", "all", ROOT / "packaging/flowbook.1"], text=True,
-                              capture_output=True, timeout=60, check=False)
+                              capture_output=True, timeout=300, check=False)
         # Pages that are not installed here are no fault of the page.
         self.assertEqual([line for line in (lint.stdout + lint.stderr).splitlines() if "mandoc.db" not in line], [])
 

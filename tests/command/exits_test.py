@@ -57,7 +57,7 @@ class Exits(CommandTest):
         environment = {**os.environ, "EDITOR": "true", "VISUAL": "true", "TMPDIR": str(self.folder),
                        "PATH": f"{self.folder}/bin:{os.environ['PATH']}"}
         return subprocess.run([COMMAND, *(name if word == "@" else word for word in call.split())], cwd=self.folder,
-                              stdin=subprocess.DEVNULL, capture_output=True, timeout=60, check=False, env=environment)
+                              stdin=subprocess.DEVNULL, capture_output=True, timeout=300, check=False, env=environment)
 
     def test_table(self):
         table = [json.loads(line)["name"] for line in self.flowbook("help", "--json").splitlines()]

@@ -31,7 +31,7 @@ class Git(unittest.TestCase):
 
     def run_in(self, *arguments, code=0, text=None, at=None):
         names = {f"GIT_{who}_{what}": "t@t" for who in ("AUTHOR", "COMMITTER") for what in ("NAME", "EMAIL")}
-        done = subprocess.run(arguments, cwd=at or self.folder, capture_output=True, input=text, timeout=60,
+        done = subprocess.run(arguments, cwd=at or self.folder, capture_output=True, input=text, timeout=300,
                               check=False, env={**os.environ, **names, "HOME": str(self.home), "PATH": self.path,
                                                 "GIT_CONFIG_NOSYSTEM": "1", "GIT_PAGER": "cat", "XDG_CONFIG_HOME": ""})
         self.assertEqual(done.returncode, code, (arguments, done.stdout, done.stderr))

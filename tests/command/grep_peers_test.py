@@ -57,7 +57,7 @@ def random_options(chance, peer):
 
 class GrepPeers(CommandTest):
     def run_in(self, folder, *arguments):
-        done = subprocess.run(arguments, cwd=self.folder / folder, capture_output=True, timeout=60, check=False,
+        done = subprocess.run(arguments, cwd=self.folder / folder, capture_output=True, timeout=300, check=False,
                               env={**os.environ, "LC_ALL": "C.UTF-8"})
         return done.returncode, done.stdout.decode(errors="replace")
 

@@ -32,7 +32,7 @@ class Json(CommandTest):
             with self.subTest(command["name"]):
                 done = subprocess.run(
                     [COMMAND, command["name"], *ARGUMENTS.get(command["name"], []), "--json", *inputs],
-                    cwd=self.folder, capture_output=True, timeout=120, check=False)
+                    cwd=self.folder, capture_output=True, timeout=300, check=False)
                 records = [json.loads(line) for line in done.stdout.splitlines()]
                 self.assertEqual([record["file"] for record in records],
                                  [name.encode(errors="surrogateescape").decode(errors="replace") for name in inputs])

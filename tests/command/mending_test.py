@@ -30,7 +30,7 @@ class KitCommands(unittest.TestCase):
     def run_in(self, *arguments, code=0, text=None):
         environment = {**os.environ, "HOME": str(self.folder), "GIT_CONFIG_NOSYSTEM": "1", "GIT_PAGER": "cat",
                        "PATH": f"{Path(COMMAND).parent}:{os.environ['PATH']}"}
-        done = subprocess.run(arguments, cwd=self.folder, capture_output=True, input=text, timeout=60, check=False,
+        done = subprocess.run(arguments, cwd=self.folder, capture_output=True, input=text, timeout=300, check=False,
                               env=environment, encoding="utf-8")
         self.assertEqual(done.returncode, code, (arguments, done.stdout, done.stderr))
         return done.stdout, done.stderr

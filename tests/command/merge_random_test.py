@@ -295,7 +295,7 @@ class Round:
 
     def merge(self, base, ours, theirs, *options):
         done = subprocess.run([self.command, "merge", *(f"{name}.tqx" for name in (base, ours, theirs)), "-o", "m.tqx",
-                               "--force", *options], cwd=self.folder, capture_output=True, timeout=120, check=False)
+                               "--force", *options], cwd=self.folder, capture_output=True, timeout=300, check=False)
         told = done.stderr.decode()
         conflicts = [line for line in told.splitlines() if "conflict in" in line]
         self.check(done.returncode in (0, 1), base, ours, theirs, done.returncode, told)
@@ -305,7 +305,7 @@ class Round:
 
     def digests(self, *names):
         done = subprocess.run([self.command, "digest", *(f"{name}.tqx" for name in names)], cwd=self.folder,
-                              capture_output=True, timeout=120, check=True)
+                              capture_output=True, timeout=300, check=True)
         return [line[:64] for line in done.stdout.decode().splitlines()]
 
     def laws(self):

@@ -121,7 +121,7 @@ class Found(random_test.Found):
 
 class Merges(unittest.TestCase):
     def flowbook(self, *arguments, codes=(0,)):
-        done = subprocess.run([COMMAND, *arguments], cwd=self.folder, capture_output=True, check=False, timeout=60)
+        done = subprocess.run([COMMAND, *arguments], cwd=self.folder, capture_output=True, check=False, timeout=300)
         self.assertIn(done.returncode, codes, (arguments, done.stdout, done.stderr))
         return done.returncode, (done.stdout + done.stderr).decode()
 

@@ -35,7 +35,7 @@ class Process(CommandTest):
         calls = ""
         for command in ("cat", "parts"):
             subprocess.run(["strace", "-f", "-qq", "-o", "trace", "-e", "trace=%file,%network", COMMAND, command,
-                            "victim.tqx"], cwd=self.folder, capture_output=True, timeout=60, check=False,
+                            "victim.tqx"], cwd=self.folder, capture_output=True, timeout=300, check=False,
                            env={**os.environ, "ASAN_OPTIONS": "detect_leaks=0"})
             calls += (self.folder / "trace").read_text()
         self.assertIn('(AT_FDCWD, "victim.tqx"', calls)
@@ -48,12 +48,21 @@ class Process(CommandTest):
             with self.subTest(name):
                 self.assertEqual(self.opened_by_reading(made.package(**arguments)) - usual, set())
 
+    def feed_slowly(self, process):
+        """Has a process that has begun to read wait for the rest as long as it takes to show what it has done."""
+        content = self.fixtures["rich.tqx"]
+        process.stdin.write(content[:1])
+        process.stdin.flush()
+        while struct.unpack("i", fcntl.ioctl(process.stdin, termios.FIONREAD, b"\0\0\0\0"))[0] != 0:
+            time.sleep(0.01)
+        time.sleep(0.6)
+        process.communicate(content[1:], timeout=300)
+
     def test_progress_is_for_terminals(self):
         master, slave = pty.openpty()
         with subprocess.Popen([COMMAND, "cat", "-", "plain.tqx"], cwd=self.folder, stdin=subprocess.PIPE,
                               stdout=subprocess.PIPE, stderr=slave) as process:
-            time.sleep(0.8)
-            process.communicate(self.fixtures["rich.tqx"], timeout=60)
+            self.feed_slowly(process)
         os.close(slave)
         shown = os.read(master, 65536)
         os.close(master)
@@ -67,8 +76,7 @@ class Process(CommandTest):
             with self.subTest((terminal, columns)), subprocess.Popen(
                     [COMMAND, "cat", "-", "plain.tqx"], cwd=self.folder, stdin=subprocess.PIPE, stderr=slave,
                     stdout=subprocess.PIPE, env={**os.environ, "TERM": terminal}) as process:
-                time.sleep(0.8)
-                process.communicate(self.fixtures["rich.tqx"], timeout=60)
+                self.feed_slowly(process)
                 os.write(slave, b"!")
                 told = b""
                 while not told.endswith(b"!"):
@@ -78,7 +86,7 @@ class Process(CommandTest):
             os.close(master)
 
     def shell(self, script, code, *arguments):
-        done = subprocess.run(["bash", "-c", script, "bash", COMMAND, *arguments], cwd=self.folder, timeout=60,
+        done = subprocess.run(["bash", "-c", script, "bash", COMMAND, *arguments], cwd=self.folder, timeout=300,
                               capture_output=True, check=False)
         self.assertEqual(done.returncode, code, done)
         return done.stdout, done.stderr
@@ -133,7 +141,7 @@ class Process(CommandTest):
         self.write({f"t{i}.tqx": self.fixtures["tree.tqx"] for i in range(60)})
         done = subprocess.run(["strace", "-f", "-qq", "-o", "trace", "-e", "trace=write", "-e",
                                "inject=write:signal=SIGINT:when=1", COMMAND, "parts", "--json", "."],
-                              cwd=self.folder, capture_output=True, timeout=60, check=False)
+                              cwd=self.folder, capture_output=True, timeout=300, check=False)
         self.assertEqual((done.returncode, done.stdout[-1:]), (-signal.SIGINT, b"\n"))
 
     def test_damaged_files_differ_by_their_bytes(self):
@@ -154,7 +162,7 @@ class Process(CommandTest):
                     done = subprocess.run(
                         ["strace", "-f", "-qq", "-o", "trace", "-e", "trace=write,copy_file_range", "-e",
                          f"inject=write,copy_file_range:signal={name}:when=1", COMMAND, *arguments.split()],
-                        cwd=self.folder, capture_output=True, timeout=60, check=False)
+                        cwd=self.folder, capture_output=True, timeout=300, check=False)
                     self.assertEqual(done.returncode, -getattr(signal, name), done)
                     self.assert_files("old", old)
 
@@ -165,7 +173,7 @@ class Process(CommandTest):
         big = (self.folder / "big.tqx").read_bytes()
         for arguments in ("set big.tqx --title x", "extract big.tqx -d out --force --code"):
             done = subprocess.run(["prlimit", "--fsize=1000", COMMAND, *arguments.split()], cwd=self.folder,
-                                  capture_output=True, timeout=60, check=False)
+                                  capture_output=True, timeout=300, check=False)
             self.assertEqual((done.returncode, b"File too large" in done.stderr), (3, True), done)
             self.assert_files("out", {"code.txt": b"old"})
             self.assertEqual((self.folder / "big.tqx").read_bytes(), big)

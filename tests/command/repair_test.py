@@ -183,7 +183,7 @@ class Repair(unittest.TestCase):
         self.file, self.new = Path(scratch.name) / "a.tqx", Path(scratch.name) / "b.tqx"
 
     def run_command(self, *arguments):
-        return subprocess.run([COMMAND, *arguments], capture_output=True, check=False, timeout=60)
+        return subprocess.run([COMMAND, *arguments], capture_output=True, check=False, timeout=300)
 
     def repair(self, damaged):
         self.file.write_bytes(damaged)

@@ -44,7 +44,7 @@ class Unpack(CommandTest):
         packed = 0
         for name in sorted(self.fixtures.keys() - {"many.tqx", "damaged.tqx"}):
             subprocess.run([COMMAND, "extract", name, "-d", "out"], cwd=self.folder, stderr=subprocess.DEVNULL,
-                           timeout=60, check=False)
+                           timeout=300, check=False)
             if (self.folder / "out/flowbook.json").exists():
                 with self.subTest(name):
                     self.flowbook("pack", "out", "-o", "again.tqx", "--force")

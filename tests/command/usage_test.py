@@ -54,7 +54,7 @@ class Usage(CommandTest):
         commit = ["-c", "user.name=a", "-c", "user.email=a", "commit", "-qm", "a"]
         for action in (["init", "-q", "-b", "main"], ["add", ".", ":!damaged.tqx"], commit, ["switch", "-qc", "topic"],
                        ["mv", "-f", "mine.tqx", "yours.tqx"], commit, ["switch", "-q", "main"]):
-            subprocess.run(["git", *action], cwd=self.folder, timeout=60, check=True)
+            subprocess.run(["git", *action], cwd=self.folder, timeout=300, check=True)
 
     def test_examples_work(self):
         self.prepare_for_examples()
@@ -64,7 +64,7 @@ class Usage(CommandTest):
         for example in examples.findall("".join(texts)):
             with self.subTest(example):
                 done = subprocess.run(["bash", "-o", "pipefail", "-c", example], cwd=self.folder, capture_output=True,
-                                      timeout=60, check=False, env={**os.environ, "PATH": path})
+                                      timeout=300, check=False, env={**os.environ, "PATH": path})
                 differs = "flowbook diff" in example and "--git" not in example
                 self.assertEqual(done.returncode, int(differs), done)
 

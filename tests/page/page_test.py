@@ -41,7 +41,7 @@ class Pages(unittest.TestCase):
         (self.folder / "in" / "damaged.tqx").write_bytes(b"<b>no zip")
 
     def html(self, *arguments, code=0, command="html", **environment):
-        done = subprocess.run([COMMAND, command, *arguments], cwd=self.folder, capture_output=True, timeout=60,
+        done = subprocess.run([COMMAND, command, *arguments], cwd=self.folder, capture_output=True, timeout=300,
                               check=False, env={**os.environ, **environment})
         self.assertEqual(done.returncode, code, (arguments, done.stderr))
         return done.stdout.decode(), done.stderr.decode()

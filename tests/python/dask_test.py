@@ -64,7 +64,7 @@ class RangeHandler(http.server.SimpleHTTPRequestHandler):
 
     def do_HEAD(self):
         if self.together is not None:
-            self.together.wait(timeout=10)
+            self.together.wait(timeout=300)
         super().do_HEAD()
 
     def do_GET(self):

@@ -75,7 +75,7 @@ class CommandTest(unittest.TestCase):
 
     def flowbook(self, *arguments, code=0, err="", **more):
         """The output of a run that ends with that code and says that, or nothing, on standard error."""
-        done = subprocess.run([COMMAND, *arguments], cwd=self.folder, stderr=subprocess.PIPE, timeout=60, check=False,
+        done = subprocess.run([COMMAND, *arguments], cwd=self.folder, stderr=subprocess.PIPE, timeout=300, check=False,
                               **{"stdout": subprocess.PIPE, **more})
         error = done.stderr.decode()
         self.assertEqual((done.returncode, err in error, error == ""), (code, True, err == ""), (arguments, error))

@@ -33,7 +33,7 @@ def run(host, moments, wrapper=(), busy=False, **environment):
     with tempfile.TemporaryDirectory() as folder:
         make_odd(Path(folder) / "odd.tqx")
         command = [*wrapper, host, *moments, *(["busy-thread"] if busy else [])]
-        done = subprocess.run(command, cwd=folder, env=dict(os.environ, **environment), text=True, timeout=110,
+        done = subprocess.run(command, cwd=folder, env=dict(os.environ, **environment), text=True, timeout=300,
                               stdout=subprocess.PIPE, stderr=subprocess.PIPE)
         expected = sorted(f"{moment}: done" for moment in [*moments, *(["before-main"] if environment.get("BEFORE_MAIN")
                                                                       else [])])

@@ -200,6 +200,9 @@ int main(int, char** arguments) {
         end(killed);
         killed = start([&] { save(file, record); });
     }
+    while (record.lines().size() < 2) {  // a machine may be so busy that no save was done between two kills
+        ::usleep(20'000);
+    }
     for (const pid_t writer : writers) {
         end(writer);
     }

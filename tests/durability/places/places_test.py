@@ -43,7 +43,7 @@ def places(root):
     def told(name, *answers):
         shown, at = fresh(name + " shown"), fresh(name)
         server = subprocess.Popen([ANSWERS, shown, at, *answers], stderr=subprocess.PIPE, text=True)
-        until = time.monotonic() + 5
+        until = time.monotonic() + 60
         while not os.path.ismount(at) and server.poll() is None and time.monotonic() < until:
             time.sleep(0.02)
         if not os.path.ismount(at):
