@@ -41,8 +41,8 @@ class Edit(unittest.TestCase):
     def run_in(self, *arguments, code=0, err="", editor=None, **more):
         environment = {**os.environ, "TMPDIR": str(self.folder / "tmp"), "VISUAL": "",
                        "EDITOR": f"sh -c {shlex.quote(editor or 'true')} editor"}
-        done = subprocess.run(arguments, cwd=self.folder, capture_output=True, timeout=300, check=False, env=environment,
-                              encoding="utf-8", **more)
+        done = subprocess.run(arguments, cwd=self.folder, timeout=300, capture_output=True, check=False,
+                              env=environment, encoding="utf-8", **more)
         self.assertEqual((done.returncode, err in done.stderr, done.stderr == ""), (code, True, err == ""), done)
         return done.stdout
 

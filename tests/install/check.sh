@@ -39,8 +39,8 @@ files_of_packages() {
     done | LC_ALL=C sort
 }
 
-# Installs the named components of the build $1, or all, and moves the result to $2, so that nothing can count on where it
-# was put.
+# Installs the named components of the build $1, or all, and moves the result to $2, so that nothing can count on where
+# it was put.
 install_moved() {
     local target=$2 component
     rm -rf "$target" "$target.staged"
@@ -92,7 +92,8 @@ case_find_package() { check_consumer find_package "-DCMAKE_PREFIX_PATH=$prefix";
 case_pkg_config() {
     local flags
     flags=$(pkg-config --cflags --libs pxflowbook)
-    [[ $flags == "-I/opt/put/include/pxflowbook "*"-L/opt/put/$LIBDIR -lpxflowbook "* ]] || fail "pkg-config says: $flags"
+    [[ $flags == "-I/opt/put/include/pxflowbook "*"-L/opt/put/$LIBDIR -lpxflowbook "* ]] ||
+        fail "pkg-config says: $flags"
     check_consumer pkg_config -DFLOWBOOK_BY_PKG_CONFIG=ON "-DPKG_CONFIG_ARGN=--define-variable=prefix=$prefix"
 }
 
