@@ -34,7 +34,7 @@ void walkMarks(const std::string& marked, Text text, Thing thing) {
 }
 
 /// A version as numbered lines.
-struct Side {
+struct CodeSide {
     const CodeText* text = nullptr;
     std::optional<ParagraphLines> lines{};
     LineNumbers numbers{};
@@ -56,7 +56,7 @@ struct Side {
 
 /// A line with the version that it is taken from.
 struct Taken {
-    const Side* side;
+    const CodeSide* side;
     const BlockLine* line;
 
     const MergeBlock& block() const { return side->lines->blocks()[line->block]; }
@@ -173,7 +173,7 @@ public:
     }
 
     std::optional<MergedCode> run() {
-        for (Side& side : sides_) {
+        for (CodeSide& side : sides_) {
             if (side.text != nullptr && !number(side)) {
                 return std::nullopt;
             }
@@ -193,7 +193,7 @@ public:
     }
 
 private:
-    bool number(Side& side) {
+    bool number(CodeSide& side) {
         side.lines = ParagraphLines::cut(side.text->document, side.text->references, marking(*side.text));
         if (!side.lines) {
             return false;
@@ -209,13 +209,13 @@ private:
 
     /// What stands before the paragraphs; also finds out whose frame goes around them.
     std::string mergedHead() {
-        const Side& base = sides_[0].text != nullptr ? sides_[0] : sides_[1];
-        const auto written = [](const Side& side) {
+        const CodeSide& base = sides_[0].text != nullptr ? sides_[0] : sides_[1];
+        const auto written = [](const CodeSide& side) {
             const SpellReference spell = marking(*side.text);
             return side.lines->spelled(side.lines->head(), spell) + "\n" +
                    side.lines->spelled(side.lines->tail(), spell);
         };
-        const auto style = [](const Side& side) { return side.lines->frameStyle(); };
+        const auto style = [](const CodeSide& side) { return side.lines->frameStyle(); };
         Choice choice = choose(written(base), written(sides_[1]), written(sides_[2]));
         if (choice == Choice::Conflict) {
             choice = choose(style(base), style(sides_[1]), style(sides_[2]));
@@ -234,7 +234,7 @@ private:
     }
 
     /// The head of the frame, which declares what the other side does too.
-    std::string withNamespacesOf(const Side& other) const {
+    std::string withNamespacesOf(const CodeSide& other) const {
         const ParagraphLines& lines = *frame_->lines;
         std::string missing;
         for (const auto& [prefix, uri] : other.lines->namespaces()) {
@@ -360,7 +360,7 @@ private:
                Choice::Theirs;
     }
 
-    static std::vector<Taken> takeFrom(Side& side, const LineNumbers& numbers) {
+    static std::vector<Taken> takeFrom(CodeSide& side, const LineNumbers& numbers) {
         std::vector<Taken> lines;
         for (const std::size_t number : numbers) {
             const BlockLine* const line = side.next(number);
@@ -437,9 +437,9 @@ private:
     }
 
     const MergeOptions& options_;
-    std::array<Side, 3> sides_{};
+    std::array<CodeSide, 3> sides_{};
     bool withStyle_ = true;
-    const Side* frame_ = nullptr;
+    const CodeSide* frame_ = nullptr;
     std::map<std::string, std::size_t> numbers_;
     std::vector<MergeConflict> conflicts_;
 };
