@@ -34,7 +34,7 @@ constexpr std::string_view kTheirsSuffix = "-theirs";
 
 using Relationships = std::vector<opc::model::Relationship>;
 
-PartName nameOf(const std::string& name) { return PartName(fl::i18n::to_ustring(name)); }
+PartName partNamed(const std::string& name) { return PartName(fl::i18n::to_ustring(name)); }
 
 /// Where a conflict lies among lines; nothing when its markers are not complete.
 struct MarkedLines {
@@ -106,7 +106,7 @@ std::optional<std::string> besideWhat(const std::string& name) {
 }
 
 /// The folded name of the part that a relationship means; nothing for one that cannot be followed.
-std::optional<std::string> targetOf(const opc::model::Relationship& relationship) {
+std::optional<std::string> foldedTargetOf(const opc::model::Relationship& relationship) {
     try {
         return PartName(relationship.getTargetURI()).folded();
     } catch (const opc::Exception&) {
@@ -114,13 +114,13 @@ std::optional<std::string> targetOf(const opc::model::Relationship& relationship
     }
 }
 
-bool leadsTo(const opc::model::Relationship& relationship, const PartName& target) {
-    return targetOf(relationship) == target.folded();
+bool pointsTo(const opc::model::Relationship& relationship, const PartName& target) {
+    return foldedTargetOf(relationship) == target.folded();
 }
 
 void removeRelationshipsTo(opc::model::RelationshipSource& source, const PartName& target) {
     for (const auto& each : source.getRelationships(opc::model::ExcludeMode::External)) {
-        if (leadsTo(each, target)) {
+        if (pointsTo(each, target)) {
             source.deleteRelationship(each);
         }
     }
@@ -180,11 +180,11 @@ void settleProperty(Package& package, const OpenConflict& conflict, Side side) {
     } else if (side == Side::Theirs && !setPropertyText(package, conflict.name, *value)) {
         addProperty(package, conflict.name, *value);
     }
-    Part part = package.getPart(nameOf(kPropertiesPart));
+    Part part = package.getPart(partNamed(kPropertiesPart));
     boost::json::object left = readProperties(contentOf(part));
     left.erase(conflict.name);
     if (left.empty()) {
-        removePart(package, nameOf(kPropertiesPart));
+        removePart(package, partNamed(kPropertiesPart));
         return;
     }
     const std::string text = boost::json::serialize(left) + "\n";
@@ -194,7 +194,7 @@ void settleProperty(Package& package, const OpenConflict& conflict, Side side) {
 /// The code of a package; nothing when there is none.
 std::optional<Part> codeOf(const Package& package) {
     for (const auto& each : package.getRelationshipsByType(documentRelationshipType())) {
-        const auto isCode = [&](const Part& part) { return leadsTo(each, part.getName()); };
+        const auto isCode = [&](const Part& part) { return pointsTo(each, part.getName()); };
         const std::vector<Part> parts = package.getParts();
         const auto found = std::find_if(parts.begin(), parts.end(), isCode);
         return found == parts.end() ? std::nullopt : std::make_optional(*found);
@@ -229,7 +229,7 @@ std::set<std::string> reachedIn(const Package& package) {
         const auto* const source = sources.back();
         sources.pop_back();
         for (const auto& each : source->getRelationships(opc::model::ExcludeMode::External)) {
-            const auto found = parts.find(targetOf(each).value_or(""));
+            const auto found = parts.find(foldedTargetOf(each).value_or(""));
             if (found != parts.end() && reached.insert(found->first).second) {
                 sources.push_back(&found->second);
             }
@@ -261,8 +261,8 @@ std::vector<OpenConflict> openConflicts(const Document& document) {
     if (hasMarkers(document)) {
         open.push_back({OpenConflict::Kind::Code, "", std::nullopt, std::nullopt});
     }
-    if (document.package().hasPart(nameOf(kPropertiesPart))) {
-        for (const auto& each : readProperties(contentOf(document.package().getPart(nameOf(kPropertiesPart))))) {
+    if (document.package().hasPart(partNamed(kPropertiesPart))) {
+        for (const auto& each : readProperties(contentOf(document.package().getPart(partNamed(kPropertiesPart))))) {
             open.push_back({OpenConflict::Kind::Property, std::string(each.key()), textAt(each.value(), "ours"),
                             textAt(each.value(), "theirs")});
         }
@@ -272,8 +272,8 @@ std::vector<OpenConflict> openConflicts(const Document& document) {
     for (const Part& part : document.package().getParts()) {
         const std::string& theirs = part.getName().ascii();
         const auto name = besideWhat(theirs);
-        if (name && document.package().hasPart(nameOf(*name))) {
-            const bool isCode = code && code->getName() == nameOf(*name);
+        if (name && document.package().hasPart(partNamed(*name))) {
+            const bool isCode = code && code->getName() == partNamed(*name);
             const auto kind = isCode ? OpenConflict::Kind::Code : OpenConflict::Kind::Part;
             parts.emplace(theirs, OpenConflict{kind, *name, std::nullopt, theirs});
         }
@@ -340,9 +340,9 @@ void settle(Package& package, const OpenConflict& conflict, Side side) {
         settleProperty(package, conflict, side);
     } else if (conflict.theirs) {
         if (side == Side::Theirs) {
-            replacePart(package, nameOf(conflict.name), nameOf(*conflict.theirs));
+            replacePart(package, partNamed(conflict.name), partNamed(*conflict.theirs));
         }
-        removePart(package, nameOf(*conflict.theirs));
+        removePart(package, partNamed(*conflict.theirs));
     }
 }
 

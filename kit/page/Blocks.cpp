@@ -84,21 +84,25 @@ std::size_t nextElement(const std::vector<XmlNode>& siblings, std::size_t at) {
     return at;
 }
 
+void collectHeadings(const XmlNode& node, bool isBody, std::vector<int>& styles);
+
+void collectHeadingsOf(const XmlNode& child, bool isBody, std::vector<int>& styles) {
+    if (child.local == "AlternateContent") {
+        forEachShown(child, [&](const XmlNode& each) { collectHeadingsOf(each, false, styles); });
+    } else if (child.local == "p") {
+        const int style = isBody && codeIn(child) != nullptr ? 0 : headingStyleOf(child);
+        if (style != 0 && hasInlineText(piecesOf(child))) {
+            styles.push_back(style);
+        }
+        collectHeadings(child, false, styles);
+    } else if (!isSettings(child)) {
+        collectHeadings(child, false, styles);
+    }
+}
+
 void collectHeadings(const XmlNode& node, bool isBody, std::vector<int>& styles) {
     for (const XmlNode& child : node.children) {
-        if (child.local == "AlternateContent") {
-            if (const XmlNode* const shown = shownAlternative(child)) {
-                collectHeadings(*shown, false, styles);
-            }
-        } else if (child.local == "p") {
-            const int style = isBody && codeIn(child) != nullptr ? 0 : headingStyleOf(child);
-            if (style != 0 && hasInlineText(piecesOf(child))) {
-                styles.push_back(style);
-            }
-            collectHeadings(child, false, styles);
-        } else if (!isSettings(child)) {
-            collectHeadings(child, false, styles);
-        }
+        collectHeadingsOf(child, isBody, styles);
     }
 }
 
@@ -213,9 +217,7 @@ void Blocks::writeLoose(const XmlNode& node, Place& place) {
         return;
     }
     if (node.local == "AlternateContent") {
-        if (const XmlNode* const shown = shownAlternative(node)) {
-            writeLoose(*shown, place);
-        }
+        forEachShown(node, [&](const XmlNode& each) { writeLoose(each, place); });
     } else if (holdsBlocks(node)) {
         const bool wasBody = std::exchange(place.isBody, false);
         writeChildren(node, place);

@@ -2,8 +2,9 @@
 
 #include "kit/compare/Differences.hpp"
 #include "kit/document/StoredText.hpp"
-#include "kit/document/XmlTree.hpp"
 #include "kit/page/Blocks.hpp"
+#include "kit/page/CodeTree.hpp"
+#include "kit/page/TableGrid.hpp"
 #include "kit/page/Wording.hpp"
 
 #include <algorithm>
@@ -23,21 +24,32 @@ class LineCollector {
 public:
     void collect(const XmlNode& node, bool isBody) {
         for (const XmlNode& child : node.children) {
-            if (child.local == "AlternateContent") {
-                if (const XmlNode* const shown = shownAlternative(child)) {
-                    collect(*shown, false);
-                }
-            } else if (child.local == "p") {
-                addParagraph(child, isBody);
-            } else if (!isSettings(child) && !child.isText()) {
-                collect(child, false);
-            }
+            collectOne(child, isBody);
         }
     }
 
     std::vector<VersionLine> take() { return std::move(lines_); }
 
 private:
+    void collectOne(const XmlNode& node, bool isBody) {
+        if (node.local == "AlternateContent") {
+            forEachShown(node, [&](const XmlNode& each) { collectOne(each, false); });
+        } else if (node.local == "p") {
+            addParagraph(node, isBody);
+        } else if (node.local == "tbl") {
+            if (const std::string words = wordsAboutTable(node); !words.empty()) {
+                addLines(words, "Table", false);
+            }
+            collect(node, false);
+        } else if (holdsBlocks(node)) {
+            collect(node, false);
+        } else if (!isSettings(node)) {
+            XmlNode loose;  // what stands outside of any paragraph
+            loose.children.push_back(node);
+            addParagraph(loose, false);
+        }
+    }
+
     void addParagraph(const XmlNode& paragraph, bool isBody) {
         const XmlNode* const code = isBody ? codeIn(paragraph) : nullptr;
         if (code != nullptr) {
@@ -276,17 +288,17 @@ std::vector<VersionLine> linesOf(const Document& document) {
         return {};
     }
     const fl::Bytes stored = contentOf(*part);
-    const XmlTree tree = readXmlTree(stored, document.where(*part), encodingOf(stored));
+    const CodeTree code = readCodeTree(stored, document.where(*part));
     LineCollector collector;
-    if (tree.root() != nullptr) {
-        const XmlNode* const body = tree.root()->child(kWordNamespace, "body");
-        for (const XmlNode& child : tree.root()->children) {
+    if (const XmlNode* const root = code.tree.root()) {
+        const XmlNode* const body = root->child(kWordNamespace, "body");
+        for (const XmlNode& child : root->children) {
             collector.collect(child, &child == body);
         }
     }
     std::vector<VersionLine> lines = collector.take();
-    if (!tree.fault.empty()) {
-        lines.push_back({textIn(stored, tree.end), "as stored", false});
+    if (code.rest) {
+        lines.push_back({textIn(stored, *code.rest), "as stored", false});
     }
     return lines;
 }

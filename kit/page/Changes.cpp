@@ -152,7 +152,17 @@ private:
         if (!lines.finished().empty()) {
             begin(out, "Text and code");
             out.append(lines);
+        } else if (before_.document != nullptr && after_.document != nullptr &&
+                   documentOf(*before_.document) != documentOf(*after_.document)) {
+            begin(out, "Text and code");
+            out.element("p",
+                        "The text is the same, but not its markup, such as formatting, which is not compared here.");
         }
+    }
+
+    static fl::Bytes documentOf(const Document& document) {
+        const std::optional<Part> part = document.codePart();
+        return part && document.form() != CodeForm::Encrypted ? contentOf(*part) : fl::Bytes();
     }
 
     /// By folded name, less what is compared otherwise.

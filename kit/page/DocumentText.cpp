@@ -46,8 +46,7 @@ DocumentText::DocumentText(const Document& document) : document_(&document) {
     if (part && formOf(*part) != CodeForm::Encrypted) {
         part_ = part;
         stored_ = contentOf(*part);
-        encoding_ = encodingOf(stored_);
-        tree_ = readXmlTree(stored_, document.where(*part), encoding_);
+        code_ = readCodeTree(stored_, document.where(*part));
     }
 }
 
@@ -55,7 +54,14 @@ std::optional<std::size_t> DocumentText::write(Markup& out, Figures& figures, Fa
     if (!part_) {
         return std::nullopt;
     }
-    if (encoding_ != XmlEncoding::Utf8) {
+    const bool isMended = !code_.fault.empty() && !code_.rest;
+    if (isMended) {
+        faults.tell(out, code_.fault);
+        out.open("p", {{"class", "remark"}, {"lang", "en"}});
+        out.text("All text of the damaged document is shown, as code where it seems to have been code. "
+                 "\uFFFD stands for what is no character.");
+        out.close();
+    } else if (code_.encoding != XmlEncoding::Utf8) {
         faults.tell(out, document_->where(*part_) + ": is not UTF-8, as its readers expect; this page reads it as it "
                                                     "declares to be");
     }
@@ -64,7 +70,7 @@ std::optional<std::size_t> DocumentText::write(Markup& out, Figures& figures, Fa
         faults.attempt(
             out, [&] { numbering = readXmlTree(contentOf(part), document_->where(part), XmlEncoding::AsDeclared); });
     }
-    const XmlNode* const root = tree_.root();
+    const XmlNode* const root = code_.tree.root();
     Headings headings(root == nullptr ? std::vector<int>() : headingStylesIn(*root));
     Markup text;
     Blocks blocks(text, figures, numbering.root(), headings);
@@ -74,15 +80,15 @@ std::optional<std::size_t> DocumentText::write(Markup& out, Figures& figures, Fa
         out.text(" stands beside the code: programs that read the code do not see it.").close();
     }
     out.append(text);
-    if (!tree_.fault.empty()) {
-        faults.tell(out, tree_.fault);
-        writeRest(out, stored_, tree_.end);
+    if (code_.rest) {
+        faults.tell(out, code_.fault);
+        writeRest(out, stored_, *code_.rest);
     }
     headings.writeOutline(outline);
-    const bool isWhole = tree_.fault.empty() || blocks.lineCount() != 0;
+    const bool isWhole = code_.fault.empty() || blocks.lineCount() != 0;
     return isWhole ? std::make_optional(blocks.lineCount()) : std::nullopt;
 }
 
-std::string DocumentText::language() const { return languageIn(tree_.document); }
+std::string DocumentText::language() const { return languageIn(code_.tree.document); }
 
 }  // namespace flowbook::kit

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "kit/document/Document.hpp"
-#include "kit/document/XmlTree.hpp"
+#include "kit/page/CodeTree.hpp"
 #include "kit/page/Faults.hpp"
 #include "kit/page/Figures.hpp"
 
@@ -17,7 +17,7 @@ public:
     /// @throws opc::Exception when there is a document and it cannot be read at all.
     explicit DocumentText(const Document& document);
 
-    /// Writes all of it; what follows a fault of its XML is shown as it is stored.
+    /// Writes all of it, read past faults of its XML; where that cannot be, what follows is shown as it is stored.
     /// @param outline  takes links to the headings.
     /// @returns the number of lines of code; nothing where there is no code, or it was not read to its end.
     std::optional<std::size_t> write(Markup& out, Figures& figures, Faults& faults, Markup& outline) const;
@@ -29,8 +29,7 @@ private:
     const Document* document_;
     std::optional<opc::model::Part> part_;  ///< nothing when there is no document that can be read
     fl::Bytes stored_;
-    XmlEncoding encoding_ = XmlEncoding::Utf8;
-    XmlTree tree_;
+    CodeTree code_;
 };
 
 }  // namespace flowbook::kit

@@ -55,7 +55,8 @@ Headings::Headings(const std::vector<int>& styles) {
 }
 
 void Headings::open(Markup& out, int style, const std::string& text) {
-    const std::size_t level = levels_.at(style);
+    const auto known = levels_.find(style);
+    const std::size_t level = known == levels_.end() ? std::size(kElements) - 1 : known->second;
     const std::string slug = slugOf(text);
     std::string id = slug;
     for (std::size_t i = 2; !ids_.insert(id).second; ++i) {

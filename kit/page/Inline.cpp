@@ -109,9 +109,16 @@ std::string wordsAbout(const XmlNode& node) {
     return words;
 }
 
+bool isAlternative(const XmlNode& node) { return node.local == "Choice" || node.local == "Fallback"; }
+
+enum class Alternatives { Shown, All };
+
 class Collector {
 public:
-    explicit Collector(std::vector<Piece>& pieces) : pieces_(&pieces) {}
+    /// @param alternatives  whether all of alternate content is collected: finding out which one is shown would take
+    ///                      twice the time for each that lies in another.
+    explicit Collector(std::vector<Piece>& pieces, Alternatives alternatives = Alternatives::Shown)
+        : pieces_(&pieces), alternatives_(alternatives) {}
 
     void collectInside(const XmlNode& node, const Look& look) {
         for (const XmlNode& child : node.children) {
@@ -202,9 +209,10 @@ private:
         } else if (isOneOf(node.local, {"txbxContent", "p", "tbl"})) {
             add(Piece::Kind::Blocks, "", look, &node);
         } else if (node.local == "AlternateContent") {
-            if (const XmlNode* const shown = shownAlternative(node)) {
-                collectInside(*shown, look);
+            if (alternatives_ == Alternatives::All) {
+                return false;
             }
+            forEachShown(node, [&](const XmlNode& each) { collect(each, look); });
         } else if (node.local == "ruby") {
             addRuby(node, look);
         } else {
@@ -218,8 +226,10 @@ private:
     }
 
     void addRuby(const XmlNode& node, const Look& look) {
-        if (const XmlNode* const base = node.child("rubyBase")) {
-            collectInside(*base, look);
+        for (const XmlNode& child : node.children) {
+            if (child.local != "rt") {
+                collect(child, look);
+            }
         }
         if (const XmlNode* const reading = node.child("rt")) {
             add(Piece::Kind::Text, " (", look);
@@ -259,6 +269,7 @@ private:
     }
 
     std::vector<Piece>* pieces_;
+    Alternatives alternatives_;
     std::string words_;  ///< about the drawing that is being read
     bool areWordsTold_ = true;
 };
@@ -283,13 +294,20 @@ bool isShown(const Piece& piece) { return piece.kind != Piece::Kind::Text || !is
 
 const XmlNode* shownAlternative(const XmlNode& alternateContent) {
     const auto showsSomething = [](const XmlNode& node) {
-        const std::vector<Piece> pieces = piecesOf(node);
+        std::vector<Piece> pieces;
+        Collector(pieces, Alternatives::All).collectInside(node, {});
         return std::any_of(pieces.begin(), pieces.end(),
                            [](const Piece& piece) { return piece.kind != Piece::Kind::Remark && isShown(piece); });
     };
     const std::vector<XmlNode>& all = alternateContent.children;
-    const auto found = std::find_if(all.begin(), all.end(), showsSomething);
-    return found != all.end() ? &*found : all.empty() ? nullptr : &all.front();
+    const auto found =
+        std::find_if(all.begin(), all.end(), [&](auto& each) { return isAlternative(each) && showsSomething(each); });
+    const auto first = std::find_if(all.begin(), all.end(), isAlternative);
+    return found != all.end() ? &*found : first != all.end() ? &*first : nullptr;
+}
+
+bool isShownIn(const XmlNode& child, const XmlNode* shownAlternative) {
+    return &child == shownAlternative || !isAlternative(child);
 }
 
 std::string remarkOn(const XmlNode& node) {
@@ -302,8 +320,8 @@ std::string remarkOn(const XmlNode& node) {
     return std::string(found->called) + (id.empty() ? "" : " " + std::string(id)) + ", not shown";
 }
 
-bool isSettings(const XmlNode& node) {
-    return std::find(std::begin(kSettings), std::end(kSettings), node.local) != std::end(kSettings);
+bool isSettings(std::string_view local) {
+    return std::find(std::begin(kSettings), std::end(kSettings), local) != std::end(kSettings);
 }
 
 bool isLanguage(std::string_view tag) {

@@ -57,11 +57,26 @@ bool isShown(const Piece& piece);
 /// The alternative of alternate content that is shown; null when there is none.
 const XmlNode* shownAlternative(const XmlNode& alternateContent);
 
+/// Whether a child of alternate content is shown: of the alternatives one, and all that is no alternative.
+bool isShownIn(const XmlNode& child, const XmlNode* shownAlternative);
+
+/// Calls `work` with each child of alternate content that is shown.
+template <class Work>
+void forEachShown(const XmlNode& alternateContent, Work work) {
+    const XmlNode* const shown = shownAlternative(alternateContent);
+    for (const XmlNode& child : alternateContent.children) {
+        if (isShownIn(child, shown)) {
+            work(child);
+        }
+    }
+}
+
 /// Words about an element whose content lies elsewhere, such as a footnote; empty for other elements.
 std::string remarkOn(const XmlNode& node);
 
-/// Whether an element holds settings and nothing to show.
-bool isSettings(const XmlNode& node);
+/// Whether an element of this local name holds settings and nothing to show.
+bool isSettings(std::string_view local);
+inline bool isSettings(const XmlNode& node) { return isSettings(node.local); }
 
 /// Whether it may stand in `lang`.
 bool isLanguage(std::string_view tag);

@@ -4,6 +4,7 @@ usage: fidelity_test.py FLOWBOOK_COMMAND [COUNT [SEED]]"""
 
 import json
 import random
+import re
 import subprocess
 import sys
 import tempfile
@@ -37,7 +38,7 @@ class Book:
         self.random = random.Random(seed)
         self.encoding = self.random.choice(["utf-8", "utf-8", "utf-16", "iso-8859-1"])
         self.count, self.tokens, self.levels, self.headings, self.pictures = 0, [], {}, {}, 0
-        self.counts = {}  # of items, by list and level
+        self.counts, self.is_damaged = {}, False  # of items, by list and level
 
     def chance(self, part):
         return self.random.random() < part
@@ -193,12 +194,30 @@ class Book:
         related = [(f"p{i + 1}", "image", f"/media/{i + 1}.svg") for i in range(self.pictures)]
         document = f'<w:document xmlns:w="{made.WORD}" {NAMESPACES}><w:body>{body}</w:body></w:document>'
         related += [("n", "x:y/numbering", "numbering.xml"), ("link", "x:y", "http://a.example/", "External")]
-        path.write_bytes(made.zipped(made.package(self.declared(document).encode(self.encoding),
-                                                  document_rels=made.relationships(*related), **core)))
+        self.document = self.declared(document).encode(self.encoding)
+        if self.encoding == "utf-8" and self.chance(0.2):
+            self.damage()
+        path.write_bytes(made.zipped(made.package(self.document, document_rels=made.relationships(*related), **core)))
+
+    def damage(self):
+        """Of damaged text all is shown that is left, wherever."""
+        wrong = [b"&", b"<", b"</w:t>", b"</w:p>", b"\x01", b"\xff\xfe", b"&nosuch;", b"<w:t", b"]]>", b""]
+        body = self.document.index(b"<w:body>") + 8
+        for _ in range(self.random.randint(1, 3)):
+            at = self.random.randint(body, len(self.document))
+            rest = self.document[at + self.random.randint(0, 9):]
+            self.document = self.document[:at] + self.random.choice(wrong) + rest
+        self.document = self.document[:self.random.randint(body, 2 * len(self.document))]
+        self.is_damaged = True
+        self.tokens = re.findall(">(t[0-9]+q)", self.document.decode(errors="replace"))
 
     def check(self, html, code):
         page = Page(html).root
         main = page.find("main")[0]
+        if self.is_damaged:
+            lost = [each for each in self.tokens if each not in main.text()]
+            assert not lost, f"damaged: {lost} are lost"
+            return
         results = page.find("section", class_="results")[0]
         text = main.text(lambda e: e is results)
         self.in_order(self.tokens, text)

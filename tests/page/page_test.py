@@ -69,6 +69,12 @@ class Pages(unittest.TestCase):
         self.assertEqual(page.count('<span id="L'), 200000)
         self.assertIn("100,000 lines of code after line 200,000 left out.", page)
 
+        # Of alternatives in alternatives, each is looked at once.
+        nested = "<c:AlternateContent><c:Choice>" * 200 + "<w:t>deep</w:t>" + "</c:Choice></c:AlternateContent>" * 200
+        nested = made.rich(f"<w:p><w:r>{nested}</w:r></w:p>", attributes=' xmlns:c="urn:c"')
+        self.change("nested.tqx", document=nested)
+        self.assertIn("deep", self.html("nested.tqx")[0])
+
     def test_folder_of_pages(self):
         told = self.html("in", "-d", "out", code=4)[1]
         self.assertRegex(told, "(?s)in/damaged.tqx: .*in/faulty.tqx: .*in/faulty.tqx: .*2 of 7 files failed")
@@ -167,6 +173,17 @@ class Pages(unittest.TestCase):
         self.assertIn("There is none.", page)
         self.assertIn("3 bytes, SHA-256 709e80c8", page)
         self.assertIn("The contents are the same.", self.html("--html", "old.tqx", "old.tqx", command="diff")[0])
+        # What is outside of paragraphs, and what is no text.
+        table = '<w:tbl><w:tblPr><w:tblCaption w:val="%s"/></w:tblPr></w:tbl>%s'
+        for name, words in (("one.tqx", ("Old words", "<w:r><w:t>loose</w:t></w:r>")), ("two.tqx", ("New words", ""))):
+            self.change(name, document=made.rich(table % words))
+        page = self.html("--html", "one.tqx", "two.tqx", command="diff", code=1)[0]
+        self.assertEqual([e.text() for e in Page(page).root.find("mark")], ["Old", "New"])
+        self.assertIn("<del>loose</del>", page)
+        self.change("one.tqx", document=made.rich("<w:p><w:r><w:rPr><w:b/></w:rPr><w:t>x</w:t></w:r></w:p>"))
+        self.change("two.tqx", document=made.rich("<w:p><w:r><w:t>x</w:t></w:r></w:p>"))
+        page = self.html("--html", "one.tqx", "two.tqx", command="diff", code=1)[0]
+        self.assertIn("not its markup", page)
         self.html("--html", "/dev/null", "new.tqx", "-o", "c.html", command="diff", code=1)
         self.html("--html", "old.tqx", "nosuch.tqx", command="diff", code=3)
         self.html("--git", "HEAD", "-d", "changes", command="diff", code=2)
