@@ -221,7 +221,7 @@ private:
     }
 
     /// Changes the atoms that the change touches. The new text goes into the one before it, whose formatting it takes.
-    /// @returns false when none can hold it.
+    /// @returns false when there are none that could hold it.
     bool replaceIn(const std::vector<Atom>& atoms, const Changed& changed) {
         const Atom* target = targetOf(atoms, changed);
         std::size_t begin = 0;
@@ -230,25 +230,42 @@ private:
             const std::size_t cutBegin = std::clamp(changed.begin, begin, end) - begin;
             const std::size_t cutEnd = std::clamp(changed.end, begin, end) - begin;
             if (&atom == target || cutBegin != cutEnd) {
-                const std::string rest = atom.text.substr(cutEnd);
                 const std::string_view added = &atom == target ? changed.text : std::string_view();
-                const std::string text = atom.text.substr(0, cutBegin).append(added).append(rest);
-                splices_.push_back({atom.span, atom.isText ? textElements(prefixOf(atom.span), text) : std::string()});
+                splices_.push_back({atom.span, atom.isText ? changedText(atom, cutBegin, cutEnd, added)
+                                                           : changedMark(atom, cutBegin, cutEnd, added)});
             }
             begin = end;
         }
         return target != nullptr || changed.text.empty();
     }
 
+    std::string changedText(const Atom& atom, std::size_t cutBegin, std::size_t cutEnd, std::string_view added) const {
+        const std::string rest = atom.text.substr(cutEnd);
+        return textElements(prefixOf(atom.span), atom.text.substr(0, cutBegin).append(added).append(rest));
+    }
+
+    /// A tab or line break, with new text before or behind it, or in its place.
+    std::string changedMark(const Atom& atom, std::size_t cutBegin, std::size_t cutEnd, std::string_view added) const {
+        const std::string text = added.empty() ? std::string() : textElements(prefixOf(atom.span), added);
+        const std::string kept(cutBegin == cutEnd ? bytes_.substr(atom.span.begin, atom.span.end - atom.span.begin)
+                                                  : "");
+        return cutBegin == 0 ? text + kept : kept + text;
+    }
+
+    /// Of the atoms that the new text can stand in without getting behind or before others: one that holds text, if
+    /// there is any, and of these the one before the change.
     static const Atom* targetOf(const std::vector<Atom>& atoms, const Changed& changed) {
         const Atom* target = nullptr;
+        int best = 0;
         std::size_t begin = 0;
         for (const Atom& atom : atoms) {
             const std::size_t end = begin + atom.text.size();
             const bool isBefore = begin < changed.begin && changed.begin <= end;
-            const bool isBehind = target == nullptr && begin >= changed.begin;
-            if (atom.isText && (isBefore || isBehind)) {
+            const bool isBehind = changed.begin <= begin && begin <= changed.end;
+            const int worth = !isBefore && !isBehind ? 0 : (atom.isText ? 2 : 0) + (isBefore ? 2 : 1);
+            if (worth > best) {
                 target = &atom;
+                best = worth;
             }
             begin = end;
         }

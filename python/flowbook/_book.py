@@ -11,7 +11,7 @@ from types import TracebackType
 from typing import Any, TypeVar
 
 from flowbook import _native
-from flowbook._errors import EncryptedError, MisuseError, NotFoundError, error_of
+from flowbook._errors import EncryptedError, Error, MisuseError, NotFoundError, error_of
 from flowbook._paragraphs import Paragraphs
 from flowbook._parts import Finding, Image, Part, Relationship
 from flowbook._places import UTF16, Memory, Place, Source, Target, place_of
@@ -416,7 +416,14 @@ class Flowbook:
         """The native flowbook, which knows all changes."""
         if self._pending:
             pending, self._pending = self._pending, {}
-            self._native.edit_paragraphs([("replace", index, text, "") for index, text in pending.items()])
+            try:
+                self._native.edit_paragraphs([("replace", index, text, "") for index, text in pending.items()])
+            except Error:
+                self._version += 1  # so that the paragraphs show what they hold
+                raise
+            except BaseException:
+                self._pending = {**pending, **self._pending}  # interrupted; doing it twice does no harm
+                raise
         return self._native
 
     def _rich_text(self) -> list[Any]:
@@ -501,14 +508,14 @@ class Flowbook:
         """By source: what is unpickled opens the place anew, and has the changes that were not saved. Of bytes and file
         objects the content goes along, and the copy belongs to no file."""
         native = self._current()
-        return _unpickled, (self._place.pickled(native), native.to_bytes() if native.is_changed() else None)
+        return _unpickled, (type(self), self._place.pickled(native), native.to_bytes() if native.is_changed() else None)
 
     def __repr__(self) -> str:
         return f"<Flowbook {self.name!r}>"
 
 
-def _unpickled(place: Place, changed: bytes | None) -> Flowbook:
-    book = Flowbook(place)
+def _unpickled(kind: type[Flowbook], place: Place, changed: bytes | None) -> Flowbook:
+    book = kind(place)
     if changed is not None:
         place.refuse_if_changed()
         book._native.hold(changed)

@@ -2,17 +2,19 @@
 
 from __future__ import annotations
 
-import difflib
+import operator
 from dataclasses import dataclass
 from typing import Union
 
 from flowbook import _native
 from flowbook._book import Flowbook, open as open_flowbook
-from flowbook._errors import DamagedError, MisuseError
+from flowbook._errors import DamagedError
 from flowbook._parts import Finding
-from flowbook._places import FileObject, LocalFile, Memory, Source, place_of
+from flowbook._places import Source, place_of
 
 Given = Union[Source, Flowbook]
+
+_MOST_LINES = 1 << 30
 
 
 def check(source: Given) -> tuple[Finding, ...]:
@@ -95,9 +97,9 @@ def diff(a: Given, b: Given, *, context: int = 3) -> str:
     >>> [line for line in diff(Flowbook.new(code="x"), Flowbook.new(code="y")).splitlines() if line[1:3] == "  "]
     ['-  x', '+  y']
     """
-    books = _book(a), _book(b)
-    old, new = (book.text.splitlines(keepends=True) for book in books)
-    return "".join(difflib.unified_diff(old, new, books[0].name, books[1].name, n=context))
+    lines = min(max(operator.index(context), 0), _MOST_LINES)
+    old, new = _book(a), _book(b)
+    return _native.diff(old.name, old.text, new.name, new.text, lines)
 
 
 @dataclass(frozen=True, slots=True)
@@ -166,7 +168,7 @@ def merge(base: Given | None, ours: Given, theirs: Given, *, favour: str | None 
     return Merged(data, tuple(Conflict(*each) for each in conflicts), tuple(notes))
 
 
-def repair(source: Source) -> Repaired:
+def repair(source: Given) -> Repaired:
     """Saves what is whole of a damaged file, which it does not change.
 
     >>> whole = Flowbook.new(code="x = 1;").to_bytes()
@@ -181,13 +183,6 @@ def _book(source: Given) -> Flowbook:
     return source if isinstance(source, Flowbook) else open_flowbook(source)
 
 
-def _content(source: object) -> bytes:
+def _content(source: Given) -> bytes:
     """The bytes of a file that may be no flowbook."""
-    place = place_of(source)
-    if isinstance(place, LocalFile):
-        return place.content()
-    if isinstance(place, Memory):
-        return place.content()
-    if isinstance(place, FileObject):
-        return place.content()
-    raise MisuseError("a path, bytes or a binary file is needed", place.name)
+    return source.to_bytes() if isinstance(source, Flowbook) else place_of(source).content()

@@ -94,12 +94,12 @@ def remote_files(urls: list[str], options: Mapping[str, Any] | None) -> Iterator
         return
     import fsspec  # type: ignore[import]
 
-    systems: dict[Any, list[str]] = {}
+    systems: dict[Any, dict[str, str]] = {}
     for url in urls:
         files, path = fsspec.core.url_to_fs(url, **(options or {}))
-        systems.setdefault(files, []).append(path)
+        systems.setdefault(files, {}).setdefault(path, url)
     for files, paths in systems.items():
-        yield from _web_files(files, paths) if _is_web(files) else _stored_files(files, paths)
+        yield from _web_files(files, list(paths)) if _is_web(files) else _stored_files(files, paths)
 
 
 def _is_web(files: Any) -> bool:
@@ -125,13 +125,22 @@ def _web_files(files: Any, paths: list[str]) -> Iterator[File]:
         yield File(files, path, path, int(known.get("size") or 0), known.get("ETag"))
 
 
-def _stored_files(files: Any, paths: list[str]) -> Iterator[File]:
-    for path in paths:
+def _stored_files(files: Any, paths: dict[str, str]) -> Iterator[File]:
+    for path, url in paths.items():
         found = _listed(files, path)
+        begin = _begin_of(url, path)
         for name in sorted(found):
             info = found[name]
             stamp = info.get("mtime") or info.get("ETag") or info.get("LastModified") or info.get("created")
-            yield File(files, name, files.unstrip_protocol(name), int(info.get("size") or 0), stamp)
+            address = files.unstrip_protocol(name) if begin is None else begin + name
+            yield File(files, name, address, int(info.get("size") or 0), stamp)
+
+
+def _begin_of(url: str, path: str) -> str | None:
+    """What stands before the path in an address, such as the host; None where it cannot be told."""
+    address, end = url.rstrip("/"), path.rstrip("/")
+    is_known = "://" in address and "::" not in address and address.endswith(end)
+    return address[:len(address) - len(end)] if is_known else None
 
 
 def _listed(files: Any, path: str) -> dict[str, dict[str, Any]]:

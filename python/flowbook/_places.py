@@ -9,7 +9,7 @@ from collections.abc import Callable, Mapping
 from typing import Any, Protocol, Union, runtime_checkable
 
 from flowbook import _native
-from flowbook._errors import ConflictError, Error, MisuseError
+from flowbook._errors import ConflictError, Error, MisuseError, error_of
 
 
 @runtime_checkable
@@ -41,6 +41,9 @@ class Place(Protocol):
     can_be_returned_to: bool
 
     def open(self) -> _native.Book: ...
+
+    def content(self) -> bytes:
+        """All bytes of it, which may be no flowbook."""
 
     def save_back(self, book: _native.Book, overwrite: bool) -> None:
         """Saves what was opened from here, if it is still the same or is to be overwritten."""
@@ -122,18 +125,24 @@ class LocalFile:
         return book
 
     def content(self) -> bytes:
-        with io.open(self._bytes, "rb") as file:
-            return file.read()
+        return _native.content_of(self._path, self.name)
 
     def save_back(self, book: _native.Book, overwrite: bool) -> None:
         if overwrite:
-            book.save_at(self._path, self.name)
+            self.save_copy(book, True)
         else:
             book.save_back()
-        self._stamp = self._seen()
+            self._stamp = self._seen()
 
     def save_copy(self, book: _native.Book, moves: bool) -> None:
-        book.save_at(self._path, self.name if moves else None)
+        try:
+            book.save_at(self._path, self.name if moves else None)
+        except Error as error:
+            if error.kind not in {"input-output", "not-found", "conflict", "not-durable"}:
+                raise
+            # About this file, which the native flowbook does not come from.
+            has_folder = error.kind != "input-output" or os.path.isdir(os.path.dirname(self._bytes))
+            raise error_of(error.kind if has_folder else "not-found", error.words, self.name) from None
         self._stamp = self._seen()
 
     def pickled(self, book: _native.Book) -> Place:

@@ -29,6 +29,8 @@ class RemoteFile:
     can_be_returned_to = True
 
     def __init__(self, url: str, options: Mapping[str, Any] | None) -> None:
+        if not isinstance(options, (Mapping, type(None))):
+            raise TypeError(f"storage_options is a mapping, not {type(options).__name__}")
         self.name = url.encode("utf-8", "replace").decode("utf-8")
         self._given = url, options
         with told(self.name):
@@ -43,6 +45,17 @@ class RemoteFile:
         if isinstance(content, bytes):
             return _native.Book.of_bytes(content, self.name)
         return _native.Book.of_object(Watched(content, self.name), self.name)
+
+    def content(self) -> bytes:
+        with told(self.name):
+            found = self._store.open()
+            if isinstance(found, bytes):
+                return found
+            found.seek(0, os.SEEK_END)
+            size = found.tell()
+            found.seek(0)
+            content: bytes = found.read(size)
+            return content
 
     def save_back(self, book: _native.Book, overwrite: bool) -> None:
         if not overwrite and not self._store.compares:
@@ -99,7 +112,8 @@ class Watched:
 
     def seek(self, offset: int, whence: int = os.SEEK_SET) -> int:
         with told(self._name):
-            return int(self._file.seek(offset, whence))
+            self._file.seek(offset, whence)  # that of SFTP does not return where it is
+            return int(self._file.tell())
 
     def tell(self) -> int:
         with told(self._name):

@@ -92,6 +92,9 @@ class _Block:
     def __init__(self, files: Any, given: Sequence[File] = ()) -> None:
         self.files = files
         self.paths = [file.path for file in given]
+        # Each address is its path behind what they have in common, so that the graph holds names but once.
+        self.begin = given[0].url.removesuffix(given[0].path) if given else ""
+        self.others = [] if all(file.url == self.begin + file.path for file in given) else [file.url for file in given]
         self.sizes = [file.size for file in given]
         self.token = hashlib.sha256(repr([file[2:] for file in given]).encode("utf-8", "surrogatepass")).hexdigest()
 
@@ -101,9 +104,7 @@ class _Block:
 
     @property
     def urls(self) -> list[str]:
-        if self.files is None or _many._is_web(self.files):
-            return self.paths
-        return [self.files.unstrip_protocol(path) for path in self.paths]
+        return self.others or [self.begin + path for path in self.paths]
 
     def sources(self) -> Iterator[Any]:
         """The path, content or binary file of each; a FileNotFoundError for one that is gone."""

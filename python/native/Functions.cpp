@@ -1,7 +1,6 @@
 #include "Functions.hpp"
 
 #include "Failure.hpp"
-#include "Source.hpp"
 #include "flowbook/FlowbookFileWriter.hpp"
 #include "foundation/storage/vfs/MemoryStorage.hpp"
 #include "kit/package/Strip.hpp"
@@ -26,6 +25,14 @@ namespace {
 fl::Bytes copyOf(const std::string& bytes) { return {bytes.begin(), bytes.end()}; }
 
 }  // namespace
+
+fl::Bytes contentOf(const LocalPath& path, const std::string& name) {
+    return runCall(name, true, [path] { return Source::ofPath(path).bytes(); });
+}
+
+std::string diff(const kit::NamedText& a, const kit::NamedText& b, std::size_t context) {
+    return runCall("", true, [a, b, context] { return kit::unifiedDiff(a, b, context); });
+}
 
 kit::Salvaged repair(const std::string& remains) {
     return runCall("", true, [bytes = copyOf(remains)] { return kit::salvage(bytes); });

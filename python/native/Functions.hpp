@@ -1,7 +1,9 @@
 #pragma once
 
+#include "Source.hpp"
 #include "fl/Bytes.hpp"
 #include "kit/compare/Merge.hpp"
+#include "kit/compare/UnifiedDiff.hpp"
 #include "kit/package/Salvage.hpp"
 
 #include <optional>
@@ -13,6 +15,12 @@ namespace flowbook::python {
 
 /// An empty flowbook.
 fl::Bytes newFlowbook();
+
+/// The bytes of a file of the machine, which may be no flowbook. @param name  the user's name of it, UTF-8.
+fl::Bytes contentOf(const LocalPath& path, const std::string& name);
+
+/// As kit::unifiedDiff().
+std::string diff(const kit::NamedText& a, const kit::NamedText& b, std::size_t context);
 
 /// What can be had of a damaged file.
 kit::Salvaged repair(const std::string& remains);

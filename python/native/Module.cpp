@@ -158,47 +158,51 @@ std::vector<kit::ParagraphEdit> toEdits(const py::list& tuples) {
     return edits;
 }
 
-void addChanges(py::class_<Book, std::shared_ptr<Book>>& book) {
-    using Text = std::string;
-    const auto make = [](Book& self, kit::Change change) { return toPython(self.change(std::move(change))); };
+template <class Change>
+py::tuple make(Book& self, Change change) {
+    return toPython(self.change(std::move(change)));
+}
+
+void addCodeChanges(py::class_<Book, std::shared_ptr<Book>>& book) {
     book.def("is_changed", &Book::isChanged)
         .def("revision", &Book::revision)
         .def("set_code",
-             [make](Book& self, const py::bytes& text, bool flatten) {
+             [](Book& self, const py::bytes& text, bool flatten) {
                  return make(self, kit::SetPlainCode{fromUtf16(text), flatten});
              })
         .def("edit_paragraphs",
-             [make](Book& self, const py::list& edits) { return make(self, kit::EditParagraphs{toEdits(edits)}); })
+             [](Book& self, const py::list& edits) { return make(self, kit::EditParagraphs{toEdits(edits)}); })
         .def("set_rich_code",
-             [make](Book& self, const py::bytes& document) { return make(self, kit::SetRichCode{toBytes(document)}); })
+             [](Book& self, const py::bytes& document) { return make(self, kit::SetRichCode{toBytes(document)}); })
         .def("set_encrypted_code",
-             [make](Book& self, const py::bytes& content) {
-                 return make(self, kit::SetEncryptedCode{toBytes(content)});
-             })
-        .def("set_property",
-             [make](Book& self, Text label, std::optional<py::bytes> value) {
-                 const auto text = value ? std::make_optional(Text(*value)) : std::nullopt;
-                 return make(self, kit::SetProperty{std::move(label), text});
-             })
-        .def("add_picture",
-             [make](Book& self, Text mediaType, const py::bytes& content) {
+             [](Book& self, const py::bytes& content) { return make(self, kit::SetEncryptedCode{toBytes(content)}); })
+        .def("set_property", [](Book& self, std::string label, std::optional<py::bytes> value) {
+            const auto text = value ? std::make_optional(std::string(*value)) : std::nullopt;
+            return make(self, kit::SetProperty{std::move(label), text});
+        });
+}
+
+void addPartChanges(py::class_<Book, std::shared_ptr<Book>>& book) {
+    using Text = std::string;
+    book.def("add_picture",
+             [](Book& self, Text mediaType, const py::bytes& content) {
                  return make(self, kit::AddPicture{std::move(mediaType), toBytes(content)});
              })
         .def("put_part",
-             [make](Book& self, Text name, Text type, const py::bytes& content, bool isNew, bool isPicture) {
+             [](Book& self, Text name, Text type, const py::bytes& content, bool isNew, bool isPicture) {
                  return make(self, kit::PutPart{std::move(name), std::move(type), toBytes(content), isNew, isPicture});
              })
-        .def("remove_part", [make](Book& self, Text name) { return make(self, kit::RemovePart{std::move(name)}); })
+        .def("remove_part", [](Book& self, Text name) { return make(self, kit::RemovePart{std::move(name)}); })
         .def("rename_part",
-             [make](Book& self, Text name, Text to) {
+             [](Book& self, Text name, Text to) {
                  return make(self, kit::RenamePart{std::move(name), std::move(to)});
              })
         .def("add_relationship",
-             [make](Book& self, Text source, Text id, Text type, Text target, bool isInternal) {
+             [](Book& self, Text source, Text id, Text type, Text target, bool isInternal) {
                  return make(self, kit::AddRelationship{std::move(source), std::move(id), std::move(type),
                                                         std::move(target), isInternal});
              })
-        .def("remove_relationship", [make](Book& self, Text source, Text id) {
+        .def("remove_relationship", [](Book& self, Text source, Text id) {
             return make(self, kit::RemoveRelationship{std::move(source), std::move(id)});
         });
 }
@@ -217,7 +221,8 @@ void addBook(py::module_& module) {
         .def("hold", &Book::hold)
         .def("close", &Book::close);
     addReading(book);
-    addChanges(book);
+    addCodeChanges(book);
+    addPartChanges(book);
 }
 
 struct ToPython {
@@ -311,6 +316,11 @@ void addFunctions(py::module_& module) {
             merge(base, ours, theirs, mergeOptions(favour, outputs, std::move(oursLabel), std::move(theirsLabel))));
     });
     module.def("new_flowbook", [] { return toPython(newFlowbook()); });
+    module.def("content_of",
+               [](const py::tuple& path, const std::string& name) { return toPython(contentOf(toPath(path), name)); });
+    module.def("diff", [](std::string aName, std::string a, std::string bName, std::string b, std::size_t context) {
+        return toText(diff({std::move(aName), std::move(a)}, {std::move(bName), std::move(b)}, context));
+    });
     module.def("repair", [](const std::string& remains) {
         const kit::Salvaged salvaged = repair(remains);
         return py::make_tuple(salvaged.flowbook ? py::object(toPython(*salvaged.flowbook)) : py::none(), salvaged.saved,

@@ -42,6 +42,14 @@ def test_text_of_prose(around, text, expected):
     assert [run for run in looks(read.paragraphs[1]) if run[0]] == expected and read.code == "a" and not read.check()
 
 
+@pytest.mark.parametrize("old, fresh", [
+    ("\n", "0"), ("\n", "x\ny\n"), ("\t", "\n"), ("\na", "x\na"), ("a\n\nb", "a\nx\nb")])
+def test_text_beside_line_breaks_and_tabs(old, fresh):
+    book = flowbook.Flowbook.new(code="x")
+    book.paragraphs.insert(0, old, "Normal").text = fresh
+    assert texts(flowbook.open(book.to_bytes())) == [("Normal", fresh), ("code", "x")]
+
+
 def test_paragraphs_come_and_go():
     book = rich(make.paragraph("Intro", "Heading1"), make.paragraph("a\nb"), make.paragraph("c"))
     first, second, third = book.paragraphs

@@ -16,7 +16,7 @@ import flowbook
 STEPS = int(os.environ.get("PXFLOWBOOK_PYTHON_STEPS", "400"))
 SEED = int(os.environ.get("PXFLOWBOOK_PYTHON_SEED", random.SystemRandom().randrange(10**9)))
 TEXT = st.text(st.characters(blacklist_categories=["Cs", "Cc"], blacklist_characters="\u200b\ufffe\uffff"), max_size=20)
-LINES = st.lists(TEXT, min_size=1, max_size=3).map("\n".join)
+LINES = st.lists(TEXT, min_size=1, max_size=3).map("\n".join) | st.text("ab\t\n", max_size=5)
 STYLES = st.sampled_from(["code", "Normal", "Heading1", ""])
 PROPERTIES = st.sampled_from(["title", "description", "version"])
 

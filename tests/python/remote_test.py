@@ -1,5 +1,6 @@
 """Flowbooks at addresses: a web server with entity tags, memory, FTP and Apache httpd."""
 import http.server
+import io
 import os
 import pathlib
 import shutil
@@ -14,6 +15,7 @@ import pytest
 
 import flowbook
 import flowbook.dask
+from flowbook import _remote
 
 ROUNDS = 5 * int(os.environ.get("PXFLOWBOOK_PYTHON_RUNS", "2"))
 SMALL = flowbook.Flowbook.new(code="x = 1;", title="old").to_bytes()
@@ -166,6 +168,18 @@ def test_an_interrupted_save_to_an_address_is_no_conflict(server, monkeypatch):
         assert (read.title, read.description) == ("new", "d")
 
 
+class WithoutPlace(io.BytesIO):
+    """Its seek() tells no place, as that of SFTP."""
+
+    def seek(self, *arguments):
+        super().seek(*arguments)
+
+
+def test_files_whose_seek_tells_nothing():
+    assert flowbook.open(_remote.Watched(WithoutPlace(SMALL), "a")).title == "old"
+    assert flowbook.open(WithoutPlace(SMALL)).title == "old"
+
+
 # The FTP server imports Python's module crypt, in which the address sanitizer's crypt() ends the process.
 @pytest.mark.skipif("asan" in os.environ.get("LD_PRELOAD", ""), reason="crypt() fails under the sanitizer")
 def test_stores_that_cannot_compare_are_not_gone_back_to(tmp_path):
@@ -188,6 +202,8 @@ def test_stores_that_cannot_compare_are_not_gone_back_to(tmp_path):
         assert flowbook.open(tmp_path / "a.tqx").title == "old"
         book.save(overwrite=True)
         assert flowbook.open(tmp_path / "a.tqx").title == "new" and os.listdir(tmp_path) == ["a.tqx"]
+        assert flowbook.read_many(os.path.dirname(address) + "/", ["path", "title"]) == [
+            {"path": address, "title": "new"}]
     finally:
         server.close_all()
 
