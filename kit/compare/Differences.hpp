@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -18,5 +19,15 @@ struct Difference {
 /// are any; sequences that differ in thousands of places may be told to differ in longer stretches than they do, so
 /// that the time stays in proportion.
 std::vector<Difference> differencesOf(const std::vector<std::string_view>& a, const std::vector<std::string_view>& b);
+
+/// A text in lines, and what it is called in a comparison.
+struct NamedText {
+    std::string name;
+    std::string text;
+};
+
+/// Returns how two texts differ, line by line, in the unified format; nothing when they are the same.
+/// @param context  how many lines that are the same are shown around what differs.
+std::string unifiedDiff(const NamedText& a, const NamedText& b, std::size_t context);
 
 }  // namespace flowbook::kit

@@ -2,8 +2,8 @@
 
 #include "Source.hpp"
 #include "fl/Bytes.hpp"
+#include "kit/compare/Differences.hpp"
 #include "kit/compare/Merge.hpp"
-#include "kit/compare/UnifiedDiff.hpp"
 #include "kit/package/Salvage.hpp"
 
 #include <optional>
