@@ -22,7 +22,9 @@ from process import measure
 
 RUNS = 3
 LOOP = "--loop"  # for this program itself: what to do, and in which folder
-COMMANDS = {"cat": ["cat"], "info": ["info"], "grep": ["grep", "compute.*input7"], "digest": ["digest"],
+COMMANDS = {"cat": ["cat"], "info": ["info"], "grep": ["grep", "compute.*input7"],
+            "grep --in=all": ["grep", "--in=all", "compute.*input7"], "ls -l": ["ls", "-l"],
+            "replace --dry-run": ["replace", "--dry-run", "-q", "input77\\b", "input0"], "digest": ["digest"],
             "check": ["check"], "canon --check": ["canon", "--check"]}
 
 

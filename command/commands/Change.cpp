@@ -7,6 +7,7 @@
 #include "kit/document/AroundCode.hpp"
 #include "kit/document/CodeParagraphs.hpp"
 #include "kit/document/RichCodePart.hpp"
+#include "kit/document/SearchedText.hpp"
 #include "opc/pxservices/CorePropertiesManager.hpp"
 #include "opc/zippackage/ZipPhysicalPackage.hpp"
 #include "terminal/Failure.hpp"
@@ -35,16 +36,19 @@ std::u16string asStored(const std::u16string& code) {
     return text;
 }
 
-bool hasCode(const Change& change, const Input& input, const kit::Document& document) {
+bool hasCode(const Change& change, const kit::Document& document) {
     const kit::CodeForm form = document.form();
     if (change.rich) {
         return form == kit::CodeForm::Rich && document.storedCode() == *change.rich;
     }
     const bool isReadable = form == kit::CodeForm::Plain || (form == kit::CodeForm::Rich && !change.flatten);
-    return !change.code || (isReadable && input.openReader().getTARMICCode() == asStored(*change.code));
+    return !change.code || (isReadable && document.code() == asStored(*change.code));
 }
 
 void requireOnlyCode(const kit::Document& document) {
+    if (kit::holdsOnlyCode(document)) {
+        return;
+    }
     const std::string what = kit::aroundCode(document.richText());
     if (!what.empty()) {
         throw Failure(ExitCode::NegativeFinding, "plain code would drop " + what + "; --flatten does it");
@@ -57,7 +61,8 @@ void requireReplaceable(const Change& change, const kit::Document& document) {
     }
 }
 
-/// The rich code document with this plain code in its paragraphs; nothing when it cannot be told what goes where.
+/// The rich code document with this plain code in its paragraphs; nothing when it is not clear which line belongs
+/// where.
 std::optional<Bytes> withCodeInParagraphs(const Change& change, const kit::Document& document) {
     if (change.flatten || document.form() != kit::CodeForm::Rich || !document.richText().fault.empty()) {
         return std::nullopt;
@@ -71,7 +76,7 @@ std::optional<Bytes> withCodeInParagraphs(const Change& change, const kit::Docum
 /// more than code.
 bool reduce(Change& change, const Input& input) {
     const kit::Document document = openDocument(input);
-    if (hasCode(change, input, document)) {
+    if (hasCode(change, document)) {
         change.code.reset();
         change.rich.reset();
         return !change.properties.agreeWith(document.properties());

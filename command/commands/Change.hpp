@@ -20,7 +20,7 @@ struct Change {
 };
 
 /// Makes the change and saves, unless the flowbook is like that already or `dryRun` is set. Plain code for rich code
-/// goes into its code paragraphs where it can be told which line belongs to which; all else of the document then stays.
+/// goes into its code paragraphs where it is clear which line belongs to which; all else of the document then stays.
 /// @param input  for Purpose::Update. @returns whether the flowbook was not like that.
 /// @throws Failure (a negative finding) when the code would replace more than code, (encrypted) when it would replace
 ///         encrypted code; what the library throws.

@@ -105,7 +105,7 @@ void compare(const Pair& pair, Report& report, const DiffOptions& options) {
     }
 }
 
-/// Tells of each pair whether it differs, and no more.
+/// Prints for each pair whether it differs, and no more.
 void comparePairs(Console& console, const DiffOptions& options, const Pairs& pairs, std::vector<InputName> names) {
     forEachInput(console, options.inputs, std::move(names),
                  [&](const Input& input, Report& report) { compare(pairs.at(input.argument()), report, options); });

@@ -60,6 +60,6 @@ void digestAll(Console& console, DigestOptions& options) {
 }  // namespace
 
 const Command kDigest = makeCommand<DigestOptions, kDigestOptions, digestAll>(
-    {"digest", "Tell flowbooks apart by their content", kDigestDescription, kDigestExamples});
+    {"digest", "Print digests of the content of flowbooks", kDigestDescription, kDigestExamples});
 
 }  // namespace flowbook::tool

@@ -66,7 +66,7 @@ void runEditor(const std::string& file) {
     }
 }
 
-/// Keeps the folder if the user has changed the text in it, or if that cannot be told.
+/// Keeps the folder if the user has changed the text in it, or if that is not known.
 /// @returns whether it is kept.
 bool keepIfChanged(TemporaryFolder& folder, const std::string& file, const std::string& text) {
     bool isChanged = false;

@@ -145,7 +145,7 @@ private:
     const ExtractOptions& options_;
     kit::FileNames names_;
     kit::ManifestWriter manifest_;
-    bool isWhole_ = true;  ///< whether all that the manifest tells was extracted
+    bool isWhole_ = true;  ///< whether all that the manifest lists was extracted
 };
 
 constexpr char kExtractDescription[] =

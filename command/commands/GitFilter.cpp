@@ -20,7 +20,7 @@ namespace flowbook::tool {
 
 namespace {
 
-constexpr std::size_t kHeader = 4;        // hexadecimal digits that tell how long a packet is, themselves included
+constexpr std::size_t kHeader = 4;        // hexadecimal digits of a packet's length, themselves included
 constexpr std::size_t kMostData = 65516;  // that git takes in one packet
 
 /// Packets as git exchanges them (gitprotocol-common(5)): data, or a flush packet that ends a list.

@@ -29,8 +29,8 @@ constexpr char kFormer[] = "flowbook.before.";  // opens the key under which a s
 constexpr char kFormerEnd[] = "flowbook.before.attributes";
 constexpr char kHookMark[] = "# flowbook git setup --hook wrote this file; --undo removes it.";
 
-/// How a value that this command writes can be told from one of the user's: a piece of it, or, for values that say
-/// nothing by themselves, the key whose value tells.
+/// How a value that this command writes is distinguished from one of the user's: a piece of it, or, for values that say
+/// nothing by themselves, the key whose value does.
 struct Trait {
     const char* key;
     const char* piece;
@@ -180,7 +180,7 @@ std::string textconvOf(const std::string& command) {
 }
 
 std::vector<Setting> settingsOf(const GitSetup& setup, const std::string& command) {
-    // Earlier versions of git do not tell the names of the sides, which merge looks for elsewhere then.
+    // Earlier versions of git do not pass the names of the sides, which merge looks for elsewhere then.
     constexpr unsigned kTellsLabels = 244;
     const std::string labels = gitVersion() < kTellsLabels ? "" : " --base-label=%S --ours-label=%X --theirs-label=%Y";
     std::vector<Setting> settings{

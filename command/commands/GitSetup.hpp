@@ -24,7 +24,7 @@ void setUpGit(Console& console, const GitSetup& setup);
 /// @throws Failure.
 void undoGitSetup(Console& console, const GitSetup& setup);
 
-/// Tells what is missing, one finding a line. @returns whether nothing is. @throws Failure.
+/// Prints what is missing, one finding a line. @returns whether nothing is. @throws Failure.
 bool checkGitSetup(Console& console);
 
 /// What a git command prints, less the line feed at its end. @throws Failure when it ends with another code than 0.

@@ -34,7 +34,7 @@ struct GrepOptions {
     bool gitignore = false;
     bool accepted = false;
 
-    /// Whether the lines themselves are to be told.
+    /// Whether the lines themselves are to be printed.
     bool lines() const { return !names && !count && !quiet; }
     std::size_t linesBefore() const { return before.value_or(around.value_or(0)); }
     std::size_t linesAfter() const { return after.value_or(around.value_or(0)); }
@@ -141,7 +141,8 @@ private:
 
 /// Calls `each(number, line, isKnown)` for the lines of a text, of which the first has number 1, until it returns
 /// false.
-/// @param skip  tells what is to be looked at next, given where a line begins; `isKnown` says that it lies in the line.
+/// @param skip  returns what is to be looked at next, given where a line begins; `isKnown` says that it lies in the
+/// line.
 template <class Skip, class Each>
 void forEachLine(std::string_view text, Skip skip, Each each) {
     std::size_t number = 1;
@@ -251,7 +252,7 @@ public:
     bool found() const { return found_; }
 
 private:
-    /// Searches one place; a line is told to `match` if it is wanted, else to `other`, which may be called for lines
+    /// Searches one place; a line is handed to `match` if it is wanted, else to `other`, which may be called for lines
     /// behind the last match as long as `isWaiting`.
     template <class Printer>
     void search(const std::string& text, std::size_t& count, Printer& printer) const {
@@ -278,7 +279,7 @@ private:
         });
     }
 
-    /// Calls `each` with the texts that can be read; a failure is told when all the others have been searched.
+    /// Calls `each` with the texts that can be read; a failure is reported when all the others have been searched.
     template <class Each>
     void forEachPlace(const Input& input, Report& report, Each each) const {
         if (!options_->places) {

@@ -17,7 +17,7 @@ struct InfoOptions {
 };
 
 struct FileInfo {
-    std::optional<kit::CodeForm> form;  ///< none when it cannot be told
+    std::optional<kit::CodeForm> form;  ///< none when it cannot be read
     std::vector<kit::Property> properties;
     std::vector<opc::model::Part> parts;
 };
@@ -33,7 +33,7 @@ void tellFaults(const std::vector<kit::Property>& properties, const Input& input
     }
 }
 
-/// What can be read; what cannot is told of.
+/// Returns what can be read, and reports what cannot.
 FileInfo look(const kit::Document& document, const Input& input, Report& report) {
     FileInfo info;
     report.attempt(&input, [&] { info.form = document.form(); });
@@ -109,7 +109,7 @@ void infoAll(Console& console, InfoOptions& options) {
 }  // namespace
 
 const Command kInfo =
-    makeCommand<InfoOptions, kInfoOptions, infoAll>({"info", "Tell the form of the code, the properties and the parts",
+    makeCommand<InfoOptions, kInfoOptions, infoAll>({"info", "Print the form of the code, the properties and the parts",
                                                      kInfoDescription, kInfoExamples, "properties{} parts[]"});
 
 }  // namespace flowbook::tool

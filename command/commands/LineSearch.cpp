@@ -55,7 +55,8 @@ std::unique_ptr<RE2> compiled(const std::string& pattern, const SearchOptions& o
     return expression;
 }
 
-/// Whether a pattern finds in a text whatever it finds in one of its lines, once ^ and $ stand for the ends of lines.
+/// Whether a search of the whole text finds all that a search of its single lines finds, once ^ and $ stand for the
+/// ends of lines.
 bool isForTexts(const std::string& pattern) {
     for (std::size_t at = pattern.find("(?"); at != std::string::npos; at = pattern.find("(?", at + 1)) {
         if (pattern.compare(at, 3, "(?:") != 0) {

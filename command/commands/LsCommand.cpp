@@ -19,7 +19,7 @@ struct LsOptions {
     std::string sort;
 };
 
-/// What is told of one flowbook.
+/// What is listed of one flowbook.
 struct Listed {
     std::string file;
     std::optional<kit::CodeForm> form;  ///< none when something cannot be read
@@ -64,7 +64,7 @@ void readInto(Listed& row, const Input& input) {
     row.form = form;
 }
 
-/// What can be read; a failure is told, and marks the flowbook. A file that is not there has no row.
+/// Returns what can be read; a failure is reported, and marks the flowbook. A file that is not there has no row.
 std::optional<Listed> rowOf(const Input& input, Report& report) {
     std::optional<Listed> row(Listed{input.argument(), std::nullopt, "", 0, std::nullopt, {}});
     bool isThere = false;

@@ -35,7 +35,7 @@ struct MergeOptions {
 /// One of the three files. Its parts are read when they are needed.
 class Version {
 public:
-    /// @param name  tells the three apart in messages of the library.
+    /// @param name  stands in messages of the library, so that the three can be distinguished.
     /// @param file  what messages call the file, whose versions git gives names of no meaning.
     Version(const std::string& argument, const std::u16string& name, const std::optional<std::string>& file)
         : shown_(file ? *file + " (" + fl::i18n::to_string(name) + ")" : argument),

@@ -167,7 +167,7 @@ void PageFolder::refresh(Entry& entry) {
     } catch (const Interrupted&) {
         throw;
     } catch (const std::exception&) {
-        // Nobody asked for this page now: what it shows stays.
+        // This run does not make this page, so it stays as it is.
         entry.summary.file = entry.file;
     }
 }

@@ -6,14 +6,14 @@
 
 namespace flowbook::tool {
 
-/// The page of an input. What is wrong with it is told by the page and by the report.
+/// The page of an input. What is wrong with it is said on the page and in the report.
 /// @throws Failure when the input cannot be read at all for a reason that is not its own, such as permissions.
 kit::Page pageOf(const Input& input, Report& report, kit::PageOptions options);
 
 /// As above, under the name that the user gave.
 kit::Page pageOf(const Input& input, Report& report);
 
-/// The page of an input; what is wrong with it is told by the page alone. @throws as pageOf().
+/// The page of an input; what is wrong with it is said on the page alone. @throws as pageOf().
 kit::Page quietPageOf(const Input& input, kit::PageOptions options);
 
 /// Opens a page in the browser. It stays in the folder of temporary files, as the browser may take it later.

@@ -11,12 +11,12 @@ namespace flowbook::tool {
 using Work = std::function<void(const Input&, Report&)>;
 
 /// Does `work` on each of the inputs, on several at once, bad ones notwithstanding, until standard output
-/// fails. Whatever `work` throws is told of as a failure of that input; with --json, an input for which
+/// fails. Anything that `work` throws is reported as a failure of that input; with --json, an input for which
 /// `work` began no record gets one with its failure.
 void forEachInput(Console& console, const InputOptions& options, const Work& work,
                   Input::Purpose purpose = Input::Purpose::Read);
 
-/// As above, for names that `options` has told before.
+/// As above, for names that `options` has returned before.
 void forEachInput(Console& console, const InputOptions& options, std::vector<InputName> names, const Work& work,
                   Input::Purpose purpose = Input::Purpose::Read);
 

@@ -60,7 +60,7 @@ GuardedStorage::~GuardedStorage() {
     }
 }
 
-/// The system tells where a descriptor's file is by now, which after a rename is not where the user named it.
+/// The system knows where a descriptor's file is by now, which after a rename is not where the user named it.
 void GuardedStorage::requirePathStillLeadsHere() const {
     std::error_code gone;
     const std::filesystem::path named = std::filesystem::canonical(path_, gone);

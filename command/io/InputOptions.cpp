@@ -33,7 +33,7 @@ bool isFolder(const std::string& path) {
     return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-/// A link counts as what it leads to, unless that is a folder; one that leads nowhere is told of.
+/// A link counts as what it leads to, unless that is a folder; one that leads nowhere is reported.
 bool isFile(const FTSENT& entry) {
     struct stat status {};
     return entry.fts_info == FTS_F ||
@@ -49,7 +49,7 @@ std::string ownName(const std::string& argument) {
     return argument == "-" ? "stdin.tqx" : argument.substr(argument.find_last_of('/') + 1);
 }
 
-/// Of a folder that can be listed but not entered, nothing is known about what is in it: the folder is told, once.
+/// Of a folder that can be listed but not entered, nothing is known about what is in it: the folder is reported, once.
 void addFolderOf(const FTSENT& entry, std::vector<InputName>& names) {
     const std::string path(entry.fts_path, entry.fts_pathlen - entry.fts_namelen);
     const std::string folder = path.size() > 1 ? path.substr(0, path.size() - 1) : path;

@@ -16,7 +16,7 @@ namespace flowbook::tool {
 class OrderedReports {
 public:
     /// @param most  how many reports may be under way or waiting. The console must outlive the object and is
-    ///              used by nobody else meanwhile.
+    ///              used through this object alone meanwhile.
     /// @param separator  is shown between what two reports show.
     OrderedReports(Console& console, std::size_t most, std::string separator);
 

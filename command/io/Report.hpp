@@ -25,7 +25,7 @@ public:
     /// are done. @throws Interrupted.
     void write(const void* from, std::size_t count) override;
 
-    /// Tells of the exception that is being handled as a failure of the input.
+    /// Reports the exception that is being handled as a failure of the input.
     /// @param input  for the wording; may be null.
     void fail(const Input* input);
 
@@ -47,7 +47,7 @@ public:
     /// Writes the JSON object of an input whose work failed before it wrote one: its lists are empty.
     void writeFailureRecord();
 
-    /// Does `work`; what it throws is told of, and no more.
+    /// Does `work`; an exception that it throws is reported and goes no further.
     template <class Work>
     void attempt(const Input* input, Work work) {
         try {

@@ -59,7 +59,8 @@ std::string temporaryName() {
     return ".flowbook-" + std::to_string(random);
 }
 
-/// Nobody sees the file before it is complete, and what has its name stays until then, with what else links to it.
+/// Other programs see the file only once it is complete. A file that has its name stays until then, and its other
+/// links keep the old content.
 class Temporary {
 public:
     Temporary(int folder, const std::string& file) : folder_(folder), name_(temporaryName()), file_(&file) {
@@ -141,7 +142,7 @@ Descriptor openParent(int root, const std::string& file, std::size_t start, bool
 
 /// @param size  what the file is said to have; it may grow or shrink meanwhile.
 Bytes readAll(int descriptor, std::size_t size, std::size_t most, const std::string& file) {
-    Bytes content(std::min(size + 1, most));  // the byte more tells that the file has ended
+    Bytes content(std::min(size + 1, most));  // one byte more than expected, so that the end of the file is seen
     std::size_t done = 0;
     while (done < content.size()) {
         const ssize_t count = ::read(descriptor, content.data() + done, content.size() - done);

@@ -66,7 +66,7 @@ constexpr Option kQuiet = flag<Members...>("--quiet", 'q', "Print nothing but fa
 
 template <auto... Members>
 constexpr Option
-    kDryRun = flag<Members...>("--dry-run", '\0', "Change nothing; tell what would change").in(OptionGroup::Output);
+    kDryRun = flag<Members...>("--dry-run", '\0', "Change nothing; print what would change").in(OptionGroup::Output);
 
 /// All that a command which changes many files takes, into a ChangeOptions.
 template <auto... Members>

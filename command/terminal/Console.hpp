@@ -9,7 +9,7 @@
 
 namespace flowbook::tool {
 
-/// Where the command tells what it found: data on standard output, all else on standard error. Used by
+/// Where the command prints: data on standard output, all else on standard error. Used by
 /// one thread at a time.
 class Console {
 public:

@@ -23,7 +23,7 @@ bool canErase() {
     return terminal != nullptr && *terminal != '\0' && std::strcmp(terminal, "dumb") != 0;
 }
 
-/// How many characters fit into a line of the terminal; 80 where it does not tell.
+/// How many characters fit into a line of the terminal; 80 where the terminal does not say.
 std::size_t columns() {
     struct winsize size {};
     const bool isKnown = ::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col != 0;

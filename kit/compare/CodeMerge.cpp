@@ -153,7 +153,7 @@ private:
     bool hasMarkers_ = false;   ///< whether it holds markers
 };
 
-/// Whatever the ids will be.
+/// Does not depend on the ids that the result will have.
 bool isWellFormed(const std::string& marked) {
     fl::Bytes document;
     const auto append = [&](std::string_view text) { document.insert(document.end(), text.begin(), text.end()); };

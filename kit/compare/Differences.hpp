@@ -16,7 +16,7 @@ struct Difference {
 };
 
 /// Where two sequences of lines, or of words, differ, in their order. Few and short differences are found where there
-/// are any; sequences that differ in thousands of places may be told to differ in longer stretches than they do, so
+/// are any; sequences that differ in thousands of places may be reported to differ in longer stretches than they do, so
 /// that the time stays in proportion.
 std::vector<Difference> differencesOf(const std::vector<std::string_view>& a, const std::vector<std::string_view>& b);
 

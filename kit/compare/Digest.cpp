@@ -147,7 +147,7 @@ std::string targetOf(const Relationship& relationship) {
     if (relationship.getTargetMode() == opc::model::TargetMode::Internal) {
         try {
             return to_string(opc::model::URI(target).toString());
-        } catch (const opc::Exception&) {  // It leads nowhere, but tells files apart.
+        } catch (const opc::Exception&) {  // It leads nowhere, but two files may differ in it.
         }
     }
     return to_string(target);

@@ -81,7 +81,7 @@ private:
     posix_spawn_file_actions_t actions_{};
 };
 
-/// What git merged is told by what it wrote, so its exit code is not needed, which is lost where the caller has its
+/// What git wrote shows how it merged, so its exit code is not needed, which is lost where the caller has its
 /// children reaped by the system.
 void waitFor(pid_t process) {
     int status = 0;

@@ -10,7 +10,7 @@ namespace flowbook::kit {
 
 struct MergedProperties {
     fl::Bytes content;
-    std::vector<MergeConflict> conflicts;  ///< told whatever the favour is
+    std::vector<MergeConflict> conflicts;  ///< reported for any favour
 };
 
 /// Merges the elements of core properties, or of another part of that shape, one by one. The time of the last

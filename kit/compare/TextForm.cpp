@@ -52,7 +52,7 @@ public:
         }
     }
 
-    /// A failure of the work is told in its place.
+    /// A failure of the work is written in its place.
     template <class Work>
     void attempt(const std::string& before, Work work) {
         try {
@@ -91,7 +91,7 @@ std::vector<Part> sortedParts(const Document& document, Key key) {
     return parts;
 }
 
-/// A picture in its usual form is told decoded; of any other form, the stored bytes are told too.
+/// A picture in its usual form is described as decoded; of any other form, the stored bytes are described too.
 std::string describePicture(const Part& part) {
     const fl::Bytes content = contentOf(part);
     const std::string stored = sizeAndDigest(content.size(), sha256(content));
@@ -110,19 +110,19 @@ std::string_view bytesIn(const fl::Bytes& document, XmlSpan span) {
     return {reinterpret_cast<const char*>(document.data()) + span.begin, span.end - span.begin};
 }
 
-/// A paragraph of code alone, as this library's programs write it: its lines tell all of it.
+/// A paragraph of code alone, as this library's programs write it: its lines hold all of it.
 bool isToldByItsLines(std::string_view bytes, const std::string& code) {
     return bytes == newCodeParagraph(code, false);
 }
 
-/// Whether the line of some prose tells what a run is, and nothing else could read the same.
+/// Whether the line of some prose holds all that a run is, and no other run would give the same line.
 bool isToldByItsLine(const Run& run) {
     const bool isPlain = run.link.empty() && run.picture.empty() && !run.underline && !run.strike;
     return isPlain && !run.text.empty() && run.text.find_first_of("*\t\n") == std::string::npos &&
            run.text.find(kMarkup) == std::string::npos && printable(run.text) == run.text;
 }
 
-/// The one markup that a line of prose stands for; empty for prose of which its line does not tell all.
+/// The one markup that a line of prose stands for; empty for prose of which its line does not hold all.
 /// @param keepsSpace  whether each text says that its white space counts, or just those with a blank at an end.
 std::string plainestMarkup(const Paragraph& paragraph, bool keepsSpace) {
     std::string markup = "<w:p>";
@@ -144,7 +144,7 @@ std::string plainestMarkup(const Paragraph& paragraph, bool keepsSpace) {
     return isEmpty ? "<w:p/>" : isTold ? markup + "</w:p>" : "";
 }
 
-/// Which of both ways a document has for its prose, by the first paragraph that tells.
+/// Which of both ways a document has for its prose, by the first paragraph that shows it.
 bool keepsSpace(const fl::Bytes& document, const RichText& text) {
     for (const Paragraph& each : text.paragraphs) {
         const std::string_view bytes = each.code ? "" : bytesIn(document, each.span);
@@ -156,13 +156,13 @@ bool keepsSpace(const fl::Bytes& document, const RichText& text) {
     return false;
 }
 
-/// The digest that the line of some prose ends in; empty where its words tell all of it.
+/// The digest that the line of some prose ends in; empty where its words hold all of it.
 std::string proseDigest(std::string_view bytes, const Paragraph& paragraph, bool keepsSpace) {
     constexpr std::size_t kLength = 16;
     return bytes == plainestMarkup(paragraph, keepsSpace) ? "" : Sha256().add(bytes).take().substr(0, kLength);
 }
 
-/// Whether each paragraph is neither in another one nor has any in it, so that its line can tell all of it.
+/// Whether each paragraph is neither in another one nor has any in it, so that its line can hold all of it.
 std::vector<bool> standAlone(const std::vector<Paragraph>& paragraphs) {
     std::vector<bool> result;
     std::size_t end = 0;
@@ -175,11 +175,11 @@ std::vector<bool> standAlone(const std::vector<Paragraph>& paragraphs) {
     return result;
 }
 
-/// The markup of rich code: what its lines do not tell.
+/// The markup of rich code: what its lines do not hold.
 std::string markupDigest(const fl::Bytes& document, const RichText& text) {
     Sha256 digest;
     std::size_t done = 0;
-    // Lines that share a paragraph look like lines that do not; the frames of their paragraphs tell.
+    // Lines that share a paragraph look like lines that do not; the frames of their paragraphs show which it is.
     const bool hasLines = std::any_of(text.paragraphs.begin(), text.paragraphs.end(), [](const Paragraph& each) {
         return each.code && each.code->find('\n') != std::string::npos;
     });
@@ -235,7 +235,7 @@ std::vector<Part> outputsOf(const Document& document) {
         try {
             outputs.push_back(document.package().getPart(opc::model::PartName(each.getTargetURI())));
         } catch (const opc::Exception&) {
-            // The line of the relationship tells of it.
+            // The line of the relationship names it.
         }
     }
     return outputs;
@@ -255,7 +255,7 @@ void tellRelationships(TextWriter& out, const std::string& source, const opc::mo
     }
 }
 
-/// What of a part no other line tells.
+/// What no other line says of a part.
 std::string describeContent(const Document& document, const Part& part, const std::set<std::string>& printed) {
     const auto code = document.codePart();
     if (isPicture(part)) {
@@ -292,7 +292,7 @@ std::string marked(const Run& run) {
     return mark + run.text + std::string(mark.rbegin(), mark.rend());
 }
 
-/// @param digest  of the markup, where the line is to tell it.
+/// @param digest  of the markup, where the line is to hold it.
 void tellParagraph(TextWriter& out, const Paragraph& paragraph, const std::string& digest) {
     if (paragraph.code) {
         out.lines("  ", *paragraph.code);
@@ -375,7 +375,7 @@ std::vector<Part> printedOutputs(const Document& document) {
                 printed.push_back(output);
             }
         } catch (const opc::Exception&) {
-            // The line of the part tells of it.
+            // The line of the part names it.
         }
     }
     return printed;

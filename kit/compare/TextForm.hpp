@@ -19,7 +19,7 @@ inline constexpr unsigned kTextFormVersion = 3;
 /// contents are the same (see contentDigest()).
 ///
 /// What is printed in full has no size or digest, so that one changed line is one difference: plain code, properties,
-/// outputs. Of rich code the digest is that of its markup, without the paragraphs that the lines tell; behind a
+/// outputs. Of rich code the digest is that of its markup, without the paragraphs that the lines hold; behind a
 /// paragraph of prose in other than the plainest markup stands "[markup ...]" with a digest of its own.
 ///
 /// What cannot be read is one line in brackets, such as "[damaged: reason]" or "[encrypted, 512 bytes, sha256 ...]".

@@ -247,7 +247,7 @@ public:
 
 private:
     /// Sets code that has prose or the like around it, paragraph by paragraph. @returns false when there is only code.
-    /// @throws opc::Exception (misuse) when it cannot be told which line belongs to which paragraph.
+    /// @throws opc::Exception (misuse) when it is not clear which line belongs to which paragraph.
     bool setInParagraphs(const std::u16string& text) const {
         const auto relationships = package_.getRelationshipsByType(documentRelationshipType());
         if (relationships.empty()) {

@@ -15,7 +15,7 @@ namespace flowbook::kit {
 // are absolute, and "/" as a source of relationships is the package.
 
 /// Other code, which becomes plain. What XML cannot hold becomes U+FFFD. Where there is more than code, the text is
-/// divided among the code paragraphs, and refused when it cannot be told which line belongs to which.
+/// divided among the code paragraphs, and refused when it is not clear which line belongs to which.
 struct SetPlainCode {
     std::u16string text;
     bool flatten = false;  ///< whether the code becomes plain, and prose, formatting and pictures in the text go

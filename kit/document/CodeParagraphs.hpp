@@ -24,7 +24,7 @@ fl::Bytes withCodeParagraphs(const fl::Bytes& document, const std::vector<std::s
 /// Divides plain code among the code paragraphs that it was put together of: each takes as many lines as it had, or,
 /// where the number of lines differs, the one paragraph in which all changed lines lie takes the difference. One line
 /// feed at the end that the old code did not have does not count.
-/// @param before  as codeParagraphs() tells. @returns nothing when it cannot be told which paragraph a line belongs to.
+/// @param before  as codeParagraphs() returns. @returns nothing when it is not clear which paragraph a line belongs to.
 std::optional<std::vector<std::string>> divideCode(const std::vector<std::string>& before, std::string_view code);
 
 /// Text with the characters that markup uses as escapes.

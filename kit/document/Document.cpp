@@ -34,7 +34,7 @@ std::optional<std::string> toText(const CoreProperties::Time& time) {
     return time ? std::make_optional(boost::posix_time::to_iso_extended_string(*time) + "Z") : std::nullopt;
 }
 
-/// The release alone does not tell absent and empty apart.
+/// The release is returned as a plain text, so an absent one and an empty one look the same.
 std::optional<std::string> toText(const std::u16string& release) {
     return release.empty() ? std::nullopt : std::make_optional(fl::i18n::to_string(release));
 }
@@ -89,8 +89,24 @@ std::u16string codeOf(const fl::Bytes& document) {
 class Document::State {
 public:
     State(const std::u16string& name, const StorageSystemReference& storage, opc::interfaces::OpenMode mode)
-        : container_(name, opc::FileSystemOpsSelector(storage), true), package_(container_) {
+        : container_(name, opc::FileSystemOpsSelector(storage), true),
+          package_(container_),
+          isFixed_(mode == opc::interfaces::OpenMode::ReadOnly) {
         package_.open(mode);
+    }
+
+    /// The content of the part that holds the code. A small one is kept, as a search asks for its code and its prose,
+    /// and inflating it is a tenth of such a search.
+    fl::Bytes codeContent(const Part& part) {
+        constexpr std::size_t kMostKept = std::size_t{1} << 20;
+        if (kept_) {
+            return *kept_;
+        }
+        fl::Bytes content = contentOf(part);
+        if (isFixed_ && content.size() <= kMostKept) {
+            kept_ = content;
+        }
+        return content;
     }
 
     /// The properties share the package's caches, but ask it for nothing that a read-only package refuses.
@@ -100,6 +116,8 @@ public:
 private:
     opc::zippackage::ZipPhysicalPackage container_;
     opc::model::Package package_;
+    bool isFixed_;  ///< whether the package cannot be changed
+    std::optional<fl::Bytes> kept_;
 };
 
 const char* nameOf(CodeForm form) {
@@ -162,7 +180,7 @@ CodeForm Document::form() const {
 
 fl::Bytes Document::storedCode() const {
     const std::optional<Part> part = codePart();
-    return part ? contentOf(*part) : fl::Bytes();
+    return part ? state_->codeContent(*part) : fl::Bytes();
 }
 
 std::u16string Document::code() const {
@@ -173,7 +191,7 @@ std::u16string Document::code() const {
     if (formOf(*part) == CodeForm::Encrypted) {
         throw opc::Exception(opc::ErrorKind::Misuse, where(*part) + ": the code is encrypted");
     }
-    const fl::Bytes stored = contentOf(*part);
+    const fl::Bytes stored = state_->codeContent(*part);
     try {
         return codeOf(stored);
     } catch (const opc::model::InvalidXMLDocument& failure) {
@@ -186,7 +204,7 @@ std::u16string Document::code() const {
 RichText Document::richText() const {
     const std::optional<Part> part = codePart();
     const bool isReadable = part && formOf(*part) != CodeForm::Encrypted;
-    return isReadable ? readRichText(contentOf(*part), where(*part)) : RichText();
+    return isReadable ? readRichText(state_->codeContent(*part), where(*part)) : RichText();
 }
 
 CodeForm formOf(const Part& codePart) {

@@ -71,7 +71,7 @@ public:
     /// @throws opc::Exception when it is damaged.
     fl::Bytes storedCode() const;
 
-    /// The plain code, as FlowbookFileReader::getTARMICCode() tells it; empty when there is none.
+    /// The plain code, as FlowbookFileReader::getTARMICCode() returns it; empty when there is none.
     /// @throws opc::Exception when it is damaged; kind Misuse when it is encrypted.
     std::u16string code() const;
 
@@ -83,7 +83,7 @@ private:
     std::unique_ptr<State> state_;
 };
 
-/// The form that the content type of a part which holds code tells.
+/// The form of the code in a part, by the part's content type.
 CodeForm formOf(const opc::model::Part& codePart);
 
 /// A failure about one part; what() is as that of any.

@@ -124,7 +124,7 @@ private:
         blocks_.push_back(std::move(block));
     }
 
-    /// The bytes that a line stands for: those of the block, less its code, which the text tells itself.
+    /// The bytes that a line stands for: those of the block, less its code, which stands in the text itself.
     std::string meaningOf(XmlSpan span, const Paragraph* code) const {
         std::string meaning(bytes_.substr(span.begin, span.end - span.begin));
         return code == nullptr

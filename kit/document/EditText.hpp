@@ -10,7 +10,7 @@ namespace flowbook::kit {
 /// A rich code document as text in which its code can be edited (docs/format.md describes the form). A code paragraph
 /// of one line is that line; one of several lines stands between the lines "::{" and "::}". Whatever else the body
 /// holds is a line such as ":: 3 [Heading1] Running mean", which only can be kept, moved or removed whole. Of a
-/// paragraph with more than code in it the opening line tells the rest: "::{ 4 [beside] see below". A line of code that
+/// paragraph with more than code in it the opening line has the rest: "::{ 4 [beside] see below". A line of code that
 /// begins with backslashes and "::", or with "::", has one more backslash in front.
 /// @returns UTF-8; every line ends in a line feed. @throws opc::Exception (damaged) for a malformed document.
 std::string editText(const fl::Bytes& document);

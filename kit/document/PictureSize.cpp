@@ -56,7 +56,7 @@ PictureSize sizeOfJpeg(const Header& header) {
     return {PictureSize::Kind::Unknown};
 }
 
-/// The first frame may be larger than the screen that the header tells.
+/// The first frame may be larger than the screen whose size is in the header.
 PictureSize sizeOfGif(const Header& header) {
     const auto tableSize = [&](std::size_t at) {
         const std::uint64_t flags = header.byte(at);
@@ -95,7 +95,7 @@ PictureSize sizeOfWebp(const Header& header) {
     return known(header.little(26, 2) & 0x3FFFU, header.little(28, 2) & 0x3FFFU);
 }
 
-/// A length in pixels; 0 for one that tells none, such as a percentage.
+/// A length in pixels; 0 for one that is no length, such as a percentage.
 std::uint64_t pixelsOf(const std::string& length) {
     constexpr struct {
         std::string_view unit;

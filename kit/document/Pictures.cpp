@@ -19,7 +19,7 @@ std::string_view textOf(const fl::Bytes& bytes) { return {reinterpret_cast<const
 struct Kind {
     std::string_view extension;
     std::string_view mimeType;
-    std::string_view signature;         ///< the first bytes; empty when they tell nothing
+    std::string_view signature;         ///< the first bytes; empty when they vary
     std::string_view laterSignature{};  ///< from byte 8 on
 };
 

@@ -23,7 +23,7 @@ DataUri readDataUri(const fl::Bytes& content, const std::string& where);
 std::string writeDataUri(const DataUri& uri);
 
 /// A picture as the data URI that a flowbook stores.
-/// @param file  tells the kind of a picture (by its extension) that its first bytes do not tell.
+/// @param file  its extension decides the kind of a picture that its first bytes do not show.
 /// @throws opc::Exception (damaged) for a picture of no known kind.
 std::string toDataUri(const fl::Bytes& picture, const std::string& file);
 

@@ -27,7 +27,7 @@ struct Run {
 
 struct Paragraph {
     std::string style;  ///< as the paragraph names it; empty for none
-    int heading = 0;    ///< 1 to 9 where the outline level or the style "Heading<n>" tells, "Title" is 1; else 0
+    int heading = 0;    ///< 1 to 9 by the outline level or the style "Heading<n>", "Title" is 1; else 0
     std::vector<Run> runs;
     /// The text that counts as code, which the runs hold too: the first text of the first run of a paragraph of the
     /// style "code" that stands directly in the body. It may have several lines.

@@ -33,21 +33,20 @@ std::size_t countOf(std::string_view text, std::string_view what) {
     return count;
 }
 
-/// Whether the document of plain code holds one text, which then is the code: most do, and need not be parsed.
-bool hasOneText(const Document& document) {
+}  // namespace
+
+bool holdsOnlyCode(const Document& document) {
     if (document.form() != CodeForm::Plain) {
         return false;
     }
     const fl::Bytes stored = document.storedCode();
     const std::string_view text{reinterpret_cast<const char*>(stored.data()), stored.size()};
     return countOf(text, "xmlns") == 1 && countOf(text, "xmlns:w=\"") == 1 && countOf(text, "<w:t") == 1 &&
-           countOf(text, "<w:p>") == 1;
+           countOf(text, "<w:p>") == 1 && countOf(text, "<w:pStyle w:val=\"code\"/>") == 1;
 }
 
-}  // namespace
-
 std::string proseText(const Document& document) {
-    if (hasOneText(document)) {
+    if (holdsOnlyCode(document)) {
         return "";
     }
     const RichText rich = document.richText();

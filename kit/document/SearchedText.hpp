@@ -6,6 +6,10 @@ namespace flowbook::kit {
 
 // The texts of a flowbook beside its code that a search looks in. They are UTF-8, in lines that end in line feeds.
 
+/// Whether a look at the bytes shows that a document of plain code is one code paragraph with one text, as most are, so
+/// that it need not be parsed. Otherwise it may hold more. @throws opc::Exception as Document::storedCode().
+bool holdsOnlyCode(const Document& document);
+
 /// The paragraphs without code, and what stands beside code in others. @throws opc::Exception when they are damaged.
 std::string proseText(const Document& document);
 

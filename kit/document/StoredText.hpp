@@ -14,7 +14,7 @@ XmlEncoding encodingOf(const fl::Bytes& document);
 /// @param where  opens the message. @throws opc::Exception (damaged) for one in no encoding that can be read.
 fl::Bytes inUtf8(fl::Bytes document, const std::string& where);
 
-/// A stored text as UTF-8, from byte `from` on: UTF-16 where its first bytes tell (XML 1.0, appendix F), UTF-8 where
+/// A stored text as UTF-8, from byte `from` on: UTF-16 where its first bytes show it (XML 1.0, appendix F), UTF-8 where
 /// all bytes are, else Latin-1, in which every byte is a character.
 std::string textIn(const fl::Bytes& stored, std::size_t from = 0);
 
