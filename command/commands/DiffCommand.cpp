@@ -13,7 +13,6 @@
 #include <cstdlib>
 #include <map>
 #include <optional>
-#include <sys/stat.h>
 
 namespace flowbook::tool {
 
@@ -137,11 +136,6 @@ void diffFolders(Console& console, const DiffOptions& options) {
         all.push_back(names.at(place));
     }
     comparePairs(console, options, pairs, std::move(all));
-}
-
-bool isFolder(const std::string& path) {
-    struct stat status {};
-    return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
 void diffGit(Console& console, const DiffOptions& options) {

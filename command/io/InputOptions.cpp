@@ -28,11 +28,6 @@ InputName unreadable(const std::string& path, int error) {
                       "cannot read: " + std::generic_category().message(error)}};
 }
 
-bool isFolder(const std::string& path) {
-    struct stat status {};
-    return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
-}
-
 /// A link counts as what it leads to, unless that is a folder; one that leads nowhere is reported.
 bool isFile(const FTSENT& entry) {
     struct stat status {};
@@ -116,6 +111,11 @@ std::vector<std::string> split(const Bytes& list, char separator) {
 }
 
 }  // namespace
+
+bool isFolder(const std::string& path) {
+    struct stat status {};
+    return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
 
 std::vector<InputName> InputOptions::names() const {
     if (files.empty() && filesFrom.empty()) {

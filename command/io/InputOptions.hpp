@@ -32,6 +32,9 @@ struct InputOptions {
     std::vector<InputName> names() const;
 };
 
+/// Whether there is a folder of this name, or a link that leads to one.
+bool isFolder(const std::string& path);
+
 /// As InputOptions::names(), for a command that makes one file of each input in one folder: where two inputs would have
 /// the same name there, the second is a problem.
 std::vector<InputName> namesForFolder(const InputOptions& inputs);
