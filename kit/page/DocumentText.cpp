@@ -50,10 +50,7 @@ DocumentText::DocumentText(const Document& document) : document_(&document) {
     }
 }
 
-std::optional<std::size_t> DocumentText::write(Markup& out, Figures& figures, Faults& faults, Markup& outline) const {
-    if (!part_) {
-        return std::nullopt;
-    }
+void DocumentText::tellFaults(Markup& out, Faults& faults) const {
     const bool isMended = !code_.fault.empty() && !code_.rest;
     if (isMended) {
         faults.tell(out, code_.fault);
@@ -65,6 +62,13 @@ std::optional<std::size_t> DocumentText::write(Markup& out, Figures& figures, Fa
         faults.tell(out, document_->where(*part_) + ": is not UTF-8, as its readers expect; this page reads it as it "
                                                     "declares to be");
     }
+}
+
+std::optional<std::size_t> DocumentText::write(Markup& out, Figures& figures, Faults& faults, Markup& outline) const {
+    if (!part_) {
+        return std::nullopt;
+    }
+    tellFaults(out, faults);
     XmlTree numbering;
     for (const opc::model::Part& part : figures.partsOfType(u"/numbering")) {
         faults.attempt(

@@ -26,6 +26,8 @@ public:
     std::string language() const;
 
 private:
+    void tellFaults(Markup& out, Faults& faults) const;
+
     const Document* document_;
     std::optional<opc::model::Part> part_;  ///< nothing when there is no document that can be read
     fl::Bytes stored_;

@@ -87,6 +87,11 @@ void TableGrid::leaveOutEmptyColumns() {
     }
 }
 
+/// Whether a cell of the last row goes on with a cell above it.
+bool TableGrid::goesOn(const Merged& above, const XmlNode& cell, std::size_t columns) const {
+    return above.last + 2 == rows_.size() && rows_[above.row].cells[above.cell].columns == columns && isContinued(cell);
+}
+
 void TableGrid::addRow(const XmlNode& row, std::map<std::size_t, Merged>& above) {
     const std::size_t at = rows_.size();
     rows_.push_back({isHeadRow(row) && (at == 0 || rows_.back().isHead), {}});
@@ -100,9 +105,7 @@ void TableGrid::addRow(const XmlNode& row, std::map<std::size_t, Merged>& above)
     for (const XmlNode* cell : cells) {
         const std::size_t columns = std::max<std::size_t>(columnsIn(settingIn(*cell, "tcPr", "gridSpan"), 1), 1);
         const auto merged = above.find(column);
-        const bool goesOn = merged != above.end() && merged->second.last + 1 == at && isContinued(*cell) &&
-                            rows_[merged->second.row].cells[merged->second.cell].columns == columns;
-        if (goesOn) {
+        if (merged != above.end() && goesOn(merged->second, *cell, columns)) {
             continued.push_back(&merged->second);
         } else {
             above[column] = {at, rows_.back().cells.size(), at};

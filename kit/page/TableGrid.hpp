@@ -43,6 +43,7 @@ private:
     };
 
     void addRow(const XmlNode& row, std::map<std::size_t, Merged>& above);
+    bool goesOn(const Merged& above, const XmlNode& cell, std::size_t columns) const;
     void leaveOutEmptyColumns();
     void collect(const XmlNode& node, std::string_view wanted, std::vector<const XmlNode*>& found);
 
