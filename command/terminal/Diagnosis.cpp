@@ -10,7 +10,7 @@ namespace flowbook::tool {
 
 namespace {
 
-Diagnosis ofKind(FlowbookErrorKind kind, const std::string& message) { return {codeOf(kind), kind, "", message}; }
+Diagnosis ofKind(FlowbookErrorKind kind, const std::string& message) { return {exitCodeOf(kind), kind, "", message}; }
 
 template <class T>
 bool isA(const FlowbookExceptionBase& failure) {

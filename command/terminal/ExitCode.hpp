@@ -34,7 +34,7 @@ constexpr FlowbookErrorKind kindOf(ExitCode code) noexcept {
 }
 
 /// Returns the code that the command ends with after a failure of the kind.
-constexpr ExitCode codeOf(FlowbookErrorKind kind) noexcept {
+constexpr ExitCode exitCodeOf(FlowbookErrorKind kind) noexcept {
     switch (kind) {
     case FlowbookErrorKind::Damaged:
     case FlowbookErrorKind::Misuse:  // of the library, with what the file holds

@@ -34,8 +34,6 @@ constexpr std::string_view kTheirsSuffix = "-theirs";
 
 using Relationships = std::vector<opc::model::Relationship>;
 
-PartName partNamed(const std::string& name) { return PartName(fl::i18n::to_ustring(name)); }
-
 /// Where a conflict lies among lines; nothing when its markers are not complete.
 struct MarkedLines {
     std::size_t begin, middle, end;
@@ -105,22 +103,9 @@ std::optional<std::string> besideWhat(const std::string& name) {
     return isNumbered ? std::make_optional(name.substr(0, at) + name.substr(end)) : std::nullopt;
 }
 
-/// The folded name of the part that a relationship means; nothing for one that cannot be followed.
-std::optional<std::string> foldedTargetOf(const opc::model::Relationship& relationship) {
-    try {
-        return PartName(relationship.getTargetURI()).folded();
-    } catch (const opc::Exception&) {
-        return std::nullopt;
-    }
-}
-
-bool pointsTo(const opc::model::Relationship& relationship, const PartName& target) {
-    return foldedTargetOf(relationship) == target.folded();
-}
-
 void removeRelationshipsTo(opc::model::RelationshipSource& source, const PartName& target) {
     for (const auto& each : source.getRelationships(opc::model::ExcludeMode::External)) {
-        if (pointsTo(each, target)) {
+        if (foldedTarget(each) == target.folded()) {
             source.deleteRelationship(each);
         }
     }
@@ -194,7 +179,7 @@ void settleProperty(Package& package, const OpenConflict& conflict, Side side) {
 /// The code of a package; nothing when there is none.
 std::optional<Part> codeOf(const Package& package) {
     for (const auto& each : package.getRelationshipsByType(documentRelationshipType())) {
-        const auto isCode = [&](const Part& part) { return pointsTo(each, part.getName()); };
+        const auto isCode = [&](const Part& part) { return foldedTarget(each) == part.getName().folded(); };
         const std::vector<Part> parts = package.getParts();
         const auto found = std::find_if(parts.begin(), parts.end(), isCode);
         return found == parts.end() ? std::nullopt : std::make_optional(*found);
@@ -229,7 +214,7 @@ std::set<std::string> reachedIn(const Package& package) {
         const auto* const source = sources.back();
         sources.pop_back();
         for (const auto& each : source->getRelationships(opc::model::ExcludeMode::External)) {
-            const auto found = parts.find(foldedTargetOf(each).value_or(""));
+            const auto found = parts.find(foldedTarget(each).value_or(""));
             if (found != parts.end() && reached.insert(found->first).second) {
                 sources.push_back(&found->second);
             }

@@ -37,8 +37,6 @@ using opc::pxservices::CorePropertiesManager;
 
 namespace {
 
-PartName nameOf(const std::string& name) { return PartName(fl::i18n::to_ustring(name)); }
-
 void fill(Part part, const void* bytes, std::size_t size) { part.getOutputStream()->write(bytes, size); }
 
 /// Calls `work` with the package or the part that relationships start from.
@@ -47,30 +45,20 @@ auto withSource(Package& package, const std::string& source, Work work) {
     if (source == "/") {
         return work(static_cast<RelationshipSource&>(package));
     }
-    Part part = package.getPart(nameOf(source));
+    Part part = package.getPart(partNamed(source));
     return work(static_cast<RelationshipSource&>(part));
-}
-
-bool leadsTo(const Relationship& relationship, const PartName& name) {
-    if (relationship.getTargetMode() != TargetMode::Internal) {
-        return false;
-    }
-    try {
-        return PartName(relationship.getTargetURI()).folded() == name.folded();
-    } catch (const opc::Exception&) {
-        return false;
-    }
 }
 
 /// The relationships of one source, with those to a part leading to another name, or gone without one. All are made
 /// anew, as the first of several counts and their order is kept so.
 void retarget(RelationshipSource& source, const PartName& name, const PartName* to) {
     const std::vector<Relationship> all = source.getRelationships(ExcludeMode::None);
-    if (std::none_of(all.begin(), all.end(), [&](const Relationship& each) { return leadsTo(each, name); })) {
+    if (std::none_of(all.begin(), all.end(),
+                     [&](const Relationship& each) { return foldedTarget(each) == name.folded(); })) {
         return;
     }
     for (const Relationship& each : all) {
-        const bool isMeant = leadsTo(each, name);
+        const bool isMeant = foldedTarget(each) == name.folded();
         if (to == nullptr) {
             isMeant ? source.deleteRelationship(each) : void();
             continue;
@@ -177,7 +165,7 @@ public:
     }
 
     Made operator()(const PutPart& change) const {
-        const PartName name = nameOf(change.name);
+        const PartName name = partNamed(change.name);
         const bool isThere = package_.hasPart(name);
         if (isThere == change.isNew) {
             throw opc::Exception(change.isNew ? ErrorKind::Conflict : ErrorKind::NotFound,
@@ -201,15 +189,15 @@ public:
     }
 
     Made operator()(const RemovePart& change) const {
-        const PartName name = nameOf(change.name);
+        const PartName name = partNamed(change.name);
         package_.deletePart(name);
         retargetAll(package_, name, nullptr);
         return {};
     }
 
     Made operator()(const RenamePart& change) const {
-        const PartName name = nameOf(change.name);
-        const PartName to = nameOf(change.to);
+        const PartName name = partNamed(change.name);
+        const PartName to = partNamed(change.to);
         const Part old = package_.getPart(name);
         const fl::Bytes content = contentOf(old);
         const ContentType type = old.getContentType();

@@ -25,7 +25,7 @@ std::string inSections(std::string_view text) {
     return result.append(text).append(kCdataEnd);
 }
 
-std::vector<std::string_view> linesOf(std::string_view text) {
+std::vector<std::string_view> splitLines(std::string_view text) {
     std::vector<std::string_view> lines;
     for (std::size_t end = text.find('\n'); end != std::string_view::npos; end = text.find('\n')) {
         lines.push_back(text.substr(0, end));
@@ -182,14 +182,14 @@ std::optional<std::vector<std::string>> divideCode(const std::vector<std::string
     std::vector<std::size_t> sizes;
     for (const std::string& paragraph : before) {
         old += (sizes.empty() ? "" : "\n") + paragraph;
-        sizes.push_back(linesOf(paragraph).size());
+        sizes.push_back(splitLines(paragraph).size());
     }
     std::string fresh = withLineFeeds(code);
     if (endsWith(fresh, "\n") && !endsWith(old, "\n")) {
         fresh.pop_back();
     }
-    const std::vector<std::string_view> oldLines = linesOf(old);
-    const std::vector<std::string_view> lines = linesOf(fresh);
+    const std::vector<std::string_view> oldLines = splitLines(old);
+    const std::vector<std::string_view> lines = splitLines(fresh);
     if (lines.size() != oldLines.size()) {
         const std::size_t changed = paragraphOfChange(oldLines, lines, sizes);
         if (changed == sizes.size() || sizes[changed] + lines.size() <= oldLines.size()) {

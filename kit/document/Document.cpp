@@ -232,6 +232,19 @@ fl::Bytes contentOf(const Part& part) {
     });
 }
 
+opc::model::PartName partNamed(const std::string& name) { return opc::model::PartName(fl::i18n::to_ustring(name)); }
+
+std::optional<std::string> foldedTarget(const opc::model::Relationship& relationship) {
+    if (relationship.getTargetMode() != opc::model::TargetMode::Internal) {
+        return std::nullopt;
+    }
+    try {
+        return opc::model::PartName(relationship.getTargetURI()).folded();
+    } catch (const opc::Exception&) {
+        return std::nullopt;
+    }
+}
+
 bool isPicture(const Part& part) { return part.getContentType().getMediaType().rfind(u"image/", 0) == 0; }
 
 const std::u16string& documentRelationshipType() {

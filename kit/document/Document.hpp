@@ -116,6 +116,13 @@ std::vector<opc::model::Part> partsInOrder(const Document& document);
 /// @throws PartFailure.
 fl::Bytes contentOf(const opc::model::Part& part);
 
+/// The name of a part as text of the platform. @throws opc::Exception when it is none.
+opc::model::PartName partNamed(const std::string& name);
+
+/// The folded name of the part that a relationship leads to, whether there is one of that name or not; nothing for a
+/// relationship to a place outside of the package, or to what is no part name.
+std::optional<std::string> foldedTarget(const opc::model::Relationship& relationship);
+
 /// Whether the media type of a part is one of images.
 bool isPicture(const opc::model::Part& part);
 

@@ -9,9 +9,6 @@ namespace flowbook::kit {
 
 namespace {
 
-constexpr std::string_view kRelationshipNamespace =
-    "http://schemas.openxmlformats.org/officeDocument/2006/relationships";
-
 std::string_view valueOf(const std::vector<XmlAttribute>& attributes, std::string_view ns, std::string_view local) {
     const auto found = std::find_if(attributes.begin(), attributes.end(),
                                     [&](const XmlAttribute& each) { return each.name.is(ns, local); });

@@ -5,9 +5,14 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace flowbook::kit {
+
+/// The namespace of the attributes by which a text refers to relationships, such as `r:id`.
+inline constexpr std::string_view kRelationshipNamespace =
+    "http://schemas.openxmlformats.org/officeDocument/2006/relationships";
 
 /// The namespace of rich code (ECMA-376-1, WordprocessingML).
 inline constexpr std::string_view kWordNamespace = "http://schemas.openxmlformats.org/wordprocessingml/2006/main";

@@ -16,9 +16,6 @@ namespace flowbook::kit {
 
 namespace {
 
-constexpr std::string_view kRelationshipNamespace =
-    "http://schemas.openxmlformats.org/officeDocument/2006/relationships";
-
 // The target of one link may be that of any number of runs.
 constexpr std::size_t kMostLinkBytes = std::size_t{16} << 20;
 
