@@ -39,8 +39,8 @@ class Flowbook:
     ('x = 1;\\ny = 2;', 'plain', 'Two lines', None)
     """
 
-    __slots__ = ("__weakref__", "_encrypted_here", "_native", "_paragraphs", "_pending", "_place", "_properties",
-                 "_version")
+    __slots__ = ("__weakref__", "_encrypted_here", "_is_closed", "_native", "_paragraphs", "_pending", "_place",
+                 "_properties", "_version")
 
     def __init__(self, place: Place) -> None:
         self._place = place
@@ -51,6 +51,7 @@ class Flowbook:
         # Counts the changes of the code.
         self._version = 0
         self._encrypted_here = False
+        self._is_closed = False
         self._properties: tuple[int, dict[str, _native.Property]] | None = None
 
     @classmethod
@@ -73,6 +74,7 @@ class Flowbook:
     def close(self) -> None:
         """Gives the file back and drops what was not saved. Later calls raise `MisuseError`; closing again does
         nothing. A file object stays open, as it is the caller's."""
+        self._is_closed = True
         self._pending.clear()
         self._native.close()
 
@@ -442,7 +444,7 @@ class Flowbook:
         self._version += 1
 
     def _replace_paragraph(self, index: int, text: str, at_once: bool) -> None:
-        if at_once:
+        if at_once or self._is_closed:
             self._edit_paragraphs([("replace", index, text, "")])
         else:
             # Together with others, as each edit reads the whole document.

@@ -258,7 +258,7 @@ def read_many(paths: Locations, columns: str | Sequence[str] | None = None, thre
     """
     wanted = checked_columns(columns)
     found = files_of(paths, storage_options) if isinstance(paths, (str, os.PathLike)) else _each(paths, storage_options)
-    count = threads or len(os.sched_getaffinity(0))
+    count = len(os.sched_getaffinity(0)) if threads is None else threads
     if count < 1:
         raise ValueError("at least one thread is needed")
     rows: list[dict[str, Any]] = []

@@ -213,8 +213,10 @@ def test_closed_flowbooks(tmp_path):
     (tmp_path / "a.tqx").write_bytes(SMALL)
     with flowbook.open(tmp_path / "a.tqx") as book:
         book.title = "lost"
+        paragraph = book.paragraphs[0]
     book.close()
-    for act in (lambda: book.code, lambda: book.save(), lambda: setattr(book, "title", "t"), lambda: book.images):
+    for act in (lambda: setattr(paragraph, "text", "lost"),
+                lambda: book.code, lambda: book.save(), lambda: setattr(book, "title", "t"), lambda: book.images):
         with pytest.raises(flowbook.MisuseError, match="closed"):
             act()
     assert book.name.endswith("a.tqx") and flowbook.open(tmp_path / "a.tqx").title == "old"
