@@ -58,7 +58,7 @@ bool isMeant(const std::string& kind, const std::string& name, const OpenConflic
 Conflicts chosen(const Conflicts& open, const std::vector<std::string>& words) {
     Conflicts result;
     for (std::size_t i = 0; i < words.size(); ++i) {
-        const std::string kind = words[i];
+        const std::string& kind = words[i];
         const bool hasName = kind == "property" || kind == "part";
         if ((!hasName && kind != "code") || (hasName && i + 1 == words.size())) {
             throw Failure(ExitCode::Usage, "what is to be settled is 'code', 'property NAME' or 'part NAME'");
@@ -68,8 +68,8 @@ Conflicts chosen(const Conflicts& open, const std::vector<std::string>& words) {
         std::copy_if(open.begin(), open.end(), std::back_inserter(result),
                      [&](const OpenConflict& conflict) { return isMeant(kind, name, conflict); });
         if (result.size() == before) {
-            throw Failure(ExitCode::NegativeFinding,
-                          "there is no conflict of " + printable(hasName ? kind + " " + name : kind));
+            const std::string what = hasName ? std::string(kind).append(1, ' ').append(name) : kind;
+            throw Failure(ExitCode::NegativeFinding, "there is no conflict of " + printable(what));
         }
     }
     return words.empty() ? open : result;

@@ -37,6 +37,16 @@ struct Option {
     constexpr bool isPlace() const { return name.front() != '-'; }
     constexpr bool isFlag() const { return !isPlace() && value.empty(); }
 
+private:
+    /// Defined before it is used, as Clang asks of what is called in constants.
+    template <class T>
+    constexpr Option changedIn(T Option::*member, T to) const {
+        Option changed = *this;
+        changed.*member = to;
+        return changed;
+    }
+
+public:
     constexpr Option defaultsTo(std::string_view text) const { return changedIn(&Option::standard, text); }
     constexpr Option explained(std::string_view text) const { return changedIn(&Option::details, text); }
     constexpr Option excludes(std::string_view names) const { return changedIn(&Option::without, names); }
@@ -47,14 +57,6 @@ struct Option {
 
     /// The same option with another explanation.
     constexpr Option described(std::string_view text) const { return changedIn(&Option::help, text); }
-
-private:
-    template <class T>
-    constexpr Option changedIn(T Option::*member, T to) const {
-        Option changed = *this;
-        changed.*member = to;
-        return changed;
-    }
 };
 
 namespace storing {

@@ -100,7 +100,7 @@ public:
 private:
     struct State;
 
-    Book(std::shared_ptr<State> state) : state_(std::move(state)) {}
+    explicit Book(std::shared_ptr<State> state) : state_(std::move(state)) {}
     template <class MakeSource>
     static std::shared_ptr<Book> open(const std::string& file, MakeSource makeSource);
     template <class Work>
