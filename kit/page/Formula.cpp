@@ -81,7 +81,7 @@ void writeMathRun(Markup& out, const XmlNode& node) {
     const bool isWords = properties != nullptr && properties->child("nor") != nullptr;
     for (const XmlNode& child : node.children) {
         if (child.local != "t") {
-            writeMathInside(out, child);
+            writeMathNode(out, child);
         } else if (isWords) {
             out.element("mtext", child.allText());
         } else {
