@@ -68,7 +68,7 @@ KIT_ROOMS = {
     "document": set(),
     "package": {"document"},
     "compare": {"document", "package"},
-    "check": {"document"},
+    "check": {"compare", "document"},
     "page": {"compare", "document"},
     "markdown": {"page", "document"},
 }

@@ -176,7 +176,7 @@ unsigned gitVersion() {
 }
 
 std::string textconvOf(const std::string& command) {
-    return command + " git textconv --form=" + std::to_string(kit::kTextFormVersion);
+    return command + " git textconv --form=" + std::to_string(kit::kTextFormVersion) + " --";
 }
 
 std::vector<Setting> settingsOf(const GitSetup& setup, const std::string& command) {
@@ -188,10 +188,10 @@ std::vector<Setting> settingsOf(const GitSetup& setup, const std::string& comman
         {"diff.flowbook.cachetextconv", "true"},
         {"merge.flowbook.name", "flowbooks by paragraph, property and part"},
         {"merge.flowbook.driver", doubled(command, '%') + " merge --file=%P" + labels + " %O %A %B"},
-        {"mergetool.flowbook.cmd", command + " git mergetool \"$BASE\" \"$LOCAL\" \"$REMOTE\" \"$MERGED\""},
+        {"mergetool.flowbook.cmd", command + " git mergetool -- \"$BASE\" \"$LOCAL\" \"$REMOTE\" \"$MERGED\""},
         {"mergetool.flowbook.trustExitCode", "true"},
         {"merge.tool", "flowbook"},
-        {"difftool.flowbook.cmd", command + " diff --html --show --name \"$MERGED\" \"$LOCAL\" \"$REMOTE\""}};
+        {"difftool.flowbook.cmd", command + " diff --html --show --name=\"$MERGED\" -- \"$LOCAL\" \"$REMOTE\""}};
     if (setup.filter) {
         settings.emplace_back("filter.flowbook.process",
                               command + " git filter" + (setup.stripOutputs ? " --strip-outputs" : ""));

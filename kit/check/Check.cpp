@@ -2,6 +2,7 @@
 
 #include "fl/i18n/Conversion.hpp"
 #include "flowbook/FlowbookFileUtils.hpp"
+#include "kit/compare/Conflicts.hpp"
 #include "kit/document/Document.hpp"
 #include "kit/document/EntryNames.hpp"
 #include "kit/document/PackageTree.hpp"
@@ -64,6 +65,7 @@ public:
         checkRelationships(document);
         checkProperties(document);
         checkCode(document);
+        checkConflicts(document);
     }
 
     void add(Severity severity, const char* id, const std::string& part, const std::string& place,
@@ -83,6 +85,25 @@ private:
             }
             add(Severity::Error, id, part, "", failure.what(), exceedsLimit(failure));
         }
+    }
+
+    /// What a merge left open besides markers.
+    void checkConflicts(const Document& document) {
+        attempt("property.conflict", "/", [&] {
+            for (const OpenConflict& open : openBesideMarkers(document)) {
+                const auto inWords = [](const std::optional<std::string>& value) {
+                    return value ? '"' + *value + '"' : "none";
+                };
+                if (open.kind == OpenConflict::Kind::Property) {
+                    add(Severity::Warning, "property.conflict", "/", open.name,
+                        "a merge left open which value counts: ours " + inWords(open.ours) + ", theirs " +
+                            inWords(open.theirs));
+                } else {
+                    add(Severity::Warning, "part.conflict", *open.theirs, "",
+                        "a merge left this beside " + open.name + ", which both sides changed");
+                }
+            }
+        });
     }
 
     void checkEntries(const Document& document) {

@@ -37,6 +37,8 @@ inline constexpr FindingKind kFindingKinds[] = {
     {"code.replaced", "a character that saving the code as text would replace"},
     {"code.unread", "text of a code paragraph that does not count as code"},
     {"code.conflict", "markers of a conflict were left in the code"},
+    {"property.conflict", "a merge left open which value of a property counts"},
+    {"part.conflict", "a merge left the other side's version of a part beside it"},
     {"property.faulty", "a property cannot be read"},
     {"picture.no-data-uri", "a picture is stored in another form than a data URI"},
     {"picture.malformed", "the data URI of a picture cannot be decoded"},

@@ -32,7 +32,7 @@ constexpr std::string_view kOursMark = "<<<<<<< ", kMiddleMark = "=======", kThe
 constexpr char kPropertiesPart[] = "/conflicts/properties.json";
 constexpr std::string_view kTheirsSuffix = "-theirs";
 
-using Relationships = std::vector<opc::model::Relationship>;
+using RelationshipList = std::vector<opc::model::Relationship>;
 
 /// Where a conflict lies among lines; nothing when its markers are not complete.
 struct MarkedLines {
@@ -72,7 +72,7 @@ std::vector<bool> keptLines(const std::vector<std::string_view>& lines, Side sid
     return kept;
 }
 
-boost::json::object readProperties(const fl::Bytes& content) {
+boost::json::object readConflicts(const fl::Bytes& content) {
     boost::system::error_code error;
     const std::string text(content.begin(), content.end());
     boost::json::value value = boost::json::parse(text, error);
@@ -111,7 +111,7 @@ void removeRelationshipsTo(opc::model::RelationshipSource& source, const PartNam
     }
 }
 
-void removePart(Package& package, const PartName& name) {
+void removeWithLinks(Package& package, const PartName& name) {
     removeRelationshipsTo(package, name);
     for (Part& part : package.getParts()) {
         removeRelationshipsTo(part, name);
@@ -166,10 +166,10 @@ void settleProperty(Package& package, const OpenConflict& conflict, Side side) {
         addProperty(package, conflict.name, *value);
     }
     Part part = package.getPart(partNamed(kPropertiesPart));
-    boost::json::object left = readProperties(contentOf(part));
+    boost::json::object left = readConflicts(contentOf(part));
     left.erase(conflict.name);
     if (left.empty()) {
-        removePart(package, partNamed(kPropertiesPart));
+        removeWithLinks(package, partNamed(kPropertiesPart));
         return;
     }
     const std::string text = boost::json::serialize(left) + "\n";
@@ -177,7 +177,7 @@ void settleProperty(Package& package, const OpenConflict& conflict, Side side) {
 }
 
 /// The code of a package; nothing when there is none.
-std::optional<Part> codeOf(const Package& package) {
+std::optional<Part> codePartIn(const Package& package) {
     for (const auto& each : package.getRelationshipsByType(documentRelationshipType())) {
         const auto isCode = [&](const Part& part) { return foldedTarget(each) == part.getName().folded(); };
         const std::vector<Part> parts = package.getParts();
@@ -188,9 +188,9 @@ std::optional<Part> codeOf(const Package& package) {
 }
 
 /// None of code that cannot be read, of which no relationship is taken away then.
-std::set<std::string> idsIn(const Package& package) {
+std::set<std::string> idsMentionedIn(const Package& package) {
     std::set<std::string> ids;
-    const std::optional<Part> code = codeOf(package);
+    const std::optional<Part> code = codePartIn(package);
     try {
         if (code && formOf(*code) == CodeForm::Rich) {
             for (const Reference& each : findReferences(inUtf8(contentOf(*code), ""), "")) {
@@ -203,7 +203,7 @@ std::set<std::string> idsIn(const Package& package) {
     return ids;
 }
 
-std::set<std::string> reachedIn(const Package& package) {
+std::set<std::string> partsReachedIn(const Package& package) {
     std::map<std::string, Part> parts;
     for (const Part& part : package.getParts()) {
         parts.emplace(part.getName().folded(), part);
@@ -242,17 +242,22 @@ bool hasMarkers(const Document& document) {
 }  // namespace
 
 std::vector<OpenConflict> openConflicts(const Document& document) {
-    std::vector<OpenConflict> open;
+    std::vector<OpenConflict> open = openBesideMarkers(document);
     if (hasMarkers(document)) {
-        open.push_back({OpenConflict::Kind::Code, "", std::nullopt, std::nullopt});
+        open.insert(open.begin(), {OpenConflict::Kind::Code, "", std::nullopt, std::nullopt});
     }
+    return open;
+}
+
+std::vector<OpenConflict> openBesideMarkers(const Document& document) {
+    std::vector<OpenConflict> open;
     if (document.package().hasPart(partNamed(kPropertiesPart))) {
-        for (const auto& each : readProperties(contentOf(document.package().getPart(partNamed(kPropertiesPart))))) {
+        for (const auto& each : readConflicts(contentOf(document.package().getPart(partNamed(kPropertiesPart))))) {
             open.push_back({OpenConflict::Kind::Property, std::string(each.key()), textAt(each.value(), "ours"),
                             textAt(each.value(), "theirs")});
         }
     }
-    const std::optional<Part> code = codeOf(document.package());
+    const std::optional<Part> code = codePartIn(document.package());
     std::map<std::string, OpenConflict> parts;
     for (const Part& part : document.package().getParts()) {
         const std::string& theirs = part.getName().ascii();
@@ -297,12 +302,14 @@ fl::Bytes settledCode(const fl::Bytes& document, Side side) {
     return {result.begin(), result.end()};
 }
 
-Shown shownBy(const Document& document) { return {reachedIn(document.package()), idsIn(document.package())}; }
+Shown shownBy(const Document& document) {
+    return {partsReachedIn(document.package()), idsMentionedIn(document.package())};
+}
 
 void removeUnmentioned(Package& package, const Shown& before) {
-    const std::set<std::string> now = idsIn(package);
-    std::optional<Part> code = codeOf(package);
-    for (const auto& each : code ? code->getRelationships(opc::model::ExcludeMode::None) : Relationships()) {
+    const std::set<std::string> now = idsMentionedIn(package);
+    std::optional<Part> code = codePartIn(package);
+    for (const auto& each : code ? code->getRelationships(opc::model::ExcludeMode::None) : RelationshipList()) {
         const std::string id = fl::i18n::to_string(each.getID());
         if (before.ids.count(id) != 0 && now.count(id) == 0) {
             code->deleteRelationship(each);
@@ -311,7 +318,7 @@ void removeUnmentioned(Package& package, const Shown& before) {
 }
 
 void removeUnreached(Package& package, const Shown& before) {
-    const std::set<std::string> now = reachedIn(package);
+    const std::set<std::string> now = partsReachedIn(package);
     for (const Part& part : package.getParts()) {
         const std::string& name = part.getName().folded();
         if (before.parts.count(name) != 0 && now.count(name) == 0) {
@@ -327,7 +334,7 @@ void settle(Package& package, const OpenConflict& conflict, Side side) {
         if (side == Side::Theirs) {
             replacePart(package, partNamed(conflict.name), partNamed(*conflict.theirs));
         }
-        removePart(package, partNamed(*conflict.theirs));
+        removeWithLinks(package, partNamed(*conflict.theirs));
     }
 }
 

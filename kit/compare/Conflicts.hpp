@@ -29,6 +29,9 @@ enum class Side { Ours, Theirs };
 /// read.
 std::vector<OpenConflict> openConflicts(const Document& document);
 
+/// The same without those between markers. @throws opc::Exception when the list of properties cannot be read.
+std::vector<OpenConflict> openBesideMarkers(const Document& document);
+
 /// The code without conflict markers and without what the other side has between them: a line of a code paragraph, or
 /// a paragraph. All else keeps its bytes; markers that are not complete stay.
 /// @param document  plain or rich code as it is stored. @throws opc::Exception (damaged) when it cannot be read.

@@ -140,6 +140,7 @@ class Merges(unittest.TestCase):
                 for side, text in zip(("--ours", "--theirs"), wanted if code else ()):
                     (self.folder / "m").write_bytes(merged)
                     self.flowbook("resolve", "m", codes=(1,))
+                    self.assertIn("conflict]", self.flowbook("check", "m", codes=(1,))[1])
                     self.flowbook("resolve", "m", side)
                     self.assertEqual((self.flowbook("resolve", "m")[1], shown(self.folder / "m")), ("", text))
                 if base is None:
