@@ -68,7 +68,7 @@ KIT_ROOMS = {
     "document": set(),
     "package": {"document"},
     "compare": {"document", "package"},
-    "check": {"compare", "document"},
+    "check": {"compare", "document", "package"},
     "page": {"compare", "document"},
     "markdown": {"page", "document"},
 }

@@ -25,6 +25,9 @@ void tell(Console& console, const char* what, const std::vector<std::string>& al
 
 void repair(Console& console, const RepairOptions& options) {
     const kit::Salvaged salvaged = kit::salvage(readBytes(options.file, opc::Limits().maxPackageSize));
+    if (salvaged.flowbook) {
+        putFile(console.out(), options.output, *salvaged.flowbook, options.permission);
+    }
     tell(console, "saved: ", salvaged.saved);
     tell(console, "made anew: ", salvaged.rebuilt);
     tell(console, "lost: ", salvaged.lost);
@@ -32,7 +35,6 @@ void repair(Console& console, const RepairOptions& options) {
         throw Failure(salvaged.isOverLimit ? ExitCode::LimitExceeded : ExitCode::Damaged, options.file,
                       "nothing of it can be saved");
     }
-    putFile(console.out(), options.output, *salvaged.flowbook, options.permission);
     const bool isAsItWas = salvaged.lost.empty() && salvaged.rebuilt.empty();
     console.note(isAsItWas ? ExitCode::Fine : ExitCode::NegativeFinding);
     console.note(salvaged.isOverLimit ? ExitCode::LimitExceeded : ExitCode::Fine);
@@ -41,8 +43,10 @@ void repair(Console& console, const RepairOptions& options) {
 constexpr char kRepairDescription[] =
     "Takes what is whole of a damaged file into a new one. Where the index of the file is whole, it tells what there "
     "was; elsewhere entries are looked for. Content types and relationships that are gone are made anew from names, "
-    "which is a guess; what is left of a damaged part goes below /damaged/. Standard error tells what was saved and "
-    "what was not. Ends with 0 when all is as it was, with 1 when something is lost or made anew, with 4 when nothing "
+    "which is a guess; what is left of a damaged part goes below /damaged/, as does code or a list of properties whose "
+    "XML is damaged. A file in which nothing is damaged stays as it is, byte for byte. Standard error tells what was "
+    "saved and what was not. Ends with 0 when all is as it was, with 1 when something is lost or made anew, with 4 "
+    "when nothing "
     "can be saved, with 6 when what was found is more than the limits permit: what fits is saved.";
 
 constexpr char kRepairExamples[] = "flowbook repair damaged.tqx -o saved.tqx";

@@ -9,6 +9,7 @@
 #include "kit/document/Pictures.hpp"
 #include "kit/document/ReadAhead.hpp"
 #include "kit/document/References.hpp"
+#include "kit/package/PackageContent.hpp"
 #include "opc/Exception.hpp"
 
 #include <cstdio>
@@ -108,12 +109,15 @@ private:
 
     void checkEntries(const Document& document) {
         const auto& entries = document.container().entries();
+        for (const std::size_t i : otherEntries(document)) {
+            if (!isRelationships(fold(entries[i].name))) {
+                add(Severity::Warning, "part.untyped", "/" + entries[i].name, "",
+                    "an entry without a content type is no part");
+            }
+        }
         for (std::size_t i = 0; i < entries.size(); ++i) {
-            const std::string name = "/" + entries[i].name;
-            if (entries[i].name == kContentTypesEntry) {
+            if (fold(entries[i].name) == fold(kContentTypesEntry)) {
                 checkOverrides(document, document.container().read(i));
-            } else if (!isRelationships(fold(name)) && !isPart(document, name)) {
-                add(Severity::Warning, "part.untyped", name, "", "an entry without a content type is no part");
             }
         }
     }

@@ -57,7 +57,7 @@ fl::Bytes canonical(const Document& document,
 bool isSigned(const Document& document);
 
 /// A container of the same entries in the same order, all stored or all deflated. Deflating what writeContent() stored
-/// gives what it deflates. @throws opc::Exception when an entry cannot be read, or has a name that is not ASCII.
+/// gives what it deflates. @throws opc::Exception when an entry cannot be read.
 fl::Bytes recompressed(const Document& document, opc::interfaces::CompressionType compression);
 
 }  // namespace flowbook::kit

@@ -7,6 +7,7 @@
 #include "kit/document/Characters.hpp"
 #include "kit/document/Document.hpp"
 #include "kit/document/EntryNames.hpp"
+#include "kit/document/StoredText.hpp"
 #include "kit/document/XmlReader.hpp"
 #include "opc/ByteArrayInAdaptor.hpp"
 #include "opc/Exception.hpp"
@@ -31,34 +32,46 @@ std::string extensionOf(const std::string& name) {
     return dot == std::string::npos || name.find('/', dot) != std::string::npos ? "" : name.substr(dot + 1);
 }
 
-/// An element of content types or relationships; absent attributes are empty.
+/// Hands over the elements in a list of content types or relationships; absent attributes are empty.
 class ListReader : public XmlHandler {
 public:
     using Take = std::function<void(std::string_view, const std::map<std::string_view, std::string_view>&)>;
 
-    explicit ListReader(Take take) : take_(std::move(take)) {}
+    ListReader(std::string_view root, Take take) : root_(root), take_(std::move(take)) {}
 
     void startElement(const XmlName& name, const std::vector<XmlAttribute>& attributes, XmlSpan) override {
+        const bool isOfPackage = startsWith(name.ns, kPackageNamespace);
+        if (!hasRoot_) {
+            hasRoot_ = true;
+            isList_ = isOfPackage && name.local == root_;
+            return;
+        }
         std::map<std::string_view, std::string_view> values;
         for (const XmlAttribute& attribute : attributes) {
             values[attribute.name.local] = attribute.value;
         }
-        if (name.ns.substr(0, kPackageNamespace.size()) == kPackageNamespace) {
+        if (isList_ && isOfPackage) {
             take_(name.local, values);
         }
     }
     void endElement(const XmlName&, XmlSpan) override {}
     void characters(std::string_view) override {}
 
+    bool isList() const noexcept { return isList_; }
+
 private:
+    std::string_view root_;
     Take take_;
+    bool hasRoot_ = false;
+    bool isList_ = false;
 };
 
-bool readList(const fl::Bytes& xml, const ListReader::Take& take) {
-    ListReader reader(take);
+/// @param root  what the outermost element is called. @returns whether the list is whole.
+bool readList(const fl::Bytes& xml, std::string_view root, const ListReader::Take& take) {
+    ListReader reader(root, take);
     try {
         readXml(xml, "", XmlEncoding::AsDeclared, reader);
-        return true;
+        return reader.isList();
     } catch (const opc::Exception&) {
         return false;
     }
@@ -137,15 +150,21 @@ fl::Bytes documentOf(const std::u16string& code) {
 }  // namespace
 
 bool PartTypes::read(const fl::Bytes& xml) {
-    return readList(xml, [this](std::string_view element, auto values) {
-        if (element == "Default") {
-            types_["." + fold(values["Extension"])] = values["ContentType"];
-        } else if (element == "Override") {
-            const std::string name(values["PartName"]);
-            types_[fold(name)] = values["ContentType"];
+    std::map<std::string, std::string> own;
+    bool isSound = true;
+    const bool isWhole = readList(xml, "Types", [&](std::string_view element, auto values) {
+        if (element != "Default" && element != "Override") {
+            return;
+        }
+        const std::string name(values[element == "Default" ? "Extension" : "PartName"]);
+        const std::string type(values["ContentType"]);
+        isSound = isType(type) && own.emplace((element == "Default" ? "." : "") + fold(name), type).second && isSound;
+        if (element == "Override") {
             names_.insert(name);
         }
     });
+    types_.merge(own);
+    return isWhole && isSound;
 }
 
 std::u16string PartTypes::told(const std::string& partName) const {
@@ -171,13 +190,18 @@ std::u16string PartTypes::guess(const std::string& partName, const fl::Bytes& co
     return endsWith(name, ".xml") ? u"text/xml" : u"application/octet-stream";
 }
 
-bool readRelationships(const fl::Bytes& xml, std::vector<Record>& records) {
-    return readList(xml, [&records](std::string_view element, auto values) {
-        if (element == "Relationship") {
-            records.push_back({to_ustring(values["Type"]), to_ustring(values["Target"]), to_ustring(values["Id"]),
-                               values["TargetMode"] != "External"});
+FoundRelationships readRelationships(const fl::Bytes& xml) {
+    FoundRelationships list;
+    list.isWhole = readList(xml, "Relationships", [&list](std::string_view element, auto values) {
+        const std::string_view mode = values["TargetMode"];
+        if (element == "Relationship" && mode != "" && mode != "Internal" && mode != "External") {
+            list.faulty.emplace_back(values["Id"]);
+        } else if (element == "Relationship") {
+            list.records.push_back({to_ustring(values["Type"]), to_ustring(values["Target"]), to_ustring(values["Id"]),
+                                    mode != "External"});
         }
     });
+    return list;
 }
 
 bool isCodeType(const std::u16string& contentType) {
@@ -185,6 +209,22 @@ bool isCodeType(const std::u16string& contentType) {
 }
 
 bool isPictureType(const std::u16string& contentType) { return contentType.rfind(u"image/", 0) == 0; }
+
+bool isNeededXml(const std::u16string& contentType) {
+    const bool isEncrypted = opc::model::ContentType(contentType).hasParameter(u"encryption");
+    return (isCodeType(contentType) && !isEncrypted) || contentType.rfind(kCoreMediaType, 0) == 0 ||
+           contentType.rfind(kPropertiesType, 0) == 0;
+}
+
+bool isWellFormedXml(const fl::Bytes& xml) {
+    ListReader reader("", [](auto, auto) {});
+    try {
+        readXml(xml, "", encodingOf(xml), reader);
+        return true;
+    } catch (const opc::Exception&) {
+        return false;
+    }
+}
 
 std::u16string pictureRelationshipType() {
     std::string extension = "png";
@@ -253,7 +293,8 @@ std::u16string guessCodeType(const fl::Bytes& document) {
     const std::string_view text(reinterpret_cast<const char*>(document.data()), document.size());
     const bool isXml = startsWith(text, "<") || startsWith(text, "\xEF\xBB\xBF") || startsWith(text, "\xFE\xFF") ||
                        startsWith(text, "\xFF\xFE");
-    if (!isXml) {
+    const bool isText = isXml && (encodingOf(document) == XmlEncoding::Utf8 || isWellFormedXml(document));
+    if (!isText) {
         type.addParameter(u"encryption", u"AES");
         return type.toString();
     }

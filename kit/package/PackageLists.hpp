@@ -14,7 +14,7 @@ namespace flowbook::kit {
 /// The content types of the parts of a damaged package: as its list tells, else as the names that flowbooks use.
 class PartTypes {
 public:
-    /// Takes what the list tells, up to a fault. @returns whether it is whole.
+    /// Takes what the list tells, up to a fault, of what no other told before. @returns whether it is whole.
     bool read(const fl::Bytes& xml);
 
     /// What the list tells of a part; empty when it tells nothing that is a content type.
@@ -30,12 +30,21 @@ private:
     std::set<std::string> names_;
 };
 
-/// Takes the relationships that a list tells, up to a fault. @returns whether it is whole.
-bool readRelationships(const fl::Bytes& xml, std::vector<FlowbookFilePackage::Relationship>& records);
+/// The relationships that a list tells, up to a fault.
+struct FoundRelationships {
+    std::vector<FlowbookFilePackage::Relationship> records;
+    std::vector<std::string> faulty;  ///< ids of those with a target mode that there is none of
+    bool isWhole = false;
+};
 
-/// Whether a content type is that of code; of pictures.
+FoundRelationships readRelationships(const fl::Bytes& xml);
+
+/// Whether a content type is that of code; of pictures; of a part in XML that reading a flowbook needs.
 bool isCodeType(const std::u16string& contentType);
 bool isPictureType(const std::u16string& contentType);
+bool isNeededXml(const std::u16string& contentType);
+
+bool isWellFormedXml(const fl::Bytes& xml);
 
 /// The relationship type that leads from code to a picture.
 std::u16string pictureRelationshipType();

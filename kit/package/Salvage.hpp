@@ -10,7 +10,7 @@ namespace flowbook::kit {
 
 /// What could be had of a damaged flowbook.
 struct Salvaged {
-    std::optional<fl::Bytes> flowbook;  ///< in the form of writeContent(); none when nothing was found
+    std::optional<fl::Bytes> flowbook;  ///< none when nothing was found
     std::vector<std::string> saved;     ///< names of the parts and other entries that are as they were
     std::vector<std::string> rebuilt;   ///< what was lost and made anew, which may be wrong, in words
     std::vector<std::string> lost;      ///< what is not as it was, in words, and where what is left of it is now
@@ -21,7 +21,8 @@ struct Salvaged {
 /// that are lost are made anew from the names that flowbooks use. What is left of a damaged entry becomes a part below
 /// /damaged/, what an older entry of its name holds one below /older/, and what cannot keep its name, as another
 /// excludes it (ECMA-376-2, M1.11), one below /renamed/; no relationship leads to those. In the place of code that is
-/// lost comes empty code, so that the result can be read. @throws std::bad_alloc.
+/// lost comes empty code, so that the result can be read. The result is in the form of writeContent(), but a file that
+/// says the same as it stands stays as it is. @throws std::bad_alloc.
 Salvaged salvage(const fl::Bytes& remains);
 
 }  // namespace flowbook::kit

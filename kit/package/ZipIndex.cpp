@@ -73,6 +73,7 @@ private:
         }
         ZipRecord record;
         record.name = bytes_.substr(at + kIndexSize, nameSize);
+        record.version = static_cast<unsigned>(number(at + 6, 2));
         record.flags = static_cast<unsigned>(number(at + 8, 2));
         record.method = static_cast<unsigned>(number(at + 10, 2));
         record.crc = number(at + 16, 4);
@@ -82,22 +83,6 @@ private:
         record.at = at;
         takeZip64(record, bytes_.substr(at + kIndexSize + nameSize, extraSize));
         return Parsed{std::move(record), end};
-    }
-
-    static void takeZip64(ZipRecord& record, std::string_view extra) {
-        while (extra.size() >= 4) {
-            const std::size_t size = std::min<std::size_t>(zipNumber(extra, 2, 2), extra.size() - 4);
-            std::string_view field = extra.substr(4, size);
-            if (zipNumber(extra, 0, 2) == 1) {
-                for (std::uint64_t* value : {&record.size, &record.storedSize, &record.offset}) {
-                    if (*value == kInZip64 && field.size() >= 8) {
-                        *value = zipNumber(field, 0, 8);
-                        field.remove_prefix(8);
-                    }
-                }
-            }
-            extra.remove_prefix(4 + size);
-        }
     }
 
     /// The index that an end record tells, if just so many records end where it begins.
@@ -131,13 +116,19 @@ private:
 
     /// False for the index of a zip file that an entry of this one holds: its first entry is not where it tells.
     bool isOfTheFile(const ZipIndex& index) const {
-        if (index.shift == 0 || !standsAt(0, kLocalHeader)) {
+        if (index.shift == 0 || !beginsWithEntry()) {
             return true;
         }
         const auto& first = *std::min_element(index.records.begin(), index.records.end(),
                                               [](const auto& a, const auto& b) { return a.offset < b.offset; });
         return leadsToItsHeader(first, first.offset) &&
                (number(first.offset + 14, 4) == first.crc || (number(first.offset + 6, 2) & 8) != 0);
+    }
+
+    /// Whether the file begins with a local header, and not just with its signature.
+    bool beginsWithEntry() const {
+        const std::uint64_t method = bytes_.size() < kLocalSize ? 1 : number(8, 2);
+        return standsAt(0, kLocalHeader) && (method == 0 || method == kDeflated);
     }
 
     bool leadsToItsHeader(const ZipRecord& record, std::uint64_t at) const {
@@ -168,8 +159,14 @@ private:
             }
             at = bytes_.find(kIndexRecord, end);
         }
-        index.isWhole = isOneRow && standsAt(end, kEndRecord) && endsWhereRecordsBegin(index);
+        index.isWhole = isOneRow && standsAt(end, kEndRecord) && endsWhereRecordsBegin(index) && agrees(index, end);
         return index;
+    }
+
+    /// Whether an end record tells the number or the size of the records that are there. The other may be damaged.
+    bool agrees(const ZipIndex& index, std::size_t at) const {
+        const std::optional<End> end = endAt(at);
+        return end && (end->count == index.records.size() || end->size == end->recordsEnd - index.begin);
     }
 
     bool hasEndRecord(std::size_t from, std::size_t to) const {
@@ -196,6 +193,22 @@ private:
 };
 
 }  // namespace
+
+void takeZip64(ZipRecord& record, std::string_view extra) {
+    while (extra.size() >= 4) {
+        const std::size_t size = std::min<std::size_t>(zipNumber(extra, 2, 2), extra.size() - 4);
+        std::string_view field = extra.substr(4, size);
+        if (zipNumber(extra, 0, 2) == 1) {
+            for (std::uint64_t* value : {&record.size, &record.storedSize, &record.offset}) {
+                if (*value == kInZip64 && field.size() >= 8) {
+                    *value = zipNumber(field, 0, 8);
+                    field.remove_prefix(8);
+                }
+            }
+        }
+        extra.remove_prefix(4 + size);
+    }
+}
 
 ZipIndex readZipIndex(std::string_view bytes) { return Reading(bytes).run(); }
 

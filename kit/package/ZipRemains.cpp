@@ -16,7 +16,9 @@ namespace flowbook::kit {
 namespace {
 
 constexpr unsigned kHasDescriptor = 8;
-constexpr unsigned kDeflated = 8;
+constexpr unsigned kVersionOfZip64 = 45;
+/// How well it is deflated, that there is a descriptor, and that the name is UTF-8.
+constexpr unsigned kUsualFlags = 1U << 1 | 1U << 2 | kHasDescriptor | 1U << 11;
 
 /// What tells of an entry: records of the index and local headers have the same fields.
 using Tellers = std::vector<const ZipRecord*>;
@@ -52,11 +54,19 @@ public:
 
     ZipRemains run() {
         takeRecords();
+        const bool isSound = index_.isWhole && std::all_of(index_.records.begin(), index_.records.end(),
+                                                           [this](const auto& record) { return isUsual(record); });
+        for (const auto& [name, place] : left_) {
+            leftByPlace_.emplace(place.at, name);
+            if (place.record->size != 0) {
+                leftByContent_.emplace(std::pair(place.record->crc, place.record->size), name);
+            }
+        }
         if (!index_.isWhole || !left_.empty()) {
             scan();
         }
         addRecordsLeft();
-        return {takePieces(), index_.isWhole};
+        return {takePieces(), index_.isWhole, isSound};
     }
 
 private:
@@ -77,6 +87,7 @@ private:
         if (nameSize == 0 || header.dataAt > bytes_.size()) {
             return std::nullopt;
         }
+        header.version = static_cast<unsigned>(number(at + 4, 2));
         header.flags = static_cast<unsigned>(number(at + 6, 2));
         header.method = static_cast<unsigned>(number(at + 8, 2));
         header.crc = number(at + 14, 4);
@@ -85,11 +96,19 @@ private:
         header.offset = at;
         header.at = at;
         header.name = bytes_.substr(at + kLocalSize, nameSize);
+        takeZip64(header, bytes_.substr(at + kLocalSize + nameSize, number(at + 28, 2)));
         return header;
     }
 
     bool hasHeaderAt(std::uint64_t at, const ZipRecord& record) const {
         return standsAt(at, kLocalHeader) && standsAt(at + kLocalSize, record.name);
+    }
+
+    bool isUsual(const ZipRecord& record) const {
+        const std::optional<LocalHeader> header = headerAt(record.offset);
+        return header && standsAt(record.offset, kLocalHeader) && header->name == record.name &&
+               header->version == record.version && header->flags == record.flags && header->method == record.method &&
+               record.version <= kVersionOfZip64 && (record.flags & ~kUsualFlags) == 0;
     }
 
     /// A record, where its local header lies or should, and where the next one does.
@@ -195,6 +214,10 @@ private:
     /// Takes the entry at a local header. @returns where to look on.
     std::uint64_t takeHeader(std::size_t at) {
         const std::optional<LocalHeader> header = headerAt(at);
+        const std::size_t bound = header ? header->dataAt : bytes_.size();
+        if (bytes_.substr(0, bound).find(kLocalHeader, at + kLocalHeader.size()) != std::string_view::npos) {
+            return at;  // It is the signature only: names hold none.
+        }
         if (!header) {
             addCutOff(at);
             return at;
@@ -206,16 +229,42 @@ private:
         if (!found) {
             return takeDamaged(*header, record, tellers);
         }
-        const bool isListed = record != nullptr && record->crc == crcOf(found->content);
-        if (isListed) {
-            left_.erase(left);
-        }
-        if (isListed || record != nullptr || !index_.isWhole) {
-            const Standing other = index_.isWhole ? Standing::Older : Standing::Unlisted;
-            add({header->name, "", std::move(found->content), true}, at, isListed ? Standing::Listed : other);
-        }
         claimed_[at] = found->end;
-        return found->end;
+        const std::uint64_t end = found->end;
+        takeFound(*header, std::move(found->content));
+        return end;
+    }
+
+    /// Adds an entry that is whole, which a record of its name may tell of, or one with another name.
+    void takeFound(const LocalHeader& header, fl::Bytes content) {
+        const std::uint32_t crc = crcOf(content);
+        const auto left = leftFor(header, {crc, content.size()});
+        if (left != left_.end() && left->second.record->crc == crc) {
+            add({left->first, otherNameOf(header, left->first), std::move(content), true}, header.at, Standing::Listed);
+            left_.erase(left);
+        } else if (left != left_.end()) {
+            add({left->first, otherNameOf(header, left->first), std::move(content), true}, header.at,
+                index_.isWhole ? Standing::Older : Standing::Unlisted);
+        } else if (!index_.isWhole) {
+            add({header.name, "", std::move(content), true}, header.at, Standing::Unlisted);
+        }
+    }
+
+    static std::string otherNameOf(const LocalHeader& header, const std::string& name) {
+        return header.name == name ? "" : header.name;
+    }
+
+    /// The record that may tell of an entry: by its name, else, in a whole index, by its content or place.
+    std::map<std::string, Place>::iterator leftFor(const LocalHeader& header,
+                                                   const std::pair<std::uint64_t, std::uint64_t>& content) {
+        const auto named = left_.find(header.name);
+        if (named != left_.end() || !index_.isWhole) {
+            return named;
+        }
+        const auto alike = leftByContent_.find(content);
+        const auto byContent = alike == leftByContent_.end() ? left_.end() : left_.find(alike->second);
+        const auto there = leftByPlace_.find(header.at);
+        return byContent != left_.end() || there == leftByPlace_.end() ? byContent : left_.find(there->second);
     }
 
     /// A local header, at the end of the file, that is not there as a whole.
@@ -268,7 +317,16 @@ private:
 
     /// The entries that the index tells and that were not found.
     void addRecordsLeft() {
+        std::map<std::uint64_t, std::size_t> older;
+        for (std::size_t i = 0; i < placed_.size(); ++i) {
+            older[placed_[i].at] = i;
+        }
         for (const auto& [name, place] : left_) {
+            const auto there = older.find(place.at);
+            if (there != older.end() && placed_[there->second].piece.name == name) {
+                placed_[there->second].standing = Standing::Listed;  // The record's checksum is what is damaged.
+                continue;
+            }
             if (endOfClaimed(place.record->at) > place.record->at) {
                 continue;  // It is of a zip file that an entry holds.
             }
@@ -454,8 +512,11 @@ private:
     std::string_view bytes_;
     ZipIndex index_;
     Inflater inflater_;
-    std::uint64_t unsearched_;                        ///< bytes that may yet be searched for descriptors
-    std::map<std::string, Place> left_;               ///< by name, records whose entries were not found
+    std::uint64_t unsearched_;           ///< bytes that may yet be searched for descriptors
+    std::map<std::string, Place> left_;  ///< by name, records whose entries were not found
+    std::map<std::pair<std::uint64_t, std::uint64_t>, std::string>
+        leftByContent_;  ///< their names, by checksum and size
+    std::map<std::uint64_t, std::string> leftByPlace_;
     std::map<std::uint64_t, std::uint64_t> claimed_;  ///< from the headers to the ends of entries
     std::vector<Placed> placed_;
 };

@@ -16,11 +16,15 @@ struct ZipPiece {
     bool isWhole = false;   ///< whether the content meets a checksum
     bool isOlder = false;   ///< whether it is whole, but one of the same name that replaced it is damaged
     bool isSpare = false;   ///< whether the index tells of another entry of this name, which is rather the right one
+
+    /// Whether it is whole, and none that replaced it is damaged.
+    bool isCurrent() const noexcept { return isWhole && !isOlder; }
 };
 
 struct ZipRemains {
     std::vector<ZipPiece> pieces;  ///< in the order in which they lie in the file
     bool areAll = false;           ///< whether the index is whole, so that there were no other entries
+    bool isSound = false;          ///< whether index and local headers agree, and need nothing that is unusual
 };
 
 /// The entries that can be had from a zip file in any state. Where the index is whole, they are those that it lists,

@@ -79,6 +79,7 @@ class Book:
     def __init__(self, rng, entries=None):
         self.entries = entries or contents(rng)
         self.streamed = rng.random() < 0.4
+        self.is_zip64 = random.Random(repr(self.entries)).random() < 0.2
         out = Unseekable() if self.streamed else io.BytesIO()
         with zipfile.ZipFile(out, "w") as file:
             if rng.random() < 0.3 and not entries:
@@ -89,8 +90,10 @@ class Book:
             for name, content in self.entries.items():
                 if rng.random() < 0.15:
                     file.writestr(name, content + (b"AAEC" if name.startswith("media") else b"<!-- older -->"))
-                method = rng.choice([zipfile.ZIP_STORED, zipfile.ZIP_DEFLATED])
-                file.writestr(zipfile.ZipInfo(name), content, method)
+                info = zipfile.ZipInfo(name)
+                info.compress_type = rng.choice([zipfile.ZIP_STORED, zipfile.ZIP_DEFLATED])
+                with file.open(info, "w", force_zip64=self.is_zip64) as entry:
+                    entry.write(content)
             infos = {}
             for info in file.infolist():
                 infos[info.filename] = info
@@ -148,6 +151,20 @@ def moved(rng, book):
     return b"#!/bin/sh\n" * rng.randrange(1, 9) + book.bytes, set(book.data), "something before it"
 
 
+def index_flips(rng, book):
+    damaged = bytearray(book.bytes)
+    for _ in range(4):
+        damaged[rng.randrange(book.index, len(damaged) - 22)] ^= 1 << rng.randrange(8)
+    return bytes(damaged), set(book.data), "flips in the index"
+
+
+def no_record(rng, book):
+    """Of which the end record does not know."""
+    at = book.bytes.index(b"PK\1\2", book.index + 1 if rng.random() < 0.5 else book.index)
+    end = at + 46 + sum(struct.unpack_from("<HHH", book.bytes, at + 28))
+    return book.bytes[:at] + book.bytes[end:], set(book.data), "a record is missing"
+
+
 IMAGE2, IMAGE6, NOTES2, NOTES6 = "media/image2.png", "media/image6.png", "notes2", "notes6"
 LIST, LIST_NAME = relationships([("rId1", "t", "/media/image1.png", "")]), "tarmic/_rels/documenu.xml.rels"
 # Where a name stands for another, what entries there are beside those of a flowbook, where which of these are in the
@@ -173,7 +190,37 @@ NAMES = [
 ]
 
 
-DAMAGES = [flip, flip, flip, flip, truncate, truncate, cut_middle, cut_middle, no_end, no_index, forged_end, moved]
+DAMAGES = [flip, flip, flip, flip, truncate, truncate, cut_middle, cut_middle, no_end, no_index, forged_end, moved,
+           index_flips, no_record]
+
+
+def cut(content):
+    return content[:len(content) * 2 // 3]
+
+
+def in_pieces(name, content, *left_out):
+    """In three pieces, less those of these numbers."""
+    return {f"{name}/[{i}]{'.last' if i == 2 else ''}.piece": content[5 * i:5 * i + 5] if i < 2 else content[10:]
+            for i in range(3) if i not in left_out}
+
+
+IMAGE1, LOOSE, SHOWN = "media/image1.png", "größe", f"the relationship rId1 of /{CODE} to /media/image1.png, a guess"
+# What is wrong with a package in a container that is whole: what becomes of its entries (None: gone), what repair ends
+# with and tells, and where what is in the end.
+PACKAGES = [
+    (lambda e: {}, 0, None, {}), (lambda e: {LOOSE: b"1"}, 0, None, {LOOSE: b"1"}),
+    (lambda e: {CODE_RELS: None}, 1, SHOWN, {}), (lambda e: {CODE_RELS: cut(e[CODE_RELS])}, 1, "what is left of", {}),
+    (lambda e: {CODE_RELS: e[CODE_RELS].replace(b'.png"', b'.png" TargetMode="x"')}, 1, "has no target mode", {}),
+    (lambda e: {CODE_RELS: e[CODE_RELS].replace(b"rIdL", b"rId1")}, 1, "lost: a faulty relationship of /" + CODE, {}),
+    (lambda e: {CODE: cut(e[CODE])}, 1, f"lost: /{CODE}: its XML is damaged", {"damaged/" + CODE: cut}),
+    (lambda e: {TYPES: e[TYPES].replace(b"</", b'<Default Extension="PNG" ContentType="a/b"/></')}, 1, "types", {}),
+    (lambda e: {TYPES: b"<x/>"}, 1, "the content types, from names", {}), (lambda e: {RELS: None}, 1, "a guess", {}),
+    (lambda e: {CODE: None, **in_pieces(CODE, e[CODE])}, 0, None, {CODE: lambda code: code}),
+    (lambda e: {TYPES: None, **in_pieces(TYPES, e[TYPES])}, 0, None, {}),
+    (lambda e: {IMAGE1: None, **in_pieces(IMAGE1, e[IMAGE1], 1)}, 1, "lost: /" + IMAGE1,
+     {"damaged/" + IMAGE1: b"data:", IMAGE1 + "/[2].last.piece": lambda image: image[10:]}),
+    (lambda e: {**dict.fromkeys(e), TYPES: e[TYPES], "loose": b"1"}, 1, "empty code in /" + CODE, {"loose": b"1"}),
+]
 
 
 class Repair(unittest.TestCase):
@@ -198,6 +245,9 @@ class Repair(unittest.TestCase):
             result = {name: file.read(name) for name in file.namelist()}
         for name in re.findall(r"saved: /(.*)", told):
             self.assertIn(name, result)
+        again = self.new.with_name("again.tqx")
+        self.run_command("repair", "--force", self.new, "-o", again)
+        self.assertEqual(again.read_bytes(), self.new.read_bytes(), told)
         return done.returncode, told, result
 
     def targets(self, rels):
@@ -244,6 +294,24 @@ class Repair(unittest.TestCase):
                     self.judge(book, whole, what, code, told, result)
                 except AssertionError as failure:
                     raise AssertionError(f"{failure}\n{told}") from failure
+
+    def test_packages_that_are_wrong(self):
+        for number, (change, code, words, places) in enumerate(PACKAGES):
+            with self.subTest(number):
+                entries = contents(random.Random(3))
+                changed = {name: content for name, content in {**entries, **change(entries)}.items()
+                           if content is not None}
+                with zipfile.ZipFile(out := io.BytesIO(), "w") as file:
+                    for name, content in changed.items():
+                        file.writestr(name, content)
+                found, told, result = self.repair(out.getvalue())
+                self.assertEqual((found, re.findall("lost: |made anew: ", told) == []), (code, code == 0), told)
+                self.assertIn(words or "", told)
+                is_whole = code == 0 and set(result) == set(changed)
+                self.assertEqual(self.new.read_bytes() == out.getvalue(), is_whole)
+                for name, place in places.items():
+                    entry = entries.get(re.sub(r"damaged/|/\[.*", "", name))
+                    self.assertEqual(result.get(name), place(entry) if callable(place) else place)
 
     def test_names_that_claim_each_other(self):
         for where, name, claimed, more, moved_to, words in NAMES:

@@ -25,7 +25,7 @@ struct PlannedEntry {
     /// Null: the entry `carried` of the open container is taken over as it is stored, unread.
     const fl::Bytes* content = nullptr;
     std::size_t carried = 0;
-    std::string name;  ///< of an entry with content: ASCII, without a leading slash
+    std::string name;  ///< of an entry with content: UTF-8, without a leading slash
     CompressionType compression = CompressionType::Normal;
 };
 

@@ -31,6 +31,7 @@ constexpr std::uint16_t kDeflated = 8;
 // Plainly encrypted, strongly encrypted, masked headers.
 constexpr std::uint16_t kEncryptionFlags = 1U << 0 | 1U << 6 | 1U << 13;
 constexpr std::uint16_t kDataDescriptorFlag = 1U << 3;
+constexpr std::uint16_t kUtf8Flag = 1U << 11;
 
 constexpr std::uint16_t kVersionPlain = 20;
 constexpr std::uint16_t kVersionZip64 = 45;

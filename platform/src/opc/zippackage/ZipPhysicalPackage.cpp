@@ -1,6 +1,5 @@
 #include "opc/zippackage/ZipPhysicalPackage.hpp"
 
-#include "fl/Ascii.hpp"
 #include "fl/i18n/Conversion.hpp"
 #include "opc/Exception.hpp"
 #include "opc/MessageText.hpp"
@@ -225,7 +224,7 @@ void ZipPhysicalPackage::Impl::checkPlan(const std::vector<PlannedEntry>& plan, 
             limitCheck.addEntry(carried.name, carried.size, carried.storedSize);
             continue;
         }
-        if (faultOfName(entry.name) != nullptr || entry.name.back() == '/' || !fl::ascii::isAscii(entry.name)) {
+        if (faultOfName(entry.name) != nullptr || entry.name.back() == '/') {
             misused("Writing", quoted(entry.name) + " is no name for an entry");
         }
         names.push_back(entry.name);

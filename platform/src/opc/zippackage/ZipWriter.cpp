@@ -1,5 +1,6 @@
 #include "opc/zippackage/ZipWriter.hpp"
 
+#include "fl/Ascii.hpp"
 #include "opc/MessageText.hpp"
 #include "opc/StorageErrors.hpp"
 #include "opc/zippackage/ZipExtra.hpp"
@@ -23,6 +24,7 @@ ZipWriter::ZipWriter(std::string doing, foundation::storage::vfs::Replacement& o
 void ZipWriter::addContent(std::string_view name, const fl::Bytes& content, interfaces::CompressionType compression) {
     ZipEntry entry;
     entry.name = name;
+    entry.flags = fl::ascii::isAscii(name) ? 0 : kUtf8Flag;
     entry.size = content.size();
     std::string_view data = asText(content);
     entry.crc = DeflateCodec::checksum(data);
