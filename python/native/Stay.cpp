@@ -55,7 +55,7 @@ STAY_2(PyObject_GetItem) STAY_2(PyObject_HasAttrString) STAY_2(PyObject_IsInstan
 STAY_2(PyTuple_GetItem)
 STAY_2(PyType_GenericAlloc) STAY_2(PyUnicode_AsUTF8AndSize) STAY_2(PyUnicode_FromStringAndSize)
 STAY_2(PyWeakref_NewRef) STAY_2(_PyType_Lookup)
-STAY_3(PyBytes_AsStringAndSize) STAY_3(PyCapsule_New) STAY_3(PyErr_NormalizeException) STAY_3(PyErr_Restore)
+STAY_3(PyBytes_AsStringAndSize) STAY_3(PyCapsule_New) STAY_3(PyErr_NormalizeException) STAY_3(PyErr_Restore) STAY_3(PyErr_WarnEx)
 STAY_3(PyList_SetItem) STAY_3(PyModule_AddObject) STAY_3(PyObject_GenericSetDict) STAY_3(PyObject_SetAttr)
 STAY_3(PyObject_SetAttrString) STAY_3(PyObject_SetItem) STAY_3(PyTuple_SetItem) STAY_3(PyUnicode_AsEncodedString)
 STAY_3(PyUnicode_DecodeUTF8)
