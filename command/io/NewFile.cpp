@@ -6,6 +6,7 @@
 #include "io/GuardedStorage.hpp"
 #include "io/HeldFile.hpp"
 #include "io/SafeFolder.hpp"
+#include "kit/document/StoredText.hpp"
 #include "opc/zippackage/ZipPhysicalPackage.hpp"
 #include "terminal/Failure.hpp"
 #include "terminal/Text.hpp"
@@ -45,8 +46,6 @@ void putByBytes(const std::string& argument, const Bytes& content, bool replace)
     folder.sync();
 }
 
-bool isUtf8Name(const std::string& argument) { return fl::i18n::to_string(fl::i18n::to_ustring(argument)) == argument; }
-
 }  // namespace
 
 Bytes makeFlowbook(const std::u16string& name, const std::function<void(FlowbookFileWriter&)>& fill) {
@@ -79,7 +78,7 @@ void putFile(Sink& out, const std::string& argument, const Bytes& content, const
         return;
     }
     try {
-        if (isUtf8Name(argument)) {
+        if (kit::isUtf8(argument)) {
             replaceFile(fromArgument(argument), content, permission.force);
         } else {
             putByBytes(argument, content, permission.force);

@@ -1,10 +1,10 @@
 #include "io/Report.hpp"
 
 #include "fl/i18n/Conversion.hpp"
-#include "fl/i18n/ConversionError.hpp"
 #include "io/Interruption.hpp"
 #include "io/OrderedReports.hpp"
 #include "kit/document/Pictures.hpp"
+#include "kit/document/StoredText.hpp"
 
 #include <algorithm>
 
@@ -16,15 +16,6 @@ constexpr std::size_t kMostKept = std::size_t{1} << 20;
 
 /// The version of the records of --json, which docs/json.md describes.
 constexpr std::uint64_t kSchema = 2;
-
-bool isUtf8(const std::string& text) {
-    try {
-        fl::i18n::utf8_to_ustring(text);
-        return true;
-    } catch (const fl::i18n::ConversionError&) {
-        return false;
-    }
-}
 
 /// The name of the file stands before each message, so that the message need not begin with it; and one about a
 /// container that cannot be read says what to do.
@@ -69,7 +60,7 @@ Json Report::openRecord() {
     hasRecord_ = true;
     Json json(*this);
     json.openObject().count("schema", kSchema).field("command", reports_->console().command()).field("file", file_);
-    if (!isUtf8(file_)) {
+    if (!kit::isUtf8(file_)) {
         const std::string uri = kit::writeDataUri({";base64", toBytes(file_)});
         json.field("fileBase64", uri.substr(uri.find(',') + 1));
     }

@@ -123,7 +123,7 @@ private:
     }
 
     static bool isPart(const Document& document, const std::string& name) {
-        return PartName::isValid(name) && document.package().hasPart(PartName(fl::i18n::to_ustring(name)));
+        return PartName::isValid(name) && document.package().hasPart(partNamed(name));
     }
 
     void checkOverrides(const Document& document, const fl::Bytes& types) {

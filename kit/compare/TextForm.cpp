@@ -1,7 +1,6 @@
 #include "kit/compare/TextForm.hpp"
 
 #include "fl/i18n/Conversion.hpp"
-#include "fl/i18n/ConversionError.hpp"
 #include "flowbook/FlowbookFilePackage.hpp"
 #include "kit/compare/Digest.hpp"
 #include "kit/compare/Sha256.hpp"
@@ -10,6 +9,7 @@
 #include "kit/document/Document.hpp"
 #include "kit/document/Pictures.hpp"
 #include "kit/document/References.hpp"
+#include "kit/document/StoredText.hpp"
 #include "opc/Exception.hpp"
 
 #include <algorithm>
@@ -218,13 +218,8 @@ std::string describeCode(const Document& document, const Part& part) {
 
 /// What an output shows: its text, if it is one.
 bool isText(const fl::Bytes& content) {
-    const std::string_view text(reinterpret_cast<const char*>(content.data()), content.size());
-    try {
-        fl::i18n::utf8_to_ustring(std::string(text));
-    } catch (const fl::i18n::ConversionError&) {
-        return false;
-    }
-    return text.find('\0') == std::string_view::npos && text.find('\r') == std::string_view::npos;
+    const std::string text(content.begin(), content.end());
+    return isUtf8(text) && text.find('\0') == std::string::npos && text.find('\r') == std::string::npos;
 }
 
 /// The parts that hold outputs, in the order of their relationships.

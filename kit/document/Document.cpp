@@ -62,7 +62,7 @@ StorageSystemReference holding(const std::u16string& name, fl::Bytes bytes) {
 std::string nameOf(const Part& part) { return part.getName().ascii(); }
 
 /// Whether a document declares to be UTF-8, or nothing, so that it is (XML 1.0, appendix F).
-bool isUtf8(std::string_view document) {
+bool declaresUtf8(std::string_view document) {
     constexpr std::string_view kDeclared = R"(<?xml version="1.0" encoding="UTF-8")";
     const bool declaresNothing =
         document.size() > 1 && document[0] == '<' && std::isalpha(static_cast<unsigned char>(document[1])) != 0;
@@ -74,7 +74,7 @@ bool isUtf8(std::string_view document) {
 /// describes.
 std::u16string codeOf(const fl::Bytes& document) {
     const std::string_view text(reinterpret_cast<const char*>(document.data()), document.size());
-    if (isUtf8(text)) {
+    if (declaresUtf8(text)) {
         try {
             opc::ByteArrayInAdaptor stream(document);
             return FlowbookFileUtils::getTARMICCodeFromRichTARMICCode(stream);

@@ -20,15 +20,6 @@ ByteForm byteFormOf(const fl::Bytes& stored) {
     return isLittle ? ByteForm::LittleEndian : isBig ? ByteForm::BigEndian : ByteForm::Bytes;
 }
 
-bool isUtf8(const std::string& text) {
-    try {
-        fl::i18n::utf8_to_ustring(text);
-        return true;
-    } catch (const fl::i18n::ConversionError&) {
-        return false;
-    }
-}
-
 std::string fromUtf16(const fl::Bytes& stored, std::size_t from, bool isLittle) {
     std::u16string text;
     for (std::size_t at = from & ~std::size_t{1}; at + 1 < stored.size(); at += 2) {
@@ -59,6 +50,15 @@ std::string declaringUtf8(std::string declaration) {
 }
 
 }  // namespace
+
+bool isUtf8(const std::string& text) {
+    try {
+        fl::i18n::utf8_to_ustring(text);
+        return true;
+    } catch (const fl::i18n::ConversionError&) {
+        return false;
+    }
+}
 
 XmlEncoding encodingOf(const fl::Bytes& document) {
     const bool isRead = byteFormOf(document) == ByteForm::Bytes && isUtf8({document.begin(), document.end()});

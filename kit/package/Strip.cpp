@@ -4,7 +4,6 @@
 #include "flowbook/FlowbookFilePackage.hpp"
 #include "foundation/storage/vfs/MemoryStorage.hpp"
 #include "kit/document/StoredText.hpp"
-#include "opc/Exception.hpp"
 #include "opc/zippackage/ZipPhysicalPackage.hpp"
 
 #include <algorithm>
@@ -17,7 +16,6 @@ using foundation::storage::vfs::MemoryStorage;
 using foundation::storage::vfs::StorageSystemReference;
 using opc::model::Package;
 using opc::model::Part;
-using opc::model::PartName;
 
 namespace {
 
@@ -89,12 +87,8 @@ private:
     }
 
     std::string targetOf(const opc::model::Relationship& relationship) const {
-        try {
-            const std::string folded = PartName(relationship.getTargetURI()).folded();
-            return parts_.count(folded) != 0 ? folded : "";
-        } catch (const opc::Exception&) {
-            return "";
-        }
+        const std::optional<std::string> folded = foldedTarget(relationship);
+        return folded && parts_.count(*folded) != 0 ? *folded : "";
     }
 
     using Names = std::set<std::string>;
@@ -169,11 +163,11 @@ void strip(Package& package, const Strippable& what) {
         if (source == kPackage) {
             package.deleteRelationship(id);
         } else {
-            package.getPart(PartName(fl::i18n::to_ustring(source))).deleteRelationship(id);
+            package.getPart(partNamed(source)).deleteRelationship(id);
         }
     }
     for (const std::string& part : what.parts) {
-        package.deletePart(PartName(fl::i18n::to_ustring(part)));
+        package.deletePart(partNamed(part));
     }
 }
 

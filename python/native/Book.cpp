@@ -19,7 +19,6 @@ using foundation::storage::vfs::ReadableFile;
 using foundation::storage::vfs::StorageSystemReference;
 using opc::interfaces::OpenMode;
 using opc::model::Part;
-using opc::model::PartName;
 
 namespace {
 
@@ -151,7 +150,7 @@ struct Book::State {
     }
 
     Part part(const std::string& name) {
-        return kit::inPart(name, [&] { return document().package().getPart(PartName(fl::i18n::to_ustring(name))); });
+        return kit::inPart(name, [&] { return document().package().getPart(kit::partNamed(name)); });
     }
 
     Turns turns;
