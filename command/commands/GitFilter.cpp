@@ -1,5 +1,6 @@
 #include "commands/GitFilter.hpp"
 
+#include "commands/DelayedFiles.hpp"
 #include "io/Input.hpp"
 #include "kit/package/GitForm.hpp"
 #include "opc/Limits.hpp"
@@ -150,9 +151,9 @@ private:
         tell({"git-filter-server", "version=2"});
         const Fields offered = readFields();
         std::vector<std::string> wanted;
-        for (const char* const way : {"clean", "smudge"}) {
-            if (has(offered, "capability", way)) {
-                wanted.push_back(std::string("capability=") + way);
+        for (const char* const ability : {"clean", "smudge", "delay"}) {
+            if (has(offered, "capability", ability)) {
+                wanted.push_back(std::string("capability=") + ability);
             }
         }
         tell(wanted);
@@ -167,18 +168,42 @@ private:
     }
 
     void answer(const Fields& request) {
-        const bool isClean = has(request, "command", "clean");
-        Bytes content = readContent();
-        if (!isClean && !has(request, "command", "smudge")) {
-            tell({"status=error"});
+        if (has(request, "command", "list_available_blobs")) {
+            nameReady();
             return;
         }
+        Bytes content = readContent();
+        const std::string path = valueOf(request, "pathname");
         try {
-            content = filtered(std::move(content), isClean ? FilterWay::Clean : FilterWay::Smudge, request);
+            if (has(request, "command", "clean")) {
+                give(cleaned(std::move(content), path));
+            } else if (!has(request, "command", "smudge")) {
+                tell({"status=error"});
+            } else if (has(request, "can-delay", "1") && delayed_.take(path, content)) {
+                tell({"status=delayed"});
+            } else {
+                give(smudged(std::move(content), path));
+            }
         } catch (const std::bad_alloc&) {
             tell({"status=error"});
-            return;
         }
+    }
+
+    static std::string valueOf(const Fields& request, const std::string& key) {
+        const auto found = request.find(key);
+        return found == request.end() ? "" : found->second.substr(0, found->second.size() - 1);
+    }
+
+    void nameReady() {
+        std::vector<std::string> lines = delayed_.awaitReady();
+        for (std::string& line : lines) {
+            line.insert(0, "pathname=");
+        }
+        tell(lines);
+        tell({"status=success"});
+    }
+
+    void give(const Bytes& content) {
         tell({"status=success"});
         for (std::size_t at = 0; at < content.size(); at += kMostData) {
             packets_.write(toText(content, at, std::min(kMostData, content.size() - at)));
@@ -194,27 +219,36 @@ private:
     Bytes readContent() {
         Bytes content;
         while (const auto packet = packets_.read()) {
-            content.insert(content.end(), packet->begin(), packet->end());
+            const auto* const data = reinterpret_cast<const Bytes::value_type*>(packet->data());
+            content.insert(content.end(), data, data + packet->size());
         }
         return content;
     }
 
-    Bytes filtered(Bytes content, FilterWay way, const Fields& request) {
-        if (way == FilterWay::Smudge) {
-            return kit::toDeflatedForm(std::move(content));
-        }
+    Bytes cleaned(Bytes content, const std::string& path) {
         kit::Filtered result = kit::toStoredForm(std::move(content), strips_);
         if (!result.note.empty()) {
-            const auto name = request.find("pathname");
-            console_.say((name == request.end() ? "" : printable(name->second.substr(0, name->second.size() - 1))) +
-                         ": " + result.note);
+            console_.say(printable(path) + ": " + result.note);
         }
         return std::move(result.bytes);
+    }
+
+    /// git fetches a delayed file by asking for it again, without its content.
+    Bytes smudged(Bytes content, const std::string& path) {
+        std::optional<DelayedFiles::Result> delayed = content.empty() ? delayed_.give(path) : std::nullopt;
+        if (!delayed) {
+            return kit::toDeflatedForm(std::move(content));
+        }
+        if (!delayed->content) {
+            throw std::bad_alloc();
+        }
+        return std::move(*delayed->content);
     }
 
     Console& console_;
     bool strips_;
     Packets packets_;
+    DelayedFiles delayed_;
 };
 
 }  // namespace

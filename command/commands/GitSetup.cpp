@@ -195,7 +195,8 @@ std::vector<Setting> settingsOf(const GitSetup& setup, const std::string& comman
     if (setup.filter) {
         settings.emplace_back("filter.flowbook.process",
                               command + " git filter" + (setup.stripOutputs ? " --strip-outputs" : ""));
-        settings.emplace_back("filter.flowbook.required", setup.stripOutputs ? "true" : "false");
+        // Otherwise git goes on where the filter dies, and makes files empty that it had left with the filter.
+        settings.emplace_back("filter.flowbook.required", "true");
     }
     return settings;
 }

@@ -30,9 +30,7 @@ auto ifPossible(Work work) -> decltype(work()) {
 
 bool isFlowbook(const Document& document) { return document.form() != CodeForm::None; }
 
-std::optional<fl::Bytes> storedForm(const fl::Bytes& file, bool strips) {
-    const std::optional<fl::Bytes> rest = strips ? stripped(file) : std::nullopt;
-    const Document document(rest ? *rest : file);
+std::optional<fl::Bytes> storedForm(const Document& document) {
     if (!isFlowbook(document)) {
         return std::nullopt;
     }
@@ -43,6 +41,16 @@ std::optional<fl::Bytes> storedForm(const fl::Bytes& file, bool strips) {
     // Content types are made anew, by extension where that does, and might make a part of an entry that was none.
     const bool isSame = !hasOthers || Document(stored).package().getParts().size() == parts;
     return isSame ? std::make_optional(std::move(stored)) : std::nullopt;
+}
+
+std::optional<Filtered> filtered(const fl::Bytes& file, bool strips) {
+    const Document document(file);
+    if (isSigned(document)) {
+        return Filtered{file, "it is signed, and left as it is"};
+    }
+    const std::optional<fl::Bytes> rest = strips ? stripped(file) : std::nullopt;
+    std::optional<fl::Bytes> stored = rest ? storedForm(Document(*rest)) : storedForm(document);
+    return stored ? std::make_optional(Filtered{std::move(*stored), ""}) : std::nullopt;
 }
 
 bool isAllStored(const Document& document) {
@@ -63,11 +71,8 @@ Filtered toStoredForm(fl::Bytes file, bool strips) {
     if (!looksLikeZip(file)) {
         return {std::move(file), ""};
     }
-    if (ifPossible([&] { return std::make_optional(isSigned(Document(file))); }).value_or(false)) {
-        return {std::move(file), "it is signed, and left as it is"};
-    }
-    std::optional<fl::Bytes> stored = ifPossible([&] { return storedForm(file, strips); });
-    return {stored ? std::move(*stored) : std::move(file), ""};
+    std::optional<Filtered> result = ifPossible([&] { return filtered(file, strips); });
+    return result ? std::move(*result) : Filtered{std::move(file), ""};
 }
 
 fl::Bytes toDeflatedForm(fl::Bytes file) {

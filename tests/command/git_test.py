@@ -164,19 +164,22 @@ class Git(unittest.TestCase):
         self.write("a.tqx")
         self.commit()
         whole = self.blob("a.tqx")
-        greeting = r"0016git-filter-server\n000eversion=2\n00000015capability=clean\n0016capability=smudge\n0000"
-        for answer in ("", r"0013status=success\n000000ffPK"):  # of a filter that dies then
+        greeting = (r"0016git-filter-server\n000eversion=2\n0000"
+                    r"0015capability=clean\n0016capability=smudge\n0015capability=delay\n0000")
+        delayed = r"0013status=delayed\n00000013pathname=a.tqx\n00000013status=success\n0000"
+        for answer in ("", r"0013status=success\n000000ffPK", delayed):  # of a filter that dies then
             self.git("config", "filter.flowbook.process", f"printf '{greeting}{answer}'")
             (self.folder / "a.tqx").unlink()
-            self.git("checkout", "-q", "--", ".")
-            self.assertEqual((self.folder / "a.tqx").read_bytes(), whole)
+            self.git("checkout", "-q", "--", ".", code=128)
+            self.assertFalse((self.folder / "a.tqx").exists())
             self.write("b.tqx", document=PROSE)
-            self.git("add", "b.tqx")
-            self.assertEqual(self.blob("b.tqx"), (self.folder / "b.tqx").read_bytes())
-            self.git("rm", "-fq", "b.tqx")
-        self.git("config", "filter.flowbook.required", "true")
-        self.write("b.tqx", document=PROSE)
-        self.git("add", "b.tqx", code=128)
+            before = (self.folder / "b.tqx").read_bytes()
+            self.git("add", "b.tqx", code=128)
+            self.assertEqual((self.folder / "b.tqx").read_bytes(), before)
+            self.assertEqual(self.blob("a.tqx"), whole)
+            self.flowbook("git", "setup", "--filter")
+            self.git("checkout", "-q", "--", ".")
+            self.assertEqual(self.flowbook("cat", "a.tqx"), "a\nb\n")
         self.git("config", "filter.flowbook.process", "/nowhere/flowbook git filter")
         self.git("add", "b.tqx", code=128)
         (self.folder / "a.tqx").unlink()
