@@ -203,8 +203,10 @@ private:
         tell({"status=success"});
     }
 
+    /// Hands over the first packets together, so that git is woken once for a small file.
     void give(const Bytes& content) {
-        tell({"status=success"});
+        packets_.write("status=success\n");
+        packets_.writeFlush();
         for (std::size_t at = 0; at < content.size(); at += kMostData) {
             packets_.write(toText(content, at, std::min(kMostData, content.size() - at)));
         }
