@@ -72,6 +72,8 @@ struct Entry {
     bool deflated;
 };
 
+/// Reads the directory of a zip file without a comment (APPNOTE 4.3.12 and 4.3.16; the numbers are the offsets of
+/// fields).
 std::vector<Entry> entriesOf(const MappedFile& file) {
     const std::size_t end = file.size() - 22;
     std::vector<Entry> entries(file.at<std::uint16_t>(end + 10));
@@ -88,6 +90,8 @@ std::vector<Entry> entriesOf(const MappedFile& file) {
     return entries;
 }
 
+/// The data begins behind the local header, whose name and extra fields have their lengths at 26 and 28 (APPNOTE
+/// 4.3.7).
 Bytes inflate(const MappedFile& file, const Entry& entry, libdeflate_decompressor* inflater) {
     const unsigned char* data = file.data() + entry.offset + 30 + file.at<std::uint16_t>(entry.offset + 26) +
                                 file.at<std::uint16_t>(entry.offset + 28);
@@ -101,6 +105,7 @@ Bytes inflate(const MappedFile& file, const Entry& entry, libdeflate_decompresso
 
 using Inflater = std::unique_ptr<libdeflate_decompressor, decltype(&libdeflate_free_decompressor)>;
 
+/// Made once, as the library keeps its own too.
 Inflater& inflater() {
     static Inflater shared(libdeflate_alloc_decompressor(), &libdeflate_free_decompressor);
     return shared;
@@ -115,7 +120,7 @@ Bytes inflate(const MappedFile& file, const std::vector<Entry>& entries, std::st
     throw std::runtime_error("there is no entry " + std::string(name));
 }
 
-/// The benchmarks' code is ASCII.
+/// Widens text byte by byte, which is right because the benchmarks' code is ASCII.
 void appendText(std::u16string& code, const char* text) { code.append(text, text + std::strlen(text)); }
 
 void writeAll(int file, const void* data, std::size_t size) {
@@ -140,6 +145,7 @@ std::u16string readCode(const std::string& path) {
     xml.load_buffer_inplace(relationships.data(), relationships.size());
     std::string target;
     for (const auto relationship : xml.document_element().children()) {
+        // A target begins with a slash, and the name of an entry does not.
         const std::string_view type = relationship.attribute("Type").value();
         if (type == "http://schemas.pellarion.com/tarmic/code/2013/relationships/document") {
             target = relationship.attribute("Target").value() + 1;

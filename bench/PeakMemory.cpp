@@ -53,7 +53,7 @@ void printPeakMemory() {
     const std::u16string rich = utf16(richCodeFile(20000));
     const std::u16string large = utf16(largeFile());
     const std::u16string target = utf16(pathOf("peak.tqx"));
-    // What the libraries take by themselves is no cost of the work.
+    // Loading the libraries takes memory too, which is no cost of the work: it is measured alone and subtracted.
     const Work warmUp = [&] { benchmark::DoNotOptimize(flowbook::FlowbookFileReader(small).getTARMICCode()); };
     const double codeSize = static_cast<double>(codeOfLines(20000).size()) / kMegabyte;
     print("getTARMICCode, one paragraph", codeSize, warmUp,

@@ -16,6 +16,7 @@ Work readCode(const std::string& path) {
     return [name = utf16(path)] { benchmark::DoNotOptimize(flowbook::FlowbookFileReader(name).getTARMICCode()); };
 }
 
+/// Compares the results once before anything is measured: a floor that does less than the library would set no goal.
 Work readCodeFloor(const std::string& path) {
     if (floor::readCode(path) != flowbook::FlowbookFileReader(utf16(path)).getTARMICCode()) {
         throw std::logic_error("the floor and the library disagree on " + path);

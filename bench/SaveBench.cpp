@@ -9,6 +9,7 @@ namespace bench {
 
 namespace {
 
+/// Saves a new title into a large file, of which all else is carried over.
 Work setTitle() {
     const std::string path = pathOf("titled.tqx");
     std::filesystem::copy_file(largeFile(), path, std::filesystem::copy_options::overwrite_existing);
@@ -38,6 +39,7 @@ Work writeNewCodeFloor() {
     };
 }
 
+/// Copying the file is the floor of changing little in it, as every save writes a new file.
 Work copyLarge() {
     return [from = largeFile(), to = pathOf("copy.floor")] {
         std::filesystem::remove(to);

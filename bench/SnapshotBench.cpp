@@ -11,6 +11,7 @@ namespace bench {
 
 namespace {
 
+/// So small that the cost of a part itself is measured, and not that of its bytes.
 constexpr std::size_t kSmallPart = 512;
 
 Work readSnapshot() {

@@ -74,10 +74,10 @@ def loop(work, folder):
         print(work(path))
 
 
-def tell(name, arguments):
-    seconds, processor, kilobytes, status, told = min(measure(arguments) for _ in range(RUNS))
+def report(name, arguments):
+    seconds, processor, kilobytes, status, messages = min(measure(arguments) for _ in range(RUNS))
     if status > 1:
-        sys.exit(f"a run ended with {status}: {told}")
+        sys.exit(f"a run ended with {status}: {messages}")
     print(f"{name:26} {seconds:6.2f} s   {processor:6.2f} s of processor   {kilobytes / 1024:5.0f} MB", flush=True)
 
 
@@ -86,9 +86,9 @@ def main(command, count=5000):
         folder = Path(scratch)
         make(folder, count)
         for name, arguments in COMMANDS.items():
-            tell(name, [command, *arguments, str(folder)])
+            report(name, [command, *arguments, str(folder)])
             if name in LOOPS:
-                tell(f"  a loop in Python: {name}", [sys.executable, __file__, LOOP, name, str(folder)])
+                report(f"  a loop in Python: {name}", [sys.executable, __file__, LOOP, name, str(folder)])
 
 
 if __name__ == "__main__":

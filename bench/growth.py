@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Quadruples what a file may be made to hold too much of, and tells by how much the command's cost grows.
+"""Quadruples what a file may be made to hold too much of, and measures by how much the cost of the command grows.
 
 usage: growth.py FLOWBOOK_COMMAND [SHAPE]...
 
@@ -206,11 +206,11 @@ class Bench:
         path = self.folder / (shape.replace(" ", "_") + str(size) + ("" if make is many_files else ".tqx"))
         make(path, size)
         best = min((measure([self.command, *work(path)], limit) for _ in range(2)), key=lambda run: run.processor)
-        _, seconds, kilobytes, status, told = best
+        _, seconds, kilobytes, status, messages = best
         if status == OVER_A_LIMIT:
-            return None, "refused: " + told.splitlines()[0][:160].replace(str(self.folder) + "/", "")
+            return None, "refused: " + messages.splitlines()[0][:160].replace(str(self.folder) + "/", "")
         if status != 0:
-            return None, f"FAILED with {status}: {told[:160]}"
+            return None, f"FAILED with {status}: {messages[:160]}"
         return (max(seconds - self.seconds, MIN_SECONDS), max(kilobytes - self.kilobytes, MIN_KILOBYTES)), ""
 
     def row(self, shape):

@@ -25,6 +25,7 @@ public:
     void ReportRuns(const std::vector<Run>& runs) override {
         ConsoleReporter::ReportRuns(runs);
         for (const Run& run : runs) {
+            // The runs that the tool adds for means and deviations have no times of their own.
             const bool repetition = run.run_type == Run::RT_Iteration && !run.error_occurred;
             if (repetition) {
                 const std::string name = run.run_name.function_name;
@@ -47,6 +48,7 @@ public:
     }
 
 private:
+    /// The median, as one disturbed run of a few must not move the result.
     double median(const std::string& name) {
         std::vector<double>& all = times_[name];
         const auto middle = all.begin() + static_cast<std::ptrdiff_t>(all.size() / 2);

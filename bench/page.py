@@ -39,11 +39,11 @@ def make(folder, count, change=""):
              overrides=[("/media/image1.png", "image/png")], parts=[PICTURE])
 
 
-def tell(what, arguments, folder, runs=2):
+def report(what, arguments, folder, runs=2):
     costs = [measure(arguments, lambda: os.chdir(folder)) for _ in range(runs)]
     best = min(costs, key=lambda each: each.processor)
     memory = best.kilobytes // 1024
-    print(f"{what:32} {best.seconds:7.2f} s {best.processor:7.2f} s processor {memory:5} MB {best.told}")
+    print(f"{what:32} {best.seconds:7.2f} s {best.processor:7.2f} s processor {memory:5} MB {best.messages}")
 
 
 def git(folder, *arguments):
@@ -53,16 +53,16 @@ def git(folder, *arguments):
 def make_pages(command, scratch, count):
     make(scratch / "in", count)
     made = [command, "html", "in", "-d", "pages"]
-    tell(f"{count} pages, new", made, scratch, runs=1)
-    tell("the same, nothing to write", made, scratch)
-    tell("one page more", [command, "html", "in/00000.tqx", "-d", "pages"], scratch)
+    report(f"{count} pages, new", made, scratch, runs=1)
+    report("the same, nothing to write", made, scratch)
+    report("one page more", [command, "html", "in/00000.tqx", "-d", "pages"], scratch)
     git(scratch, "init", "-q")
     git(scratch, "add", "in")
     git(scratch, "commit", "-qm", "one")
     make(scratch / "in", count // 5, "changed = 1;\n")
     git(scratch, "commit", "-qam", "two")
     changes = [command, "diff", "--html", "--git", "HEAD~1..HEAD", "-d", "changes"]
-    tell(f"{count // 5} pages of changes", changes, scratch)
+    report(f"{count // 5} pages of changes", changes, scratch)
     return [scratch / "pages/index.html", scratch / "changes/index.html"]
 
 
@@ -71,7 +71,7 @@ def make_long(command, scratch):
         text = code(lines)
         book(scratch / f"{lines}.tqx", document(paragraph(text)))
         page = scratch / f"{lines}.html"
-        tell(f"page of {lines} lines", [command, "html", f"{lines}.tqx", "-o", page.name, "--force"], scratch)
+        report(f"page of {lines} lines", [command, "html", f"{lines}.tqx", "-o", page.name, "--force"], scratch)
         plain = scratch / f"{lines}-pre.html"
         plain.write_text(f"<!DOCTYPE html><meta charset=utf-8><title>x</title><pre>{html.escape(text)}</pre>",
                          encoding="utf-8")

@@ -1,4 +1,4 @@
-"""Runs a process and tells what it took."""
+"""Runs a process and reports what it cost."""
 
 import os
 import tempfile
@@ -13,7 +13,7 @@ class Cost(NamedTuple):
     processor: float
     kilobytes: int
     status: int
-    told: str
+    messages: str
 
 
 def measure(arguments, prepare=lambda: None):
@@ -30,6 +30,6 @@ def measure(arguments, prepare=lambda: None):
         _, status, usage = os.wait4(child, 0)
         seconds = time.monotonic() - start
         messages.seek(0)
-        told = messages.read().decode(errors="replace").strip()
+        text = messages.read().decode(errors="replace").strip()
         return Cost(seconds, usage.ru_utime + usage.ru_stime, int(kilobytes.read()), os.waitstatus_to_exitcode(status),
-                    told)
+                    text)

@@ -11,6 +11,8 @@ class RichCodeGrammar {
 public:
     explicit RichCodeGrammar(std::uint64_t seed) : random_(seed) {}
 
+    /// Returns one document. First it is decided how rarely an odd choice is made, so that some documents are nearly
+    /// always plain and others odd in many places; a quarter of them is broken at one or two places afterwards.
     std::string document() {
         oddOneIn_ = std::uint64_t{1} << (5 + 4 * below(4));
         prefix_ = pick({"w", "w", "w", ""}, {"x", "xml"});
@@ -28,6 +30,8 @@ private:
     std::uint64_t below(std::uint64_t limit) { return random_() % limit; }
     bool isOdd() { return below(oddOneIn_) == 0; }
 
+    /// Picks one of the usual choices, or now and then one of the odd ones: those that are malformed, or that two
+    /// parsers could read differently.
     std::string pick(Choices usual, Choices odd = {}) {
         const Choices& choices = odd.size() != 0 && isOdd() ? odd : usual;
         return choices.begin()[below(choices.size())];
@@ -44,6 +48,7 @@ private:
                pick({"?>", " ?>", "\n?>"}, {">", "? >"});
     }
 
+    /// A comment or a processing instruction, also with what looks like other markup inside.
     std::string aside() {
         return below(2) == 0
                    ? "<!--" +
@@ -70,6 +75,7 @@ private:
         return (prefix.empty() ? "" : prefix + ":") + local;
     }
 
+    /// A namespace declaration, which may bind the prefix of rich code to something else.
     std::string binding() {
         return pick({" "}, {""}) + "xmlns" + pick({":w", ":x", ":y", ""}, {":xml", ":xmlfoo", ":", "::"}) + "=" +
                pick({"\"http://schemas.openxmlformats.org/wordprocessingml/2006/main\"",
@@ -121,6 +127,7 @@ private:
         return made;
     }
 
+    /// Properties and runs in any number and order, as only the first of each counts.
     std::string paragraph() {
         std::string made;
         for (std::uint64_t count = below(5); count != 0; --count) {
@@ -153,6 +160,7 @@ private:
         return made;
     }
 
+    /// A piece of text. The lengths of plain text reach beyond the block that the reader looks at in one step.
     std::string piece() {
         switch (below(6)) {
         case 0:
@@ -180,6 +188,7 @@ private:
         }
     }
 
+    /// Inserts a piece of markup, or takes some bytes out, wherever that is: also within a character.
     void breakAt(std::string& made, std::size_t at) {
         const std::string piece =
             pick({"<", ">",  "&",  "\"", "'",    "/",     " ",    "=", ":",      "]]>",   "<![CDATA[",   "<!--",

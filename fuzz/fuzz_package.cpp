@@ -1,6 +1,6 @@
-// Whatever a file holds, reading it gives results or documented failures, and what was opened can be updated.
-// The first byte tells the form of the rest: a file as it is, or names and contents, set apart by 0xFF 0xFF (which no
-// UTF-8 holds), that are zipped here, as mutated bytes do not get past a container's checksums.
+// Reading any file gives results or documented failures, and what could be opened can be updated. The first byte gives
+// the form of the rest: a file as it is, or names and contents, separated by 0xFF 0xFF (which no UTF-8 holds). Those
+// are zipped here, as mutated bytes of a container would nearly always end at its checksums.
 #include "Fuzzing.hpp"
 #include "fl/i18n/ConversionError.hpp"
 #include "flowbook/FlowbookExceptions.hpp"
@@ -49,6 +49,7 @@ void mayFail(Call&& call) {
     succeeds<FlowbookExceptionBase, opc::Exception, fl::i18n::ConversionError>(call);
 }
 
+/// A snapshot of a hostile file, once written, is a file that opens.
 void copySnapshot(const FlowbookFileReader& reader) {
     const flowbook::FlowbookFilePackage snapshot = reader.read();
     const File copy;
@@ -106,6 +107,8 @@ struct Opened {
     Package package{zip};
 };
 
+/// Adds a part and a relationship. If the update fails, the file must be as it was; if not, all other parts must be,
+/// also those whose content cannot be read.
 void checkUpdate(const File& file) {
     Opened opened(file);
     if (!succeeds<opc::Exception>([&] { opened.package.open(opc::interfaces::OpenMode::Update); })) {

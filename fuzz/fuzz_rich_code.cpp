@@ -31,7 +31,7 @@ void checkBytes(const std::vector<unsigned char>& bytes) {
     const bool isStream =
         succeeds<InvalidXMLDocument>([&] { fromBytes = FlowbookFileUtils::getTARMICCodeFromRichTARMICCode(stream); });
     require(!isText || !isStream || fromText == fromBytes, "bytes and text give the same code");
-    // Text is read whatever encoding it declares.
+    // The declaration of an encoding counts for bytes only: text has been decoded already.
     const bool declaresEncoding = utf8.find("encoding") != std::string::npos;
     require(!isText || isStream || declaresEncoding, "bytes are refused only where text is");
 }

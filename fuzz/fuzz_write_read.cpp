@@ -33,6 +33,7 @@ bool isXmlText(const std::u16string& text) {
     });
 }
 
+/// Line breaks as a parser reports them (XML 1.0, 2.11).
 std::u16string withLineFeeds(const std::u16string& text) {
     std::u16string result;
     for (std::size_t i = 0; i != text.size(); ++i) {

@@ -1,3 +1,6 @@
+// The reader of plain XML. Its one rule: when it is not certain that every parser reads the same from the next bytes,
+// it reports Odd and its caller turns to another parser. So each function may refuse what is merely unusual, and none
+// may accept what is malformed. It keeps all state in arrays of a fixed size, and never allocates.
 #include "plainxml/Reader.hpp"
 
 #include "plainxml/Block.hpp"
@@ -24,7 +27,7 @@ constexpr bool isNameStart(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' 
 
 constexpr bool isNameCharacter(char c) { return isNameStart(c) || (c >= '0' && c <= '9') || c == '-' || c == '.'; }
 
-/// What may stand in an attribute's value and means itself.
+/// Whether a character may stand in an attribute's value and means itself there.
 constexpr bool isPlainInValue(char c) { return c >= ' ' && c < 0x7F && c != '"' && c != '\'' && c != '&' && c != '<'; }
 
 /// A set of ASCII characters as a table, so that one look-up finds whether a character is in it.
@@ -37,7 +40,7 @@ constexpr std::array<bool, 256> charactersThat() {
     return table;
 }
 
-/// The first character that is not of a kind.
+/// Returns the first character that is not of a kind.
 template <bool is(char)>
 const char* skip(const char* at, const char* end) {
     static constexpr std::array<bool, 256> kTable = charactersThat<is>();
@@ -47,7 +50,7 @@ const char* skip(const char* at, const char* end) {
     return at;
 }
 
-/// As skip(), by blocks: values are longer than names.
+/// As skip(), but a block at a time, as values are longer than names.
 const char* skipPlainInValue(const char* at, const char* end) {
     while (end - at >= static_cast<std::ptrdiff_t>(Block::kSize)) {
         const Block block(at);
@@ -73,7 +76,7 @@ bool isSame(const char*& at, const char*& expected) {
     return here == there;
 }
 
-/// In words, as these texts are too short for a call.
+/// Compares word by word, as these texts are too short for a call of memcmp() to pay.
 inline bool startsWith(const char* at, const char* end, std::string_view text) {
     const char* expected = text.data();
     std::size_t left = text.size();
@@ -99,7 +102,8 @@ bool passCharacter(const char*& at, const char* end) {
     return isXmlCharacter(c);
 }
 
-/// Moves `at` to an ASCII text that ends something. @returns whether it is there, after nothing but XML characters.
+/// Moves `at` to an ASCII text that ends something. @returns whether the text was found, with nothing but XML
+/// characters before it.
 bool passUntil(const char*& at, const char* end, std::string_view text) {
     while (!startsWith(at, end, text)) {
         if (at == end || !passCharacter(at, end)) {
@@ -109,7 +113,7 @@ bool passUntil(const char*& at, const char* end, std::string_view text) {
     return true;
 }
 
-/// Moves `at` behind a comment, which may hold no two hyphens but those that end it.
+/// Moves `at` behind a comment. Two hyphens may stand only at its end (XML 1.0, 2.5).
 bool passComment(const char*& at, const char* end) {
     at += kCommentStart.size();
     const bool isWhole = passUntil(at, end, "--") && startsWith(at, end, "-->");
@@ -117,7 +121,7 @@ bool passComment(const char*& at, const char* end) {
     return isWhole;
 }
 
-/// Moves `at` behind a processing instruction. Its target may not be "xml" in any letter case.
+/// Moves `at` behind a processing instruction. Its target must not be "xml" in any letter case (XML 1.0, 2.6).
 bool passInstruction(const char*& at, const char* end) {
     at += 2;
     const char* const start = at;
@@ -133,7 +137,8 @@ bool passInstruction(const char*& at, const char* end) {
     return isWhole;
 }
 
-/// What the start of something that is no part of the document's text says.
+/// What lies at a place between tags: nothing that may be passed over, a comment or an instruction that was passed, or
+/// one that is malformed.
 enum class Aside { None, Passed, Odd };
 
 /// Moves `at` behind a comment or a processing instruction.
@@ -147,7 +152,8 @@ Aside passAside(const char*& at, const char* end) {
     return Aside::None;
 }
 
-/// Characters of a text or a CDATA section, up to its end, which `at` is moved behind. Below, `true` goes on.
+/// The characters of a text or of a CDATA section, up to its end, behind which `at` is moved. The functions return true
+/// to go on and false where the reader is not certain.
 class Characters {
 public:
     Characters(const char*& at, const char* end, Widening& text) : at_(at), end_(end), text_(text) {}
@@ -207,7 +213,7 @@ private:
         }
         const auto c = static_cast<unsigned char>(*at_);
         ++at_;
-        if (c == '\r') {  // alone or before a line feed it is one
+        if (c == '\r') {  // a line feed, alone or together with one that follows (XML 1.0, 2.11)
             at_ += at_ != end_ && *at_ == '\n' ? 1 : 0;
             text_.put(U'\n');
             return true;
@@ -277,14 +283,14 @@ bool Reader::prolog() noexcept {
     return passAsides() && at_ != end_ && *at_ == '<';
 }
 
-/// Rather than at an instruction whose target begins like that.
+/// Whether this is a declaration, and not an instruction whose target begins with "xml".
 bool Reader::isAtDeclaration() const noexcept {
     constexpr std::string_view kStart = "<?xml";
     return startsWith(at_, end_, kStart) && end_ - at_ > static_cast<std::ptrdiff_t>(kStart.size()) &&
            !isNameCharacter(at_[kStart.size()]);
 }
 
-/// Goes on behind white space, comments and processing instructions. @returns false when one is malformed.
+/// Passes white space, comments and processing instructions. @returns false when one of them is malformed.
 bool Reader::passAsides() noexcept {
     Aside aside = Aside::Passed;
     while (aside == Aside::Passed) {
@@ -299,7 +305,8 @@ bool Reader::declaration() noexcept {
            pseudoAttribute("standalone", "yes", "no") && (takeSpaces(), take("?>"));
 }
 
-/// @returns false when it has neither value; only the version must be there.
+/// Passes a pseudo-attribute of the declaration. @returns false when it has neither of the two values; only the version
+/// must be there.
 bool Reader::pseudoAttribute(std::string_view name, std::string_view value, std::string_view other) noexcept {
     const char* const start = at_;
     if (!takeSpaces() || !take(name)) {
@@ -316,7 +323,7 @@ bool Reader::pseudoAttribute(std::string_view name, std::string_view value, std:
 
 bool Reader::content(std::u16string* text) {
     if (end_ - at_ > 1 && at_[0] == '<' && at_[1] != '!' && at_[1] != '?') {
-        return true;  // tag follows tag
+        return true;  // tag follows tag, with no text between
     }
     Widening widening(text);
     const bool isSure = Characters(at_, end_, widening).takeText();
@@ -324,6 +331,8 @@ bool Reader::content(std::u16string* text) {
     return isSure;
 }
 
+/// A document repeats few start tags very often. A tag whose bytes were read before in the same namespaces is not read
+/// again.
 Reader::Event Reader::startTag() {
     if (KnownTag* const known = findKnown()) {
         return repeat(*known);
@@ -337,11 +346,12 @@ Reader::Event Reader::startTag() {
     return event;
 }
 
-/// The same bytes where the same namespaces are bound mean the same.
+/// Whether the next bytes are those of a known tag. The same bytes mean the same where the same namespaces are bound.
 bool Reader::isNext(const KnownTag& known) const noexcept {
     return known.scope == scope_ && startsWith(at_, end_, known.text);
 }
 
+/// Tries the tag first that followed the last one before: documents repeat their tags in the same order.
 Reader::KnownTag* Reader::findKnown() noexcept {
     if (depth_ == kMaxDepth) {
         return nullptr;
@@ -371,6 +381,7 @@ void Reader::makeKnown(std::string_view text) {
     follow(known);
 }
 
+/// Makes a known tag the current one, and the one that is expected after the last.
 void Reader::follow(KnownTag& known) noexcept {
     const auto place = static_cast<std::size_t>(&known - known_.data());
     known_[lastKnown_].next = place;
@@ -404,6 +415,7 @@ Reader::Event Reader::endTag() {
     return take('>') ? endElement() : Event::Odd;
 }
 
+/// Ends the element and the namespaces that it declared. The scope gets a new number only if there were any.
 Reader::Event Reader::endElement() noexcept {
     const std::size_t bindings = open_[--depth_].bindings;
     scope_ += bindings == bindingCount_ ? 0 : 1;
@@ -458,7 +470,7 @@ bool Reader::attribute(std::size_t bindings) noexcept {
     read.prefix = name.prefix;
     read.local = name.local;
     const bool isRoom = attributeCount_ != kMaxAttributes;
-    attributes_[isRoom ? attributeCount_++ : 0] = read;
+    attributes_[isRoom ? attributeCount_++ : 0] = read;  // without room the document is Odd, and none counts
     return isRoom;
 }
 
@@ -491,6 +503,8 @@ bool Reader::valueCharacter(Attribute& attribute) noexcept {
     return c != '<' && isXmlCharacter(c);
 }
 
+/// Binds a prefix. It refuses what Namespaces in XML 1.0 forbids or reserves (a prefix declared twice, undeclared, or
+/// beginning with "xml"; the two fixed namespaces), and a value that would have to be normalised before it is compared.
 bool Reader::bind(std::string_view prefix, const Attribute& declaration, std::size_t bindings) noexcept {
     const auto* const own = bindings_.data() + bindings;
     const auto* const last = bindings_.data() + bindingCount_;
@@ -507,6 +521,8 @@ bool Reader::bind(std::string_view prefix, const Attribute& declaration, std::si
     return true;
 }
 
+/// Prefixes of attributes are resolved when the whole tag is read, as a declaration may follow its use. Attributes are
+/// the same if their namespaces and local names are, whatever their prefixes.
 bool Reader::resolveAttributes() noexcept {
     for (std::size_t i = 0; i != attributeCount_; ++i) {
         Attribute& each = attributes_[i];
@@ -523,6 +539,8 @@ bool Reader::resolveAttributes() noexcept {
     return true;
 }
 
+/// Finds the binding of a prefix, the innermost first. The last one that was found is tried first if no inner one can
+/// hide it: bind() forgets it whenever it adds one. An unbound empty prefix means no namespace.
 bool Reader::resolve(std::string_view prefix, std::string_view& ns) noexcept {
     if (prefix == "xml") {
         ns = kXmlNamespace;

@@ -1,3 +1,5 @@
+// Characters beyond ASCII, and references. Both are decoded strictly: overlong forms, surrogates and numbers beyond
+// Unicode are refused, as other readers would drop or replace them.
 #include "plainxml/Utf8.hpp"
 
 #include "plainxml/XmlCharacters.hpp"
@@ -9,12 +11,13 @@
 namespace plainxml {
 namespace {
 
-/// More digits than any character needs.
+/// More digits than any character needs; also, few enough that the number cannot overflow.
 constexpr std::ptrdiff_t kMaxDigits = 8;
 
 unsigned byteAt(const char* at) noexcept { return static_cast<unsigned char>(*at); }
 
-/// The bytes that follow a lead byte; 0 for what is none.
+/// Returns how many bytes follow a lead byte; 0 for what is no lead byte. C0, C1 and F5 to FF begin no sequence (RFC
+/// 3629).
 std::ptrdiff_t trailingBytes(unsigned lead) noexcept {
     if (lead >= 0xF0) {
         return lead <= 0xF4 ? 3 : 0;
@@ -26,7 +29,7 @@ bool startsWith(const char* at, const char* end, std::string_view text) noexcept
     return static_cast<std::size_t>(end - at) >= text.size() && std::string_view(at, text.size()) == text;
 }
 
-/// The value of a digit; the base itself for what is none.
+/// Returns the value of a digit, or the base itself for what is no digit.
 char32_t digitValue(char c, char32_t base) noexcept {
     if (c >= '0' && c <= '9') {
         return static_cast<char32_t>(c - '0');
@@ -35,7 +38,7 @@ char32_t digitValue(char c, char32_t base) noexcept {
     return base == 16 && lower >= 'a' && lower <= 'f' ? static_cast<char32_t>(lower - 'a' + 10) : base;
 }
 
-/// From the first digit on; 0 when there is no number of a character with its semicolon.
+/// Takes a number from its first digit to its semicolon. @returns 0 when it is not the number of an XML character.
 char32_t takeNumber(const char*& at, const char* end, char32_t base) noexcept {
     const char* const start = at;
     char32_t number = 0;

@@ -1,3 +1,4 @@
+// Turns ASCII into UTF-16, a block at a time, and finds where plain text ends while the block is in a register.
 #include "plainxml/Widening.hpp"
 
 #include "plainxml/Block.hpp"
@@ -12,7 +13,7 @@ bool isPlain(char c) {
     return isText && c != '<' && c != '&' && c != ']';
 }
 
-/// How many bytes at the front of a block are plain.
+/// Returns how many bytes at the front of a block are plain.
 std::size_t plainBytes(const Block& block) {
     const Block::Bytes text = Block::either(block.isAbove(kLastControl), block.isOneOf('\t', '\n'));
     return Block::front(text, block.isOneOf('<', '&', ']'));
@@ -20,7 +21,8 @@ std::size_t plainBytes(const Block& block) {
 
 }  // namespace
 
-/// Whole blocks are widened; what is not plain of the last one is written over by what comes next.
+/// Whole blocks are widened before it is known how much of them is plain: what is not is written over by what comes
+/// next.
 void Widening::takePlain(const char*& at, const char* end) {
     while (end - at >= static_cast<std::ptrdiff_t>(Block::kSize)) {
         makeRoomFor(Block::kSize);
@@ -41,7 +43,7 @@ void Widening::takePlain(const char*& at, const char* end) {
 
 void Widening::put(char32_t point) {
     makeRoomFor(2);
-    if (point > 0xFFFF) {
+    if (point > 0xFFFF) {  // 0xD7C0 is 0xD800 - (0x10000 >> 10), as a pair leaves out 0x10000
         units_[used_++] = static_cast<char16_t>(0xD7C0 + (point >> 10));
         point = 0xDC00 | (point & 0x3FF);
     }

@@ -3,9 +3,9 @@
 /// What XML 1.0 (5th edition, 2.2) lets a document hold: the one statement of it for both libraries.
 namespace plainxml {
 
-/// Whether no XML document may hold this UTF-16 code unit, not even by reference: controls but for tab, line feed and
-/// carriage return, U+FFFE and U+FFFF. Surrogates are permitted, in pairs. Written without branches, so that it tells
-/// the same of each unit of a vector.
+/// Whether no XML document may hold this UTF-16 code unit, not even by reference: controls except tab, line feed and
+/// carriage return, U+FFFE and U+FFFF. Surrogates are permitted, in pairs. It has no branches, so that it also works on
+/// all units of a vector at once.
 /// @param unit  a char16_t, or a vector of such units, which becomes a vector of masks.
 template <class Unit>
 constexpr auto isForbidden(Unit unit) {

@@ -1,3 +1,5 @@
+// The one use of Expat. What it adds: document types and other encodings are refused, a lack of memory is
+// std::bad_alloc and not a fault of the document, and exceptions of handlers do not pass through frames of C.
 #include "strictxml/Reader.hpp"
 
 #include "fl/ThreadKept.hpp"
@@ -41,7 +43,8 @@ unsigned long hashSalt() {
     return salt;
 }
 
-/// Expat reports some of its failures to get memory as faults of the document, for example as an unbound prefix.
+/// Set when an allocation fails. Expat reports some of these as faults of the document, for example as an unbound
+/// prefix.
 thread_local bool memoryRanOut = false;
 
 void* noting(void* memory) {
@@ -49,8 +52,7 @@ void* noting(void* memory) {
     return memory;
 }
 
-// What Expat is given has to behave as these functions.
-// NOLINTBEGIN(cppcoreguidelines-no-malloc)
+// Expat requires functions that behave like these of the C library.
 const XML_Memory_Handling_Suite kNotingMemory = {
     [](std::size_t size) { return noting(std::malloc(size)); },
     [](void* old, std::size_t size) { return noting(std::realloc(old, size)); },
@@ -114,6 +116,8 @@ public:
         XML_SetStartDoctypeDeclHandler(parser, onDoctype);
     }
 
+    /// Parses the document in pieces, as a length is an int for Expat. The parser is put back only after success: one
+    /// that has stopped halfway may hold anything.
     void run(std::string_view document) {
         std::size_t at = 0;
         do {
@@ -134,6 +138,8 @@ private:
         XML_Size line = 0, column = 0;
     };
 
+    /// Throws for the first of the possible reasons that applies. The handler's own comes first, as stopping the parser
+    /// makes Expat report a failure as well.
     [[noreturn]] void fail() const {
         if (handlerFailure_) {
             rethrowHandlerFailure();
@@ -175,8 +181,8 @@ private:
         XML_StopParser(parser_.get(), XML_FALSE);
     }
 
-    /// Calls the handler. No exception may pass through Expat's frames, so one waits here until those are gone. Once
-    /// there is a failure the handler hears nothing more: Expat goes on to the end of an empty element.
+    /// Calls the handler. No exception may pass through Expat's frames, so one waits here until those are gone. After a
+    /// failure the handler is not called any more, although Expat goes on to the end of an empty element.
     template <class Call>
     static void guarded(void* self, Call call) noexcept {
         auto& reading = *static_cast<Reading*>(self);

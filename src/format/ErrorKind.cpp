@@ -1,3 +1,6 @@
+// The kind of any exception that a call of this library may throw. Three families meet here: the library's own
+// exceptions, those of packages and those of storages; the kind is what callers and the command treat alike in all of
+// them.
 #include "fl/i18n/ConversionError.hpp"
 #include "flowbook/FlowbookExceptions.hpp"
 #include "foundation/storage/vfs/StorageError.hpp"

@@ -1,3 +1,5 @@
+// The texts and kinds of the library's exceptions. The texts are part of the contract and stay as they are: callers
+// compare them. Destructors are defined here, so that hosts catch these classes by one type information.
 #include "flowbook/FlowbookExceptions.hpp"
 
 namespace flowbook {

@@ -8,12 +8,12 @@
 
 namespace flowbook::detail {
 
-/// What is thrown in the place of a bare T.
+/// The class that is thrown in the place of a bare T. It is a T and has the framework's interfaces as well.
 template <class T>
 using Internal = foundation::core::except::detail::AnonymousInternalException<T>;
 
-/// Every throw of the library goes through here, so that callers may catch a failure by its class or
-/// by the framework's interfaces.
+/// Throws an exception of this library. Every throw of the library uses this function, so that callers may catch a
+/// failure by its class or by the framework's interfaces.
 template <class T>
 [[noreturn]] void throwInternal(const T& error) {
     throw Internal<T>(error);

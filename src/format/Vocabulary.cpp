@@ -1,3 +1,4 @@
+// Names that are formed rather than constant, and the test for extensions of files.
 #include "format/Vocabulary.hpp"
 
 #include "fl/i18n/Conversion.hpp"
@@ -12,11 +13,13 @@ opc::model::XercesString makeQualifiedName(const std::u16string& prefix, const s
 
 namespace flowbook::detail {
 
+/// The whole name is lower-cased, and not its end: some characters become two, so that the end of the name is not the
+/// end of its lower case.
 bool hasExtension(const std::u16string& fileName, const std::u16string& extension) {
     if (extension.size() >= fileName.size()) {
         return false;
     }
-    const std::u16string lowered = fl::i18n::to_lower(fileName);  // which may be longer
+    const std::u16string lowered = fl::i18n::to_lower(fileName);
     return lowered.size() >= extension.size() &&
            lowered.compare(lowered.size() - extension.size(), extension.size(), extension) == 0;
 }

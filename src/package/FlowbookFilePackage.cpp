@@ -1,3 +1,5 @@
+// The snapshot of a flowbook: parts and relationships as values, with no file behind them. It checks nothing, as what
+// is wrong with a part is found when the snapshot is written.
 #include "flowbook/FlowbookFilePackage.hpp"
 
 #include "fl/i18n/Conversion.hpp"
@@ -19,8 +21,8 @@ std::u16string decimal(int number) {
     return {digits.begin(), digits.end()};
 }
 
-/// What stands between the first ":" (or the start) and the first ";base64" (or the end). Nothing is
-/// checked: a ";base64" in front of the ":" leaves all that follows the ":".
+/// Returns what stands between the first ":" (or the start) and the first ";base64" (or the end) of a data URI. Nothing
+/// is checked: with a ";base64" in front of the ":", everything behind the ":" is returned.
 std::string mimeTypeOf(const std::string& image) {
     const std::size_t start = image.find(':') + 1;
     const std::size_t end = image.find(";base64");
@@ -87,6 +89,8 @@ FlowbookFilePackage::createImageRelationship(int relationshipNumber, std::string
             format::kRelationshipIdPrefix + decimal(relationshipNumber), true};
 }
 
+/// The images belong to the document, which refers to them. They are numbered anew for each extension (image1.png,
+/// image1.gif), while the ids of their relationships count through.
 FlowbookFilePackage::FlowbookFilePackage(std::vector<unsigned char>& documentContent, std::vector<std::string>& images)
     : relationships_{createDocumentRelationship(), createOutputRelationship()} {
     Part document = createDocumentPartWithContent(documentContent);

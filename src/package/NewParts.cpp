@@ -1,3 +1,4 @@
+// The contents of parts that a new flowbook begins with.
 #include "package/NewParts.hpp"
 
 #include "fl/i18n/Conversion.hpp"
@@ -7,6 +8,7 @@
 namespace flowbook::detail {
 namespace {
 
+/// Returns the layout of new outputs that the user prefers. A setting that is missing or empty means the default.
 std::string preferredLayout() {
     const auto root = settings::standalone::getSettingsRoot();
     const auto node = root == nullptr ? nullptr : root->getSettingsByFullName(format::kDisplaySettingsNode);

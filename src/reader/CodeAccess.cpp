@@ -1,3 +1,7 @@
+// Reading the code, in its three forms: rich code as text, plain code, and rich code encrypted. The first call reads
+// the part and keeps what it found, since callers ask for the same code repeatedly. The form that is kept is the one
+// that costs the least memory and gives the other at little cost: the bytes as long as they suffice, the text of the
+// rich code otherwise.
 #include "fl/i18n/Conversion.hpp"
 #include "fl/i18n/ConversionError.hpp"
 #include "fl/i18n/codecvt_string_to_ustring.hpp"
@@ -18,6 +22,7 @@ using opc::model::Part;
 
 namespace {
 
+/// The parameter alone counts, not its value: a reader that does not know the method cannot read the code either.
 bool isEncrypted(const Part& part) { return part.getContentType().hasParameter(format::kEncryptionParameter); }
 
 std::string_view asText(const std::vector<unsigned char>& bytes) {
@@ -64,7 +69,7 @@ bool FlowbookFileReader::FlowbookFileReaderImpl::isPlainCode() const {
            type.getParameterValue(format::kPlainCodeParameter) == format::kPlainCodeValue;
 }
 
-/// The bytes of the rich code in clear.
+/// Reads the bytes of the rich code, which must not be encrypted.
 FlowbookFileReader::FlowbookFileReaderImpl::Bytes FlowbookFileReader::FlowbookFileReaderImpl::readRichCode() const {
     const Part part = getTARMICCodePart();
     if (isEncrypted(part)) {
@@ -84,8 +89,8 @@ std::u16string FlowbookFileReader::FlowbookFileReaderImpl::getRichTARMICCode() c
     return *richCode_;
 }
 
-/// Code that was found in the bytes is handed over and kept only once it is asked for again: few callers do, it takes
-/// twice the memory of the bytes, and finding it costs little more than copying it.
+/// Returns the plain code. Code that was found in the bytes is kept only from the second call on: few callers ask
+/// twice, the code takes twice the memory of the bytes, and finding it again costs little more than copying it.
 std::u16string FlowbookFileReader::FlowbookFileReaderImpl::getTARMICCode() const {
     const bool isAskedAgain = richBytes_ || richCode_;
     if (!code_) {
@@ -109,8 +114,8 @@ std::u16string FlowbookFileReader::FlowbookFileReaderImpl::findCode() const {
     }
 }
 
-/// Mostly the code is found straight in the bytes. They are kept as they are then: few callers ask for the rich code
-/// too.
+/// Reads the part and returns its plain code. Mostly the code is found straight in the bytes. These are kept as they
+/// are then, and become text only for a caller that asks for the rich code too.
 std::u16string FlowbookFileReader::FlowbookFileReaderImpl::readCode() const {
     Bytes bytes = readRichCode();
     if (std::optional<std::u16string> code = detail::scanForCode(asText(bytes))) {
@@ -118,7 +123,7 @@ std::u16string FlowbookFileReader::FlowbookFileReaderImpl::readCode() const {
         return std::move(*code);
     }
     richCode_ = toUstring(bytes, fileName_, getTARMICCodePart());
-    Bytes().swap(bytes);  // a tree of the document takes memory enough
+    Bytes().swap(bytes);  // freed before the tree of the document is made, which takes many times their memory
     return detail::codeByDom(*richCode_);
 }
 

@@ -1,3 +1,5 @@
+// Opening a flowbook for reading, and the public calls, each of which the implementation class answers. Failures of the
+// package become the library's exceptions here; the constructor is where callers expect them.
 #include "flowbook/FlowbookFileReader.hpp"
 
 #include "flowbook/FlowbookExceptions.hpp"
@@ -56,6 +58,7 @@ FlowbookFileReader::FlowbookFileReaderImpl::FlowbookFileReaderImpl(const std::u1
     }
 }
 
+/// Nothing was changed, so closing writes nothing; a failure leaves nothing to do but to let go of the file.
 FlowbookFileReader::FlowbookFileReaderImpl::~FlowbookFileReaderImpl() {
     try {
         package_->close();

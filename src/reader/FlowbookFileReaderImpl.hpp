@@ -11,6 +11,8 @@
 
 namespace flowbook {
 
+/// The reader behind the public class. Members that are filled on demand are mutable, so one reader must not be used by
+/// two threads at a time.
 class PXFLOWBOOK_LOCAL FlowbookFileReader::FlowbookFileReaderImpl {
 public:
     FlowbookFileReaderImpl(const std::u16string& fileName, const opc::FileSystemOpsSelector& selector);
@@ -53,6 +55,7 @@ private:
     T get_opc_core_property(boost::function<boost::optional<T>(opc::pxservices::CoreProperties*)> getter,
                             const char* propertyName) const;
 
+    /// Bounds how much a snapshot may repeat; see SnapshotRead.cpp.
     class Repeats;
 
     std::vector<SnapshotPart> readPackageParts(Repeats& repeats) const;

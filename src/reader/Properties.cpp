@@ -1,3 +1,5 @@
+// Reading properties. Each getter reads the properties anew, which costs little, as the manager remembers the part; so
+// a faulty property fails its own getter only.
 #include "flowbook/FlowbookExceptions.hpp"
 #include "format/ThrowInternal.hpp"
 #include "reader/FlowbookFileReaderImpl.hpp"

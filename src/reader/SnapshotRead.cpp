@@ -1,3 +1,6 @@
+// Reading a whole flowbook as a snapshot. The parts are those that the known relationships of the package lead to, and
+// one level below them those that their own relationships lead to. A part that is reached by several ways appears
+// several times. A hostile file could make that grow without bounds, so the repeats are limited.
 #include "fl/i18n/Conversion.hpp"
 #include "flowbook/FlowbookExceptions.hpp"
 #include "format/LogChannel.hpp"
@@ -44,6 +47,7 @@ void logContent(const std::vector<unsigned char>& content) {
     }
 }
 
+/// Returns about what a part takes in memory, its relationships included: of those a small file can have very many.
 std::size_t sizeOf(const FlowbookFilePackage::Part& part) {
     std::size_t units = part.partName.size() + part.contentType.size();
     for (const auto& relationship : part.relationships) {
@@ -55,7 +59,7 @@ std::size_t sizeOf(const FlowbookFilePackage::Part& part) {
 
 }  // namespace
 
-/// Adds up what parts that are reached again add to a snapshot.
+/// Adds up the bytes of parts that are reached again, and refuses a file in which they exceed the limit.
 class FlowbookFileReader::FlowbookFileReaderImpl::Repeats {
 public:
     explicit Repeats(const std::u16string& fileName) : fileName_(fileName) {}

@@ -1,3 +1,5 @@
+// Finding the code by a tree of the document. This decides what the code of any document is; the scan gives up wherever
+// it cannot be sure to agree with it.
 #include "format/Vocabulary.hpp"
 #include "opc/model/XercesGuard.hpp"
 #include "opc/model/XercesHelper.hpp"
@@ -36,6 +38,8 @@ bool isCode(const DOMElement* paragraph) {
            value == format::kCodeStyle;
 }
 
+/// Joins the texts of all paragraphs in the style of code by line feeds. In each paragraph the first run counts, and in
+/// that the first text; a paragraph without them adds no line.
 std::u16string plainCode(const xercesc::DOMDocument& document) {
     const DOMElement* body = child(document.getDocumentElement(), format::kBodyElement);
     if (body == nullptr) {

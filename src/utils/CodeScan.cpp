@@ -1,3 +1,6 @@
+// Finding the code in one pass over the bytes of the document, in the way that CodeDom.cpp does on a tree. Only what is
+// needed of the tree is tracked: the depth, and at each level whether the one element that counts is open. Code is
+// appended as it is read, and taken back if the paragraph turns out to be none.
 #include "format/Vocabulary.hpp"
 #include "plainxml/Reader.hpp"
 #include "utils/Code.hpp"
@@ -12,7 +15,7 @@ namespace {
 
 using plainxml::Reader;
 
-/// What a start tag may open, by what it says itself.
+/// What a start tag opens, as far as the tag itself says. Where it stands decides whether it counts.
 enum class Element : unsigned char {
     Unknown,
     Other,
@@ -21,7 +24,7 @@ enum class Element : unsigned char {
     Properties,
     CodeStyle,
     OtherStyle,
-    OddStyle,  ///< its value may mean another than stands there
+    OddStyle,  ///< its value has references or white space that a parser would replace
     Run,
     Text
 };
@@ -68,7 +71,8 @@ const Names& names() {
     return all;
 }
 
-/// The first element of a name below another: the one that counts, of which the later ones are passed over.
+/// Tracks the first element of a name below another element. It is the one that counts; later ones of the name are
+/// passed over.
 class FirstChild {
 public:
     /// At the start of a child of the element. @returns whether it is the one.
@@ -119,7 +123,7 @@ private:
         std::size_t start = 0;  ///< of its line in the code
     };
 
-    /// A tag that is met again means the same.
+    /// Returns what the tag opens. The reader keeps the answer with the tag, as one that is met again means the same.
     Element element() {
         unsigned char& meaning = reader_.meaning();
         if (meaning == static_cast<unsigned char>(Element::Unknown)) {
@@ -128,7 +132,8 @@ private:
         return static_cast<Element>(meaning);
     }
 
-    /// @returns whether the element holds nothing that the document may mean otherwise than it stands there.
+    /// Follows a start tag. @returns false when the tag may mean something else than its bytes say, so that the scan is
+    /// not sure.
     bool startElement() {
         switch (++depth_) {
         case 2:
@@ -154,7 +159,7 @@ private:
         if (isParagraph) {
             paragraph_ = Paragraph();
             paragraph_.start = code_.size();
-            code_.append(hasLines_ ? 1 : 0, u'\n');
+            code_.append(hasLines_ ? 1 : 0, u'\n');  // between lines; endParagraph() takes it back if this is none
         }
     }
 
@@ -193,7 +198,7 @@ private:
         }
     }
 
-    /// Takes back what a paragraph left that is no line of code.
+    /// Takes back what a paragraph has added if it turns out to be no line of code. Its style may come after its text.
     void endParagraph() {
         const bool isLine = isInParagraph_ && paragraph_.isCode && paragraph_.text.wasSeen();
         if (isInParagraph_ && !isLine) {

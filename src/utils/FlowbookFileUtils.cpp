@@ -1,3 +1,4 @@
+// Plain code of rich code that is not in a file, and the replacement of characters that rich code cannot hold.
 #include "flowbook/FlowbookFileUtils.hpp"
 
 #include "fl/i18n/Conversion.hpp"
@@ -17,7 +18,7 @@
 namespace flowbook {
 namespace {
 
-/// None for text that is no Unicode text.
+/// Returns none for text with lone surrogates, which has no UTF-8. The DOM refuses it, with the place.
 std::optional<std::u16string> scanText(const std::u16string& richCode) {
     try {
         return detail::scanForCode(fl::i18n::ustring_to_utf8(richCode));
@@ -28,16 +29,17 @@ std::optional<std::u16string> scanText(const std::u16string& richCode) {
 
 constexpr char16_t kReplacement = u'\uFFFD';
 
-/// Units that are looked at in one step. Vectors by name: what a compiler makes of a loop varies with its switches, and
-/// this goes over every text that is saved.
+/// Units that are looked at in one step. The vectors are spelled out: whether a compiler makes them of a loop depends
+/// on its switches, and this goes over every text that is saved.
 using Units = std::uint16_t __attribute__((vector_size(16)));
 using Masks = std::int16_t __attribute__((vector_size(16)));
 constexpr std::size_t kStep = sizeof(Units) / sizeof(char16_t);
 
-/// Many steps, so that a test costs little; few enough to stay in a cache line or a few when it has to be gone over
-/// again.
+/// Units between two tests of the result. Many, so that a test costs little, and few enough to be still in the cache
+/// when the block has to be gone over again.
 constexpr std::size_t kBlock = 16 * kStep;
 
+/// Whether a unit is replaced: what XML forbids, the delete character, the C1 controls and the zero width space.
 /// @param unit  a char16_t or a vector of units.
 template <class Unit>
 constexpr auto isReplaced(Unit unit) {

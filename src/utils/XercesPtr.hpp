@@ -4,7 +4,8 @@
 
 namespace flowbook::detail {
 
-/// Objects of the XML library end by release(), not by delete.
+/// Deletes an object of the XML library, which has to be released. The platform has the same behind its headers; it is
+/// repeated here because a host's platform need not have it.
 struct XercesRelease {
     template <class Object>
     void operator()(Object* object) const {

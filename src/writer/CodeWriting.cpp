@@ -1,3 +1,5 @@
+// Setting the code. The document is made whole before the package is touched, so that text which cannot be written
+// changes nothing. A part whose content type changes has to be made anew, as a part's type is fixed.
 #include "flowbook/FlowbookFileUtils.hpp"
 #include "format/LogChannel.hpp"
 #include "format/Vocabulary.hpp"
@@ -25,7 +27,7 @@ namespace {
 
 StandardPartInfo standardInfo() { return {CompressionType::Normal, 0}; }
 
-/// Nothing for what is no URI reference.
+/// Returns none for what is no URI reference.
 boost::optional<URI> parse(const std::u16string& target) {
     try {
         return URI(target);
@@ -34,7 +36,7 @@ boost::optional<URI> parse(const std::u16string& target) {
     }
 }
 
-/// Keeps the target as it stands, where the platform can: a host's own need not have this function.
+/// Keeps the target as it stands. This overload exists where the platform has the function; a host's own need not.
 template <class Source>
 auto carryAsItStands(const Relationship& relationship, Source& to, int)
     -> decltype(void(to.carryRelationship(relationship.getType(), relationship.getTarget(),
@@ -43,7 +45,7 @@ auto carryAsItStands(const Relationship& relationship, Source& to, int)
                          relationship.getID());
 }
 
-/// Elsewhere a relationship whose target is no URI reference, so that it leads nowhere, is left out: it must not keep
+/// On other platforms a relationship is left out if its target is no URI reference. It leads nowhere, and must not keep
 /// the code from being saved.
 template <class Source>
 void carryAsItStands(const Relationship& relationship, Source& to, long) {
@@ -71,7 +73,8 @@ void FlowbookFileWriter::FlowbookFileWriterImpl::setTARMICCode(const std::u16str
     detail::log(detail::kLogProgress, "Writing TARMIC Code part");
     writeTARMICCodePart();
     detail::log(detail::kLogProgress, "Finished writing TARMIC code part");
-    // Only now: encrypted code that this writer was given before has just been written once more.
+    // Forgotten only after the part was written: if this writer was given encrypted code before, it is that code which
+    // has just been written once more.
     encryptedRichCode_ = boost::none;
 }
 
@@ -85,6 +88,7 @@ void FlowbookFileWriter::FlowbookFileWriterImpl::setEncryptedRichTARMICCode(opc:
     writeTARMICCodePart();
 }
 
+/// A new file has code in any case, if only an empty text. An existing one keeps its code when none was set.
 void FlowbookFileWriter::FlowbookFileWriterImpl::writeTARMICCodePart() {
     if (encryptedRichCode_) {
         writeEncryptedRichCode();
@@ -132,8 +136,8 @@ void FlowbookFileWriter::FlowbookFileWriterImpl::writePart(const PartName& partN
     fill(part, content);
 }
 
-/// The part's own relationships stay with it: what it refers to would be out of reach without them, and in the way of
-/// whoever writes it anew.
+/// Makes a part anew with another content type. Its own relationships stay with it: without them, the parts that they
+/// lead to would be out of reach and in the way of a later part of the same name.
 Part FlowbookFileWriter::FlowbookFileWriterImpl::recreate(const PartName& name, const std::vector<Relationship>& own,
                                                           const ContentType& contentType) {
     isPartIncomplete_ = true;
@@ -145,7 +149,8 @@ Part FlowbookFileWriter::FlowbookFileWriterImpl::recreate(const PartName& name, 
     return created;
 }
 
-/// From here on nothing but a lack of memory can fail.
+/// Fills a part. Only a lack of memory can fail here; the part then counts as incomplete, and close() refuses to commit
+/// it.
 void FlowbookFileWriter::FlowbookFileWriterImpl::fill(Part& part, const Bytes& content) {
     isPartIncomplete_ = true;
     opc::ByteArrayInAdaptor bytes(content);

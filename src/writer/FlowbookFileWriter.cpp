@@ -1,3 +1,5 @@
+// Opening a flowbook for writing, closing it, and the public calls, each of which the implementation class answers.
+// Nothing reaches the file before close(): until then all changes are in memory.
 #include "flowbook/FlowbookFileWriter.hpp"
 
 #include "fl/filesystem/Canonical.hpp"
@@ -21,7 +23,7 @@ using opc::pxservices::CorePropertiesManager;
 
 namespace {
 
-/// The reader's class: callers have always caught it for a file that cannot be opened.
+/// Reports that a file cannot be opened, by the reader's class: callers have always caught that one for it.
 [[noreturn]] void throwOpeningFailure(const std::u16string& fileName, const std::exception& failure) {
     detail::throwInternal(FlowbookFileReaderGenericException(
         fileName, std::string("Internal Exception in reading TQX file : ") + failure.what(), kindOf(failure)));
@@ -109,7 +111,7 @@ void FlowbookFileWriter::FlowbookFileWriterImpl::openPackage() {
     package_->open(fileExisted_ ? OpenMode::Update : OpenMode::Create);
 }
 
-/// Finds out whether the file exists, and the name to work with: of an existing plain path the
+/// Finds out whether the file exists, and returns the name to work with. For an existing plain path that is the
 /// canonical one, so that a symbolic link is kept and its target replaced.
 std::u16string FlowbookFileWriter::FlowbookFileWriterImpl::locateFile() {
     fileExisted_ = fileSystemOpsSelector_.getForPath(fileName_).exists(fileName_);
@@ -126,8 +128,8 @@ void FlowbookFileWriter::FlowbookFileWriterImpl::setDefaultContentType() {
     }
 }
 
-/// The options are not handed to the package: close() commits without a backup. Callers rely on no
-/// "~" file appearing beside their documents.
+/// Sets up options that are then not handed to the package: close() commits without a backup, as callers rely on no "~"
+/// file appearing beside their documents.
 void FlowbookFileWriter::FlowbookFileWriterImpl::setupBackupOptions() {
     opc::CommitOptions options;
     options.removeBackup(false);
@@ -140,6 +142,7 @@ void FlowbookFileWriter::FlowbookFileWriterImpl::setupBackupOptions() {
     });
 }
 
+/// If it throws, the writer stays as it is, and the caller may close it again once the reason is gone, or revert.
 void FlowbookFileWriter::FlowbookFileWriterImpl::close(bool revertChanges) {
     if (isPartIncomplete_ && !revertChanges) {
         throwWritingFailure(fileName_, "the code part was left incomplete when setting the code failed",

@@ -11,6 +11,7 @@
 
 namespace flowbook {
 
+/// The writer behind the public class. It holds the package open from the constructor to close().
 class PXFLOWBOOK_LOCAL FlowbookFileWriter::FlowbookFileWriterImpl {
 public:
     FlowbookFileWriterImpl(const std::u16string& fileName, const opc::FileSystemOpsSelector& selector,
@@ -83,7 +84,8 @@ private:
     overridable_properties overridableProperties_;
     bool fileExisted_ = false;
     bool isPlainCode_ = false;
-    /// A failure came between the first and the last change of the code part; what is there must not be committed.
+    /// Whether a failure came between the first and the last change of the code part. What is there must not be
+    /// committed.
     bool isPartIncomplete_ = false;
 };
 

@@ -1,3 +1,5 @@
+// Setting properties. They are collected until the file is closed, and written on top of those that the file has by
+// then.
 #include "writer/FlowbookFileWriterImpl.hpp"
 
 namespace flowbook {
@@ -16,6 +18,8 @@ void FlowbookFileWriter::FlowbookFileWriterImpl::setVersion(const std::u16string
     overridableProperties_.version = version;
 }
 
+/// Every save sets the release and the time of the last change. Content type and creation time are given to new files
+/// only, and properties that the caller did not set stay as they are.
 void FlowbookFileWriter::FlowbookFileWriterImpl::writeProperties() {
     CoreProperties properties;
     if (fileExisted_) {

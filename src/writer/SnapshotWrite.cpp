@@ -1,3 +1,5 @@
+// Writing a snapshot. The parts that the known relationships lead to are deleted first, with the parts below them, so
+// that the file holds the snapshot's parts and what this library does not know.
 #include "format/LogChannel.hpp"
 #include "opc/ByteArrayInAdaptor.hpp"
 #include "opc/StreamHelper.hpp"
@@ -16,7 +18,7 @@ using opc::model::URI;
 
 namespace {
 
-/// An external relationship always gets a new id; an internal one the given id, if it is not empty.
+/// Creates a relationship. An external one always gets a new id; an internal one the given id if that is not empty.
 void createRelationship(RelationshipSource& source, const FlowbookFilePackage::Relationship& relationship,
                         const std::u16string& internalId) {
     if (relationship.isInternal) {
@@ -79,6 +81,7 @@ void FlowbookFileWriter::FlowbookFileWriterImpl::deletePackageParts() {
     }
 }
 
+/// Deletes the parts below first: with their source gone, their relationships could not be followed any more.
 void FlowbookFileWriter::FlowbookFileWriterImpl::deletePartByRelationshipType(const std::u16string& relationshipType) {
     for (const Relationship& relationship : package_->getRelationshipsByType(relationshipType)) {
         deletePartRelationships(package_->getPart(PartName(relationship.getTargetURI())));

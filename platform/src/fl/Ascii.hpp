@@ -58,6 +58,7 @@ inline std::string hex(std::uint64_t number, std::size_t count, std::string_view
     return text;
 }
 
+/// Returns the value of a hexadecimal digit. Nothing is checked.
 constexpr unsigned hexValue(char digit) {
     return static_cast<unsigned>(isDigit(static_cast<unsigned char>(digit)) ? digit - '0' : fold(digit) - 'a' + 10);
 }

@@ -1,3 +1,5 @@
+// Loads modules of this project by their full paths, from beside the library that needs them. A name alone would be
+// looked for where the environment of the process says, and another program's file could be loaded.
 #include "fl/Module.hpp"
 
 #include <array>
@@ -29,7 +31,6 @@ std::string ownFolder() {
     const auto* const here = reinterpret_cast<const void*>(&ownFolder);
     if (dladdr1(here, &self, &library, RTLD_DL_LINKMAP) == 0 || dlinfo(library, RTLD_DI_ORIGIN, folder.data()) != 0 ||
         folder.front() != '/') {
-        // A name without a folder would be looked for wherever the environment says.
         throw std::runtime_error("as the folder of this library is unknown");
     }
     return std::string(folder.data()) + '/';

@@ -7,8 +7,8 @@
 
 namespace fl {
 
-/// One object that each thread keeps from call to call, as making it takes long. It goes with the thread; a call that
-/// comes later still, from the destructor of another key of pthread, gets none and keeps none. Nothing here is an
+/// One object that each thread keeps from call to call, as making it takes long. It ends with the thread. A call that
+/// comes still later, from the destructor of another key of pthread, gets no object and keeps none. Nothing here is an
 /// object with a destructor, so calls work at any time, also from the destructors of static and of thread_local
 /// objects.
 template <class T, class Deleter>
@@ -39,6 +39,8 @@ private:
 
     static_assert(std::is_trivially_destructible_v<Slot> && std::is_trivially_destructible_v<Key>);
 
+    /// Whether this thread may keep an object, which is so once its slot is registered with the key: only then is what
+    /// it keeps given back when the thread ends.
     static bool isKeeping() noexcept {
         if (!slot_.isRegistered && !slot_.isOver) {
             static const Key key = makeKey();
@@ -53,6 +55,8 @@ private:
         return made;
     }
 
+    /// Runs when the thread ends. It marks the slot first, so that a later call of this thread makes an object of its
+    /// own, which it frees itself.
     static void end(void* slot) noexcept {
         const Pointer last(std::exchange(*static_cast<Slot*>(slot), Slot{nullptr, false, true}).kept);
     }

@@ -1,3 +1,5 @@
+// The destructors of exceptions are defined here, so that their type information is in this library alone and a host
+// can catch them by type.
 #include "opc/Exception.hpp"
 
 #include "opc/model/InvalidXMLDocument.hpp"

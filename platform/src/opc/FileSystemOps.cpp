@@ -1,3 +1,5 @@
+// The only place where a package meets a storage. The storage may be a host's own, so whatever it throws or hands out
+// is checked and translated here, and everything above deals with opc::Exception alone.
 #include "opc/FileSystemOps.hpp"
 
 #include "fl/i18n/Conversion.hpp"
@@ -17,7 +19,7 @@ using foundation::storage::vfs::StorageSystemReference;
 
 namespace {
 
-/// A storage is given by the host, so what it hands out is looked at.
+/// Refuses a null pointer: the storage may be a host's own, which may have mistakes.
 template <class T>
 std::unique_ptr<T> required(std::unique_ptr<T> handedOut, const char* doing, const std::u16string& path) {
     if (handedOut == nullptr) {

@@ -1,3 +1,5 @@
+// Text of a file for messages. Nothing of a file reaches a message unchecked: control characters could rewrite what a
+// terminal shows, and a long name could hide the rest.
 #include "opc/MessageText.hpp"
 
 #include "fl/Ascii.hpp"

@@ -9,7 +9,7 @@
 
 namespace opc::model::detail {
 
-/// Text of a file for a message: in quotes, cut when it is long, without control characters (a NUL would end
+/// Returns text of a file for a message: in quotes, cut when it is long, without control characters (a NUL would end
 /// the message).
 inline std::string shown(std::string_view text) {
     constexpr std::size_t kMost = 200;

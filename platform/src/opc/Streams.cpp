@@ -1,3 +1,5 @@
+// The streams that parts are read and written through. Content is in memory as a whole, so transferTo() can hand over
+// all of it in one call.
 #include "opc/ByteArrayInAdaptor.hpp"
 #include "opc/ByteArrayOutAdaptor.hpp"
 #include "opc/InputStream.hpp"

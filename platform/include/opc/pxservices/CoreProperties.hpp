@@ -14,7 +14,7 @@ namespace opc::pxservices {
 
 /// A package's core properties (ECMA-376-2, 4th edition, clause 11), with the two that the maker adds
 /// in an extension part: the content type's friendly name and the TARMIC release. A value. An absent
-/// property is told apart from an empty one. Times are UTC, to the second.
+/// property differs from an empty one. Times are UTC, to the second.
 ///
 /// Reading is forgiving: text may have a language, a date may lack its type and its zone (it is UTC then) and have
 /// any precision. What is faulty all the same fails the getter of its own property only: an element that is there

@@ -16,7 +16,7 @@ namespace settings::standalone {
 /// JSON. Why is logged (channel "settings", level 512): no work of a user fails for want of settings.
 PXPLATFORM_EXPORT std::shared_ptr<const core::Settings> getSettingsRoot();
 
-/// Why there are no settings although there is a file, for programs that tell it to their users; else empty.
+/// Why there are no settings although there is a file, for programs that show it to their users; else empty.
 PXPLATFORM_EXPORT std::string whySettingsCountAsNone();
 
 }  // namespace settings::standalone

@@ -1,3 +1,6 @@
+// Paths of the system as UTF-16 and back. A path is any bytes without NUL, and need not be UTF-8. Each byte that is not
+// becomes a lone unit of U+DC80 to U+DCFF, which no valid text holds, so that every path survives the way there and
+// back.
 #include "fl/filesystem/NativePath.hpp"
 
 #include "fl/filesystem/Canonical.hpp"
@@ -14,8 +17,9 @@
 namespace fl::filesystem {
 namespace {
 
-constexpr char16_t kByteZero = 0xDC00;  // only what is no ASCII is ever added to it
+constexpr char16_t kByteZero = 0xDC00;  // only bytes from 0x80 on are ever added to it
 
+/// Whether a unit stands for a byte: one of the range that does not end a surrogate pair.
 bool isByteAt(std::u16string_view path, std::size_t at) {
     const bool endsPair = at != 0 && path[at - 1] >= 0xD800 && path[at - 1] <= 0xDBFF;
     return !endsPair && path[at] >= kByteZero + 0x80 && path[at] <= kByteZero + 0xFF;

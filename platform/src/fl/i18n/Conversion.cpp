@@ -1,3 +1,6 @@
+// Conversions between UTF-8 and UTF-16. ICU's macros find malformed sequences; what surrounds them is made for text
+// that is mostly ASCII, as code is. The strict and the lenient functions share their loops and differ in what they do
+// at a malformed sequence.
 #include "fl/i18n/Conversion.hpp"
 
 #include "fl/Ascii.hpp"
@@ -98,14 +101,16 @@ std::u16string decode(std::string_view text, OnMalformed onMalformed) {
     return result;
 }
 
-/// What some units need in UTF-8 beyond a byte each; a surrogate pair gets two bytes too much.
+/// Returns how many bytes some units need in UTF-8 beyond one each. A surrogate pair is counted with two bytes too
+/// many. The sum has 16 bits, like the units, so that the loop becomes vector instructions; a block is far too short to
+/// overflow it.
 std::size_t furtherBytes(const char16_t* from, std::size_t count) {
     return std::accumulate(from, from + count, std::uint16_t{0}, [](std::uint16_t sum, char16_t unit) {
         return static_cast<std::uint16_t>(sum + (unit > 0x7F) + (unit > 0x7FF));
     });
 }
 
-/// Enough for every unit.
+/// Returns a length that is enough for the whole text.
 std::size_t utf8LengthBound(std::u16string_view text) {
     std::size_t length = text.size();
     std::size_t at = 0;
@@ -166,6 +171,7 @@ std::u16string to_lower(std::u16string_view text) {
         return result;
     }
     const std::size_t length = unicodeLower(text, result);
+    // The result may be longer than the text; then it is made once more, with enough room.
     const bool complete = length <= result.size();
     result.resize(length);
     if (!complete) {

@@ -1,3 +1,5 @@
+// Loads the module with the tables for lower case at the first text that is not ASCII. The tables are part of a library
+// of 30 MB, which most processes never need.
 #include "fl/Module.hpp"
 #include "fl/i18n/tables/UnicodeLower.hpp"
 

@@ -1,3 +1,4 @@
+// Loads the module that writes diagnostics when something is logged for the first time.
 #include "fl/Module.hpp"
 #include "foundation/log/LogOutput.hpp"
 

@@ -1,3 +1,5 @@
+// Diagnostics, silent by default. A message that is not enabled costs one load of a mask and forms no text. A
+// failure to log loses the message and never the work of the caller.
 #include "foundation/log/basic_diagnostic_logger.hpp"
 
 #include "foundation/log/LogOutput.hpp"

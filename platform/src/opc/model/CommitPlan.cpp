@@ -1,3 +1,6 @@
+// Decides what a changed package is written as, and writes nothing itself: a plan that cannot be made leaves everything
+// as it was. Every entry of the old container ends in one of three ways: it is carried over, new content takes its
+// place, or it is dropped. entryDone_ records which entries are decided, so that none is written twice or forgotten.
 #include "opc/model/CommitPlan.hpp"
 
 #include "fl/Ascii.hpp"
@@ -13,8 +16,8 @@
 namespace opc::model::detail {
 namespace {
 
-/// Whether a relationship of the package leads to what describes it (properties, a thumbnail, signatures) and not
-/// to what it is about.
+/// Whether a relationship of the package leads to a description of it (properties, a thumbnail, signatures) rather than
+/// to what the package is about.
 bool isDescriptive(const RelationshipRecord& record) {
     constexpr std::u16string_view kPrefixes[] = {u"http://schemas.openxmlformats.org/package/",
                                                  u"http://schemas.pellarion.com/package/"};
@@ -31,6 +34,8 @@ public:
           contentTypes_(parts.contentTypes()),
           entryDone_(parts.dropped()) {}
 
+    /// The content types are completed first, as the types of changed relationships parts belong to them, and then
+    /// written first, as a reader needs them before all else.
     CommitPlan plan() {
         xmlCompression_ = isAllStored() ? interfaces::CompressionType::None : interfaces::CompressionType::Normal;
         for (const auto& [place, part] : parts_.all()) {
@@ -72,7 +77,8 @@ private:
     interfaces::CompressionType xmlCompression_ = interfaces::CompressionType::Normal;
 };
 
-/// Whether all parts are new and to be stored as they are: then nothing else in the container should be deflated.
+/// Whether all parts are new and are to be stored as they are. Then nothing else in the container is deflated either:
+/// whoever asks for that wants a container in which a version control system finds what stayed the same.
 bool Planner::isAllStored() const {
     const auto& all = parts_.all();
     return !all.empty() && std::all_of(all.begin(), all.end(), [](const auto& each) {
@@ -80,7 +86,8 @@ bool Planner::isAllStored() const {
     });
 }
 
-/// Changed relationships leave their old place, and must have or lose their content type.
+/// Gives up the old place of changed relationships. Their part needs a content type (M1.30), or loses it when no
+/// relationship is left, as the part is then left out.
 void Planner::assignRelationshipsType(const RelationshipList* list, std::string_view sourceName) {
     if (list == nullptr || !list->isChanged()) {
         return;
@@ -123,6 +130,8 @@ void Planner::addLeadingPart() {
     }
 }
 
+/// Goes through the old entries in their order, so that the new container differs from the old one as little as the
+/// changes require. The first entry of a part brings the whole part, with pieces that lie further back.
 void Planner::addOldEntries() {
     std::vector<const PartState*> owners(entryDone_.size());
     for (const auto& [place, part] : parts_.all()) {
@@ -153,14 +162,14 @@ void Planner::addPart(const PartState& part) {
     addChangedRelationships(part.relationships.get(), part.name.ascii());
 }
 
-/// Unchanged ones are left to addOldEntries().
+/// Adds a relationships part that was changed. Unchanged ones are old entries, which addOldEntries() carries over.
 void Planner::addChangedRelationships(const RelationshipList* list, std::string_view sourceName) {
     if (list != nullptr && list->isChanged() && !list->isEmpty()) {
         addXml(relationshipsNameOf(sourceName), list->toXml());
     }
 }
 
-/// What is too large to be read again is not written.
+/// Refuses XML that is too large to be read again.
 void Planner::addXml(std::string_view name, fl::Bytes xml) {
     container_.refuseLargerXml(xml.size(), name);
     plan_.xml.push_back(std::move(xml));

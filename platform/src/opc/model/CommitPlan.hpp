@@ -12,7 +12,7 @@ namespace opc::model::detail {
 /// What a changed package is to be written as.
 struct CommitPlan {
     std::vector<interfaces::PlannedEntry> entries;
-    std::deque<fl::Bytes> xml;  ///< what entries points at, besides the contents of parts
+    std::deque<fl::Bytes> xml;  ///< what entries points at, besides contents of parts; a deque never moves its elements
 };
 
 /// Plans the content types first, then the package's relationships, then the part that the package is about, so that

@@ -1,3 +1,5 @@
+// Reads entries of the physical package for the model, and holds them to the limits before memory is taken. Messages
+// name the package and the part, which the physical package does not know.
 #include "opc/model/Container.hpp"
 
 #include "opc/Exception.hpp"

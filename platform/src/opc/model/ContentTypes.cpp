@@ -1,3 +1,6 @@
+// The content types stream. Declarations keep the order in which they were written, so that a change adds to the stream
+// rather than rearranging it; two maps find them by folded extension and by folded part name. Look-ups are ordered
+// maps, not hash tables, in which a hostile file could choose names that collide.
 #include "opc/model/ContentTypes.hpp"
 
 #include "fl/Ascii.hpp"
@@ -38,7 +41,7 @@ private:
     ContentTypes& types_;
 };
 
-/// Of most packages.
+/// As many declarations as most packages have; reserving them at once saves several allocations.
 constexpr std::size_t kUsualCount = 8;
 
 /// What follows the last dot of the last segment; empty when there is none.
@@ -60,6 +63,8 @@ bool isExtension(std::string_view text) {
 
 }  // namespace
 
+/// A text that is plainly a media type is taken apart when it is first asked for; any other now, so that a malformed
+/// one fails the opening of the package and not a later call.
 DeclaredType::DeclaredType(std::string_view text) : text_(text) {
     if (!isBareMediaType(text_)) {
         get();
@@ -88,6 +93,7 @@ ContentTypes::Pointer ContentTypes::defaultFor(std::string_view foldedName) cons
     return found == defaults_.end() ? nullptr : declarations_[found->second].type;
 }
 
+/// Compares texts rather than types: a caller that sets a type with another spelling gets that spelling.
 ContentTypes::Pointer ContentTypes::assign(const PartName& name, const ContentType& type) {
     Pointer current = find(name.folded());
     const bool isDeclared = current && current->text() == fl::i18n::to_string(type.toString());
@@ -102,6 +108,8 @@ ContentTypes::Pointer ContentTypes::assignByDefault(const PartName& name, const 
 
 bool ContentTypes::hasMixedExtension(const PartName& name) { return extensionOf(name.folded()) == "xml"; }
 
+/// The declaration stays in the list without a type, and is not written: taking it out would move those behind it,
+/// which the maps know by their positions.
 void ContentTypes::removeOverride(std::string_view foldedName) noexcept {
     const auto found = overrides_.find(foldedName);
     if (found != overrides_.end()) {
@@ -148,7 +156,7 @@ void ContentTypes::addOverride(std::string_view name, std::string_view type) {
     add(overrides_, place, std::move(folded), {false, std::string(name), intern(type)});
 }
 
-/// Most parts of a package share a few types, so each is kept once.
+/// Returns the one object for a text. Most parts of a package share a few types.
 const ContentTypes::Pointer& ContentTypes::intern(std::string_view text) {
     const auto found = types_.find(text);
     if (found != types_.end()) {
@@ -173,10 +181,12 @@ ContentTypes::Pointer ContentTypes::declare(bool isDefault, std::string_view sub
     return kept;
 }
 
+/// Adds a declaration, or puts it in the place of an earlier one of the same subject. Nothing is changed when memory
+/// runs out on the way: until the last line the new declaration has no type and counts as absent.
 /// @param place  of the folded subject in the index.
 void ContentTypes::add(Index& index, Index::const_iterator place, std::string folded, Declaration declaration) {
     const std::size_t at = declarations_.size();
-    Pointer type = std::move(declaration.type);  // put into force when nothing can fail any more
+    Pointer type = std::move(declaration.type);
     if (declarations_.empty()) {
         declarations_.reserve(kUsualCount);
     }

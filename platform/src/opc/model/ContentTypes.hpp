@@ -66,7 +66,7 @@ private:
     struct Declaration {
         bool isDefault;
         std::string subject;  ///< the extension or the part name, as written
-        Pointer type;         ///< null once it is out of force
+        Pointer type;         ///< null when the declaration does not count, or not any more
     };
     using Index = std::map<std::string, std::size_t, std::less<>>;
 

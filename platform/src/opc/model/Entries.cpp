@@ -1,3 +1,6 @@
+// Interleaved parts: one part that lies in several entries, its pieces (ECMA-376-2, 4th edition, 10.1.3). Only a
+// sequence that is complete, without gaps and with one last piece, is put together. What looks like pieces and is no
+// such sequence stays what it is in the container, entries that are no parts.
 #include "opc/model/Entries.hpp"
 
 #include "opc/names/Characters.hpp"
@@ -20,13 +23,14 @@ struct Piece {
     std::size_t entry;
 };
 
-/// A piece's name, taken apart.
+/// The name of a piece, taken apart: "name/[number].piece" or "name/[number].last.piece".
 struct PieceName {
     std::size_t wholeLength;  ///< of the name that the piece belongs to
     std::size_t number;
     bool last;
 };
 
+/// The pieces of each whole name, which is folded, as names in packages are equivalent regardless of letter case.
 using Sequences = std::map<std::string, std::vector<Piece>>;
 
 bool endsWith(std::string_view text, std::string_view lowerCaseEnding) {
@@ -78,7 +82,8 @@ Sequences findSequences(const std::vector<PhysicalEntry>& entries) {
     return sequences;
 }
 
-/// Puts the pieces in their order.
+/// Puts the pieces in their order. @returns whether they are numbered from 0 without gaps, and the last one alone is
+/// marked as the last.
 bool isComplete(std::vector<Piece>& pieces) {
     std::sort(pieces.begin(), pieces.end(), [](const Piece& a, const Piece& b) { return a.number < b.number; });
     for (std::size_t at = 0; at != pieces.size(); ++at) {
@@ -102,11 +107,13 @@ std::vector<std::vector<Piece>*> completeSequenceOf(Sequences& sequences, std::s
     return sequenceOf;
 }
 
-/// What was added to the order last.
+/// Returns a view of what was added to the order last.
 Entries added(const std::vector<std::size_t>& order, std::size_t count) {
     return {order.data() + order.size() - count, count};
 }
 
+/// Adds the entries of all pieces to the order, and empties the list of pieces, by which the caller sees that they are
+/// taken.
 Entries takeEntries(std::vector<Piece>& pieces, std::vector<std::size_t>& order) {
     for (const Piece& piece : pieces) {
         order.push_back(piece.entry);
@@ -125,7 +132,7 @@ std::vector<LogicalEntry> logicalEntries(const std::vector<PhysicalEntry>& entri
     const auto sequenceOf = completeSequenceOf(sequences, entries.size());
     std::vector<LogicalEntry> logical;
     logical.reserve(entries.size());
-    order.reserve(entries.size());  // which keeps the views good
+    order.reserve(entries.size());  // it must not grow, or the views of it would end
     for (std::size_t at = 0; at != entries.size(); ++at) {
         if (sequenceOf[at] == nullptr) {
             order.push_back(at);

@@ -1,3 +1,5 @@
+// An ordered index of names. The order treats the slash as the lowest character, so that "/a/b" comes directly behind
+// "/a" and before "/a.b": every name that derives from another follows it without anything else between.
 #include "opc/model/NameIndex.hpp"
 
 #include "opc/model/PartState.hpp"
@@ -12,7 +14,8 @@ namespace {
 
 unsigned rank(char c) noexcept { return c == '/' ? 0 : static_cast<unsigned char>(c) + 1U; }
 
-/// How many characters two names have in common at their front. Those of one package have many.
+/// Returns how many characters two names have in common at their front. Names of one package often differ only at their
+/// ends, so that they are compared eight characters at a time.
 std::size_t commonLength(std::string_view a, std::string_view b) noexcept {
     const std::size_t shorter = std::min(a.size(), b.size());
     std::size_t same = 0;
@@ -29,6 +32,7 @@ std::size_t commonLength(std::string_view a, std::string_view b) noexcept {
     return same;
 }
 
+/// Whether `name` consists of `base`, a slash and more (ECMA-376-2, M1.11).
 bool derivesFrom(std::string_view name, std::string_view base) noexcept {
     return name.size() > base.size() && name[base.size()] == '/' && name.compare(0, base.size(), base) == 0;
 }
@@ -38,6 +42,7 @@ bool derivesFrom(std::string_view name, std::string_view base) noexcept {
 NameIndex::Meaning::Meaning(std::shared_ptr<PartState> meantPart)
     : isPart(true), part(std::move(meantPart)), folded(part->name.folded()) {}
 
+/// Parts come first. Where one name is the beginning of the other, the shorter comes first, even before the slash.
 bool NameIndex::Before::operator()(const Key& a, const Key& b) const noexcept {
     if (a.isPart != b.isPart) {
         return a.isPart;
@@ -63,8 +68,9 @@ const NameIndex::Meaning* NameIndex::find(Place place, std::string_view folded) 
     return place == set_.end() ? nullptr : &*place;
 }
 
-/// No part's name derives from another's, so a part that this one derives from has nothing between itself and this
-/// name.
+/// Looks at the two neighbours of a name's place. A part that derives from the name would follow directly. A part from
+/// which the name derives would be the one before: between the two only names could lie that derive from that part as
+/// well, and the index holds no two parts of which one derives from the other.
 bool NameIndex::derives(Place place, std::string_view folded) const noexcept {
     if (place != set_.end() && place->isPart && derivesFrom(place->folded, folded)) {
         return true;

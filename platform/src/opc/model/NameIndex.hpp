@@ -12,9 +12,9 @@ namespace opc::model::detail {
 
 struct PartState;
 
-/// All the names of a package, folded, with what they stand for. Parts come before what is no part, and the slash sorts
-/// lowest, so that the names that derive from one follow it directly: whether a name is taken (M1.12) or derives from a
-/// part's or a part's from it (M1.11) can be seen from the neighbours of its place.
+/// All names of a package, folded, with what they stand for. Parts come before what is no part, and the slash sorts
+/// lowest, so that the names that derive from a name follow it directly. Whether a name is taken (M1.12), and whether
+/// it derives from a part's name or a part's name from it (M1.11), can then be seen from the neighbours of its place.
 class NameIndex {
 public:
     /// A name and what it stands for: a part, or the entries of what a package does not list.
@@ -62,7 +62,8 @@ public:
     /// Where a name of a part is, or would be.
     using Place = Set::const_iterator;
 
-    /// Does all of an insertion that may fail.
+    /// Makes the node of an insertion, which is all of it that may fail. The caller inserts it when everything else has
+    /// succeeded.
     template <class... Arguments>
     static Node prepare(Arguments&&... arguments) {
         Set single;

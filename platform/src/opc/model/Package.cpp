@@ -1,3 +1,4 @@
+// The package that hosts see: a thin handle on the store, which does the work.
 #include "opc/model/Package.hpp"
 
 #include "opc/Exception.hpp"
@@ -11,6 +12,10 @@
 namespace opc::model {
 namespace {
 
+/// Deletes relationships and the parts that they lead to. A part that several of them lead to is deleted once, and
+/// targets that are no parts are passed over.
+/// @param kept  a part that stays even if it is a target, as the source of the relationships may be its own target;
+/// null for none.
 void deleteWithTargets(Package& package, RelationshipSource& source, const std::u16string& type, const PartName* kept) {
     const std::vector<Relationship> relationships = source.getRelationshipsByType(type);
     source.deleteRelationshipsByType(type);

@@ -1,3 +1,5 @@
+// The state of one opening of a package: open, changed or not, and writable or not. Every access passes through here,
+// so that a handle which outlives its package gets an error and no memory that is gone.
 #include "opc/model/PackageStore.hpp"
 
 #include "opc/Exception.hpp"
@@ -9,6 +11,8 @@ namespace opc::model::detail {
 
 using interfaces::OpenMode;
 
+/// The package's own relationships are read at once: a damaged file then fails here, where callers expect it, and a
+/// commit needs them in any case.
 void PackageStore::open(OpenMode mode) {
     isUsed_ = true;
     physical().open(mode);
@@ -25,6 +29,8 @@ void PackageStore::open(OpenMode mode) {
     }
 }
 
+/// If the commit throws, the package stays open with all its changes, so that the caller may try again or save
+/// elsewhere.
 void PackageStore::close() {
     requireOpen();
     if (parts_.isChanged() || relationships_.isChanged()) {

@@ -59,7 +59,8 @@ private:
     RelationshipTable relationships_{container_, parts_};
 };
 
-/// Lets the other rooms of this library behind a handle.
+/// Gives the other rooms of this library access to what is behind a handle. The public headers name this class as their
+/// only friend, so that hosts see no internals.
 class StoreAccess {
 public:
     static PackageStore& storeOf(const RelationshipSource& source) noexcept { return source.store(); }

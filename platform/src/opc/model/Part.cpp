@@ -1,3 +1,5 @@
+// Handles on parts and their streams. A part's content is replaced as soon as its output stream exists; what is written
+// appears in the file when the package is closed.
 #include "opc/model/Part.hpp"
 
 #include "opc/ByteArrayInAdaptor.hpp"
@@ -11,6 +13,7 @@
 namespace opc::model {
 namespace {
 
+/// Bases that hold what the stream reads from: a base is made before the stream that refers to it.
 struct KeptBytes {
     std::shared_ptr<const fl::Bytes> bytes;
 };
@@ -25,7 +28,9 @@ struct OwnBytes {
     fl::Bytes bytes;
 };
 
-/// Hands its bytes over instead of copying them, where nothing was read from it before and the caller collects bytes.
+/// A stream of stored content. It hands its bytes over instead of copying them when all of them go to a stream that
+/// collects bytes: a large part is then in memory once. The exact type is asked for, as a derived class may do more in
+/// write().
 class StoredContentStream : private OwnBytes, public ByteArrayInAdaptor {
 public:
     explicit StoredContentStream(fl::Bytes content) : OwnBytes{std::move(content)}, ByteArrayInAdaptor(bytes) {}
@@ -48,7 +53,8 @@ private:
     bool isWhole_ = true;
 };
 
-/// The new content of a part, in its place from the start.
+/// The new content of a part, which is the part's pending content from the start. If the stream is destroyed because an
+/// exception passes, the content is half of what was meant, and the former content comes back.
 class ContentReplacement {
 public:
     /// @param part  what a handle has; a part that was made anew since then is meant in its place.

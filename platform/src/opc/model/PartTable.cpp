@@ -1,3 +1,6 @@
+// The parts of a package: which entries are parts, what they hold, and what was changed. Each changing function first
+// makes everything that needs memory or may be refused, and then changes the tables by steps that cannot fail, so that
+// a failure leaves all of them as they were.
 #include "opc/model/PartTable.hpp"
 
 #include "fl/Ascii.hpp"
@@ -40,6 +43,8 @@ void PartTable::readContentTypes(const std::vector<LogicalEntry>& entries) {
     contentTypes_.parse(container_.readXml(found->entries, name), [&] { return container_.where(name); });
 }
 
+/// Sorts one name into the index. It is a part if it is a part name and has a content type (M1.2); all else, and the
+/// relationships parts, which are reached through their sources, is kept to be carried over.
 void PartTable::classify(const std::string& entryName, const Entries& entries) {
     const auto refuse = [&](const char* reason) {
         throw Exception(ErrorKind::Damaged, container_.where(entryName) + reason);
@@ -93,9 +98,10 @@ const std::shared_ptr<PartState>& PartTable::shared(std::string_view folded) con
     return meaning->part;
 }
 
-/// What may fail comes first, so that a failure leaves everything as it was. Many parts of one kind, as images are,
-/// need one default for their extension, not an override each. In a file that exists a new default could make parts of
-/// entries that are none, and parts with the extension "xml" are of all kinds.
+/// Steps that may fail come first, so that a failure leaves everything as it was. In a new file many parts of one kind,
+/// such as images, share one default for their extension instead of an override each. In a file that exists, a new
+/// default could turn entries into parts that are none; and parts with the extension "xml" are of many types in any
+/// file.
 const std::shared_ptr<PartState>& PartTable::create(const PartName& name, const ContentType& type,
                                                     const interfaces::IPhysicalPartInfo& info, OpenMode mode) {
     refuseTaken(name);
@@ -135,6 +141,8 @@ void PartTable::refuseTaken(const PartName& name) const {
     }
 }
 
+/// Marks the state as deleted rather than destroying it: handles still refer to it, and turn to a part that is later
+/// created under the same name.
 void PartTable::remove(std::string_view folded) {
     PartState& part = *shared(folded);
     const std::string relationships = fold(relationshipsNameOf(part.name.ascii()));
@@ -153,6 +161,8 @@ void PartTable::drop(const Entries& entries) noexcept {
     }
 }
 
+/// Drops the relationships part of a source that is gone: left behind, it would belong to a part that takes the name
+/// later.
 void PartTable::dropRelationships(const std::string& foldedName) noexcept {
     if (const NameIndex::Meaning* meaning = index_.find(foldedName)) {
         drop(meaning->entries);
@@ -178,6 +188,7 @@ fl::Bytes PartTable::storedContent(const PartState& part) const {
     return container_.read(state.entries, state.name.ascii());
 }
 
+/// Reserves memory for the size that the caller expects, but never for more than a part may have.
 std::shared_ptr<fl::Bytes> PartTable::replaceContent(PartState& part, std::shared_ptr<fl::Bytes> content) {
     PartState& state = current(part);
     content->reserve(

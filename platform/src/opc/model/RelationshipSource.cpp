@@ -1,3 +1,5 @@
+// Relationships as hosts see them: handles on records that never change, so that a handle stays good while the list is
+// edited.
 #include "opc/model/RelationshipSource.hpp"
 
 #include "opc/model/PackageStore.hpp"

@@ -1,3 +1,4 @@
+// Reads the relationships of a source when they are first asked for: most parts of a package are never asked.
 #include "opc/model/RelationshipTable.hpp"
 
 #include "fl/Ascii.hpp"
@@ -10,7 +11,8 @@
 namespace opc::model::detail {
 namespace {
 
-/// The text mostly is the usual one.
+/// Compares the texts first, as the usual one is nearly always there; other spellings of the type are compared as
+/// types.
 bool isRelationshipsType(const DeclaredType& type) {
     return type.text() == kRelationshipsType || type.get() == relationshipsType();
 }

@@ -16,7 +16,7 @@ using fl::ascii::isDigit;
 using fl::ascii::isHexDigit;
 using fl::ascii::isLetter;
 
-/// Whether ASCII holds a character that is in `set`.
+/// Whether a character is ASCII and in `set`.
 constexpr bool isOneOf(char16_t c, std::string_view set) {
     return c < 0x80 && set.find(static_cast<char>(c)) != std::string_view::npos;
 }

@@ -1,3 +1,5 @@
+// Content types: media types with parameters, in the syntax of RFC 7231, 3.1.1.1. The media type is compared without
+// regard to letter case, names and values of parameters are compared as they stand.
 #include "opc/model/ContentType.hpp"
 
 #include "fl/i18n/Conversion.hpp"
@@ -23,7 +25,8 @@ Parameters::const_iterator find(const Parameters& parameters, const std::u16stri
     return std::find_if(parameters.begin(), parameters.end(), [&](const Parameter& p) { return p.first == name; });
 }
 
-/// In the order of their names, so that comparing takes no quadratic time, however many a hostile file has.
+/// Returns the parameters in the order of their names, so that comparing takes no quadratic time, however many
+/// parameters a hostile file has.
 Parameters sorted(Parameters parameters) {
     std::sort(parameters.begin(), parameters.end());
     return parameters;
@@ -65,6 +68,7 @@ public:
     std::u16string value() { return !atEnd() && text_[at_] == u'"' ? quoted() : token(); }
 
 private:
+    /// A quoted string (RFC 7230, 3.2.6): a backslash stands for the character behind it.
     std::u16string quoted() {
         std::u16string value;
         expect(u'"');

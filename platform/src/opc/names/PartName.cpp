@@ -1,3 +1,6 @@
+// The rules for part names (ECMA-376-2, 4th edition, 9.1.1). A name that breaks one is refused and never repaired, as
+// two programs that repair it differently would see different parts. The numbers in the messages are those of the
+// standard's requirements.
 #include "opc/model/PartName.hpp"
 
 #include "fl/i18n/Conversion.hpp"
@@ -45,7 +48,7 @@ const char* faultOfSegment(std::string_view segment) {
     return segment.back() == '.' ? "a segment ends with a dot (M1.9)" : nullptr;
 }
 
-/// Null for a part name.
+/// Returns what is wrong with a name; null for a part name.
 const char* faultOf(std::string_view text) {
     if (text.empty()) {
         return "it is empty (M1.1)";
@@ -66,6 +69,8 @@ const char* faultOf(std::string_view text) {
     return nullptr;
 }
 
+/// Decodes unreserved characters, which RFC 3986 (6.2.2.2) has equivalent to themselves, so that a target which encodes
+/// them still leads to its part: part names never encode them (M1.8).
 std::string withUnreservedDecoded(const std::string& path) {
     if (path.find('%') == std::string::npos) {
         return path;
@@ -91,6 +96,7 @@ PartName::PartName(const std::u16string& text) : text_(fl::i18n::to_string(text)
     }
 }
 
+/// A name from a reference is Damaged where it is none: it comes from a file, while text comes from the caller.
 PartName::PartName(const URI& uri) : text_(withUnreservedDecoded(uri.path())), folded_(detail::fold(text_)) {
     if (uri.hasScheme() || uri.hasAuthority() || uri.hasQuery()) {
         refuseName(ErrorKind::Damaged, fl::i18n::to_string(uri.toString()), "it has a scheme, an authority or a query");

@@ -1,3 +1,5 @@
+// The names of relationships parts: "/folder/_rels/name.rels" for the part "/folder/name", and "/_rels/.rels" for the
+// package.
 #include "opc/names/RelationshipsName.hpp"
 
 #include <algorithm>
@@ -8,7 +10,7 @@ namespace {
 constexpr std::string_view kFolder = "/_rels";
 constexpr std::string_view kExtension = ".rels";
 
-/// With its slash.
+/// Returns the last segment with its slash, or all of a name without any.
 std::string_view lastSegment(std::string_view name) { return name.substr(std::min(name.rfind('/'), name.size())); }
 
 }  // namespace

@@ -1,3 +1,6 @@
+// References by RFC 3986. A text is split by the expression of its appendix B and not validated further: targets in
+// real files hold blanks, brackets and letters beyond ASCII. These are percent-encoded, so that a URI's own text is
+// always a valid reference, and parsing it again gives the same URI.
 #include "opc/model/URI.hpp"
 
 #include "fl/i18n/Conversion.hpp"
@@ -80,7 +83,7 @@ bool isScheme(const std::string& text, std::size_t end) {
     return true;
 }
 
-/// Outside an authority, characters that only delimit are data and therefore encoded.
+/// Percent-encodes some characters. Outside an authority, brackets delimit nothing and are data, which must be encoded.
 std::string withEncoded(std::string text, std::string_view characters) {
     if (text.find_first_of(characters) == kNone) {
         return text;
@@ -110,7 +113,7 @@ void dropLastSegment(std::string& path) {
     path.resize(slash == kNone ? 0 : slash);
 }
 
-/// How much of a path is dot segments that come before the first slash proper.
+/// Returns how much of a path is dot segments before the first other segment (RFC 3986, 5.2.4, steps A and D).
 std::size_t leadingDots(std::string_view path) {
     std::size_t at = 0;
     while (path.substr(at, 2) == "./" || path.substr(at, 3) == "../") {
@@ -119,7 +122,8 @@ std::size_t leadingDots(std::string_view path) {
     return path.substr(at) == "." || path.substr(at) == ".." ? path.size() : at;
 }
 
-/// RFC 3986, 5.2.4.
+/// Removes dot segments (RFC 3986, 5.2.4), in one pass and without the input buffer of the RFC's description, which
+/// would take quadratic time.
 std::string withoutDotSegments(const std::string& path) {
     if (path.find("/.") == kNone && path.compare(0, 1, ".") != 0) {
         return path;
@@ -212,9 +216,9 @@ std::u16string URI::toString() const {
     if (hasAuthority_) {
         text += "//" + authority_;
     } else if (path_.compare(0, 2, "//") == 0) {
-        text += "/.";  // else the path would be read as an authority
+        text += "/.";  // or the path would be read as an authority
     } else if (!hasScheme() && looksLikeScheme(path_)) {
-        text += "./";
+        text += "./";  // or its first segment would be read as a scheme
     }
     text += path_;
     if (hasQuery_) {

@@ -1,3 +1,5 @@
+// The properties as hosts see them, each a field of one of two parts: the standard's core properties, and an extension
+// for those that the standard's schema has no element for.
 #include "opc/pxservices/CoreProperties.hpp"
 
 #include "opc/Exception.hpp"
@@ -15,8 +17,8 @@ namespace opc::pxservices {
 
 namespace {
 
-/// Returns the time that the variable fixes, and none where it is unset or empty. A W3CDTF date has four digits for the
-/// year, which is why there is a last time.
+/// Returns the time that SOURCE_DATE_EPOCH fixes for reproducible output, and none where it is unset or empty. The year
+/// of a W3CDTF date has four digits, which is why there is a last time.
 std::optional<std::int64_t> fixedTime() {
     constexpr std::int64_t kEndOfYear9999 = 253402300799;
     const char* value = std::getenv("SOURCE_DATE_EPOCH");

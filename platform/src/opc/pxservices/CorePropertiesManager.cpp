@@ -1,3 +1,5 @@
+// Reads and writes the two parts of properties. A part that cannot be read must not keep a caller from other work with
+// the package: the failure is kept with the part and thrown by the getters that need it.
 #include "opc/pxservices/CorePropertiesManager.hpp"
 
 #include "fl/i18n/Conversion.hpp"
@@ -21,7 +23,8 @@ using model::detail::PackageStore;
 using model::detail::StoreAccess;
 using SourcePtr = std::shared_ptr<const PropertySource>;
 
-/// What the file is to blame for fails the getters, not whoever wants something else of the package.
+/// Whether a failure is the fault of the part. Such a failure is thrown by the getters of its properties; any other,
+/// such as a lack of memory, at once.
 bool blamesPart(ErrorKind kind) { return kind == ErrorKind::Damaged || kind == ErrorKind::LimitExceeded; }
 
 SourcePtr readSource(const PackageStore& store, const Part& part, const PropertySchema& schema) {
@@ -38,8 +41,8 @@ SourcePtr readSource(const PackageStore& store, const Part& part, const Property
     return source;
 }
 
-/// Remembers what was read last. As long as the part is not written, the same entries of one opening of a package hold
-/// the same.
+/// Remembers what was read last, as callers ask for one property after the other. It holds as long as the part is not
+/// written: the same entries of one opening of a package have the same content.
 class Remembered {
 public:
     SourcePtr read(const Package& package, const PropertyPlace& place, const PropertySchema& schema) {
@@ -66,7 +69,7 @@ private:
     SourcePtr source_;
 };
 
-/// Nothing when the part is to stay as it is.
+/// Returns the new XML of a part; none when the part is to stay as it is.
 std::optional<fl::Bytes> writtenXml(const Package& package, const PropertyPart& part, const PropertyPlace& place) {
     const PackageStore& store = StoreAccess::storeOf(package);
     auto xml = part.written(store.physical().limits().maxPackageXmlSize);
@@ -102,7 +105,7 @@ CoreProperties CorePropertiesManager::getCoreProperties() const {
 }
 
 void CorePropertiesManager::setCoreProperties(const CoreProperties& properties) {
-    // Before anything is changed: a value may be refused.
+    // Both parts are written out before either is changed, as a value may be refused.
     auto core = writtenXml(*package_, properties.impl_->core, detail::corePlace());
     auto extension = writtenXml(*package_, properties.impl_->extension, detail::extensionPlace());
     put(*package_, detail::corePlace(), std::move(core));

@@ -1,3 +1,6 @@
+// Reads and edits the XML of properties in place. Only the elements of known properties are replaced, by their byte
+// ranges; elements, comments and white space of other programs stay byte for byte. UTF-16 is converted first, so that
+// the ranges that the parser reports are ranges of the text that is edited.
 #include "opc/pxservices/PropertyDocument.hpp"
 
 #include "fl/Bytes.hpp"
@@ -24,7 +27,7 @@ using model::detail::XmlWriter;
 
 namespace {
 
-constexpr char16_t kMark = 0xFEFF;
+constexpr char16_t kMark = 0xFEFF;  // of byte order
 
 bool isLittleEndian(const fl::Bytes& xml) { return xml[0] == 0xFF || xml[1] == 0; }
 
@@ -37,6 +40,7 @@ std::u16string unitsOf(const fl::Bytes& xml) {
     return units;
 }
 
+/// Cuts off the declaration, which names an encoding that the text no longer has.
 std::string_view withoutDeclaration(std::string_view xml) {
     constexpr std::string_view kStart = "<?xml";
     const bool declared = xml.substr(0, kStart.size()) == kStart && xml.size() > kStart.size() &&
@@ -54,7 +58,7 @@ bool isUtf16(const fl::Bytes& xml) {
     return first == 0xFFFE || first == 0xFEFF || first == '<' || first == '<' << 8;
 }
 
-/// Such a document in UTF-8, without its declaration, which names the old encoding.
+/// Returns such a document in UTF-8, without its declaration.
 /// @param where  the file and the part, for messages. @throws opc::model::InvalidXMLDocument.
 fl::Bytes utf8Of(const fl::Bytes& xml, const std::string& where) {
     try {
@@ -76,6 +80,7 @@ class PropertyDocument::Handler : public PackageXmlHandler {
 public:
     explicit Handler(PropertyDocument& document) : document_(document), schema_(document.schema_) {}
 
+    /// Notes the prefixes that the root declares and that elements written here need.
     void startNamespace(std::string_view prefix, std::string_view uri) override {
         const bool needed =
             uri == kSchemaInstance || std::any_of(schema_.fields, schema_.fields + schema_.count,
@@ -155,6 +160,7 @@ std::size_t PropertyDocument::lineOf(const Element& element) const {
     return 1 + static_cast<std::size_t>(std::count(xml_->begin(), begin, '\n'));
 }
 
+/// The first element of a name is replaced, and further ones are removed: a repaired document has one of each.
 fl::Bytes PropertyDocument::with(const Values& values) const {
     std::vector<Edit> edits;
     std::string added;
@@ -172,7 +178,8 @@ fl::Bytes PropertyDocument::with(const Values& values) const {
     return edited(std::move(edits));
 }
 
-/// With the prefixes that the root gives; where it lacks one, with the usual ones, declared on the spot.
+/// Writes an element with the prefixes that the root declares. Where the root lacks one of them, the element declares
+/// the usual ones itself.
 std::string PropertyDocument::elementXml(const PropertyField& field, const std::string& value) const {
     const auto own = prefixes_.find(field.ns);
     const auto instance = prefixes_.find(kSchemaInstance);
@@ -193,7 +200,8 @@ std::string PropertyDocument::elementXml(const PropertyField& field, const std::
     return {bytes.begin(), bytes.end()};
 }
 
-/// A root without content is one tag, which ends in "/>".
+/// Returns the edit that adds elements at the end of the root. A root without content is one tag, which ends in "/>"
+/// and has to be opened.
 PropertyDocument::Edit PropertyDocument::appending(const std::string& elements) const {
     const bool isOneTag = rootEnd_.begin == rootEnd_.end;
     if (!isOneTag || elements.empty()) {

@@ -1,3 +1,5 @@
+// Properties of one part: values that were set, in front of those that were read. Setting costs nothing until the part
+// is written, and the values are checked then.
 #include "opc/pxservices/PropertyPart.hpp"
 
 #include "fl/i18n/Conversion.hpp"
@@ -108,6 +110,8 @@ void PropertyPart::fail(const PropertyDocument::Element& element, std::size_t fi
                         model::detail::shown(std::string_view(schema_->fields[field].local)) + " " + found);
 }
 
+/// A save always sets the stamp (the time of change, the release). That alone must not make it fail on a file whose
+/// part cannot be edited, or has no room: such a part is left as it is.
 std::optional<fl::Bytes> PropertyPart::written(std::uint64_t limit) const {
     const PropertyDocument::Values texts = values();
     if (source_ && !source_->document && isOnlyStamped()) {

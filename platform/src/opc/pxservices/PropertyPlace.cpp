@@ -1,9 +1,13 @@
+// Finds the part of properties and makes it where there is none. Files in use have relationships that lead nowhere,
+// parts of other programs under the usual name, and two kinds of relationship types; each of these is met without
+// losing a part of the file.
 #include "opc/pxservices/PropertyPlace.hpp"
 
 #include "fl/i18n/Conversion.hpp"
 #include "opc/Exception.hpp"
 #include "opc/model/PackageStore.hpp"
 #include "opc/model/StandardPartInfo.hpp"
+#include "opc/relationships/RelationshipRecord.hpp"
 
 #include <algorithm>
 #include <utility>
@@ -15,6 +19,7 @@ using model::Package;
 using model::Part;
 using model::PartName;
 using model::Relationship;
+using model::detail::internalTarget;
 
 std::vector<Relationship> relationshipsOf(const Package& package, const PropertyPlace& place) {
     std::vector<Relationship> all;
@@ -23,18 +28,6 @@ std::vector<Relationship> relationshipsOf(const Package& package, const Property
         all.insert(all.end(), ofType.begin(), ofType.end());
     }
     return all;
-}
-
-/// Nothing when the relationship leads out of the package, or its target is no part's name.
-boost::optional<PartName> targetOf(const Relationship& relationship) {
-    if (relationship.getTargetMode() == model::TargetMode::External) {
-        return boost::none;
-    }
-    try {
-        return PartName(relationship.getTargetURI());
-    } catch (const Exception&) {
-        return boost::none;
-    }
 }
 
 void putContent(Package& package, const PartName& name, fl::Bytes& content) {
@@ -56,7 +49,8 @@ bool tryCreate(Package& package, const PropertyPlace& place, const PartName& nam
     }
 }
 
-/// Each entry of a container can stand in the way of one name only, as all are in folders of their own.
+/// Tries numbered names until one is free. Each entry of a container can stand in the way of one name only, as every
+/// name has a folder of its own; so one more name than a container may have entries is enough.
 PartName createUnderFreeName(Package& package, const PropertyPlace& place) {
     const std::uint64_t most = model::detail::StoreAccess::storeOf(package).physical().limits().maxEntries;
     for (std::uint64_t number = 0; number <= most; ++number) {
@@ -86,7 +80,7 @@ void completing(Package& package, const PartName& created, Rest rest) {
 const PropertyPlace& corePlace() {
     static const PropertyPlace& place = *new PropertyPlace{
         {u"http://schemas.openxmlformats.org/package/2006/relationships/metadata/core-properties",
-         // An office suite has written this one for years.
+         // One office suite has written this type for years.
          u"http://schemas.openxmlformats.org/officedocument/2006/relationships/metadata/core-properties"},
         u"application/vnd.openxmlformats-package.core-properties+xml",
         u"/docProps",
@@ -105,7 +99,7 @@ const PropertyPlace& extensionPlace() {
 
 boost::optional<Part> findPart(const Package& package, const PropertyPlace& place) {
     for (const Relationship& relationship : relationshipsOf(package, place)) {
-        const auto name = targetOf(relationship);
+        const auto name = internalTarget(relationship);
         if (name && package.hasPart(*name)) {
             return package.getPart(*name);
         }
@@ -120,11 +114,11 @@ void putPart(Package& package, const PropertyPlace& place, fl::Bytes content) {
     }
     const auto dead = relationshipsOf(package, place);
     const auto used = std::find_if(dead.begin(), dead.end(), [&](const Relationship& each) {
-        const auto name = targetOf(each);
+        const auto name = internalTarget(each);
         return name && tryCreate(package, place, *name);
     });
     if (used != dead.end()) {
-        const PartName name = *targetOf(*used);
+        const PartName name = *internalTarget(*used);
         completing(package, name, [&] { putContent(package, name, content); });
         return;
     }

@@ -1,3 +1,4 @@
+// The elements that properties are kept in: their names, types and the names that messages give them.
 #include "opc/pxservices/PropertySchema.hpp"
 
 #include <iterator>

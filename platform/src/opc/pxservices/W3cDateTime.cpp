@@ -1,3 +1,5 @@
+// Dates and times of properties. Reading is generous, as programs write every precision and zone that XML Schema
+// permits; writing gives the one form that all programs read.
 #include "opc/pxservices/W3cDateTime.hpp"
 
 #include "fl/Ascii.hpp"
@@ -40,7 +42,7 @@ public:
         return failed_ ? least : value;
     }
 
-    /// Whether one of them is not zero.
+    /// Skips the digits of a fraction. @returns whether one of them is not zero.
     bool skipDigits() {
         failed_ = failed_ || !atDigit();
         bool any = false;
@@ -64,7 +66,8 @@ private:
     bool failed_ = false;
 };
 
-/// Minutes east of UTC. A time without a zone is common, and valid in XML Schema, which the standard's refers to.
+/// Returns minutes east of UTC. A time without a zone is common. It is valid in XML Schema, to which the standard's
+/// schema refers, and counts as UTC.
 long parseOffset(Scanner& scanner) {
     if (scanner.isAtEnd() || scanner.take('Z')) {
         return 0;
@@ -79,7 +82,7 @@ long parseOffset(Scanner& scanner) {
     return east ? long{minutes} : -long{minutes};
 }
 
-/// The time of day, which may be the end of the day, 24:00:00.
+/// Returns the time of day. It may be 24:00:00, the end of the day, which XML Schema permits.
 time_duration parseTime(Scanner& scanner) {
     const unsigned hours = scanner.number(2, 0, 24);
     scanner.expect(':');
@@ -133,6 +136,7 @@ boost::optional<ptime> parseW3cDateTime(std::string_view text) {
     if (!scanner.succeeded()) {
         return boost::none;
     }
+    // A zone may carry the time over into a year outside the calendar.
     const ptime parsed = at(year, month, day, time_duration()) + time - boost::posix_time::minutes(offset);
     return boost::make_optional(isInCalendar(parsed), parsed);
 }

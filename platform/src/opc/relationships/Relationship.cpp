@@ -1,3 +1,4 @@
+// What a handle on a relationship answers. The record that it shares never changes, so none of this needs the package.
 #include "opc/model/Relationship.hpp"
 
 #include "fl/i18n/Conversion.hpp"
@@ -19,6 +20,8 @@ const std::u16string& Relationship::getTarget() const noexcept { return record_-
 
 TargetMode Relationship::getTargetMode() const noexcept { return record_->mode; }
 
+/// Resolves an internal target against its source (RFC 3986, 5.2). A target is checked only here: a file with one that
+/// is no reference can still be opened, read and saved.
 URI Relationship::getTargetURI() const {
     const detail::RelationshipOrigin& origin = *record_->origin;
     try {

@@ -1,3 +1,6 @@
+// The relationships of one source. Records never change and are shared with handles; the list maps numbers, which give
+// the order and stay for ever, to records, and ids to numbers. Ids of a caller are kept, as content may refer to them;
+// ids that this library has chosen may still change until the file is written.
 #include "opc/relationships/RelationshipList.hpp"
 
 #include "fl/i18n/Conversion.hpp"
@@ -44,6 +47,8 @@ char32_t nextCodePoint(std::u16string_view& text) {
     return 0x10000 + ((first - 0xD800) << 10U) + (second - 0xDC00);
 }
 
+/// Returns what targets are resolved against. The URI of the package is made once, as nearly all packages need it, and
+/// is never destroyed, as handles may be used at the end of the process.
 URI baseOf(std::string_view sourceName) {
     static const URI& package = *new URI({kPackageSource.begin(), kPackageSource.end()});
     return sourceName == kPackageSource ? package : URI({sourceName.begin(), sourceName.end()});
@@ -106,6 +111,7 @@ private:
         list_.insert(recordOf(element));
     }
 
+    /// Ids must be unique and XML ids (M1.26). The target may be any text here, see Relationship::getTargetURI().
     RelationshipRecord recordOf(const XmlElement& element) const {
         RelationshipRecord record;
         record.id = fl::i18n::to_ustring(required(element, "Id"));
@@ -173,7 +179,7 @@ RelationshipList::RecordPtr RelationshipList::add(RelationshipRecord record) {
     return added;
 }
 
-/// All that may fail comes first: inserting nodes that are made already needs no memory.
+/// Makes all nodes before it changes anything, as inserting a node that exists needs no memory.
 /// @param inTheWay  the number of the relationship that has the id, and gets another one; 0 for none.
 RelationshipList::RecordPtr RelationshipList::insert(RelationshipRecord record, std::size_t inTheWay) {
     record.origin = origin();
@@ -184,14 +190,14 @@ RelationshipList::RecordPtr RelationshipList::insert(RelationshipRecord record, 
     if (inTheWay != 0) {
         giveWay(inTheWay);
     }
-    // Ids mostly come in their order, and numbers always do.
+    // Ids mostly come in ascending order, and numbers always do, so the end is the right hint.
     records_.insert(records_.end(), records.extract(records.begin()));
     numbers_.insert(numbers_.end(), numbers.extract(numbers.begin()));
     lastNumber_ = added->number;
     return added;
 }
 
-/// Puts a copy of a relationship with another id in its place. Handles on it keep the id that they had.
+/// Puts a copy of a record, with another id, in its place. Handles that exist keep the old record and its id.
 void RelationshipList::giveWay(std::size_t number) {
     RecordPtr& record = records_.at(number);
     RelationshipRecord other = *record;
@@ -210,6 +216,8 @@ void RelationshipList::remove(const std::u16string& id) {
     erase(found);
 }
 
+/// Finds a relationship by its number, as its id may have changed since the handle was got. The origin is compared
+/// first: a handle of another source may have the same number.
 void RelationshipList::remove(const RelationshipRecord& record) {
     const auto found = records_.find(record.number);
     if (record.origin != origin_ || found == records_.end()) {

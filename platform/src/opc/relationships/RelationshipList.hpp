@@ -34,9 +34,9 @@ public:
     bool isChanged() const noexcept { return changed_; }
 
     /// Adds a relationship; its origin and number are set here.
-    /// @param record  with an empty id for one to be chosen. An id that this library chose for another relationship
-    /// gives
-    ///                way: content may refer to a caller's own ids, and to chosen ones nothing does yet.
+    /// @param record  with an empty id if one is to be chosen. If this library chose the wanted id for another
+    ///                relationship, that one gets a new id: content may refer to ids of the caller, and to chosen ones
+    ///                nothing does yet.
     /// @throws opc::Exception of kind Misuse or Conflict, std::bad_alloc, with nothing changed.
     RecordPtr add(RelationshipRecord record);
 

@@ -1,3 +1,5 @@
+// Loads the module of the XML library at the first use of it. The other libraries and programs never name that library,
+// so that they start without it.
 #include "fl/Module.hpp"
 #include "opc/Exception.hpp"
 #include "opc/xml/Dom.hpp"

@@ -1,3 +1,6 @@
+// Reads content types and relationships twice at most: first by the fast reader of plain XML, and if that is unsure or
+// anything is wrong, by the strict reader, whose messages have line and column. The handler must therefore be able to
+// forget what it has taken in.
 #include "opc/xml/FlatXml.hpp"
 
 #include "opc/MessageText.hpp"
@@ -15,8 +18,8 @@ namespace {
 constexpr std::string_view kXmlNamespace = "http://www.w3.org/XML/1998/namespace";
 constexpr std::string_view kSchemaInstanceNamespace = "http://www.w3.org/2001/XMLSchema-instance";
 
-/// Attributes of foreign namespaces are let pass, but those of XML itself and of schema instances are forbidden
-/// (M1.21): xml:base, for one, would send the targets elsewhere in a reader that minds it.
+/// Attributes of foreign namespaces are accepted. Those of XML itself and of schema instances are forbidden (M1.21):
+/// xml:base, for one, would make a reader that honours it resolve the targets elsewhere.
 void refuseReservedAttributes(const XmlElement& element) {
     for (const XmlAttribute& each : element.attributes) {
         if (each.name.ns == kXmlNamespace || each.name.ns == kSchemaInstanceNamespace) {
@@ -43,7 +46,8 @@ bool describe(const Reader& reader, XmlElement& element) {
 
 bool isBlank(const std::u16string& text) { return text.find_first_not_of(u" \t\n") == std::u16string::npos; }
 
-/// Hands over the elements as long as the document is plain. @returns whether that was to its end.
+/// Hands over the elements as long as the document is plain. Text between them must be white space; anything else is
+/// left to the other parser to refuse. @returns whether the document was plain to its end.
 bool takePlain(std::string_view document, FlatXmlHandler& handler) {
     Reader reader(document);
     XmlElement element;
@@ -65,7 +69,7 @@ bool takePlain(std::string_view document, FlatXmlHandler& handler) {
     return true;
 }
 
-/// As above; a fault is for the other parser to find again, which knows its place.
+/// As above. A fault counts as not plain, so that the other parser finds it again and reports its place.
 bool takeFaultless(std::string_view document, FlatXmlHandler& handler) {
     try {
         return takePlain(document, handler);
@@ -118,6 +122,7 @@ void FlatXmlHandler::permitOnly(const XmlElement& element, std::initializer_list
 
 void parseFlatXml(const fl::Bytes& bytes, const std::function<std::string()>& where, FlatXmlHandler& handler) {
     const std::string_view document(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    // A mark of byte order, or white space in front, is not plain.
     if (bytes.empty() || bytes[0] != '<' || !takeFaultless(document, handler)) {
         handler.startOver();
         parsePackageXml(bytes, where(), handler);

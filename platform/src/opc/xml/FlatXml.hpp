@@ -16,7 +16,7 @@ public:
     void endElement(const XmlName& name, XmlRange tag) final;
     void characters(std::string_view text) final;
 
-    /// The document is read once more, by another parser.
+    /// Prepares for the document being read once more, from its start, by another parser.
     void startOver() {
         depth_ = 0;
         forget();

@@ -1,3 +1,4 @@
+// Gives failures of the strict reader the package's exceptions, with the file and the part in front.
 #include "opc/xml/PackageXml.hpp"
 
 #include "opc/model/InvalidXMLDocument.hpp"

@@ -1,3 +1,5 @@
+// The public helper for DOM documents. Functions that only walk a tree are here; everything that calls into the XML
+// library goes through dom(), which loads it.
 #include "opc/model/XercesHelper.hpp"
 
 #include "opc/model/XercesGuard.hpp"
@@ -14,7 +16,7 @@ const std::u16string& nameOf(const std::u16string& publicId, const std::u16strin
     return systemId.empty() ? publicId : systemId;
 }
 
-/// The library takes null and the empty string alike for "none".
+/// The XML library uses null and the empty string alike for "none".
 std::u16string_view view(const XMLCh* text) { return text == nullptr ? std::u16string_view() : text; }
 
 bool isNamed(const xercesc::DOMElement& element, const std::u16string& namespaceURI, const std::u16string& localName) {

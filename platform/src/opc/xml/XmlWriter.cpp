@@ -1,3 +1,6 @@
+// Writes package XML. Characters that a parser would change are written as references, so that every text comes back as
+// it was given: a carriage return always, tab and line feed in attribute values, which are normalised there (XML 1.0,
+// 2.11 and 3.3.3).
 #include "opc/xml/XmlWriter.hpp"
 
 #include "fl/i18n/Conversion.hpp"
@@ -11,7 +14,7 @@ namespace {
 
 constexpr std::string_view kDeclaration = R"(<?xml version="1.0" encoding="UTF-8" standalone="yes"?>)";
 
-/// What stands for a character that markup would swallow or that a parser would normalise; empty for any other.
+/// Returns the reference for a character that is markup or that a parser would normalise; empty for any other.
 std::string_view escapeOf(char c, bool inAttribute) {
     switch (c) {
     case '&':

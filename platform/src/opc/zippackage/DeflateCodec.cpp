@@ -1,3 +1,6 @@
+// Chooses how an entry is deflated. A search for repetitions takes nearly all the time, and compressed pictures in
+// base64 have none. Whether a content has any is decided by samples, so that the answer costs little; a wrong answer
+// costs size or time, never correctness, as both ways give a plain deflate stream.
 #include "opc/zippackage/DeflateCodec.hpp"
 
 #include "fl/ThreadKept.hpp"
@@ -10,11 +13,13 @@
 namespace opc::zippackage {
 namespace {
 
+/// The level that libdeflate and zlib take by default: a higher one costs several times the time for a few per cent.
 constexpr int kLevel = 6;
 
-// Whether a content is without repetitions is found out in two steps. The bytes of text are not evenly
-// spread: one KiB of every 8 is looked at, at no regular distance. Then samples, one of each MiB up to 16, are searched
-// for repetitions; in a large content they are longer than the distance over which deflate finds any.
+// Two tests decide whether a content is without repetitions. The first is cheap and turns down text, whose bytes are
+// not evenly spread: it looks at one KiB of every 8, at irregular distances, so that no regular layout of the content
+// can hide what lies between. The second searches samples for repetitions, one of each MiB up to 16; in a large content
+// a sample is longer than 32 KiB, the distance over which deflate finds any.
 constexpr std::size_t kSmallestSampled = std::size_t{64} << 10;
 constexpr std::size_t kStride = std::size_t{8} << 10;
 constexpr std::size_t kLookedAt = std::size_t{1} << 10;
@@ -35,6 +40,7 @@ bool isEvenlySpread(std::string_view content) {
     return true;
 }
 
+/// Both functions of libdeflate that make something return null only when there is no memory.
 template <class Owner, class Pointer>
 void own(Owner& owner, Pointer made) {
     if (made == nullptr) {
@@ -76,10 +82,12 @@ std::string_view DeflateCodec::deflate(std::string_view content) {
     if (!compressor_) {
         own(compressor_, libdeflate_alloc_compressor(kLevel));
     }
-    constexpr std::size_t kRoomBehind = 8;  // for deflateLiterals()
+    // A result as long as the content gains nothing, so there is room for less only; deflateLiterals() may write
+    // behind.
+    constexpr std::size_t kRoomBehind = 8;
     const std::size_t smaller = content.size() - 1;
     if (capacity_ < smaller) {
-        packed_.reset();
+        packed_.reset();  // before the new one is made, so that there are never two at a time
         capacity_ = 0;
         packed_ = std::unique_ptr<char[]>(new char[smaller + kRoomBehind]);
         capacity_ = smaller;
@@ -103,6 +111,7 @@ bool DeflateCodec::isWithoutRepetition(std::string_view content) {
     for (std::size_t i = 0; i != samples; ++i) {
         const std::string_view sample = content.substr(i * step + (step - length) / 2, length);
         const std::size_t found = search(sample, length);
+        // A search that gains less than a 256th is not worth its time.
         if (found != 0 && literalCodesSize(sample) > found + found / 256) {
             return false;
         }

@@ -1,3 +1,5 @@
+// Deflate (RFC 1951) of literals alone, in blocks with dynamic Huffman codes. Each block gets the codes that fit its
+// own bytes; nothing refers back to earlier bytes, so that time and size depend on the counts of the bytes only.
 #include "opc/zippackage/LiteralDeflate.hpp"
 
 #include <algorithm>
@@ -10,13 +12,14 @@
 namespace opc::zippackage {
 namespace {
 
-/// Bytes with codes of their own. What describes the codes is then a third of a thousandth of the result.
+/// Bytes that share one set of codes. The description of a set is then a third of a thousandth of the result.
 constexpr std::size_t kBlockSize = std::size_t{1} << 19;
 
 constexpr std::size_t kEndOfBlock = 256;
 constexpr std::size_t kSymbols = 257;
 
-/// Four codes and what is left of a byte fit into the 64 bits that are written at a time. Deflate permits 15.
+/// Four codes of 14 bits, and up to 7 bits that are left of the last byte, fit into the 64 bits that are written at a
+/// time. Deflate permits codes of 15 bits.
 constexpr unsigned kLongestCode = 14;
 constexpr std::size_t kCodesAtOnce = 4;
 
@@ -28,7 +31,8 @@ struct Code {
     std::uint16_t length;
 };
 
-/// Counts in four tables, as the same count twice in a row would have to wait for itself.
+/// Counts in four tables in turn. With one table, two equal bytes in a row would make the processor wait for its own
+/// last addition.
 Counts countsOf(std::string_view block) noexcept {
     std::array<std::array<std::uint32_t, 256>, 4> tables{};
     std::size_t at = 0;
@@ -48,8 +52,9 @@ Counts countsOf(std::string_view block) noexcept {
     return counts;
 }
 
-/// A tree over the symbols that occur: the leaves first, sorted by their counts, then the inner nodes, whose counts
-/// come out sorted too, so that the two smallest are always at the front of one list or the other.
+/// A Huffman tree over the symbols that occur. The nodes hold the leaves first, sorted by their counts, then the inner
+/// nodes in the order of their making. The counts of those come out sorted too, so that the two smallest nodes are
+/// always at the front of one list or the other, and no heap is needed.
 class HuffmanTree {
 public:
     explicit HuffmanTree(const Counts& counts) noexcept {
@@ -71,6 +76,7 @@ public:
     /// Sets the lengths of the codes. @returns the longest.
     unsigned setLengths(Lengths& lengths) noexcept {
         lengths.fill(0);
+        // Parents come after their children, so that going backwards meets each parent first.
         nodes_[end_ - 1].depth = 0;
         unsigned longest = 0;
         for (std::size_t at = end_ - 1; at-- != 0;) {
@@ -103,7 +109,8 @@ private:
     std::size_t end_ = 0;
 };
 
-/// Counts that differ too much are brought closer until the codes are short enough, which happens to few bytes only.
+/// Returns the lengths of the codes. If one is too long, the counts are brought closer together and the tree is made
+/// anew. That happens to few contents, and rounding up keeps a symbol that occurs from vanishing.
 Lengths lengthsOf(Counts counts) noexcept {
     Lengths lengths{};
     while (HuffmanTree(counts).setLengths(lengths) > kLongestCode) {
@@ -130,7 +137,8 @@ std::uint16_t reversed(unsigned bits, unsigned length) noexcept {
     return static_cast<std::uint16_t>(result);
 }
 
-/// Codes as deflate numbers them (RFC 1951, 3.2.2), their first bit lowest.
+/// Returns the codes as deflate numbers them (RFC 1951, 3.2.2). Their bits are reversed, as Huffman codes are packed
+/// from their most significant bit on, while all other fields are packed from the least significant one (3.1.1).
 std::array<Code, kSymbols> codesOf(const Lengths& lengths) noexcept {
     std::array<Code, kSymbols> codes{};
     unsigned next = 0;
@@ -179,12 +187,13 @@ private:
 
 constexpr unsigned kCountOfLengthCodes = 19;
 
-/// Bits of a block's header: the kind of the block, three counts, the lengths of the codes for lengths, and four bits
-/// for each length of a literal and of two codes for distances.
+/// The bits of a block's header (RFC 1951, 3.2.7): the kind of the block, three counts, the lengths of the codes for
+/// lengths, and four bits for each length of a literal and of two codes for distances.
 constexpr std::uint64_t kHeaderBits = 3 + 5 + 5 + 4 + 3 * kCountOfLengthCodes + 4 * (kSymbols + 2);
 
-/// Writes the lengths with codes of four bits for 0 to 15 and none for repetitions of lengths. There are two codes for
-/// distances, which nothing uses, as not all programs accept a block without any.
+/// Writes the lengths of the codes. Each length from 0 to 15 has a code of four bits, and repetitions of lengths have
+/// none: shorter headers would gain next to nothing. Two codes for distances are declared although nothing uses them,
+/// because some programs refuse a block without any.
 void writeHeader(BitWriter& out, const Lengths& lengths, bool isLast) noexcept {
     constexpr unsigned kDynamicBlock = 2;
     constexpr unsigned kRepetitions = 3;  // come first among the codes for lengths
@@ -235,7 +244,7 @@ std::size_t deflateLiterals(std::string_view content, char* to, std::size_t capa
         const Lengths lengths = lengthsOf(counts);
         const std::uint64_t bits = out.waiting() + kHeaderBits + bitsOf(counts, lengths);
         if (static_cast<std::size_t>(out.position() - to) + (bits + 7) / 8 > capacity) {
-            return 0;
+            return 0;  // before writing, so that nothing is ever written behind the capacity
         }
         writeBlock(out, block, lengths, content.empty());
     } while (!content.empty());

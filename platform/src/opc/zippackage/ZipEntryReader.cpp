@@ -1,3 +1,5 @@
+// Reads single entries. The index decides what an entry is; its local header must agree, as some readers go by the one
+// and some by the other, and a file in which they differ would be two documents.
 #include "opc/zippackage/ZipEntryReader.hpp"
 
 #include "fl/Ascii.hpp"
@@ -9,16 +11,21 @@
 namespace opc::zippackage {
 namespace {
 
-// Most local headers have less of extra fields, so one access to the file does.
+// Read along with the fixed part of a local header. Most headers have fewer bytes of extra fields, so that one access
+// to the file is enough.
 constexpr std::uint64_t kLikelyExtra = 128;
 
-// A deflated bit pair stands for 258 bytes at most.
+// The highest ratio that deflate can reach: two bits can stand for 258 bytes. What claims more is refused before memory
+// is taken for it.
 constexpr std::uint64_t kLargestDeflateRatio = 1032;
 
 std::string hex(std::uint32_t number) { return "0x" + fl::ascii::hex(number, 8); }
 
 }  // namespace
 
+/// Works out where the data begins, which only the local header says: its extra fields may differ from those of the
+/// index. That header and data fit between this entry and the next was checked with the sizes of the index; the
+/// header's own sizes are checked here, before they are used.
 ZipEntryReader::Place ZipEntryReader::locate(const ZipEntry& entry, ZipInput::Buffer& buffer) const {
     const std::uint64_t fixedSize = kLocalSize + entry.name.size();
     const std::uint64_t room = entry.end - entry.offset;
@@ -56,11 +63,13 @@ void ZipEntryReader::checkHeader(const ZipEntry& entry, FieldReader& fields, std
     }
     takeExtra(entry, extra, size, storedSize);
     const bool describedLater = (flags & kDataDescriptorFlag) != 0;
+    // A writer that did not know sizes and checksum in advance left them 0 here and put them behind the data, as the
+    // flag says (APPNOTE 4.4.4). Those behind the data are not looked at: the index has them.
     const auto agrees = [describedLater](std::uint64_t here, std::uint64_t inIndex) {
         return here == inIndex || (describedLater && here == 0);
     };
     if (!agrees(crc, entry.crc) || !agrees(storedSize, entry.storedSize) || !agrees(size, entry.size)) {
-        damaged(entry, text("its local header tells ", storedSize, " stored bytes, ", size, " bytes, checksum ",
+        damaged(entry, text("its local header says ", storedSize, " stored bytes, ", size, " bytes, checksum ",
                             hex(crc), ", the index ", entry.storedSize, ", ", entry.size, ", ", hex(entry.crc)));
     }
 }
@@ -86,7 +95,7 @@ fl::Bytes ZipEntryReader::read(const ZipEntry& entry) const {
     fl::Bytes content = entry.method == kStored ? readStored(entry, dataOffset) : readDeflated(entry, dataOffset);
     const std::uint32_t crc = DeflateCodec::checksum(asText(content));
     if (crc != entry.crc) {
-        damaged(entry, text("its content has the checksum ", hex(crc), ", the index tells ", hex(entry.crc)));
+        damaged(entry, text("its content has the checksum ", hex(crc), ", the index says ", hex(entry.crc)));
     }
     return content;
 }
@@ -100,6 +109,8 @@ fl::Bytes ZipEntryReader::readStored(const ZipEntry& entry, std::uint64_t dataOf
     return content;
 }
 
+/// Inflates into exactly the size that the index says. Both numbers must be met: bytes that are left over, on either
+/// side, are where another reader could find another content.
 fl::Bytes ZipEntryReader::readDeflated(const ZipEntry& entry, std::uint64_t dataOffset) const {
     if (entry.size / kLargestDeflateRatio > entry.storedSize) {
         damaged(entry, text(entry.storedSize, " deflated bytes cannot be ", entry.size, " bytes"));
@@ -110,11 +121,11 @@ fl::Bytes ZipEntryReader::readDeflated(const ZipEntry& entry, std::uint64_t data
     const auto inflated = DeflateCodec::inflate(packed, content);
     if (!inflated) {
         damaged(entry, text("its deflated data is invalid or inflates to more than the ", entry.size,
-                            " bytes that the index tells"));
+                            " bytes that the index says"));
     }
     if (inflated->produced != entry.size || inflated->consumed != entry.storedSize) {
-        damaged(entry, text("inflates to ", inflated->produced, " bytes from ", inflated->consumed,
-                            ", the index tells ", entry.size, " from ", entry.storedSize));
+        damaged(entry, text("inflates to ", inflated->produced, " bytes from ", inflated->consumed, ", the index says ",
+                            entry.size, " from ", entry.storedSize));
     }
     return content;
 }

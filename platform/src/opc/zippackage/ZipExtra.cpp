@@ -1,3 +1,5 @@
+// Extra fields: a list of numbered fields (APPNOTE 4.5). Only two of them matter here; the others are carried as they
+// are.
 #include "opc/zippackage/ZipExtra.hpp"
 
 #include "opc/zippackage/Fields.hpp"
@@ -8,7 +10,7 @@
 namespace opc::zippackage {
 namespace {
 
-// A version, and the checksum of the name in the header.
+// What precedes the name in a Unicode path field: a version, and the checksum of the name in the header.
 constexpr std::size_t kBeforeUnicodePath = 5;
 
 }  // namespace
@@ -24,6 +26,7 @@ std::optional<ZipExtra> parseExtra(std::string_view bytes) {
         }
         const std::uint16_t id = fields.u16();
         const std::uint16_t size = fields.u16();
+        // Of two fields of one kind, readers take the first or the last.
         const bool isTwice = (id == kZip64ExtraId && result.zip64) || (id == kUnicodePathExtraId && result.unicodePath);
         if (fields.remaining() < size || isTwice) {
             return std::nullopt;

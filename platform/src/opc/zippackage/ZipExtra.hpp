@@ -21,7 +21,8 @@ struct ZipExtra {
 /// Nothing when the fields do not fill the bytes exactly, or a field of interest is there twice.
 std::optional<ZipExtra> parseExtra(std::string_view bytes);
 
-/// Takes a size or offset from the front of the zip64 data if its own field was all ones. False when it is not there.
+/// Takes a value from the front of the zip64 data if its own field was all ones (APPNOTE 4.5.3): the data holds only
+/// values that did not fit, in a fixed order. @returns false when the value is needed and not there.
 bool takeZip64(std::string_view& data, std::uint64_t& value);
 
 }  // namespace opc::zippackage

@@ -42,7 +42,8 @@ struct Zip64From {
     std::uint64_t count = kOnes16;
 };
 
-/// 1980-01-01, the first day that a container can express. All entries have it, so equal contents give equal bytes.
+/// 1980-01-01, the first day that a container can express. All new entries have it, so that equal contents give equal
+/// bytes whenever they are saved.
 constexpr std::uint16_t kFixedDate = 1U << 5 | 1U;
 
 /// One record of the central directory, zip64 fields resolved. The texts are views of bytes held elsewhere.

@@ -1,3 +1,8 @@
+// Reads the index of a container from its end: the end record, the zip64 records if there are any, then the directory.
+// APPNOTE leaves room for files that two readers understand differently: several end records, gaps, overlaps,
+// equivalent names, fields that contradict each other. Every such file is refused here, as a check that one program
+// makes is worth nothing if another program reads something else from the same bytes. Each number of the file is
+// compared with what is there before it is used.
 #include "opc/zippackage/ZipIndexReader.hpp"
 
 #include "opc/MessageText.hpp"
@@ -22,6 +27,8 @@ bool agree(std::uint64_t plain, std::uint64_t ones, std::uint64_t wide) { return
 ZipIndexReader::ZipIndexReader(ZipInput& input, const Limits& limits)
     : input_(input), limitCheck_(input.doing(), limits) {}
 
+/// The limits are checked as early as the numbers are known, so that no claim of the file makes this take memory for
+/// it.
 ZipIndex ZipIndexReader::read() {
     const EndRecord end = readEndRecord();
     limitCheck_.checkCount(end.entries);
@@ -43,7 +50,8 @@ std::uint64_t ZipIndexReader::commentSize(std::uint64_t position) const {
     return FieldReader(input_.held(position + kEndSize - 2, 2)).u16();
 }
 
-/// Up to a line break, which some programs append and no reader minds.
+/// Whether a record and its comment reach to the end of the file. A line break may follow, which some programs append
+/// and all readers accept.
 bool ZipIndexReader::reachesEnd(std::uint64_t position) const {
     if (input_.size() - position < kEndSize) {
         return false;
@@ -53,8 +61,9 @@ bool ZipIndexReader::reachesEnd(std::uint64_t position) const {
     return rest.empty() || rest == "\n" || rest == "\r" || rest == "\r\n";
 }
 
-/// Readers look for the mark from the end, so a mark behind the real record, or a second record that fits, would let
-/// them see different containers.
+/// Finds the end record, which must be the last mark in the file and the only one that fits. Readers search for the
+/// mark backwards from the end, and differ in what they accept: a mark behind the real record, or a second record that
+/// fits, would let them see different containers.
 std::uint64_t ZipIndexReader::findEndRecord() const {
     const std::string_view tail = input_.held(input_.heldFrom(), input_.size() - input_.heldFrom());
     std::size_t marks = 0;
@@ -86,6 +95,7 @@ ZipIndexReader::EndRecord ZipIndexReader::readEndRecord() const {
     const std::uint16_t entriesHere = fields.u16();
     EndRecord end{position, position, fields.u16(), fields.u32(), fields.u32()};
     const bool zip64 = hasZip64(end);
+    // A container in one file has no other disks. With zip64 the fields may be all ones, as those of sizes may.
     const auto isFirstDisk = [zip64](std::uint16_t number) { return number == 0 || (zip64 && number == kOnes16); };
     if (!isFirstDisk(disk) || !isFirstDisk(directoryDisk) || entriesHere != end.entries) {
         input_.damaged("part of a container of several files");
@@ -101,6 +111,9 @@ bool ZipIndexReader::hasZip64(const EndRecord& end) const {
            FieldReader(input_.held(end.position - kZip64LocatorSize, 4)).u32() == kZip64LocatorSignature;
 }
 
+/// The zip64 record must lie directly before its locator, and be of the size without extensions. The format permits
+/// more, but then there would be bytes that belong to no record. Where a field of the end record is not all ones, both
+/// must agree, as not every reader looks at the zip64 record.
 void ZipIndexReader::readZip64(EndRecord& end) const {
     const std::uint64_t locatorPosition = end.position - kZip64LocatorSize;
     FieldReader locator(input_.held(locatorPosition + 4, kZip64LocatorSize - 4));
@@ -108,7 +121,7 @@ void ZipIndexReader::readZip64(EndRecord& end) const {
     end.start = locator.u64();
     if (recordDisk != 0 || locator.u32() != 1 || locatorPosition < kZip64EndSize ||
         end.start != locatorPosition - kZip64EndSize) {
-        input_.damaged(text("the zip64 locator tells of a record at offset ", end.start, ", not directly before it"));
+        input_.damaged(text("the zip64 locator names a record at offset ", end.start, ", not directly before it"));
     }
     FieldReader record(input_.held(end.start, kZip64EndSize));
     const bool isRecord = record.u32() == kZip64EndSignature && record.u64() == kZip64EndSize - 12;
@@ -125,6 +138,8 @@ void ZipIndexReader::readZip64(EndRecord& end) const {
     end = wide;
 }
 
+/// The directory must end exactly where the end records begin, so that its offset leaves no choice. The number of
+/// entries is compared with the size before memory is taken for so many.
 void ZipIndexReader::checkDirectoryPlace(const EndRecord& end) const {
     if (end.directorySize > end.start || end.directoryOffset != end.start - end.directorySize) {
         input_.damaged(text("the index of ", end.directorySize, " bytes at offset ", end.directoryOffset,
@@ -182,6 +197,8 @@ ZipEntry ZipIndexReader::readEntry(FieldReader& directory, std::size_t number) c
     return entry;
 }
 
+/// Puts the values of the zip64 field in the place of those that are all ones. The field must hold exactly the values
+/// that are needed: what is left over would be read by some programs and passed over by others.
 void ZipIndexReader::resolveZip64(ZipEntry& entry, std::uint16_t disk) const {
     const auto extra = parseExtra(entry.extra);
     if (!extra) {
@@ -220,6 +237,7 @@ void ZipIndexReader::checkEntry(const ZipEntry& entry) const {
     }
 }
 
+/// Names that differ in letter case only are one name for a package (ECMA-376-2, M1.12) and for some file systems.
 void ZipIndexReader::checkNames(const std::vector<ZipEntry>& entries) const {
     std::vector<std::string_view> names;
     names.reserve(entries.size());
@@ -232,7 +250,9 @@ void ZipIndexReader::checkNames(const std::vector<ZipEntry>& entries) const {
     }
 }
 
-/// Sets the entries' ends. Overlapping entries would be a bomb, or hide one file in another.
+/// Sets where each entry ends, which is where the next one or the directory begins. Overlapping entries are refused:
+/// they make bombs possible and let one file hide in another. So are bytes in front of the first entry. Gaps between
+/// entries are permitted, as data descriptors lie there.
 void ZipIndexReader::checkPlaces(std::vector<ZipEntry>& entries, std::uint64_t directoryOffset) const {
     std::vector<ZipEntry*> order;
     order.reserve(entries.size());

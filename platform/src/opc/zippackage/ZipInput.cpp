@@ -1,3 +1,6 @@
+// How the bytes of a container reach memory. The end of the file is read at once, as the index lies there, and a small
+// file is then held whole. Everything else is read by position when it is asked for, and ahead once a caller goes
+// through many small parts in a row.
 #include "opc/zippackage/ZipInput.hpp"
 
 #include "opc/MessageText.hpp"
@@ -13,12 +16,14 @@ namespace {
 constexpr std::uint64_t kAhead = std::uint64_t{1} << 15;
 constexpr std::uint64_t kSmall = kAhead / 4;
 
-/// What may lie between two pieces.
+/// Bytes that may lie between two pieces of one run: a local header, or a data descriptor.
 constexpr std::uint64_t kGap = 1024;
 
-/// A header and the data of a part or two are no sign yet that all of a package is being read.
+/// Pieces in a row before reading ahead begins. A caller that reads one part or two asks for fewer, and would pay for
+/// bytes that it does not need.
 constexpr unsigned kLongRun = 6;
 
+/// The most that the end records with the longest comment, and a line break behind them, can take up.
 constexpr std::uint64_t kLongestEnd = kZip64EndSize + kZip64LocatorSize + kEndSize + kOnes16 + 2;
 
 }  // namespace
@@ -33,7 +38,7 @@ void ReadAhead::copy(std::uint64_t offset, std::uint64_t count, void* to, std::u
         if (!bytes_) {
             bytes_ = std::unique_ptr<char[]>(new char[kAhead]);
         }
-        size_ = 0;
+        size_ = 0;  // so that nothing is taken from the buffer if reading fails
         file_.read(offset, bytes_.get(), std::min(kAhead, end - offset));
         from_ = offset;
         size_ = std::min(kAhead, end - offset);
@@ -48,6 +53,7 @@ bool ReadAhead::isRun(std::uint64_t offset, std::uint64_t count) {
     return run_ >= kLongRun;
 }
 
+/// Compares by subtraction, as the sum of an offset and a count of a hostile file could wrap around.
 bool ReadAhead::has(std::uint64_t offset, std::uint64_t count) const {
     return offset >= from_ && offset - from_ <= size_ && size_ - (offset - from_) >= count && bytes_ != nullptr;
 }
@@ -61,6 +67,8 @@ ZipInput::ZipInput(const foundation::storage::vfs::ReadableFile& file, const std
     hold(size_ - std::min(size_, kLongestEnd));
 }
 
+/// Extends what is held to the front. The end that is held already is copied rather than read again, so that all that
+/// was checked stays one version of the file.
 void ZipInput::hold(std::uint64_t offset) {
     if (offset >= heldFrom_) {
         return;

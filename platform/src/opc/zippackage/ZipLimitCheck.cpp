@@ -1,3 +1,5 @@
+// The limits of opc::Limits, which bound what a hostile file can make a reader spend, and which hold for writing too:
+// what is written must be readable. Sums saturate instead of wrapping around.
 #include "opc/zippackage/ZipLimitCheck.hpp"
 
 #include "opc/Exception.hpp"
@@ -9,7 +11,7 @@
 namespace opc::zippackage {
 namespace {
 
-// Names of 100 bytes are long already; a directory beyond this is made to take memory.
+// Names of 100 bytes are long already. A directory with more bytes an entry than this is made to take up memory.
 constexpr std::uint64_t kDirectoryBytesPerEntry = 4096;
 
 constexpr std::uint64_t kLargest = std::numeric_limits<std::uint64_t>::max();
@@ -42,6 +44,7 @@ void ZipLimitCheck::addEntry(std::string_view name, std::uint64_t size, std::uin
 }
 
 bool ZipLimitCheck::exceedsRatio(const Limits& limits, std::uint64_t size, std::uint64_t storedSize) {
+    // Divided rather than multiplied, which could overflow.
     return size > limits.ratioFreeSize && limits.maxRatio != 0 && (size - 1) / limits.maxRatio >= storedSize;
 }
 

@@ -1,3 +1,5 @@
+// Which names an entry may have. Names that some reader repairs, shortens or takes for a path outside the folder that
+// it extracts to are refused, rather than repaired here: each program would repair them differently.
 #include "opc/zippackage/ZipNames.hpp"
 
 #include "fl/Ascii.hpp"
@@ -52,9 +54,11 @@ const char* faultOfName(std::string_view name) {
     if (name.empty() || name.size() > kOnes16) {
         return name.empty() ? "is empty" : "is too long";
     }
+    // Some readers end a name at NUL, some take a backslash for a slash.
     if (name.find('\0') != std::string_view::npos || name.find('\\') != std::string_view::npos) {
         return "contains NUL or a backslash";
     }
+    // Extracting such a name would write outside the folder, on Windows also by the letter of a drive.
     if (name.front() == '/' ||
         (name.size() > 1 && name[1] == ':' && fl::ascii::isLetter(static_cast<unsigned char>(name.front())))) {
         return "is absolute";

@@ -1,3 +1,6 @@
+// A package's container as a zip file: opened once, read entry by entry, and committed as a whole new file. The open
+// file is kept until the end, because unchanged entries are carried over from it, and because it is the version that
+// the storage compares with when the new one is to take its place.
 #include "opc/zippackage/ZipPhysicalPackage.hpp"
 
 #include "fl/i18n/Conversion.hpp"
@@ -36,7 +39,7 @@ public:
     const ZipIndex& index() const noexcept { return index_; }
     const ZipEntryReader& reader() const noexcept { return reader_; }
 
-    /// Whether the end of the file, with all its index, is what was read when it was opened.
+    /// Whether the end of the file, with all its index, is still what was read when it was opened.
     bool hasIndexStill(const std::string& fileName) const {
         ZipInput now(*file_, fileName);
         now.hold(input_.heldFrom());
@@ -44,7 +47,8 @@ public:
         return now.held(input_.heldFrom(), count) == input_.held(input_.heldFrom(), count);
     }
 
-    /// Whether an entry has the content that its checksum tells, as far as we can read it.
+    /// Whether an entry has the content that its checksum promises. An entry compressed by another method cannot be
+    /// read, and counts as whole: it is carried over as it is.
     bool isWhole(const ZipEntry& entry) const {
         try {
             return (entry.method != kStored && entry.method != kDeflated) || reader_.read(entry).size() == entry.size;
@@ -60,8 +64,8 @@ private:
     ZipEntryReader reader_;
 };
 
-/// The entries of an open container that are stored and not deflated. New content of one that somebody chose to store
-/// is stored too: a version control system sees what stayed the same in a container of stored entries.
+/// Knows the entries of an open container that are stored, not deflated. New content of an entry that a user chose to
+/// store is stored too: a version control system finds what stayed the same only in a container of stored entries.
 class StoredEntries {
 public:
     /// @param container  null for one that is made anew.
@@ -149,6 +153,7 @@ void ZipPhysicalPackage::Impl::open(OpenMode mode) {
     if (mode_) {
         misused("Opening", "it is open already");
     }
+    // The working directory may change before the commit, and the name must mean the same file then.
     if (mode != OpenMode::ReadOnly) {
         fileName_ = ops_.anchored(fileName_);
     }
@@ -164,6 +169,10 @@ fl::Bytes ZipPhysicalPackage::Impl::read(std::size_t position) const {
     return container("Reading").reader().read(entryAt(position, "Reading"));
 }
 
+/// Writes the new container and has it take the old one's place. The plan is checked before anything is written, and
+/// the result is read back before it replaces anything. That second check finds what the first cannot know: stored
+/// content that looks like the end of a container. Deflated content does not, so the container is written once more
+/// with all deflated.
 void ZipPhysicalPackage::Impl::commit(const std::vector<PlannedEntry>& plan) {
     if (!mode_ || *mode_ == OpenMode::ReadOnly) {
         misused("Writing", "it is not open for writing");
@@ -178,7 +187,6 @@ void ZipPhysicalPackage::Impl::commit(const std::vector<PlannedEntry>& plan) {
         if (failure.kind() != ErrorKind::Damaged) {
             throw;
         }
-        // Stored content may look like the end of a container. Deflated, it does not.
         replacement.reset();
         replacement = begin();
         write(plan, Layout::AllDeflated, *replacement, doing);
@@ -192,7 +200,7 @@ std::unique_ptr<Replacement> ZipPhysicalPackage::Impl::begin() {
     return ops_.beginReplacement(fileName_, container_ ? &container_->input().file() : nullptr);
 }
 
-/// Reads the index of what was written, as whoever opens it will.
+/// Reads the index of what was written, with the reader that will open it later.
 void ZipPhysicalPackage::Impl::requireReadable(Replacement& out) const {
     if (const ReadableFile* const written = translatingStorageErrors("", [&] { return out.written(); })) {
         ZipInput input(*written, displayName_);
@@ -200,7 +208,8 @@ void ZipPhysicalPackage::Impl::requireReadable(Replacement& out) const {
     }
 }
 
-/// Whether the file that was opened holds its index still, and of all that is carried over what the index says.
+/// Whether the file that was opened still holds its index, and all entries that were carried over have their checksums.
+/// The storage asks this when something was done to the file that may or may not have changed its content.
 bool ZipPhysicalPackage::Impl::isUnchanged(const std::vector<PlannedEntry>& plan) const {
     if (!container_) {
         return true;
@@ -211,7 +220,7 @@ bool ZipPhysicalPackage::Impl::isUnchanged(const std::vector<PlannedEntry>& plan
            });
 }
 
-/// Refuses what could not be opened again: the reader's rules hold for what is written.
+/// Refuses a plan whose result could not be opened again: names and limits must be as the reader demands them.
 void ZipPhysicalPackage::Impl::checkPlan(const std::vector<PlannedEntry>& plan, const std::string& doing) const {
     ZipLimitCheck limitCheck(doing, limits_);
     limitCheck.checkCount(plan.size());
@@ -236,6 +245,8 @@ void ZipPhysicalPackage::Impl::checkPlan(const std::vector<PlannedEntry>& plan, 
     }
 }
 
+/// Writes the entries of the plan in their order, then the folders of the old container, which hold nothing and which
+/// some programs expect to find again.
 void ZipPhysicalPackage::Impl::write(const std::vector<PlannedEntry>& plan, Layout layout, Replacement& out,
                                      const std::string& doing) {
     DeflateCodec codec;

@@ -1,3 +1,6 @@
+// Writes containers in one pass, with no field that has to be set later: sizes and checksums are known before a local
+// header is written, so data descriptors are never needed, and those of carried entries are dropped. Zip64 fields
+// appear only where a value needs them, as not every program reads them.
 #include "opc/zippackage/ZipWriter.hpp"
 
 #include "fl/Ascii.hpp"
@@ -30,7 +33,7 @@ void ZipWriter::addContent(std::string_view name, const fl::Bytes& content, inte
     entry.crc = DeflateCodec::checksum(data);
     if (compression == interfaces::CompressionType::Normal) {
         const std::string_view deflated = codec_.deflate(data);
-        // What deflates too well would look like a bomb to the reader.
+        // A content that deflates too well would look like a bomb to the reader, so it is stored.
         if (!deflated.empty() && !ZipLimitCheck::exceedsRatio(limits_, entry.size, deflated.size())) {
             data = deflated;
             entry.method = kDeflated;
@@ -41,6 +44,8 @@ void ZipWriter::addContent(std::string_view name, const fl::Bytes& content, inte
     put(data);
 }
 
+/// Takes over an entry in the cheapest way that gives right bytes: from memory where it is held; as one range with its
+/// header where the header stays the same; else with a new header and a range of data alone.
 void ZipWriter::addCarried(const ZipInput& input, const ZipEntry& entry, const ZipEntryReader::Place& place) {
     const std::string header = addHeaders(entry, place.extra);
     if (place.dataOffset >= input.heldFrom()) {
@@ -54,6 +59,8 @@ void ZipWriter::addCarried(const ZipInput& input, const ZipEntry& entry, const Z
     }
 }
 
+/// Writes the directory and the end records. The limit is checked before: a directory that is too large could not be
+/// read again.
 void ZipWriter::finish(std::string_view comment) {
     ZipLimitCheck(doing_, limits_).checkDirectory(directory_.size());
     const std::uint64_t offset = position_;
@@ -77,7 +84,7 @@ void ZipWriter::putZip64End(FieldWriter& fields) const {
     fields.u32(kZip64LocatorSignature).u32(0).u64(position_ + directory_.size()).u32(1);
 }
 
-/// Keeps the directory's record for later. @returns the local header, which goes out next.
+/// Adds the directory's record of an entry. @returns the local header, which the caller writes next.
 std::string ZipWriter::addHeaders(ZipEntry entry, std::string_view localExtra) {
     entry.offset = position_;
     entry.flags = static_cast<std::uint16_t>(entry.flags & ~kDataDescriptorFlag);
@@ -122,7 +129,8 @@ bool ZipWriter::hasWideSizes(const ZipEntry& entry) const noexcept {
     return needsZip64(entry.size) || needsZip64(entry.storedSize);
 }
 
-/// A zip64 field if one is needed, and the others as they were.
+/// Returns a zip64 field if one is needed, and the other fields as they were. The field always comes first, and an old
+/// one is dropped: its values belong to the old place.
 std::string ZipWriter::extraOf(const ZipEntry& entry, std::string_view others, bool inDirectory) const {
     std::string wide;
     FieldWriter values(wide);
@@ -152,6 +160,8 @@ void ZipWriter::put(std::string_view bytes) {
     translatingStorageErrors(doing_, [&] { out_.write(bytes.data(), bytes.size()); });
 }
 
+/// Notes a range of the old file to be copied, and joins it to the one before where they touch. The storage can copy
+/// one long range much faster than many short ones.
 void ZipWriter::carry(const ZipInput& input, std::uint64_t offset, std::uint64_t count) {
     if (carriedFrom_ != &input || carriedOffset_ + carriedCount_ != offset) {
         copyCarried();

@@ -1,3 +1,4 @@
+// A tree of settings that never changes, so that any number of threads may read it.
 #include "settings/core/Settings.hpp"
 
 #include "fl/i18n/Conversion.hpp"

@@ -1,3 +1,5 @@
+// Finds and reads the file of settings. A file that cannot be used counts as none: settings are preferences, and no
+// save may fail because of them. The reason is logged, and can be asked for by programs that show it to their users.
 #include "settings/standalone/SettingsRoot.hpp"
 
 #include "fl/filesystem/NativePath.hpp"
@@ -50,7 +52,7 @@ std::string settingsPath() {
 /// Far more than any settings; reading a larger file would only hold up the caller.
 constexpr std::uint64_t kLargest = std::uint64_t{1} << 20;
 
-/// None when there is no such file.
+/// Returns none when there is no such file. @throws Unusable.
 std::optional<std::string> readWhole(const std::string& path) try {
     const foundation::storage::vfs::LocalStorage storage;
     const std::u16string name = fl::filesystem::fromNativePath(path);

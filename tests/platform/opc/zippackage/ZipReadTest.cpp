@@ -51,7 +51,7 @@ const Row<ZipFile> kRefused[] = {
     {[](ZipFile& f) { f.entries.emplace_back("d/", "").offset = 40; }, "reaches beyond offset"},
     {[](ZipFile& f) { f.entries.emplace_back("d/", "x"); }, "the folder 'd/' has a content"},
     {[](ZipFile& f) { f = {}, f.beforeEnd = "PK\6\7\0\0\0\0\xC8"s + std::string(7, '\xFF') + "\1\0\0\0"s; },
-     "zip64 locator tells"},
+     "zip64 locator names"},
     {[](ZipFile& f) {
          f.entries.clear(), f.zip64 = true, f.forged[88] = std::string(8, '\xFF');
          f.forged[40] = "\x9\0\0\0\0\0\0\0\xF7"s + std::string(7, '\xFF');
@@ -62,7 +62,7 @@ const Row<ZipFile> kRefused[] = {
 
 /// Changes of the last entry.
 const Row<BuiltEntry> kRefusedEntries[] = {
-    {[](BuiltEntry& i) { i.local.crc = i.central.crc = 0xA0B0C; }, "the index tells 0x000a0b0c"},
+    {[](BuiltEntry& i) { i.local.crc = i.central.crc = 0xA0B0C; }, "the index says 0x000a0b0c"},
     {[](BuiltEntry& i) { i.local.size = i.central.size -= 1; }, "inflates to more than the 899 bytes"},
     {[](BuiltEntry& i) { i.local.size = i.central.size += 1; }, "inflates to 900 bytes"},
     {[](BuiltEntry& i) { i.local.size = i.central.size = 60000000; }, "cannot be 60000000 bytes"},
@@ -70,12 +70,12 @@ const Row<BuiltEntry> kRefusedEntries[] = {
     {[](BuiltEntry& i) { i.data += "x", i.local.storedSize = i.central.storedSize += 1; }, "from"},
     {[](BuiltEntry& i) { i.local.method = i.central.method = 12; }, "compressed by method 12"},
     {[](BuiltEntry& i) { i.local.method = i.central.method = 0; }, "not compressed, but 900 bytes"},
-    {[](BuiltEntry& i) { i.local.flags = 8, i.local.size = 1; }, "its local header tells"},
-    {[](BuiltEntry& i) { i.local.crc = 0; }, "its local header tells"},
+    {[](BuiltEntry& i) { i.local.flags = 8, i.local.size = 1; }, "its local header says"},
+    {[](BuiltEntry& i) { i.local.crc = 0; }, "its local header says"},
     {[](BuiltEntry& i) { i.local.extra = "abc"; }, "extra fields of its local header"},
     {[](BuiltEntry& i) { i.local.size = i.local.storedSize = kOnes32, i.local.extra = zip64Field({9}); },
      "extra fields"},
-    {[](BuiltEntry& i) { i.local.size = kOnes32, i.local.extra = zip64Field({901}); }, "its local header tells"},
+    {[](BuiltEntry& i) { i.local.size = kOnes32, i.local.extra = zip64Field({901}); }, "its local header says"},
     {[](BuiltEntry& i) { i.local.extra = std::string(40, '\0'), i.data.resize(i.data.size() - 40); }, "leaves no room"},
     {[](BuiltEntry& i) { i.central.extra = "UT\1"; }, "malformed extra fields"},
     {[](BuiltEntry& i) { i.central.extra = "UT\2\0x"s; }, "malformed extra fields"},
@@ -95,7 +95,7 @@ const Row<BuiltEntry> kRefusedEntries[] = {
 /// refused.
 const std::tuple<std::string, char, const char*, std::vector<std::size_t>> kGuarded[] = {
     {"PK\3\4", 'w', "not like the index", {0, 6, 8, 30}},
-    {"PK\3\4", 'w', "its local header tells", {14, 18, 22}},
+    {"PK\3\4", 'w', "its local header says", {14, 18, 22}},
     {"PK\3\4", 'w', "its local header with a name of 119", {26}},
     {"PK\3\4", 'w', "extra fields of 30464 bytes leaves no room", {29}},
     {"PK\1\2", 'w', "record 3 of the index is missing", {0}},
@@ -106,7 +106,7 @@ const std::tuple<std::string, char, const char*, std::vector<std::size_t>> kGuar
     {"PK\1\2", 'w', "in another file", {34}},
     {"PK\5\6", 'w', "several files", {4, 6, 8}},
     {"PK\5\6", 'w', "does not end where", {16}},
-    {"PK\6\7", 'w', "zip64 locator tells", {4, 8, 16}},
+    {"PK\6\7", 'w', "zip64 locator names", {4, 8, 16}},
     {"PK\6\6", 'w', "zip64 end record at", {0, 4, 16, 20, 24, 40, 48}},
 };
 

@@ -10,14 +10,16 @@ namespace foundation::storage::vfs {
 ///
 /// A replacement is written to a temporary file beside its target, private to the user, and takes the target's place by
 /// renameat2(2) when it and its folder entry can be made durable: atomic, durable, and a conflict when the target's
-/// content was changed meanwhile or a file has appeared. Whether it was changed, size and modification time tell; if
-/// the time of change alone is another, Replacement::askWhenTouched decides. From the last look at it to the end it is
-/// locked by flock(2), or by fcntl(2) where a file system has no flock, so that of two replacements one is a conflict.
-/// Where the file system can exchange two names, one by a program that knows of no lock is found out too, and its
-/// version gets its name back. A lock that is held for more than five seconds is not waited for any longer.
+/// content was changed meanwhile or a file has appeared. It counts as changed when its size or modification
+/// time is another one; if only the time of the status change differs, Replacement::askWhenTouched decides. From the
+/// last look at it to the end it is locked by flock(2), or by fcntl(2) where a file system has no flock, so that of two
+/// replacements one is a conflict. Where the file system can exchange two names, one by a program that knows of no lock
+/// is found out too, and its version gets its name back. A lock that is held for more than five seconds is not waited
+/// for any longer.
 ///
 /// The target's owner (where permitted), mode, ACL, user attributes, SELinux label and flags are kept, as they are when
-/// it is replaced; access never gets wider on the way. What of these a file system cannot tell or keep stops no save. A
+/// it is replaced; access never gets wider on the way. An attribute that a file system cannot report or
+/// keep does not stop a save. A
 /// symbolic link as the last component is followed, so links stay links; one that leads nowhere is refused. A
 /// hard-linked file is replaced under the given name only; its other names keep the old content. A file that the
 /// process may not write is refused, though its folder would permit it. Temporaries that a killed process left are

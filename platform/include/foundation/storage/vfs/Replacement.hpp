@@ -24,8 +24,8 @@ public:
     /// through memory. @throws StorageError as write() and ReadableFile::read().
     virtual void append(const ReadableFile& source, std::uint64_t offset, std::uint64_t count);
 
-    /// What was written so far, to be read until the next call of another function; null when the storage cannot tell.
-    /// @throws StorageError as write().
+    /// What was written so far, to be read until the next call of another function; null when the storage cannot give
+    /// it back. @throws StorageError as write().
     virtual const ReadableFile* written() { return nullptr; }
 
     /// Sets what commit() asks when the file that is to be replaced has its size and its time of modification still,

@@ -1,3 +1,6 @@
+// All that touches Boost.Log. Its core belongs to the whole process, and a host may log through it too: records of this
+// library are marked by attributes, and the sink takes those only. The core is destroyed before the last calls of this
+// library, which is why the end is noted and later messages are dropped.
 #include "foundation/log/LogOutput.hpp"
 
 #include <atomic>
@@ -47,11 +50,12 @@ boost::shared_ptr<ErrorSink> makeErrorSink() {
     return sink;
 }
 
-/// The log core is a library with static objects, of which the process destroys some before the last calls of this
-/// library, which then have to be silent.
+/// Whether the static objects of the log core may be gone. Calls of this library can come later, from destructors of
+/// the host, and must then be silent.
 std::atomic<bool> logHasEnded{false};
 
-/// Handlers run in the reverse order of their registration, so those of the objects that are touched here run later.
+/// Registers the handler that notes the end. Handlers run in the reverse order of their registration, so all objects of
+/// the log core that are needed are touched first: their destructors then run later than the handler.
 bool registerEnd() {
     logging::core::get();
     const logging::attribute_name names[] = {kChannel, kLevel, logging::expressions::tag::smessage::get_name()};

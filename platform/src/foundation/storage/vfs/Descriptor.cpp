@@ -1,3 +1,5 @@
+// Turns failures of the system into StorageError. The kinds separate only what callers treat differently; a lack of
+// memory stays std::bad_alloc, as everywhere.
 #include "foundation/storage/vfs/Descriptor.hpp"
 
 #include "foundation/storage/vfs/StorageError.hpp"

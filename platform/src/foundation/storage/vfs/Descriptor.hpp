@@ -7,7 +7,7 @@
 
 namespace foundation::storage::vfs {
 
-/// Owns a file descriptor.
+/// Owns a file descriptor. The only class here that closes one, so that every path out of a function closes it once.
 class Descriptor {
 public:
     Descriptor() = default;
@@ -34,7 +34,8 @@ private:
     int descriptor_ = -1;
 };
 
-/// Repeats a system call that a signal interrupted; returns what it returned at last.
+/// Repeats a system call as long as a signal interrupts it; returns its last result. Not for close(2), which has closed
+/// the descriptor even when it reports EINTR.
 template <class Call>
 auto retryInterrupted(Call call) {
     auto result = call();

@@ -1,3 +1,5 @@
+// The exchange of two names and the look at its outcome. Every comparison is between open files, never between names
+// alone: a name can come to stand for another file between two calls, an open file stays the one that it is.
 #include "foundation/storage/vfs/Exchange.hpp"
 
 #include <cerrno>
@@ -18,7 +20,8 @@ bool Exchange::swap() const noexcept {
     return ::renameat2(directory_, temporary_.c_str(), directory_, target_.c_str(), RENAME_EXCHANGE) == 0;
 }
 
-/// @param wanted  a file that is open, so that both are asked now: some file systems give inodes other numbers in time.
+/// @param wanted  an open file. Both files are asked for their identity now, rather than compared with one noted
+/// before: some file systems in user space give a file another inode number in the course of time.
 Exchange::Displaced Exchange::lookAtDisplaced(int wanted) const noexcept {
     struct stat found {};
     struct stat open {};
@@ -28,7 +31,7 @@ Exchange::Displaced Exchange::lookAtDisplaced(int wanted) const noexcept {
     return FileIdentity(found).isSameFileAs(FileIdentity(open)) ? Displaced::Wanted : Displaced::Other;
 }
 
-/// The same file that was opened, and nothing written to it since.
+/// Whether what was displaced is the file that was opened, and nothing was written to it since.
 Exchange::Displaced Exchange::lookForExpected() const noexcept {
     const Displaced displaced = lookAtDisplaced(expected_.descriptor());
     struct stat now {};
@@ -38,8 +41,9 @@ Exchange::Displaced Exchange::lookForExpected() const noexcept {
     return displaced == Displaced::Wanted ? Displaced::Unknown : displaced;
 }
 
-/// Gives what was displaced its name back. When the temporary does not come out in return, another program has replaced
-/// the target once more, and gets its name back in turn.
+/// Gives what was displaced its name back. If the temporary does not come out in return, another program has replaced
+/// the target once more in the meantime, and gets its name back in turn. More than that is not tried: three programs
+/// that replace one file within two system calls end as Entangled, with every version kept under some name.
 ExchangeResult Exchange::revert(Displaced displaced) const noexcept {
     const int reason = errno;
     if (!swap()) {

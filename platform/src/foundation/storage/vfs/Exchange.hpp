@@ -6,17 +6,19 @@
 
 namespace foundation::storage::vfs {
 
-/// How far an exchange has come. Unless it says otherwise, the temporary's name stands for the temporary.
+/// How an exchange has ended. In all cases but Done and Entangled the temporary's name stands for the temporary again,
+/// or for a file that cannot be looked at.
 enum class ExchangeResult {
     Done,        ///< the temporary's name stands for the file that was to be replaced
-    Unverified,  ///< done, but what the temporary's name stands for can neither be looked at nor be put back
-    Reverted,    ///< the target was another file than expected, which has its name back
-    Entangled,   ///< others came between; the temporary's name stands for a version of theirs
-    Failed       ///< for the reason in errno; nothing has changed
+    Unverified,  ///< done, but what was displaced can neither be looked at nor be put back
+    Reverted,    ///< the target was another file than expected, and has its name back
+    Entangled,   ///< more programs came between; the temporary's name stands for a version of theirs
+    Failed       ///< for the reason in errno, with nothing changed
 };
 
-/// Lets a temporary and the file that it replaces change names in one step, and looks at what that has brought out:
-/// the kernel has no rename that compares, so another program may have come between the last look and the rename.
+/// Makes a temporary and the file that it replaces change names in one step, and then looks at the file that was
+/// displaced. The look is needed because the kernel has no rename that compares: another program may have replaced the
+/// target between our last look at it and the exchange.
 class Exchange {
 public:
     /// @param directory  the folder of both; `temporary` and `target` are names in it and outlive this object.

@@ -1,3 +1,6 @@
+// Copies what a file has besides its content to the file that replaces it. Two rules decide every doubtful case: access
+// never becomes wider than it was, not even between two steps, and an attribute that a file system cannot read or keep
+// does not fail the save.
 #include "foundation/storage/vfs/FileAttributes.hpp"
 
 #include "foundation/storage/vfs/Descriptor.hpp"
@@ -21,7 +24,8 @@ constexpr std::string_view kUserPrefix = "user.";
 constexpr std::string_view kLabel = "security.selinux";
 constexpr mode_t kPermissions = 07777;
 
-/// Reads what has to be asked for its size first and may grow between the two calls.
+/// Reads an attribute or a list of attributes whose size must be asked for first. It may grow between the two calls,
+/// which the system reports by ERANGE; then both are repeated.
 /// @param read  takes a buffer and its size as fgetxattr(2) does.
 template <class Read>
 bool readSized(Read read, std::vector<char>& value) {
@@ -46,7 +50,7 @@ bool readAttribute(int descriptor, const char* name, std::vector<char>& value) {
     return readSized([&](char* to, std::size_t size) { return ::fgetxattr(descriptor, name, to, size); }, value);
 }
 
-/// A file system that cannot list an attribute, or has no room for it, stops no save.
+/// A failure is ignored: a file system that cannot read an attribute, or has no room for it, must not stop a save.
 void copyAttribute(int from, int to, const char* name) {
     std::vector<char> value;
     if (readAttribute(from, name, value)) {
@@ -54,8 +58,8 @@ void copyAttribute(int from, int to, const char* name) {
     }
 }
 
-/// Those of users, and the label of SELinux, where the process may set it. Capabilities are for programs. @returns
-/// whether there is an ACL, as far as can be known.
+/// Copies user attributes, and the label of SELinux where the process may set it. Capabilities are left out: they give
+/// rights to programs. @returns whether the list names an ACL; false when there is no list.
 bool copyListedAttributes(int from, int to) {
     std::vector<char> names;
     if (!readSized([&](char* list, std::size_t size) { return ::flistxattr(from, list, size); }, names)) {
@@ -89,7 +93,8 @@ struct Ownership {
     bool groupKept;
 };
 
-/// Only the superuser gives files away, but an owner may choose among the own groups; so failing here is no error.
+/// Only the superuser may give a file away, but an owner may choose among the groups of the process. So a failure is no
+/// error here; restrictMode() and copyAcl() take it into account.
 Ownership copyOwnership(const struct stat& wanted, const struct stat& present, int to) {
     const bool sameUser = wanted.st_uid == present.st_uid;
     const bool sameGroup = wanted.st_gid == present.st_gid;
@@ -100,7 +105,7 @@ Ownership copyOwnership(const struct stat& wanted, const struct stat& present, i
     return {sameUser, groupKept};
 }
 
-/// The mode that gives nobody more than `mode` gave before the ownership changed.
+/// Returns the mode that gives no user more access than `mode` gave with the original owner and group.
 mode_t restrictMode(mode_t mode, Ownership ownership) {
     if (!ownership.userKept) {
         mode &= ~static_cast<mode_t>(S_ISUID);
@@ -113,7 +118,8 @@ mode_t restrictMode(mode_t mode, Ownership ownership) {
     return mode;
 }
 
-/// Takes away the ACL that a new file inherits from its folder.
+/// Removes the ACL that a new file inherits from its folder: the original has none, and this one may give access. A
+/// file system that has no ACLs fails here too, so a failure is an error only if there is still an ACL to be read.
 void removeAcl(int descriptor, const std::string& path) {
     if (::fremovexattr(descriptor, kAcl) == -1 && ::fgetxattr(descriptor, kAcl, nullptr, 0) != -1) {
         throw StorageError(StorageErrorKind::Other,
@@ -121,15 +127,17 @@ void removeAcl(int descriptor, const std::string& path) {
     }
 }
 
-/// Returns whether access by others than the owner is now as `from` has it, but for the mode bits.
+/// Returns whether the access of others than the owner is now that of `from`, apart from the mode bits.
+/// @param isListed  whether the list of attributes names an ACL. If it does and the ACL cannot be read, nothing is
+/// known of what it denies.
 bool copyAcl(bool isListed, int from, int to, Ownership ownership, const std::string& path) {
     std::vector<char> acl;
     if (!readAttribute(from, kAcl, acl)) {
         removeAcl(to, path);
         return !isListed;
     }
-    // An ACL may also deny, so that without it, or with its entry for the group meaning another one, only closing the
-    // file to all others is safe.
+    // An ACL may also deny access, and its entry for the group would mean another group if that could not be kept. In
+    // both cases only closing the file to all but its owner is safe.
     if (ownership.groupKept && ::fsetxattr(to, kAcl, acl.data(), acl.size(), 0) == 0) {
         return true;
     }
@@ -149,9 +157,10 @@ struct stat statusOf(int descriptor, const std::string& path) {
 
 void copyAttributes(int from, int to, const std::string& path) {
     const struct stat wanted = statusOf(from, path);
-    const bool hasAcl = copyListedAttributes(from, to);  // while the file is still ours, as it need not be afterwards
-    // The owner before the rights: the other way round the rights would for a moment be those of somebody else. The
-    // ACL before the mode: the mode's group bits are the mask of an ACL, and without one the rights of the group.
+    const bool hasAcl = copyListedAttributes(from, to);  // before the owner changes, after which it may be forbidden
+    // The owner is set before the rights: in the other order the rights would for a moment be those of another user.
+    // The ACL is set before the mode: with an ACL the group bits of the mode are its mask, without one the rights of
+    // the group.
     const Ownership ownership = copyOwnership(wanted, statusOf(to, path), to);
     mode_t mode = restrictMode(wanted.st_mode & kPermissions, ownership);
     if (!copyAcl(hasAcl, from, to, ownership, path)) {

@@ -5,7 +5,9 @@
 
 namespace foundation::storage::vfs {
 
-/// Compares what two looks at a name saw: whether it was the same file in the same state.
+/// What fstat(2) reported about a file at one moment, for comparing two such moments: whether it was the same file, and
+/// whether it was in the same state. The comparisons differ in how much they take for a change; the one that a step of
+/// a save uses decides what counts as a conflict there.
 class FileIdentity {
 public:
     explicit FileIdentity(const struct stat& status) noexcept : status_(status) {}
@@ -16,12 +18,14 @@ public:
         return status_.st_dev == other.status_.st_dev && status_.st_ino == other.status_.st_ino;
     }
 
-    /// Whether size and modification time are the same, as they are unless something was written.
+    /// Whether size and modification time are the same. Any write changes them, except one of the same size within one
+    /// tick of the kernel's clock, and one after which the time was set back.
     bool hasContentOf(const FileIdentity& other) const noexcept {
         return status_.st_size == other.status_.st_size && same(status_.st_mtim, other.status_.st_mtim);
     }
 
-    /// Whether nothing at all was done to the file, not even to its name, owner, mode or attributes.
+    /// Whether nothing at all was done to the file, not even to its name, owner, mode or attributes, all of which
+    /// change the time of the last status change.
     bool isUntouchedSince(const FileIdentity& other) const noexcept {
         return hasContentOf(other) && same(status_.st_ctim, other.status_.st_ctim);
     }

@@ -1,3 +1,5 @@
+// Locks that belong to an open file description, as both flock(2) and F_OFD_SETLK give them. Plain fcntl(2) locks would
+// not do: they belong to the process, which loses all of them when it closes any descriptor of the file.
 #include "foundation/storage/vfs/FileLock.hpp"
 
 #include <cerrno>
@@ -12,12 +14,14 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// Writers of this library hold it for two renames; these may have to wait for a journal, and seldom take a second.
+/// Writers of this library hold the lock for two renames. These may have to wait for a journal, but rarely take as long
+/// as a second.
 constexpr std::chrono::seconds kPatience(5);
 
 }  // namespace
 
-/// Asks again and again, as a wait within flock(2) cannot be limited but by a signal, which belongs to the host.
+/// Asks repeatedly instead of waiting in flock(2). Such a wait can be limited only by a signal, and signals belong to
+/// the host.
 FileLock::FileLock(int descriptor, Wait wait) noexcept : descriptor_(descriptor) {
     std::chrono::milliseconds pause(1);
     const auto end = Clock::now() + (wait == Wait::No ? std::chrono::seconds(0) : kPatience);
@@ -28,7 +32,8 @@ FileLock::FileLock(int descriptor, Wait wait) noexcept : descriptor_(descriptor)
     }
 }
 
-/// Said aloud, as closing does not unlock when a forked child has the file open too.
+/// Unlocks explicitly. Closing the descriptor would not be enough: a child that was forked meanwhile may hold the same
+/// open file description, to which the lock belongs.
 FileLock::~FileLock() {
     if (answer_ == Answer::Mine && isRecordLock_) {
         struct flock whole {};
@@ -39,6 +44,9 @@ FileLock::~FileLock() {
     }
 }
 
+/// Tries the kinds of locks in this order: flock(2); flock(2) on a descriptor that may write, which NFS requires and
+/// reports by EBADF; a lock of fcntl(2), for file systems without flock. The kind that worked once is kept, so that
+/// repeated tries ask for the same lock.
 FileLock::Answer FileLock::tryLock(int descriptor) noexcept {
     Answer answer = isRecordLock_ ? Answer::NoSuchLocks : tryFlock();
     if (answer == Answer::NoSuchLocks && errno == EBADF && mayWrite(descriptor)) {
@@ -67,7 +75,8 @@ FileLock::Answer FileLock::tryRecordLock() noexcept {
     return errno == EAGAIN || errno == EACCES ? Answer::TakenByAnother : Answer::NoSuchLocks;
 }
 
-/// Turns to a descriptor of the same file that may write, if there is one to be had.
+/// Makes descriptor_ one that may write, by opening the same file once more through /proc, which works after a rename
+/// too. Returns false when the process has no right to that.
 bool FileLock::mayWrite(int descriptor) noexcept {
     if (!writable_ && (::fcntl(descriptor, F_GETFL) & O_ACCMODE) == O_RDONLY) {
         char path[64];

@@ -4,11 +4,12 @@
 
 namespace foundation::storage::vfs {
 
-/// An exclusive lock on an open file, for as long as this object lives. It is that of flock(2), or where a file system
-/// has none, one of fcntl(2) for open file descriptions: both belong to the open file, so that they keep apart threads
-/// of a process as well as processes. Over NFS, which asks for a descriptor that may write, the file is opened once
-/// more for that. A lock binds only those who ask for it. Where there are no locks, or somebody does not let go of one,
-/// this goes on without: what it keeps apart is looked at once more afterwards.
+/// An exclusive lock on an open file, held as long as this object lives. It is a lock of flock(2), or where a file
+/// system has none, one of fcntl(2) for open file descriptions. Both belong to the open file, so that they separate the
+/// threads of a process as well as processes. NFS grants such a lock only on a descriptor that may write, so the file
+/// is opened once more there. The lock binds only programs that ask for it. Where there are no locks, or where another
+/// program holds one for too long, the caller goes on without: the lock makes conflicts rare, and the look after the
+/// exchange finds them.
 class FileLock {
 public:
     enum class Wait { No, AFewSeconds };
@@ -30,8 +31,8 @@ private:
     bool mayWrite(int descriptor) noexcept;
 
     int descriptor_;
-    Descriptor writable_;  ///< the same file, opened once more
-    bool isRecordLock_ = false;
+    Descriptor writable_;        ///< the same file, opened once more for a lock that needs the right to write
+    bool isRecordLock_ = false;  ///< whether the lock is one of fcntl(2)
     Answer answer_ = Answer::NoSuchLocks;
 };
 

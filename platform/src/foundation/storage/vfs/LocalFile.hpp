@@ -23,10 +23,11 @@ public:
 
     int descriptor() const noexcept { return descriptor_.get(); }
 
-    /// As it was when the file was opened.
+    /// The identity as it was when the file was opened: the version that a replacement must find unchanged.
     const FileIdentity& identity() const noexcept { return identity_; }
 
-    /// As it is now; a file system may have given it another inode. @throws StorageError
+    /// The identity as it is now. It may differ from identity() in the inode number alone: file systems in user space
+    /// give out new ones. @throws StorageError
     FileIdentity identityNow() const;
 
 private:

@@ -1,3 +1,7 @@
+// How a file of the machine is replaced. The order of the steps keeps both versions safe: the temporary is complete and
+// synced before it takes the target's name, the target is looked at once more under a lock just before the names
+// change, and what was displaced is looked at just after. docs/reliability.md describes the protocol and
+// tests/protocol/save.pml models it: whoever moves a step here has to move it there too.
 #include "foundation/storage/vfs/LocalReplacement.hpp"
 
 #include "fl/filesystem/NativePath.hpp"
@@ -37,7 +41,7 @@ const char* const kAppeared = "it has appeared where no file was";
 /// Whether a file system, or an old kernel, answers so to a rename that it cannot do.
 bool isUnsupported(int error) { return error == EINVAL || error == ENOSYS || error == EOPNOTSUPP || error == ENOTTY; }
 
-/// A file that is open elsewhere.
+/// The temporary, for a caller that reads back what it has written. The descriptor belongs to the replacement.
 class OpenFile final : public ReadableFile {
 public:
     OpenFile(int descriptor, const std::string& path)
@@ -54,7 +58,8 @@ private:
     std::uint64_t size_;
 };
 
-/// @param path  of what was there when it was opened.
+/// Returns the target's path with all symbolic links resolved, so that a link stays a link and its target is replaced.
+/// @param path  of a file that existed when it was opened. If it is gone by now, that is a conflict.
 std::string withoutLinks(const std::string& path) {
     auto resolved = fl::filesystem::realPath(path);
     if (!resolved && errno == ENOENT) {
@@ -70,7 +75,8 @@ std::string withoutLinks(const std::string& path) {
 
 LocalReplacement::LocalReplacement(const std::string& path, const LocalFile* replaced)
     : LocalReplacement(resolve(path, replaced != nullptr), replaced) {
-    // From here on the destructor runs whatever is thrown, as the constructor delegated to is done.
+    // The delegated constructor has completed, so the destructor runs whatever is thrown from here on. It removes the
+    // temporary that createTemporary() makes.
     checkTarget();
     checkWritable();
     createTemporary();
@@ -119,8 +125,9 @@ void LocalReplacement::checkReplaced(bool found, const struct stat& present) con
     }
 }
 
-/// Much changes the time of change and not the content: a link, an attribute, a mode set to what it was, a rename there
-/// and back. But who sets the time of modification back can hide a change of the content from all but this time.
+/// Decides when only the time of the last status change (ctime) is another one. That time changes without any change of
+/// the content: when a link is made, an attribute or a mode set, or the file renamed there and back. But a program that
+/// writes and then sets the modification time back can be recognised by this time alone, so the content is compared.
 void LocalReplacement::checkUntouched() const {
     const bool isTouched = !replaced_->identityNow().isUntouchedSince(replaced_->identity());
     if (isTouched && isUnchanged_ && !isUnchanged_()) {
@@ -138,17 +145,18 @@ void LocalReplacement::checkAbsent(bool found, const struct stat& present) const
     }
 }
 
-/// Renaming needs no right to the file itself; writing a file that is marked read-only is not what anybody expects.
+/// Replacing a file by renaming needs no right to the file itself. But a user who marked a file as read-only does not
+/// expect it to be written, so the right to write is asked for as if the file were written in place.
 void LocalReplacement::checkWritable() const {
     if (replaced_ != nullptr && ::faccessat(target_.directory.get(), target_.name.c_str(), W_OK, AT_EACCESS) == -1) {
         throwErrno("write", target_.path);
     }
 }
 
-/// A new file is to get the rights that the umask, or the default ACL of the folder in its place, gives to any new
-/// file. Only the kernel applies them right, and the umask cannot be read without changing it for all threads. So the
-/// file is created as any, what it got is noted, and only then is it closed to others. Who opens it in between has no
-/// right to it that the finished file does not give, and finds it empty.
+/// A new file is to have the rights that the umask, or the default ACL of its folder, gives to any new file. Only the
+/// kernel can apply these correctly, and the umask cannot be read without changing it for all threads. So the temporary
+/// is created like any file, the mode that it got is noted, and then it is closed to others until the commit. A program
+/// that opens it in between has no right that the finished file would not give it, and finds it empty.
 void LocalReplacement::createTemporary() {
     std::string name = newTemporaryName();
     const mode_t mode = replaced_ != nullptr ? kPrivateMode : kNewFileMode;
@@ -167,7 +175,8 @@ void LocalReplacement::createTemporary() {
     }
 }
 
-/// After a failure nothing more can come of the temporary, so it goes at once and frees the space.
+/// Discards the temporary when `work` throws. Nothing more can come of it, and the space that it takes may be what the
+/// user lacks.
 template <class Work>
 void LocalReplacement::discardOnFailure(Work work) {
     try {
@@ -192,6 +201,8 @@ void LocalReplacement::write(const void* from, std::size_t count) {
     });
 }
 
+/// Gathers small writes, as a container is written field by field. Writes that fill the buffer go to the system as they
+/// are, behind what is gathered.
 void LocalReplacement::writeBuffered(const unsigned char* from, std::size_t count) {
     if (count > kBufferSize - buffer_.size()) {
         flush();
@@ -228,8 +239,9 @@ void LocalReplacement::append(const ReadableFile& source, std::uint64_t offset, 
     });
 }
 
-/// Returns how much it copied. Why it was not all is no matter: copying the rest through memory either works, as
-/// between two file systems, or fails with the reason.
+/// Copies within the kernel where it can, which file systems with shared extents do without reading. Returns how much
+/// was copied. The reason for stopping early does not matter: copying the rest through memory either works, as between
+/// two file systems, or fails with the reason.
 std::uint64_t LocalReplacement::copyInKernel(const LocalFile& source, std::uint64_t offset, std::uint64_t count) {
     flush();
     constexpr std::uint64_t kAtOnce = 1 << 30;
@@ -255,6 +267,10 @@ const ReadableFile* LocalReplacement::written() {
     return written_.get();
 }
 
+/// The order of the steps matters. The attributes are set before the content appears under the final name, so that it
+/// is never open to more users than it is meant for. The content is synced before the rename, or power loss could leave
+/// the name with an empty file. After the rename the new version is in place, so neither a failure to sync the folder
+/// nor one to sweep may discard anything.
 void LocalReplacement::commit() {
     discardOnFailure([this] {
         requireTemporary();
@@ -275,12 +291,15 @@ void LocalReplacement::setFinalAttributes() {
     }
 }
 
+/// The identity is noted before the attributes are copied: a change that comes between the two is found by the
+/// comparison just before the exchange, and the attributes are copied again.
 void LocalReplacement::takeOverAttributes() {
     attributesOf_ = replaced_->identityNow();
     copyAttributes(replaced_->descriptor(), temporary_.get(), target_.path);
 }
 
-/// A failed fsync is never tried again: the kernel reports lost pages once, and then takes them for clean.
+/// A failed fsync is not repeated: the kernel reports lost pages once and marks them as clean, so that a second call
+/// would succeed although the data is gone.
 void LocalReplacement::syncTemporary() {
     if (::fsync(temporary_.get()) == -1) {
         throwErrno("make durable the temporary for", target_.path);
@@ -302,6 +321,8 @@ void LocalReplacement::putInPlace() {
     giveUpTemporary();
 }
 
+/// Takes no lock: there is no old version that writers could lock, and the rename itself refuses when a file has
+/// appeared.
 void LocalReplacement::create() {
     checkTarget();
     if (renameToAbsent() == 0) {
@@ -313,7 +334,9 @@ void LocalReplacement::create() {
     throwErrno("rename the temporary onto", target_.path);
 }
 
-/// Renames unless the target exists, atomically.
+/// Renames unless the target exists, in one step. Of the three ways the first that the file system knows is taken: a
+/// rename that never replaces, a link that never replaces, and at last a look followed by a plain rename, which is all
+/// that some file systems in user space offer.
 int LocalReplacement::renameToAbsent() const {
     const int directory = target_.directory.get();
     const char* const temporary = temporaryName_.c_str();
@@ -322,7 +345,6 @@ int LocalReplacement::renameToAbsent() const {
     if (result == 0 || !isUnsupported(errno)) {
         return result;
     }
-    // The file system cannot do that, but a link never replaces anything either.
     if (::linkat(directory, temporary, directory, target, 0) == 0) {
         ::unlinkat(directory, temporary, 0);
         return 0;
@@ -330,20 +352,23 @@ int LocalReplacement::renameToAbsent() const {
     if (errno == EEXIST) {
         return -1;
     }
-    checkTarget();  // in this file system nothing better can be had
+    checkTarget();
     return ::renameat(directory, temporary, directory, target);
 }
 
-/// All writers of this library that have opened the same version lock the same file, and the version that they make is
-/// locked until they have looked at what it displaced. So nobody who keeps to this comes between.
+/// All writers of this library that opened the same version lock that one file. The version that they make is locked as
+/// well, by temporaryLock_, until they have looked at what it displaced. So no program that takes these locks can come
+/// between the last look and the exchange; a program that takes none is found out by the look after the exchange.
 void LocalReplacement::replace() {
     const FileLock lock(replaced_->descriptor(), FileLock::Wait::AFewSeconds);
     checkTarget();
     checkUntouched();
+    // Another program may have changed owner, mode or attributes since they were copied, while the content was synced.
     if (!replaced_->identityNow().isUntouchedSince(*attributesOf_)) {
-        takeOverAttributes();  // others have changed them since
+        takeOverAttributes();
         syncTemporary();
     }
+    // From its new name a later sweep learns which two contents it may remove, should the process be killed below.
     std::string name =
         exchangeName(temporaryName_, fingerprintOf(temporary_.get()), fingerprintOf(replaced_->descriptor()));
     rename(name);
@@ -358,6 +383,8 @@ void LocalReplacement::rename(const std::string& to) {
     }
 }
 
+/// Handles every end that an exchange of names can have. Only a file that is certainly the displaced old version is
+/// removed; a version of another program keeps a name, which the error reports.
 void LocalReplacement::exchangeOrRename() {
     const int directory = target_.directory.get();
     switch (Exchange(directory, temporaryName_, target_.name, temporary_.get(), *replaced_).run()) {
@@ -366,9 +393,9 @@ void LocalReplacement::exchangeOrRename() {
         removeTemporary();
         return;
     case ExchangeResult::Unverified:
-        return;  // a later sweep looks at it again
+        return;  // the new version is in place; a later sweep compares the displaced file and decides
     case ExchangeResult::Reverted:
-        ::fsync(directory);  // or power loss might undo the return of the other version only
+        ::fsync(directory);  // else power loss could undo the second exchange and not the first
         throwConflict(target_.path, kChanged);
     case ExchangeResult::Entangled:
         ::fsync(directory);
@@ -377,6 +404,12 @@ void LocalReplacement::exchangeOrRename() {
     case ExchangeResult::Failed:
         break;
     }
+    throwUnlessUnsupported();
+    rename(target_.name);  // the best that this file system offers: it has no exchange of names
+}
+
+/// @throws StorageError for the reason in errno, unless it says that the file system cannot exchange names.
+void LocalReplacement::throwUnlessUnsupported() const {
     if (errno == ENOENT) {
         throwRemoved(target_.path);
     }
@@ -389,11 +422,11 @@ void LocalReplacement::exchangeOrRename() {
     if (!isUnsupported(errno)) {
         throwErrno("exchange the temporary with", target_.path);
     }
-    rename(target_.name);  // in this file system nothing better can be had
 }
 
-/// An owner or a mode that others gave the file in the last moment. The file has its name already, so that failing to
-/// take these over too fails no save.
+/// Takes over an owner or a mode that another program gave the file at the last moment. The new version has its name
+/// already, so that a failure here must not fail the save. It closes the file to others instead, rather than give
+/// access that was just taken away.
 void LocalReplacement::takeOverLastAttributes() noexcept {
     try {
         if (!replaced_->identityNow().hasOwnerAndModeOf(*attributesOf_)) {
@@ -401,7 +434,7 @@ void LocalReplacement::takeOverLastAttributes() noexcept {
             syncTemporary();
         }
     } catch (...) {
-        ::fchmod(temporary_.get(), kPrivateMode);  // rather than that more may read it than were to
+        ::fchmod(temporary_.get(), kPrivateMode);
     }
 }
 
@@ -421,11 +454,12 @@ void LocalReplacement::discard() noexcept {
 
 void LocalReplacement::removeTemporary() noexcept {
     if (!temporaryName_.empty()) {
-        ::unlinkat(target_.directory.get(), temporaryName_.c_str(), 0);  // should this fail, a later sweep gets it
+        ::unlinkat(target_.directory.get(), temporaryName_.c_str(), 0);  // if this fails, a later sweep removes it
     }
 }
 
-/// Returns the name that it had.
+/// Closes the temporary without removing it, and returns the name that it had. The lock goes first, as it belongs to
+/// the open file.
 std::string LocalReplacement::giveUpTemporary() noexcept {
     temporaryLock_.reset();
     temporary_.reset();

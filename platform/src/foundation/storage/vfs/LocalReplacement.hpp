@@ -30,8 +30,8 @@ public:
     void discard() noexcept override;
 
 private:
-    /// The folder is opened once and all is done relative to it, so that nobody who renames folders meanwhile makes
-    /// the steps work on different ones.
+    /// The folder is opened once, and every step works relative to it. So all steps concern the same folder, even when
+    /// another program renames folders meanwhile.
     struct Target {
         std::string path;
         std::string name;  ///< the last component
@@ -64,6 +64,7 @@ private:
     void replace();
     void rename(const std::string& to);
     void exchangeOrRename();
+    void throwUnlessUnsupported() const;
     void removeTemporary() noexcept;
     std::string giveUpTemporary() noexcept;
     void syncDirectory() const;
@@ -72,12 +73,12 @@ private:
     const LocalFile* replaced_;
     std::string temporaryName_;  ///< empty while there is no temporary
     Descriptor temporary_;
-    std::optional<FileLock> temporaryLock_;  ///< tells that it is in use
+    std::optional<FileLock> temporaryLock_;  ///< held so that no sweep takes the temporary for a leftover
     mode_t newFileMode_ = 0;
-    std::unique_ptr<const ReadableFile> written_;
-    std::function<bool()> isUnchanged_;
-    std::optional<FileIdentity> attributesOf_;  ///< the replaced file when its attributes were taken over
-    std::vector<unsigned char> buffer_;
+    std::unique_ptr<const ReadableFile> written_;  ///< what written() handed out last
+    std::function<bool()> isUnchanged_;            ///< what askWhenTouched() was given; may be empty
+    std::optional<FileIdentity> attributesOf_;     ///< the replaced file when its attributes were copied last
+    std::vector<unsigned char> buffer_;            ///< written, but not yet handed to the system
 };
 
 }  // namespace foundation::storage::vfs

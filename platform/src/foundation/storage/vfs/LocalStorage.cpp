@@ -1,3 +1,5 @@
+// Files of the machine for reading, and the entry to replacing them. Names become paths here and nowhere else; all
+// below works on open files.
 #include "foundation/storage/vfs/LocalStorage.hpp"
 
 #include "fl/filesystem/NativePath.hpp"
@@ -20,7 +22,8 @@ Descriptor openRegularFile(const std::string& path) {
     // Not blocking: opening a FIFO would otherwise wait for a writer that may never come.
     constexpr int kFlags = O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
     Descriptor descriptor(retryInterrupted([&] { return ::open(path.c_str(), kFlags); }));
-    // File systems of networks and in user space may look up a file, and open it when it has just been replaced.
+    // A network file system, or one in user space, looks up a name and opens what it found in two steps. When the file
+    // was replaced between the two, the system reports ESTALE, and a new look-up finds the new version.
     for (int attempt = 0; !descriptor && errno == ESTALE && attempt != 8; ++attempt) {
         descriptor = Descriptor(retryInterrupted([&] { return ::open(path.c_str(), kFlags); }));
     }
@@ -87,6 +90,8 @@ void readExactly(int descriptor, const std::string& path, std::uint64_t offset, 
     }
 }
 
+/// Only two answers of the system mean that there is no file. Any other failure, such as a folder that may not be
+/// searched, leaves the question open: taking it for "no" would make a caller create a file over one that exists.
 bool LocalStorage::exists(const std::u16string& name) const {
     const std::string path = toNativePath(name);
     struct stat status {};

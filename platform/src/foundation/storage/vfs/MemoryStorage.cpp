@@ -1,3 +1,6 @@
+// Files in memory, with the same promises as files of the machine: a replacement appears at once or not at all, and
+// replacing another version than the one that was opened is a conflict. Contents are shared and never change, so that a
+// reader keeps its version while others replace it, and the address of the content can identify the version.
 #include "foundation/storage/vfs/MemoryStorage.hpp"
 
 #include "fl/i18n/Conversion.hpp"

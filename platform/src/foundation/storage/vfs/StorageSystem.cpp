@@ -1,3 +1,4 @@
+// What all storages share: the default of Replacement::append(), and the test for names that are no paths.
 #include "fl/Ascii.hpp"
 #include "foundation/storage/vfs/Replacement.hpp"
 #include "foundation/storage/vfs/hasIRIPrefix.hpp"
@@ -11,6 +12,7 @@ namespace {
 
 using fl::ascii::isLetter;
 
+/// What a scheme may consist of after its first letter (RFC 3986, 3.1).
 bool isSchemeUnit(char16_t unit) {
     return isLetter(unit) || fl::ascii::isDigit(unit) || unit == u'+' || unit == u'-' || unit == u'.';
 }

@@ -1,3 +1,7 @@
+// Names of temporaries, and the sweep of those that a killed process left. A sweep must never remove what a user could
+// miss. So it takes only regular files whose names were made here, that were not written to for an hour, that no
+// process has locked, and whose content, where the name records it, is one of the two versions that a finished save
+// leaves elsewhere.
 #include "foundation/storage/vfs/Temporaries.hpp"
 
 #include "fl/Ascii.hpp"
@@ -38,9 +42,9 @@ std::uint64_t randomNumber() {
 
 std::string digits(std::uint64_t number) { return fl::ascii::hex(number, kDigits); }
 
-/// The numbers that a name made here tells: the random one alone, or with those of the contents.
+/// The numbers in a name that was made here: the random one alone, or followed by the fingerprints of the two contents.
 struct Numbers {
-    std::size_t count = 0;  ///< 0 for another name
+    std::size_t count = 0;  ///< 1 or 3; 0 for a name that was not made here
     std::uint64_t values[3] = {};
 };
 
@@ -71,13 +75,15 @@ Numbers numbersOf(std::string_view name) noexcept {
     return {};
 }
 
-/// Whether the name says that nobody misses the file's content.
+/// Whether the file's content may be removed. A name with the random number alone is that of a temporary before its
+/// exchange, which is never the only copy of a version that a user has seen.
 bool isTemporary(const Numbers& numbers, int file) noexcept {
     const std::uint64_t content = numbers.count == 3 ? fingerprintOf(file) : 0;
     return numbers.count == 1 || (content != 0 && (content == numbers.values[1] || content == numbers.values[2]));
 }
 
-/// Whether a file is a temporary that nobody uses any more.
+/// Whether a file is a leftover of a killed process. The time is looked at before the lock is tried, so that a writer
+/// that is about to lock its new temporary never finds it locked by a sweep.
 bool isStale(int directory, const char* name) noexcept {
     const Numbers numbers = numbersOf(name);
     if (numbers.count == 0) {
@@ -90,12 +96,13 @@ bool isStale(int directory, const char* name) noexcept {
            !FileLock(file.get(), FileLock::Wait::No).isTakenByAnother() && isTemporary(numbers, file.get());
 }
 
-/// Which folders this process has swept, and when. The oldest gives its place to a new one.
+/// Which folders this process has swept, and when. When all places are taken, the folder that was swept the longest
+/// time ago gives its place to a new one.
 struct Sweeps {
     struct Folder {
         dev_t device;
         ino_t inode;
-        std::time_t time;  ///< of a clock that only goes on; 0 for an empty place
+        std::time_t time;  ///< of the monotonic clock; 0 for an empty place
     };
     std::mutex mutex;
     Folder folders[16];
@@ -103,11 +110,12 @@ struct Sweeps {
 static_assert(std::is_trivially_destructible_v<Sweeps>);
 Sweeps sweeps{};
 
-/// Listing a large folder takes longer than saving a small file.
+/// Whether the folder has not been swept for an hour, as far as this process knows. If so, it counts as swept now.
 bool isSweepDue(int directory) noexcept {
     struct stat status {};
     timespec now{};
-    // Where a thread of the parent held the lock when this process was forked, it stays locked.
+    // Never waits for the lock: if a thread of the parent held it when this process was forked, it stays locked for
+    // ever.
     const std::unique_lock<std::mutex> lock(sweeps.mutex, std::try_to_lock);
     if (!lock.owns_lock() || ::fstat(directory, &status) == -1 || ::clock_gettime(CLOCK_MONOTONIC, &now) == -1) {
         return false;
@@ -131,9 +139,9 @@ struct CloseDirectory {
 };
 using Directory = std::unique_ptr<DIR, CloseDirectory>;
 
-/// Null when the directory cannot be listed.
+/// Returns null when the folder cannot be listed. It is opened anew, as the position in a listing belongs to the open
+/// file description, and the caller's may be shared.
 Directory openListing(int directory) {
-    // Opened anew, as the position in the listing belongs to the descriptor.
     Descriptor descriptor(::openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     Directory listing(descriptor ? ::fdopendir(descriptor.get()) : nullptr);
     if (listing != nullptr) {
@@ -142,8 +150,8 @@ Directory openListing(int directory) {
     return listing;
 }
 
-/// Mixes bytes into a hash, eight at a time. It is not made to withstand anyone who looks for two contents of one hash:
-/// who can write to the folder can remove the file as well.
+/// Mixes bytes into a hash, eight at a time. The hash need not resist a search for two contents with one value: a user
+/// who may write to the folder can remove the file as well.
 std::uint64_t mixed(std::uint64_t hash, const char* bytes, std::size_t count) noexcept {
     constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15;
     for (std::size_t at = 0; at < count; at += sizeof hash) {
@@ -155,6 +163,7 @@ std::uint64_t mixed(std::uint64_t hash, const char* bytes, std::size_t count) no
     return hash;
 }
 
+// A larger file is not hashed as a whole: a save would have to read both versions of it once more.
 constexpr off_t kWholeContent = 256 << 10;
 constexpr off_t kEnds = 64 << 10;
 constexpr off_t kSamples = 32;

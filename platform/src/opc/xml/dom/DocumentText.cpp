@@ -1,3 +1,6 @@
+// Decodes a document before the XML library sees it. That library drops some of what it cannot decode, and a character
+// that it drops would make two programs read different code from one file. So encoding errors, lone surrogates and NUL
+// are found here, and the parser gets text that is certainly UTF-16.
 #include "opc/xml/dom/DocumentText.hpp"
 
 #include "fl/i18n/Conversion.hpp"
@@ -27,7 +30,8 @@ bool startsWith(const Bytes& bytes, std::string_view start) {
            });
 }
 
-/// By the mark of byte order, or by the first characters of a declaration.
+/// Distinguishes UTF-8 and UTF-16 by the mark of byte order, or by the first characters of a declaration (XML 1.0,
+/// appendix F).
 SourceEncoding encodingOf(const Bytes& bytes) {
     using namespace std::string_view_literals;
     if (startsWith(bytes, "\xFF\xFE") || startsWith(bytes, "<\0?\0"sv)) {
@@ -72,6 +76,8 @@ void checkSize(std::uint64_t units, const std::string& document) {
 }
 
 DocumentText decodeDocument(const std::vector<unsigned char>& bytes, const std::string& document) {
+    // A unit of UTF-16 comes from three bytes at most, so that this never refuses too much; the exact size is checked
+    // later.
     constexpr std::size_t kMostBytesOfUnit = 3;
     checkSize(bytes.size() / kMostBytesOfUnit, document);
     const SourceEncoding encoding = encodingOf(bytes);

@@ -1,3 +1,5 @@
+// The entry to the module that touches the XML library, and the initialisation of that library. What it throws is never
+// let out: none of it is a std::exception.
 #include "opc/xml/dom/XercesDom.hpp"
 
 #include "opc/ByteArrayOutAdaptor.hpp"
@@ -17,7 +19,7 @@
 namespace opc::model {
 namespace {
 
-/// The library's own handler ends the process.
+/// The library's own handler ends the process, which is not a library's decision.
 class ThrowingPanicHandler final : public xercesc::PanicHandler {
 public:
     void panic(const PanicReasons reason) override {
@@ -30,15 +32,15 @@ public:
     }
 };
 
-/// Never terminated: that and initialising anew cost more than reading a small file, and documents may live in static
-/// objects. What a failed attempt leaves is fit neither for use nor for termination, and the XML library takes the next
-/// attempt for done, so there is no other.
+/// Initialises the XML library. It is never terminated: terminating it and initialising it anew costs more than reading
+/// a small file, and documents may live in static objects. A failed attempt leaves the library in a state that is fit
+/// neither for use nor for termination, and the library takes a further attempt for done. So there is none.
 bool initialise() {
     static bool hasFailed = false;
     if (hasFailed) {
         throw std::bad_alloc();
     }
-    // Needs no destruction.
+    // Never destroyed, as the library keeps a pointer to it until the process has ended.
     static ThrowingPanicHandler& panicHandler = *new ThrowingPanicHandler();
     hasFailed = true;
     translatingXercesErrors("cannot initialise the XML library", [] {
@@ -48,7 +50,7 @@ bool initialise() {
     return true;
 }
 
-/// `object` as what createParser() or createWriter() made it.
+/// Returns the object as the class that createParser() or createWriter() made; a caller may pass any other.
 template <class Own, class Interface>
 Own& asOwn(Interface* object) {
     auto* const own = dynamic_cast<Own*>(object);

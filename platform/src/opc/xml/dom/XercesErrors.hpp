@@ -32,7 +32,7 @@ auto translatingXercesErrors(const char* action, Work&& work) -> decltype(work()
     }
 }
 
-/// Objects of the XML library end by release(), not by delete.
+/// Deletes an object of the XML library, which has to be released rather than deleted: it may be part of a pool.
 struct XercesRelease {
     template <class Object>
     void operator()(Object* object) const {

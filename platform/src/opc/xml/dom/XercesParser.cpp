@@ -1,3 +1,6 @@
+// A DOM parser for hostile input. It opens nothing, refuses every document type declaration, and bounds the memory of
+// the tree while it grows, by estimates of what a node and a name cost. The library's base classes are overridden at
+// every place where a document could make them spend memory or reach outside.
 #include "opc/xml/dom/XercesParser.hpp"
 
 #include "fl/i18n/Conversion.hpp"
@@ -26,11 +29,12 @@ bool isOneOf(const XMLCh* encoding, std::initializer_list<const char16_t*> names
     });
 }
 
-/// Whether a document in that encoding may declare to be in the named one.
+/// Whether a document in that encoding may declare the named one. A document in UTF-8 that declares UTF-16 is accepted:
+/// programs that convert a document often leave its declaration as it was.
 bool mayDeclare(SourceEncoding encoding, const XMLCh* declared) {
     switch (encoding) {
     case SourceEncoding::Utf8:
-        return isOneOf(declared, {u"UTF-8", u"UTF-16"});  // what was UTF-16 once often says so still
+        return isOneOf(declared, {u"UTF-8", u"UTF-16"});
     case SourceEncoding::Utf16LittleEndian:
         return isOneOf(declared, {u"UTF-16", u"UTF-16LE"});
     case SourceEncoding::Utf16BigEndian:
@@ -43,6 +47,7 @@ bool mayDeclare(SourceEncoding encoding, const XMLCh* declared) {
 
 }  // namespace
 
+/// Switches off all that would open something else, needs a schema, or keeps something from one document for the next.
 XercesParser::XercesParser(std::uint64_t mostBytes) : mostBytes_(mostBytes) {
     securityManager_.setEntityExpansionLimit(1);
     renewScanner();
@@ -55,19 +60,22 @@ XercesParser::XercesParser(std::uint64_t mostBytes) : mostBytes_(mostBytes) {
     }
 }
 
-// A scanner reads on in the XML version of its last document, and keeps the names of all.
+// Makes a new scanner for each document. A scanner goes on in the XML version of its last document, and keeps the names
+// of all its documents for ever.
 void XercesParser::renewScanner() {
-    // Of the scanners that look for repeated attributes in linear time, the one that knows no schemas.
+    // Two scanners find repeated attributes in linear time. This is the one without support for schemas.
     const XMLCh* const scanner = XMLUni::fgDGXMLScanner;
     setParameter(XMLUni::fgXercesScannerName, static_cast<const void*>(scanner));
     setParameter(XMLUni::fgXercesSecurityManager, static_cast<const void*>(&securityManager_));
     setParameter(XMLUni::fgDOMDisallowDoctype, true);
     setParameter(XMLUni::fgXercesDisableDefaultEntityResolution, true);
     getScanner()->setEntityHandler(this);
-    // A caller that takes its own error handler away takes this with it.
+    // A caller that removes its own error handler would remove this one with it, and faults would pass unnoticed.
     getScanner()->setErrorReporter(this);
 }
 
+/// Parses text that is in memory as UTF-16, without copying it. What the declaration says of the encoding is checked in
+/// XMLDecl(), and otherwise has no effect.
 xercesc::DOMDocument* XercesParser::read(const std::u16string& text, SourceEncoding encoding,
                                          const std::u16string& name, bool adopt) {
     const auto* const units = reinterpret_cast<const XMLByte*>(text.data());
@@ -91,7 +99,7 @@ std::string XercesParser::documentNamed(const std::u16string& name) {
     return name.empty() ? "the XML document" : "the XML document \"" + fl::i18n::to_string(name) + '"';
 }
 
-// The depth of what was parsed is limited, so the recursion of importNode() is.
+// importNode() works recursively. It cannot exhaust the stack, as the depth of what was parsed is limited.
 xercesc::DOMDocument* XercesParser::copyDocument() {
     XercesPtr<xercesc::DOMDocument> copy(xercesc::DOMImplementation::getImplementation()->createDocument());
     for (xercesc::DOMNode* node = getDocument()->getFirstChild(); node != nullptr; node = node->getNextSibling()) {
@@ -104,12 +112,13 @@ void XercesParser::error(unsigned int code, const XMLCh* domain, xercesc::XMLErr
                          const XMLCh* text, const XMLCh* systemId, const XMLCh* publicId, XMLFileLoc line,
                          XMLFileLoc column) {
     if (type != xercesc::XMLErrorReporter::ErrType_Warning) {
-        // The library has one message for both.
+        // The library has one message for two faults, so both are named.
         const bool isProlog = code == xercesc::XMLErrs::InvalidDocumentStructure;
         record(ErrorKind::Damaged, "not well-formed", line, column,
                toText(text) + (isProlog ? " (a document type declaration, or text before the first element)" : ""));
     }
     DOMLSParserImpl::error(code, domain, type, text, systemId, publicId, line, column);
+    // Ends the parsing at the first fault. The library would go on after faults that it considers recoverable.
     if (!failure_.text.empty() && !getScanner()->getInException()) {
         throw static_cast<xercesc::XMLErrs::Codes>(code);
     }
@@ -131,7 +140,7 @@ void XercesParser::XMLDecl(const XMLCh* version, const XMLCh* encoding, const XM
         refuse(ErrorKind::Damaged, "its encoding is " + toText(encoding) + ", " +
                                        (isKnown ? std::string("but its bytes are not") : "neither UTF-8 nor UTF-16"));
     }
-    // Later ones the DOM refuses, with an error that names no reason.
+    // Later versions would be refused by the DOM, with an error that gives no reason.
     if (!xercesc::XMLString::equals(version, XMLUni::fgVersion1_0) &&
         !xercesc::XMLString::equals(version, XMLUni::fgVersion1_1)) {
         refuse(ErrorKind::Damaged, "its XML version is " + toText(version) + ", neither 1.0 nor 1.1");
@@ -159,7 +168,7 @@ void XercesParser::endElement(const xercesc::XMLElementDecl& declaration, unsign
     DOMLSParserImpl::endElement(declaration, urlId, isRoot, prefix);
 }
 
-// Most pieces of text are added to the node that the piece before them has made.
+// Counts a node only if the text has made one: most pieces of text are added to the node of the piece before them.
 void XercesParser::docCharacters(const XMLCh* chars, XMLSize_t length, bool isCdata) {
     const xercesc::DOMNode* const before = fCurrentNode;
     DOMLSParserImpl::docCharacters(chars, length, isCdata);
@@ -196,7 +205,8 @@ void XercesParser::countNames(const xercesc::XMLElementDecl& declaration,
     }
 }
 
-/// The scanner leaves some faults to the DOM, such as a prefix that XML 1.1 has let a document undeclare.
+/// Runs a step of building the tree, and reports what the DOM refuses as a fault of the document. The scanner leaves
+/// some faults to the DOM, such as the use of a prefix that XML 1.1 let a document undeclare.
 template <class Build>
 void XercesParser::building(Build build) {
     try {
@@ -213,8 +223,7 @@ void XercesParser::refuseMore(std::size_t most, const char* what) {
 void XercesParser::refuse(ErrorKind kind, const std::string& reason) {
     const xercesc::Locator* const place = getScanner()->getLocator();
     record(kind, "refused", place->getLineNumber(), place->getColumnNumber(), reason);
-    // What the scanner takes for the end of parsing.
-    // NOLINTNEXTLINE(misc-throw-by-value-catch-by-reference)
+    // The scanner takes an exception of this type as the end of parsing.
     throw xercesc::XMLErrs::InvalidDocumentStructure;
 }
 

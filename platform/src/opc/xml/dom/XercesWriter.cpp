@@ -1,3 +1,5 @@
+// Serialises DOM documents. The library's serializer drops "]]>" from CDATA sections, recurses as deep as the document,
+// and keeps namespaces of a document whose writing failed; each of these is dealt with here.
 #include "opc/xml/dom/XercesWriter.hpp"
 
 #include "fl/i18n/Conversion.hpp"
@@ -65,7 +67,7 @@ private:
     std::string block_;
 };
 
-/// Writes CDATA sections itself and hides them from the library.
+/// A filter that writes CDATA sections itself and rejects them, so that the library passes over them.
 class CdataFilter final : public xercesc::DOMLSSerializerFilter {
 public:
     explicit CdataFilter(XercesOutput& out) : out_(&out) {}
@@ -83,7 +85,7 @@ public:
     }
 
 private:
-    // "]]>" would end the section, so each is divided between two.
+    // Writes a text as CDATA sections. "]]>" would end a section, so each is divided between two.
     void writeSections(std::u16string_view text) const {
         static constexpr std::size_t kBeforeEnd = 2;
         std::size_t end = text.find(u"]]>");
