@@ -30,8 +30,8 @@ public:
     };
 
     /// A new flowbook: an empty document part, an empty output part, and the package relationships to
-    /// them. Reads the user's settings for the layout of the output part.
-    /// @throws what the settings throw, such as std::runtime_error for a file that is not JSON.
+    /// them. The output part has the layout that the user's settings ask for; a file of settings that cannot be used
+    /// counts as none.
     FlowbookFilePackage();
 
     /// Copies of the given parts and package relationships, in their order; the arguments are not
@@ -42,14 +42,12 @@ public:
     FlowbookFilePackage(std::vector<Part>&& parts, std::vector<Relationship>&& relationships) noexcept;
 
     /// A new flowbook whose document part has the given bytes, unchecked.
-    /// @throws as the default constructor.
     explicit FlowbookFilePackage(std::vector<unsigned char>& documentContent);
 
     /// A new flowbook with a document and its images. Each image string, such as
     /// "data:image/png;base64,...", becomes a part, whole and undecoded, of the type that the string
     /// names and numbered per extension, with a relationship ("rId1", ... in list order) of the
     /// document part. The image parts come before the document and the output part.
-    /// @throws as the default constructor.
     FlowbookFilePackage(std::vector<unsigned char>& documentContent, std::vector<std::string>& images);
 
     std::vector<Part> getParts() const;
@@ -64,7 +62,6 @@ public:
     static Part createDocumentPartWithContent(std::vector<unsigned char>& content);
 
     /// The output part without outputs, in the user's preferred layout.
-    /// @throws as the default constructor.
     static Part createEmptyOutputPart();
 
     static Relationship createDocumentRelationship();  ///< always "rId1"

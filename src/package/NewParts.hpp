@@ -12,7 +12,6 @@ std::string replaceLayout(const std::string& layout);
 }  // namespace output_part
 
 /// The XML of a new file's output part, in the layout that the user prefers.
-/// @throws what the settings throw.
 std::string makeEmptyOutputXml();
 
 /// The XML of a styles part without styles.
