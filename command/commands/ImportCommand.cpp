@@ -90,14 +90,15 @@ void import(Console& console, const ImportOptions& options) {
 }
 
 constexpr char kImportDescription[] =
-    "Headings, paragraphs, lists, quotes, links and pictures of a text in Markdown (CommonMark) become prose, and its "
-    "fenced and indented code becomes the code, in its places among the prose. Pictures are read from files, by their "
+    "Headings, paragraphs, lists, quotes, tables, links and pictures of a text in Markdown (CommonMark) become prose, "
+    "and its fenced and indented code becomes the code, in its places among the prose. Pictures are read from files, "
+    "by their "
     "paths beside FILE, and from data URIs; one that lies in the web becomes a link, as nothing is fetched. HTML stays "
     "as text, but for <br> and the marks <b>, <i>, <u>, <s>, <sup> and <sub>; comments are left out. 'flowbook cat "
     "--format=md' is the way back. Other formats go through pandoc.";
 
 constexpr char kImportExamples[] = "flowbook import notes.md -o notes.tqx --title 'Running mean'\n"
-                                   "pandoc report.docx -t commonmark | flowbook import - -o draft.tqx";
+                                   "pandoc report.docx -t gfm | flowbook import - -o draft.tqx";
 
 constexpr auto kImportOptions =
     optionTable(place<&ImportOptions::file>("FILE", "Text in Markdown, UTF-8; '-' is standard input"),

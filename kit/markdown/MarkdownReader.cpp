@@ -1,9 +1,10 @@
 #include "kit/markdown/MarkdownReader.hpp"
 
-#include "fl/i18n/Conversion.hpp"
-#include "flowbook/FlowbookFileUtils.hpp"
 #include "kit/document/Change.hpp"
+#include "kit/document/Characters.hpp"
+#include "kit/document/CodeParagraphs.hpp"
 #include "kit/document/Document.hpp"
+#include "kit/markdown/PipeTable.hpp"
 
 #include <algorithm>
 #include <array>
@@ -13,6 +14,7 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace flowbook::kit {
@@ -20,6 +22,7 @@ namespace flowbook::kit {
 namespace {
 
 constexpr std::size_t kDeepestLevel = 8;
+constexpr std::string_view kStartOfCell = "} ";  // no mark of anything, and a blank as before the start of a line
 constexpr char kRelationships[] = "http://schemas.openxmlformats.org/officeDocument/2006/relationships";
 constexpr char kHyperlinkType[] = "http://schemas.openxmlformats.org/officeDocument/2006/relationships/hyperlink";
 constexpr char kNumberingType[] = "http://schemas.openxmlformats.org/officeDocument/2006/relationships/numbering";
@@ -29,24 +32,24 @@ constexpr char kNumberingPart[] = "/tarmic/numbering.xml";
 using NodePtr = std::unique_ptr<cmark_node, void (*)(cmark_node*)>;
 using IteratorPtr = std::unique_ptr<cmark_iter, void (*)(cmark_iter*)>;
 
-/// What XML has of a text; the characters that it cannot hold are U+FFFD, as in code.
+/// What XML has of a text; the characters that it cannot hold, which are controls and two others, are U+FFFD.
 std::string escaped(std::string_view text) {
-    const std::u16string storable = FlowbookFileUtils::encodeControlCharacters(fl::i18n::to_ustring(std::string(text)));
+    std::string held;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const std::string_view rest = text.substr(at);
+        const bool isWide = startsWith(rest, "\xEF\xBF\xBE") || startsWith(rest, "\xEF\xBF\xBF");  // U+FFFE, U+FFFF
+        const auto byte = static_cast<unsigned char>(text[at]);
+        const bool isHeld = !isWide && (byte >= 0x20 || byte == '\t' || byte == '\n' || byte == '\r');
+        held += isHeld ? text.substr(at, 1) : "\uFFFD";
+        at += isWide ? 2 : 0;
+    }
+    return escapedText(held);
+}
+
+std::string escapedInAttribute(std::string_view text) {
     std::string xml;
-    for (const char c : fl::i18n::to_string(storable)) {
-        if (c == '&') {
-            xml += "&amp;";
-        } else if (c == '<') {
-            xml += "&lt;";
-        } else if (c == '>') {
-            xml += "&gt;";
-        } else if (c == '"') {
-            xml += "&quot;";
-        } else if (c == '\r') {
-            xml += "&#13;";
-        } else {
-            xml += c;
-        }
+    for (const char c : escaped(text)) {
+        xml += c == '"' ? "&quot;" : std::string(1, c);
     }
     return xml;
 }
@@ -83,21 +86,17 @@ struct List {
 /// Writes the blocks of a document that cmark has taken apart as rich code.
 class RichCodeWriter {
 public:
-    RichCodeWriter(opc::model::Package& package, const PictureSource& pictures)
-        : package_(package), pictures_(pictures) {}
+    /// @param text  the Markdown, with line feeds, which must outlive this object.
+    RichCodeWriter(opc::model::Package& package, const PictureSource& pictures, std::string_view text)
+        : package_(package), pictures_(pictures), text_(text) {
+        for (std::size_t at = 0; at != std::string_view::npos; at = text.find('\n', at)) {
+            at += lines_.empty() ? 0 : 1;
+            lines_.push_back(at);
+        }
+    }
 
     void write(cmark_node* document) {
-        const IteratorPtr walk(cmark_iter_new(document), &cmark_iter_free);
-        for (cmark_event_type event = cmark_iter_next(walk.get()); event != CMARK_EVENT_DONE;
-             event = cmark_iter_next(walk.get())) {
-            cmark_node* const node = cmark_iter_get_node(walk.get());
-            const bool isStart = event == CMARK_EVENT_ENTER;
-            if (image_ != nullptr) {
-                continueImage(node, isStart);
-            } else if (!takeContainer(node, isStart) && !takeBlock(node, isStart)) {
-                takeInline(node, isStart);
-            }
-        }
+        writeInside(document);
         storeNumbering();
     }
 
@@ -108,12 +107,82 @@ public:
     }
 
 private:
+    void writeInside(cmark_node* document) {
+        const IteratorPtr walk(cmark_iter_new(document), &cmark_iter_free);
+        for (cmark_event_type event = cmark_iter_next(walk.get()); event != CMARK_EVENT_DONE;
+             event = cmark_iter_next(walk.get())) {
+            cmark_node* const node = cmark_iter_get_node(walk.get());
+            const bool isStart = event == CMARK_EVENT_ENTER;
+            if (image_ != nullptr) {
+                continueImage(node, isStart);
+            } else if (isStart && takeTable(node)) {
+                cmark_iter_reset(walk.get(), node, CMARK_EVENT_EXIT);
+            } else if (!takeContainer(node, isStart) && !takeBlock(node, isStart)) {
+                takeInline(node, isStart);
+            }
+        }
+    }
+
+    /// A paragraph that stands by itself and holds a table. @returns false for other nodes.
+    bool takeTable(cmark_node* node) {
+        const bool isAlone = !isInCell_ && cmark_node_get_type(node) == CMARK_NODE_PARAGRAPH &&
+                             cmark_node_get_type(cmark_node_parent(node)) == CMARK_NODE_DOCUMENT;
+        const PipeTable table = isAlone ? pipeTableIn(linesOf(node)) : PipeTable();
+        if (table.empty()) {
+            return false;
+        }
+        body_ += "<w:tbl><w:tblPr/><w:tblGrid>";
+        for (std::size_t i = 0; i < table.front().size(); ++i) {
+            body_ += "<w:gridCol/>";
+        }
+        body_ += "</w:tblGrid>";
+        for (const std::vector<std::string>& row : table) {
+            body_ += &row == &table.front() ? "<w:tr><w:trPr><w:tblHeader/></w:trPr>" : "<w:tr>";
+            for (const std::string& cell : row) {
+                writeCell(cell);
+            }
+            body_ += "</w:tr>";
+        }
+        body_ += "</w:tbl>";
+        isAfterCode_ = false;
+        return true;
+    }
+
+    /// The lines of the text that a block of the document was read from.
+    std::string_view linesOf(cmark_node* block) const {
+        const auto first = static_cast<std::size_t>(cmark_node_get_start_line(block));
+        const auto last = static_cast<std::size_t>(cmark_node_get_end_line(block));
+        const std::size_t begin = lines_.at(first - 1);
+        const std::size_t end = last < lines_.size() ? lines_[last] - 1 : text_.size();
+        return text_.substr(begin, end - begin);
+    }
+
+    /// Reads a cell as the line of a paragraph. Words before it keep its start from being the mark of a block.
+    void writeCell(const std::string& cell) {
+        body_ += "<w:tc><w:tcPr/>";
+        if (cell.empty()) {
+            body_ += "<w:p/>";
+        } else {
+            const std::string line = std::string(kStartOfCell) + cell;
+            const NodePtr inside(cmark_parse_document(line.data(), line.size(), CMARK_OPT_DEFAULT), &cmark_node_free);
+            if (inside == nullptr) {
+                throw std::bad_alloc();
+            }
+            isInCell_ = true;
+            unseen_ = kStartOfCell.size();
+            writeInside(inside.get());
+            isInCell_ = false;
+        }
+        body_ += "</w:tc>";
+    }
+
     /// What holds blocks. @returns false for other nodes.
     bool takeContainer(cmark_node* node, bool isStart) {
         const cmark_node_type type = cmark_node_get_type(node);
         if (type == CMARK_NODE_LIST) {
             isStart ? beginList(node) : open_.pop_back();
         } else if (type == CMARK_NODE_ITEM) {
+            endEmptyItem();
             isItemNew_ = isStart;
         } else if (type == CMARK_NODE_BLOCK_QUOTE) {
             quotes_ += isStart ? 1 : -1;
@@ -123,7 +192,16 @@ private:
         return true;
     }
 
+    /// An item counts in its list even if it has no text, or none before a list in it.
+    void endEmptyItem() {
+        if (isItemNew_) {
+            beginParagraph(propertiesHere());
+            endParagraph();
+        }
+    }
+
     void beginList(cmark_node* node) {
+        endEmptyItem();
         const bool isOrdered = cmark_node_get_list_type(node) == CMARK_ORDERED_LIST;
         lists_.push_back({std::min(open_.size(), kDeepestLevel), isOrdered, cmark_node_get_list_start(node)});
         open_.push_back(lists_.size());
@@ -135,10 +213,12 @@ private:
             isStart ? beginParagraph(propertiesHere()) : endParagraph();
         } else if (type == CMARK_NODE_HEADING) {
             const std::string level = std::to_string(cmark_node_get_heading_level(node));
+            endEmptyItem();
             isStart ? beginParagraph(styled("Heading" + level)) : endParagraph();
         } else if (type == CMARK_NODE_CODE_BLOCK) {
             writeCode(literalOf(node));
         } else if (type == CMARK_NODE_THEMATIC_BREAK) {
+            endEmptyItem();
             beginParagraph("<w:pBdr><w:bottom w:val=\"single\" w:sz=\"4\" w:space=\"1\"/></w:pBdr>");
             endParagraph();
         } else if (type == CMARK_NODE_HTML_BLOCK) {
@@ -182,16 +262,16 @@ private:
 
     /// Two blocks of code in a row would otherwise be one, as code paragraphs that follow each other are.
     void writeCode(std::string code) {
+        endEmptyItem();
         if (isAfterCode_) {
             body_ += "<w:p/>";
         }
         if (!code.empty() && code.back() == '\n') {
             code.pop_back();
         }
-        body_ += "<w:p><w:pPr>" + styled("code") + (isItemNew_ ? "" : indentHere()) +
-                 "</w:pPr><w:r><w:t xml:space=\"preserve\">" + escaped(code) + "</w:t></w:r></w:p>";
+        body_ += "<w:p><w:pPr>" + styled("code") + indentHere() + "</w:pPr><w:r><w:t xml:space=\"preserve\">" +
+                 escapedText(storable(code)) + "</w:t></w:r></w:p>";
         isAfterCode_ = true;
-        isItemNew_ = false;
     }
 
     void writeHtml(std::string html) {
@@ -244,7 +324,8 @@ private:
         }
     }
 
-    void addText(const std::string& text) {
+    void addText(std::string text) {
+        text.erase(0, std::exchange(unseen_, 0));
         if (!text.empty()) {
             addRun("<w:t xml:space=\"preserve\">" + escaped(text) + "</w:t>");
         }
@@ -342,7 +423,7 @@ private:
         const std::string name = "Picture " + number;
         addRun("<w:drawing><wp:inline "
                "xmlns:wp=\"http://schemas.openxmlformats.org/drawingml/2006/wordprocessingDrawing\"><wp:docPr id=\"" +
-               number + "\" name=\"" + name + "\" descr=\"" + escaped(words_) +
+               number + "\" name=\"" + name + "\" descr=\"" + escapedInAttribute(words_) +
                "\"/><a:graphic xmlns:a=\"http://schemas.openxmlformats.org/drawingml/2006/main\"><a:graphicData "
                "uri=\"http://schemas.openxmlformats.org/drawingml/2006/picture\"><pic:pic "
                "xmlns:pic=\"http://schemas.openxmlformats.org/drawingml/2006/picture\"><pic:nvPicPr><pic:cNvPr id=\"" +
@@ -383,7 +464,11 @@ private:
 
     opc::model::Package& package_;
     const PictureSource& pictures_;
+    std::string_view text_;
+    std::vector<std::size_t> lines_;  ///< where the lines of the text begin
     std::string body_;
+    bool isInCell_ = false;
+    std::size_t unseen_ = 0;  ///< so many bytes of the next text are none of the document's
     std::vector<List> lists_;
     std::vector<std::size_t> open_;  ///< the numbers, from 1 on, of the lists around the present place
     bool isItemNew_ = false;         ///< whether the item has no paragraph yet
@@ -398,20 +483,6 @@ private:
     std::size_t drawingCount_ = 0;
 };
 
-/// Lines end in line feeds alone, as they do in code.
-std::string withLineFeeds(std::string_view text) {
-    std::string result;
-    result.reserve(text.size());
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] != '\r') {
-            result += text[i];
-        } else if (i + 1 == text.size() || text[i + 1] != '\n') {
-            result += '\n';
-        }
-    }
-    return result;
-}
-
 }  // namespace
 
 void readMarkdown(opc::model::Package& package, std::string_view utf8, const PictureSource& pictures) {
@@ -420,7 +491,7 @@ void readMarkdown(opc::model::Package& package, std::string_view utf8, const Pic
     if (document == nullptr) {
         throw std::bad_alloc();
     }
-    RichCodeWriter writer(package, pictures);
+    RichCodeWriter writer(package, pictures, text);
     writer.write(document.get());
     apply(SetRichCode{writer.document()}, package);
 }

@@ -5,6 +5,7 @@
 #include "kit/document/Pictures.hpp"
 #include "kit/document/StoredText.hpp"
 #include "kit/document/XmlTree.hpp"
+#include "kit/markdown/PipeTable.hpp"
 #include "kit/page/Blocks.hpp"
 #include "kit/page/TableGrid.hpp"
 #include "kit/page/Wording.hpp"
@@ -63,14 +64,17 @@ std::string withEscapes(std::string_view text, bool isHeading) {
     return result;
 }
 
-/// A line of a paragraph with what would be the mark of a block at its start escaped, and blanks kept at both ends.
-std::string guarded(std::string line) {
+/// A line with the blanks kept that it has at its ends.
+std::string withBlanks(std::string line) {
     if (!line.empty() && line.back() == ' ') {
         line.replace(line.size() - 1, 1, "&#32;");
     }
-    if (!line.empty() && line.front() == ' ') {
-        return line.replace(0, 1, "&#32;");
-    }
+    return !line.empty() && line.front() == ' ' ? line.replace(0, 1, "&#32;") : line;
+}
+
+/// A line of a paragraph with what would be the mark of a block at its start escaped, and blanks kept at both ends.
+std::string guarded(std::string line) {
+    line = withBlanks(std::move(line));
     const std::size_t digits = std::min(line.find_first_not_of("0123456789"), line.size());
     const auto isBlankAt = [&](std::size_t at) { return at == line.size() || line[at] == ' ' || line[at] == '&'; };
     if (digits != 0 && digits < line.size() && (line[digits] == '.' || line[digits] == ')') && isBlankAt(digits + 1)) {
@@ -206,10 +210,13 @@ private:
     std::map<std::string, Relationship> byId_;
 };
 
+/// What a line is for: that of a heading or a cell cannot be broken but by an element.
+enum class LineKind { Paragraph, Heading, Cell };
+
 /// Writes the lines of one paragraph.
 class LineWriter {
 public:
-    LineWriter(const Targets& targets, bool isHeading) : targets_(targets), isHeading_(isHeading) {}
+    LineWriter(const Targets& targets, LineKind kind) : targets_(targets), kind_(kind) {}
 
     std::vector<std::string> write(const std::vector<Segment>& segments) {
         for (std::size_t i = 0; i < segments.size();) {
@@ -232,8 +239,9 @@ private:
         std::string words = segment.words;
         std::replace(words.begin(), words.end(), '\n', ' ');
         const auto picture = targets_.pictureAt(segment.text);
-        lines_.back() += picture ? "![" + withEscapes(words, isHeading_) + "](" + destination(*picture) + ")"
-                                 : withEscapes("[a picture is missing]", isHeading_);
+        const std::string missing = "[a picture is missing" + (words.empty() ? "" : ": " + words) + "]";
+        const std::string shown = withEscapes(picture ? words : missing, kind_ == LineKind::Heading);
+        lines_.back() += picture ? "![" + shown + "](" + destination(*picture) + ")" : shown;
     }
 
     void writeText(const Segment& segment) {
@@ -274,7 +282,7 @@ private:
         for (bool isFirst = true; isFirst || !rest.empty(); isFirst = false) {
             const std::string line(rest.substr(0, rest.find('\n')));
             if (!line.empty()) {
-                lines_.back() += segment.look.fixed ? codeSpan(line) : withEscapes(line, isHeading_);
+                lines_.back() += segment.look.fixed ? fixed(line) : withEscapes(line, kind_ == LineKind::Heading);
             }
             if (line.size() == rest.size()) {
                 return;
@@ -284,8 +292,14 @@ private:
         }
     }
 
+    /// In backticks no backslash can tell a bar of the code from one between cells.
+    std::string fixed(const std::string& line) const {
+        const bool isPlain = kind_ != LineKind::Cell || line.find('|') == std::string::npos;
+        return isPlain ? codeSpan(line) : "<code>" + withEscapes(line, false) + "</code>";
+    }
+
     void breakLine() {
-        if (isHeading_) {
+        if (kind_ != LineKind::Paragraph) {
             lines_.back() += "<br>";
         } else {
             lines_.emplace_back();
@@ -293,7 +307,7 @@ private:
     }
 
     const Targets& targets_;
-    bool isHeading_;
+    LineKind kind_;
     std::vector<std::string> lines_{""};
 };
 
@@ -338,15 +352,28 @@ private:
         if (code_ && depth != codeDepth_) {
             endCode();
         }
+        const std::vector<Piece> pieces = piecesOf(paragraph);
+        const auto at =
+            std::find_if(pieces.begin(), pieces.end(), [&](const Piece& each) { return each.node == &code; });
+        writeBesideCode({pieces.begin(), at});
         codeDepth_ = depth;
         code_ = (code_ ? *code_ + "\n" : "") + code.allText();
-        std::vector<Piece> beside = piecesOf(paragraph);
-        beside.erase(
-            std::remove_if(beside.begin(), beside.end(), [&](const Piece& each) { return each.node == &code; }),
-            beside.end());
-        if (std::any_of(beside.begin(), beside.end(), isShown)) {
+        writeBesideCode({at == pieces.end() ? at : at + 1, pieces.end()});
+    }
+
+    void writeBesideCode(const std::vector<Piece>& pieces) {
+        if (std::any_of(pieces.begin(), pieces.end(), isShown)) {
             endCode();
-            writePieces(beside, "", false);
+            writePieces(pieces, "", false);
+            writeBoxes(pieces);
+        }
+    }
+
+    void writeBoxes(const std::vector<Piece>& pieces) {
+        for (const Piece& piece : pieces) {
+            if (piece.kind == Piece::Kind::Blocks) {
+                writeBlock(*piece.node);
+            }
         }
     }
 
@@ -365,7 +392,7 @@ private:
         for (std::size_t at = text.find('\n'); at + 1 < text.size(); at = text.find('\n', at + 1)) {
             text.insert(at + 1, text[at + 1] == '\n' ? "" : indent);
         }
-        writeApart(text);
+        open_.empty() ? writeApart(text) : writeInItem(text);
         code_.reset();
     }
 
@@ -400,15 +427,16 @@ private:
         const std::vector<Piece> pieces = piecesOf(paragraph);
         const XmlNode* const properties = paragraph.child("pPr");
         const std::string style(properties == nullptr ? "" : properties->valueOf("pStyle"));
-        if (std::none_of(pieces.begin(), pieces.end(), isShown)) {
+        const int heading = std::min(headingStyleOf(paragraph), kDeepestHeading);
+        const std::optional<ListItem> item = heading == 0 ? numbering_.itemOf(paragraph) : std::nullopt;
+        // An item counts in its list even if there is nothing in it.
+        if (std::none_of(pieces.begin(), pieces.end(), isShown) && !item) {
             if (properties != nullptr && properties->child("pBdr") != nullptr) {
                 leaveLists();
                 writeApart("---\n");
             }
             return;
         }
-        const int heading = std::min(headingStyleOf(paragraph), kDeepestHeading);
-        const std::optional<ListItem> item = heading == 0 ? numbering_.itemOf(paragraph) : std::nullopt;
         if (heading != 0) {
             leaveLists();
             writePieces(pieces, std::string(static_cast<std::size_t>(heading), '#') + " ", true);
@@ -423,11 +451,7 @@ private:
             const bool isQuote = small.find("quote") != std::string::npos;
             writePieces(pieces, isQuote ? "> " : "", false);
         }
-        for (const Piece& piece : pieces) {
-            if (piece.kind == Piece::Kind::Blocks) {
-                writeBlock(*piece.node);
-            }
-        }
+        writeBoxes(pieces);
     }
 
     /// An item ends the lists that are deeper, and one of another kind or numbering in its place.
@@ -453,11 +477,16 @@ private:
         OpenList& list = open_.back();
         const std::string label = (item.isOrdered ? std::to_string(number) : "") + std::string{list.mark} + " ";
         list.indent = outer + label.size();
-        const std::string text = lines(pieces, false, std::string(outer, ' ') + label, std::string(list.indent, ' '));
-        // Right below a line of text, only a list that begins with 1 is one.
-        const bool isParted = !isInItems_ || (isNew && level != 0 && item.isOrdered && number != 1);
-        isParted ? writeApart(text) : void(text_ += text);
+        const bool isEmpty = std::none_of(pieces.begin(), pieces.end(),
+                                          [](auto& each) { return each.kind != Piece::Kind::Blocks && isShown(each); });
+        const std::string text =
+            isEmpty ? std::string(outer, ' ') + label.substr(0, label.size() - 1) + "\n"
+                    : lines(pieces, false, std::string(outer, ' ') + label, std::string(list.indent, ' '));
+        // Right below a line of text, only a list that begins with 1, and with a text, is one.
+        const bool isParted = !isInItems_ || (isNew && level != 0 && (isEmpty || (item.isOrdered && number != 1)));
+        isParted ? writeInItem(text) : void(text_ += text);
         isInItems_ = true;
+        isItemEmpty_ = isEmpty;
     }
 
     void continueItem(const std::string& style, const std::vector<Piece>& pieces) {
@@ -470,12 +499,13 @@ private:
         }
         open_.resize(level + 1);
         const std::string indent(open_.back().indent, ' ');
-        writeApart(lines(pieces, false, indent, indent));
+        writeInItem(lines(pieces, false, indent, indent));
         isInItems_ = false;
     }
 
     void writePieces(const std::vector<Piece>& pieces, const std::string& mark, bool isHeading) {
-        if (std::none_of(pieces.begin(), pieces.end(), isShown)) {
+        const auto isInLine = [](const Piece& each) { return each.kind != Piece::Kind::Blocks && isShown(each); };
+        if (std::none_of(pieces.begin(), pieces.end(), isInLine)) {
             return;
         }
         const std::string text = lines(pieces, isHeading, mark, isHeading ? "" : mark);
@@ -486,7 +516,8 @@ private:
 
     std::string lines(const std::vector<Piece>& pieces, bool isHeading, const std::string& first,
                       const std::string& next) const {
-        std::vector<std::string> all = LineWriter(targets_, isHeading).write(segmentsOf(pieces));
+        std::vector<std::string> all =
+            LineWriter(targets_, isHeading ? LineKind::Heading : LineKind::Paragraph).write(segmentsOf(pieces));
         for (; all.size() > 1 && all.back().empty(); all.pop_back()) {
             // A backslash breaks a line only where another one follows.
             all[all.size() - 2] += "<br>";
@@ -498,47 +529,66 @@ private:
         return text;
     }
 
-    /// A row is a line, its cells stand between bars.
+    /// A row is a line with as many cells as the table has columns: a merged one stands in the first of its places.
     void writeTable(const XmlNode& table) {
-        leaveLists();
-        std::string text;
-        std::size_t number = 0;
         const TableGrid grid(table);
+        std::map<std::size_t, std::size_t> places;
         for (const TableGrid::Row& row : grid.rows()) {
-            std::string rule = "|";
-            text += "|";
             for (const TableGrid::Cell& cell : row.cells) {
-                std::string words = withEscapes(textOf(*cell.node), false);
-                text += " " + words + " |";
-                rule += " --- |";
+                places[cell.column];
             }
-            text += "\n" + (number++ == 0 ? rule + "\n" : "");
         }
-        writeApart(text);
+        std::size_t count = 0;
+        for (auto& [column, place] : places) {
+            place = count++;
+        }
+        PipeTable lines;
+        for (const TableGrid::Row& row : grid.rows()) {
+            lines.emplace_back(count);
+            for (const TableGrid::Cell& cell : row.cells) {
+                lines.back()[places[cell.column]] = cell.node == nullptr ? "" : wordsOf(*cell.node);
+            }
+        }
+        if (count != 0) {
+            leaveLists();
+            writeApart(pipeTable(lines));
+        }
+        for (const XmlNode* loose : grid.loose()) {
+            writeBlock(*loose);
+        }
     }
 
-    /// The words of the paragraphs in a cell, on one line.
-    static std::string textOf(const XmlNode& cell) {
+    /// The paragraphs of a cell on one line, with breaks between them.
+    std::string wordsOf(const XmlNode& cell) const {
         std::string all;
-        for (const Segment& segment : segmentsOf(piecesOf(cell))) {
-            all += segment.isPicture ? segment.words : segment.text;
-        }
-        for (const Piece& piece : piecesOf(cell)) {
-            if (piece.kind == Piece::Kind::Blocks) {
-                const std::string inner = textOf(*piece.node);
-                all += (all.empty() || inner.empty() ? "" : " ") + inner;
+        const auto add = [&all](const std::string& more) { all += (all.empty() || more.empty() ? "" : "<br>") + more; };
+        const std::vector<Piece> pieces = piecesOf(cell);
+        for (auto at = pieces.begin(); at != pieces.end();) {
+            const auto end =
+                std::find_if(at, pieces.end(), [](auto& each) { return each.kind == Piece::Kind::Blocks; });
+            add(withBlanks(LineWriter(targets_, LineKind::Cell).write(segmentsOf({at, end})).front()));
+            at = end;
+            for (; at != pieces.end() && at->kind == Piece::Kind::Blocks; ++at) {
+                add(wordsOf(*at->node));
             }
         }
-        std::replace(all.begin(), all.end(), '\n', ' ');
         return all;
     }
 
     void leaveLists() {
         open_.clear();
         isInItems_ = false;
+        isItemEmpty_ = false;
+    }
+
+    /// Behind a blank line an item that has nothing yet would be at its end.
+    void writeInItem(const std::string& text) {
+        isItemEmpty_ ? void(text_ += text) : writeApart(text);
+        isItemEmpty_ = false;
     }
 
     void writeApart(const std::string& text) {
+        isItemEmpty_ = false;
         isQuoteOpen_ = false;
         text_ += (text_.empty() ? "" : "\n") + text;
     }
@@ -551,6 +601,7 @@ private:
     std::vector<OpenList> open_;
     std::map<std::string, std::array<unsigned, 9>> counts_;  ///< of items so far, by list and level
     bool isInItems_ = false;                                 ///< whether an item was written last
+    bool isItemEmpty_ = false;                               ///< whether that has no text
     bool isQuoteOpen_ = false;                               ///< whether a quote was
 };
 

@@ -46,9 +46,13 @@ def random_run(chance):
 
 
 def random_block(chance, lists):
-    kind = chance.choice(["code", "Heading1", "Heading4", "Quote", "item", "item", "item", "", "", "rule"])
+    kind = chance.choice(["code", "Heading1", "Heading4", "Quote", "item", "item", "item", "", "", "rule", "table"])
     if kind != "item":
         lists[0] = -1
+    if kind == "table":
+        columns = chance.randrange(1, 4)
+        return "<w:tbl>" + "".join("<w:tr>" + "".join(f"<w:tc><w:p>{random_runs(chance)}</w:p></w:tc>"
+                                                      for _ in range(columns)) + "</w:tr>" for _ in "ab") + "</w:tbl>"
     if kind == "code":
         lines = "\n".join(random_text(chance) for _ in range(chance.randrange(1, 4)))
         return f'<w:p><w:pPr><w:pStyle w:val="code"/></w:pPr><w:r><w:t>{escape(lines)}</w:t></w:r></w:p>'
@@ -59,8 +63,12 @@ def random_block(chance, lists):
         # An item is at most one level deeper than the one before it.
         lists[0] = chance.randrange(lists[0] + 2) if lists[0] < 3 else 0
         settings = f'<w:numPr><w:ilvl w:val="{lists[0]}"/><w:numId w:val="{chance.choice([1, 1, 2, 3])}"/></w:numPr>'
-    runs = "".join(random_run(chance) for _ in range(chance.randrange(1, 5)))
-    return f"<w:p><w:pPr>{settings}</w:pPr>{runs}<w:r><w:t>x</w:t></w:r></w:p>"
+    is_empty = kind == "item" and chance.random() < 0.2
+    return f"<w:p><w:pPr>{settings}</w:pPr>{'' if is_empty else random_runs(chance)}</w:p>"
+
+
+def random_runs(chance):
+    return "".join(random_run(chance) for _ in range(chance.randrange(1, 5))) + "<w:r><w:t>x</w:t></w:r>"
 
 
 def random_book(chance):
@@ -91,8 +99,11 @@ class Book:
                 self.rels = {each.get("Id"): each for each in xml.fromstring(self.part("_rels/document.xml.rels"))}
             if "tarmic/numbering.xml" in package.namelist():
                 self.read_lists(xml.fromstring(self.part("numbering.xml")))
-            for paragraph in xml.fromstring(self.part("document.xml")).iter(f"{W}p"):
-                self.add(paragraph)
+            for block in xml.fromstring(self.part("document.xml")).iter():
+                if block.tag == f"{W}p":
+                    self.add(block)
+                elif block.tag == f"{W}tbl":
+                    self.blocks.append(("table", [len(row.findall(f"{W}tc")) for row in block.iter(f"{W}tr")]))
 
     def part(self, name):
         return self.read("tarmic/" + name)
@@ -170,6 +181,11 @@ CASES = [
 # A text, and what comes back where that is another one.
 TEXTS = {
     "# A\n\nb\\\nc **d** *e* `` f` `` [g](<h i>)\n": None,
+    "| a\\|b | **c** |\n| --- | --- |\n| `d` <code>e\\|f</code> |  |\n": None,
+    "a|b\n-|:-:\nc|d|e\\\\\n\n> f|g\n> -|-\n": "| a | b |  |\n| --- | --- | --- |\n| c | d | e\\\\ |\n\n> f|g -|-\n",
+    "1. a\n2.\n   - b\n     1. c\n\n        -\n3. d\n": None,
+    "1. a\n2. ```\n   b\n   ```\n3. c\n": "1. a\n2.\n   ```\n   b\n   ```\n\n3. c\n",
+    "\u0e01\u200b\u0e02 \x85 \x7f \x01\n": "\u0e01\u200b\u0e02 \x85 \x7f \ufffd\n",
     "- a\n- b\n  1. c\n  2. d\n\n     e\n\n- f\n\n  ```\n  g\n\n  h\n  ```\n\n- i\n": None,
     "> a\n>\n> b\n": None,
     "```\na\n```\n\n```\n\n```\n\n````\n```\n````\n": None,
