@@ -251,8 +251,9 @@ private:
         if (what.empty()) {
             return false;
         }
-        const auto divided =
-            before.fault.empty() ? divideCode(codeParagraphs(stored), fl::i18n::to_string(text)) : std::nullopt;
+        const auto divided = before.fault.empty()
+                                 ? divideCode(codeParagraphs(stored), fl::i18n::to_string(text), FinalLineFeed::Counts)
+                                 : std::nullopt;
         if (!divided) {
             throw PartFailure(opc::Exception(ErrorKind::Misuse, "plain code would drop " + what),
                               part.getName().ascii());

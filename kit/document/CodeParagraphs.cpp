@@ -177,16 +177,22 @@ fl::Bytes withCodeParagraphs(const fl::Bytes& document, const std::vector<std::s
     return {result.begin(), result.end()};
 }
 
-std::optional<std::vector<std::string>> divideCode(const std::vector<std::string>& before, std::string_view code) {
-    std::string old;
+namespace {
+
+/// Of the paragraphs, with line feeds between them.
+std::string joined(const std::vector<std::string>& paragraphs) {
+    std::string all;
+    for (std::size_t i = 0; i < paragraphs.size(); ++i) {
+        all += (i == 0 ? "" : "\n") + paragraphs[i];
+    }
+    return all;
+}
+
+std::optional<std::vector<std::string>> divide(const std::vector<std::string>& before, std::string_view old,
+                                               std::string_view fresh) {
     std::vector<std::size_t> sizes;
     for (const std::string& paragraph : before) {
-        old += (sizes.empty() ? "" : "\n") + paragraph;
         sizes.push_back(splitLines(paragraph).size());
-    }
-    std::string fresh = withLineFeeds(code);
-    if (endsWith(fresh, "\n") && !endsWith(old, "\n")) {
-        fresh.pop_back();
     }
     const std::vector<std::string_view> oldLines = splitLines(old);
     const std::vector<std::string_view> lines = splitLines(fresh);
@@ -204,6 +210,25 @@ std::optional<std::vector<std::string>> divideCode(const std::vector<std::string
         begin += size;
     }
     return before.empty() ? std::nullopt : std::make_optional(std::move(divided));
+}
+
+}  // namespace
+
+std::optional<std::vector<std::string>> divideCode(const std::vector<std::string>& before, std::string_view code,
+                                                   FinalLineFeed final) {
+    const std::string old = joined(before);
+    std::string fresh = withLineFeeds(code);
+    const bool isAdded = endsWith(fresh, "\n") && !endsWith(old, "\n");
+    const bool replacesLastLine = final == FinalLineFeed::Counts && splitLines(fresh).size() == splitLines(old).size();
+    if (!isAdded || replacesLastLine) {
+        return divide(before, old, fresh);
+    }
+    fresh.pop_back();
+    auto divided = divide(before, old, fresh);
+    if (divided && final == FinalLineFeed::Counts) {
+        divided->back() += '\n';
+    }
+    return divided;
 }
 
 }  // namespace flowbook::kit

@@ -21,11 +21,15 @@ std::vector<std::string> codeParagraphs(const fl::Bytes& document);
 /// @throws opc::Exception (damaged) for a malformed document, (misuse) for another number of texts.
 fl::Bytes withCodeParagraphs(const fl::Bytes& document, const std::vector<std::string>& code);
 
+/// What a line feed at the end of code stands for: for itself, or for the end of a file's last line.
+enum class FinalLineFeed { Counts, EndsFile };
+
 /// Divides plain code among the code paragraphs that it was put together of: each takes as many lines as it had, or,
-/// where the number of lines differs, the one paragraph in which all changed lines lie takes the difference. One line
-/// feed at the end that the old code did not have does not count.
-/// @param before  as codeParagraphs() returns. @returns nothing when it is not clear which paragraph a line belongs to.
-std::optional<std::vector<std::string>> divideCode(const std::vector<std::string>& before, std::string_view code);
+/// where the number of lines differs, the one paragraph in which all changed lines lie takes the difference.
+/// @param before  as codeParagraphs() returns. @param final  of one line feed at the end that the old code lacks.
+/// @returns nothing when it is not clear which paragraph a line belongs to.
+std::optional<std::vector<std::string>> divideCode(const std::vector<std::string>& before, std::string_view code,
+                                                   FinalLineFeed final = FinalLineFeed::EndsFile);
 
 /// Text with the characters that markup uses as escapes.
 std::string escapedText(std::string_view text);

@@ -2,10 +2,12 @@
 
 from __future__ import annotations
 
+import contextlib
 import html
 import os
 import re
-from collections.abc import Callable, Mapping
+import threading
+from collections.abc import Callable, Iterator, Mapping
 from datetime import datetime, timezone
 from types import TracebackType
 from typing import Any, TypeVar
@@ -14,7 +16,7 @@ from flowbook import _native
 from flowbook._errors import EncryptedError, Error, MisuseError, NotFoundError, error_of
 from flowbook._paragraphs import Paragraphs
 from flowbook._parts import Finding, Image, Part, Relationship
-from flowbook._places import UTF16, Memory, Place, Source, Target, place_of
+from flowbook._places import UTF16, Memory, Place, Source, Target, binary, place_of
 
 Self = TypeVar("Self", bound="Flowbook")
 
@@ -39,10 +41,12 @@ class Flowbook:
     ('x = 1;\\ny = 2;', 'plain', 'Two lines', None)
     """
 
-    __slots__ = ("__weakref__", "_encrypted_here", "_is_closed", "_native", "_paragraphs", "_pending", "_place",
-                 "_properties", "_version")
+    __slots__ = ("__weakref__", "_encrypted_here", "_is_closed", "_lock", "_native", "_paragraphs", "_pending",
+                 "_place", "_process", "_properties", "_version")
 
     def __init__(self, place: Place) -> None:
+        if not hasattr(place, "save_back"):
+            raise TypeError("a flowbook is made by flowbook.open() or Flowbook.new()")
         self._place = place
         self._native = place.open()
         self._paragraphs = Paragraphs(self)
@@ -53,6 +57,7 @@ class Flowbook:
         self._encrypted_here = False
         self._is_closed = False
         self._properties: tuple[int, dict[str, _native.Property]] | None = None
+        self._lock, self._process = threading.RLock(), os.getpid()
 
     @classmethod
     def new(cls, code: str | None = None, *, rich_code: str | None = None, title: str | None = None,
@@ -79,6 +84,7 @@ class Flowbook:
         self._native.close()
 
     def __enter__(self: Self) -> Self:
+        self._refuse_closed()
         return self
 
     def __exit__(self, kind: type[BaseException] | None, error: BaseException | None,
@@ -124,10 +130,11 @@ class Flowbook:
             flatten: whether the flowbook becomes plain, whatever it held: prose, formatting and pictures in the text
                 go, and so does encrypted code.
         """
-        utf16 = _checked(text, "code").encode(UTF16)
-        self._refuse_encrypted(flatten)
-        self._current().set_code(utf16, flatten)
-        self._code_changed(encrypted=False)
+        utf16 = self._checked(text, "code").encode(UTF16)
+        with self._changing_code():
+            self._refuse_encrypted(flatten)
+            self._current().set_code(utf16, flatten)
+            self._encrypted_here = False
 
     def replace_code(self, function: Callable[[str], str]) -> int:
         """Gives each code paragraph what `function` makes of its text; prose and formatting stay. Returns how many
@@ -139,14 +146,14 @@ class Flowbook:
         >>> book.code
         'new(1);'
         """
-        edits = []
-        for index, (_, _, _, code, _, _) in enumerate(self._rich_text()):
-            fresh = code if code is None else _checked(function(code), "code")
-            if fresh != code and fresh is not None:
-                edits.append(("replace", index, fresh, ""))
-        if edits:
-            self._edit_paragraphs(edits)
-        return len(edits)
+        texts = {}
+        for paragraph in self._paragraphs:
+            text = function(paragraph.text) if paragraph.is_code else paragraph.text
+            if self._checked(text, "code") != paragraph.text:
+                texts[paragraph] = text
+        if texts:
+            self._paragraphs._replace_many(texts)
+        return len(texts)
 
     @property
     def paragraphs(self) -> Paragraphs:
@@ -164,10 +171,11 @@ class Flowbook:
 
     @rich_code.setter
     def rich_code(self, document: str) -> None:
-        utf8 = _checked(document, "rich_code").encode()
-        self._refuse_encrypted(False)
-        self._current().set_rich_code(utf8)
-        self._code_changed(encrypted=False)
+        utf8 = self._checked(document, "rich_code").encode()
+        with self._changing_code():
+            self._refuse_encrypted(False)
+            self._current().set_rich_code(utf8)
+            self._encrypted_here = False
 
     @property
     def encrypted_code(self) -> bytes | None:
@@ -176,8 +184,10 @@ class Flowbook:
 
     @encrypted_code.setter
     def encrypted_code(self, content: bytes) -> None:
-        self._current().set_encrypted_code(bytes(memoryview(content)))
-        self._code_changed(encrypted=True)
+        stored = binary(content, "encrypted_code")
+        with self._changing_code():
+            self._current().set_encrypted_code(stored)
+            self._encrypted_here = True
 
     @property
     def title(self) -> str | None:
@@ -272,7 +282,7 @@ class Flowbook:
         >>> image.name, image.relationship_id, image.data
         ('/media/image1.gif', 'rId1', b'GIF89a...')
         """
-        name, relationship = self._current().add_picture(_checked(media_type, "media_type"), bytes(memoryview(data)))
+        name, relationship = self._current().add_picture(self._checked(media_type, "media_type"), binary(data, "data"))
         info = self._part_info(name)
         return Image(self, name, info.content_type, info.size, None, relationship)
 
@@ -286,8 +296,8 @@ class Flowbook:
 
         Raises `ConflictError` when there is one of that name, and `MisuseError` for what no part can be called.
         """
-        content = bytes(memoryview(data))
-        self._current().put_part(_checked(name, "name"), _checked(content_type, "content_type"), content, True, False)
+        self._checked(name, "name"), self._checked(content_type, "content_type")
+        self._current().put_part(name, content_type, binary(data, "data"), True, False)
         info = self._part_info(name)
         return Part(self, info.name, info.content_type, info.size)
 
@@ -307,7 +317,7 @@ class Flowbook:
         'rId5'
         """
         for name, value in (("source", source), ("id", id), ("type", type), ("target", target)):
-            _checked(value, name)
+            self._checked(value, name)
         _, made = self._current().add_relationship(source, id, type, target, is_internal)
         return Relationship(self, source, made, type, target, is_internal)
 
@@ -357,12 +367,8 @@ class Flowbook:
         >>> Flowbook.new(code="x").strip()
         True
         """
-        native = self._current()
-        stripped = _native.stripped(native.to_bytes())
-        if stripped is not None:
-            native.hold(stripped)
-            self._version += 1
-        return stripped is not None
+        with self._changing_code():
+            return self._current().strip()
 
     def to_bytes(self) -> bytes:
         """The flowbook with its changes, as `save()` would write it.
@@ -401,7 +407,12 @@ class Flowbook:
         else:
             self._save_copy(place_of(target, storage_options))
 
+    def _refuse_closed(self) -> None:
+        if self._is_closed:
+            raise MisuseError("the flowbook is closed", self.name)
+
     def _save_back(self, overwrite: bool) -> None:
+        self._refuse_closed()
         native = self._current()
         if isinstance(self._place, Memory) or native.is_changed() or overwrite:
             self._place.save_back(native, overwrite)
@@ -414,19 +425,37 @@ class Flowbook:
         if moves:
             self._place = place
 
+    def _alone(self) -> threading.RLock:
+        """Lets one thread at a time work on the paragraphs, which are counted. What another thread was at when the
+        process was forked is looked at anew."""
+        if self._process != os.getpid():
+            self._lock, self._process = threading.RLock(), os.getpid()
+            self._version += 1
+        return self._lock
+
+    @contextlib.contextmanager
+    def _changing_code(self) -> Iterator[None]:
+        with self._alone():
+            self._version += 1  # first, so that the paragraphs are read anew also when the change is interrupted
+            yield
+
     def _current(self) -> _native.Book:
         """The native flowbook, which knows all changes."""
         if self._pending:
-            pending, self._pending = self._pending, {}
-            try:
-                self._native.edit_paragraphs([("replace", index, text, "") for index, text in pending.items()])
-            except Error:
-                self._version += 1  # so that the paragraphs show what they hold
-                raise
-            except BaseException:
-                self._pending = {**pending, **self._pending}  # interrupted; doing it twice does no harm
-                raise
+            with self._alone():
+                self._give_pending()
         return self._native
+
+    def _give_pending(self) -> None:
+        edits = [("replace", index, text, "") for index, text in self._pending.items()]
+        try:
+            if edits:
+                self._native.edit_paragraphs(edits)
+        except Error:
+            self._version += 1  # so that the paragraphs show what they hold
+            self._pending.clear()
+            raise
+        self._pending.clear()  # not when it is interrupted; doing it twice does no harm
 
     def _rich_text(self) -> list[Any]:
         native = self._current()
@@ -439,28 +468,24 @@ class Flowbook:
 
     def _edit_paragraphs(self, edits: list[tuple[str, int, str, str]]) -> None:
         for _, _, text, style in edits:
-            _checked(text, "text"), _checked(style, "style")
-        self._current().edit_paragraphs(edits)
-        self._version += 1
+            self._checked(text, "text"), self._checked(style, "style")
+        with self._changing_code():
+            self._current().edit_paragraphs(edits)
 
     def _replace_paragraph(self, index: int, text: str, at_once: bool) -> None:
         if at_once or self._is_closed:
             self._edit_paragraphs([("replace", index, text, "")])
         else:
             # Together with others, as each edit reads the whole document.
-            self._pending[index] = _checked(text, "text")
+            self._pending[index] = self._checked(text, "text")
             self._version += 1
-
-    def _code_changed(self, encrypted: bool) -> None:
-        self._version += 1
-        self._encrypted_here = encrypted
 
     def _refuse_encrypted(self, permitted: bool) -> None:
         if not permitted and not self._encrypted_here and self._current().form() == "encrypted":
             raise EncryptedError("the code is encrypted; set_code(text, flatten=True) replaces it", self.name)
 
     def _set_property(self, label: str, text: str | None) -> None:
-        self._current().set_property(label, None if text is None else _property_text(text, label))
+        self._current().set_property(label, None if text is None else self._property_text(text, label))
         self._properties = None
 
     def _property(self, label: str) -> str | None:
@@ -487,19 +512,36 @@ class Flowbook:
         return self._current().picture(name)
 
     def _put_part(self, name: str, data: bytes, content_type: str | None, *, is_picture: bool) -> None:
-        content = bytes(memoryview(data))
-        self._current().put_part(name, _checked(content_type or "", "content_type"), content, False, is_picture)
-        self._version += 1
+        content, kind = binary(data, "data"), self._checked(content_type or "", "content_type")
+        with self._changing_code():
+            self._current().put_part(name, kind, content, False, is_picture)
 
     def _remove_part(self, name: str) -> None:
-        self._current().remove_part(name)
-        self._version += 1
+        with self._changing_code():
+            self._current().remove_part(name)
 
     def _rename_part(self, name: str, to: str) -> None:
-        self._current().rename_part(name, _checked(to, "name"))
+        self._current().rename_part(name, self._checked(to, "name"))
 
     def _remove_relationship(self, source: str, id: str) -> None:
         self._current().remove_relationship(source, id)
+
+    def _checked(self, text: str, name: str) -> str:
+        """Text that UTF-8 can hold."""
+        if not isinstance(text, str):
+            raise TypeError(f"{name} is text, not {type(text).__name__}")
+        if not text.isascii():
+            try:
+                text.encode()
+            except UnicodeEncodeError as error:
+                raise MisuseError(f"{name} cannot hold the lone surrogate {text[error.start]!r}", self.name) from None
+        return text
+
+    def _property_text(self, text: str, name: str) -> bytes:
+        found = _NOT_IN_XML.search(self._checked(text, name))
+        if found:
+            raise MisuseError(f"a {name} cannot hold the character {found[0]!r}", self.name)
+        return text.encode()
 
     def _repr_html_(self) -> str:
         """For Jupyter: the page in a frame, so that neither style reaches the other's content."""
@@ -522,25 +564,6 @@ def _unpickled(kind: type[Flowbook], place: Place, changed: bytes | None) -> Flo
         place.refuse_if_changed()
         book._native.hold(changed)
     return book
-
-
-def _checked(text: str, name: str) -> str:
-    """Text that UTF-8 can hold."""
-    if not isinstance(text, str):
-        raise TypeError(f"{name} is text, not {type(text).__name__}")
-    if not text.isascii():
-        try:
-            text.encode()
-        except UnicodeEncodeError as error:
-            raise MisuseError(f"{name} cannot hold the lone surrogate {text[error.start]!r}") from None
-    return text
-
-
-def _property_text(text: str, name: str) -> bytes:
-    found = _NOT_IN_XML.search(_checked(text, name))
-    if found:
-        raise MisuseError(f"a {name} cannot hold the character {found[0]!r}")
-    return text.encode()
 
 
 def _resolved(source: str, target: str) -> str:

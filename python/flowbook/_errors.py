@@ -40,7 +40,7 @@ class Error(Exception):
         return self.words if not self.file or self.file in self.words else f"{self.file}: {self.words}"
 
     def __reduce__(self) -> tuple[Any, ...]:
-        return type(self), (self.words, self.file, self.part, self.kind)
+        return type(self), (self.words, self.file, self.part, self.kind), self.__dict__
 
 
 class DamagedError(Error):

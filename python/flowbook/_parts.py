@@ -102,7 +102,8 @@ class Part:
         return type(self), (None, self.name, self.content_type, self.stored_size, self.data)
 
     def __repr__(self) -> str:
-        return f"{type(self).__name__}(name={self.name!r}, content_type={self.content_type!r}, size={self.stored_size})"
+        return "{}(name={!r}, content_type={!r}, stored_size={!r})".format(type(self).__name__, self.name,
+                                                                          self.content_type, self.stored_size)
 
 
 class Image(Part):

@@ -116,7 +116,8 @@ class LocalFile:
         self._stamp: object = None
 
     def __eq__(self, other: object) -> bool:
-        return isinstance(other, LocalFile) and other._path == self._path
+        """Whether a save to either replaces the same file, as links are followed."""
+        return isinstance(other, LocalFile) and os.path.realpath(other._bytes) == os.path.realpath(self._bytes)
 
     def open(self) -> _native.Book:
         stamp = self._seen()
@@ -170,6 +171,9 @@ class FileObject:
         name = getattr(file, "name", None)
         self.name = name if isinstance(name, str) and name.isprintable() else f"<{type(file).__name__}>"
 
+    def __eq__(self, other: object) -> bool:
+        return isinstance(other, FileObject) and other._file is self._file
+
     def open(self) -> _native.Book:
         if _is(self._file, "seekable"):
             return _native.Book.of_object(self._file, self.name)
@@ -186,16 +190,18 @@ class FileObject:
     def save_back(self, book: _native.Book, overwrite: bool) -> None:
         if not (_is(self._file, "writable") and _is(self._file, "seekable")):
             raise MisuseError("the file object cannot be written; name a file to save to", self.name)
-        content = book.to_bytes()
         # The flowbook is kept in memory until the file is whole, so that it can be saved again when writing fails.
-        book.hold(content)
+        content, revision = book.detach()
         self._file.seek(0)
         self._write(content)
         self._file.truncate()
-        book.move_to_object(self._file)
+        book.move_to_object(self._file, revision)
 
     def save_copy(self, book: _native.Book, moves: bool) -> None:
-        self._write(book.to_bytes())
+        if moves and _is(self._file, "seekable"):
+            self.save_back(book, True)  # it is read from there, so nothing of it may stay behind what is written
+        else:
+            self._write(book.to_bytes())
 
     def pickled(self, book: _native.Book) -> Place:
         return Memory(book.to_bytes(), self.name)
@@ -213,6 +219,19 @@ class FileObject:
         flush: Callable[[], object] | None = getattr(self._file, "flush", None)
         if flush is not None:
             flush()
+
+
+def binary(data: object, name: str) -> bytes:
+    """The bytes of what holds bytes. Texts and numbers of NumPy hold some too, which nobody means."""
+    if isinstance(data, bytes):
+        return data
+    try:
+        view = memoryview(data)  # type: ignore[arg-type]
+        if view.ndim and not isinstance(data, str):
+            return view.tobytes()
+    except TypeError:
+        pass
+    raise TypeError(f"{name} is bytes, not {type(data).__name__}")
 
 
 def _encoded(path: str | bytes) -> bytes:

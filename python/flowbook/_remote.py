@@ -67,11 +67,11 @@ class RemoteFile:
         self._save(book, True, moves)
 
     def _save(self, book: _native.Book, overwrite: bool, moves: bool) -> None:
-        content = book.to_bytes()
+        content, revision = book.detach() if moves else (book.to_bytes(), 0)
         with told(self.name):
             self._store.put(content, overwrite)
         if moves:
-            book.move_to(content)
+            book.move_to(content, revision)
 
     def pickled(self, book: _native.Book) -> Place:
         return self

@@ -7,6 +7,7 @@
 #include "kit/compare/TextForm.hpp"
 #include "kit/document/Pictures.hpp"
 #include "kit/package/PackageContent.hpp"
+#include "kit/package/Strip.hpp"
 #include "kit/page/Page.hpp"
 
 #include <algorithm>
@@ -140,13 +141,29 @@ struct Book::State {
         }
     }
 
-    void moveTo(Source to) {
+    /// @param unsaved  what is not in there.
+    void moveTo(Source to, Changes unsaved = {}) {
         open.reset();
-        changes.clear();
+        changes = std::move(unsaved);
         source = std::move(to);
-        isChanged = false;
+        isChanged = !changes.empty();
         ++revision;
         weight = source.file->size();
+    }
+
+    /// Takes the content from bytes, and still belongs to the file of the machine that it came from.
+    void hold(fl::Bytes bytes) {
+        const auto local = source.local;
+        moveTo(Source::ofBytes(std::move(bytes)));
+        source.local = local;
+        isChanged = true;
+    }
+
+    void moveToSaved(const Source& saved, std::uint64_t savedRevision) {
+        const bool isKnown = revision - savedRevision == changes.size();
+        if (isKnown) {
+            moveTo(saved, std::move(changes));
+        }
     }
 
     Part part(const std::string& name) {
@@ -359,25 +376,40 @@ void Book::saveAt(const LocalPath& path, const std::optional<std::string>& moveT
 
 void Book::hold(const std::string& bytes) {
     run(false, [content = fl::Bytes(bytes.begin(), bytes.end())](State& state) {
-        const auto local = state.source.local;
-        state.moveTo(Source::ofBytes(content));
-        state.source.local = local;
-        state.isChanged = true;
+        state.hold(content);
         return true;
     });
 }
 
-void Book::moveTo(const std::string& bytes) {
-    run(false, [content = fl::Bytes(bytes.begin(), bytes.end())](State& state) {
-        state.moveTo(Source::ofBytes(content));
+Book::Detached Book::detach() {
+    return run(false, [](State& state) {
+        fl::Bytes content = state.bytes();
+        state.hold(content);
+        return Detached{std::move(content), state.revision};
+    });
+}
+
+void Book::moveTo(const std::string& bytes, std::uint64_t revision) {
+    run(false, [content = fl::Bytes(bytes.begin(), bytes.end()), revision](State& state) {
+        state.moveToSaved(Source::ofBytes(content), revision);
         return true;
     });
 }
 
-void Book::moveToObject(pybind11::object object) {
-    run(false, [source = Source::ofObject(std::move(object))](State& state) {
-        state.moveTo(source);
+void Book::moveToObject(pybind11::object object, std::uint64_t revision) {
+    run(false, [source = Source::ofObject(std::move(object)), revision](State& state) {
+        state.moveToSaved(source, revision);
         return true;
+    });
+}
+
+bool Book::strip() {
+    return run(true, [](State& state) {
+        auto stripped = kit::stripped(state.bytes());
+        if (stripped) {
+            state.hold(std::move(*stripped));
+        }
+        return stripped.has_value();
     });
 }
 

@@ -90,9 +90,20 @@ public:
     /// Takes the content from bytes, as changes that are not saved yet.
     void hold(const std::string& bytes);
 
-    /// Goes on from the bytes, or the file object, that the flowbook was saved to; its changes are in there.
-    void moveTo(const std::string& bytes);
-    void moveToObject(pybind11::object object);
+    /// As `hold()` of its own bytes, so that what it was read from can be overwritten.
+    struct Detached {
+        fl::Bytes bytes;
+        std::uint64_t revision;
+    };
+    Detached detach();
+
+    /// Goes on from the bytes, or the file object, that what `detach()` gave was saved to. Changes that were made since
+    /// then stay changes; when the flowbook was saved elsewhere since then, it stays as it is.
+    void moveTo(const std::string& bytes, std::uint64_t revision);
+    void moveToObject(pybind11::object object, std::uint64_t revision);
+
+    /// Removes outputs, and pictures that nothing refers to. @returns whether there were any.
+    bool strip();
 
     /// Lets go of the file. Later calls fail; closing again does nothing.
     void close();

@@ -219,6 +219,12 @@ void addBook(py::module_& module) {
         .def("move_to", &Book::moveTo)
         .def("move_to_object", &Book::moveToObject)
         .def("hold", &Book::hold)
+        .def("detach",
+             [](Book& self) {
+                 const Book::Detached detached = self.detach();
+                 return py::make_tuple(toPython(detached.bytes), detached.revision);
+             })
+        .def("strip", &Book::strip)
         .def("close", &Book::close);
     addReading(book);
     addCodeChanges(book);

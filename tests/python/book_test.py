@@ -10,6 +10,7 @@ import weakref
 from datetime import timedelta
 from pathlib import Path
 
+import numpy
 import pytest
 
 import flowbook
@@ -100,11 +101,13 @@ def test_names(path, name):
     assert flowbook.open(os.fsdecode(name)).version == "2"
 
 
-def test_saving_over_its_own_place_is_no_conflict_later(path):
+@pytest.mark.parametrize("alias", ["{}", "./a.tqx", "link.tqx", "file://{}"])
+def test_saving_over_its_own_place_is_no_conflict_later(path, alias):
+    os.symlink("a.tqx", "link.tqx")
     book, other = flowbook.open(path), flowbook.open(path)
     other.title = "other"
     other.save()
-    book.save(path)
+    book.save(alias.format(path))
     book.version = "2"
     book.save()
     read = flowbook.open(path)
@@ -131,6 +134,49 @@ def test_file_object_is_written_back():
     book.code = "x"
     book.save()
     assert flowbook.open(file.getvalue()).code == "x" == book.code
+    book.title = "t"
+    book.save(file)
+    assert flowbook.open(file.getvalue()).title == "t" and book.form == "plain"
+
+
+class Changing(io.BytesIO):
+    """Changes the flowbook while it is written, as another thread may."""
+
+    def write(self, content):
+        self.book.version = "while it was saved"
+        return super().write(content)
+
+
+@pytest.mark.parametrize("address", [None, "memory://changing.tqx"])
+def test_what_is_changed_during_a_save_is_not_lost(address, monkeypatch):
+    file = Changing(stored(flowbook.Flowbook.new(code="x")))
+    flowbook.Flowbook.new(code="x").save("memory://changing.tqx")
+    book = file.book = flowbook.open(address or file)
+    if address:
+        pipe_file = book._place._store.files.pipe_file
+        monkeypatch.setattr(type(book._place._store.files), "pipe_file", lambda _, path, content: (
+            setattr(book, "version", "while it was saved"), pipe_file(path, content)))
+    book.title = "new"
+    book.save()
+    assert flowbook.open(address or file.getvalue()).version is None
+    monkeypatch.undo()
+    assert (book.title, book.version) == ("new", "while it was saved")
+    book.save()
+    assert flowbook.open(address or file.getvalue()).version == "while it was saved"
+
+
+def test_threads_edit_their_own_paragraphs(request):
+    request.addfinalizer(lambda interval=sys.getswitchinterval(): sys.setswitchinterval(interval))
+    sys.setswitchinterval(1e-6)
+    for _ in range(20):
+        book = flowbook.Flowbook.new(code="0")
+        own = [*book.paragraphs, *(book.paragraphs.append(str(number)) for number in range(1, 20))]
+        removing = threading.Thread(target=lambda: [each.remove() for each in own[:10]])
+        removing.start()
+        for each in own[10:]:
+            each.text += "!"
+        removing.join()
+        assert book.code == "\n".join(f"{number}!" for number in range(10, 20))
 
 
 class Lying(io.BytesIO):
@@ -194,11 +240,13 @@ def test_sources_that_are_none(path, source, error):
 @pytest.mark.parametrize("name, value, error", [
     ("title", "\ud800", ValueError), ("code", "\udfff", ValueError), ("title", "a\0b", flowbook.MisuseError),
     ("version", 5, TypeError), ("code", None, TypeError), ("rich_code", "<no", flowbook.DamagedError),
-    ("encrypted_code", "text", TypeError), ("form", "plain", AttributeError)])
+    ("encrypted_code", "text", TypeError), ("encrypted_code", numpy.str_("text"), TypeError),
+    ("encrypted_code", numpy.int64(7), TypeError), ("form", "plain", AttributeError)])
 def test_values_that_cannot_be(name, value, error):
     book = flowbook.Flowbook.new(code="x", title="t")
-    with pytest.raises(error):
+    with pytest.raises(error) as raised:
         setattr(book, name, value)
+    assert getattr(raised.value, "file", "<new>") == "<new>"
     assert (book.code, book.title) == ("x", "t")
 
 
@@ -268,8 +316,11 @@ def test_copies(act, path):
         book.save()
     with pytest.raises(flowbook.ConflictError):
         pickle.loads(packed)
-    error = act(flowbook.ConflictError("x", "f", "/p"))
+    error = flowbook.ConflictError("x", "f", "/p")
+    error.add_note("see there")
+    error = act(error)
     assert (type(error), error.kind, error.file, error.part) == (flowbook.ConflictError, "conflict", "f", "/p")
+    assert error.__notes__ == ["see there"]
 
 
 @pytest.mark.parametrize("name", [name for name, each in vars(_native).items() if isinstance(each, type)])

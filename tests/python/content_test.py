@@ -73,6 +73,9 @@ def test_code_beside_prose():
     book = rich(make.paragraph("p", "Normal"), make.paragraph("a"), make.paragraph("q", "Normal"), make.paragraph("b"))
     book.code = "A\nB"
     assert texts(book) == [("Normal", "p"), ("code", "A"), ("Normal", "q"), ("code", "B")]
+    book.code = "A\nB\n"
+    assert book.code == "A\nB\n"
+    book.code = "A\nB"
     with pytest.raises(flowbook.MisuseError, match="2 paragraphs of prose") as refused:
         book.code = "x\ny\nz"
     assert refused.value.part == "/tarmic/document.xml" and book.code == "A\nB"
@@ -88,6 +91,24 @@ def test_paragraphs_that_stay(act):
     with pytest.raises((flowbook.MisuseError, IndexError)):
         act(book)
     assert book.rich_code == before
+
+
+def test_paragraphs_that_are_held():
+    """They stay the same when other things are changed, and also when code before and behind them is."""
+    book = rich(make.paragraph("a"), make.paragraph("p", "Normal"), make.paragraph("b"), make.paragraph("c"))
+    held, paragraphs = list(book.paragraphs), book.paragraphs
+    image = book.add_image(b"GIF8", "image/gif")
+    for change in (lambda: image.replace(b"GIF9"), image.remove, book.strip, lambda: setattr(book, "code", "a\nB\nc"),
+                   lambda: setattr(held[0], "text", "A"), lambda: book.replace_code(str.lower)):
+        change()
+        assert [held[0], held[1], held[3]] == [paragraphs[0], paragraphs[1], paragraphs[3]]
+    held[1].text = "P"
+    held[3].remove()
+    assert texts(book) == [("code", "a"), ("Normal", "P"), ("code", "b")]
+    assert paragraphs.index(held[1], -2) == 1 and held[3] not in paragraphs
+    assert paragraphs.insert(-1, "x") is paragraphs[2] and paragraphs.insert(-99, "y") is paragraphs[0]
+    with pytest.raises(TypeError):
+        paragraphs.insert(0.5, "x")
 
 
 def test_many_paragraphs_are_changed_quickly():

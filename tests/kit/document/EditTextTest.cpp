@@ -180,8 +180,12 @@ TEST(CodeParagraphsTest, DividesCodeAmongParagraphs) {
         Texts before;
         const char* code;
         std::optional<Texts> expected;
+        FinalLineFeed final = FinalLineFeed::EndsFile;
     } rows[] = {
         {{"a", "b"}, "x\ny\n", Texts{"x", "y"}},
+        {{"a", "b"}, "x\ny\n", Texts{"x", "y\n"}, FinalLineFeed::Counts},
+        {{"a", "b"}, "x\n", Texts{"x", ""}, FinalLineFeed::Counts},
+        {{"a", "b\nc"}, "a\nb\n", Texts{"a", "b\n"}, FinalLineFeed::Counts},
         {{"a\nb", "c"}, "1\r\n2\r\n3", Texts{"1\n2", "3"}},
         {{"a\nb", "c"}, "a\nx\nb\nc", Texts{"a\nx\nb", "c"}},
         {{"a\nb", "c"}, "b\nc", Texts{"b", "c"}},
@@ -193,7 +197,7 @@ TEST(CodeParagraphsTest, DividesCodeAmongParagraphs) {
         {{}, "", std::nullopt},
     };
     for (const auto& row : rows) {
-        EXPECT_EQ(divideCode(row.before, row.code), row.expected) << row.code;
+        EXPECT_EQ(divideCode(row.before, row.code, row.final), row.expected) << row.code;
     }
     const fl::Bytes document = bytes(richCode(kAll));
     Texts code = codeParagraphs(document);
