@@ -4,6 +4,7 @@
 #include "flowbook/FlowbookFileUtils.hpp"
 #include "flowbook/FlowbookFileWriter.hpp"
 #include "io/OpenDocument.hpp"
+#include "kit/compare/Conflicts.hpp"
 #include "kit/document/AroundCode.hpp"
 #include "kit/document/CodeParagraphs.hpp"
 #include "kit/document/RichCodePart.hpp"
@@ -11,6 +12,8 @@
 #include "opc/pxservices/CorePropertiesManager.hpp"
 #include "opc/zippackage/ZipPhysicalPackage.hpp"
 #include "terminal/Failure.hpp"
+
+#include <algorithm>
 
 namespace flowbook::tool {
 
@@ -72,10 +75,13 @@ std::optional<Bytes> withCodeInParagraphs(const Change& change, const kit::Docum
     return divided ? std::make_optional(kit::withCodeParagraphs(stored, *divided)) : std::nullopt;
 }
 
-/// Reduces a change to what is left to do. @returns whether anything is. @throws Failure when the code would replace
-/// more than code.
-bool reduce(Change& change, const Input& input) {
+/// Reduces a change to what is left to do.
+/// @param hasOutputs  becomes whether a merge left outputs that the change is to settle.
+/// @returns whether anything is. @throws Failure when the code would replace more than code.
+bool reduce(Change& change, const Input& input, bool& hasOutputs) {
     const kit::Document document = openDocument(input);
+    hasOutputs = !change.keepsOutputs && !input.isStandardInput() &&
+                 !document.package().getRelationshipsByType(kit::kConflictType).empty();
     if (hasCode(change, document)) {
         change.code.reset();
         change.rich.reset();
@@ -112,6 +118,24 @@ void saveRich(const Change& change, const Input& input) {
     package.close();
 }
 
+/// Outputs that a merge kept until its code is settled go once no version of it is left to choose.
+void settleOutputs(const std::string& file) {
+    const Input input(file, Input::Purpose::Update);
+    std::vector<kit::OpenConflict> open = kit::openConflicts(openDocument(input));
+    const auto isOf = [](kit::OpenConflict::Kind kind) {
+        return [kind](const kit::OpenConflict& each) { return each.kind == kind; };
+    };
+    const auto end = std::partition(open.begin(), open.end(), isOf(kit::OpenConflict::Kind::Outputs));
+    if (end == open.begin() || std::any_of(end, open.end(), isOf(kit::OpenConflict::Kind::Code))) {
+        return;
+    }
+    opc::zippackage::ZipPhysicalPackage container(input.name(), opc::FileSystemOpsSelector(input.storage()), true);
+    Package package(container);
+    package.open(OpenMode::Update);
+    std::for_each(open.begin(), end, [&](const auto& each) { kit::settle(package, each, kit::Side::Ours); });
+    package.close();
+}
+
 void save(const Change& change, const Input& input) {
     FlowbookFileWriter writer(input.name(), input.storage(), {});
     if (change.code) {
@@ -125,9 +149,13 @@ void save(const Change& change, const Input& input) {
 
 bool apply(const Change& change, const Input& input, bool dryRun) {
     Change rest = change;
-    const bool isLeft = reduce(rest, input);
+    bool hasOutputs = false;
+    const bool isLeft = reduce(rest, input, hasOutputs);
     if (isLeft && !dryRun) {
         rest.rich ? saveRich(rest, input) : save(rest, input);
+        if (hasOutputs && (rest.rich || rest.code)) {
+            settleOutputs(input.argument());
+        }
     }
     return isLeft;
 }

@@ -36,6 +36,13 @@ std::string describe(const OpenConflict& conflict) {
     case OpenConflict::Kind::Property:
         return "property " + printable(conflict.name) + ": ours " + valueInWords(conflict.ours) + ", theirs " +
                valueInWords(conflict.theirs);
+    case OpenConflict::Kind::Outputs:
+        return "outputs " + printable(conflict.name) + ", which follow the code: theirs is " +
+               printable(*conflict.theirs);
+    case OpenConflict::Kind::Deletion:
+        return "part " + printable(conflict.name) + ": " +
+               (conflict.deleter == kit::Side::Ours ? "ours deleted it, theirs" : "theirs deleted it, ours") +
+               " changed it";
     default:
         return "part " + printable(conflict.name) + ": theirs is " + printable(*conflict.theirs);
     }
@@ -49,6 +56,8 @@ bool isMeant(const std::string& kind, const std::string& name, const OpenConflic
                (kind == "part" && conflict.theirs && (name == conflict.name || name == conflict.theirs));
     case OpenConflict::Kind::Property:
         return kind == "property" && name == conflict.name;
+    case OpenConflict::Kind::Outputs:
+        return kind == "code" || (kind == "part" && (name == conflict.name || name == conflict.theirs));
     default:
         return kind == "part" && (name == conflict.name || name == conflict.theirs);
     }
@@ -78,6 +87,7 @@ Conflicts chosen(const Conflicts& open, const std::vector<std::string>& words) {
 void settleCode(const Input& input, kit::Side side) {
     const kit::Document document = openDocument(input);
     Change change;
+    change.keepsOutputs = true;
     Bytes settled = kit::settledCode(document.storedCode(), side);
     if (document.form() == kit::CodeForm::Rich) {
         change.rich = std::move(settled);

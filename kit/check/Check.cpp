@@ -99,6 +99,9 @@ private:
                     add(Severity::Warning, "property.conflict", "/", open.name,
                         "a merge left open which value counts: ours " + inWords(open.ours) + ", theirs " +
                             inWords(open.theirs));
+                } else if (open.kind == OpenConflict::Kind::Deletion) {
+                    add(Severity::Warning, "part.conflict", open.name, "",
+                        "a merge kept this, which one side deleted and the other changed");
                 } else {
                     add(Severity::Warning, "part.conflict", *open.theirs, "",
                         "a merge left this beside " + open.name + ", which both sides changed");

@@ -62,6 +62,13 @@ struct Taken {
     const MergeBlock& block() const { return side->lines->blocks()[line->block]; }
     bool isCode() const { return side->lines->isCode(*line); }
     std::string spelled() const { return side->lines->spelled(block(), std::nullopt, marking(*side->text)); }
+    bool hasBeside() const { return side->lines->hasBeside(block()); }
+    /// Whether the paragraph ends with it.
+    bool isLast() const {
+        const std::string& code = *block().paragraph.code;
+        return line->line == static_cast<std::size_t>(std::count(code.begin(), code.end(), '\n'));
+    }
+    bool isWhole() const { return block().paragraph.code == line->text; }
     std::string forPeople() const { return isCode() ? line->text : block().text; }
 };
 
@@ -77,7 +84,8 @@ bool agree(const Namespaces& some, const Namespaces& others) {
 /// Puts the lines of a result together.
 class Writer {
 public:
-    /// @param isOneParagraph  whether all code goes into one. @param divides  whether each line of code gets its own.
+    /// @param isOneParagraph  whether all code goes into one. @param divides  whether each line of code gets its own,
+    /// but for paragraphs that show something beside their code.
     Writer(bool declares, bool isOneParagraph, bool divides)
         : declares_(declares), isOneParagraph_(isOneParagraph), divides_(divides) {}
 
@@ -85,9 +93,8 @@ public:
         if (!taken.isCode()) {
             close();
             text_ += taken.spelled();
-        } else if (divides_ && taken.block().paragraph.code != taken.line->text) {
-            close();
-            text_ += newTextParagraph(taken.line->text, declares_);
+        } else if (divides_ && !taken.isWhole() && !taken.hasBeside()) {
+            addDivided(taken);
         } else {
             if (!canGoOn(taken)) {
                 open(taken);
@@ -95,6 +102,14 @@ public:
             addText(taken.line->text);
             lines_.push_back(taken);
         }
+    }
+
+    /// Whether each of these paragraphs has been begun, as one of the same look may have been in its place, and none
+    /// twice.
+    bool hasOnce(const ParagraphLines& lines) const {
+        return !beganTwice_ && std::all_of(lines.blocks().begin(), lines.blocks().end(), [&](const MergeBlock& block) {
+            return !lines.hasBeside(block) || styles_.count(block.style) != 0;
+        });
     }
 
     /// The lines of the paragraph that is open, which is as if it had never been begun; none once it holds markers.
@@ -111,10 +126,15 @@ public:
     void open(const Taken& taken) {
         close();
         open_ = taken;
+        if (divides_ && taken.hasBeside()) {
+            styles_.insert(taken.block().style);
+            beganTwice_ = !begun_.insert(&taken.block()).second || beganTwice_;
+        }
     }
 
     bool canGoOn(const Taken& taken) const {
-        return open_ && !divides_ && taken.isCode() && (isOneParagraph_ || taken.line->line > 0);
+        const bool isOfSame = !divides_ || (open_ && &open_->block() == &taken.block());
+        return open_ && isOfSame && taken.isCode() && (isOneParagraph_ || taken.line->line > 0);
     }
 
     /// A line that no version has: in the paragraph that is open, or in one of its own.
@@ -143,6 +163,18 @@ public:
     }
 
 private:
+    /// A line that one version has in a paragraph of several: it gets its own, or goes among those of a paragraph that
+    /// shows something beside its code and is not at its end.
+    void addDivided(const Taken& taken) {
+        const bool isAmong = open_ && open_->hasBeside() && !lines_.empty() && !lines_.back().isLast();
+        if (isAmong) {
+            addText(taken.line->text);
+            return;
+        }
+        close();
+        text_ += newTextParagraph(taken.line->text, declares_);
+    }
+
     void addText(const std::string& line) { code_ = code_ ? *code_ + "\n" + line : line; }
 
     bool declares_, isOneParagraph_, divides_;
@@ -151,6 +183,10 @@ private:
     std::optional<std::string> code_;
     std::vector<Taken> lines_;  ///< of the open paragraph
     bool hasMarkers_ = false;   ///< whether it holds markers
+    // Of paragraphs that show something beside their code:
+    std::set<std::string> styles_;
+    std::set<const MergeBlock*> begun_;
+    bool beganTwice_ = false;
 };
 
 /// Does not depend on the ids that the result will have.
@@ -188,6 +224,10 @@ public:
         Writer writer(declares, isPlain && !withStyle_, !isPlain && !withStyle_);
         std::string head = mergedHead();
         writeHunks(writer, mergeLines(sides_[0].numbers, sides_[1].numbers, sides_[2].numbers));
+        writer.close();
+        if (!withStyle_ && !isPlain && (!writer.hasOnce(*sides_[1].lines) || !writer.hasOnce(*sides_[2].lines))) {
+            return std::nullopt;  // What stands beside code would be lost, or shown twice.
+        }
         return MergedCode{head + writer.take() + frame_->lines->spelled(frame_->lines->tail(), marking(*frame_->text)),
                           isPlain, std::move(conflicts_)};
     }

@@ -29,7 +29,6 @@ using opc::pxservices::CorePropertiesManager;
 namespace {
 
 constexpr std::string_view kOursMark = "<<<<<<< ", kMiddleMark = "=======", kTheirsMark = ">>>>>>> ";
-constexpr char kPropertiesPart[] = "/conflicts/properties.json";
 constexpr std::string_view kTheirsSuffix = "-theirs";
 
 using RelationshipList = std::vector<opc::model::Relationship>;
@@ -72,13 +71,16 @@ std::vector<bool> keptLines(const std::vector<std::string_view>& lines, Side sid
     return kept;
 }
 
-boost::json::object readConflicts(const fl::Bytes& content) {
+/// A list that a merge left, of properties or parts; an empty one of a package without it.
+boost::json::object readList(const Package& package, const char* list) {
+    if (!package.hasPart(partNamed(list))) {
+        return {};
+    }
+    const fl::Bytes content = contentOf(package.getPart(partNamed(list)));
     boost::system::error_code error;
-    const std::string text(content.begin(), content.end());
-    boost::json::value value = boost::json::parse(text, error);
+    boost::json::value value = boost::json::parse(std::string(content.begin(), content.end()), error);
     if (error || !value.is_object()) {
-        throw opc::Exception(opc::ErrorKind::Damaged,
-                             std::string("part ") + kPropertiesPart + ": it is no JSON object");
+        throw opc::Exception(opc::ErrorKind::Damaged, std::string("part ") + list + ": it is no JSON object");
     }
     return std::move(value.as_object());
 }
@@ -117,6 +119,18 @@ void removeWithLinks(Package& package, const PartName& name) {
         removeRelationshipsTo(part, name);
     }
     package.deletePart(name);
+}
+
+/// Takes an item off a list, and the list away with its last item.
+void takeOff(Package& package, const char* list, const std::string& item) {
+    boost::json::object left = readList(package, list);
+    left.erase(item);
+    if (left.empty()) {
+        removeWithLinks(package, partNamed(list));
+        return;
+    }
+    const std::string text = boost::json::serialize(left) + "\n";
+    package.getPart(partNamed(list)).getOutputStream()->write(text.data(), text.size());
 }
 
 /// Puts a part with its relationships in the place of another, to which all relationships stay.
@@ -165,15 +179,7 @@ void settleProperty(Package& package, const OpenConflict& conflict, Side side) {
     } else if (side == Side::Theirs && !setPropertyText(package, conflict.name, *value)) {
         addProperty(package, conflict.name, *value);
     }
-    Part part = package.getPart(partNamed(kPropertiesPart));
-    boost::json::object left = readConflicts(contentOf(part));
-    left.erase(conflict.name);
-    if (left.empty()) {
-        removeWithLinks(package, partNamed(kPropertiesPart));
-        return;
-    }
-    const std::string text = boost::json::serialize(left) + "\n";
-    part.getOutputStream()->write(text.data(), text.size());
+    takeOff(package, kPropertiesPart, conflict.name);
 }
 
 /// The code of a package; nothing when there is none.
@@ -250,26 +256,35 @@ std::vector<OpenConflict> openConflicts(const Document& document) {
 }
 
 std::vector<OpenConflict> openBesideMarkers(const Document& document) {
+    using Kind = OpenConflict::Kind;
+    const Package& package = document.package();
     std::vector<OpenConflict> open;
-    if (document.package().hasPart(partNamed(kPropertiesPart))) {
-        for (const auto& each : readConflicts(contentOf(document.package().getPart(partNamed(kPropertiesPart))))) {
-            open.push_back({OpenConflict::Kind::Property, std::string(each.key()), textAt(each.value(), "ours"),
-                            textAt(each.value(), "theirs")});
-        }
+    for (const auto& each : readList(package, kPropertiesPart)) {
+        open.push_back(
+            {Kind::Property, std::string(each.key()), textAt(each.value(), "ours"), textAt(each.value(), "theirs")});
     }
-    const std::optional<Part> code = codePartIn(document.package());
+    const std::optional<Part> code = codePartIn(package);
     std::map<std::string, OpenConflict> parts;
-    for (const Part& part : document.package().getParts()) {
+    for (const Part& part : package.getParts()) {
         const std::string& theirs = part.getName().ascii();
         const auto name = besideWhat(theirs);
-        if (name && document.package().hasPart(partNamed(*name))) {
+        if (startsWith(theirs, std::string(kTheirOutputs) + "/")) {
+            const std::string ours = theirs.substr(std::string_view(kTheirOutputs).size());
+            parts.emplace(theirs, OpenConflict{Kind::Outputs, ours, std::nullopt, theirs});
+        } else if (name && package.hasPart(partNamed(*name))) {
             const bool isCode = code && code->getName() == partNamed(*name);
-            const auto kind = isCode ? OpenConflict::Kind::Code : OpenConflict::Kind::Part;
-            parts.emplace(theirs, OpenConflict{kind, *name, std::nullopt, theirs});
+            parts.emplace(theirs, OpenConflict{isCode ? Kind::Code : Kind::Part, *name, std::nullopt, theirs});
         }
     }
     for (auto& [theirs, conflict] : parts) {
         open.push_back(std::move(conflict));
+    }
+    for (const auto& each : readList(package, kKeptParts)) {
+        const std::string name(each.key());
+        if (package.hasPart(partNamed(name))) {
+            const Side deleter = textAt(each.value(), "deleted") == "theirs" ? Side::Theirs : Side::Ours;
+            open.push_back({Kind::Deletion, name, std::nullopt, std::nullopt, deleter});
+        }
     }
     return open;
 }
@@ -330,8 +345,13 @@ void removeUnreached(Package& package, const Shown& before) {
 void settle(Package& package, const OpenConflict& conflict, Side side) {
     if (conflict.kind == OpenConflict::Kind::Property) {
         settleProperty(package, conflict, side);
+    } else if (conflict.kind == OpenConflict::Kind::Deletion) {
+        takeOff(package, kKeptParts, conflict.name);
+        if (side == conflict.deleter) {
+            removeWithLinks(package, partNamed(conflict.name));
+        }
     } else if (conflict.theirs) {
-        if (side == Side::Theirs) {
+        if (side == Side::Theirs && package.hasPart(partNamed(conflict.name))) {
             replacePart(package, partNamed(conflict.name), partNamed(*conflict.theirs));
         }
         removeWithLinks(package, partNamed(*conflict.theirs));

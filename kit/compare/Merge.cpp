@@ -2,6 +2,7 @@
 
 #include "fl/i18n/Conversion.hpp"
 #include "kit/compare/CodeMerge.hpp"
+#include "kit/compare/Conflicts.hpp"
 #include "kit/compare/MergedPackage.hpp"
 #include "kit/compare/PropertyMerge.hpp"
 #include "kit/document/StoredText.hpp"
@@ -18,9 +19,6 @@ using fl::i18n::to_string;
 using fl::i18n::to_ustring;
 
 namespace {
-
-constexpr char16_t kConflictsPart[] = u"/conflicts/properties.json";
-constexpr char16_t kConflictType[] = u"http://schemas.pellarion.com/tarmic/code/2013/relationships/conflict";
 
 std::optional<std::string> leadsTo(const Link* link) {
     return link == nullptr ? std::nullopt : std::make_optional(link->leadsTo);
@@ -93,6 +91,7 @@ struct Told {
     MergeConflict conflict;
     std::size_t part = kNoPart;
     std::size_t about = kNoPart;  ///< the part that is in conflict, which may get another name than ours gave it
+    std::optional<std::size_t> deleter{};  ///< the side that deleted the part
 };
 
 /// Numbers what the references of three versions lead to.
@@ -204,15 +203,18 @@ public:
     }
 
 private:
+    using Texts = std::array<std::optional<CodeText>, 3>;
+
     const Version& version(std::size_t which) const {
         return which == kBase ? *base_ : which == kOurs ? ours_ : theirs_;
     }
 
     std::size_t favoured() const { return options_.favour == Favour::Theirs ? kTheirs : kOurs; }
 
-    void tell(MergeConflict conflict, std::size_t part = kNoPart, std::size_t about = kNoPart) {
+    void tell(MergeConflict conflict, std::size_t part = kNoPart, std::size_t about = kNoPart,
+              std::optional<std::size_t> deleter = std::nullopt) {
         if (options_.favour == Favour::None) {
-            told_.push_back({std::move(conflict), part, about});
+            told_.push_back({std::move(conflict), part, about, deleter});
         }
     }
 
@@ -241,7 +243,7 @@ private:
         if (trio[kOurs] == nullptr || trio[kTheirs] == nullptr) {
             targets[kBase] = nullptr;  // The one side that has it is not to be changed by what the other lacks.
         }
-        const bool hasPart = targets[kOurs] != nullptr || targets[kTheirs] != nullptr;
+        const bool hasPart = trio[side]->target != nullptr;  // Under the same id the other may lead to a part.
         const Link& link = *trio[writingVersion(trio, side)];
         links.push_back({link.record, hasPart ? partOf(targets) : kNoPart, &link});
     }
@@ -264,10 +266,19 @@ private:
         }
         addLink(only(keeper, trio[keeper]), keeper, links);
         const Link& link = *trio[keeper];
-        const bool isPart = link.target != nullptr;
-        const std::string what = isPart ? to_string(nameOf(*link.target)) : placeOf(link);
-        tell({isPart ? ConflictKind::Part : ConflictKind::Relationship, what,
-              std::string(keeper == kOurs ? "theirs" : "ours") + " deleted it; kept as the other changed it"});
+        if (link.target != nullptr) {
+            tellOfDeletion(links.back().part, keeper);
+        } else {
+            tell({ConflictKind::Relationship, placeOf(link), deletionIn(keeper)});
+        }
+    }
+
+    static std::string deletionIn(std::size_t keeper) {
+        return std::string(keeper == kOurs ? "theirs" : "ours") + " deleted it; kept as the other changed it";
+    }
+
+    void tellOfDeletion(std::size_t part, std::size_t keeper) {
+        tell({ConflictKind::Part, "", deletionIn(keeper)}, kNoPart, part, keeper == kOurs ? kTheirs : kOurs);
     }
 
     /// Both sides have the relationship lead elsewhere, at least one of them to no part.
@@ -408,9 +419,7 @@ private:
                 const Node* const kept = trio[kOurs] != nullptr ? trio[kOurs] : trio[kTheirs];
                 if (options_.favour == Favour::None || kept == trio[favoured()]) {
                     const std::size_t side = kept == trio[kOurs] ? kOurs : kTheirs;
-                    partOf(only(side, kept));
-                    tell({ConflictKind::Part, to_string(nameOf(*kept)),
-                          "one side deleted it; kept as the other changed it"});
+                    tellOfDeletion(partOf(only(side, kept)), side);
                 }
             } else if (isDeletion && chosen != nullptr) {
                 partOf(only(chosen == trio[kOurs] ? kOurs : kTheirs, chosen));
@@ -454,8 +463,9 @@ private:
         for (std::size_t i = 0; i < trio.size(); ++i) {
             bytes[i] = trio[i] == nullptr ? std::nullopt : std::make_optional(contentOf(trio[i]->part));
         }
-        if (choose(bytes[kBase], bytes[kOurs], bytes[kTheirs]) != Choice::Conflict) {
-            return std::nullopt;
+        const Choice choice = choose(bytes[kBase], bytes[kOurs], bytes[kTheirs]);
+        if (choice != Choice::Conflict) {
+            return planPart(trio, choice, false);  // Digests leave out the time of the last modification.
         }
         const bool isTheirsLater = modifiedTime(*ours_.document()) < modifiedTime(*theirs_.document());
         auto merged = mergeProperties(bytes[kBase] ? &*bytes[kBase] : nullptr, *bytes[kOurs], *bytes[kTheirs],
@@ -485,21 +495,39 @@ private:
                                          {"theirs", jsonOf(conflict.theirs)}};
             }
         }
-        if (values.empty()) {
-            return;
+        if (!values.empty()) {
+            addTo(listOf(kPropertiesPart), std::move(values));
         }
-        MergedPart part;
-        part.name = kConflictsPart;
-        part.contentType = u"application/json";
-        for (std::size_t i = 0; i < result_.size(); ++i) {
-            if (result_.at(i).name == part.name) {
-                addTo(result_.at(i), std::move(values));
-                return;
+    }
+
+    /// The parts that one side deleted, under the names that they have been given.
+    void fillKeptParts() {
+        boost::json::object values;
+        for (const Told& told : told_) {
+            if (told.deleter) {
+                const char* const side = *told.deleter == kTheirs ? "theirs" : "ours";
+                values[to_string(result_.at(told.about).name)] = {{"deleted", side}};
             }
         }
-        const std::string text = boost::json::serialize(values);
-        part.made = fl::Bytes(text.begin(), text.end());
-        result_.links().push_back({{kConflictType, part.name, u"", true}, result_.add(part), nullptr});
+        if (!values.empty()) {
+            addTo(listOf(kKeptParts), std::move(values));
+        }
+    }
+
+    /// The part with a list of what is open, which an earlier merge may have left.
+    MergedPart& listOf(const char* name) {
+        for (std::size_t i = 0; i < result_.size(); ++i) {
+            if (to_string(result_.at(i).name) == name) {
+                return result_.at(i);
+            }
+        }
+        MergedPart part;
+        part.name = to_ustring(name);
+        part.contentType = u"application/json";
+        part.made = fl::Bytes();
+        const std::size_t index = result_.add(std::move(part));
+        result_.links().push_back({{kConflictType, result_.at(index).name, u"", true}, index, nullptr});
+        return result_.at(index);
     }
 
     /// What an earlier merge left is still open.
@@ -542,8 +570,30 @@ private:
         if (trio[side] != nullptr) {
             addLink(only(side, trio[side]), side, result_.links());
         }
+        const bool isOpen = rule == Outputs::OfCode && side == kOurs && isCodeOpen() && keepTheirs(trio[kTheirs]);
         note(trio, std::string("kept as ") + (side == kOurs ? "ours has" : "theirs has") + " them" +
-                       (isOfNeither ? "; they are older than the merged code" : ""));
+                       (isOpen        ? " until the code is settled"
+                        : isOfNeither ? "; they are older than the merged code"
+                                      : ""));
+    }
+
+    /// Whether the user is to choose between two versions of code, between markers or whole.
+    bool isCodeOpen() const {
+        return std::any_of(told_.begin(), told_.end(), [](const Told& told) {
+            return told.conflict.kind == ConflictKind::Code && (told.conflict.ours || told.part != kNoPart);
+        });
+    }
+
+    /// Keeps the outputs of theirs for when its code is chosen. @returns whether there are any.
+    bool keepTheirs(const Link* link) {
+        if (link == nullptr || link->target == nullptr) {
+            return false;
+        }
+        MergedPart part;
+        part.name = to_ustring(kTheirOutputs) + nameOf(*link->target);
+        const std::size_t index = planAlone(kTheirs, link->target, std::move(part));
+        result_.links().push_back({{kConflictType, u"", u"", true}, index, nullptr});
+        return true;
     }
 
     void note(const LinkTrio& trio, const std::string& words) {
@@ -569,15 +619,14 @@ private:
             codeSide_ = keeper;
             code_ = planAlone(keeper, code[keeper], named(only(keeper, code[keeper])));
             if (isConflict) {
-                tell({ConflictKind::Code, "code",
-                      std::string(keeper == kOurs ? "theirs" : "ours") + " deleted it; kept as the other changed it"});
+                tell({ConflictKind::Code, "code", deletionIn(keeper)});
             }
         }
         addLink(trio, trio[kOurs] != nullptr ? kOurs : kTheirs, result_.links());
     }
 
     void planCode(const Trio& code) {
-        std::array<std::optional<CodeText>, 3> texts;
+        Texts texts;
         bool isText = true;
         for (const std::size_t i : {kBase, kOurs, kTheirs}) {
             texts[i] = code[i] == nullptr ? std::nullopt : textOf(i);
@@ -607,7 +656,7 @@ private:
     }
 
     /// Merges the code by paragraphs. @returns whether that can be done.
-    bool planText(const Trio& code, std::array<std::optional<CodeText>, 3>& texts) {
+    bool planText(const Trio& code, Texts& texts) {
         Things things(code);
         for (std::size_t i = 0; i < texts.size(); ++i) {
             for (const Reference& reference : texts[i] ? texts[i]->references : std::vector<Reference>()) {
@@ -623,7 +672,8 @@ private:
         part.isOfOurs = true;
         code_ = result_.add(std::move(part));
         std::vector<MergedLink> links;
-        const std::vector<std::string> ids = linkThings(things, texts, merged->marked, links);
+        const std::vector<std::string> ids =
+            linkThings(things, texts, merged->marked, !merged->conflicts.empty(), links);
         fl::Bytes document = unmarked(merged->marked, ids);
         codeSide_ = sideOfCode(document, *texts[kOurs], *texts[kTheirs]);
         result_.at(code_).made = asStored(code, texts, std::move(document));
@@ -635,8 +685,7 @@ private:
     }
 
     /// A document that a side has in the same words is written as that side has it, in its encoding.
-    static fl::Bytes asStored(const Trio& code, const std::array<std::optional<CodeText>, 3>& texts,
-                              fl::Bytes document) {
+    static fl::Bytes asStored(const Trio& code, const Texts& texts, fl::Bytes document) {
         std::array<std::optional<fl::Bytes>, 3> stored;
         for (std::size_t i = 0; i < stored.size(); ++i) {
             if (texts[i] && texts[i]->document == document) {
@@ -649,7 +698,7 @@ private:
     }
 
     /// The version whose content type the merged code has.
-    static std::size_t formSide(const Trio& code, const std::array<std::optional<CodeText>, 3>& texts, bool isPlain) {
+    static std::size_t formSide(const Trio& code, const Texts& texts, bool isPlain) {
         if (texts[kOurs]->isPlain != texts[kTheirs]->isPlain) {
             return texts[kOurs]->isPlain == isPlain ? kOurs : kTheirs;
         }
@@ -657,9 +706,9 @@ private:
     }
 
     /// Gives every thing that the text refers to a relationship, and adds those that no text refers to.
-    /// @returns the ids by the numbers of the things.
-    std::vector<std::string> linkThings(const Things& things, const std::array<std::optional<CodeText>, 3>& texts,
-                                        const std::string& marked, std::vector<MergedLink>& links) {
+    /// @param isOpen  whether the text holds both sides of a conflict. @returns the ids by the numbers of the things.
+    std::vector<std::string> linkThings(const Things& things, const Texts& texts, const std::string& marked,
+                                        bool isOpen, std::vector<MergedLink>& links) {
         const std::map<std::size_t, std::string> nowhere = things.nowhere();
         std::set<const Link*> used;
         std::vector<std::size_t> linked;
@@ -678,6 +727,9 @@ private:
             addLink(things.at(thing), things.at(thing)[kOurs] != nullptr ? kOurs : kTheirs, links);
         }
         linkRest(used, texts, links);
+        for (const std::size_t thing : isOpen ? linked : std::vector<std::size_t>()) {
+            linkHanging(things.at(thing), texts, links);
+        }
         MergedPackage::giveIds(links);
         std::vector<std::string> ids(things.size());
         for (std::size_t i = 0; i < linked.size(); ++i) {
@@ -685,6 +737,17 @@ private:
         }
         keepNowhere(nowhere, links, ids);
         return ids;
+    }
+
+    /// What the text of one side refers to, and the other side has without a reference, stays when the reference goes
+    /// with the conflict that it stands in: by a relationship of its own.
+    void linkHanging(const LinkTrio& thing, const Texts& texts, std::vector<MergedLink>& links) {
+        const auto refers = [&](std::size_t i) { return texts[i]->things.count(to_string(thing[i]->record.id)) != 0; };
+        if (thing[kOurs] != nullptr && thing[kTheirs] != nullptr && refers(kOurs) != refers(kTheirs)) {
+            const std::size_t side = refers(kOurs) ? kTheirs : kOurs;
+            addLink(only(side, thing[side]), side, links);
+            links.back().record.id.clear();
+        }
     }
 
     /// A reference that leads nowhere must not come to lead somewhere.
@@ -704,8 +767,7 @@ private:
 
     /// Adds the relationships that the merged text does not refer to. Those that hang on a text of one side, and on
     /// none any more, go with it.
-    void linkRest(const std::set<const Link*>& used, const std::array<std::optional<CodeText>, 3>& texts,
-                  std::vector<MergedLink>& links) {
+    void linkRest(const std::set<const Link*>& used, const Texts& texts, std::vector<MergedLink>& links) {
         LinkLists rest;
         std::set<const Link*> referred;
         for (std::size_t i = 0; i < rest.size(); ++i) {
@@ -762,9 +824,14 @@ private:
     // Result -------------------------------------------------------------------------------------------------------
 
     MergeResult finish() {
+        const auto isDeletion = [](const Told& told) { return told.deleter.has_value(); };
+        if (std::any_of(told_.begin(), told_.end(), isDeletion)) {
+            listOf(kKeptParts);  // It takes part when names are given.
+        }
         for (const std::string& entry : result_.giveNames()) {
             tell({ConflictKind::Entry, "the entry " + entry, "left out, as a part has its name"});
         }
+        fillKeptParts();
         MergeResult result;
         for (Told& told : told_) {
             if (told.part != kNoPart) {

@@ -20,7 +20,7 @@ struct MergeBlock {
     XmlSpan span{};       ///< from the end of the one before, so that white space between them is kept
     std::string style;    ///< names, attributes and text as one text, which does not depend on how they are written; of
                           ///< a paragraph of code without its code
-    std::string text;     ///< for people; of code none
+    std::string text;     ///< for people; of a paragraph of code what stands beside the code
     Paragraph paragraph;  ///< of one whose code can be replaced; else without code
 };
 
@@ -48,6 +48,11 @@ public:
     std::string keyOf(const BlockLine& line, bool withStyle) const;
 
     bool isCode(const BlockLine& line) const { return blocks_[line.block].paragraph.code.has_value(); }
+
+    /// Whether a paragraph of code shows words, or refers to something, beside its code.
+    bool hasBeside(const MergeBlock& block) const {
+        return block.paragraph.code && (!block.text.empty() || !idsIn(block.span).empty());
+    }
 
     /// What is declared around the lines, by prefix.
     const std::map<std::string, std::string>& namespaces() const noexcept { return namespaces_; }

@@ -19,8 +19,9 @@ CLEAN, CODE = 0, "conflict in code: both versions stand between markers"
 WHOLE = "conflict in code: kept as ours has it; theirs is added as /tarmic/document-theirs1.xml"
 
 
-def book(*paragraphs, pictures="", encoding=None, secret=None, props=(), outputs=(), **more):
+def book(*paragraphs, pictures="", encoding=None, secret=None, props=(), outputs=(), link="", **more):
     """A flowbook of the paragraphs, "<" for pictures by letter; `secret` is encrypted code with those pictures."""
+    parameters = ";encryption=AES" if secret else ";plaincode=true" if more.pop("plain", False) else ""
     body = "".join(line if line[0] == "<" else made.paragraph(line, "text" if line.istitle() else "code")
                    for line in paragraphs)
     xml = (f'<w:document xmlns:w="{made.WORD}" xmlns:r="{random_test.OFFICE}"><w:body>{body}</w:body></w:document>')
@@ -29,13 +30,14 @@ def book(*paragraphs, pictures="", encoding=None, secret=None, props=(), outputs
     core = made.core(*(f"<{key}>{value}</{key}>" for key, value in props))
     parts = {f"media/{each}.png": ("image/png", each.encode()) for each in pictures}
     rows = [(f"rId{i + 1}", "image", f"/media/{each}.png") for i, each in enumerate(pictures)]
+    rows += [("rId1", random_test.KINDS["link"], "http://" + link, "External")] if link else []
     for number, content in enumerate(outputs):
         parts[f"out{number}.xml"] = ("text/xml", content.encode())
         core["root"].append((f"o{number}", "output", f"out{number}.xml"))
     core["parts"]["core.xml"] = (made.CORE_TYPE, made.utf16(core["parts"]["core.xml"][1])
                                  if more.pop("wide", False) else core["parts"]["core.xml"][1])
     return made.zipped(made.package(document=secret.encode() if secret else xml.encode(encoding or "utf-8"),
-                                    parameters=";encryption=AES" if secret else "", root=core["root"],
+                                    parameters=parameters, root=core["root"],
                                     parts={**core["parts"], **parts}, document_rels=made.relationships(*rows)))
 
 
@@ -87,6 +89,20 @@ MERGES = [
            ("ours", "kept as ours", "x Why a/b/c/d End y |o"), ("theirs", "kept as theirs", "x Why a/b/c/d End y |t"),
            ("drop", "dropped", "x Why a/b/c/d End y"),
            ("conflict", "theirs is added as /out0-theirs1.xml", "x Why a/b/c/d End y |o", "x Why a/b/c/d End y |t")]),
+    ("outputs, code in conflict", book("a", outputs="b"), book("o", outputs="o"), book("t", outputs="t"), [],
+     "outputs /out0.xml: kept as ours has them until the code is settled", "o |o", "t |t"),
+    ("outputs, code whole", book("a", outputs="b"), book(secret="cipher1", outputs="o"),
+     book(secret="cipher2", outputs="t"), [], "until the code is settled", "cipher | |o", "cipher | |t"),
+    ("a link of encrypted code whose id had a picture", book("a", drawn(1), pictures="b"),
+     book(secret="cipher", link="o"), book("a", drawn(1), pictures="b"), [], CLEAN, "cipher |"),
+    ("a picture that plain code of theirs has", book("a", plain=True, pictures="b"),
+     book(beside("o"), pictures="b"), book("t", plain=True, pictures="b"), [], CODE, "o<b>", "t (b)"),
+    ("a picture beside code that one has as plain", book("a\nb\nc\nd", plain=True),
+     book("Why", beside("a\nb\nc\nd"), pictures="o"), book("a\nb\nc\nD\ne", plain=True), [], CLEAN, "Why a/b/c/D/e<o>"),
+    ("the same in conflict", book("a\nb", plain=True), book(beside("o\nb"), pictures="o"), book("t\nb", plain=True),
+     [], WHOLE, "o/b<o>", "t/b"),
+    ("outputs that theirs deleted", book("a", outputs="b"), book("a", outputs="o"), book("a"), ["--outputs=conflict"],
+     "conflict in /out0.xml: theirs deleted it; kept as the other changed it", "a |o", "a"),
     ("labels", book("a"), book("b"), book("c"), ["--ours-label=my side", "--theirs-label=y\u00f6u", "--file=x/y.tqx"],
      "x/y.tqx: " + CODE, "b", "c"),
 ]
@@ -104,13 +120,14 @@ class Found(random_test.Found):
     def read_code(self):
         self.text, self.code = "", ""
         if b"cipher" in self.entries[self.code_name]:
-            self.hanging = [target for _, target, _ in self.links(self.code_name).values()]
+            self.hanging = [target for kind, target, _ in self.links(self.code_name).values() if kind.endswith("image")]
             words = "cipher |" + "".join(f"<{self.entries[name].decode()}>" for name in self.hanging)
         else:
             super().read_code()
-            self.faults += [f"hanging {each}" for each in self.hanging]
+            shown = [thing for things in self.shown.values() for thing in things]
+            hanging = "".join(f" ({name})" for thing in self.hanging for name in thing[1:] if thing not in shown)
             pictures = {text: "".join(f"<{name}>" for _, name in things) for text, things in self.shown.items()}
-            words = " ".join(text.replace("\n", "/") + pictures[text] for text in self.texts)
+            words = " ".join(text.replace("\n", "/") + pictures[text] for text in self.texts) + hanging
         root = self.links("").values()
         core = self.package[random_test.CORE_TYPE_OF_LINK]
         values = [f"{each.tag.partition('}')[2]}={each.text}" for each in random_test.tree.fromstring(core)
