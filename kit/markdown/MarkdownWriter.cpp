@@ -6,7 +6,8 @@
 #include "kit/document/StoredText.hpp"
 #include "kit/document/XmlTree.hpp"
 #include "kit/markdown/PipeTable.hpp"
-#include "kit/page/Blocks.hpp"
+#include "kit/page/BlockKinds.hpp"
+#include "kit/page/Definitions.hpp"
 #include "kit/page/TableGrid.hpp"
 #include "kit/page/Wording.hpp"
 
@@ -185,18 +186,6 @@ public:
         return writeDataUri({"data:" + type + ";base64", pictureOf(contentOf(*part), part->getName().ascii())});
     }
 
-    /// The root of the numbering part in `tree`.
-    const XmlNode* numbering(XmlTree& tree) const {
-        for (const auto& [id, relationship] : byId_) {
-            const std::string type = fl::i18n::to_string(relationship.getType());
-            const std::optional<Part> part = endsWith(type, "/numbering") ? partAt(relationship) : std::nullopt;
-            if (part) {
-                tree = readXmlTree(contentOf(*part), document_.where(*part), XmlEncoding::AsDeclared);
-            }
-        }
-        return tree.root();
-    }
-
 private:
     std::optional<Part> partAt(const Relationship& relationship) const {
         if (relationship.getTargetMode() == opc::model::TargetMode::External) {
@@ -333,7 +322,8 @@ struct OpenList {
 
 class BlockWriter {
 public:
-    BlockWriter(const Targets& targets, const XmlNode* numbering) : targets_(targets), numbering_(numbering) {}
+    BlockWriter(const Targets& targets, const Definitions& definitions)
+        : targets_(targets), definitions_(definitions) {}
 
     void writeBody(const XmlNode& body) {
         for (const XmlNode& node : body.children) {
@@ -355,6 +345,7 @@ private:
         const std::vector<Piece> pieces = piecesOf(paragraph);
         const auto at =
             std::find_if(pieces.begin(), pieces.end(), [&](const Piece& each) { return each.node == &code; });
+        labelOf(paragraph);
         writeBesideCode({pieces.begin(), at});
         codeDepth_ = depth;
         code_ = (code_ ? *code_ + "\n" : "") + code.allText();
@@ -427,10 +418,12 @@ private:
         const std::vector<Piece> pieces = piecesOf(paragraph);
         const XmlNode* const properties = paragraph.child("pPr");
         const std::string style(properties == nullptr ? "" : properties->valueOf("pStyle"));
-        const int heading = std::min(headingStyleOf(paragraph), kDeepestHeading);
-        const std::optional<ListItem> item = heading == 0 ? numbering_.itemOf(paragraph) : std::nullopt;
-        // An item counts in its list even if there is nothing in it.
-        if (std::none_of(pieces.begin(), pieces.end(), isShown) && !item) {
+        const int heading = std::min(definitions_.styles().headingOf(paragraph), kDeepestHeading);
+        // An item counts in its list wherever it stands, and even if there is nothing in it.
+        const std::optional<ListItem> item = definitions_.numbering().itemOf(paragraph);
+        const ItemCounts::Counted counted = item ? counts_.next(*item) : ItemCounts::Counted{};
+        const bool isItem = item && heading == 0;
+        if (std::none_of(pieces.begin(), pieces.end(), isShown) && !isItem) {
             if (properties != nullptr && properties->child("pBdr") != nullptr) {
                 leaveLists();
                 writeApart("---\n");
@@ -438,24 +431,25 @@ private:
             return;
         }
         if (heading != 0) {
+            const bool hasLabel = item && item->levels != nullptr && !isBlankText(counted.label);
             leaveLists();
-            writePieces(pieces, std::string(static_cast<std::size_t>(heading), '#') + " ", true);
-        } else if (item) {
-            writeItem(*item, pieces);
+            writePieces(pieces,
+                        std::string(static_cast<std::size_t>(heading), '#') + " " +
+                            (hasLabel ? withEscapes(counted.label, true) + " " : ""),
+                        true);
+        } else if (isItem) {
+            writeItem(*item, counted.number, pieces);
         } else if (startsWith(style, "ListContinue")) {
             continueItem(style, pieces);
         } else {
             leaveLists();
-            std::string small = style;
-            std::transform(small.begin(), small.end(), small.begin(), [](unsigned char c) { return std::tolower(c); });
-            const bool isQuote = small.find("quote") != std::string::npos;
-            writePieces(pieces, isQuote ? "> " : "", false);
+            writePieces(pieces, definitions_.styles().isCalled(paragraph, "quote") ? "> " : "", false);
         }
         writeBoxes(pieces);
     }
 
     /// An item ends the lists that are deeper, and one of another kind or numbering in its place.
-    void writeItem(const ListItem& item, const std::vector<Piece>& pieces) {
+    void writeItem(const ListItem& item, unsigned number, const std::vector<Piece>& pieces) {
         const std::size_t level = std::min(item.level, open_.size());
         char mark = item.isOrdered ? '.' : '-';
         open_.resize(std::min(open_.size(), level + 1));
@@ -466,9 +460,6 @@ private:
             }
             open_.pop_back();
         }
-        auto& counts = counts_[item.list];
-        const unsigned number = item.start + counts[item.level]++;
-        std::fill(counts.begin() + static_cast<std::ptrdiff_t>(item.level) + 1, counts.end(), 0U);
         const std::size_t outer = level == 0 ? 0 : open_[level - 1].indent;
         const bool isNew = open_.size() == level;
         if (isNew) {
@@ -558,8 +549,8 @@ private:
         }
     }
 
-    /// The paragraphs of a cell on one line, with breaks between them.
-    std::string wordsOf(const XmlNode& cell) const {
+    /// The paragraphs of a cell on one line, with breaks between them, and the labels of items as words.
+    std::string wordsOf(const XmlNode& cell) {
         std::string all;
         const auto add = [&all](const std::string& more) { all += (all.empty() || more.empty() ? "" : "<br>") + more; };
         const std::vector<Piece> pieces = piecesOf(cell);
@@ -569,10 +560,18 @@ private:
             add(withBlanks(LineWriter(targets_, LineKind::Cell).write(segmentsOf({at, end})).front()));
             at = end;
             for (; at != pieces.end() && at->kind == Piece::Kind::Blocks; ++at) {
-                add(wordsOf(*at->node));
+                const std::string label = labelOf(*at->node);
+                const std::string words = wordsOf(*at->node);
+                add(label.empty() ? words : withEscapes(label, false) + " " + words);
             }
         }
         return all;
+    }
+
+    /// Counts a paragraph in its list, if it is in one. @returns the label that the list gives it.
+    std::string labelOf(const XmlNode& paragraph) {
+        const std::optional<ListItem> item = definitions_.numbering().itemOf(paragraph);
+        return item ? counts_.next(*item).label : "";
     }
 
     void leaveLists() {
@@ -594,15 +593,15 @@ private:
     }
 
     const Targets& targets_;
-    Numbering numbering_;
+    const Definitions& definitions_;
     std::string text_;
     std::optional<std::string> code_;  ///< the block of code that is being gathered
     std::size_t codeDepth_ = 0;        ///< how many lists it belongs to
     std::vector<OpenList> open_;
-    std::map<std::string, std::array<unsigned, 9>> counts_;  ///< of items so far, by list and level
-    bool isInItems_ = false;                                 ///< whether an item was written last
-    bool isItemEmpty_ = false;                               ///< whether that has no text
-    bool isQuoteOpen_ = false;                               ///< whether a quote was
+    ItemCounts counts_;
+    bool isInItems_ = false;    ///< whether an item was written last
+    bool isItemEmpty_ = false;  ///< whether that has no text
+    bool isQuoteOpen_ = false;  ///< whether a quote was
 };
 
 }  // namespace
@@ -618,8 +617,8 @@ std::string writeMarkdown(const Document& document) {
         throw opc::Exception(opc::ErrorKind::Damaged, tree.fault);
     }
     const Targets targets(document);
-    XmlTree numberingTree;
-    BlockWriter writer(targets, targets.numbering(numberingTree));
+    const Definitions definitions(document);
+    BlockWriter writer(targets, definitions);
     const XmlNode* const body = tree.root()->child(kWordNamespace, "body");
     if (body != nullptr) {
         writer.writeBody(*body);

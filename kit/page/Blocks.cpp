@@ -1,6 +1,6 @@
 #include "kit/page/Blocks.hpp"
 
-#include "kit/document/RichText.hpp"
+#include "kit/page/BlockKinds.hpp"
 #include "kit/page/Formula.hpp"
 #include "kit/page/Wording.hpp"
 
@@ -14,19 +14,6 @@ namespace {
 
 constexpr int kTwipsOfIndent = 360;
 constexpr int kDeepestIndent = 8;
-
-std::string_view styleOf(const XmlNode& paragraph) {
-    const XmlNode* const properties = paragraph.child("pPr");
-    return properties == nullptr ? std::string_view() : properties->valueOf("pStyle");
-}
-
-bool styleHas(const XmlNode& paragraph, std::string_view small) {
-    std::string style(styleOf(paragraph));
-    std::transform(style.begin(), style.end(), style.begin(), [](unsigned char c) { return std::tolower(c); });
-    return style.find(small) != std::string::npos;
-}
-
-bool isQuote(const XmlNode& paragraph) { return styleHas(paragraph, "quote"); }
 
 /// How far a paragraph is indented, in steps of a quarter of an inch.
 int indentOf(const XmlNode& paragraph) {
@@ -42,19 +29,6 @@ int indentOf(const XmlNode& paragraph) {
     return std::clamp((twips + kTwipsOfIndent / 2) / kTwipsOfIndent, 0, kDeepestIndent);
 }
 
-std::string classOf(const XmlNode& paragraph) {
-    const int indent = indentOf(paragraph);
-    const std::string error = styleHas(paragraph, "error") ? "error" : "";
-    return error + (indent == 0 ? "" : (error.empty() ? "in" : " in") + std::to_string(indent));
-}
-
-bool isBlock(const XmlNode& node) { return node.local == "p" || node.local == "tbl" || node.local == "txbxContent"; }
-
-bool hasInlineText(const std::vector<Piece>& pieces) {
-    return std::any_of(pieces.begin(), pieces.end(),
-                       [](const Piece& piece) { return isInline(piece) && isShown(piece); });
-}
-
 /// Whether there is text at all, were it of blanks alone.
 bool hasCharacters(const std::vector<Piece>& pieces) {
     return std::any_of(pieces.begin(), pieces.end(), [](const Piece& piece) {
@@ -68,14 +42,6 @@ bool isPictures(const std::vector<Piece>& pieces) {
     });
 }
 
-bool isCaption(const XmlNode& node) {
-    if (node.local != "p" || !styleHas(node, "caption")) {
-        return false;
-    }
-    const std::vector<Piece> pieces = piecesOf(node);
-    return hasInlineText(pieces) && std::all_of(pieces.begin(), pieces.end(), isInline);
-}
-
 /// Where the next element after `at` stands among its siblings; their number when there is none.
 std::size_t nextElement(const std::vector<XmlNode>& siblings, std::size_t at) {
     do {
@@ -84,67 +50,23 @@ std::size_t nextElement(const std::vector<XmlNode>& siblings, std::size_t at) {
     return at;
 }
 
-void collectHeadings(const XmlNode& node, bool isBody, std::vector<int>& styles);
-
-void collectHeadingsOf(const XmlNode& child, bool isBody, std::vector<int>& styles) {
-    if (child.local == "AlternateContent") {
-        forEachShown(child, [&](const XmlNode& each) { collectHeadingsOf(each, false, styles); });
-    } else if (child.local == "p") {
-        const int style = isBody && codeIn(child) != nullptr ? 0 : headingStyleOf(child);
-        if (style != 0 && hasInlineText(piecesOf(child))) {
-            styles.push_back(style);
+/// Calls `line` with the pieces that stand in lines, as many as follow each other, and `apart` with each other piece.
+template <class Line, class Apart>
+void forEachInOrder(const std::vector<Piece>& pieces, Line line, Apart apart) {
+    for (auto at = pieces.begin(); at != pieces.end();) {
+        const auto end = std::find_if_not(at, pieces.end(), isInline);
+        const std::vector<Piece> inLine(at, end);
+        if (hasInlineText(inLine)) {
+            line(inLine);
         }
-        collectHeadings(child, false, styles);
-    } else if (!isSettings(child)) {
-        collectHeadings(child, false, styles);
+        at = end;
+        if (at != pieces.end()) {
+            apart(*at++);
+        }
     }
 }
-
-void collectHeadings(const XmlNode& node, bool isBody, std::vector<int>& styles) {
-    for (const XmlNode& child : node.children) {
-        collectHeadingsOf(child, isBody, styles);
-    }
-}
-
-bool hasHeadings(const XmlNode& node) {
-    std::vector<int> styles;
-    collectHeadings(node, false, styles);
-    return !styles.empty();
-}
-
-const XmlNode* bodyOf(const XmlNode* root) { return root == nullptr ? nullptr : root->child(kWordNamespace, "body"); }
 
 }  // namespace
-
-int headingStyleOf(const XmlNode& paragraph) {
-    const int ofStyle = headingOf(styleOf(paragraph));
-    const XmlNode* const properties = paragraph.child("pPr");
-    const std::string_view level = properties == nullptr ? "" : properties->valueOf("outlineLvl");
-    const bool isLevel = level.size() == 1 && level[0] >= '0' && level[0] <= '8';
-    return ofStyle != 0 || !isLevel ? ofStyle : level[0] - '0' + 1;
-}
-
-bool holdsBlocks(const XmlNode& node) {
-    return std::any_of(node.children.begin(), node.children.end(),
-                       [](const XmlNode& child) { return isBlock(child) || holdsBlocks(child); });
-}
-
-const XmlNode* codeIn(const XmlNode& paragraph) {
-    const XmlNode* const properties = paragraph.child(kWordNamespace, "pPr");
-    const XmlNode* const style = properties == nullptr ? nullptr : properties->child(kWordNamespace, "pStyle");
-    const bool isCode = style != nullptr && style->attribute(kWordNamespace, "val") == "code";
-    const XmlNode* const run = isCode ? paragraph.child(kWordNamespace, "r") : nullptr;
-    return run == nullptr || paragraph.ns != kWordNamespace ? nullptr : run->child(kWordNamespace, "t");
-}
-
-std::vector<int> headingStylesIn(const XmlNode& node) {
-    std::vector<int> styles;
-    const XmlNode* const body = bodyOf(&node);
-    for (const XmlNode& child : node.children) {
-        collectHeadings(child, &child == body, styles);
-    }
-    return styles;
-}
 
 void Blocks::write(const XmlNode* root) {
     const XmlNode* const body = bodyOf(root);
@@ -154,7 +76,7 @@ void Blocks::write(const XmlNode* root) {
         });
         lastCode_ = last == body->children.rend() ? nullptr : &*last;
     }
-    Place place(counts_);
+    Place place;
     for (std::size_t i = 0; root != nullptr && i < root->children.size(); ++i) {
         const XmlNode& child = root->children[i];
         place.isBody = &child == body;
@@ -165,7 +87,7 @@ void Blocks::write(const XmlNode* root) {
 }
 
 void Blocks::writeInside(const XmlNode& node) {
-    Place place(counts_);
+    Place place;
     writeChildren(node, place);
     leave(place);
 }
@@ -199,12 +121,13 @@ std::size_t Blocks::writeBlock(const std::vector<XmlNode>& siblings, std::size_t
         writeTable(node, nullptr);
     } else if (node.local != "p") {
         writeLoose(node, place);
-    } else if (isCaption(node) && follower != nullptr && follower->local == "tbl") {
+    } else if (isCaption(node, *definitions_) && follower != nullptr && follower->local == "tbl") {
         leave(place);
         writeTable(*follower, &node);
         return next + 1 - at;
     } else if (!writeCode(node, place)) {
-        const bool hasCaption = follower != nullptr && isCaption(*follower) && isPictures(piecesOf(node));
+        const bool hasCaption =
+            follower != nullptr && isCaption(*follower, *definitions_) && isPictures(piecesOf(node));
         writeParagraph(node, hasCaption ? follower : nullptr, place);
         return hasCaption ? next + 1 - at : 1;
     }
@@ -240,44 +163,37 @@ bool Blocks::writeCode(const XmlNode& paragraph, Place& place) {
     }
     const std::vector<Piece> pieces = piecesOf(paragraph);
     const auto at = std::find_if(pieces.begin(), pieces.end(), [&](const Piece& piece) { return piece.node == code; });
-    const auto behind = at == pieces.end() ? pieces.begin() : at + 1;
+    const std::vector<Piece> before(pieces.begin(), at == pieces.end() ? pieces.begin() : at);
+    const std::vector<Piece> after(at == pieces.end() ? pieces.begin() : at + 1, pieces.end());
     if (place.isInList || place.isInQuote) {
         leave(place);
     }
-    Markup before;
-    Markup after;
-    const auto writeBeside = [&](Markup& out, auto begin, auto end) {
-        const std::vector<Piece> beside(begin, end);
-        if (hasCharacters(beside)) {
-            out.open("span", {{"class", "beside"}}).append(inlineOf(beside)).close();
-            hasTextBesideCode_ = true;
-        }
-    };
-    writeBeside(before, pieces.begin(), at == pieces.end() ? pieces.begin() : at);
-    writeBeside(after, behind, pieces.end());
-    listing_.add(code->allText(), before, after, &paragraph == lastCode_);
-    for (const Piece& piece : pieces) {
-        if (!isInline(piece)) {
-            listing_.finish();
-            writeApart(piece, nullptr);
-        }
-    }
+    countItem(paragraph);
+    writeApart(before);
+    listing_.add(code->allText(), beside(before), beside(after), &paragraph == lastCode_);
+    writeApart(after);
     return true;
+}
+
+/// Text that stands beside the code, on its line.
+Markup Blocks::beside(const std::vector<Piece>& pieces) {
+    Markup out;
+    if (hasCharacters(pieces)) {
+        out.open("span", {{"class", "beside"}}).append(inlineOf(pieces)).close();
+        hasTextBesideCode_ = true;
+    }
+    return out;
 }
 
 /// A code paragraph that readers do not take for code, as it stands in a table or has no text where they look.
 void Blocks::writeBesideCode(const std::vector<Piece>& pieces) {
-    const std::string label = "Text in the style of code, " + std::to_string(++tableCount_);
-    if (hasInlineText(pieces)) {
+    const auto writeLine = [this](const std::vector<Piece>& line) {
+        const std::string label = "Text in the style of code, " + std::to_string(++tableCount_);
         hasTextBesideCode_ = true;
         out_->open("pre", {{"class", "plain"}, {"tabindex", "0"}, {"role", "region"}, {"aria-label", label}});
-        out_->open("code", {{"class", "beside"}, {"translate", "no"}}).append(inlineOf(pieces)).close().close();
-    }
-    for (const Piece& piece : pieces) {
-        if (!isInline(piece)) {
-            writeApart(piece, nullptr);
-        }
-    }
+        out_->open("code", {{"class", "beside"}, {"translate", "no"}}).append(inlineOf(line)).close().close();
+    };
+    forEachInOrder(pieces, writeLine, [this](const Piece& piece) { writeApart(piece, nullptr); });
 }
 
 Markup Blocks::inlineOf(const std::vector<Piece>& pieces) {
@@ -291,20 +207,29 @@ Markup Blocks::inlineOf(const std::vector<Piece>& pieces) {
     return out;
 }
 
+/// An item counts in its list wherever it stands, and even if there is nothing in it.
+Blocks::Item Blocks::countItem(const XmlNode& paragraph) {
+    Item item{definitions_->numbering().itemOf(paragraph), {}};
+    if (item.kind) {
+        item.counted = counts_.next(*item.kind);
+    }
+    return item;
+}
+
 void Blocks::writeParagraph(const XmlNode& paragraph, const XmlNode* caption, Place& place) {
     const std::vector<Piece> pieces = piecesOf(paragraph);
     const bool isBlank = std::none_of(pieces.begin(), pieces.end(), isShown);
-    const int heading = headingStyleOf(paragraph);
-    const std::optional<ListItem> item = heading == 0 ? numbering_.itemOf(paragraph) : std::nullopt;
-    // An item counts in its list even if there is nothing in it.
-    if (isBlank && !item) {
+    const int heading = definitions_->styles().headingOf(paragraph);
+    const Item item = countItem(paragraph);
+    const bool isItem = item.kind && heading == 0;
+    if (isBlank && !isItem) {
         writeBlank(pieces, place);
         return;
     }
-    const bool isInQuote = heading == 0 && !item && isQuote(paragraph);
-    leave(place, item.has_value(), isInQuote);
-    if (item) {
-        place.lists.beginItem(*out_, *item);
+    const bool isInQuote = heading == 0 && !isItem && definitions_->styles().isCalled(paragraph, "quote");
+    leave(place, isItem, isInQuote);
+    if (isItem) {
+        place.lists.beginItem(*out_, *item.kind, item.counted);
         place.isInList = true;
     } else if (isInQuote && !place.isInQuote) {
         out_->open("blockquote");
@@ -313,10 +238,16 @@ void Blocks::writeParagraph(const XmlNode& paragraph, const XmlNode* caption, Pl
     if (styleOf(paragraph) == "code") {
         writeBesideCode(pieces);
     } else if (heading != 0 && hasInlineText(pieces)) {
-        writeHeading(heading, pieces);
+        writeHeading(heading, item, pieces);
     } else {
-        writePieces(pieces, caption, item ? "" : classOf(paragraph));
+        writePieces(pieces, caption, isItem ? "" : classOf(paragraph));
     }
+}
+
+std::string Blocks::classOf(const XmlNode& paragraph) const {
+    const int indent = indentOf(paragraph);
+    const std::string error = definitions_->styles().isCalled(paragraph, "error") ? "error" : "";
+    return error + (indent == 0 ? "" : (error.empty() ? "in" : " in") + std::to_string(indent));
 }
 
 void Blocks::writeBlank(const std::vector<Piece>& pieces, Place& place) {
@@ -328,20 +259,23 @@ void Blocks::writeBlank(const std::vector<Piece>& pieces, Place& place) {
 
 void Blocks::writePieces(const std::vector<Piece>& pieces, const XmlNode* caption, std::string_view kind) {
     const auto lastApart = std::find_if_not(pieces.rbegin(), pieces.rend(), isInline);
-    for (auto at = pieces.begin(); at != pieces.end();) {
-        const auto end = std::find_if_not(at, pieces.end(), isInline);
-        const std::vector<Piece> line(at, end);
-        if (hasInlineText(line)) {
-            kind.empty() ? out_->open("p", {{"dir", "auto"}}) : out_->open("p", {{"class", kind}, {"dir", "auto"}});
-            std::for_each(at, end, [this](const Piece& piece) { inline_.write(piece); });
-            out_->close();
-        }
-        at = end;
-        if (at != pieces.end()) {
-            const bool isLast = &*at == &*lastApart;
-            const Markup words = caption != nullptr && isLast ? inlineOf(piecesOf(*caption)) : Markup();
-            writeApart(*at, words.finished().empty() ? nullptr : &words);
-            ++at;
+    const auto writeLine = [&](const std::vector<Piece>& line) {
+        kind.empty() ? out_->open("p", {{"dir", "auto"}}) : out_->open("p", {{"class", kind}, {"dir", "auto"}});
+        std::for_each(line.begin(), line.end(), [this](const Piece& piece) { inline_.write(piece); });
+        out_->close();
+    };
+    forEachInOrder(pieces, writeLine, [&](const Piece& piece) {
+        const Markup words = caption != nullptr && &piece == &*lastApart ? inlineOf(piecesOf(*caption)) : Markup();
+        writeApart(piece, words.finished().empty() ? nullptr : &words);
+    });
+}
+
+/// Writes the pieces that do not stand in lines.
+void Blocks::writeApart(const std::vector<Piece>& pieces) {
+    for (const Piece& piece : pieces) {
+        if (!isInline(piece)) {
+            listing_.finish();
+            writeApart(piece, nullptr);
         }
     }
 }
@@ -352,7 +286,7 @@ void Blocks::writeApart(const Piece& piece, const Markup* caption) {
         return;
     }
     out_->open("div", {{"class", "box"}});
-    Place place(counts_);
+    Place place;
     if (piece.node->local == "txbxContent") {
         writeChildren(*piece.node, place);
     } else {
@@ -362,18 +296,19 @@ void Blocks::writeApart(const Piece& piece, const Markup* caption) {
     out_->close();
 }
 
-void Blocks::writeHeading(int style, const std::vector<Piece>& pieces) {
+/// A heading holds no pictures or boxes: they stand before it, where they begin it, or else behind it.
+void Blocks::writeHeading(int style, const Item& item, const std::vector<Piece>& pieces) {
+    const auto first = std::find_if(pieces.begin(), pieces.end(),
+                                    [](const Piece& piece) { return isInline(piece) && isShown(piece); });
     std::string text;
     for (const Piece& piece : pieces) {
         text += piece.kind == Piece::Kind::Formula ? piece.node->allText() : isInline(piece) ? piece.text : "";
     }
-    headings_->open(*out_, style, text);
+    const bool hasLabel = item.kind && item.kind->levels != nullptr && !isBlankText(item.counted.label);
+    writeApart({pieces.begin(), first});
+    headings_->open(*out_, style, hasLabel ? item.counted.label : "", text);
     out_->append(inlineOf(pieces)).close();
-    for (const Piece& piece : pieces) {
-        if (!isInline(piece)) {
-            writeApart(piece, nullptr);
-        }
-    }
+    writeApart({first, pieces.end()});
 }
 
 void Blocks::writeTable(const XmlNode& table, const XmlNode* caption) {
@@ -392,7 +327,7 @@ void Blocks::writeTable(const XmlNode& table, const XmlNode* caption) {
     }
     out_->close().close().close();
     for (const XmlNode* loose : grid.loose()) {
-        Place place(counts_);
+        Place place;
         writeLoose(*loose, place);
         leave(place);
     }
@@ -418,8 +353,8 @@ void Blocks::writeCell(const TableGrid::Cell& cell, bool isHead) {
     const std::string across = std::to_string(cell.columns);
     const std::string down = std::to_string(cell.rows);
     // The head of a column has words, and no headings of its own.
-    const bool isName =
-        isHead && cell.node != nullptr && !isBlankText(cell.node->allText()) && !hasHeadings(*cell.node);
+    const bool isName = isHead && cell.node != nullptr && !isBlankText(cell.node->allText()) &&
+                        !hasHeadings(*cell.node, definitions_->styles());
     if (isName) {
         out_->open("th", {{"scope", cell.columns > 1 ? "colgroup" : "col"}, {"colspan", across}, {"rowspan", down}});
     } else {

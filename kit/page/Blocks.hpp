@@ -2,6 +2,7 @@
 
 #include "kit/document/XmlTree.hpp"
 #include "kit/page/CodeListing.hpp"
+#include "kit/page/Definitions.hpp"
 #include "kit/page/Figures.hpp"
 #include "kit/page/Headings.hpp"
 #include "kit/page/Inline.hpp"
@@ -19,12 +20,12 @@ namespace flowbook::kit {
 /// document is written, or words that name what is left out stand in its place.
 class Blocks {
 public:
-    /// @param numbering  the root of the numbering part; null when there is none.
-    Blocks(Markup& out, Figures& figures, const XmlNode* numbering, Headings& headings)
+    /// @param definitions  of the document's styles and lists; must outlive this object.
+    Blocks(Markup& out, Figures& figures, const Definitions& definitions, Headings& headings)
         : out_(&out),
           figures_(&figures),
           headings_(&headings),
-          numbering_(numbering),
+          definitions_(&definitions),
           inline_(out, figures),
           listing_(out) {}
 
@@ -42,12 +43,16 @@ public:
 private:
     /// What is open in one place of the page: the body, a cell, a box.
     struct Place {
-        explicit Place(ItemCounts& counts) : lists(counts) {}
-
         OpenLists lists;
         bool isInList = false;
         bool isInQuote = false;
         bool isBody = false;  ///< whether code paragraphs here hold the code
+    };
+
+    /// What a paragraph is in its list, if it is in one.
+    struct Item {
+        std::optional<ListItem> kind;
+        ItemCounts::Counted counted;
     };
 
     void writeChildren(const XmlNode& node, Place& place);
@@ -56,12 +61,16 @@ private:
     void leave(Place& place, bool isStillInList = false, bool isStillInQuote = false);
 
     bool writeCode(const XmlNode& paragraph, Place& place);
+    Markup beside(const std::vector<Piece>& pieces);
     void writeBesideCode(const std::vector<Piece>& pieces);
+    Item countItem(const XmlNode& paragraph);
+    std::string classOf(const XmlNode& paragraph) const;
     void writeParagraph(const XmlNode& paragraph, const XmlNode* caption, Place& place);
     void writeBlank(const std::vector<Piece>& pieces, Place& place);
     void writePieces(const std::vector<Piece>& pieces, const XmlNode* caption, std::string_view kind);
     void writeApart(const Piece& piece, const Markup* caption);
-    void writeHeading(int style, const std::vector<Piece>& pieces);
+    void writeApart(const std::vector<Piece>& pieces);
+    void writeHeading(int style, const Item& item, const std::vector<Piece>& pieces);
     Markup inlineOf(const std::vector<Piece>& pieces);
 
     void writeTable(const XmlNode& table, const XmlNode* caption);
@@ -71,7 +80,7 @@ private:
     Markup* out_;
     Figures* figures_;
     Headings* headings_;
-    Numbering numbering_;
+    const Definitions* definitions_;
     ItemCounts counts_;
     InlineWriter inline_;
     CodeListing listing_;
@@ -79,18 +88,5 @@ private:
     std::size_t tableCount_ = 0;
     bool hasTextBesideCode_ = false;
 };
-
-/// The text that counts as code in a paragraph that stands directly in the body: the first text of the first run, where
-/// the style is "code", as the library reads it. Null for other paragraphs.
-const XmlNode* codeIn(const XmlNode& paragraph);
-
-/// The level that a paragraph's style, or else its outline level, gives it as a heading, from 1; 0 for no heading.
-int headingStyleOf(const XmlNode& paragraph);
-
-/// Whether there are paragraphs or tables below an element.
-bool holdsBlocks(const XmlNode& node);
-
-/// What the styles of the headings tell (see Headings), in the order of the document.
-std::vector<int> headingStylesIn(const XmlNode& node);
 
 }  // namespace flowbook::kit

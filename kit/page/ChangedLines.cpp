@@ -2,7 +2,7 @@
 
 #include "kit/compare/Differences.hpp"
 #include "kit/document/StoredText.hpp"
-#include "kit/page/Blocks.hpp"
+#include "kit/page/BlockKinds.hpp"
 #include "kit/page/CodeTree.hpp"
 #include "kit/page/TableGrid.hpp"
 #include "kit/page/Wording.hpp"

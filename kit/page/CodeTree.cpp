@@ -3,7 +3,7 @@
 #include "fl/i18n/Conversion.hpp"
 #include "kit/document/Characters.hpp"
 #include "kit/document/StoredText.hpp"
-#include "kit/page/Inline.hpp"
+#include "kit/page/Pieces.hpp"
 
 #include <algorithm>
 #include <cctype>

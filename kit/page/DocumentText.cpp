@@ -1,7 +1,9 @@
 #include "kit/page/DocumentText.hpp"
 
 #include "kit/document/StoredText.hpp"
+#include "kit/page/BlockKinds.hpp"
 #include "kit/page/Blocks.hpp"
+#include "kit/page/Definitions.hpp"
 #include "kit/page/Wording.hpp"
 
 namespace flowbook::kit {
@@ -69,15 +71,14 @@ std::optional<std::size_t> DocumentText::write(Markup& out, Figures& figures, Fa
         return std::nullopt;
     }
     tellFaults(out, faults);
-    XmlTree numbering;
-    for (const opc::model::Part& part : figures.partsOfType(u"/numbering")) {
-        faults.attempt(
-            out, [&] { numbering = readXmlTree(contentOf(part), document_->where(part), XmlEncoding::AsDeclared); });
+    const Definitions definitions(*document_);
+    for (const std::string& fault : definitions.faults()) {
+        faults.tell(out, fault);
     }
     const XmlNode* const root = code_.tree.root();
-    Headings headings(root == nullptr ? std::vector<int>() : headingStylesIn(*root));
+    Headings headings(root == nullptr ? std::vector<int>() : headingStylesIn(*root, definitions.styles()));
     Markup text;
-    Blocks blocks(text, figures, numbering.root(), headings);
+    Blocks blocks(text, figures, definitions, headings);
     blocks.write(root);
     if (blocks.hasTextBesideCode()) {
         out.open("p", {{"class", "remark"}, {"lang", "en"}}).element("span", {{"class", "beside"}}, "Text set off so");

@@ -95,18 +95,6 @@ std::optional<Part> Figures::partAt(const Relationship& relationship) const {
     }
 }
 
-std::vector<Part> Figures::partsOfType(std::u16string_view typeEnd) const {
-    std::vector<Part> parts;
-    for (const Relationship& relationship : relationships_) {
-        const std::u16string type = relationship.getType();
-        const bool isWanted = type.size() >= typeEnd.size() && type.substr(type.size() - typeEnd.size()) == typeEnd;
-        if (const auto part = isWanted ? partAt(relationship) : std::nullopt) {
-            parts.push_back(*part);
-        }
-    }
-    return parts;
-}
-
 /// What is known of a picture before it is written.
 struct Figures::Picture {
     std::string_view type;  ///< a media type that browsers know; empty for others

@@ -42,9 +42,6 @@ public:
     /// Where a hyperlink leads; empty unless it is a place in the web or a mail address.
     const std::string& linkTarget(const std::string& relationship) const;
 
-    /// The targets of the document part's relationships of a type with this end that are parts.
-    std::vector<opc::model::Part> partsOfType(std::u16string_view typeEnd) const;
-
     /// The first picture, if it is small.
     const Thumbnail& thumbnail() const noexcept { return thumbnail_; }
 

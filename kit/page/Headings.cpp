@@ -54,16 +54,20 @@ Headings::Headings(const std::vector<int>& styles) {
     }
 }
 
-void Headings::open(Markup& out, int style, const std::string& text) {
+/// The id is made of the text alone, so that it stays while headings with other texts come, go and are renumbered.
+void Headings::open(Markup& out, int style, const std::string& label, const std::string& text) {
     const auto known = levels_.find(style);
     const std::size_t level = known == levels_.end() ? std::size(kElements) - 1 : known->second;
     const std::string slug = slugOf(text);
     std::string id = slug;
-    for (std::size_t i = 2; !ids_.insert(id).second; ++i) {
-        id = slug + "-" + std::to_string(std::max(i, ids_.size()));
+    for (std::size_t& last = repeats_.try_emplace(slug, 1).first->second; !ids_.insert(id).second;) {
+        id = slug + "-" + std::to_string(++last);
     }
     out.open(kElements[level], {{"id", id}, {"dir", "auto"}});
-    headings_.push_back({level, std::move(id), text});
+    if (!label.empty()) {
+        out.element("span", {{"class", "label"}}, label).text(" ");
+    }
+    headings_.push_back({level, std::move(id), label.empty() ? text : label + " " + text});
 }
 
 void Headings::writeOutline(Markup& out) const {

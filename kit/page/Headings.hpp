@@ -18,8 +18,8 @@ public:
     explicit Headings(const std::vector<int>& styles);
 
     /// Opens a heading, which the caller closes.
-    /// @param text  all its text, without markup.
-    void open(Markup& out, int style, const std::string& text);
+    /// @param label  its number, as the document writes it; may be empty. @param text  all its text, without markup.
+    void open(Markup& out, int style, const std::string& label, const std::string& text);
 
     /// A list of links to the headings; nothing when there are none.
     void writeOutline(Markup& out) const;
@@ -28,12 +28,13 @@ private:
     struct Heading {
         std::size_t level;
         std::string id;
-        std::string text;
+        std::string text;  ///< with its label
     };
 
     std::map<int, std::size_t> levels_;  ///< by style; 1 for the highest heading below the title
     std::vector<Heading> headings_;
     std::set<std::string> ids_;
+    std::map<std::string, std::size_t> repeats_;  ///< the last number behind an id, by what stands before it
 };
 
 }  // namespace flowbook::kit

@@ -1,15 +1,21 @@
 #include "kit/page/Lists.hpp"
 
+#include "kit/document/Characters.hpp"
+#include "kit/page/Wording.hpp"
+
 #include <algorithm>
 #include <cctype>
 #include <charconv>
 #include <string_view>
+#include <utility>
 
 namespace flowbook::kit {
 
 namespace {
 
-constexpr std::size_t kDeepest = 8;
+constexpr std::size_t kDeepest = kListLevels - 1;
+constexpr unsigned kLetters = 26;
+constexpr unsigned kLargestRoman = 3999;
 constexpr unsigned kLargest = 1000000;
 
 unsigned numberIn(std::string_view text, unsigned otherwise) {
@@ -37,7 +43,7 @@ std::optional<ListItem> itemOfStyle(std::string_view style) {
     }
     const char last = style.back();
     const std::size_t level = last >= '2' && last <= '9' ? static_cast<std::size_t>(last - '1') : 0;
-    return ListItem{isOrdered ? "number" : "bullet", level, isOrdered, "", 1};
+    return ListItem{isOrdered ? "number" : "bullet", level, isOrdered};
 }
 
 /// The attribute `type` of a list for a format of numbers; empty for decimal ones.
@@ -49,39 +55,108 @@ std::string_view listTypeOf(std::string_view format) {
                                      : "";
 }
 
+/// "a" to "z", then "aa", "bb" and so on.
+std::string letters(unsigned number, char first) {
+    return std::string((number - 1) / kLetters + 1, static_cast<char>(first + (number - 1) % kLetters));
+}
+
+std::string roman(unsigned number, bool isSmall) {
+    constexpr std::pair<unsigned, const char*> kDigits[] = {
+        {1000, "M"}, {900, "CM"}, {500, "D"}, {400, "CD"}, {100, "C"}, {90, "XC"}, {50, "L"},
+        {40, "XL"},  {10, "X"},   {9, "IX"},  {5, "V"},    {4, "IV"},  {1, "I"}};
+    std::string text;
+    for (const auto& [value, digits] : kDigits) {
+        for (; number >= value; number -= value) {
+            text += digits;
+        }
+    }
+    if (isSmall) {
+        std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
+    }
+    return text;
+}
+
+/// A number as a format writes it; in decimal digits where the format is not known.
+std::string written(unsigned number, std::string_view format) {
+    const bool isLetter =
+        (format == "lowerLetter" || format == "upperLetter") && number >= 1 && number <= 100 * kLetters;
+    const bool isRoman = (format == "lowerRoman" || format == "upperRoman") && number >= 1 && number <= kLargestRoman;
+    return format == "none"                         ? ""
+           : isLetter                               ? letters(number, format == "lowerLetter" ? 'a' : 'A')
+           : isRoman                                ? roman(number, format == "lowerRoman")
+           : number < 10 && format == "decimalZero" ? "0" + std::to_string(number)
+                                                    : std::to_string(number);
+}
+
+bool isSet(const XmlNode& node, std::string_view name) {
+    const XmlNode* const found = node.child(name);
+    const std::string_view value = found == nullptr ? "0" : found->attribute("val");
+    return value != "0" && value != "false" && value != "off";
+}
+
+ListLevel levelOf(const XmlNode& node) {
+    ListLevel level;
+    level.format = node.valueOf("numFmt");
+    level.start = numberIn(node.valueOf("start"), 1);
+    if (node.child("lvlText") != nullptr) {
+        level.text = node.valueOf("lvlText");
+    }
+    if (node.child("lvlRestart") != nullptr) {
+        level.restarts = numberIn(node.valueOf("lvlRestart"), 0);
+    }
+    level.isLegal = isSet(node, "isLgl");
+    level.style = node.valueOf("pStyle");
+    return level;
+}
+
 }  // namespace
 
-Numbering::Numbering(const XmlNode* part) {
+Numbering::Numbering(const XmlNode* part, const Styles& styles) : styles_(&styles) {
     if (part == nullptr) {
         return;
     }
-    std::map<std::string_view, Levels> abstract;
+    std::map<std::string_view, const XmlNode*> kinds;
     for (const XmlNode& node : part->children) {
         if (node.local == "abstractNum") {
-            readLevels(node, abstract[node.attribute("abstractNumId")]);
+            kinds.emplace(node.attribute("abstractNumId"), &node);
         }
     }
+    std::map<std::string, const XmlNode*> lists;
     for (const XmlNode& node : part->children) {
         if (node.local == "num") {
-            const std::string id(node.attribute("numId"));
-            const std::string_view kind = node.valueOf("abstractNumId");
-            const bool countsAlone = node.child("lvlOverride") != nullptr;
-            List& list = lists_[id];
-            list = {countsAlone ? id : "kind " + std::string(kind), abstract[kind]};
-            readLevels(node, list.levels);
+            lists[std::string(node.attribute("numId"))] = &node;
         }
+    }
+    for (const auto& [id, list] : lists) {
+        std::string_view kind = list->valueOf("abstractNumId");
+        // A kind that only names a style is defined by the list of that style.
+        const auto found = kinds.find(kind);
+        const XmlNode* const link = found == kinds.end() ? nullptr : found->second->child("numStyleLink");
+        const auto linked = link == nullptr ? std::nullopt : styles.numberingOf(link->attribute("val"));
+        const auto other = linked ? lists.find(linked->list) : lists.end();
+        kind = other == lists.end() ? kind : other->second->valueOf("abstractNumId");
+        const bool countsAlone = list->child("lvlOverride") != nullptr;
+        List& made = lists_[id];
+        made.counter = countsAlone ? id : "kind " + std::string(kind);
+        if (const auto definition = kinds.find(kind); definition != kinds.end()) {
+            readLevels(*definition->second, made.levels);
+        }
+        readLevels(*list, made.levels);
     }
 }
 
 /// The levels of an abstract list, or what a list changes in them.
-void Numbering::readLevels(const XmlNode& from, Levels& levels) {
+void Numbering::readLevels(const XmlNode& from, ListLevels& levels) {
     for (const XmlNode& node : from.children) {
-        Level& level = levels[std::string(node.attribute("ilvl"))];
+        const unsigned number = numberIn(node.attribute("ilvl"), 0);
+        if (number >= kListLevels) {
+            continue;
+        }
         if (node.local == "lvl") {
-            level = {std::string(node.valueOf("numFmt")), numberIn(node.valueOf("start"), 1)};
+            levels[number] = levelOf(node);
         } else if (node.local == "lvlOverride") {
             readLevels(node, levels);
-            level.start = numberIn(node.valueOf("startOverride"), level.start);
+            levels[number].start = numberIn(node.valueOf("startOverride"), levels[number].start);
         }
     }
 }
@@ -91,30 +166,70 @@ std::optional<ListItem> Numbering::itemOf(const XmlNode& paragraph) const {
     if (properties == nullptr) {
         return std::nullopt;
     }
-    const std::optional<ListItem> ofStyle = itemOfStyle(properties->valueOf("pStyle"));
-    const XmlNode* const numbering = properties->child("numPr");
-    if (numbering == nullptr) {
-        return ofStyle;
+    const std::string_view style = properties->valueOf("pStyle");
+    const XmlNode* const own = properties->child("numPr");
+    const auto ofStyle = styles_->numberingOf(style);
+    std::string id(own == nullptr ? "" : own->valueOf("numId"));
+    std::string level(own == nullptr ? "" : own->valueOf("ilvl"));
+    id = id.empty() && ofStyle ? ofStyle->list : id;
+    const std::optional<ListItem> byName = itemOfStyle(style);
+    if (id == "0" || (own == nullptr && id.empty())) {
+        return id == "0" ? std::nullopt : byName;
     }
-    const std::string id(numbering->valueOf("numId"));
-    const std::string level(numbering->valueOf("ilvl"));
-    if (id == "0") {
-        return std::nullopt;
-    }
-    ListItem item{id, std::min<std::size_t>(numberIn(level, 0), kDeepest), ofStyle && ofStyle->isOrdered, "", 1};
     const auto list = lists_.find(id);
-    if (list != lists_.end()) {
-        const auto found = list->second.levels.find(level.empty() ? "0" : level);
-        const Level known = found == list->second.levels.end() ? Level() : found->second;
-        item.list = list->second.counter;
-        item.isOrdered = known.format != "bullet" && known.format != "none";
-        item.format = known.format;
-        item.start = known.start;
+    if (list == lists_.end()) {
+        return ListItem{id, std::min<std::size_t>(numberIn(level, 0), kDeepest), byName && byName->isOrdered};
     }
+    const ListLevels& levels = list->second.levels;
+    if (level.empty() && ofStyle) {
+        const auto* const named = std::find_if(levels.begin(), levels.end(), [&](const ListLevel& each) {
+            return !each.style.empty() && each.style == ofStyle->style;
+        });
+        level = named == levels.end() ? ofStyle->level : std::to_string(named - levels.begin());
+    }
+    ListItem item{list->second.counter, std::min<std::size_t>(numberIn(level, 0), kDeepest), false, &levels};
+    const std::string& format = levels[item.level].format;
+    item.isOrdered = format != "bullet" && format != "none";
     return item;
 }
 
-void OpenLists::beginItem(Markup& out, const ListItem& item) {
+ItemCounts::Counted ItemCounts::next(const ListItem& item) {
+    Counts& counts = counts_[item.list];
+    const unsigned number = item.start() + counts[item.level]++;
+    for (std::size_t deeper = item.level + 1; deeper < counts.size(); ++deeper) {
+        const auto restarts = item.levels == nullptr ? std::nullopt : (*item.levels)[deeper].restarts;
+        counts[deeper] = !restarts || item.level + 1 <= *restarts ? 0 : counts[deeper];
+    }
+    const ListLevel* const level = item.levels == nullptr ? nullptr : &(*item.levels)[item.level];
+    if (level == nullptr || (level->format != "none" && (!item.isOrdered || !level->text))) {
+        return {number, item.isOrdered ? std::to_string(number) + "." : "", true};
+    }
+    const std::string label = labelOf(item, counts);
+    const bool isBeyondLetters = endsWith(level->format, "Letter") && number > kLetters;
+    return {number, label,
+            level->format != "none" && !isBeyondLetters && label == written(number, level->format) + "."};
+}
+
+/// The text of the level with the numbers in it. A level that had no item yet is at its start.
+std::string ItemCounts::labelOf(const ListItem& item, const Counts& counts) {
+    const ListLevel& own = (*item.levels)[item.level];
+    const std::string text = own.text.value_or("");
+    std::string label;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const bool isNumber = text[i] == '%' && i + 1 < text.size() && text[i + 1] >= '1' && text[i + 1] <= '9';
+        if (!isNumber) {
+            label += text[i];
+            continue;
+        }
+        const auto number = static_cast<std::size_t>(text[++i] - '1');
+        const ListLevel& level = (*item.levels)[number];
+        const unsigned count = counts[number] == 0 ? 0 : counts[number] - 1;
+        label += written(level.start + count, own.isLegal && level.format != "none" ? "decimal" : level.format);
+    }
+    return label;
+}
+
+void OpenLists::beginItem(Markup& out, const ListItem& item, const ItemCounts::Counted& counted) {
     while (open_.size() > item.level + 1) {
         out.close().close();
         open_.pop_back();
@@ -130,29 +245,34 @@ void OpenLists::beginItem(Markup& out, const ListItem& item) {
     }
     while (open_.size() <= item.level) {
         const bool isOfItem = open_.size() == item.level;
-        beginList(out, item, isOfItem);
+        beginList(out, item, counted.number, isOfItem);
         if (!isOfItem) {
             out.open("li", {{"class", "level"}});
         }
     }
-    auto& counts = (*counts_)[item.list];
-    const unsigned number = item.start + counts[item.level]++;
-    std::fill(counts.begin() + static_cast<std::ptrdiff_t>(item.level) + 1, counts.end(), 0U);
-    const bool isNext = !item.isOrdered || open_.back().next == number;
-    isNext ? out.open("li") : out.open("li", {{"value", std::to_string(number)}});
-    open_.back().next = number + 1;
+    const bool isNext = !item.isOrdered || open_.back().next == counted.number;
+    const std::string number = std::to_string(counted.number);
+    if (counted.isUsual) {
+        isNext ? out.open("li") : out.open("li", {{"value", number}});
+    } else {
+        isNext ? out.open("li", {{"class", "labelled"}}) : out.open("li", {{"class", "labelled"}, {"value", number}});
+        if (!isBlankText(counted.label)) {
+            out.element("span", {{"class", "label"}}, counted.label);
+        }
+    }
+    open_.back().next = counted.number + 1;
 }
 
 /// A list that only leads to a deeper one has no marks.
-void OpenLists::beginList(Markup& out, const ListItem& item, bool isOfItem) {
-    open_.push_back({item.list, isOfItem && item.isOrdered});
+void OpenLists::beginList(Markup& out, const ListItem& item, unsigned number, bool isOfItem) {
+    open_.push_back({item.list, isOfItem && item.isOrdered, number});
     if (!open_.back().isOrdered) {
         out.open("ul");
         return;
     }
-    open_.back().next = item.start + (*counts_)[item.list][item.level];
-    const std::string start = std::to_string(open_.back().next);
-    const std::string_view type = listTypeOf(item.format);
+    const std::string start = std::to_string(number);
+    const std::string_view type =
+        item.levels == nullptr ? std::string_view() : listTypeOf((*item.levels)[item.level].format);
     type.empty() ? out.open("ol", {{"start", start}}) : out.open("ol", {{"start", start}, {"type", type}});
 }
 

@@ -2,6 +2,7 @@
 
 #include "kit/document/XmlTree.hpp"
 #include "kit/page/Markup.hpp"
+#include "kit/page/Styles.hpp"
 
 #include <array>
 #include <map>
@@ -11,52 +12,75 @@
 
 namespace flowbook::kit {
 
+/// What a list says of its items of one level.
+struct ListLevel {
+    std::string format;                   ///< such as "lowerLetter"; empty for decimal numbers
+    unsigned start = 1;                   ///< the number of the first item
+    std::optional<std::string> text;      ///< of the label, in which %1 stands for the number of the first level
+    std::optional<std::size_t> restarts;  ///< behind an item of this level, from 1, or above; 0 for never
+    bool isLegal = false;                 ///< whether the label has decimal numbers alone
+    std::string style;                    ///< of paragraphs that are items of this level
+};
+
+constexpr std::size_t kListLevels = 9;
+using ListLevels = std::array<ListLevel, kListLevels>;
+
 /// What a paragraph says of itself as an item of a list.
 struct ListItem {
-    std::string list;       ///< what it is counted by: its kind of list; or the name of its style
-    std::size_t level = 0;  ///< 0 to 8
+    std::string list;  ///< what it is counted by: its kind of list; or the name of its style
+    std::size_t level = 0;
     bool isOrdered = false;
-    std::string format;  ///< such as "lowerLetter"; empty for decimal numbers
-    unsigned start = 1;  ///< the number of the first item
+    const ListLevels* levels = nullptr;  ///< null when nothing defines the list
+
+    unsigned start() const { return levels == nullptr ? 1 : (*levels)[level].start; }
 };
 
 /// The kinds of lists that a document's numbering part defines (ECMA-376-1, part 1, 17.9).
 class Numbering {
 public:
-    /// @param part  the root of the numbering part; null when there is none.
-    explicit Numbering(const XmlNode* part);
+    /// @param part  the root of the numbering part; null when there is none. @param styles  must outlive this object.
+    Numbering(const XmlNode* part, const Styles& styles);
 
     /// Nothing for a paragraph that is no item. A list without a definition has bullets, unless its style has numbers.
+    /// The item is good as long as this object.
     std::optional<ListItem> itemOf(const XmlNode& paragraph) const;
 
 private:
-    struct Level {
-        std::string format;
-        unsigned start = 1;
-    };
-    using Levels = std::map<std::string, Level>;
-
     struct List {
         std::string counter;  ///< the same for lists whose items are counted together
-        Levels levels;
+        ListLevels levels;
     };
 
-    static void readLevels(const XmlNode& from, Levels& levels);
+    static void readLevels(const XmlNode& from, ListLevels& levels);
 
+    const Styles* styles_;
     std::map<std::string, List> lists_;  ///< by the id of the numbering
 };
 
 /// How many items there were so far, by list and level: a list goes on in the cells of a table, and behind it.
-using ItemCounts = std::map<std::string, std::array<unsigned, 9>>;
+class ItemCounts {
+public:
+    struct Counted {
+        unsigned number;
+        std::string label;  ///< as the document writes it; may be empty
+        bool isUsual;       ///< whether the label is what a browser shows for an item by itself
+    };
+
+    Counted next(const ListItem& item);
+
+private:
+    using Counts = std::array<unsigned, kListLevels>;
+
+    static std::string labelOf(const ListItem& item, const Counts& counts);
+
+    std::map<std::string, Counts> counts_;
+};
 
 /// The lists that are open in one place of a page.
 class OpenLists {
 public:
-    /// @param counts  of the whole document.
-    explicit OpenLists(ItemCounts& counts) : counts_(&counts) {}
-
     /// Ends and begins lists, so that the item can be written; it stays open.
-    void beginItem(Markup& out, const ListItem& item);
+    void beginItem(Markup& out, const ListItem& item, const ItemCounts::Counted& counted);
 
     /// Ends all lists.
     void finish(Markup& out);
@@ -68,10 +92,9 @@ private:
         unsigned next = 0;  ///< the number that the next item has by itself
     };
 
-    void beginList(Markup& out, const ListItem& item, bool isOfItem);
+    void beginList(Markup& out, const ListItem& item, unsigned number, bool isOfItem);
 
     std::vector<Open> open_;
-    ItemCounts* counts_;
 };
 
 }  // namespace flowbook::kit

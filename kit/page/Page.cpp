@@ -6,9 +6,9 @@
 #include "kit/page/DocumentText.hpp"
 #include "kit/page/Frame.hpp"
 #include "kit/page/FurtherProperties.hpp"
-#include "kit/page/Inline.hpp"
 #include "kit/page/Outputs.hpp"
 #include "kit/page/PartTables.hpp"
+#include "kit/page/Pieces.hpp"
 #include "kit/page/Wording.hpp"
 
 namespace flowbook::kit {

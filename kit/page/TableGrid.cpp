@@ -1,6 +1,6 @@
 #include "kit/page/TableGrid.hpp"
 
-#include "kit/page/Inline.hpp"
+#include "kit/page/Pieces.hpp"
 #include "kit/page/Wording.hpp"
 
 #include <algorithm>

@@ -19,13 +19,27 @@ NAMESPACES = ('xmlns:r="http://schemas.openxmlformats.org/officeDocument/2006/re
               'xmlns:mc="http://schemas.openxmlformats.org/markup-compatibility/2006" xmlns:wp="urn:wp" '
               'xmlns:a="urn:a" xmlns:v="urn:v" xmlns:o="urn:o" xmlns:c="urn:c" xmlns:x="urn:x"')
 PICTURE = ("image/svg+xml", b"<svg xmlns='http://www.w3.org/2000/svg' width='9' height='9'/>")
+RESTART = '<w:lvlRestart w:val="1"/>'
 NUMBERING = (f'<w:numbering xmlns:w="{made.WORD}">' + "".join(
     f'<w:abstractNum w:abstractNumId="{a}">' + "".join(
         f'<w:lvl w:ilvl="{i}"><w:start w:val="{a + 1}"/><w:numFmt w:val="{form}"/></w:lvl>' for i in range(9))
     + "</w:abstractNum>" for a, form in enumerate(("bullet", "decimal", "lowerRoman"))) + "".join(
-    f'<w:num w:numId="{a + 1}"><w:abstractNumId w:val="{a}"/></w:num>' for a in range(3)) + "</w:numbering>")
+    f'<w:num w:numId="{a + 1}"><w:abstractNumId w:val="{a}"/></w:num>' for a in range(3)) +
+    # The fifth list has labels of all levels, goes on behind level 1 in level 2, and is found by styles alone.
+    '<w:abstractNum w:abstractNumId="9">' + "".join(
+        f'<w:lvl w:ilvl="{i}"><w:numFmt w:val="{form}"/><w:pStyle w:val="Part{i}"/>{RESTART if i == 2 else ""}'
+        f'<w:lvlText w:val="({".".join("%%%d" % (j + 1) for j in range(i + 1))})"/></w:lvl>'
+        for i, form in enumerate(("upperRoman", "decimalZero", "upperLetter", "decimal")))
+    + '</w:abstractNum><w:num w:numId="5"><w:abstractNumId w:val="9"/></w:num></w:numbering>')
+STYLES = (f'<w:styles xmlns:w="{made.WORD}"><w:style w:styleId="Parts"><w:name w:val="My parts"/><w:pPr><w:numPr>'
+          '<w:numId w:val="5"/></w:numPr></w:pPr></w:style>' + "".join(
+              f'<w:style w:styleId="Part{i}"><w:basedOn w:val="Parts"/><w:pPr><w:numPr><w:ilvl w:val="0"/>'
+              '<w:numId w:val="5"/></w:numPr></w:pPr></w:style>' for i in range(4))
+          + '<w:style w:styleId="Titel"><w:name w:val="heading 3"/></w:style></w:styles>')
 PROPERTIES = ("dc:creator", "dc:subject", "cp:keywords", "cp:category", "cp:lastModifiedBy", "dc:identifier",
               "cp:contentStatus", "cp:contentType", "cp:revision")
+ROMAN = [tens + ones for tens in ("", "X", "XX", "XXX")
+         for ones in ("", "I", "II", "III", "IV", "V", "VI", "VII", "VIII", "IX")]
 ODD = ["", " <b>&amp;", "  two  blanks ", "\t", "\u00e4\u00df", "\u00bd", "]]>"]
 ODD_WIDE = ["\u200b", "\u202eabc\u202c", "\u05d0\u200f.", "\U0001f469\u200d\U0001f4bb", "\u0e01\u200b\u0e02",
             "\U0001d11e"]
@@ -38,7 +52,7 @@ class Book:
         self.random = random.Random(seed)
         self.encoding = self.random.choice(["utf-8", "utf-8", "utf-16", "iso-8859-1"])
         self.count, self.tokens, self.levels, self.headings, self.pictures = 0, [], {}, {}, 0
-        self.counts, self.is_damaged = {}, False  # of items, by list and level
+        self.counts, self.labels, self.is_damaged = {}, {}, False  # of items, by list and level
 
     def chance(self, part):
         return self.random.random() < part
@@ -118,19 +132,27 @@ class Book:
         return f'<w:p><w:pPr><w:pStyle w:val="{style}"/>{properties}</w:pPr>{inside}</w:p>'
 
     def item(self, depth):
-        level, kind = self.random.randint(0, 3), self.random.randint(1, 4)
-        token, form = f"t{self.count + 1}q", ("", "bullet", "decimal", "lowerRoman", "")[kind]
+        level, kind = self.random.randint(0, 3), self.random.randint(1, 5)
+        token, form = f"t{self.count + 1}q", ("", "bullet", "decimal", "lowerRoman", "", "decimal")[kind]
         counts = self.counts.setdefault(kind, [0] * 9)
+        kept = counts[2] if (kind, level) == (5, 1) else 0
         counts[level:] = [counts[level] + 1] + [0] * (8 - level)
-        number = counts[level] + kind - 1 if form in ("decimal", "lowerRoman") else None
+        counts[2] = counts[2] or kept
+        number = counts[level] + (0 if kind == 5 else kind - 1) if form in ("decimal", "lowerRoman") else None
         numbering = f'<w:pPr><w:numPr><w:ilvl w:val="{level}"/><w:numId w:val="{kind}"/></w:numPr></w:pPr>'
+        if kind == 5:
+            numbering = f'<w:pPr><w:pStyle w:val="Part{level}"/></w:pPr>'
+            shown = [max(count, 1) for count in counts[:level + 1]]
+            made_of = [ROMAN[shown[0]], *(f"{each:02}" for each in shown[1:2]),
+                       *(" ABCDEFGHIJKLMNOPQRSTUVWXYZ"[each] for each in shown[2:3]), *map(str, shown[3:4])]
+            self.labels[token] = f"({'.'.join(made_of)})"
         if self.chance(0.1):
             return f"<w:p>{numbering}</w:p>"  # which counts all the same
         self.levels[token] = (level + 1, number)
         return f"<w:p>{numbering}<w:r>{self.t()}</w:r>{self.run(2)}</w:p>"
 
     def heading(self, depth):
-        style = f"Heading{self.random.randint(1, 4)}"
+        style = self.random.choice(["Heading1", "Heading2", "Titel", "Heading4"])
         self.headings[f"t{self.count + 1}q"] = style
         return f'<w:p><w:pPr><w:pStyle w:val="{style}"/></w:pPr><w:r>{self.t()}</w:r></w:p>'
 
@@ -190,10 +212,12 @@ class Book:
         core["root"].append(("o", "output", "tarmic/output.xml"))
         core["parts"].update({"tarmic/output.xml": ("text/xml", self.stored.encode(self.encoding)),
                               "tarmic/numbering.xml": ("application/xml", NUMBERING.encode()),
+                              "tarmic/styles.xml": ("application/xml", STYLES.encode()),
                               **{f"media/{i + 1}.svg": PICTURE for i in range(self.pictures)}})
         related = [(f"p{i + 1}", "image", f"/media/{i + 1}.svg") for i in range(self.pictures)]
         document = f'<w:document xmlns:w="{made.WORD}" {NAMESPACES}><w:body>{body}</w:body></w:document>'
-        related += [("n", "x:y/numbering", "numbering.xml"), ("link", "x:y", "http://a.example/", "External")]
+        related += [("n", "x:y/numbering", "numbering.xml"),
+                    ("s", "x:y/styles", "styles.xml"), ("link", "x:y", "http://a.example/", "External")]
         self.document = self.declared(document).encode(self.encoding)
         if self.encoding == "utf-8" and self.chance(0.2):
             self.damage()
@@ -248,6 +272,8 @@ class Book:
             inner = cells[:next((i for i, tag in enumerate(cells) if tag in ("td", "div", "main")), len(cells))]
             assert sum(tag in ("ul", "ol") for tag in inner) == depth, (token, inner)
             assert number_of(item) == number, (token, number_of(item), number)
+            labels = [each.text() for each in item.children if getattr(each, "tag", "") == "span"]
+            assert labels == ([self.labels[token]] if token in self.labels else []), (token, labels, self.labels)
         tags = {}
         for token, style in self.headings.items():
             tag = next(tag for tag in blocks for e, text in blocks[tag] if tag != "li" and text.startswith(token))

@@ -75,6 +75,44 @@ class Pages(unittest.TestCase):
         self.change("nested.tqx", document=nested)
         self.assertIn("deep", self.html("nested.tqx")[0])
 
+    def test_numbers(self):
+        level = ('<w:lvl w:ilvl="%s"><w:start w:val="1"/><w:numFmt w:val="decimal"/>%s<w:lvlText w:val="%s"/></w:lvl>')
+        kinds = {0: level % (0, '<w:pStyle w:val="H"/>', "%1") + level % (1, "", "%1.%2"), 1: level % (0, "", "%1.")}
+        lists = "".join(f'<w:abstractNum w:abstractNumId="{i}">{xml}</w:abstractNum>' for i, xml in kinds.items())
+        lists += '<w:abstractNum w:abstractNumId="7"><w:numStyleLink w:val="L"/></w:abstractNum>' + "".join(
+            f'<w:num w:numId="{i}"><w:abstractNumId w:val="{kind}"/>{change}</w:num>' for i, kind, change in (
+                (1, 0, ""), (2, 1, ""), (4, 7, ""),
+                (3, 1, '<w:lvlOverride w:ilvl="0"><w:startOverride w:val="7"/></w:lvlOverride>')))
+        in_list = '<w:pPr><w:numPr><w:numId w:val="%s"/></w:numPr></w:pPr></w:style>'
+        styles = ('<w:style w:styleId="H"><w:name w:val="heading 1"/>' + in_list % 1
+                  + '<w:style w:styleId="L">' + in_list % 2)
+
+        def item(text, list_id, level=0, style=""):
+            return (f'<w:p><w:pPr><w:pStyle w:val="{style}"/><w:numPr><w:ilvl w:val="{level}"/><w:numId '
+                    f'w:val="{list_id}"/></w:numPr></w:pPr><w:r><w:t>{text}</w:t></w:r></w:p>')
+
+        merged = ('<w:tr><w:tc><w:tcPr><w:vMerge w:val="restart"/></w:tcPr>%s</w:tc></w:tr>' % item("cell", 2)
+                  + '<w:tr><w:tc><w:tcPr><w:vMerge/></w:tcPr>%s</w:tc></w:tr>' % item("", 2))
+        blocks = [made.paragraph("Same", "H"), item("below", 1, 1), made.paragraph("Same", "H"), item("one", 2),
+                  item("linked", 4), item("anew", 3), item("x = 1", 2, 0, "code"), item("after", 2),
+                  f"<w:tbl>{merged}</w:tbl>", item("last", 2)]
+        parts = {f"tarmic/{name}.xml": ("application/xml",
+                                        f'<w:{name} xmlns:w="{made.WORD}">{xml}</w:{name}>'.encode())
+                 for name, xml in {"numbering": lists, "styles": styles}.items()}
+        self.change("numbers.tqx", document=made.rich(*blocks), parts=parts, document_rels=made.relationships(
+            *((name, f"x:y/{name}", f"{name}.xml") for name in ("numbering", "styles"))))
+        tree = Page(self.html("numbers.tqx")[0]).root
+        self.assertEqual([(h.attributes["id"], h.text()) for h in tree.find("main")[0].find("h2")],
+                         [("section-same", "1 Same"), ("section-same-2", "2 Same")])
+        self.assertEqual([li.text() for li in tree.find("main")[0].find("li", class_="labelled")], ["1.1below"])
+        numbers = {li.text(): li.attributes.get("value") or li.parent.attributes["start"]
+                   for li in tree.find("main")[0].find("li") if li.parent.tag == "ol"}
+        self.assertEqual({text: numbers[text] for text in ("anew", "after", "cell", "last")},
+                         {"anew": "7", "after": "4", "cell": "5", "last": "6"})
+        markdown = self.html("numbers.tqx", "--format=md", command="cat")[0]
+        for line in ("# 1 Same\n", "1. one\n2. linked\n", "\n7) anew\n", "\n4. after\n", "| 5. cell |", "\n6. last\n"):
+            self.assertIn(line, markdown)
+
     def test_folder_of_pages(self):
         told = self.html("in", "-d", "out", code=4)[1]
         self.assertRegex(told, "(?s)in/damaged.tqx: .*in/faulty.tqx: .*in/faulty.tqx: .*2 of 7 files failed")
