@@ -13,7 +13,9 @@
 #include <cstdio>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <system_error>
+#include <unistd.h>
 
 namespace flowbook::tool {
 
@@ -32,6 +34,15 @@ using FilePtr = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
         throw Failure(ExitCode::InputOutput, argument, "there is no such file", FlowbookErrorKind::NotFound);
     }
     throw Failure(ExitCode::InputOutput, argument, "cannot read: " + std::generic_category().message(errno));
+}
+
+/// Devices such as /dev/zero never end. A terminal and /dev/null do.
+void requireEnd(int descriptor, const std::string& argument) {
+    struct stat status {};
+    const bool isDevice = ::fstat(descriptor, &status) == 0 && (S_ISCHR(status.st_mode) || S_ISBLK(status.st_mode));
+    if (isDevice && ::isatty(descriptor) == 0 && status.st_rdev != makedev(1, 3)) {
+        throw Failure(ExitCode::InputOutput, argument, "cannot read: it is a device");
+    }
 }
 
 Bytes readAll(std::FILE* file, const std::string& argument, std::uint64_t limit) {
@@ -91,6 +102,7 @@ Bytes readBytes(const std::string& argument, std::uint64_t limit) {
     if (file == nullptr) {
         throwReadingFailure(argument);
     }
+    requireEnd(fileno(file.get()), argument);
     return readAll(file.get(), argument, limit);
 }
 

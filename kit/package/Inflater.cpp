@@ -225,11 +225,11 @@ Inflater::Inflater() : decompressor_(libdeflate_alloc_decompressor()) {
     }
 }
 
-bool Inflater::take(std::uint64_t bytes) {
-    if (bytes > budget_) {
+bool Inflater::take(std::uint64_t bytes, std::uint64_t& budget) {
+    if (bytes > budget) {
         return false;
     }
-    budget_ -= bytes;
+    budget -= bytes;
     return true;
 }
 
@@ -245,13 +245,14 @@ void Inflater::reserve(std::size_t size) {
 std::optional<Inflater::Inflated> Inflater::whole(std::string_view data, std::uint64_t expected) {
     const std::uint64_t most = std::min<std::uint64_t>(kMostInflated, kMaxRatio * (data.size() + 1));
     std::uint64_t size = std::min(std::max<std::uint64_t>(expected, kUsualContent), most);
-    while (take(size)) {
+    while (take(size, budget_)) {
         reserve(size);
         std::size_t consumed = 0;
         std::size_t produced = 0;
         const libdeflate_result result = libdeflate_deflate_decompress_ex(decompressor_.get(), data.data(), data.size(),
                                                                           buffer_.get(), size, &consumed, &produced);
         if (result == LIBDEFLATE_SUCCESS) {
+            budget_ += size - produced;
             return Inflated{fl::Bytes(buffer_.get(), buffer_.get() + produced), consumed};
         }
         if (result != LIBDEFLATE_INSUFFICIENT_SPACE || size == most) {
@@ -263,8 +264,13 @@ std::optional<Inflater::Inflated> Inflater::whole(std::string_view data, std::ui
 }
 
 fl::Bytes Inflater::prefix(std::string_view data, std::uint64_t most) {
-    const std::uint64_t size = std::min<std::uint64_t>({most, kMostInflated, kMaxRatio * (data.size() + 1)});
-    return take(size) ? SlowInflater(data, size).run() : fl::Bytes();
+    const std::uint64_t size = std::min<std::uint64_t>({most, budgetOfDamaged_, kMaxRatio * (data.size() + 1)});
+    if (!take(size, budgetOfDamaged_)) {
+        return {};
+    }
+    fl::Bytes content = SlowInflater(data, size).run();
+    budgetOfDamaged_ += size - content.size();
+    return content;
 }
 
 }  // namespace flowbook::kit

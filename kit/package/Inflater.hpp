@@ -13,6 +13,10 @@ namespace flowbook::kit {
 /// The largest content that is inflated, which is that of the largest part.
 inline constexpr std::size_t kMostInflated = std::size_t{1} << 30;
 
+/// The most that is inflated of all entries that are whole, and of all that are not, which takes ten times as long.
+inline constexpr std::uint64_t kMostInflatedOfAll = std::uint64_t{8} << 30;
+inline constexpr std::uint64_t kMostInflatedOfDamaged = std::uint64_t{1} << 30;
+
 /// Inflates data (RFC 1951) of which it is not known where they end or whether they are whole.
 class Inflater {
 public:
@@ -37,14 +41,15 @@ private:
         void operator()(libdeflate_decompressor* each) const { libdeflate_free_decompressor(each); }
     };
 
-    bool take(std::uint64_t bytes);
+    static bool take(std::uint64_t bytes, std::uint64_t& budget);
     void reserve(std::size_t size);
 
     std::unique_ptr<libdeflate_decompressor, Deleter> decompressor_;
     std::unique_ptr<unsigned char[]> buffer_;
     std::size_t capacity_ = 0;
     /// Bytes that may yet be inflated: headers can be forged so that each makes all that follows be inflated again.
-    std::uint64_t budget_ = std::uint64_t{16} << 30;
+    std::uint64_t budget_ = kMostInflatedOfAll;
+    std::uint64_t budgetOfDamaged_ = kMostInflatedOfDamaged;
 };
 
 }  // namespace flowbook::kit

@@ -25,7 +25,8 @@ std::string countOf(std::size_t bytes) { return std::to_string(bytes) + (bytes =
 
 class Rebuilder {
 public:
-    explicit Rebuilder(ZipRemains remains) : pieces_(std::move(remains.pieces)), areAll_(remains.areAll) {}
+    explicit Rebuilder(ZipRemains remains)
+        : pieces_(std::move(remains.pieces)), beside_(std::move(remains.beside)), areAll_(remains.areAll) {}
 
     Salvaged run() {
         readLists();
@@ -33,6 +34,7 @@ public:
             addPieces(isReferredTo);
         }
         addSetAside();
+        addBeside();
         linkParts(package_, lists_, areAll_);
         carryListsLeft();
         tellTypesLeft();
@@ -68,6 +70,9 @@ private:
     static AsidePlace placeFor(const ZipPiece& piece) {
         if (piece.isOlder) {
             return {"/older/", ": an older version is whole"};
+        }
+        if (piece.isTooMuch) {
+            return {"/damaged/", ": a package with it would exceed a limit"};
         }
         if (!piece.isWhole) {
             return {"/damaged/", ": the content is damaged or gone"};
@@ -124,6 +129,7 @@ private:
         if (piece.isSpare && piece.isWhole && piece.content == package_.contentOf(name)) {
             return;  // It stands there twice, and nothing of it is lost.
         }
+        package_.account.isOverLimit |= piece.isTooMuch;
         std::string words = name + place.words;
         if (!piece.content.empty()) {
             words += "; " + countOf(piece.content.size()) + " of it are in ";
@@ -147,6 +153,13 @@ private:
         }
     }
 
+    void addBeside() {
+        for (ZipPiece& piece : beside_) {
+            addAside(piece, {"/renamed/", areAll_ ? ": it is of another file, which was joined to this one"
+                                                  : ": another entry has this name, and no index tells which counts"});
+        }
+    }
+
     bool isTaken(const std::string& source) const { return source == "/" || package_.find(source) != nullptr; }
 
     /// Of parts that may be missing, those that have a content type.
@@ -164,11 +177,36 @@ private:
     };
 
     std::vector<ZipPiece> pieces_;
+    std::vector<ZipPiece> beside_;
     const bool areAll_;
     FoundLists lists_;
     std::vector<SetAside> setAside_;
     SalvagedPackage package_;
 };
+
+std::string_view asText(const fl::Bytes& bytes) { return {reinterpret_cast<const char*>(bytes.data()), bytes.size()}; }
+
+/// What a file was before it was transferred as text, which puts a carriage return before each line feed; nothing when
+/// there is a line feed without one.
+std::optional<fl::Bytes> withoutCarriageReturns(const fl::Bytes& file) {
+    fl::Bytes original;
+    for (const unsigned char byte : file) {
+        const bool isAfterReturn = !original.empty() && original.back() == '\r';
+        if (byte == '\n' && !isAfterReturn) {
+            return std::nullopt;
+        }
+        if (byte == '\n') {
+            original.pop_back();
+        }
+        original.push_back(byte);
+    }
+    return original.size() == file.size() ? std::nullopt : std::make_optional(std::move(original));
+}
+
+std::ptrdiff_t countOfWhole(const ZipRemains& remains) {
+    return std::count_if(remains.pieces.begin(), remains.pieces.end(),
+                         [](const ZipPiece& each) { return each.isWhole; });
+}
 
 /// Whether a file, as it stands, says what was made of it.
 bool says(const fl::Bytes& file, const fl::Bytes& made) {
@@ -179,16 +217,26 @@ bool says(const fl::Bytes& file, const fl::Bytes& made) {
     }
 }
 
+Salvaged salvage(const fl::Bytes& file, ZipRemains found) {
+    const bool isSound = !joinInterleaved(found.pieces) && found.isSound;
+    Salvaged salvaged = Rebuilder(std::move(found)).run();
+    if (salvaged.flowbook && isSound && says(file, *salvaged.flowbook)) {
+        salvaged.flowbook = file;
+    }
+    return salvaged;
+}
+
 }  // namespace
 
 Salvaged salvage(const fl::Bytes& remains) {
-    ZipRemains found = findEntries({reinterpret_cast<const char*>(remains.data()), remains.size()});
-    const bool isSound = !joinInterleaved(found.pieces) && found.isSound;
-    Salvaged salvaged = Rebuilder(std::move(found)).run();
-    if (salvaged.flowbook && isSound && says(remains, *salvaged.flowbook)) {
-        salvaged.flowbook = remains;
+    ZipRemains found = findEntries(asText(remains));
+    if (const std::optional<fl::Bytes> original = withoutCarriageReturns(remains); original && !found.isSound) {
+        ZipRemains more = findEntries(asText(*original));
+        if (countOfWhole(more) > countOfWhole(found)) {
+            return salvage(*original, std::move(more));
+        }
     }
-    return salvaged;
+    return salvage(remains, std::move(found));
 }
 
 }  // namespace flowbook::kit

@@ -20,9 +20,11 @@ struct Salvaged {
 /// Makes a package of the entries that findEntries() finds in a file, damaged or not. Content types and relationships
 /// that are lost are made anew from the names that flowbooks use. What is left of a damaged entry becomes a part below
 /// /damaged/, what an older entry of its name holds one below /older/, and what cannot keep its name, as another
-/// excludes it (ECMA-376-2, M1.11), one below /renamed/; no relationship leads to those. In the place of code that is
-/// lost comes empty code, so that the result can be read. The result is in the form of writeContent(), but a file that
-/// says the same as it stands stays as it is. @throws std::bad_alloc.
+/// excludes it (ECMA-376-2, M1.11), or what is of another file that was joined to this one, one below /renamed/; no
+/// relationship leads to those. In the place of code that is lost comes empty code, so that the result can be read.
+/// What a transfer as text changed (a carriage return before each line feed) is undone where more entries are whole
+/// then. The result is in the form of writeContent(), but a file that says the same as it stands stays as it is.
+/// @throws std::bad_alloc.
 Salvaged salvage(const fl::Bytes& remains);
 
 }  // namespace flowbook::kit

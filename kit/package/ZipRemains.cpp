@@ -3,6 +3,7 @@
 #include "kit/package/Inflater.hpp"
 #include "kit/package/ZipFields.hpp"
 #include "kit/package/ZipIndex.hpp"
+#include "opc/Limits.hpp"
 
 #include <algorithm>
 #include <functional>
@@ -17,6 +18,9 @@ namespace {
 
 constexpr unsigned kHasDescriptor = 8;
 constexpr unsigned kVersionOfZip64 = 45;
+constexpr std::uint64_t kHeldOfSmallFile = std::uint64_t{1} << 30;
+constexpr std::uint64_t kMostHeldRatio = 64;
+constexpr std::size_t kLongestTold = 1024;  ///< of names of which it is not known whether they are names
 /// How well it is deflated, that there is a descriptor, and that the name is UTF-8.
 constexpr unsigned kUsualFlags = 1U << 1 | 1U << 2 | kHasDescriptor | 1U << 11;
 
@@ -33,13 +37,14 @@ struct Found {
     std::size_t end;
 };
 
-enum class Standing { Older, Unlisted, Listed };
+enum class Standing { Outside, Older, Unlisted, Listed };
 
 /// A piece, and where it was found.
 struct Placed {
     ZipPiece piece;
     std::uint64_t at;
     Standing standing;
+    bool isTaken = false;
 };
 
 bool tellsSizes(const ZipRecord& teller) {
@@ -54,6 +59,7 @@ public:
 
     ZipRemains run() {
         takeRecords();
+        firstEntry_ = beginOfEntries();
         const bool isSound = index_.isWhole && std::all_of(index_.records.begin(), index_.records.end(),
                                                            [this](const auto& record) { return isUsual(record); });
         for (const auto& [name, place] : left_) {
@@ -62,11 +68,14 @@ public:
                 leftByContent_.emplace(std::pair(place.record->crc, place.record->size), name);
             }
         }
-        if (!index_.isWhole || !left_.empty()) {
+        if (!index_.isWhole || !left_.empty() || hasSignatureIn(0, beginOfEntries()) ||
+            hasSignatureIn(index_.begin, bytes_.size())) {
             scan();
         }
         addRecordsLeft();
-        return {takePieces(), index_.isWhole, isSound};
+        ZipRemains remains{{}, {}, index_.isWhole, isSound};
+        takePieces(remains);
+        return remains;
     }
 
 private:
@@ -74,6 +83,14 @@ private:
     bool standsAt(std::uint64_t at, std::string_view signature) const {
         return at < bytes_.size() && zipStandsAt(bytes_, static_cast<std::size_t>(at), signature);
     }
+
+    /// Where the first entry lies that was found by a record.
+    std::size_t beginOfEntries() const {
+        return claimed_.empty() ? index_.begin : static_cast<std::size_t>(claimed_.begin()->first);
+    }
+
+    /// Whether a place lies before or behind all that the index tells of, as another file does that was joined to it.
+    bool isOutside(std::uint64_t at) const { return at < firstEntry_ || at > index_.begin; }
 
     /// Nothing when there is no local header; its signature is not looked at.
     std::optional<LocalHeader> headerAt(std::uint64_t place) const {
@@ -106,9 +123,20 @@ private:
 
     bool isUsual(const ZipRecord& record) const {
         const std::optional<LocalHeader> header = headerAt(record.offset);
+        const bool isFolder = record.name.back() == '/';
         return header && standsAt(record.offset, kLocalHeader) && header->name == record.name &&
                header->version == record.version && header->flags == record.flags && header->method == record.method &&
-               record.version <= kVersionOfZip64 && (record.flags & ~kUsualFlags) == 0;
+               record.version <= kVersionOfZip64 && (record.flags & ~kUsualFlags) == 0 &&
+               (!isFolder || (record.size == 0 && record.crc == 0)) && agreesOnContent(*header, record);
+    }
+
+    /// Whether the local header, or the data descriptor in its place, tells the same content as a record.
+    bool agreesOnContent(const LocalHeader& header, const ZipRecord& record) const {
+        const bool isStreamed = (record.flags & kHasDescriptor) != 0;
+        if (isStreamed && header.crc == 0 && record.storedSize <= bytes_.size() - header.dataAt) {
+            return crcBehind(header.dataAt + static_cast<std::size_t>(record.storedSize)) == record.crc;
+        }
+        return header.crc == record.crc && header.size == record.size && header.storedSize == record.storedSize;
     }
 
     /// A record, where its local header lies or should, and where the next one does.
@@ -214,10 +242,6 @@ private:
     /// Takes the entry at a local header. @returns where to look on.
     std::uint64_t takeHeader(std::size_t at) {
         const std::optional<LocalHeader> header = headerAt(at);
-        const std::size_t bound = header ? header->dataAt : bytes_.size();
-        if (bytes_.substr(0, bound).find(kLocalHeader, at + kLocalHeader.size()) != std::string_view::npos) {
-            return at;  // It is the signature only: names hold none.
-        }
         if (!header) {
             addCutOff(at);
             return at;
@@ -227,12 +251,34 @@ private:
         const Tellers tellers = record != nullptr ? Tellers{&*header, record} : Tellers{&*header};
         std::optional<Found> found = read(header->dataAt, tellers, bytes_.size());
         if (!found) {
-            return takeDamaged(*header, record, tellers);
+            return takeUnread(*header, record, tellers);
         }
         claimed_[at] = found->end;
         const std::uint64_t end = found->end;
         takeFound(*header, std::move(found->content));
         return end;
+    }
+
+    /// What cannot be read may be no entry at all, but bytes that look like the signature of one: then the next one is
+    /// looked for from here.
+    std::uint64_t takeUnread(const LocalHeader& header, const ZipRecord* record, const Tellers& tellers) {
+        const auto at = static_cast<std::size_t>(header.offset);
+        const bool holdsSignature = hasSignatureIn(at + kLocalHeader.size(), header.dataAt);
+        if (holdsSignature || (index_.isWhole && record == nullptr)) {
+            return at;
+        }
+        if (record == nullptr && !isPlausible(header)) {
+            addCutOff(at);
+            return at;
+        }
+        return takeDamaged(header, record, tellers);
+    }
+
+    /// Whether a header tells what programs write: methods and versions have small numbers.
+    static bool isPlausible(const LocalHeader& header) { return header.method < 100 && (header.version & 255U) < 64; }
+
+    bool hasSignatureIn(std::size_t begin, std::size_t end) const {
+        return bytes_.substr(0, end).find(kLocalHeader, begin) != std::string_view::npos;
     }
 
     /// Adds an entry that is whole, which a record of its name may tell of, or one with another name.
@@ -245,8 +291,9 @@ private:
         } else if (left != left_.end()) {
             add({left->first, otherNameOf(header, left->first), std::move(content), true}, header.at,
                 index_.isWhole ? Standing::Older : Standing::Unlisted);
-        } else if (!index_.isWhole) {
-            add({header.name, "", std::move(content), true}, header.at, Standing::Unlisted);
+        } else if (!index_.isWhole || isOutside(header.at)) {
+            add({header.name, "", std::move(content), true}, header.at,
+                index_.isWhole ? Standing::Outside : Standing::Unlisted);
         }
     }
 
@@ -267,11 +314,14 @@ private:
         return byContent != left_.end() || there == leftByPlace_.end() ? byContent : left_.find(there->second);
     }
 
-    /// A local header, at the end of the file, that is not there as a whole.
+    /// A local header that is not there as a whole, with as much of its name as there is.
     void addCutOff(std::size_t at) {
         if (!index_.isWhole) {
-            const std::string name(bytes_.substr(std::min(at + kLocalSize, bytes_.size())));
-            add({name.empty() ? "entry at byte " + std::to_string(at) : name, "", {}, false}, at, Standing::Unlisted);
+            const std::size_t nameAt = std::min(at + kLocalSize, bytes_.size());
+            const std::string name(bytes_.substr(nameAt, nameAt == bytes_.size() ? 0 : number(at + 26, 2)));
+            const bool isName = !name.empty() && name.size() < kLongestTold &&
+                                std::all_of(name.begin(), name.end(), [](unsigned char c) { return c >= ' '; });
+            add({isName ? name : "entry at byte " + std::to_string(at), "", {}, false}, at, Standing::Unlisted);
         }
     }
 
@@ -383,7 +433,7 @@ private:
         });
         // A descriptor tells nothing of what a record leads to whose name stands elsewhere.
         const bool isOwn = std::any_of(tellers.begin(), tellers.end(), [&](const ZipRecord* teller) {
-            return teller->at < index_.begin && crcBehind(found.end) == crc;
+            return teller->at == teller->offset && crcBehind(found.end) == crc;
         });
         return isTold || isOwn ? std::make_optional(std::move(found)) : std::nullopt;
     }
@@ -420,39 +470,33 @@ private:
         return {fl::Bytes(data.begin(), data.end()), end};
     }
 
-    /// Stored data that end where a data descriptor tells their size and checksum.
+    /// Stored data that end where a data descriptor, with or without its signature, tells their size and checksum.
     std::optional<Found> readStreamed(std::size_t at, std::uint64_t bound) {
-        const auto limit = static_cast<std::size_t>(
-            std::min({bound + kDescriptor.size(), std::uint64_t{bytes_.size()}, at + unsearched_}));
-        const std::string_view searched = bytes_.substr(0, limit);
-        std::optional<Found> found;
-        std::size_t next = searched.find("PK", at);
-        while (!found && next != std::string_view::npos) {
-            found = endingAt(at, next);
-            next = searched.find("PK", next + 2);
+        const auto limit = static_cast<std::size_t>(std::min({bound, std::uint64_t{bytes_.size()}, at + unsearched_}));
+        std::size_t end = at;
+        while (end < limit && !hasDescriptorAt(at, end)) {
+            ++end;
         }
-        unsearched_ -= (next == std::string_view::npos ? limit : next) - at;
-        return found;
+        unsearched_ -= std::min(unsearched_, std::uint64_t{end - at});
+        return end < limit ? std::make_optional(stored(at, end)) : std::nullopt;
     }
 
-    /// @param signature  that of a descriptor, or of what follows one that has none.
-    std::optional<Found> endingAt(std::size_t at, std::size_t signature) const {
-        struct Form {
-            std::size_t crcAt;  ///< from the signature, modulo 2^64
-            std::size_t end;
-        };
-        const Form own{signature + 4, signature};
-        const Form before{signature - 12, signature - 12};
-        const Form longBefore{signature - 20, signature - 20};
-        for (const Form& form : {own, before, longBefore}) {
-            const bool isInside = form.end >= at && form.end <= signature && form.crcAt + 8 <= bytes_.size();
-            const bool hasForm = form.end == signature ? standsAt(signature, kDescriptor) : isBoundary(signature);
-            if (isInside && hasForm && number(form.crcAt + 4, 4) == form.end - at &&
-                number(form.crcAt, 4) == crcOf(at, form.end)) {
-                return stored(at, form.end);
+    /// Whether data from one place end at another. An empty entry has a descriptor of zeros, as lost blocks have.
+    bool hasDescriptorAt(std::size_t at, std::size_t end) {
+        const std::uint64_t size = end - at;
+        for (const std::size_t signature : {std::size_t{0}, kDescriptor.size()}) {
+            const std::size_t sizeAt = end + signature + 4;
+            const bool isTold = sizeAt + 4 <= bytes_.size() &&
+                                static_cast<unsigned char>(bytes_[sizeAt]) == (size & 255U) &&
+                                number(sizeAt, 4) == size && (signature == 0 || standsAt(end, kDescriptor));
+            if (isTold && (size != 0 || signature != 0) && size <= unsearched_) {
+                unsearched_ -= size;
+                if (number(sizeAt - 4, 4) == crcOf(at, end)) {
+                    return true;
+                }
             }
         }
-        return std::nullopt;
+        return false;
     }
 
     /// As much as can be read of an entry that is not whole.
@@ -470,6 +514,13 @@ private:
 
     void add(ZipPiece piece, std::uint64_t at, Standing standing) {
         const std::string& other = piece.otherName;
+        held_ += piece.content.size();
+        if (held_ > mostHeld()) {
+            held_ -= piece.content.size();
+            fl::Bytes().swap(piece.content);  // which also frees the memory
+            piece.isWhole = false;
+            piece.isTooMuch = true;
+        }
         const bool isFolder =
             piece.name.back() == '/' && (other.empty() || other.back() == '/') && piece.content.empty();
         if (!isFolder) {
@@ -477,31 +528,49 @@ private:
         }
     }
 
+    /// No more than a package may hold, and for a small file less: it may have been made to take all memory.
+    std::uint64_t mostHeld() const {
+        const std::uint64_t usual = std::max<std::uint64_t>(kHeldOfSmallFile, kMostHeldRatio * bytes_.size());
+        return std::min<std::uint64_t>(usual, opc::Limits().maxPackageSize);
+    }
+
     /// Of several of one name, that which the index tells, else the last. Where that is damaged, the last that is
-    /// whole is an older one. Others that the index tells of, too, are spares.
-    std::vector<ZipPiece> takePieces() {
+    /// whole is an older one. Others that the index tells of, too, are spares; what no whole index rules out is kept
+    /// beside them.
+    void takePieces(ZipRemains& remains) {
         std::stable_sort(placed_.begin(), placed_.end(), [](const Placed& a, const Placed& b) { return a.at < b.at; });
-        std::map<std::string, const Placed*> best;
+        std::map<std::string, Placed*> best;
         std::map<std::string, const Placed*> lastWhole;
-        for (const Placed& each : placed_) {
+        for (Placed& each : placed_) {
             const auto [known, isNew] = best.emplace(each.piece.name, &each);
             if (!isNew && certaintyOf(*known->second) <= certaintyOf(each)) {
                 known->second = &each;
             }
-            if (each.piece.isWhole && each.piece.otherName.empty()) {
+            if (each.piece.isWhole && each.piece.otherName.empty() && each.standing != Standing::Outside) {
                 lastWhole[each.piece.name] = &each;
             }
         }
-        std::vector<ZipPiece> pieces;
         for (Placed& each : placed_) {
-            const Placed* const chosen = best.at(each.piece.name);
+            Placed* const chosen = best.at(each.piece.name);
             each.piece.isOlder = !chosen->piece.isWhole && lastWhole[each.piece.name] == &each;
             each.piece.isSpare = chosen != &each && !each.piece.isOlder && each.standing == Standing::Listed;
-            if (chosen == &each || each.piece.isOlder || each.piece.isSpare) {
-                pieces.push_back(std::move(each.piece));
+            const bool isChosen = chosen == &each && each.standing != Standing::Outside;
+            each.isTaken = isChosen || each.piece.isOlder || each.piece.isSpare;
+            if (!each.isTaken && mayCount(each) && (chosen == &each || each.piece.content != chosen->piece.content)) {
+                remains.beside.push_back(std::move(each.piece));
             }
         }
-        return pieces;
+        for (Placed& each : placed_) {
+            if (each.isTaken) {
+                remains.pieces.push_back(std::move(each.piece));
+            }
+        }
+    }
+
+    /// Whether an entry that is not the one of its name may be what is missed, as no whole index rules it out.
+    bool mayCount(const Placed& placed) const {
+        const bool isRuledOut = index_.isWhole && placed.standing != Standing::Outside;
+        return placed.piece.isWhole && !isRuledOut && !placed.piece.content.empty();
     }
 
     /// How much speaks for an entry where others have its name: the index, and then that its local header agrees.
@@ -513,6 +582,8 @@ private:
     ZipIndex index_;
     Inflater inflater_;
     std::uint64_t unsearched_;           ///< bytes that may yet be searched for descriptors
+    std::uint64_t held_ = 0;             ///< bytes of all contents
+    std::uint64_t firstEntry_ = 0;       ///< where the first entry lies that the index led to
     std::map<std::string, Place> left_;  ///< by name, records whose entries were not found
     std::map<std::pair<std::uint64_t, std::uint64_t>, std::string>
         leftByContent_;  ///< their names, by checksum and size

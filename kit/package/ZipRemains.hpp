@@ -10,12 +10,13 @@ namespace flowbook::kit {
 
 /// An entry of a zip file in any state.
 struct ZipPiece {
-    std::string name;       ///< as the index tells it, else the entry itself
-    std::string otherName;  ///< what the entry itself tells, where that is another; else empty
-    fl::Bytes content;      ///< of an entry that is not whole: as far as it can be read
-    bool isWhole = false;   ///< whether the content meets a checksum
-    bool isOlder = false;   ///< whether it is whole, but one of the same name that replaced it is damaged
-    bool isSpare = false;   ///< whether the index tells of another entry of this name, which is rather the right one
+    std::string name;        ///< as the index tells it, else the entry itself
+    std::string otherName;   ///< what the entry itself tells, where that is another; else empty
+    fl::Bytes content;       ///< of an entry that is not whole: as far as it can be read
+    bool isWhole = false;    ///< whether the content meets a checksum
+    bool isOlder = false;    ///< whether it is whole, but one of the same name that replaced it is damaged
+    bool isTooMuch = false;  ///< whether its content was left out, as the package would exceed a limit with it
+    bool isSpare = false;    ///< whether the index tells of another entry of this name, which is rather the right one
 
     /// Whether it is whole, and none that replaced it is damaged.
     bool isCurrent() const noexcept { return isWhole && !isOlder; }
@@ -23,8 +24,11 @@ struct ZipPiece {
 
 struct ZipRemains {
     std::vector<ZipPiece> pieces;  ///< in the order in which they lie in the file
-    bool areAll = false;           ///< whether the index is whole, so that there were no other entries
-    bool isSound = false;          ///< whether index and local headers agree, and need nothing that is unusual
+    /// Whole entries that are none of these: of a file that was joined to this one, or, where no whole index tells
+    /// which counts, others of the same names.
+    std::vector<ZipPiece> beside;
+    bool areAll = false;   ///< whether the index is whole, so that there were no other entries
+    bool isSound = false;  ///< whether index and local headers agree, and need nothing that is unusual
 };
 
 /// The entries that can be had from a zip file in any state. Where the index is whole, they are those that it lists,

@@ -14,6 +14,7 @@ import tempfile
 import unittest
 import warnings
 import zipfile
+import zlib
 from pathlib import Path
 
 warnings.simplefilter("ignore")  # of zipfile, about the names that stand there twice
@@ -223,6 +224,35 @@ PACKAGES = [
 ]
 
 
+def zipped(entries, *, before=(), out=None, compression=zipfile.ZIP_DEFLATED, extra=b""):
+    with zipfile.ZipFile(out := out or io.BytesIO(), "w", compression) as file:
+        for name, content in [*before, *entries.items()]:
+            info = zipfile.ZipInfo(name)
+            info.compress_type, info.extra = compression, extra
+            with file.open(info, "w") as entry:
+                entry.write(content)
+    return out.getvalue()
+
+
+def without_index(file):
+    return file[:file.index(b"PK\1\2")]
+
+
+SIGNATURE = struct.pack("<HH", 0xCAFE, 40) + b"PK\3\4" * 10
+# What is wrong with the container of whole entries, what repair ends with and tells, and what else is there then.
+CONTAINERS = [
+    (lambda e: b"junk" + zipped({CODE: b"other"}) + zipped(e), 1, "joined to this one", {"renamed/" + CODE: b"other"}),
+    (lambda e: zipped(e) + zipped({CODE: b"other"}), 1, "joined to this one", {"renamed/" + CODE: b"other"}),
+    (lambda e: without_index(zipped(e, before=[(CODE, b"older")])), 1, f"lost: /{CODE}: another entry has this name, "
+     "and no index tells which counts", {"renamed/" + CODE: b"older"}),
+    (lambda e: zipped(e).replace(b"\n", b"\r\n"), 0, None, {}),
+    (lambda e: without_index(zipped(e, extra=SIGNATURE)), 0, None, {}),
+    (lambda e: zipped(e).replace(struct.pack("<I", zlib.crc32(e[CODE])), b"\0" * 4, 1), 0, None, {}),
+    (lambda e: without_index(zipped(e, out=Unseekable(), compression=zipfile.ZIP_STORED)).replace(b"PK\7\x08", b"") +
+     bytes(999), 0, None, {}),
+]
+
+
 class Repair(unittest.TestCase):
     def setUp(self):
         scratch = tempfile.TemporaryDirectory()
@@ -312,6 +342,19 @@ class Repair(unittest.TestCase):
                 for name, place in places.items():
                     entry = entries.get(re.sub(r"damaged/|/\[.*", "", name))
                     self.assertEqual(result.get(name), place(entry) if callable(place) else place)
+
+    def test_containers_that_are_wrong(self):
+        entries = contents(random.Random(3))
+        for number, (make, code, words, more) in enumerate(CONTAINERS):
+            with self.subTest(number):
+                damaged = make(entries)
+                found, told, result = self.repair(damaged)
+                self.assertEqual(found, code, told)
+                self.assertIn(words or "", told)
+                self.assertNotEqual(self.new.read_bytes(), damaged)
+                for name, content in {**entries, **more}.items():
+                    self.assertTrue(name in (TYPES, RELS, CODE_RELS) or result.get(name) == content, (name, told))
+        self.assertEqual(self.run_command("repair", "/dev/zero", "-o", self.new).returncode, 3)
 
     def test_names_that_claim_each_other(self):
         for where, name, claimed, more, moved_to, words in NAMES:
