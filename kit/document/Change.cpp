@@ -87,7 +87,7 @@ Part readableCodePart(Package& package) {
     if (relationships.empty()) {
         throw opc::Exception(ErrorKind::Damaged, "there is no code in it");
     }
-    const Part part = package.getPart(PartName(relationships.front().getTargetURI()));
+    Part part = package.getPart(PartName(relationships.front().getTargetURI()));
     if (formOf(part) == CodeForm::Encrypted) {
         throw PartFailure(opc::Exception(ErrorKind::Misuse, "the code is encrypted"), part.getName().ascii());
     }

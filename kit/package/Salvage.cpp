@@ -101,7 +101,7 @@ private:
 
     /// Empty for what is no part. A list that is damaged counts less than the names and content of what is needed.
     std::u16string typeOf(const std::string& name, const fl::Bytes& content) const {
-        const std::u16string told = lists_.types().told(name);
+        std::u16string told = lists_.types().told(name);
         if (lists_.areTypesWhole()) {
             return told;
         }

@@ -6,6 +6,7 @@
 
 #include <cctype>
 #include <charconv>
+#include <map>
 
 namespace flowbook::kit {
 
@@ -25,28 +26,26 @@ const std::string& noDigest() {
 
 std::string escapedForFrame(std::string_view text) { return Markup().unmarked(text).finished(); }
 
-std::string script() { return "<script>" + std::string(indexScript()) + "</script>\n"; }
+const std::string& script() {
+    static const std::string& element = *new std::string("<script>" + std::string(indexScript()) + "</script>\n");
+    return element;
+}
 
-struct PageValues {
-    const Frame& frame;
-    std::string title;
-    std::string source;
-    const std::string& body;
+using SkeletonValues = std::map<std::string_view, std::string_view>;
 
-    std::string of(std::string_view name) const {
-        static const std::string& styleDigest = *new std::string(Sha256().add(pageStyle()).takeBase64());
-        static const std::string& policy =
-            *new std::string("; script-src 'sha256-" + Sha256().add(indexScript()).takeBase64() + "'");
-        return name == "title"           ? title
-               : name == "language"      ? frame.language
-               : name == "digest"        ? noDigest()
-               : name == "source"        ? source
-               : name == "style digest"  ? styleDigest
-               : name == "script policy" ? (frame.isIndex ? policy : "")
-               : name == "script"        ? (frame.isIndex ? script() : "")
-                                         : escapedForFrame(libpxflowbook_version);
+/// The skeleton with a value in the place of each name, such as {{title}}.
+std::string filled(std::string_view skeleton, const SkeletonValues& values) {
+    std::string page;
+    std::size_t at = 0;
+    for (std::size_t mark = skeleton.find("{{"); mark != std::string_view::npos; mark = skeleton.find("{{", at)) {
+        const std::size_t end = skeleton.find("}}", mark);
+        page.append(skeleton, at, mark - at);
+        page.append(values.at(skeleton.substr(mark + 2, end - mark - 2)));
+        at = end + 2;
     }
-};
+    page.append(skeleton.substr(at));
+    return page;
+}
 
 /// What stands between the mark and the next quote; nothing when there is no such mark.
 std::optional<std::string_view> valueBehind(std::string_view start, std::string_view mark) {
@@ -73,19 +72,21 @@ std::string pathOf(std::string_view address) {
 }  // namespace
 
 std::string framed(const Frame& frame, const Markup& body) {
-    const PageValues values{frame, escapedForFrame(frame.title), addressOf(frame.source), body.finished()};
-    const std::string_view skeleton = pageSkeleton();
-    std::string page;
-    page.reserve(skeleton.size() + pageStyle().size() + body.finished().size() + 512);
-    std::size_t at = 0;
-    for (std::size_t mark = skeleton.find("{{"); mark != std::string_view::npos; mark = skeleton.find("{{", at)) {
-        const std::size_t end = skeleton.find("}}", mark);
-        const std::string_view name = skeleton.substr(mark + 2, end - mark - 2);
-        page.append(skeleton, at, mark - at);
-        page.append(name == "body" ? std::string_view(values.body) : name == "style" ? pageStyle() : values.of(name));
-        at = end + 2;
-    }
-    page.append(skeleton.substr(at));
+    static const std::string& styleDigest = *new std::string(Sha256().add(pageStyle()).takeBase64());
+    static const std::string& policy =
+        *new std::string("; script-src 'sha256-" + Sha256().add(indexScript()).takeBase64() + "'");
+    static const std::string& version = *new std::string(escapedForFrame(libpxflowbook_version));
+    const std::string title = escapedForFrame(frame.title), source = addressOf(frame.source);
+    std::string page = filled(pageSkeleton(), {{"title", title},
+                                               {"language", frame.language},
+                                               {"digest", noDigest()},
+                                               {"source", source},
+                                               {"style", pageStyle()},
+                                               {"style digest", styleDigest},
+                                               {"script policy", frame.isIndex ? std::string_view(policy) : ""},
+                                               {"script", frame.isIndex ? std::string_view(script()) : ""},
+                                               {"version", version},
+                                               {"body", body.finished()}});
     page.replace(page.find(kDigest) + kDigest.size(), kDigestLength, Sha256().add(page).take());
     return page;
 }

@@ -12,7 +12,7 @@ namespace flowbook::kit {
 struct Frame {
     std::string title;
     std::string language = "en";  ///< of what the page shows (BCP 47)
-    std::string source = "";      ///< where the page's flowbook is, from the folder of the page; any bytes
+    std::string source{};         ///< where the page's flowbook is, from the folder of the page; any bytes
     bool isIndex = false;         ///< whether the script of the index belongs to it
 };
 

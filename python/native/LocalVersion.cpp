@@ -19,7 +19,7 @@ using foundation::storage::vfs::StorageErrorKind;
 namespace {
 
 /// Reading so much at once is quicker than keeping the file open and reading it by ranges.
-constexpr std::uint64_t kSmall = 64 * 1024;
+constexpr std::uint64_t kSmall = std::uint64_t{64} << 10;
 
 constexpr int kMostAttempts = 10;
 
