@@ -173,6 +173,23 @@ std::optional<Part> Document::codePart() const {
                   [&] { return package().getPart(opc::model::PartName(relationships.front().getTargetURI())); });
 }
 
+std::vector<opc::model::Relationship> Document::codeRelationships() const {
+    const std::optional<Part> part = codePart();
+    return part ? part->getRelationships(opc::model::ExcludeMode::None) : std::vector<opc::model::Relationship>();
+}
+
+std::optional<Part> Document::partAt(const opc::model::Relationship& relationship) const {
+    if (relationship.getTargetMode() == opc::model::TargetMode::External) {
+        return std::nullopt;
+    }
+    try {
+        const opc::model::PartName name(relationship.getTargetURI());
+        return package().hasPart(name) ? std::make_optional(package().getPart(name)) : std::nullopt;
+    } catch (const opc::Exception&) {
+        return std::nullopt;  // The target is no name of a part.
+    }
+}
+
 CodeForm Document::form() const {
     const std::optional<Part> part = codePart();
     return part ? formOf(*part) : CodeForm::None;

@@ -64,6 +64,13 @@ public:
     /// relationship. @throws opc::Exception when it leads to no part.
     std::optional<opc::model::Part> codePart() const;
 
+    /// The relationships of that part, in their order; none when there is no such part.
+    /// @throws opc::Exception as codePart().
+    std::vector<opc::model::Relationship> codeRelationships() const;
+
+    /// The part that an internal relationship leads to; nothing when it leads to none.
+    std::optional<opc::model::Part> partAt(const opc::model::Relationship& relationship) const;
+
     /// @throws opc::Exception as codePart().
     CodeForm form() const;
 

@@ -161,10 +161,8 @@ std::vector<Segment> segmentsOf(const std::vector<Piece>& pieces) {
 class Targets {
 public:
     explicit Targets(const Document& document) : document_(document) {
-        if (const std::optional<Part> part = document.codePart()) {
-            for (const Relationship& each : part->getRelationships(opc::model::ExcludeMode::None)) {
-                byId_.emplace(fl::i18n::to_string(each.getID()), each);
-            }
+        for (const Relationship& each : document.codeRelationships()) {
+            byId_.emplace(fl::i18n::to_string(each.getID()), each);
         }
     }
 
@@ -178,7 +176,7 @@ public:
     /// A picture as a data URI; nothing when there is none.
     std::optional<std::string> pictureAt(const std::string& id) const {
         const auto found = byId_.find(id);
-        const std::optional<Part> part = found == byId_.end() ? std::nullopt : partAt(found->second);
+        const std::optional<Part> part = found == byId_.end() ? std::nullopt : document_.partAt(found->second);
         if (!part) {
             return std::nullopt;
         }
@@ -187,14 +185,6 @@ public:
     }
 
 private:
-    std::optional<Part> partAt(const Relationship& relationship) const {
-        if (relationship.getTargetMode() == opc::model::TargetMode::External) {
-            return std::nullopt;
-        }
-        const opc::model::PartName name(relationship.getTargetURI());
-        return document_.package().hasPart(name) ? std::make_optional(document_.package().getPart(name)) : std::nullopt;
-    }
-
     const Document& document_;
     std::map<std::string, Relationship> byId_;
 };

@@ -8,39 +8,20 @@
 
 namespace flowbook::kit {
 
-using opc::model::ExcludeMode;
 using opc::model::Relationship;
-
-namespace {
-
-std::vector<Relationship> relationshipsOfCode(const Document& document) {
-    const std::optional<opc::model::Part> part = document.codePart();
-    return part ? part->getRelationships(ExcludeMode::External) : std::vector<Relationship>();
-}
-
-std::optional<opc::model::Part> partAt(const Document& document, const Relationship& relationship) {
-    try {
-        const opc::model::PartName name(relationship.getTargetURI());
-        return document.package().hasPart(name) ? std::make_optional(document.package().getPart(name)) : std::nullopt;
-    } catch (const opc::Exception&) {
-        return std::nullopt;  // The target is no part: the table of relationships tells it.
-    }
-}
-
-}  // namespace
 
 Definitions::Definitions(const Document& document)
     : styleTree_(readStyles(document)),
-      numberingTree_(read(document, relationshipsOfCode(document), "/numbering")),
+      numberingTree_(read(document, document.codeRelationships(), "/numbering")),
       styles_(styleTree_.root()),
       numbering_(numberingTree_.root(), styles_) {}
 
 /// The document's own styles; else those that the whole flowbook has.
 XmlTree Definitions::readStyles(const Document& document) {
-    XmlTree own = read(document, relationshipsOfCode(document), "/styles");
+    XmlTree own = read(document, document.codeRelationships(), "/styles");
     return own.root() != nullptr
                ? std::move(own)
-               : read(document, document.package().getRelationships(ExcludeMode::External), "/styles");
+               : read(document, document.package().getRelationships(opc::model::ExcludeMode::External), "/styles");
 }
 
 /// @param type  the end of the type of the relationships that lead to the part.
@@ -48,7 +29,7 @@ XmlTree Definitions::read(const Document& document, const std::vector<Relationsh
     XmlTree tree;
     for (const Relationship& each : all) {
         const bool isWanted = endsWith(fl::i18n::to_string(each.getType()), type);
-        const std::optional<opc::model::Part> part = isWanted ? partAt(document, each) : std::nullopt;
+        const std::optional<opc::model::Part> part = isWanted ? document.partAt(each) : std::nullopt;
         if (!part) {
             continue;
         }

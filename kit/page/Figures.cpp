@@ -58,15 +58,10 @@ void writeWords(Markup& out, const std::string& words) {
     }
 }
 
-std::vector<Relationship> relationshipsOfCode(const Document& document) {
-    const std::optional<Part> part = document.codePart();
-    return part ? part->getRelationships(opc::model::ExcludeMode::None) : std::vector<Relationship>();
-}
-
 }  // namespace
 
 Figures::Figures(const Document& document, Faults& faults, std::string ids)
-    : document_(&document), faults_(&faults), relationships_(relationshipsOfCode(document)), ids_(std::move(ids)) {
+    : document_(&document), faults_(&faults), relationships_(document.codeRelationships()), ids_(std::move(ids)) {
     for (std::size_t i = 0; i < relationships_.size(); ++i) {
         const std::string id = fl::i18n::to_string(relationships_[i].getID());
         byId_.emplace(id, i);
@@ -80,18 +75,6 @@ void Figures::addLink(const std::string& id, std::string target) {
     if (std::any_of(std::begin(kSchemes), std::end(kSchemes),
                     [&](std::string_view scheme) { return startsWithFolded(target, scheme); })) {
         links_.emplace(id, std::move(target));
-    }
-}
-
-/// The part that an internal relationship leads to, if it does.
-std::optional<Part> Figures::partAt(const Relationship& relationship) const {
-    if (relationship.getTargetMode() == TargetMode::External) {
-        return std::nullopt;
-    }
-    try {
-        return document_->package().getPart(PartName(relationship.getTargetURI()));
-    } catch (const opc::Exception&) {
-        return std::nullopt;  // The target is no part: the table of relationships tells it.
     }
 }
 
@@ -114,7 +97,7 @@ struct Figures::Picture {
 
 void Figures::write(Markup& out, const std::string& relationship, const std::string& words, const Markup* caption) {
     const auto found = byId_.find(relationship);
-    const auto part = found == byId_.end() ? std::nullopt : partAt(relationships_[found->second]);
+    const auto part = found == byId_.end() ? std::nullopt : document_->partAt(relationships_[found->second]);
     if (part && isPicture(*part)) {
         writePart(out, *part, words, caption);
         return;
@@ -128,7 +111,7 @@ void Figures::write(Markup& out, const std::string& relationship, const std::str
 
 void Figures::writeOthers(Markup& out) {
     for (const Relationship& relationship : relationships_) {
-        const std::optional<Part> part = partAt(relationship);
+        const std::optional<Part> part = document_->partAt(relationship);
         if (part && isPicture(*part) && anchors_.count(part->getName().folded()) == 0) {
             write(out, *part);
         }

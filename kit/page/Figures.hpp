@@ -49,7 +49,6 @@ private:
     struct Picture;
 
     void addLink(const std::string& id, std::string target);
-    std::optional<opc::model::Part> partAt(const opc::model::Relationship& relationship) const;
     void writePart(Markup& out, const opc::model::Part& part, const std::string& words, const Markup* caption);
     void writeNew(Markup& out, const Picture& picture);
     void writeImage(Markup& out, const Picture& picture);
