@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import glob
+import operator
 import os
 import re
 from collections.abc import Iterable, Iterator, Mapping, Sequence
@@ -11,7 +12,7 @@ from typing import Any, NamedTuple, Union
 from flowbook import _native
 from flowbook._book import _time
 from flowbook._errors import ConflictError, error_of
-from flowbook._places import local_path, name_of, native_path
+from flowbook._places import local_path, name_of, native_path, path_bytes
 
 Locations = Union[str, "os.PathLike[str]", Sequence[Union[str, "os.PathLike[str]"]]]
 
@@ -49,7 +50,7 @@ def files_of(locations: Locations, options: Mapping[str, Any] | None) -> Iterato
     given = [locations] if isinstance(locations, (str, os.PathLike)) else list(locations)
     remote: list[str] = []
     for location in given:
-        each = os.fspath(location)
+        each = _location(location)
         path = local_path(each) if "://" in each else each
         if path is None:
             remote.append(each)
@@ -60,18 +61,25 @@ def files_of(locations: Locations, options: Mapping[str, Any] | None) -> Iterato
     yield from remote_files(remote, options)
 
 
+def _location(given: Any) -> str:
+    if not isinstance(given, (str, os.PathLike)):
+        raise TypeError(f"paths and addresses are needed, not {type(given).__name__}")
+    return os.fsdecode(path_bytes(os.fspath(given)))
+
+
 def _local_files(path: str) -> Iterator[File]:
     if os.path.isdir(path):
         yield from _files_in(os.path.abspath(path))
     elif os.path.exists(path) or not _MAGIC.search(path):
-        yield _local_file(os.path.abspath(path), os.stat(path))
+        os.stat(path)  # raises when there is none
+        yield _local_file(os.path.abspath(path))
     else:
         found = sorted(each for each in glob.glob(path, recursive=True) if os.path.isfile(each))
-        yield from (_local_file(os.path.abspath(each), os.stat(each)) for each in found)
+        yield from (_local_file(os.path.abspath(each)) for each in found)
 
 
 def _files_in(folder: str) -> Iterator[File]:
-    """The flowbooks in a folder, at any depth."""
+    """The flowbooks in a folder, at any depth. A folder below it that cannot be read stands for itself."""
     folders = []
     with os.scandir(folder) as entries:
         found = sorted(entries, key=lambda entry: entry.name)
@@ -79,12 +87,20 @@ def _files_in(folder: str) -> Iterator[File]:
         if entry.is_dir(follow_symlinks=False):
             folders.append(entry.path)
         elif _NAME.search(entry.name) and entry.is_file():
-            yield _local_file(entry.path, entry.stat())
+            yield _local_file(entry.path)
     for each in folders:
-        yield from _files_in(each)
+        try:
+            yield from _files_in(each)
+        except OSError:
+            yield _local_file(each)
 
 
-def _local_file(path: str, status: os.stat_result) -> File:
+def _local_file(path: str) -> File:
+    """What is known of a file; little of one that is gone, or cannot be looked at, as reading it will tell."""
+    try:
+        status = os.stat(path)
+    except OSError:
+        return File(None, path, path, 0, None)
     return File(None, path, path, status.st_size, status.st_mtime_ns)
 
 
@@ -245,7 +261,7 @@ def read_many(paths: Locations, columns: str | Sequence[str] | None = None, thre
 
     The columns are ``path``, ``title``, ``code``, ``lines`` (of the code), ``form``, ``modified``, ``digest``,
     ``pictures`` (their number) and ``error``. What is absent is None, and so is the code of an encrypted flowbook.
-    What is damaged or missing is None and told in ``error``.
+    What is damaged, missing or not permitted is None and told in ``error``; so is a folder that cannot be listed.
 
     Args:
         paths: a folder, of which all files named ``*.tqx`` and ``*.tqapp`` at any depth are read; a pattern with
@@ -258,26 +274,28 @@ def read_many(paths: Locations, columns: str | Sequence[str] | None = None, thre
     """
     wanted = checked_columns(columns)
     found = files_of(paths, storage_options) if isinstance(paths, (str, os.PathLike)) else _each(paths, storage_options)
-    count = len(os.sched_getaffinity(0)) if threads is None else threads
+    count = len(os.sched_getaffinity(0)) if threads is None else operator.index(threads)
     if count < 1:
         raise ValueError("at least one thread is needed")
     rows: list[dict[str, Any]] = []
     for files, group in _grouped(found):
         cells = table(files, [each.path for each in group], [each.url for each in group],
-                      [each.size for each in group], wanted, count)
+                      [each.size for each in group], wanted, min(count, len(group)))
         if "modified" in wanted:
             cells["modified"] = [_time(each) for each in cells["modified"]]
-        rows += [dict(zip(wanted, row)) for row in zip(*(cells[name] for name in wanted))]
+        rows += [{name: cells[name][at] for name in wanted} for at in range(len(group))]
     return rows
 
 
 def _each(paths: Iterable[Any], options: Mapping[str, Any] | None) -> Iterator[File]:
-    """As `files_of()`, but that a missing one stands for itself."""
-    for path in paths:
+    """As `files_of()`, but that one which is missing, or cannot be looked at, stands for itself."""
+    for path in map(_location, paths):
         try:
             yield from files_of(path, options)
-        except FileNotFoundError:
-            yield File(None, os.fspath(path), os.fspath(path), 0, None)
+        except OSError as failure:
+            if "://" in path and not isinstance(failure, FileNotFoundError):
+                raise
+            yield _local_file(path)
 
 
 def _grouped(found: Iterator[File]) -> Iterator[tuple[Any, list[File]]]:

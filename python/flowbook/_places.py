@@ -104,9 +104,7 @@ class LocalFile:
     can_be_returned_to = True
 
     def __init__(self, path: str | bytes, name: str | None = None) -> None:
-        native = _encoded(path)
-        if b"\0" in native:
-            raise MisuseError("a path cannot hold a NUL character")
+        native = path_bytes(path)
         if not native:
             raise MisuseError("the path is empty")
         self.name = name_of(native) if name is None else name
@@ -234,11 +232,15 @@ def binary(data: object, name: str) -> bytes:
     raise TypeError(f"{name} is bytes, not {type(data).__name__}")
 
 
-def _encoded(path: str | bytes) -> bytes:
+def path_bytes(path: str | bytes) -> bytes:
+    """A path as the system takes it."""
     try:
-        return os.fsencode(path)
+        native = os.fsencode(path)
     except UnicodeEncodeError:
         raise MisuseError("the path holds a lone surrogate, which no name of a file can hold") from None
+    if b"\0" in native:
+        raise MisuseError("a path cannot hold a NUL character")
+    return native
 
 
 def _is(file: Any, ability: str) -> bool:

@@ -158,7 +158,9 @@ def _place_of(url: str, source: Any) -> Place:
 
 
 def _frame(cells: Mapping[str, list[Any]], columns: list[str]) -> Any:
-    return pandas.DataFrame({name: _series(cells[name], COLUMNS[name]) for name in columns}, columns=columns)
+    count = max(map(len, cells.values()), default=0)  # of rows, also when no column is wanted
+    return pandas.DataFrame({name: _series(cells[name], COLUMNS[name]) for name in columns}, columns=columns,
+                            index=range(count))
 
 
 def _series(values: list[Any], kind: str) -> Any:

@@ -66,29 +66,35 @@ py::class_<Type, Holder...> addClass(py::module_& module, const char* name,
     return py::class_<Type, Holder...>(module, name, py::is_final(), py::custom_type_setup(setUp));
 }
 
+/// Gives a text to Python that may come from a damaged file and hold malformed sequences.
+template <class Owner>
+auto text(std::string Owner::*member) {
+    return [member](const Owner& owner) { return toText(owner.*member); };
+}
+
 void addValues(py::module_& module) {
     addClass<PartInfo>(module, "PartInfo")
-        .def_readonly("name", &PartInfo::name)
-        .def_readonly("content_type", &PartInfo::contentType)
+        .def_property_readonly("name", text(&PartInfo::name))
+        .def_property_readonly("content_type", text(&PartInfo::contentType))
         .def_readonly("size", &PartInfo::size)
         .def_readonly("is_picture", &PartInfo::isPicture);
     addClass<RelationshipInfo>(module, "RelationshipInfo")
-        .def_readonly("source", &RelationshipInfo::source)
-        .def_readonly("id", &RelationshipInfo::id)
-        .def_readonly("type", &RelationshipInfo::type)
-        .def_readonly("target", &RelationshipInfo::target)
+        .def_property_readonly("source", text(&RelationshipInfo::source))
+        .def_property_readonly("id", text(&RelationshipInfo::id))
+        .def_property_readonly("type", text(&RelationshipInfo::type))
+        .def_property_readonly("target", text(&RelationshipInfo::target))
         .def_readonly("is_internal", &RelationshipInfo::isInternal);
     addClass<PropertyInfo>(module, "Property")
-        .def_readonly("label", &PropertyInfo::label)
+        .def_property_readonly("label", text(&PropertyInfo::label))
         .def_readonly("value", &PropertyInfo::value)
-        .def_readonly("fault", &PropertyInfo::fault)
-        .def_readonly("part", &PropertyInfo::part);
+        .def_property_readonly("fault", text(&PropertyInfo::fault))
+        .def_property_readonly("part", text(&PropertyInfo::part));
     addClass<kit::Finding>(module, "Finding")
         .def_property_readonly("severity", [](const kit::Finding& finding) { return nameOf(finding.severity); })
-        .def_readonly("part", &kit::Finding::part)
-        .def_readonly("place", &kit::Finding::place)
-        .def_readonly("words", &kit::Finding::words)
-        .def_readonly("id", &kit::Finding::id);
+        .def_property_readonly("part", text(&kit::Finding::part))
+        .def_property_readonly("place", text(&kit::Finding::place))
+        .def_property_readonly("words", text(&kit::Finding::words))
+        .def_property_readonly("id", text(&kit::Finding::id));
 }
 
 py::list toPython(const std::vector<kit::PropertyElement>& elements) {
@@ -297,17 +303,21 @@ kit::MergeOptions mergeOptions(const std::string& favour, const std::string& out
 
 py::object toPython(const std::optional<std::string>& text) { return text ? py::object(toText(*text)) : py::none(); }
 
+py::list toPython(const std::vector<std::string>& texts) {
+    py::list all;
+    for (const std::string& each : texts) {
+        all.append(toText(each));
+    }
+    return all;
+}
+
 py::tuple toPython(const kit::MergeResult& result) {
     py::list conflicts;
     for (const kit::MergeConflict& each : result.conflicts) {
         conflicts.append(py::make_tuple(nameOf(each.kind), toText(each.what), toText(each.words), toPython(each.base),
                                         toPython(each.ours), toPython(each.theirs)));
     }
-    py::list notes;
-    for (const std::string& each : result.notes) {
-        notes.append(toText(each));
-    }
-    return py::make_tuple(toPython(result.flowbook), conflicts, notes);
+    return py::make_tuple(toPython(result.flowbook), conflicts, toPython(result.notes));
 }
 
 void addFunctions(py::module_& module) {
@@ -329,8 +339,8 @@ void addFunctions(py::module_& module) {
     });
     module.def("repair", [](const std::string& remains) {
         const kit::Salvaged salvaged = repair(remains);
-        return py::make_tuple(salvaged.flowbook ? py::object(toPython(*salvaged.flowbook)) : py::none(), salvaged.saved,
-                              salvaged.rebuilt, salvaged.lost);
+        return py::make_tuple(salvaged.flowbook ? py::object(toPython(*salvaged.flowbook)) : py::none(),
+                              toPython(salvaged.saved), toPython(salvaged.rebuilt), toPython(salvaged.lost));
     });
 }
 

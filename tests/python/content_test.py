@@ -204,3 +204,20 @@ def test_the_commands_work_by_functions(tmp_path):
     with pytest.raises(flowbook.DamagedError):
         flowbook.repair(b"nothing").book
     assert flowbook.check(b"nothing")[0].severity == "error"
+    odd = book.to_bytes().replace(b"docProps/tarmic.xml", b"docProps/\x80armic.xml")
+    assert any("\ufffdarmic" in words for words in (*flowbook.repair(odd).saved, *flowbook.repair(odd).lost))
+
+
+def test_many_of_which_some_cannot_be_looked_at(tmp_path):
+    book = flowbook.Flowbook.new(code="x", title="t")
+    book.save(tmp_path / "a.tqx")
+    given = [tmp_path / "a.tqx" / "none", "n" * 300, tmp_path / "a.tqx", tmp_path / "none.tqx"]
+    rows = flowbook.read_many(given, ["title", "error"], threads=10**9)
+    assert [(row["title"], bool(row["error"])) for row in rows] == [(None, True), (None, True), ("t", False),
+                                                                      (None, True)]
+    assert flowbook.read_many(given, []) == [{}] * 4
+    for wrong, error in ((["a\0b"], flowbook.MisuseError), ([b"a.tqx"], TypeError), ([None], TypeError)):
+        with pytest.raises(error):
+            flowbook.read_many(wrong)
+    with pytest.raises(TypeError):
+        flowbook.read_many(given, threads=1.5)

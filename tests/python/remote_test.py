@@ -9,6 +9,7 @@ import subprocess
 import tempfile
 import threading
 import time
+import types
 
 import fsspec
 import pytest
@@ -166,6 +167,48 @@ def test_an_interrupted_save_to_an_address_is_no_conflict(server, monkeypatch):
         book.save()
         read = flowbook.open(address)
         assert (read.title, read.description) == ("new", "d")
+
+
+class ObjectFiles(fsspec.AbstractFileSystem):
+    """Stands in for s3fs: objects with entity tags, replaced with IfMatch in one step."""
+
+    protocol, objects, lock = "s3", {}, threading.Lock()
+    _kwargs_helper = types.SimpleNamespace(_get_valid_keys=lambda _: {"IfMatch"})
+
+    def info(self, path, **_):
+        version, content = self.objects[path]
+        return {"name": path, "type": "file", "size": len(content), "ETag": f'"{version}"'}
+
+    def cat_file(self, path, **_):
+        return self.objects[path][1]
+
+    def split_path(self, path):
+        return *path.split("/", 1), None
+
+    def call_s3(self, method, Bucket, Key, Body, IfMatch=None):
+        path = f"{Bucket}/{Key}"
+        with self.lock:
+            version, _ = self.objects.get(path, (0, b""))
+            if IfMatch not in {None, f'"{version}"'}:
+                raise OSError("An error occurred (PreconditionFailed) when calling the PutObject operation")
+            self.objects[path] = version + 1, Body
+            return {"ETag": f'"{version + 1}"'}
+
+
+def test_objects_with_entity_tags():
+    fsspec.register_implementation("s3", ObjectFiles, clobber=True)
+    flowbook.open(SMALL).save("s3://bucket/a.tqx")
+    assert race("s3://bucket/a.tqx") == str(4 * ROUNDS)
+    book, other = flowbook.open("s3://bucket/a.tqx"), flowbook.open("s3://bucket/a.tqx")
+    other.title = "other"
+    other.save()
+    book.title = "mine"
+    with pytest.raises(flowbook.ConflictError):
+        book.save()
+    book.save(overwrite=True)
+    book.title = "again"
+    book.save()
+    assert flowbook.open("s3://bucket/a.tqx").title == "again"
 
 
 class WithoutPlace(io.BytesIO):
