@@ -8,7 +8,7 @@ namespace flowbook::tool {
 
 namespace {
 
-constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
+constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 
 std::atomic<int> signalThatCame{0};
 static_assert(std::atomic<int>::is_always_lock_free, "a signal handler may use no other");

@@ -90,7 +90,7 @@ std::string textElements(const std::string& prefix, std::string_view text) {
         const std::size_t at = text.find_first_of("\n\t");
         const std::string_view piece = text.substr(0, at);
         if (!piece.empty() || (result.empty() && at == text.npos)) {
-            result += begin + escapedText(piece) + end;
+            result.append(begin).append(escapedText(piece)).append(end);
         }
         if (at == text.npos) {
             return result;
@@ -306,7 +306,10 @@ fl::Bytes withParagraphEdits(const fl::Bytes& document, const std::vector<Paragr
         editing.add(edit);
     }
     fl::Bytes changed = editing.take();
-    return changed == utf8 ? document : std::move(changed);
+    if (changed == utf8) {
+        return document;
+    }
+    return changed;
 }
 
 }  // namespace flowbook::kit

@@ -155,7 +155,7 @@ class Process(CommandTest):
         old = {"big.tqx": made.zipped(made.package(parts=big, document_rels=rels)), "media/image1.png": b"old"}
         (self.folder / "old/media").mkdir(parents=True)
         self.write({f"old/{name}": content for name, content in old.items()})
-        for name in ("SIGINT", "SIGTERM", "SIGHUP"):
+        for name in ("SIGINT", "SIGTERM", "SIGHUP", "SIGQUIT"):
             for arguments in ("set old/big.tqx --title x", "copy old/big.tqx old/new.tqx",
                               "extract old/big.tqx -d old --force --images"):
                 with self.subTest((name, arguments)):

@@ -40,7 +40,8 @@ std::string ownFolder() {
 std::string fileOfModule(const std::string& name) {
     const std::string own = ownFolder();
     for (const char* const folder : kFolders) {
-        std::string file = own + folder + name;
+        std::string file = own;
+        file.append(folder).append(name);
         if (::access(file.c_str(), F_OK) == 0) {
             return file;
         }

@@ -2,6 +2,7 @@
 
 #include "foundation/storage/vfs/FileLock.hpp"
 #include "foundation/storage/vfs/LocalFile.hpp"
+#include "foundation/storage/vfs/Temporaries.hpp"
 #include "support/TempDir.hpp"
 
 #include <cerrno>
@@ -91,6 +92,8 @@ ssize_t fgetxattr(int fd, const char* name, void* value, size_t size) noexcept {
 int fsetxattr(int fd, const char* name, const void* value, size_t size, int flags) noexcept {
     return scripted<int>("fsetxattr", SYS_fsetxattr, fd, name, value, size, flags);
 }
+
+int fstat(int fd, struct stat* status) noexcept { return scripted<int>("fstat", SYS_fstat, fd, status); }
 
 int fsync(int fd) { return scripted<int>("fsync", SYS_fsync, fd); }
 
@@ -353,6 +356,8 @@ TEST_F(LocalStorageTest, SweepsOnlyStaleTemporariesOfItsOwn) {
         save("file");
         EXPECT_NE(fs::remove(folder_.path(temporary)), swept) << temporary << " of " << minutes << " minutes";
     }
+    const Descriptor unreadable(::open(folder_.path("file").c_str(), O_WRONLY));
+    EXPECT_EQ(0U, fingerprintOf(unreadable.get()));
 }
 
 /// Other programs know of no lock, and may come between the last look and the exchange.
@@ -520,6 +525,9 @@ TEST_F(LocalStorageTest, FailingCallsLeaveTheOldFileOrTheNew) {
         {"renameat2", EINVAL, 0, true, std::nullopt},
         {"renameat2", ENOSYS, 0, true, std::nullopt},
         {"fsync", EIO, 1, true, Kind::NotDurable},
+        {"fsync", EINVAL, 0, true, Kind::Other},
+        {"fsync", EINVAL, 1, true, std::nullopt},
+        {"fstat", ESTALE, 1, false, Kind::Conflict},
         {"renameat2 linkat", EINVAL, 0, true, std::nullopt},
         {"renameat2 linkat", EEXIST, 0, true, Kind::Conflict},
     };

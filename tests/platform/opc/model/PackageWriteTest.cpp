@@ -151,8 +151,9 @@ TEST(PackageWriteTest, IdsOfRelationships) {
     EXPECT_EQ("rId4", add(u""));
     expectFailure(ErrorKind::Conflict, {"'rId1'", "taken"}, [&] { add(u"rId1"); });
     expectFailure(ErrorKind::Misuse, {"'a b'", "NCName"}, [&] { add(u"a b"); });
-    for (const std::u16string lone : {u"\xD800", u"\xD7FF\xDC00"}) {
-        expectFailure(ErrorKind::Misuse, {"NCName"}, [&] { add(lone); });
+    EXPECT_EQ("\xF0\x90\x80\x80\xF3\xAF\xBF\xBF", add(u"\U00010000\U000EFFFF"));
+    for (const std::u16string none : {u"\xD800", u"\xD7FF\xDC00", u"\U000F0000", u"a\xD7FF\xD800z"}) {
+        expectFailure(ErrorKind::Misuse, {"NCName"}, [&] { add(none); });
     }
     expectFailure(ErrorKind::Misuse, {"type"}, [&] { package.createInternalRelationship(u"", URI(u"x"), u""); });
     expectFailure(ErrorKind::Misuse, {"target"}, [&] { package.createExternalRelationship(u"t", u"a\1", u""); });

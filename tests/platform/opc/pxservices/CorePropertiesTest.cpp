@@ -103,13 +103,18 @@ TEST(CorePropertiesTest, ReplacesWhatIsSetAndKeepsTheRestByteForByte) {
 TEST(CorePropertiesTest, TakesAPartInUtf16) {
     const std::u16string wide = u"\uFEFF<?xml version='1.0' encoding='UTF-16'?>" +
                                 fl::i18n::to_ustring(coreXml("<dc:title>\xC3\xA4</dc:title><x/>"));
-    std::string bytes;
-    for (const char16_t unit : wide) {
-        bytes += {static_cast<char>(unit >> 8), static_cast<char>(unit & 0xFF)};
+    for (const std::size_t mark : {1, 0}) {  // with the mark of byte order, or known by the first character
+        std::string big, little;
+        for (const char16_t unit : wide.substr(1 - mark)) {
+            big += {static_cast<char>(unit >> 8), static_cast<char>(unit & 0xFF)};
+            little += {static_cast<char>(unit & 0xFF), static_cast<char>(unit >> 8)};
+        }
+        for (const std::string& bytes : {big, little}) {
+            EXPECT_EQ("\xC3\xA4", titleOf(withCore(bytes)));
+            EXPECT_EQ(coreXml("<dc:title>T</dc:title><x/>"), textOf(rewritten(withCore(bytes), setTitle), "props.xml"));
+            expectFailure(ErrorKind::Damaged, {"odd"}, [&] { titleOf(withCore(bytes + "\n")); });
+        }
     }
-    EXPECT_EQ("\xC3\xA4", titleOf(withCore(bytes)));
-    EXPECT_EQ(coreXml("<dc:title>T</dc:title><x/>"), textOf(rewritten(withCore(bytes), setTitle), "props.xml"));
-    expectFailure(ErrorKind::Damaged, {"odd"}, [&] { titleOf(withCore(bytes + "\n")); });
 }
 
 TEST(CorePropertiesTest, AFaultyElementFailsItsOwnGetterOnly) {

@@ -112,7 +112,7 @@ TEST_F(ZipCommitTest, StoresWhatWasStoredByChoice) {
 TEST_F(ZipCommitTest, CarriesOverWhatFollowsEachOtherAndWhatDoesNot) {
     ZipFile whole;
     for (const char* const name : {"0", "1", "2", "3"}) {
-        whole.entries.emplace_back(name, name + noiseOf(40000));
+        whole.entries.emplace_back(name, name + noiseOf(40000), true);
     }
     for (const std::vector<std::size_t>& order : {std::vector<std::size_t>{0, 1, 2, 3}, {0, 2}, {1, 0, 3}, {2}}) {
         put(whole.bytes());

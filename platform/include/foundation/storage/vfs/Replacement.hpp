@@ -32,7 +32,8 @@ public:
     /// but something was done to it since it was opened: a link made, an attribute set, perhaps more was written and
     /// the time set back. Without it, size and time alone decide.
     /// @param isUnchanged  whether the file's content is what was opened; what it throws leaves commit().
-    virtual void askWhenTouched(std::function<bool()> isUnchanged) { static_cast<void>(isUnchanged); }
+    // By value, as a storage that asks keeps it. NOLINTNEXTLINE(performance-unnecessary-value-param)
+    virtual void askWhenTouched(std::function<bool()> /*isUnchanged*/) {}
 
     /// Gives the file its new content: atomically, and as durably as the storage can. At
     /// most once; nothing may be appended afterwards.

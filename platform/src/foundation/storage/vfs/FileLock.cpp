@@ -58,7 +58,7 @@ FileLock::Answer FileLock::tryLock(int descriptor) noexcept {
     return answer;
 }
 
-FileLock::Answer FileLock::tryFlock() noexcept {
+FileLock::Answer FileLock::tryFlock() const noexcept {
     if (::flock(descriptor_, LOCK_EX | LOCK_NB) == 0) {
         return Answer::Mine;
     }

@@ -26,7 +26,7 @@ private:
     enum class Answer { Mine, TakenByAnother, NoSuchLocks };
 
     Answer tryLock(int descriptor) noexcept;
-    Answer tryFlock() noexcept;
+    Answer tryFlock() const noexcept;
     Answer tryRecordLock() noexcept;
     bool mayWrite(int descriptor) noexcept;
 

@@ -27,7 +27,7 @@ public:
     const FileIdentity& identity() const noexcept { return identity_; }
 
     /// The identity as it is now. It may differ from identity() in the inode number alone: file systems in user space
-    /// give out new ones. @throws StorageError
+    /// give out new ones. @throws StorageError, of kind Conflict when a server no longer has the file.
     FileIdentity identityNow() const;
 
 private:

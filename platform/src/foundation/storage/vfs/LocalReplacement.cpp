@@ -38,7 +38,7 @@ const char* const kAppeared = "it has appeared where no file was";
     throwConflict(path, "it has been removed since it was opened");
 }
 
-/// Whether a file system, or an old kernel, answers so to a rename that it cannot do.
+/// Whether a file system, or an old kernel, answers so to a call that it does not have.
 bool isUnsupported(int error) { return error == EINVAL || error == ENOSYS || error == EOPNOTSUPP || error == ENOTTY; }
 
 /// The temporary, for a caller that reads back what it has written. The descriptor belongs to the replacement.
@@ -438,8 +438,10 @@ void LocalReplacement::takeOverLastAttributes() noexcept {
     }
 }
 
+/// A file system without any sync of folders, such as those that share a folder with a virtual machine, keeps its
+/// entries as well as it can. A failure that every save has, and that no user can mend, is not reported.
 void LocalReplacement::syncDirectory() const {
-    if (::fsync(target_.directory.get()) == -1) {
+    if (::fsync(target_.directory.get()) == -1 && !isUnsupported(errno)) {
         const std::string reason = std::generic_category().message(errno);
         throw StorageError(StorageErrorKind::NotDurable,
                            "replaced \"" + target_.path + "\", but cannot make its folder entry durable: " + reason);

@@ -66,7 +66,19 @@ const LocalFile* asLocal(const ReadableFile* file, const std::string& path) {
 LocalFile::LocalFile(std::string path)
     : path_(std::move(path)), descriptor_(openRegularFile(path_)), identity_(statusOfRegularFile(descriptor_, path_)) {}
 
-FileIdentity LocalFile::identityNow() const { return FileIdentity(statusOf(descriptor_.get(), path_)); }
+/// A network file system answers ESTALE when its server no longer has the file: another client has replaced or removed
+/// it.
+FileIdentity LocalFile::identityNow() const {
+    struct stat status {};
+    if (::fstat(descriptor_.get(), &status) == 0) {
+        return FileIdentity(status);
+    }
+    if (errno == ESTALE) {
+        throw StorageError(StorageErrorKind::Conflict,
+                           "cannot replace \"" + path_ + "\": it has been replaced or removed since it was opened");
+    }
+    throwErrno("look at", path_);
+}
 
 void LocalFile::read(std::uint64_t offset, void* to, std::size_t count) const {
     readExactly(descriptor_.get(), path_, offset, to, count);

@@ -194,7 +194,7 @@ std::uint64_t fingerprintOf(int descriptor) noexcept {
         return 0;
     }
     const off_t size = status.st_size;
-    std::uint64_t hash = static_cast<std::uint64_t>(size) + 1;
+    std::uint64_t hash = static_cast<std::uint64_t>(size);
     if (size <= kWholeContent) {
         return mixRange(descriptor, 0, size, hash) ? hash | 1 : 0;
     }
