@@ -11,12 +11,12 @@ namespace plainxml {
 
 #if defined(__SSE2__) && !defined(PLAINXML_PORTABLE)
 
-/// Bytes that are looked at at once, in a register that every x86-64 has.
+/// A block of bytes that are examined at once, in a register that every x86-64 has.
 class Block {
 public:
     static constexpr std::size_t kSize = sizeof(__m128i);
 
-    /// Some of the bytes.
+    /// A subset of the bytes, as a mask.
     using Bytes = __m128i;
 
     explicit Block(const char* at) : bytes_(_mm_loadu_si128(reinterpret_cast<const __m128i*>(at))) {}

@@ -8,13 +8,12 @@
 namespace plainxml {
 
 /// Reads the plain subset of XML in one pass over UTF-8 bytes: elements and attributes with ASCII names in namespaces,
-/// text, CDATA sections, the five predefined entities and character references. Comments and processing instructions
-/// are passed over. It reports only what it is sure of: a document
-/// that it reads to its end is well-formed (XML 1.0 and Namespaces in XML 1.0), and any other parser reads it alike.
-/// All else is Odd, be it malformed or merely unusual (names beyond ASCII, an encoding, deep nesting): another parser
-/// has to decide.
+/// text, CDATA sections, the five predefined entities and character references. It passes over comments and processing
+/// instructions. It reports only what is certain: a document that it reads to its end is well-formed (XML 1.0 and
+/// Namespaces in XML 1.0), and any other parser reads the same from it. All else is Odd, whether malformed or merely
+/// unusual (names beyond ASCII, an encoding, deep nesting); then another parser has to decide.
 ///
-/// Never throws but for what appending to a text throws. Views into the document, which must outlive the reader.
+/// Throws nothing but what appending to a text throws. The document must outlive the reader, which refers to it.
 class Reader {
 public:
     enum class Event : unsigned char { Start, End, Done, Odd };
@@ -62,15 +61,15 @@ private:
         bool isEmptyElement = false;
         unsigned char meaning = 0;
     };
-    /// A start tag that declares no namespaces and has one attribute at most, to be known again: documents are made of
-    /// few different ones, which follow each other in the same order.
+    /// A start tag that was read before and can be recognised by its bytes. It declares no namespaces and has at most
+    /// one attribute. Documents consist of few different start tags, which follow each other in the same order.
     struct KnownTag {
         std::string_view text;
         Tag tag;
         Attribute attribute;
         std::size_t attributeCount = 0;
         std::size_t scope = 0;
-        std::size_t next = 0;  ///< that came after it the last time
+        std::size_t next = 0;  ///< the known tag that followed this one the last time
     };
     struct OpenElement {
         std::string_view name;
@@ -118,11 +117,11 @@ private:
     std::size_t attributeCount_ = 0;
     std::array<Binding, kMaxBindings> bindings_;
     std::size_t bindingCount_ = 0;
-    std::size_t lastBinding_ = kMaxBindings;  ///< that resolved a prefix; the next one mostly is the same
+    std::size_t lastBinding_ = kMaxBindings;  ///< that resolved a prefix; most often the next is the same
     std::array<KnownTag, kKnownTags> known_;
-    std::size_t madeKnown_ = 0;  ///< how many, those that gave their places to others included
+    std::size_t madeKnown_ = 0;  ///< counts also those whose places others have taken
     std::size_t lastKnown_ = 0;
-    std::size_t scope_ = 1;  ///< another one whenever other namespaces are bound
+    std::size_t scope_ = 1;  ///< a number that changes whenever the bound namespaces do
     bool hasStarted_ = false;
     bool isEmptyElement_ = false;
 };

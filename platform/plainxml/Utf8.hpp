@@ -2,11 +2,13 @@
 
 namespace plainxml {
 
-/// The XML character whose UTF-8 sequence of several bytes starts at `at`, which is moved behind it. 0, which is none,
-/// when the bytes are no such sequence (RFC 3629) or the character is none that XML permits.
+/// Decodes the UTF-8 sequence of several bytes that starts at `at`, and moves `at` behind it.
+/// @returns the character; 0, which is no XML character, when the bytes are not such a sequence (RFC 3629) or XML does
+/// not permit the character.
 char32_t takeMultiByte(const char*& at, const char* end) noexcept;
 
-/// The character that a reference at `at` ("&lt;", "&#228;") stands for, which is moved behind it; 0 when it is none.
+/// Decodes the reference at `at` ("&lt;", "&#228;"), and moves `at` behind it. @returns the character; 0 when it is not
+/// a reference to an XML character.
 char32_t takeReference(const char*& at, const char* end) noexcept;
 
 }  // namespace plainxml

@@ -19,7 +19,7 @@ public:
     /// @param point  an XML character.
     void put(char32_t point);
 
-    /// Must be called at the end.
+    /// Appends what is still in the buffer. Must be called at the end.
     void flush();
 
 private:

@@ -9,6 +9,7 @@ namespace flowbook::format {
 /// A text that is never destroyed: a host's static objects may save flowbooks after those of this library are gone.
 inline const std::u16string& kept(const char16_t* text) { return *new std::u16string(text); }
 
+/// Where a new file has its parts. A reader never relies on these names: it follows relationships.
 inline const std::u16string& kDocumentPartName = kept(u"/tarmic/document.xml");
 inline const std::u16string& kOutputPartName = kept(u"/tarmic/output.xml");
 inline const std::u16string& kImagePartNamePrefix = kept(u"/media/image");
@@ -27,6 +28,7 @@ inline const std::u16string& kPlainCodeValue = kept(u"true");
 inline const std::u16string& kEncryptionParameter = kept(u"encryption");
 inline const std::u16string& kEncryptionValue = kept(u"AES");
 
+/// By these types a reader finds the parts, as ECMA-376-2 has it, wherever they lie.
 inline const std::u16string& kDocumentRelationshipType =
     kept(u"http://schemas.pellarion.com/tarmic/code/2013/relationships/document");
 inline const std::u16string& kOutputRelationshipType =
@@ -38,6 +40,7 @@ inline const std::u16string& kDocumentationRelationshipType =
 inline const std::u16string& kStylesRelationshipType =
     kept(u"http://schemas.pellarion.com/tarmic/code/2013/relationships/styles");
 
+/// The ids of a new snapshot. Files that are read may have any other ids.
 inline const std::u16string& kRelationshipIdPrefix = kept(u"rId");
 inline const std::u16string& kDocumentRelationshipId = kept(u"rId1");
 inline const std::u16string& kOutputRelationshipId = kept(u"rId2");

@@ -2,7 +2,8 @@
 
 #include <string>
 
-/// The XML of new parts, byte for byte, and the setting that completes it. UTF-8.
+/// The XML of new parts, in UTF-8. Their bytes are a part of the format, white space included. Below them are the
+/// placeholder in the output part and the setting that takes its place.
 namespace flowbook::format {
 
 inline const std::string& kEmptyRichCodeXml =
@@ -24,6 +25,7 @@ inline const std::string& kEmptyStylesXml =
                      R"(<w:styles xmlns:w="http://schemas.openxmlformats.org/wordprocessingml/2006/main">)"
                      R"(</w:styles>)");
 
+/// The node of the settings, the value in it that names the layout, and the layout when neither is there.
 inline const std::string& kDisplaySettingsNode = *new std::string("tarmic.editor.displaysettings");
 inline const std::string& kDefaultViewSetting = *new std::string("DefaultView");
 inline const std::string& kDefaultLayout = *new std::string("code");

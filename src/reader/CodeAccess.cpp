@@ -42,6 +42,7 @@ std::u16string toUstring(const std::vector<unsigned char>& utf8, const std::u16s
 
 }  // namespace
 
+/// A relationship that leads nowhere is a failure of reading, not an absent part: the file says that there is one.
 boost::optional<Part>
 FlowbookFileReader::FlowbookFileReaderImpl::getPart(const std::u16string& relationshipType) const {
     try {
@@ -81,6 +82,8 @@ FlowbookFileReader::FlowbookFileReaderImpl::Bytes FlowbookFileReader::FlowbookFi
     return bytes;
 }
 
+/// Returns the rich code as text, which is kept from then on. The bytes that plain code may have left behind are given
+/// up, as they are the same content once more.
 std::u16string FlowbookFileReader::FlowbookFileReaderImpl::getRichTARMICCode() const {
     if (!richCode_) {
         richCode_ = toUstring(richBytes_ ? *richBytes_ : readRichCode(), fileName_, getTARMICCodePart());
@@ -103,6 +106,8 @@ std::u16string FlowbookFileReader::FlowbookFileReaderImpl::getTARMICCode() const
     return *code_;
 }
 
+/// Finds the code in what is kept, or else reads it. A document that is no XML has no code, and the caller gets the
+/// exception for that; the kind still says that the file is damaged.
 std::u16string FlowbookFileReader::FlowbookFileReaderImpl::findCode() const {
     try {
         if (richCode_) {
@@ -127,6 +132,7 @@ std::u16string FlowbookFileReader::FlowbookFileReaderImpl::readCode() const {
     return detail::codeByDom(*richCode_);
 }
 
+/// Hands over encrypted code as it stands; nothing is decrypted here. It is read once and kept for further calls.
 void FlowbookFileReader::FlowbookFileReaderImpl::getEncryptedRichTARMICCode(opc::OutputStream& out) const {
     if (!encryptedRichCode_) {
         const Part part = getTARMICCodePart();

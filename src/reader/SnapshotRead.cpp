@@ -40,6 +40,7 @@ std::vector<FlowbookFilePackage::Relationship> toSnapshot(const std::vector<Rela
     return records;
 }
 
+/// Logs the content of a part, which forms a text only if that level is enabled.
 void logContent(const std::vector<unsigned char>& content) {
     detail::log(detail::kLogContent, "Printing part content");
     if (auto record = detail::logger.open(detail::kLogContent)) {
@@ -96,6 +97,8 @@ private:
     std::size_t bytes_ = 0;
 };
 
+/// Reads parts and relationships in the order of the known relationship types, whatever the order in the file is, so
+/// that equal flowbooks give equal snapshots.
 FlowbookFilePackage FlowbookFileReader::FlowbookFileReaderImpl::read() const {
     Repeats repeats(fileName_);
     std::vector<SnapshotPart> parts = readPackageParts(repeats);
@@ -129,6 +132,8 @@ FlowbookFileReader::FlowbookFileReaderImpl::readPackageParts(const std::u16strin
     return parts;
 }
 
+/// Reads the parts one level below a part. Their own relationships are in the snapshot, but are not followed further,
+/// so that relationships in a circle end here.
 std::vector<FlowbookFilePackage::Part>
 FlowbookFileReader::FlowbookFileReaderImpl::readInternalParts(const SnapshotPart& part, Repeats& repeats) const {
     const opc::model::Part source = package_->getPart(PartName(part.partName));
@@ -139,6 +144,7 @@ FlowbookFileReader::FlowbookFileReaderImpl::readInternalParts(const SnapshotPart
     return parts;
 }
 
+/// Every part that is reached passes here, so that none escapes the count of repeats.
 FlowbookFilePackage::Part FlowbookFileReader::FlowbookFileReaderImpl::readTarget(const Relationship& relationship,
                                                                                  Repeats& repeats) const {
     SnapshotPart part = readPart(package_->getPart(PartName(relationship.getTargetURI())));

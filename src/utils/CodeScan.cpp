@@ -159,7 +159,7 @@ private:
         if (isParagraph) {
             paragraph_ = Paragraph();
             paragraph_.start = code_.size();
-            code_.append(hasLines_ ? 1 : 0, u'\n');  // between lines; endParagraph() takes it back if this is none
+            code_.append(hasLines_ ? 1 : 0, u'\n');  // between lines; endParagraph() takes it back if no line follows
         }
     }
 

@@ -62,6 +62,7 @@ bool hasReplaced(const char16_t* block) {
     return (halves[0] | halves[1]) != 0;
 }
 
+/// Replaces unit by unit. It logs each replacement, as a user may want to know why the saved code differs.
 void replace(char16_t* units, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) {
         if (isReplaced(units[i])) {

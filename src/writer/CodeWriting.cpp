@@ -78,6 +78,7 @@ void FlowbookFileWriter::FlowbookFileWriterImpl::setTARMICCode(const std::u16str
     encryptedRichCode_ = boost::none;
 }
 
+/// Reads the whole stream before it changes anything, so that a stream that fails leaves the writer as it was.
 void FlowbookFileWriter::FlowbookFileWriterImpl::setEncryptedRichTARMICCode(opc::InputStream& stream) {
     Bytes code;
     opc::ByteArrayOutAdaptor bytes(code);

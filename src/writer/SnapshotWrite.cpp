@@ -30,6 +30,7 @@ void createRelationship(RelationshipSource& source, const FlowbookFilePackage::R
 
 }  // namespace
 
+/// Relationships may come before the parts that they lead to: a package checks targets only when they are followed.
 void FlowbookFileWriter::FlowbookFileWriterImpl::write(const FlowbookFilePackage& snapshot) {
     detail::log(detail::kLogProgress, "Starting to write flowbook file package");
     deletePackageParts();

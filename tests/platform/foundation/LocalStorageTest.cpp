@@ -335,13 +335,16 @@ TEST_F(LocalStorageTest, SweepsOnlyStaleTemporariesOfItsOwn) {
         {".~pxflowbook-kept-0123456789abcdef.tmp", 61, false},  {".~pxflowbook-save-0123456789abcdef0.tmp", 61, false},
         {".~pxflowbook-save-0123456789abcdef.tm", 61, false},   {".~pxflowbook-save-.tmp", 61, false},
     };
-    folder_.put("file", "old");
-    failing = {"unlinkat", EIO, 0};
-    save("file");
-    failing = {};
-    ASSERT_TRUE(folder_.holdsTemporary()) << "which is the version that was replaced";
-    age();
-    save("file");
+    for (const std::string& old : {"old"s, kLarge}) {
+        folder_.put("file", old);
+        failing = {"unlinkat", EIO, 0};
+        save("file");
+        failing = {};
+        ASSERT_TRUE(folder_.holdsTemporary()) << "which is the version that was replaced";
+        age();
+        save("file");
+        EXPECT_FALSE(folder_.holdsTemporary());
+    }
     const auto live = storage_.beginReplacement(folder_.name("live"), nullptr);
     age();
     save("file");

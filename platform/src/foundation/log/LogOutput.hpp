@@ -7,7 +7,7 @@
 
 namespace foundation::log {
 
-/// A record of Boost.Log under way.
+/// A record of Boost.Log that is being written.
 class diagnostic_record::Impl {
 public:
     virtual ~Impl() = default;
@@ -20,7 +20,7 @@ class LogSource {
 public:
     virtual ~LogSource() = default;
 
-    /// Null when a filter of the core turns the record down, or the log has ended with the process.
+    /// Returns null when a filter of the core rejects the record, or when the log has ended with the process.
     virtual std::unique_ptr<diagnostic_record::Impl> open(unsigned level) = 0;
 };
 
@@ -40,11 +40,11 @@ protected:
     ~LogOutput() = default;
 };
 
-/// Returns the one there is, and loads the module at the first call.
+/// Returns the only object of its class. The first call loads the module.
 /// @throws std::bad_alloc, std::runtime_error when the module cannot be loaded.
 const LogOutput& logOutput();
 
-/// The same in the module.
+/// The entry of the module, by a name without C++ decoration.
 extern "C" PXPLATFORM_EXPORT const LogOutput* pxplatform_log();
 
 }  // namespace foundation::log

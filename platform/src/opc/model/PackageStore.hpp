@@ -69,7 +69,7 @@ public:
         return source.sharedStore();
     }
 
-    /// Of a part.
+    /// Returns the state of a part, which must be one and not the package.
     static const PartState& stateOf(const RelationshipSource& part) noexcept { return *part.partState(); }
 };
 

@@ -49,7 +49,7 @@ public:
 
     const ContentTypes& contentTypes() const noexcept { return contentTypes_; }
 
-    /// By entry: not to be carried over.
+    /// For each entry of the container, whether it must not be carried over.
     const std::vector<bool>& dropped() const noexcept { return dropped_; }
 
     /// Whether anything but relationships was changed.
@@ -67,7 +67,8 @@ public:
     std::uint64_t size(const PartState& part) const;
     std::uint64_t storedSize(const PartState& part) const;
 
-    /// Null while the content is the container's. Shared with whoever writes the part at the moment.
+    /// Returns the content that was set and is not yet in the file; null while the content is the container's. An
+    /// output stream that is open at the moment shares it.
     std::shared_ptr<const fl::Bytes> pendingContent(const PartState& part) const { return current(part).pending; }
     fl::Bytes storedContent(const PartState& part) const;
 

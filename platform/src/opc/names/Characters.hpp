@@ -24,7 +24,7 @@ constexpr bool isOneOf(char16_t c, std::string_view set) {
 /// A set of ASCII characters as a table, so that one look-up finds whether a character is in it.
 class AsciiClass {
 public:
-    /// Letters, digits and `others`.
+    /// Makes the set of letters, digits and `others`.
     constexpr explicit AsciiClass(std::string_view others) {
         for (char16_t c = 0; c != 0x80; ++c) {
             has_[c] = isLetter(c) || isDigit(c) || isOneOf(c, others);
@@ -40,7 +40,7 @@ private:
 inline constexpr AsciiClass kUnreserved("-._~");
 inline constexpr AsciiClass kSegmentCharacters("-._~!$&'()*+,;=:@");
 
-/// RFC 3986, 2.3.
+/// Whether a URI may hold a character without encoding it anywhere (RFC 3986, 2.3).
 constexpr bool isUnreserved(char16_t c) { return kUnreserved.has(c); }
 
 /// What a path segment holds besides percent-encoded octets (RFC 3986, 3.3).

@@ -96,7 +96,8 @@ PartName::PartName(const std::u16string& text) : text_(fl::i18n::to_string(text)
     }
 }
 
-/// A name from a reference is Damaged where it is none: it comes from a file, while text comes from the caller.
+/// A reference that is no part name is reported as Damaged, as it comes from a file; text that is none is the mistake
+/// of a caller.
 PartName::PartName(const URI& uri) : text_(withUnreservedDecoded(uri.path())), folded_(detail::fold(text_)) {
     if (uri.hasScheme() || uri.hasAuthority() || uri.hasQuery()) {
         refuseName(ErrorKind::Damaged, fl::i18n::to_string(uri.toString()), "it has a scheme, an authority or a query");

@@ -164,7 +164,8 @@ URI::URI(const std::u16string& text) {
     }
 }
 
-/// RFC 3986, appendix B.
+/// Splits a reference into its components, as the expression in RFC 3986, appendix B, does. Each delimiter is looked
+/// for in what the ones before it have left.
 void URI::parse(std::string text) {
     path_ = std::move(text);
     if (const std::size_t hash = path_.find('#'); hash != kNone) {
@@ -188,7 +189,8 @@ void URI::parse(std::string text) {
     path_ = withEncoded(std::move(path_), "[]");
 }
 
-/// RFC 3986, 5.2.2.
+/// Resolves a reference (RFC 3986, 5.2.2). A component that the reference lacks comes from the base only as long as no
+/// earlier component was given.
 URI URI::resolvedAgainst(const URI& base) const {
     URI target = *this;
     if (hasScheme() || hasAuthority()) {
@@ -210,7 +212,8 @@ URI URI::resolvedAgainst(const URI& base) const {
     return target;
 }
 
-/// RFC 3986, 5.3.
+/// Recomposes the components (RFC 3986, 5.3). A path that would be read as something else without its original
+/// surroundings is given a dot segment in front, as 4.2 recommends.
 std::u16string URI::toString() const {
     std::string text = hasScheme() ? scheme_ + ":" : "";
     if (hasAuthority_) {

@@ -29,10 +29,10 @@ public:
     ///               may hold, or has another root; std::bad_alloc.
     PropertyDocument(std::shared_ptr<const fl::Bytes> xml, const std::string& where, const PropertySchema& schema);
 
-    /// Null when there is none.
+    /// Returns the elements of a field; null when the document has none.
     const Element* element(std::size_t field) const;
 
-    /// Where an element begins, counted from 1.
+    /// Returns the line on which the first of the elements begins, counted from 1.
     std::size_t lineOf(const Element& element) const;
 
     /// The document with the elements of the given values in place of those that it has; new ones come last.

@@ -13,7 +13,7 @@
 
 namespace opc::pxservices::detail {
 
-/// What was found where a part of properties is: a document, or the reason why it is none.
+/// What was found in a part of properties: a document, or the reason why it cannot be read as one.
 struct PropertySource {
     std::string where;  ///< the file and the part, for messages
     std::optional<PropertyDocument> document;

@@ -11,14 +11,14 @@
 
 namespace opc::model::detail {
 
-/// What the relationships of one source have in common.
+/// What all relationships of one source share.
 struct RelationshipOrigin {
     std::string packageName;  ///< the file, for messages
     std::string sourceName;   ///< the source part's name; "/" for the package
     URI base;                 ///< which targets are resolved against: the same as a reference
 };
 
-/// What all handles on a relationship share. It never changes.
+/// What all handles on a relationship share. A record never changes; a change puts another record in its place.
 struct RelationshipRecord {
     std::shared_ptr<const RelationshipOrigin> origin;
     std::u16string id;

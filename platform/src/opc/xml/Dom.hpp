@@ -47,8 +47,8 @@ protected:
     ~Dom() = default;
 };
 
-/// The one there is, with the XML library initialised for good. Loads the module at the first call; a call that fails
-/// leaves the next one to try again. Safe to call from several threads.
+/// Returns the only object of its class, with the XML library initialised until the process ends. The first call loads
+/// the module; if it fails, the next call tries again. Several threads may call this at the same time.
 /// @throws opc::Exception of kind InputOutput that names the file which cannot be loaded, std::bad_alloc.
 const Dom& dom();
 

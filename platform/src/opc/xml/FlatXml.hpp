@@ -29,7 +29,7 @@ protected:
     /// An element of the list; it is in the root's namespace and its attributes have been checked.
     virtual void listed(const XmlElement& element) = 0;
 
-    /// Undoes all of listed().
+    /// Undoes all calls of listed(), as the document is about to be read once more.
     virtual void forget() = 0;
 
     /// The value of an attribute that must be there and not be empty.

@@ -50,10 +50,10 @@ public:
 
     std::uint64_t heldFrom() const noexcept { return heldFrom_; }
 
-    /// A view of bytes that are held.
+    /// Returns a view of bytes that are held. Nothing is checked.
     std::string_view held(std::uint64_t offset, std::uint64_t count) const;
 
-    /// A view of bytes that are held, or that are read into `buffer`.
+    /// Returns a view of bytes that are held, or that are read into `buffer`.
     std::string_view view(std::uint64_t offset, std::uint64_t count, Buffer& buffer) const;
 
     void copy(std::uint64_t offset, std::uint64_t count, void* to) const;

@@ -25,7 +25,7 @@ namespace {
 namespace json = boost::json;
 using core::Settings;
 
-/// Why the file cannot be used.
+/// Thrown within this file when the settings file cannot be used.
 struct Unusable {
     std::string reason;
 };

@@ -13,7 +13,7 @@ namespace fl::i18n {
 /// @throws std::bad_alloc, std::runtime_error, also when the tables for it cannot be loaded.
 std::size_t unicodeLower(std::u16string_view text, std::u16string& to);
 
-/// The same in the module.
+/// The function of the module that does it, by a name without C++ decoration.
 extern "C" PXPLATFORM_EXPORT std::size_t pxplatform_unicode_lower(const std::u16string_view* text, std::u16string* to);
 
 }  // namespace fl::i18n

@@ -298,10 +298,10 @@ void LocalReplacement::takeOverAttributes() {
     copyAttributes(replaced_->descriptor(), temporary_.get(), target_.path);
 }
 
-/// A failed fsync is not repeated: the kernel reports lost pages once and marks them as clean, so that a second call
-/// would succeed although the data is gone.
+/// A failed fsync is not repeated, only an interrupted one: the kernel reports lost pages once and marks them as clean,
+/// so that a second call would succeed although the data is gone.
 void LocalReplacement::syncTemporary() {
-    if (::fsync(temporary_.get()) == -1) {
+    if (retryInterrupted([this] { return ::fsync(temporary_.get()); }) == -1) {
         throwErrno("make durable the temporary for", target_.path);
     }
     // Network file systems may report a failed write only when a descriptor is closed. An interrupted close has closed
@@ -441,7 +441,7 @@ void LocalReplacement::takeOverLastAttributes() noexcept {
 /// A file system without any sync of folders, such as those that share a folder with a virtual machine, keeps its
 /// entries as well as it can. A failure that every save has, and that no user can mend, is not reported.
 void LocalReplacement::syncDirectory() const {
-    if (::fsync(target_.directory.get()) == -1 && !isUnsupported(errno)) {
+    if (retryInterrupted([this] { return ::fsync(target_.directory.get()); }) == -1 && !isUnsupported(errno)) {
         const std::string reason = std::generic_category().message(errno);
         throw StorageError(StorageErrorKind::NotDurable,
                            "replaced \"" + target_.path + "\", but cannot make its folder entry durable: " + reason);

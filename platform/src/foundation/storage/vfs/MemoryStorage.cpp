@@ -89,7 +89,7 @@ private:
     MemoryStorage& storage_;
     std::u16string name_;
     Content replaced_;
-    /// Null after commit and discard.
+    /// The new content; null after commit and discard.
     std::shared_ptr<MemoryStorage::Bytes> content_ = std::make_shared<MemoryStorage::Bytes>();
     std::unique_ptr<const ReadableFile> written_;
 };

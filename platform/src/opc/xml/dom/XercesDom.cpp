@@ -34,7 +34,8 @@ public:
 
 /// Initialises the XML library. It is never terminated: terminating it and initialising it anew costs more than reading
 /// a small file, and documents may live in static objects. A failed attempt leaves the library in a state that is fit
-/// neither for use nor for termination, and the library takes a further attempt for done. So there is none.
+/// neither for use nor for termination, and the library would take a second attempt for done. So there is only one
+/// attempt.
 bool initialise() {
     static bool hasFailed = false;
     if (hasFailed) {

@@ -26,7 +26,7 @@ public:
     xercesc::DOMDocument* read(const std::u16string& text, SourceEncoding encoding, const std::u16string& name,
                                bool adopt);
 
-    /// What messages begin with.
+    /// Returns how messages name a document.
     static std::string documentNamed(const std::u16string& name);
 
     void error(unsigned int code, const XMLCh* domain, xercesc::XMLErrorReporter::ErrTypes type, const XMLCh* text,
