@@ -10,6 +10,30 @@
 
 namespace flowbook::tool {
 
+namespace {
+
+/// Why the code cannot be read as it is stored; nothing when it can, or is encrypted.
+std::optional<Diagnosis> whyCodeIsLost(const kit::Document& document) {
+    try {
+        if (document.form() != kit::CodeForm::Encrypted) {
+            document.storedCode();
+        }
+        return std::nullopt;
+    } catch (const opc::Exception&) {
+        return diagnose();
+    }
+}
+
+/// The page of what is left of a file, or else one that tells why there is nothing to show.
+kit::Page damagedPageOf(const Input& input, const Diagnosis& diagnosis, const kit::PageOptions& options) {
+    const bool isOfLimit = diagnosis.code == ExitCode::LimitExceeded;
+    const auto saved =
+        isOfLimit ? std::nullopt : kit::makeSalvagedPage(input.readAll(), input.name(), diagnosis.message, options);
+    return saved ? *saved : kit::makeFailurePage(options, {input.inWords(diagnosis.message), isOfLimit});
+}
+
+}  // namespace
+
 kit::Page quietPageOf(const Input& input, kit::PageOptions options) {
     options.inWords = [&input](std::string message) { return input.inWords(std::move(message)); };
     std::optional<kit::Document> document;
@@ -24,10 +48,11 @@ kit::Page quietPageOf(const Input& input, kit::PageOptions options) {
         if (diagnosis.code == ExitCode::InputOutput) {
             throw;
         }
-        return kit::makeFailurePage(options,
-                                    {input.inWords(diagnosis.message), diagnosis.code == ExitCode::LimitExceeded});
+        return damagedPageOf(input, diagnosis, options);
     }
-    return makePage(*document, options);
+    kit::Page page = makePage(*document, options);
+    const std::optional<Diagnosis> loss = page.faults.empty() ? std::nullopt : whyCodeIsLost(*document);
+    return loss && loss->code == ExitCode::Damaged ? damagedPageOf(input, *loss, options) : page;
 }
 
 kit::Page pageOf(const Input& input, Report& report, kit::PageOptions options) {

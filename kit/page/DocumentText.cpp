@@ -43,11 +43,11 @@ void writeRest(Markup& out, const fl::Bytes& stored, std::size_t from) {
 
 }  // namespace
 
-DocumentText::DocumentText(const Document& document) : document_(&document) {
+DocumentText::DocumentText(const Document& document, const fl::Bytes* remains) : document_(&document) {
     const std::optional<opc::model::Part> part = document.codePart();
     if (part && formOf(*part) != CodeForm::Encrypted) {
         part_ = part;
-        stored_ = contentOf(*part);
+        stored_ = remains == nullptr ? contentOf(*part) : *remains;
         code_ = readCodeTree(stored_, document.where(*part));
     }
 }
@@ -57,7 +57,7 @@ void DocumentText::tellFaults(Markup& out, Faults& faults) const {
     if (isMended) {
         faults.tell(out, code_.fault);
         out.open("p", {{"class", "remark"}, {"lang", "en"}});
-        out.text("All text of the damaged document is shown, as code where it seems to have been code. "
+        out.text("All text that is left of the damaged document is shown, as code where it seems to have been code. "
                  "\uFFFD stands for what is no character.");
         out.close();
     } else if (code_.encoding != XmlEncoding::Utf8) {

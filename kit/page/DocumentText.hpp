@@ -14,8 +14,9 @@ namespace flowbook::kit {
 /// The rich code document of a flowbook, for a page.
 class DocumentText {
 public:
+    /// @param remains  what is left of the stored document, to be read in its place; null for none.
     /// @throws opc::Exception when there is a document and it cannot be read at all.
-    explicit DocumentText(const Document& document);
+    DocumentText(const Document& document, const fl::Bytes* remains);
 
     /// Writes all of it, read past faults of its XML; where that cannot be, what follows is shown as it is stored.
     /// @param outline  takes links to the headings.

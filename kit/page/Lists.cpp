@@ -61,11 +61,11 @@ std::string letters(unsigned number, char first) {
 }
 
 std::string roman(unsigned number, bool isSmall) {
-    constexpr std::pair<unsigned, const char*> kDigits[] = {
+    constexpr std::pair<unsigned, const char*> kNumerals[] = {
         {1000, "M"}, {900, "CM"}, {500, "D"}, {400, "CD"}, {100, "C"}, {90, "XC"}, {50, "L"},
         {40, "XL"},  {10, "X"},   {9, "IX"},  {5, "V"},    {4, "IV"},  {1, "I"}};
     std::string text;
-    for (const auto& [value, digits] : kDigits) {
+    for (const auto& [value, digits] : kNumerals) {
         for (; number >= value; number -= value) {
             text += digits;
         }

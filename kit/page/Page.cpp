@@ -11,6 +11,8 @@
 #include "kit/page/Pieces.hpp"
 #include "kit/page/Wording.hpp"
 
+#include <algorithm>
+
 namespace flowbook::kit {
 
 namespace {
@@ -46,6 +48,7 @@ public:
 
     Page write() {
         Markup start;
+        tellDamage(start);
         tellForm(start);
         readProperties(start);
         writeText();
@@ -62,6 +65,28 @@ public:
     }
 
 private:
+    void tellDamage(Markup& out) {
+        if (!options_->damage) {
+            return;
+        }
+        constexpr std::size_t kMostLosses = 50;
+        const std::vector<std::string>& losses = options_->damage->losses;
+        faults_.tell(out, options_->damage->reason);
+        out.open("div", {{"class", "remark"}, {"lang", "en"}});
+        out.element("p", "This page shows what 'flowbook repair' can save of the file.");
+        if (!losses.empty()) {
+            out.open("ul");
+            for (std::size_t i = 0; i < std::min(losses.size(), kMostLosses); ++i) {
+                out.element("li", losses[i]);
+            }
+            out.close();
+        }
+        if (losses.size() > kMostLosses) {
+            out.element("p", "And " + grouped(losses.size() - kMostLosses) + " more.");
+        }
+        out.close();
+    }
+
     void tellForm(Markup& out) {
         faults_.attempt(out, [this] { form_ = document_->form(); });
     }
@@ -128,7 +153,8 @@ private:
     void writeDocument(Markup& out) {
         Figures figures(*document_, faults_);
         faults_.attempt(out, [&] {
-            const DocumentText text(*document_);
+            const bool isCodeLost = options_->damage && !options_->damage->code.empty();
+            const DocumentText text(*document_, isCodeLost ? &options_->damage->code : nullptr);
             summary_.lineCount = text.write(out, figures, faults_, outline_);
             language_ = language_.empty() ? text.language() : language_;
         });

@@ -19,12 +19,20 @@ struct PageLinks {
     std::string next;
 };
 
+/// What is known of a damaged file when its page shows what could be saved of it.
+struct PageDamage {
+    std::string reason;               ///< why the file itself cannot be shown
+    std::vector<std::string> losses;  ///< what is not as it was, in words
+    fl::Bytes code;                   ///< what is left of the stored code, if that is lost; else empty
+};
+
 /// How a page calls the flowbook.
 struct PageOptions {
     std::string file;         ///< bytes of any kind
     Faults::Words inWords{};  ///< puts messages of the library as the reader is to see them; may be empty
     PageLinks links{};
     std::string source{};  ///< where the flowbook is, from the folder of the page; bytes of any kind
+    std::optional<PageDamage> damage{};
 };
 
 /// What an index of pages tells of a flowbook.
@@ -48,6 +56,13 @@ struct Page {
 /// The page of a flowbook: one file that runs nothing and loads nothing, whatever the flowbook holds. What cannot be
 /// read is told in its place. @throws std::bad_alloc.
 Page makePage(const Document& document, const PageOptions& options);
+
+/// The page of a damaged file, with what salvage() saves of it, and a notice that tells this.
+/// @param name  for messages. @param reason  why the file itself cannot be shown. @returns nothing when nothing can be
+/// saved.
+/// @throws opc::Exception, std::bad_alloc.
+std::optional<Page> makeSalvagedPage(const fl::Bytes& remains, const std::u16string& name, const std::string& reason,
+                                     PageOptions options);
 
 /// The page of a file of which nothing can be read.
 Page makeFailurePage(const PageOptions& options, const PageFault& reason);

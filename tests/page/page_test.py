@@ -75,6 +75,26 @@ class Pages(unittest.TestCase):
         self.change("nested.tqx", document=nested)
         self.assertIn("deep", self.html("nested.tqx")[0])
 
+    def test_what_is_left_of_a_file(self):
+        book = made.zipped(made.package(made.rich(made.paragraph("kept", "text"), *(
+            made.paragraph(f"x{i} = {i * 7919 % 1000};") for i in range(99))), **made.core(made.title("Saved"))))
+        code = book.index(b"PK", book.index(b"document.xml"))
+        flipped = book[:code - 200] + b"\xff\xff\xff" + book[code - 197:]
+        for damaged, lines in ((flipped, range(20, 99)), (book[:-30], range(99, 100)), (book[:40], None)):
+            (self.folder / "cut.tqx").write_bytes(damaged)
+            page, told = self.html("cut.tqx", code=4)
+            self.assertIn("cut.tqx: ", told)
+            self.assertIn("<strong>", page)
+            if lines is None:
+                self.assertIn("This file cannot be shown", page)
+                continue
+            self.assertIn("Saved</h1>", page)
+            self.assertIn("can save of the file", page)
+            self.assertIn(">kept</p>", page)
+            shown = [line for _, line in Page(page).code() if line.endswith(";\n")]
+            self.assertIn(len(shown), lines)
+            self.assertEqual(shown, [f"x{i} = {i * 7919 % 1000};\n" for i in range(len(shown))])
+
     def test_numbers(self):
         level = ('<w:lvl w:ilvl="%s"><w:start w:val="1"/><w:numFmt w:val="decimal"/>%s<w:lvlText w:val="%s"/></w:lvl>')
         kinds = {0: level % (0, '<w:pStyle w:val="H"/>', "%1") + level % (1, "", "%1.%2"), 1: level % (0, "", "%1.")}
