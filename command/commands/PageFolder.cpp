@@ -78,16 +78,20 @@ std::vector<InputName> PageFolder::plan(const std::vector<InputName>& names) {
         }
     }
     if (!wanted.empty()) {
-        folder().lock();
-        findPages();
+        namePages(wanted);
     }
+    return planned;
+}
+
+void PageFolder::namePages(const std::map<std::string, std::string>& wanted) {
+    folder().lock();
+    findPages();
     for (const auto& [source, canonical] : wanted) {
         Entry& entry = entries_.at(source);
         if (entry.page.empty()) {
             entry.page = freeNameFor(canonical.empty() ? entry.file : canonical);
         }
     }
-    return planned;
 }
 
 /// A path from the folder; empty for no file.
@@ -200,7 +204,8 @@ void PageFolder::tellStale(Console& console, bool prune) {
     for (const auto& [name, reason] : stale_) {
         const std::optional<Bytes> page = folder().read(name, SIZE_MAX);
         const bool isChanged = page && !replace_ && !kit::markOf(textOf(*page)).value_or(kit::PageMark{}).isUnchanged;
-        const std::string told = path_ + "/" + name + ": " + reason;
+        std::string told = path_ + "/";
+        told.append(name).append(": ").append(reason);
         if (prune && !isChanged) {
             folder().remove(name);
         } else if (prune) {

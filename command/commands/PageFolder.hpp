@@ -57,6 +57,8 @@ private:
 
     std::string sourceOf(const std::string& canonical) const;
     std::string freeNameFor(std::string path);
+    /// Gives a page to each of these canonical paths, which stand by their paths from the folder.
+    void namePages(const std::map<std::string, std::string>& wanted);
     void findPages();
     void takePage(const std::string& name, const std::string& source);
     void refresh(Entry& entry);

@@ -63,7 +63,7 @@ void retarget(RelationshipSource& source, const PartName& name, const PartName* 
             isMeant ? source.deleteRelationship(each) : void();
             continue;
         }
-        const std::u16string id = each.getID();
+        const std::u16string id(each.getID());  // which deleting takes away
         source.deleteRelationship(each);
         if (each.getTargetMode() == TargetMode::External) {
             source.createExternalRelationship(each.getType(), each.getTarget(), id);

@@ -316,7 +316,7 @@ public:
     Pairing(const std::vector<Block>& blocks, std::vector<Item>& items) {
         for (std::size_t i = 0; i < blocks.size(); ++i) {
             if (blocks[i].line.empty()) {
-                old_.push_back({i, withLineFeeds(*blocks[i].code->code)});
+                old_.emplace_back(i, withLineFeeds(*blocks[i].code->code));
             }
         }
         for (Item& item : items) {
@@ -440,7 +440,10 @@ fl::Bytes withEditText(const fl::Bytes& document, std::string_view text) {
     std::vector<Item> items = Reader(body.blocks(), text).read();
     Pairing(body.blocks(), items).run();
     fl::Bytes changed = body.with(items);
-    return changed == utf8 ? document : std::move(changed);
+    if (changed == utf8) {
+        return document;
+    }
+    return changed;
 }
 
 }  // namespace flowbook::kit

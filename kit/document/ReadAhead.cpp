@@ -142,7 +142,7 @@ private:
     std::vector<std::thread> helpers_;
 };
 
-ReadAhead::ReadAhead(const Document& document, std::function<Document()> open, std::vector<Part> parts,
+ReadAhead::ReadAhead(const Document& document, std::function<Document()> open, const std::vector<Part>& parts,
                      unsigned threads) {
     if (threads > 1 && parts.size() > 1 && sizeOf(document) >= kWorthAThread) {
         state_ = std::make_unique<State>(std::move(open), parts);

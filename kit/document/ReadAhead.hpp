@@ -25,7 +25,7 @@ public:
     /// @param open      opens the same flowbook again; called by other threads, several at once.
     /// @param parts     the parts that will be asked for, in that order.
     /// @param threads   how many threads may be at work, the caller's included.
-    ReadAhead(const Document& document, std::function<Document()> open, std::vector<opc::model::Part> parts,
+    ReadAhead(const Document& document, std::function<Document()> open, const std::vector<opc::model::Part>& parts,
               unsigned threads);
     ReadAhead(const ReadAhead&) = delete;
     ReadAhead& operator=(const ReadAhead&) = delete;

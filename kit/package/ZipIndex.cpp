@@ -192,19 +192,23 @@ private:
     std::string_view bytes_;
 };
 
+/// Holds values of eight bytes for those numbers of a record that have no room there, in this order (APPNOTE, 4.5.3).
+void takeZip64Field(ZipRecord& record, std::string_view field) {
+    for (std::uint64_t* value : {&record.size, &record.storedSize, &record.offset}) {
+        if (*value == kInZip64 && field.size() >= 8) {
+            *value = zipNumber(field, 0, 8);
+            field.remove_prefix(8);
+        }
+    }
+}
+
 }  // namespace
 
 void takeZip64(ZipRecord& record, std::string_view extra) {
     while (extra.size() >= 4) {
         const std::size_t size = std::min<std::size_t>(zipNumber(extra, 2, 2), extra.size() - 4);
-        std::string_view field = extra.substr(4, size);
         if (zipNumber(extra, 0, 2) == 1) {
-            for (std::uint64_t* value : {&record.size, &record.storedSize, &record.offset}) {
-                if (*value == kInZip64 && field.size() >= 8) {
-                    *value = zipNumber(field, 0, 8);
-                    field.remove_prefix(8);
-                }
-            }
+            takeZip64Field(record, extra.substr(4, size));
         }
         extra.remove_prefix(4 + size);
     }

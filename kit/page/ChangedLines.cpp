@@ -55,18 +55,9 @@ private:
         if (code != nullptr) {
             addLines(code->allText(), "", true);
         }
-        std::string text;
+        const std::string text = textBeside(code, paragraph);
         const XmlNode* const properties = paragraph.child("pPr");
         const std::string style(properties == nullptr ? "" : properties->valueOf("pStyle"));
-        for (const Piece& piece : piecesOf(paragraph)) {
-            if (piece.kind == Piece::Kind::Formula) {
-                text += piece.node->allText();
-            } else if (piece.kind == Piece::Kind::Picture) {
-                text += "[picture " + (piece.words.empty() ? piece.text : piece.words) + "]";
-            } else if (isInline(piece) && (code == nullptr || piece.node != code)) {
-                text += piece.kind == Piece::Kind::Remark ? "[" + piece.text + "]" : piece.text;
-            }
-        }
         if (!isBlankText(text)) {
             addLines(text, code != nullptr ? kBeside : style, false);
         }
@@ -77,6 +68,21 @@ private:
                 collect(box, false);
             }
         }
+    }
+
+    /// What a paragraph shows in words, but for its code.
+    static std::string textBeside(const XmlNode* code, const XmlNode& paragraph) {
+        std::string text;
+        for (const Piece& piece : piecesOf(paragraph)) {
+            if (piece.kind == Piece::Kind::Formula) {
+                text += piece.node->allText();
+            } else if (piece.kind == Piece::Kind::Picture) {
+                text += "[picture " + (piece.words.empty() ? piece.text : piece.words) + "]";
+            } else if (isInline(piece) && (code == nullptr || piece.node != code)) {
+                text += piece.kind == Piece::Kind::Remark ? "[" + piece.text + "]" : piece.text;
+            }
+        }
+        return text;
     }
 
     void addLines(std::string_view text, const std::string& label, bool isCode) {

@@ -16,7 +16,7 @@ namespace {
 constexpr std::size_t kManyRows = 500;
 
 constexpr std::size_t kLongestStem = 60;
-constexpr std::size_t kDigits = 16;
+constexpr std::size_t kDigestDigits = 16;
 constexpr std::size_t kLongestExtension = 5;
 
 // Pictures of more than this in all would keep the index from opening.
@@ -181,7 +181,7 @@ std::string pageNameOf(std::string_view path) {
     const std::string_view file = path.substr(path.find_last_of('/') + 1);
     std::string name(file.substr(0, std::min(file.rfind('.'), kLongestStem)));
     std::transform(name.begin(), name.end(), name.begin(), slug);
-    return name + "-" + Sha256().add(path).take().substr(0, kDigits) + ".html";
+    return name + "-" + Sha256().add(path).take().substr(0, kDigestDigits) + ".html";
 }
 
 std::string makeIndex(std::vector<IndexRow> rows) {
