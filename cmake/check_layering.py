@@ -69,7 +69,7 @@ KIT_ROOMS = {
     "package": {"document"},
     "compare": {"document", "package"},
     "check": {"compare", "document", "package"},
-    "page": {"compare", "document"},
+    "page": {"compare", "package", "document"},
     "markdown": {"page", "document"},
 }
 COMMAND_ROOMS = {
