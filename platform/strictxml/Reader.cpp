@@ -53,6 +53,7 @@ void* noting(void* memory) {
 }
 
 // Expat requires functions that behave like these of the C library.
+// NOLINTBEGIN(cppcoreguidelines-no-malloc)
 const XML_Memory_Handling_Suite kNotingMemory = {
     [](std::size_t size) { return noting(std::malloc(size)); },
     [](void* old, std::size_t size) { return noting(std::realloc(old, size)); },

@@ -463,6 +463,14 @@ TEST_F(LocalStorageTest, OnlyChangesOfTheContentAreConflicts) {
             beforeExchange.clear();
         }
     }
+    const auto gone = storage_.openForReading(folder_.name("file"));
+    fs::remove(file);
+    try {
+        storage_.beginReplacement(folder_.name("file"), gone.get());
+        ADD_FAILURE() << "a file that is gone is replaced";
+    } catch (const StorageError& error) {
+        EXPECT_EQ(error.kind(), StorageErrorKind::Conflict);
+    }
 }
 
 /// Over NFS only a descriptor that may write can be locked; other file systems have no flock(2).

@@ -187,13 +187,15 @@ TEST(PackageReadTest, PackageXmlHasALimitThatIsCheckedBeforeReading) {
 
 TEST(PackageReadTest, PutsCompletePiecesTogether) {
     Entries entries = packageOf(typesXml(), "x.xml/[1].piece|X.XML/[0].Piece|gap.xml/[0].piece|gap.xml/[2].last.piece|"
-                                            "open.xml/[0].piece|zero.xml/[00].last.piece|x.xml/[2].LAST.piece");
+                                            "open.xml/[0].piece|zero.xml/[00].last.piece|x.xml/[2].LAST.piece|"
+                                            "two.xml/[1].last.piece|two.xml/[0].piece");
     entries[0].first += "/[0].last.piece";
     for (int number = 0; number != 12; ++number) {
         entries.emplace_back("many.xml/[" + std::to_string(number) + (number == 11 ? "].last.piece" : "].piece"), "");
     }
     TestPackage package(entries);
-    EXPECT_EQ("/x.xml /many.xml ", namesOf(package));
+    EXPECT_EQ("/x.xml /two.xml /many.xml ", namesOf(package));
+    EXPECT_EQ("two.xml/[0].piecetwo.xml/[1].last.piece", textOf(package.part(u"/two.xml")));
     package.remove(u"/many.xml");
     const Part part = package.part(u"/x.xml");
     EXPECT_EQ("X.XML/[0].Piecex.xml/[1].piecex.xml/[2].LAST.piece", textOf(part));
@@ -202,7 +204,7 @@ TEST(PackageReadTest, PutsCompletePiecesTogether) {
     write(part, "whole");
     package.close();
     EXPECT_EQ(" =[Content_Types].xml/[0].last.piece +x.xml =gap.xml/[0].piece =gap.xml/[2].last.piece "
-              "=open.xml/[0].piece =zero.xml/[00].last.piece",
+              "=open.xml/[0].piece =zero.xml/[00].last.piece =two.xml/[0].piece =two.xml/[1].last.piece",
               package.physical.log);
 }
 

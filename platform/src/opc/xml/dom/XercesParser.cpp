@@ -224,6 +224,7 @@ void XercesParser::refuse(ErrorKind kind, const std::string& reason) {
     const xercesc::Locator* const place = getScanner()->getLocator();
     record(kind, "refused", place->getLineNumber(), place->getColumnNumber(), reason);
     // The scanner takes an exception of this type as the end of parsing.
+    // NOLINTNEXTLINE(misc-throw-by-value-catch-by-reference)
     throw xercesc::XMLErrs::InvalidDocumentStructure;
 }
 
