@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <set>
 
 namespace flowbook::tool {
 
@@ -198,20 +199,29 @@ void writeGitChanges(Console& console, const GitChanges& wanted) {
     top.pop_back();
     const std::vector<GitChange> changes = changesIn(wanted);
     SafeFolder folder(wanted.folder, true);
+    folder.lock();
     GitVersions versions(top);
+    std::set<std::string> names;
     std::vector<kit::ChangesRow> rows;
     for (const GitChange& change : changes) {
         const std::string& path = change.after.path;
+        const std::string name = kit::pageNameOf(path);
+        names.insert(name);
         attempt(console, path, [&] {
             const ShownVersion a(change.before.path, versions.read(change.before));
             const ShownVersion b(path, versions.read(change.after));
             const kit::ChangesPage page = kit::makeChangesPage(path, a.side(), b.side(), "index.html");
-            const std::string name = kit::pageNameOf(path);
             putPage(folder, wanted.folder, name, page.html, wanted.replace);
             rows.push_back({name, path, wordFor(change), page.count, page.isDamaged});
         });
     }
+    for (const auto& [name, mark] : pagesIn(folder, wanted.folder)) {
+        if (mark.isOfChanges && names.count(name) == 0) {
+            dropPage(console, folder, wanted.folder, name, "its flowbook did not change", wanted.prune, wanted.replace);
+        }
+    }
     putPage(folder, wanted.folder, "index.html", kit::makeChangesIndex(wanted.range, rows), wanted.replace);
+    folder.sync();
 }
 
 }  // namespace flowbook::tool

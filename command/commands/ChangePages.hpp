@@ -19,9 +19,10 @@ struct GitChanges {
     std::vector<std::string> paths;  ///< all when empty
     std::string folder;
     bool replace = false;  ///< whether pages that somebody changed may be replaced
+    bool prune = false;    ///< whether pages of earlier runs are removed whose flowbook did not change in the range
 };
 
-/// Pages that would not change are left as they are. @throws Failure.
+/// Pages that would not change are left as they are. Waits until no other run works on the folder. @throws Failure.
 void writeGitChanges(Console& console, const GitChanges& changes);
 
 }  // namespace flowbook::tool

@@ -25,6 +25,7 @@ struct DiffOptions {
     bool html = false;
     bool show = false;
     bool force = false;
+    bool prune = false;
     bool noOutputs = false;
     std::optional<std::string> range;
     std::optional<std::string> output;
@@ -142,7 +143,7 @@ void diffGit(Console& console, const DiffOptions& options) {
     if (!options.html || !options.folder) {
         throw Failure(ExitCode::Usage, "--git makes pages: it takes --html and a folder, -d");
     }
-    writeGitChanges(console, {*options.range, options.files, *options.folder, options.force});
+    writeGitChanges(console, {*options.range, options.files, *options.folder, options.force, options.prune});
 }
 
 void diffAny(Console& console, DiffOptions& options) {
@@ -172,7 +173,8 @@ constexpr char kDiffDescription[] =
     "marked, outputs, and pictures before and after. '/dev/null' stands for no flowbook. With --git it makes a page "
     "for each flowbook that changed in a range of commits, or from a commit to the working tree, and an index of "
     "them; the FILEs are then paths, as 'git diff' takes them. A merge given as COMMIT^! is compared with its first "
-    "parent. Pages that would not change are left as they are, and the exit code is 0 whatever has changed.";
+    "parent. Pages that would not change are left as they are, those of earlier runs that show no change of this one "
+    "are named, or removed with --prune, and the exit code is 0 whatever has changed.";
 
 constexpr char kDiffExamples[] = "flowbook diff old.tqx new.tqx\n"
                                  "flowbook diff yesterday today\n"
@@ -188,6 +190,9 @@ constexpr auto kDiffOptions = optionTable(
     option<&DiffOptions::name>("--name", '\0', "NAME", "What the page calls the flowbook").needs("--html"),
     kOutput<&DiffOptions::output>.needs("--html").excludes("--directory"), kFolder<&DiffOptions::folder>.needs("--git"),
     kForce<&DiffOptions::force>,
+    flag<&DiffOptions::prune>("--prune", '\0', "Remove pages of earlier runs that show no change of this one")
+        .needs("--git")
+        .in(OptionGroup::Output),
     flag<&DiffOptions::noOutputs>("--no-outputs", '\0', "Leave outputs out, but for their digests").excludes("--html"),
     kJobs<&DiffOptions::inputs>, kAllowEmpty<&DiffOptions::inputs>, kJson<&DiffOptions::inputs>.excludes("--html"),
     kQuiet<&DiffOptions::quiet>.excludes("--html"));

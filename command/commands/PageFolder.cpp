@@ -3,7 +3,6 @@
 #include "commands/PageOf.hpp"
 #include "io/Interruption.hpp"
 #include "kit/document/Characters.hpp"
-#include "kit/page/Frame.hpp"
 #include "terminal/Failure.hpp"
 
 #include <algorithm>
@@ -52,6 +51,35 @@ void putPage(SafeFolder& folder, const std::string& path, const std::string& nam
                       "was changed since this command made it; --force replaces it");
     }
     folder.write(name, Bytes(html.begin(), html.end()));
+}
+
+void dropPage(Console& console, SafeFolder& folder, const std::string& path, const std::string& name,
+              const std::string& reason, bool prune, bool replace) {
+    const std::optional<Bytes> page = folder.read(name, SIZE_MAX);
+    const bool isChanged = page && !replace && !kit::markOf(textOf(*page)).value_or(kit::PageMark{}).isUnchanged;
+    const std::string told = path + "/" + name + ": " + reason;
+    if (prune && !isChanged) {
+        folder.remove(name);
+    } else if (prune) {
+        console.say(told + ", but it was changed since it was made; --force removes it too");
+    } else {
+        console.say(told + "; --prune removes the page");
+    }
+}
+
+std::map<std::string, kit::PageMark> pagesIn(SafeFolder& folder, const std::string& path) {
+    std::error_code error;
+    std::map<std::string, kit::PageMark> pages;
+    for (const auto& found : fs::directory_iterator(path, error)) {
+        const std::string name = found.path().filename().string();
+        const bool mayBePage = kit::endsWith(name, ".html") && name != kIndex && name.front() != '.' &&
+                               fs::is_regular_file(found.symlink_status(error));
+        const auto start = mayBePage ? folder.read(name, kMarkBytes) : std::nullopt;
+        if (const auto mark = start ? kit::markOf(textOf(*start)) : std::nullopt) {
+            pages.emplace(name, *mark);
+        }
+    }
+    return pages;
 }
 
 PageFolder::PageFolder(const std::string& path, bool replace) : path_(path), replace_(replace) {
@@ -111,18 +139,9 @@ std::string PageFolder::freeNameFor(std::string path) {
 
 /// Looks for the pages that the folder has already: a flowbook keeps the page that it has.
 void PageFolder::findPages() {
-    std::error_code error;
-    std::set<std::string> names;
-    for (const auto& found : fs::directory_iterator(place_, error)) {
-        names.insert(found.path().filename().string());
-    }
-    for (const std::string& name : names) {
-        const bool mayBePage = kit::endsWith(name, ".html") && name != kIndex && name.front() != '.' &&
-                               fs::is_regular_file(fs::symlink_status(place_ + "/" + name, error));
-        const auto start = mayBePage ? folder().read(name, kMarkBytes) : std::nullopt;
-        const auto mark = start ? kit::markOf(textOf(*start)) : std::nullopt;
-        if (mark && !mark->isIndex && !mark->source.empty()) {
-            takePage(name, mark->source);
+    for (const auto& [name, mark] : pagesIn(folder(), place_)) {
+        if (!mark.isIndex && !mark.source.empty()) {
+            takePage(name, mark.source);
         }
     }
 }
@@ -202,17 +221,7 @@ void PageFolder::finish(Console& console, bool prune) {
 
 void PageFolder::tellStale(Console& console, bool prune) {
     for (const auto& [name, reason] : stale_) {
-        const std::optional<Bytes> page = folder().read(name, SIZE_MAX);
-        const bool isChanged = page && !replace_ && !kit::markOf(textOf(*page)).value_or(kit::PageMark{}).isUnchanged;
-        std::string told = path_ + "/";
-        told.append(name).append(": ").append(reason);
-        if (prune && !isChanged) {
-            folder().remove(name);
-        } else if (prune) {
-            console.say(told + ", but it was changed since it was made; --force removes it too");
-        } else {
-            console.say(told + "; --prune removes the page");
-        }
+        dropPage(console, folder(), path_, name, reason, prune, replace_);
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include "io/InputOptions.hpp"
 #include "io/SafeFolder.hpp"
+#include "kit/page/Frame.hpp"
 #include "kit/page/Index.hpp"
 #include "terminal/Console.hpp"
 
@@ -20,6 +21,14 @@ namespace flowbook::tool {
 /// @param path  of the folder, for messages. @param replace  whether a page that somebody changed, or a file that is no
 ///              page, may be replaced; else they are a Failure.
 void putPage(SafeFolder& folder, const std::string& path, const std::string& name, std::string_view html, bool replace);
+
+/// Removes a page that shows nothing any more, or names it. One that somebody changed is not removed.
+/// @param reason  why it shows nothing. @param replace  whether one that was changed is removed too. @throws Failure.
+void dropPage(Console& console, SafeFolder& folder, const std::string& path, const std::string& name,
+              const std::string& reason, bool prune, bool replace);
+
+/// The pages of this command that a folder has, the index apart, with what they say of themselves, by name.
+std::map<std::string, kit::PageMark> pagesIn(SafeFolder& folder, const std::string& path);
 
 /// A folder of pages and their index. A page belongs to the flowbook at one place, however the place was written: it is
 /// named after the canonical path, and keeps its name where flowbooks and pages are moved together. add() may be called

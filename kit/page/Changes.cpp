@@ -287,7 +287,7 @@ ChangesPage makeChangesPage(const std::string& title, const ChangesSide& before,
     ChangesWriter writer(before, after);
     writer.write(body);
     body.close();
-    return {framed({"Changes: " + title}, body), writer.count(), writer.isDamaged()};
+    return {framed({"Changes: " + title, "en", "", false, !index.empty()}, body), writer.count(), writer.isDamaged()};
 }
 
 std::string makeChangesIndex(const std::string& title, const std::vector<ChangesRow>& rows) {

@@ -16,6 +16,7 @@ namespace {
 constexpr std::string_view kGenerator = "<meta name=\"generator\" content=\"flowbook ";
 constexpr std::string_view kDigest = "<meta name=\"flowbook-digest\" content=\"";
 constexpr std::string_view kSource = "<meta name=\"flowbook-source\" content=\"";
+constexpr std::string_view kOfChanges = "<meta name=\"flowbook-kind\" content=\"changes\">\n";
 constexpr std::size_t kMarksWithin = 16384;
 constexpr std::size_t kDigestLength = 64;
 
@@ -81,6 +82,7 @@ std::string framed(const Frame& frame, const Markup& body) {
                                                {"language", frame.language},
                                                {"digest", noDigest()},
                                                {"source", source},
+                                               {"kind", frame.isOfChanges ? kOfChanges : ""},
                                                {"style", pageStyle()},
                                                {"style digest", styleDigest},
                                                {"script policy", frame.isIndex ? std::string_view(policy) : ""},
@@ -98,7 +100,8 @@ std::optional<PageMark> markOf(std::string_view content) {
     if (start.find(kGenerator) == std::string_view::npos) {
         return std::nullopt;
     }
-    PageMark mark{false, start.find("script-src 'sha256-") != std::string_view::npos, source ? pathOf(*source) : ""};
+    PageMark mark{false, start.find("script-src 'sha256-") != std::string_view::npos,
+                  start.find(kOfChanges) != std::string_view::npos, source ? pathOf(*source) : ""};
     if (digest && digest->size() == kDigestLength) {
         const auto at = static_cast<std::size_t>(digest->data() - content.data());
         Sha256 made;

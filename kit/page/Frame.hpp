@@ -14,6 +14,7 @@ struct Frame {
     std::string language = "en";  ///< of what the page shows (BCP 47)
     std::string source{};         ///< where the page's flowbook is, from the folder of the page; any bytes
     bool isIndex = false;         ///< whether the script of the index belongs to it
+    bool isOfChanges = false;     ///< whether it is one of a folder of pages that show what changed
 };
 
 /// A whole page: the skeleton with a body. It loads nothing, and runs nothing but the script of an index: its content
@@ -25,6 +26,7 @@ std::string framed(const Frame& frame, const Markup& body);
 struct PageMark {
     bool isUnchanged = false;  ///< whether it is as it was made
     bool isIndex = false;
+    bool isOfChanges = false;
     std::string source;  ///< see Frame
 };
 

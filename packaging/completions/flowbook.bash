@@ -28,7 +28,7 @@ _flowbook() {
     pack) options='-o --output --force --binary' ;;
     copy) options='--files-from -0 --null -j --jobs --allow-empty -o --output -d --directory --force --binary' ;;
     digest) options='--files-from -0 --null -j --jobs --allow-empty --code --json' ;;
-    diff) options='--html --show --git --name -o --output -d --directory --force --no-outputs -j --jobs --allow-empty --json -q --quiet' ;;
+    diff) options='--html --show --git --name -o --output -d --directory --force --prune --no-outputs -j --jobs --allow-empty --json -q --quiet' ;;
     merge) options='--ours --theirs --outputs --file --ours-label --base-label --theirs-label -o --output --force --binary' ;;
     resolve) options='--ours --theirs' ;;
     git) options='--global --local --undo --check --filter --strip-outputs --hook --no-outputs --form' ;;

@@ -157,6 +157,7 @@ complete -c flowbook -n '__fish_seen_subcommand_from diff' -l name -x -d 'What t
 complete -c flowbook -n '__fish_seen_subcommand_from diff' -s o -l output -r -d 'Where the result goes; \'-\' is standard output'
 complete -c flowbook -n '__fish_seen_subcommand_from diff' -s d -l directory -x -a '(__fish_complete_directories)' -d 'Folder for the results; made if there is none'
 complete -c flowbook -n '__fish_seen_subcommand_from diff' -l force -d 'Replace files that are there'
+complete -c flowbook -n '__fish_seen_subcommand_from diff' -l prune -d 'Remove pages of earlier runs that show no change of this one'
 complete -c flowbook -n '__fish_seen_subcommand_from diff' -l no-outputs -d 'Leave outputs out, but for their digests'
 complete -c flowbook -n '__fish_seen_subcommand_from diff' -s j -l jobs -x -d 'How many files, or parts of one, to work on at once'
 complete -c flowbook -n '__fish_seen_subcommand_from diff' -l allow-empty -d 'A folder or list without any flowbook is no error'

@@ -265,6 +265,13 @@ class Pages(unittest.TestCase):
             self.assertEqual(self.pages(), pages)
             if name == "HEAD":
                 self.git("commit", "-qam", "two")
+        # Pages of changes that are no longer told, and one that is no page of changes.
+        self.html("in/b/x.tqx", "-o", "out/kept.html")
+        told = self.html("--html", "--git", "HEAD~1", "in/b", "-d", "out", command="diff")[1]
+        self.assertRegex(told, "(?s)out/moved-.*did not change; --prune.*out/new-")
+        self.assertEqual(len(self.pages()), 5)
+        self.html("--html", "--git", "HEAD~1", "in/b", "-d", "out", "--prune", command="diff")
+        self.assertRegex(" ".join(sorted(self.pages())), "^index.html kept.html x-[0-9a-f]+.html$")
         self.html("--html", "--git", "HEAD~1", "in/b", "-d", "b", command="diff")
         self.assertEqual(len(list((self.folder / "b").iterdir())), 2)
         # From a subfolder, whatever is configured; a version that is damaged; links are no flowbooks; merges.
