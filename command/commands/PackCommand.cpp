@@ -1,4 +1,5 @@
 #include "Commands.hpp"
+#include "io/FlowbookName.hpp"
 #include "io/ForEachInput.hpp"
 #include "io/NewFile.hpp"
 #include "io/SafeFolder.hpp"
@@ -9,18 +10,29 @@
 #include "terminal/Failure.hpp"
 
 #include <filesystem>
+#include <functional>
+#include <map>
 #include <set>
 
 namespace flowbook::tool {
+
+namespace fs = std::filesystem;
 
 namespace {
 
 constexpr char kCode[] = "code.txt";
 
 struct PackOptions {
-    std::string folder;
-    std::string output;
+    std::vector<std::string> folders;
+    std::optional<std::string> output;
+    std::optional<std::string> directory;
     Permission permission;
+};
+
+/// A folder that is to be packed, and what its flowbook is called in a folder for several.
+struct Packing {
+    std::string folder;
+    std::string name;
 };
 
 /// The files of an unpacked flowbook, and which of them were asked for.
@@ -50,7 +62,7 @@ public:
 
     /// The files that were not asked for, less hidden ones, in order.
     std::set<std::string> left() const {
-        using std::filesystem::recursive_directory_iterator;
+        using fs::recursive_directory_iterator;
         std::set<std::string> names;
         for (auto at = recursive_directory_iterator(path_); at != recursive_directory_iterator(); ++at) {
             const std::string name = at->path().lexically_relative(path_).string();
@@ -77,38 +89,115 @@ void requireSameCode(const Bytes& flowbook, const std::optional<Bytes>& code) {
     }
 }
 
-void pack(Console& console, const PackOptions& options) {
-    Unpacked folder(options.folder);
+/// Where what was packed goes.
+using Put = std::function<void(const std::string& name, const Bytes&)>;
+
+void pack(Console& console, const Packing& packing, const Put& put) {
+    Unpacked folder(packing.folder);
     const Bytes manifest = folder.read(kit::kManifestName);
     const Bytes flowbook =
         writeContent(kit::packed(manifest, [&](const std::string& name) { return folder.read(name); }));
     requireSameCode(flowbook, folder.readCode());
-    putFile(console.out(), options.output, flowbook, options.permission);
+    put(packing.name, flowbook);
     for (const std::string& name : folder.left()) {
-        console.report(options.folder + "/" + name,
+        console.report(packing.folder + "/" + name,
                        {ExitCode::NegativeFinding, FlowbookErrorKind::Absent, "", "not packed"});
     }
+}
+
+bool isUnpacked(const fs::path& folder) { return fs::exists(folder / kit::kManifestName); }
+
+std::string flowbookNamed(const std::string& name) { return isFlowbookName(name) ? name : name + ".tqx"; }
+
+/// The folders below one that holds some, in the order of their names.
+void addBelow(const fs::path& root, std::vector<Packing>& all) {
+    std::set<std::string> found;
+    using Walk = fs::recursive_directory_iterator;
+    for (auto at = Walk(root); at != Walk(); ++at) {
+        const bool isHidden = at->path().filename().string().front() == '.';
+        const bool isOne = !isHidden && at->is_directory() && isUnpacked(at->path());
+        if (isOne) {
+            found.insert(at->path().lexically_relative(root).string());
+        }
+        if (isHidden || isOne) {
+            at.disable_recursion_pending();
+        }
+    }
+    for (const std::string& name : found) {
+        all.push_back({root / name, flowbookNamed(name)});
+    }
+}
+
+/// What an argument stands for: itself, where it was unpacked or holds nothing that was; pack() then says what is
+/// wrong.
+std::vector<Packing> packingsOf(const std::string& argument, bool mayHoldSeveral) {
+    std::vector<Packing> all;
+    if (mayHoldSeveral && fs::is_directory(argument) && !isUnpacked(argument)) {
+        addBelow(argument, all);
+    }
+    if (all.empty()) {
+        const fs::path whole = fs::absolute(argument).lexically_normal();
+        all.push_back({argument, flowbookNamed((whole.has_filename() ? whole : whole.parent_path()).filename())});
+    }
+    return all;
 }
 
 constexpr char kPackDescription[] =
     "Makes a flowbook of a folder that 'flowbook extract' made without options, with the files as they "
     "are now: the inverse of it, down to the digest. Files that flowbook.json does not name are not "
     "packed, which is reported and ends with 1. code.txt is only compared: code is changed in its "
-    "document, or by 'flowbook set --code'.";
+    "document, or by 'flowbook set --code'. With -d each folder, and each that one of them holds, becomes a flowbook "
+    "of its own name.";
 
-constexpr char kPackExamples[] = "flowbook pack out -o again.tqx";
+constexpr char kPackExamples[] = "flowbook pack out -o again.tqx\n"
+                                 "flowbook pack out -d again";
 
 constexpr auto kPackOptions =
-    optionTable(place<&PackOptions::folder>("FOLDER", "Folder that 'flowbook extract' made"),
-                kOutput<&PackOptions::output>.required(), kPermission<&PackOptions::permission>);
+    optionTable(place<&PackOptions::folders>("FOLDER...", "Folders that 'flowbook extract' made"),
+                kOutput<&PackOptions::output>.excludes("--directory"), kFolder<&PackOptions::directory>,
+                kPermission<&PackOptions::permission>);
+
+void packOne(Console& console, const PackOptions& options) {
+    if (!options.output || options.folders.size() != 1) {
+        throw Failure(ExitCode::Usage, "pack takes one FOLDER and -o FILE, or -d FOLDER for many");
+    }
+    attempt(console, options.folders.front(), [&] {
+        pack(console, packingsOf(options.folders.front(), false).front(),
+             [&](const std::string&, const Bytes& flowbook) {
+                 putFile(console.out(), *options.output, flowbook, options.permission);
+             });
+    });
+}
+
+void packAll(Console& console, const PackOptions& options) {
+    SafeFolder folder(*options.directory, options.permission.force);
+    std::map<std::string, std::string> taken;
+    const auto packInto = [&](const Packing& packing) {
+        const auto [first, isNew] = taken.emplace(packing.name, packing.folder);
+        if (!isNew) {
+            throw Failure(ExitCode::InputOutput, packing.folder,
+                          "would have the same name in the folder as '" + first->second + "'",
+                          FlowbookErrorKind::Conflict);
+        }
+        pack(console, packing, [&](const std::string& name, const Bytes& flowbook) { folder.write(name, flowbook); });
+    };
+    for (const std::string& argument : options.folders) {
+        attempt(console, argument, [&] {
+            for (const Packing& packing : packingsOf(argument, true)) {
+                attempt(console, packing.folder, [&] { packInto(packing); });
+            }
+        });
+    }
+    attempt(console, *options.directory, [&] { folder.sync(); });
+}
 
 void packFrom(Console& console, PackOptions& options) {
-    attempt(console, options.folder, [&] { pack(console, options); });
+    options.directory && !options.folders.empty() ? packAll(console, options) : packOne(console, options);
 }
 
 }  // namespace
 
 const Command kPack = makeCommand<PackOptions, kPackOptions, packFrom>(
-    {"pack", "Make a flowbook of what was extracted", kPackDescription, kPackExamples});
+    {"pack", "Make flowbooks of what was extracted", kPackDescription, kPackExamples});
 
 }  // namespace flowbook::tool

@@ -45,6 +45,9 @@ void OrderedReports::show(const Report& report) {
         write(report.index_, report.data_);
     }
     console_->note(report.noted_);
+    for (const std::string& note : report.notes_) {
+        console_->say(note);
+    }
     for (const Diagnosis& failure : report.failures_) {
         console_->report(report.file_, failure);
     }

@@ -29,6 +29,9 @@ public:
     /// @param input  for the wording; may be null.
     void fail(const Input* input);
 
+    /// Keeps a message for standard error, which is no failure.
+    void say(std::string message) { notes_.push_back(std::move(message)); }
+
     /// Keeps a code in mind without a message.
     void note(ExitCode code);
 
@@ -66,6 +69,7 @@ private:
     std::size_t index_;
     std::string file_;
     std::string data_;
+    std::vector<std::string> notes_;
     std::vector<Diagnosis> failures_;
     ExitCode noted_ = ExitCode::Fine;
     bool hasRecord_ = false;

@@ -25,7 +25,7 @@ _flowbook() {
     set) options='--files-from -0 --null -j --jobs --allow-empty --json --dry-run -q --quiet --binary --from --code --rich --flatten --replace-encrypted --title --description --version' ;;
     replace) options='--files-from -0 --null -j --jobs --allow-empty --json --dry-run -q --quiet --binary -i --ignore-case -F --fixed-strings -w --word-regexp' ;;
     edit) options='--flatten' ;;
-    pack) options='-o --output --force --binary' ;;
+    pack) options='-o --output -d --directory --force --binary' ;;
     copy) options='--files-from -0 --null -j --jobs --allow-empty -o --output -d --directory --force --binary' ;;
     digest) options='--files-from -0 --null -j --jobs --allow-empty --code --json' ;;
     diff) options='--html --show --git --name -o --output -d --directory --force --prune --no-outputs -j --jobs --allow-empty --json -q --quiet' ;;
@@ -35,7 +35,7 @@ _flowbook() {
     check) options='--files-from -0 --null -j --jobs --allow-empty --json --format' ;;
     canon) options='--files-from -0 --null -j --jobs --allow-empty --json --dry-run -q --quiet --binary --check --stored' ;;
     strip) options='--files-from -0 --null -j --jobs --allow-empty --json --dry-run -q --quiet --binary --check' ;;
-    repair) options='-o --output --force --binary' ;;
+    repair) options='--files-from -0 --null -j --jobs --allow-empty -o --output -d --directory --in-place --dry-run -q --quiet --force --binary' ;;
     help) options='--json' ;;
     *)
         options='--version -V'
@@ -92,6 +92,7 @@ _flowbook() {
     replace:--files-from) kind=files ;;
     replace:-j | replace:--jobs) kind=none ;;
     pack:-o | pack:--output) kind=files ;;
+    pack:-d | pack:--directory) kind=folders ;;
     copy:--files-from) kind=files ;;
     copy:-j | copy:--jobs) kind=none ;;
     copy:-o | copy:--output) kind=files ;;
@@ -117,7 +118,10 @@ _flowbook() {
     canon:-j | canon:--jobs) kind=none ;;
     strip:--files-from) kind=files ;;
     strip:-j | strip:--jobs) kind=none ;;
+    repair:--files-from) kind=files ;;
+    repair:-j | repair:--jobs) kind=none ;;
     repair:-o | repair:--output) kind=files ;;
+    repair:-d | repair:--directory) kind=folders ;;
     esac
 
     COMPREPLY=()

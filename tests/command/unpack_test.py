@@ -18,6 +18,8 @@ CASES = [
     Case("extract rich.tqx -d plain.tqx/out", 3, err="plain.tqx/out: cannot write: Not a directory"),
     Case("extract deep.tqx -d out", 6, err="more than 64 folders deep"), Case("extract deepest.tqx -d out", 0),
     Case("repair torn.tqx -o - --binary", 1, ("PK",), err="lost: a faulty relationship of /: rId1 to a\n"),
+    Case("repair torn.tqx", 2, err="repair takes -o FILE for the result, or -d FOLDER or --in-place for many"),
+    Case("pack out", 2, err="pack takes one FOLDER and -o FILE, or -d FOLDER for many"), Case("show", 2, err="no file"),
     Case("repair torn.tqx -o -", 1, ("PK",), err="lost: /gone.png: only a relationship to it is left"),
 ]
 
@@ -100,6 +102,43 @@ class Unpack(CommandTest):
         (self.folder / "out/tarmic/output.xml").symlink_to(self.folder / "rich.tqx")
         self.flowbook("pack", "out", "-o", "b.tqx", code=3, err="out/tarmic/output.xml: cannot read")
         self.assertFalse((self.folder / "b.tqx").exists())
+
+    def test_pack_takes_many(self):
+        (self.folder / "books/sub").mkdir(parents=True)
+        self.write({"books/" + name: self.fixtures[file] for name, file in (
+            ("a.tqx", "plain.tqx"), ("sub/b.tqx", "rich.tqx"))})
+        self.flowbook("extract", "books", "-d", "out")
+        (self.folder / "out/empty").mkdir()
+        self.flowbook("pack", "out", "-d", "again")
+        self.flowbook("diff", "books", "again")
+        self.flowbook("pack", "out/a.tqx", "out/sub/", "out/a.tqx/.", "-d", "some", code=3,
+                      err="out/a.tqx/.: would have the same name in the folder as 'out/a.tqx'")
+        self.assertEqual(sorted(os.listdir(self.folder / "some")), ["a.tqx", "b.tqx"])
+        self.flowbook("pack", "out/empty", "out/a.tqx", "-d", "more", code=3,
+                      err="out/empty/flowbook.json: there is no such file")
+        self.assertEqual(os.listdir(self.folder / "more"), ["a.tqx"])
+
+    def test_repair_takes_many(self):
+        cut = self.fixtures["plain.tqx"][:-30]
+        files = {"cut.tqx": cut, "gone.tqx": b"junk", "sub/torn.tqx": self.fixtures["torn.tqx"],
+                 "whole.tqx": self.fixtures["rich.tqx"]}
+        (self.folder / "books/sub").mkdir(parents=True)
+        self.write({"books/" + name: content for name, content in files.items()})
+        (self.folder / "books/cut.tqx").chmod(0o640)
+        self.flowbook("repair", "books", "-d", "out", code=4, err="2 repaired, 1 as they were\n")
+        self.assertEqual({str(path.relative_to(self.folder / "out")) for path in (self.folder / "out").rglob("*.tqx")},
+                         files.keys() - {"gone.tqx"})
+        self.flowbook("repair", "books", "--dry-run", code=4, err="flowbook: books/sub/torn.tqx: lost: ")
+        self.assert_files("books", files)
+        self.flowbook("repair", "books", "--in-place", "-q", code=4, err="books/gone.tqx: nothing of it can be saved")
+        made_anew = {name: (self.folder / "out" / name).read_bytes() for name in ("cut.tqx", "sub/torn.tqx")}
+        after = {**files, **made_anew, **{name + ".damaged": files[name] for name in made_anew}}
+        self.assert_files("books", after)
+        self.assertEqual((self.folder / "books/cut.tqx.damaged").stat().st_mode & 0o777, 0o640)
+        self.flowbook("repair", "books", "--in-place", code=4, err="0 repaired, 3 as they were\n")
+        self.write({"books/cut.tqx": cut})
+        self.flowbook("repair", "books/cut.tqx", "--in-place", code=3, err="'books/cut.tqx.damaged' is there already")
+        self.assert_files("books", {**after, "cut.tqx": cut})
 
     def test_extract_overwrites_nothing_and_writes_nowhere_else(self):
         for name in ("out", "elsewhere"):
