@@ -111,8 +111,10 @@ TEST_F(ZipCommitTest, StoresWhatWasStoredByChoice) {
 
 TEST_F(ZipCommitTest, CarriesOverWhatFollowsEachOtherAndWhatDoesNot) {
     ZipFile whole;
+    std::string content = noiseOf(80000);
+    std::transform(content.begin(), content.end(), content.begin(), [](char c) { return static_cast<char>(c | 0x0F); });
     for (const char* const name : {"0", "1", "2", "3"}) {
-        whole.entries.emplace_back(name, name + noiseOf(40000), true);
+        whole.entries.emplace_back(name, name + content, true);
     }
     for (const std::vector<std::size_t>& order : {std::vector<std::size_t>{0, 1, 2, 3}, {0, 2}, {1, 0, 3}, {2}}) {
         put(whole.bytes());
