@@ -229,16 +229,20 @@ private:
 
 }  // namespace
 
-Reader::Reader(std::string_view document) : at_(document.data()), end_(document.data() + document.size()) {}
+Reader::Reader(std::string_view document)
+    : begin_(document.data()), at_(begin_), end_(begin_ + document.size()), tagBegin_(begin_) {}
 
 Reader::Event Reader::next(std::u16string* text) {
     if (isEmptyElement_) {
         isEmptyElement_ = false;
+        tagBegin_ = at_;
         return endElement();
     }
     if (!hasStarted_) {
         hasStarted_ = true;
-        return prolog() ? startTag() : Event::Odd;
+        const bool isPlain = prolog();
+        tagBegin_ = at_;
+        return isPlain ? startTag() : Event::Odd;
     }
     if (depth_ == 0) {
         return passAsides() && at_ == end_ ? Event::Done : Event::Odd;
@@ -246,6 +250,7 @@ Reader::Event Reader::next(std::u16string* text) {
     if (!content(text)) {
         return Event::Odd;
     }
+    tagBegin_ = at_;
     return end_ - at_ > 1 && at_[1] == '/' ? endTag() : startTag();
 }
 

@@ -24,6 +24,10 @@ public:
         bool isVerbatim = false;  ///< no reference and no white space but blanks: the value is what the document means
     };
 
+    struct Binding {
+        std::string_view prefix, ns;
+    };
+
     explicit Reader(std::string_view document);
     Reader(const Reader&) = delete;
     Reader& operator=(const Reader&) = delete;
@@ -35,6 +39,15 @@ public:
     /// Of the element that has just started; the namespace is empty for none.
     std::string_view ns() const noexcept { return tag_->ns; }
     std::string_view local() const noexcept { return tag_->local; }
+    std::string_view prefix() const noexcept {
+        return tag_->name.substr(0, tag_->name.size() - tag_->local.size() - (tag_->name == tag_->local ? 0 : 1));
+    }
+    /// The namespaces that are bound in it, in the order of their declarations.
+    const Binding* bindingsBegin() const noexcept { return bindings_.data(); }
+    const Binding* bindingsEnd() const noexcept { return bindings_.data() + bindingCount_; }
+    /// Where the last tag begins and ends in the document; it has no bytes where one tag is both start and end.
+    std::size_t tagBegin() const noexcept { return static_cast<std::size_t>(tagBegin_ - begin_); }
+    std::size_t tagEnd() const noexcept { return static_cast<std::size_t>(at_ - begin_); }
     /// What the caller takes the start tag for: 0 until it is set, then the same whenever the tag is met again.
     unsigned char& meaning() noexcept { return tag_->meaning; }
     /// Null when the element has no such attribute.
@@ -52,9 +65,6 @@ private:
 
     struct QualifiedName {
         std::string_view whole, prefix, local;
-    };
-    struct Binding {
-        std::string_view prefix, ns;
     };
     struct Tag {
         std::string_view name, ns, local;
@@ -106,8 +116,10 @@ private:
     bool resolveAttributes() noexcept;
     bool resolve(std::string_view prefix, std::string_view& ns) noexcept;
 
+    const char* begin_;
     const char* at_;
     const char* end_;
+    const char* tagBegin_;
     Tag newTag_;
     Tag* tag_ = &newTag_;
     std::array<OpenElement, kMaxDepth> open_;

@@ -147,8 +147,13 @@ private:
 PropertyDocument::PropertyDocument(std::shared_ptr<const fl::Bytes> xml, const std::string& where,
                                    const PropertySchema& schema)
     : xml_(isUtf16(*xml) ? std::make_shared<const fl::Bytes>(utf8Of(*xml, where)) : std::move(xml)), schema_(schema) {
-    Handler handler(*this);
-    model::detail::parsePackageXml(*xml_, where, handler);
+    Handler quick(*this);
+    if (!model::detail::takePlainXml(*xml_, quick)) {
+        elements_ = {};
+        prefixes_.clear();
+        Handler strict(*this);
+        model::detail::parsePackageXml(*xml_, where, strict);
+    }
 }
 
 const PropertyDocument::Element* PropertyDocument::element(std::size_t field) const {

@@ -24,4 +24,10 @@ using XmlFault = strictxml::Fault;
 ///         anything else that the handler throws.
 void parsePackageXml(const fl::Bytes& bytes, const std::string& where, PackageXmlHandler& handler);
 
+/// Hands over a document of the plain kind, several times as fast as parsePackageXml(); attributes are left out, and
+/// namespaces come with each element, also those that were bound before it. A document that is not plain, or at fault,
+/// is left to the other one, which reads it from its start, or refuses it with the place.
+/// @returns whether the handler has all of it.
+bool takePlainXml(const fl::Bytes& bytes, PackageXmlHandler& handler);
+
 }  // namespace opc::model::detail
