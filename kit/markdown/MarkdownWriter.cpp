@@ -510,9 +510,8 @@ private:
         return text;
     }
 
-    /// A row is a line with as many cells as the table has columns: a merged one stands in the first of its places.
-    void writeTable(const XmlNode& table) {
-        const TableGrid grid(table);
+    /// The number of each column in which a cell begins, by its place in the grid.
+    static std::map<std::size_t, std::size_t> placesOf(const TableGrid& grid) {
         std::map<std::size_t, std::size_t> places;
         for (const TableGrid::Row& row : grid.rows()) {
             for (const TableGrid::Cell& cell : row.cells) {
@@ -523,16 +522,28 @@ private:
         for (auto& [column, place] : places) {
             place = count++;
         }
-        PipeTable lines;
+        return places;
+    }
+
+    /// A row is a line with as many cells as the table has columns: a merged one stands in the first of its places.
+    void writeTable(const XmlNode& table) {
+        const TableGrid grid(table);
+        std::map<std::size_t, std::size_t> places = placesOf(grid);
+        std::string lines;
         for (const TableGrid::Row& row : grid.rows()) {
-            lines.emplace_back(count);
+            // Only the first row has to have all cells; the others end with their last one.
+            std::vector<std::string> cells(lines.empty() ? places.size() : 1);
             for (const TableGrid::Cell& cell : row.cells) {
-                lines.back()[places[cell.column]] = cell.node == nullptr ? "" : wordsOf(*cell.node);
+                const std::size_t place = places[cell.column];
+                cells.resize(std::max(cells.size(), place + 1));
+                cells[place] = cell.node == nullptr ? "" : wordsOf(*cell.node);
             }
+            const std::string rule = lines.empty() ? pipeRule(places.size()) : "";
+            lines += pipeRow(cells) + rule;
         }
-        if (count != 0) {
+        if (!lines.empty()) {
             leaveLists();
-            writeApart(pipeTable(lines));
+            writeApart(lines);
         }
         for (const XmlNode* loose : grid.loose()) {
             writeBlock(*loose);

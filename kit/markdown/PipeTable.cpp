@@ -67,26 +67,24 @@ PipeTable pipeTableIn(std::string_view paragraph) {
     return rows;
 }
 
-std::string pipeTable(const PipeTable& table) {
-    std::string text;
-    for (const std::vector<std::string>& row : table) {
-        text += row.empty() ? "" : "|";
-        for (const std::string& cell : row) {
-            text += " ";
-            for (const char c : cell) {
-                text += c == '|' ? "\\|" : std::string(1, c);
-            }
-            text += " |";
+std::string pipeRow(const std::vector<std::string>& cells) {
+    std::string line = "|";
+    for (const std::string& cell : cells) {
+        line += " ";
+        for (const char c : cell) {
+            line += c == '|' ? "\\|" : std::string(1, c);
         }
-        text += row.empty() ? "" : "\n";
-        if (&row == &table.front()) {
-            for (std::size_t i = 0; i < row.size(); ++i) {
-                text += i == 0 ? "| --- |" : " --- |";
-            }
-            text += row.empty() ? "" : "\n";
-        }
+        line += " |";
     }
-    return text;
+    return line + "\n";
+}
+
+std::string pipeRule(std::size_t columns) {
+    std::string line = "|";
+    for (std::size_t i = 0; i < columns; ++i) {
+        line += " --- |";
+    }
+    return line + "\n";
 }
 
 }  // namespace flowbook::kit

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,8 +16,11 @@ using PipeTable = std::vector<std::vector<std::string>>;
 /// @param paragraph  its lines as they stand in the text. @returns nothing but the rows; empty when it is no table.
 PipeTable pipeTableIn(std::string_view paragraph);
 
-/// Writes a table, of which the first row holds the names of the columns. A bar in a cell gets a backslash; code that
-/// holds one must be marked by `<code>`, as backslashes in backticks stay. Nothing for a table without a cell.
-std::string pipeTable(const PipeTable& table);
+/// Writes a row of cells as a line. A bar in a cell gets a backslash; code that holds one must be marked by `<code>`,
+/// as backslashes in backticks stay.
+std::string pipeRow(const std::vector<std::string>& cells);
+
+/// The row of dashes below the first row, which makes a table of them.
+std::string pipeRule(std::size_t columns);
 
 }  // namespace flowbook::kit
