@@ -1,4 +1,4 @@
-// The only place where a package meets a storage. The storage may be a host's own, so whatever it throws or hands out
+// The only place where a package meets a storage. The storage may be a host's own, so all that it throws or hands out
 // is checked and translated here, and everything above deals with opc::Exception alone.
 #include "opc/FileSystemOps.hpp"
 

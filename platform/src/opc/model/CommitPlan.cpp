@@ -77,8 +77,8 @@ private:
     interfaces::CompressionType xmlCompression_ = interfaces::CompressionType::Normal;
 };
 
-/// Whether all parts are new and are to be stored as they are. Then nothing else in the container is deflated either:
-/// whoever asks for that wants a container in which a version control system finds what stayed the same.
+/// Whether all parts are new and are to be stored as they are. Then nothing else in the container is deflated either: a
+/// caller who asks for that wants a container in which a version control system finds what stayed the same.
 bool Planner::isAllStored() const {
     const auto& all = parts_.all();
     return !all.empty() && std::all_of(all.begin(), all.end(), [](const auto& each) {

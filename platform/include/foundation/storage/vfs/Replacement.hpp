@@ -17,7 +17,7 @@ public:
     /// Discards what was not committed. Never throws.
     virtual ~Replacement() = default;
 
-    /// Appends bytes, as few at a time as is handy. @throws StorageError; the replacement can then only be discarded.
+    /// Appends bytes; many small pieces are fine. @throws StorageError; the replacement can then only be discarded.
     virtual void write(const void* from, std::size_t count) = 0;
 
     /// Appends `count` bytes of `source` from `offset` on; a storage may do so without moving them
@@ -28,10 +28,10 @@ public:
     /// it back. @throws StorageError as write().
     virtual const ReadableFile* written() { return nullptr; }
 
-    /// Sets what commit() asks when the file that is to be replaced has its size and its time of modification still,
-    /// but something was done to it since it was opened: a link made, an attribute set, perhaps more was written and
-    /// the time set back. Without it, size and time alone decide.
-    /// @param isUnchanged  whether the file's content is what was opened; what it throws leaves commit().
+    /// Sets what commit() asks when the file that is to be replaced has the same size and modification time as when it
+    /// was opened, but something was done to it: a link was made, an attribute set, or perhaps content was written and
+    /// the time set back. Without such a question, size and time alone decide.
+    /// @param isUnchanged  returns whether the file's content is what was opened; what it throws leaves commit().
     // By value, as a storage that asks keeps it. NOLINTNEXTLINE(performance-unnecessary-value-param)
     virtual void askWhenTouched(std::function<bool()> /*isUnchanged*/) {}
 

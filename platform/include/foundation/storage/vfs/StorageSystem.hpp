@@ -22,8 +22,8 @@ public:
     /// @throws StorageError when that cannot be found out.
     virtual bool exists(const std::u16string& name) const = 0;
 
-    /// A name that means at any time what `name` means now; the name itself, unless the storage's names
-    /// depend on something that changes.
+    /// Returns a name that always means what `name` means now. That is the name itself, unless names of the storage
+    /// depend on something that changes, such as a working directory.
     virtual std::u16string anchored(const std::u16string& name) const { return name; }
 
     /// @throws StorageError, with kind NotFound when there is no such file.

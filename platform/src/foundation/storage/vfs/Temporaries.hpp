@@ -22,7 +22,8 @@ std::string exchangeName(const std::string& temporary, std::uint64_t fresh, std:
 /// Removes the temporaries that killed processes left in a folder: those that no process has locked or has written to
 /// for an hour. It lists the folder at the first call of the process for it, and then once an hour at most, as listing
 /// a large folder takes longer than saving a small file. A failure is not reported: the file that was saved is in place
-/// already. @param directory an open folder.
+/// already.
+/// @param directory  an open folder.
 void sweepStaleTemporaries(int directory) noexcept;
 
 }  // namespace foundation::storage::vfs
