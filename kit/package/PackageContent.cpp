@@ -9,6 +9,7 @@
 #include "opc/zippackage/ZipPhysicalPackage.hpp"
 
 #include <algorithm>
+#include <iterator>
 #include <memory>
 #include <set>
 
@@ -73,20 +74,41 @@ void addPart(Package& package, const PartRecord& record, CompressionType compres
 }
 
 /// The package takes a copy of each part, so each goes as soon as it is written.
-void writeParts(const opc::FileSystemOpsSelector& files, PackageContent& content, CompressionType compression,
-                const ReadPart& read) {
-    ZipPhysicalPackage container(kName, files, true);
-    Package package(container);
-    package.open(opc::interfaces::OpenMode::Create);
-    for (PartRecord& part : content.parts) {
+void addParts(Package& package, std::vector<PartRecord>& parts, CompressionType compression, const ReadPart& read) {
+    for (PartRecord& part : parts) {
         if (read && part.content.empty()) {
             part.content = read(part.partName);
         }
         addPart(package, part, compression);
         part.content = fl::Bytes();
     }
+}
+
+/// Adds parts to a package, a new one or one that is there.
+void writeParts(const opc::FileSystemOpsSelector& files, opc::interfaces::OpenMode mode, PackageContent content,
+                CompressionType compression, const ReadPart& read) {
+    ZipPhysicalPackage container(kName, files, true);
+    Package package(container);
+    package.open(mode);
+    addParts(package, content.parts, compression, read);
     addRelationships(package, content.relationships);
     package.close();
+}
+
+/// Takes out the parts with an extension that an entry has which is no part. In a new package parts share a content
+/// type for their extension, which would make such an entry a part.
+std::vector<PartRecord> takeLikeOthers(PackageContent& content) {
+    std::set<std::string> extensions;
+    for (const auto& other : content.others) {
+        extensions.insert(fold(extensionOf(other.first)));
+    }
+    extensions.erase("");
+    const auto first = std::stable_partition(content.parts.begin(), content.parts.end(), [&](const PartRecord& part) {
+        return extensions.count(fold(extensionOf(fl::i18n::to_string(part.partName)))) == 0;
+    });
+    std::vector<PartRecord> taken(std::make_move_iterator(first), std::make_move_iterator(content.parts.end()));
+    content.parts.erase(first, content.parts.end());
+    return taken;
 }
 
 /// Puts the entries that are no parts behind those that a package wrote.
@@ -161,9 +183,14 @@ fl::Bytes writeContent(PackageContent content, CompressionType compression, cons
               [](const PartRecord& a, const PartRecord& b) { return foldedName(a) < foldedName(b); });
     const auto memory = std::make_shared<MemoryStorage>();
     const opc::FileSystemOpsSelector files{StorageSystemReference(memory)};
-    writeParts(files, content, compression, read);
-    if (!content.others.empty()) {
-        appendOthers(files, content.others, compression);
+    std::vector<PartRecord> likeOthers = takeLikeOthers(content);
+    const std::map<std::string, fl::Bytes> others = std::move(content.others);
+    writeParts(files, opc::interfaces::OpenMode::Create, std::move(content), compression, read);
+    if (!likeOthers.empty()) {
+        writeParts(files, opc::interfaces::OpenMode::Update, {std::move(likeOthers), {}, {}}, compression, read);
+    }
+    if (!others.empty()) {
+        appendOthers(files, others, compression);
     }
     return memory->get(kName);
 }

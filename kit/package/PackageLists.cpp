@@ -27,11 +27,6 @@ constexpr std::u16string_view kCoreMediaType = u"application/vnd.openxmlformats-
 
 using fl::i18n::to_ustring;
 
-std::string extensionOf(const std::string& name) {
-    const std::size_t dot = name.rfind('.');
-    return dot == std::string::npos || name.find('/', dot) != std::string::npos ? "" : name.substr(dot + 1);
-}
-
 /// Hands over the elements in a list of content types or relationships; absent attributes are empty.
 class ListReader : public XmlHandler {
 public:

@@ -58,13 +58,16 @@ class Unpack(CommandTest):
 
     def test_what_is_unusual_goes_there_and_back(self):
         entries = made.package(root=[made.TO_DOCUMENT, ("r2", "t", "%zz"), ("r3", "t", "code.txt")],
-                               parts={"code.txt": ("text/plain", b"mine"), "flowbook.json": ("text/json", b"1")})
-        entries.update({"no part": b"loose", "media/x.unknown": b"?", "gone/_rels/x.xml.rels": b"<cut"})
+                               parts={"code.txt": ("text/plain", b"mine"), "flowbook.json": ("text/json", b"1"),
+                                      "a.png": ("image/png", b"data:,")})
+        entries.update({"no part": b"loose", "loose.png": b"no part either", "media/x.unknown": b"?", "gone/_rels/x.xml.rels": b"<cut"})
         self.write({"odd.tqx": made.zipped(entries)})
         self.flowbook("extract", "odd.tqx", "-d", "out")
         self.assertEqual((self.folder / "out/code.txt~2").read_bytes(), b"mine")
         self.flowbook("pack", "out", "-o", "again.tqx")
         self.flowbook("merge", "odd.tqx", "odd.tqx", "again.tqx", "-o", "merged.tqx")
+        digests = self.flowbook("digest", "odd.tqx", "again.tqx", "merged.tqx").splitlines()
+        self.assertEqual(len({line[:64] for line in digests}), 1)
         self.flowbook("repair", "odd.tqx", "-o", "repaired.tqx", err="saved: /no part\n")
         for name in ("canon again.tqx", "canon odd.tqx", "set again.tqx --code same"):
             self.flowbook(*name.split())
