@@ -60,7 +60,8 @@ class Unpack(CommandTest):
         entries = made.package(root=[made.TO_DOCUMENT, ("r2", "t", "%zz"), ("r3", "t", "code.txt")],
                                parts={"code.txt": ("text/plain", b"mine"), "flowbook.json": ("text/json", b"1"),
                                       "a.png": ("image/png", b"data:,")})
-        entries.update({"no part": b"loose", "loose.png": b"no part either", "media/x.unknown": b"?", "gone/_rels/x.xml.rels": b"<cut"})
+        entries.update({"no part": b"loose", "loose.png": b"no part either", "media/x.unknown": b"?",
+                        "gone/_rels/x.xml.rels": b"<cut"})
         self.write({"odd.tqx": made.zipped(entries)})
         self.flowbook("extract", "odd.tqx", "-d", "out")
         self.assertEqual((self.folder / "out/code.txt~2").read_bytes(), b"mine")
