@@ -115,34 +115,35 @@ Numbering::Numbering(const XmlNode* part, const Styles& styles) : styles_(&style
     if (part == nullptr) {
         return;
     }
-    std::map<std::string_view, const XmlNode*> kinds;
+    ById kinds;
+    ById lists;
     for (const XmlNode& node : part->children) {
         if (node.local == "abstractNum") {
             kinds.emplace(node.attribute("abstractNumId"), &node);
-        }
-    }
-    std::map<std::string, const XmlNode*> lists;
-    for (const XmlNode& node : part->children) {
-        if (node.local == "num") {
-            lists[std::string(node.attribute("numId"))] = &node;
+        } else if (node.local == "num") {
+            lists[node.attribute("numId")] = &node;
         }
     }
     for (const auto& [id, list] : lists) {
-        std::string_view kind = list->valueOf("abstractNumId");
-        // A kind that only names a style is defined by the list of that style.
-        const auto found = kinds.find(kind);
-        const XmlNode* const link = found == kinds.end() ? nullptr : found->second->child("numStyleLink");
-        const auto linked = link == nullptr ? std::nullopt : styles.numberingOf(link->attribute("val"));
-        const auto other = linked ? lists.find(linked->list) : lists.end();
-        kind = other == lists.end() ? kind : other->second->valueOf("abstractNumId");
+        const std::string_view kind = kindOf(*list, kinds, lists);
         const bool countsAlone = list->child("lvlOverride") != nullptr;
-        List& made = lists_[id];
+        List& made = lists_[std::string(id)];
         made.counter = countsAlone ? id : "kind " + std::string(kind);
         if (const auto definition = kinds.find(kind); definition != kinds.end()) {
             readLevels(*definition->second, made.levels);
         }
         readLevels(*list, made.levels);
     }
+}
+
+/// The abstract list that a list is of. One that only names a style is defined by the list of that style.
+std::string_view Numbering::kindOf(const XmlNode& list, const ById& kinds, const ById& lists) const {
+    const std::string_view kind = list.valueOf("abstractNumId");
+    const auto found = kinds.find(kind);
+    const XmlNode* const link = found == kinds.end() ? nullptr : found->second->child("numStyleLink");
+    const auto linked = link == nullptr ? std::nullopt : styles_->numberingOf(link->attribute("val"));
+    const auto other = linked ? lists.find(linked->list) : lists.end();
+    return other == lists.end() ? kind : other->second->valueOf("abstractNumId");
 }
 
 /// The levels of an abstract list, or what a list changes in them.

@@ -8,6 +8,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace flowbook::kit {
@@ -51,6 +52,9 @@ private:
         ListLevels levels;
     };
 
+    using ById = std::map<std::string_view, const XmlNode*>;
+
+    std::string_view kindOf(const XmlNode& list, const ById& kinds, const ById& lists) const;
     static void readLevels(const XmlNode& from, ListLevels& levels);
 
     const Styles* styles_;
