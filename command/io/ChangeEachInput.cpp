@@ -1,5 +1,6 @@
 #include "io/ChangeEachInput.hpp"
 
+#include "io/Interruption.hpp"
 #include "terminal/Failure.hpp"
 #include "terminal/Text.hpp"
 
@@ -60,6 +61,7 @@ private:
 
 void changeEachInput(Console& console, const ChangeOptions& options, const ChangeWork& work) {
     Changes changes(options, work);
+    const Interruption untilTold;
     forEachInput(console, options.inputs, std::ref(changes), Input::Purpose::UpdateOrFilter);
     changes.tell(console);
 }

@@ -6,7 +6,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <mutex>
 #include <optional>
+#include <set>
 #include <system_error>
 #include <thread>
 
@@ -28,12 +30,13 @@ public:
           jobs_(std::min<std::size_t>(threads_, names_.size())),
           work_(&work),
           purpose_(purpose),
+          isCareful_(json_ || (purpose != Input::Purpose::Read && names_.size() > 1)),
           reports_(console, kReportsPerThread * std::max<std::size_t>(jobs_, 1), options.separator) {}
 
     void operator()() {
-        // A signal waits until the record that is being written is whole.
+        // A signal waits until the record that is being written is whole, and until it is known what was changed.
         std::optional<Interruption> whole;
-        if (json_) {
+        if (isCareful_) {
             whole.emplace();
         }
         console_->progress().start(names_.size());
@@ -51,24 +54,45 @@ public:
             helper.join();
         }
         reports_.summarize(names_.size());
-        if (json_ && Interruption::hasCome()) {
+        if (isCareful_ && Interruption::hasCome()) {
+            tellInterrupted();
             console_->finish();
         }
     }
 
 private:
     void workOnAll() {
+        std::size_t index = 0;
         try {
-            for (std::size_t index = next_++; index < names_.size() && reports_.mayBegin(index); index = next_++) {
-                if (json_) {
+            for (index = next_++; index < names_.size() && reports_.mayBegin(index); index = next_++) {
+                if (isCareful_) {
                     Interruption::check();
                 }
                 Report report(reports_, index, names_[index].path);
                 workOn(names_[index], report);
                 reports_.finish(std::move(report));
+                const std::lock_guard<std::mutex> lock(mutex_);
+                done_ = std::max(done_, index + 1);
             }
         } catch (const Interrupted&) {
             reports_.stop();
+            const std::lock_guard<std::mutex> lock(mutex_);
+            undone_.insert(index);
+        }
+    }
+
+    /// Several are worked on at once, so that some before the last that is done may not be done.
+    void tellInterrupted() {
+        if (purpose_ == Input::Purpose::Read) {
+            return;
+        }
+        for (const std::size_t index : undone_) {
+            if (index < done_) {
+                console_->say(names_[index].path + ": interrupted, and left as it was");
+            }
+        }
+        if (done_ < names_.size()) {
+            console_->say("interrupted: " + names_[done_].path + " and what comes after it is as it was");
         }
     }
 
@@ -97,8 +121,12 @@ private:
     std::size_t jobs_;  ///< the inputs that are worked on at once
     const Work* work_;
     Input::Purpose purpose_;
+    bool isCareful_;  ///< whether a signal waits for what is being done
     OrderedReports reports_;
     std::atomic<std::size_t> next_{0};
+    std::mutex mutex_;
+    std::size_t done_ = 0;  ///< the number of the last input that is done
+    std::set<std::size_t> undone_;
 };
 
 }  // namespace

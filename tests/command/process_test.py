@@ -144,6 +144,21 @@ class Process(CommandTest):
                               cwd=self.folder, capture_output=True, timeout=300, check=False)
         self.assertEqual((done.returncode, done.stdout[-1:]), (-signal.SIGINT, b"\n"))
 
+    def test_an_interruption_tells_what_was_changed(self):
+        for jobs in ("1", "4"):
+            names = [f"b{i:03}.tqx" for i in range(90)]
+            self.write({name: self.fixtures["plain.tqx"] for name in names})
+            done = subprocess.run(["strace", "-f", "-qq", "-o", "trace", "-e", "trace=/^rename", "-e",
+                                   "inject=/^rename:signal=SIGTERM:when=5", COMMAND, "replace", "-j", jobs, "a", "total",
+                                   *names], cwd=self.folder, capture_output=True, timeout=300, check=False)
+            told = done.stderr.decode()
+            self.assertEqual(done.returncode, -signal.SIGTERM)
+            first = re.search("interrupted: (.*) and what comes after it is as it was\n", told)[1]
+            left = set(re.findall("flowbook: (.*): interrupted, and left as it was\n", told))
+            changed = {name for name in names if (self.folder / name).read_bytes() != self.fixtures["plain.tqx"]}
+            self.assertEqual(changed, {name for name in names if name < first} - left, told)
+            self.assertIn(f"flowbook: {len(changed)} files changed, 0 not\n", told)
+
     def test_damaged_files_differ_by_their_bytes(self):
         self.write({"one": b"This is no package", "two": b"This is no packagE"})
         self.assertRegex(self.flowbook("diff", "one", "two", code=1), r"\n-\[the file: 18 bytes, sha256 ")
