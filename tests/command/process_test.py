@@ -149,8 +149,8 @@ class Process(CommandTest):
             names = [f"b{i:03}.tqx" for i in range(90)]
             self.write({name: self.fixtures["plain.tqx"] for name in names})
             done = subprocess.run(["strace", "-f", "-qq", "-o", "trace", "-e", "trace=/^rename", "-e",
-                                   "inject=/^rename:signal=SIGTERM:when=5", COMMAND, "replace", "-j", jobs, "a", "total",
-                                   *names], cwd=self.folder, capture_output=True, timeout=300, check=False)
+                                   "inject=/^rename:signal=SIGTERM:when=5", COMMAND, "replace", "-j", jobs, "a",
+                                   "total", *names], cwd=self.folder, capture_output=True, timeout=300, check=False)
             told = done.stderr.decode()
             self.assertEqual(done.returncode, -signal.SIGTERM)
             first = re.search("interrupted: (.*) and what comes after it is as it was\n", told)[1]
