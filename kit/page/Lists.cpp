@@ -124,16 +124,27 @@ Numbering::Numbering(const XmlNode* part, const Styles& styles) : styles_(&style
             lists[node.attribute("numId")] = &node;
         }
     }
+    std::map<std::string_view, std::shared_ptr<const ListLevels>> levels;  // of the abstract lists
     for (const auto& [id, list] : lists) {
         const std::string_view kind = kindOf(*list, kinds, lists);
-        const bool countsAlone = list->child("lvlOverride") != nullptr;
-        List& made = lists_[std::string(id)];
-        made.counter = countsAlone ? id : "kind " + std::string(kind);
-        if (const auto definition = kinds.find(kind); definition != kinds.end()) {
-            readLevels(*definition->second, made.levels);
+        auto& shared = levels[kind];
+        if (shared == nullptr) {
+            const auto definition = kinds.find(kind);
+            shared = levelsOf(definition == kinds.end() ? nullptr : definition->second, {});
         }
-        readLevels(*list, made.levels);
+        const bool isChanged = list->child("lvlOverride") != nullptr;
+        lists_[std::string(id)] = {isChanged ? std::string(id) : "kind " + std::string(kind),
+                                   isChanged ? levelsOf(list, *shared) : shared};
     }
+}
+
+/// The levels of an abstract list, or those that a list has changed. @param node  may be null.
+std::shared_ptr<const ListLevels> Numbering::levelsOf(const XmlNode* node, const ListLevels& base) {
+    auto levels = std::make_shared<ListLevels>(base);
+    if (node != nullptr) {
+        readLevels(*node, *levels);
+    }
+    return levels;
 }
 
 /// The abstract list that a list is of. One that only names a style is defined by the list of that style.
@@ -146,7 +157,6 @@ std::string_view Numbering::kindOf(const XmlNode& list, const ById& kinds, const
     return other == lists.end() ? kind : other->second->valueOf("abstractNumId");
 }
 
-/// The levels of an abstract list, or what a list changes in them.
 void Numbering::readLevels(const XmlNode& from, ListLevels& levels) {
     for (const XmlNode& node : from.children) {
         const unsigned number = numberIn(node.attribute("ilvl"), 0);
@@ -181,7 +191,7 @@ std::optional<ListItem> Numbering::itemOf(const XmlNode& paragraph) const {
     if (list == lists_.end()) {
         return ListItem{id, std::min<std::size_t>(numberIn(level, 0), kDeepest), byName && byName->isOrdered};
     }
-    const ListLevels& levels = list->second.levels;
+    const ListLevels& levels = *list->second.levels;
     if (level.empty() && ofStyle) {
         const auto* const named = std::find_if(levels.begin(), levels.end(), [&](const ListLevel& each) {
             return !each.style.empty() && each.style == ofStyle->style;

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -49,12 +50,13 @@ public:
 private:
     struct List {
         std::string counter;  ///< the same for lists whose items are counted together
-        ListLevels levels;
+        std::shared_ptr<const ListLevels> levels;
     };
 
     using ById = std::map<std::string_view, const XmlNode*>;
 
     std::string_view kindOf(const XmlNode& list, const ById& kinds, const ById& lists) const;
+    static std::shared_ptr<const ListLevels> levelsOf(const XmlNode* node, const ListLevels& base);
     static void readLevels(const XmlNode& from, ListLevels& levels);
 
     const Styles* styles_;
