@@ -261,6 +261,8 @@ class WebStore(Store):
         size = _total(headers) if status == 206 else len(content)
         if status == 416 or _version(headers, size) != self.version:
             raise ConflictError("it has changed since it was opened")
+        if status == 206 and not headers["Content-Range"].startswith(f"bytes {begin}-"):
+            raise Error(f"the server was asked for the bytes from {begin} on: {_ranges_told(headers)}")
         # A server that knows no ranges sends all of it.
         return content if status == 206 else content[begin:end]
 
@@ -389,9 +391,13 @@ def _digest(content: bytes) -> bytes:
 
 def _total(headers: Mapping[str, str]) -> int:
     total = headers.get("Content-Range", "").rpartition("/")[2]
-    if not total.isdigit():
-        raise Error(f"the server does not tell the size: Content-Range is {headers.get('Content-Range')!r}")
+    if not (total.isascii() and total.isdigit() and len(total) < 19):
+        raise Error(f"the server does not tell the size: {_ranges_told(headers)}")
     return int(total)
+
+
+def _ranges_told(headers: Mapping[str, str]) -> str:
+    return f"Content-Range is {headers.get('Content-Range')!r}"
 
 
 def _version(headers: Mapping[str, str], size: int) -> tuple[str | None, str | None, int]:

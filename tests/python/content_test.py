@@ -1,10 +1,13 @@
 """What a flowbook holds: paragraphs, pictures, parts, relationships and properties."""
 import os
+import random
+import re
 import sys
 
 import pytest
 
 import flowbook
+from flowbook import _native
 
 sys.path.insert(0, os.environ["PXFLOWBOOK_SOURCE"] + "/tests/support")
 import make_fixtures as make  # noqa: E402
@@ -221,3 +224,28 @@ def test_many_of_which_some_cannot_be_looked_at(tmp_path):
             flowbook.read_many(wrong)
     with pytest.raises(TypeError):
         flowbook.read_many(given, threads=1.5)
+
+
+def applied(old, patch):
+    """What a unified diff makes of a text. Each line that stays or goes has to be there."""
+    lines, made, at = old.splitlines(keepends=True), [], 0
+    for hunk in re.split(r"^(?=@@ )", patch, flags=re.M)[1:]:
+        first, count = re.match(r"@@ -(\d+)(?:,(\d+))? ", hunk).groups(default="1")
+        begin = int(first) - (count != "0")
+        made, at = made + lines[at:begin], begin
+        for sign, text in re.findall(r"^([ +-])(.*\n(?!\\)|.*)", hunk, flags=re.M):
+            if sign in " -":
+                assert lines[at] == text
+                at += 1
+            made += [text] if sign in " +" else []
+    return "".join(made + lines[at:])
+
+
+def test_unified_differences():
+    chance = random.Random(5)
+    for _ in range(500):
+        old = "".join(chance.choice("ab\n") for _ in range(chance.randrange(40)))
+        fresh = "".join(chance.choice([each, each, each, "", "c", "\n"]) for each in old)
+        patch = _native.diff("old", old, "fresh", fresh, chance.randrange(5))
+        assert applied(old, patch) == fresh and bool(patch) == (old != fresh)
+        assert not patch or patch.startswith("--- old\n+++ fresh\n@@ -")

@@ -145,6 +145,17 @@ def test_a_web_file_that_changes_between_ranges(server):
     assert row["title"] == "b" and row["error"] is None and row["digest"] == flowbook.digest(versions[1])
 
 
+@pytest.mark.parametrize("told", ["bytes 0-9/{}", "bytes 0-9/*", "bytes 0-9/" + "9" * 30, ""])
+def test_servers_that_send_another_range(server, monkeypatch, told):
+    content = flowbook.Flowbook.new(code=os.urandom(300_000).hex()).to_bytes()
+    Handler.files["/l.tqx"] = 1, content
+    book = flowbook.open(f"{server}/l.tqx")
+    answer = 206, {"ETag": '"1"', "Content-Range": told.format(len(content))}, bytes(10)
+    monkeypatch.setattr(_remote.WebStore, "_request", lambda *_: answer)
+    with pytest.raises(flowbook.Error, match="Content-Range"):
+        book.code
+
+
 def test_an_interrupted_save_to_an_address_is_no_conflict(server, monkeypatch):
     for address in (f"{server}/a.tqx", "memory://interrupted.tqx"):
         flowbook.open(SMALL).save(address)
