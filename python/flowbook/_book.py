@@ -395,7 +395,8 @@ class Flowbook:
         Saving to where it came from by name replaces whatever is there, also what somebody else has saved meanwhile.
 
         Args:
-            target: a path, an address that fsspec knows, or a binary file that is written from where it stands.
+            target: a path, an address that fsspec knows, or a binary file that is written from where it stands; the
+                one that the flowbook came from gets it in place of its content.
             storage_options: for fsspec.
             overwrite: whether to go back to an address whose store cannot tell if somebody else saved meanwhile, which
                 is refused otherwise, and to replace what somebody else saved.
