@@ -184,7 +184,7 @@ RelationshipList::RecordPtr RelationshipList::add(RelationshipRecord record) {
 RelationshipList::RecordPtr RelationshipList::insert(RelationshipRecord record, std::size_t inTheWay) {
     record.origin = origin();
     record.number = lastNumber_ + 1;
-    const auto added = std::make_shared<const RelationshipRecord>(std::move(record));
+    auto added = std::make_shared<const RelationshipRecord>(std::move(record));
     Records records{{added->number, added}};
     Numbers numbers{{added->id, added->number}};
     if (inTheWay != 0) {
