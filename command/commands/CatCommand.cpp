@@ -23,10 +23,11 @@ void print(Report& report, const std::string& text) {
     report.write(std::string_view(Output::isTerminal() ? printableLines(text) : text));
 }
 
-void printRecord(Report& report, const FlowbookFileReader& reader) {
-    const std::string code = readCodeText(reader);
+void printRecord(const Input& input, Report& report) {
+    const std::string code = readCodeText(input);
     Json json = report.openRecord();
-    json.field("form", nameOf(reader.isPlainCode() ? kit::CodeForm::Plain : kit::CodeForm::Rich)).field("code", code);
+    json.field("form", nameOf(input.openReader().isPlainCode() ? kit::CodeForm::Plain : kit::CodeForm::Rich))
+        .field("code", code);
     report.closeRecord(json);
 }
 
@@ -45,15 +46,14 @@ void cat(const Input& input, Report& report, const CatOptions& options) {
         printMarkdown(input, report);
         return;
     }
-    const FlowbookFileReader reader = input.openReader();
     if (options.inputs.json) {
-        printRecord(report, reader);
+        printRecord(input, report);
     } else if (options.format == "raw") {
-        reader.getEncryptedRichTARMICCode(report);
+        input.openReader().getEncryptedRichTARMICCode(report);
     } else if (options.format == "xml") {
-        print(report, fl::i18n::to_string(reader.getRichTARMICCode()));
+        print(report, readCodeDocument(input));
     } else {
-        readCodeText(reader, [&](const std::string& piece) { print(report, piece); });
+        readCodeText(input, [&](const std::string& piece) { print(report, piece); });
     }
 }
 

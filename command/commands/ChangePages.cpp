@@ -1,5 +1,6 @@
 #include "commands/ChangePages.hpp"
 
+#include "commands/GitSetup.hpp"
 #include "commands/PageFolder.hpp"
 #include "fl/i18n/Conversion.hpp"
 #include "io/FlowbookName.hpp"
@@ -195,6 +196,7 @@ kit::ChangesPage changesBetween(const std::string& title, const std::string& bef
 }
 
 void writeGitChanges(Console& console, const GitChanges& wanted) {
+    requireRepository();
     std::string top = askGitFor({"rev-parse", "--show-toplevel"});
     top.pop_back();
     const std::vector<GitChange> changes = changesIn(wanted);

@@ -29,9 +29,8 @@ CodeEditing::CodeEditing(const Input& input, bool flatten) : input_(input), flat
     if (isRich_) {
         text_ = kit::editText(stored_);
     } else {
-        const FlowbookFileReader reader = input.openReader();
-        code_ = reader.getTARMICCode();
-        text_ = readCodeText(reader);
+        code_ = readCode(input);
+        text_ = readCodeText(input);
     }
 }
 

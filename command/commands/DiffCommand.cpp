@@ -50,7 +50,9 @@ void diffText(Console& console, const DiffOptions& options) {
     const std::string b = folder.put("b", textOf(nameOfB, !options.noOutputs, &limit));
     const char* const noColour = std::getenv("NO_COLOR");
     const std::string colour = noColour != nullptr && *noColour != '\0' ? "never" : "auto";
-    const int code = runProgram({"diff", "-u", "--color=" + colour, "--label", nameOfA, "--label", nameOfB, a, b});
+    const auto label = [](const std::string& name) { return Output::isTerminal() ? printable(name) : name; };
+    const int code =
+        runProgram({"diff", "-u", "--color=" + colour, "--label", label(nameOfA), "--label", label(nameOfB), a, b});
     if (code > 1) {
         throw Failure(ExitCode::InputOutput, "diff failed with exit code " + std::to_string(code));
     }

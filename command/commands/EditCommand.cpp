@@ -11,6 +11,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <unistd.h>
 
 namespace flowbook::tool {
 
@@ -27,6 +28,9 @@ std::string editor() {
         if (value != nullptr && *value != '\0') {
             return value;
         }
+    }
+    if (::isatty(STDIN_FILENO) == 0 || ::isatty(STDOUT_FILENO) == 0) {
+        throw Failure(ExitCode::Usage, "neither VISUAL nor EDITOR names an editor, and there is no terminal for vi");
     }
     return "vi";
 }

@@ -89,9 +89,8 @@ private:
 
     /// Of encrypted code the stored bytes are all that there is.
     void extractCode() {
-        const FlowbookFileReader reader = input_.openReader();
         if (options_.code || document_.form() != kit::CodeForm::Encrypted) {
-            folder_.write(kExtractedCode, toBytes(readCodeText(reader)));
+            folder_.write(kExtractedCode, toBytes(readCodeText(input_)));
         }
     }
 

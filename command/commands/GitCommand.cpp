@@ -2,6 +2,7 @@
 #include "commands/GitFilter.hpp"
 #include "commands/GitHook.hpp"
 #include "commands/GitSetup.hpp"
+#include "commands/GitTools.hpp"
 #include "commands/TextOf.hpp"
 #include "io/ForEachInput.hpp"
 #include "io/SharedOptions.hpp"
@@ -63,9 +64,12 @@ void gitAct(Console& console, GitOptions& options) {
         checkStagedFlowbooks(console);
     } else if (action == "mergetool" && count == 4) {
         runMergeTool(console, {options.files[0], options.files[1], options.files[2], options.files[3]});
+    } else if (action == "difftool" && count == 3) {
+        runDiffTool(console, options.files[0], options.files[1], options.files[2]);
     } else {
-        throw Failure(ExitCode::Usage, "'git' takes 'setup', 'textconv FILE', 'hook', 'filter', 'clean', 'smudge' or "
-                                       "'mergetool BASE LOCAL REMOTE MERGED' (see flowbook help git)");
+        throw Failure(ExitCode::Usage, "'git' takes 'setup', 'textconv FILE', 'hook', 'filter', 'clean', 'smudge', "
+                                       "'mergetool BASE LOCAL REMOTE MERGED' or 'difftool LOCAL REMOTE MERGED' (see "
+                                       "flowbook help git)");
     }
 }
 
@@ -80,7 +84,8 @@ constexpr char kGitDescription[] =
     "textconv prints a flowbook as lines for comparing: properties, parts, prose and code, and outputs. What "
     "cannot be read is a line in brackets, and the exit code stays 0, so that one bad file does not end a log.\n\n"
     "The other actions are for git: filter is a filter that stays for all files, clean and smudge filter one "
-    "file, hook checks what is staged, and mergetool has your own merge tool merge the code as text.";
+    "file, hook checks what is staged, mergetool has your own merge tool merge the code as text, and difftool shows "
+    "flowbooks as pages and hands other files to your own tool.";
 
 constexpr char kGitExamples[] = "flowbook git setup\n"
                                 "flowbook git textconv analysis.tqx";

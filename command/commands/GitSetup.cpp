@@ -44,12 +44,14 @@ constexpr Trait kTraits[] = {{"diff.flowbook.textconv", " git textconv", nullptr
                              {"mergetool.flowbook.cmd", " git mergetool", nullptr},
                              {"mergetool.flowbook.trustExitCode", nullptr, "mergetool.flowbook.cmd"},
                              {"merge.tool", "flowbook", nullptr},
-                             {"difftool.flowbook.cmd", " diff --html", nullptr},
+                             {"difftool.flowbook.cmd", R"( -- "$LOCAL" "$REMOTE")", nullptr},
                              {"filter.flowbook.process", " git filter", nullptr},
                              {"filter.flowbook.required", nullptr, "filter.flowbook.process"}};
 
+/// Nothing when git does not answer; why it does not is told in other words.
 std::optional<std::string> askGit(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), "git");
+    const std::vector<std::string> silently{"sh", "-c", "exec git \"$@\" 2>/dev/null", "flowbook"};
+    arguments.insert(arguments.begin(), silently.begin(), silently.end());
     Answer answer = askProgram(std::move(arguments));
     if (answer.code != 0) {
         return std::nullopt;
@@ -191,7 +193,7 @@ std::vector<Setting> settingsOf(const GitSetup& setup, const std::string& comman
         {"mergetool.flowbook.cmd", command + " git mergetool -- \"$BASE\" \"$LOCAL\" \"$REMOTE\" \"$MERGED\""},
         {"mergetool.flowbook.trustExitCode", "true"},
         {"merge.tool", "flowbook"},
-        {"difftool.flowbook.cmd", command + " diff --html --show --name=\"$MERGED\" -- \"$LOCAL\" \"$REMOTE\""}};
+        {"difftool.flowbook.cmd", command + " git difftool -- \"$LOCAL\" \"$REMOTE\" \"$MERGED\""}};
     if (setup.filter) {
         settings.emplace_back("filter.flowbook.process",
                               command + " git filter" + (setup.stripOutputs ? " --strip-outputs" : ""));
@@ -376,7 +378,7 @@ void removeEmptyConfig() {
     }
 }
 
-bool isRepository() { return askProgram({"sh", "-c", "git rev-parse --git-dir 2>&1"}).code == 0; }
+bool isRepository() { return askGit({"rev-parse", "--git-dir"}).has_value(); }
 
 /// Makes sure that git has a place for what is asked.
 void requirePlace(bool isGlobal) {
@@ -484,10 +486,17 @@ std::string requireGit(std::vector<std::string> arguments) {
     return std::move(answer.output);
 }
 
-std::string formerMergeTool() {
+void requireRepository() {
+    requireGit({"version"});
+    if (!isRepository()) {
+        throw Failure(ExitCode::InputOutput, "there is no git repository here");
+    }
+}
+
+std::string formerTool(const std::string& key) {
     std::string tool;
-    for (const std::string key : {"merge.tool", "flowbook.before.merge.tool"}) {
-        const auto answer = askGit({"config", "-z", "--get-all", key});
+    for (const std::string& each : {key, kFormer + key}) {
+        const auto answer = askGit({"config", "-z", "--get-all", each});
         for (const std::string& value : answer ? split(*answer, '\0') : std::vector<std::string>()) {
             tool = value == "flowbook" ? tool : value;
         }
@@ -554,6 +563,7 @@ void undoGitSetup(Console& console, const GitSetup& setup) {
 
 bool checkGitSetup(Console& console) {
     requirePlace(false);
+    attributesFile(false);  // It throws where there is no working tree to ask about.
     return SetupCheck(console).run();
 }
 

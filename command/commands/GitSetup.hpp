@@ -30,7 +30,11 @@ bool checkGitSetup(Console& console);
 /// What a git command prints, less the line feed at its end. @throws Failure when it ends with another code than 0.
 std::string requireGit(std::vector<std::string> arguments);
 
-/// The merge tool that the user had before setup named this command; empty when there was none.
-std::string formerMergeTool();
+/// @throws Failure where there is none.
+void requireRepository();
+
+/// The tool that the user has under a key, such as "merge.tool", or had before setup named this command; empty when
+/// there was none.
+std::string formerTool(const std::string& key);
 
 }  // namespace flowbook::tool

@@ -283,7 +283,7 @@ private:
     template <class Each>
     void forEachPlace(const Input& input, Report& report, Each each) const {
         if (!options_->places) {
-            report.attempt(&input, [&] { each("", readCodeText(input.openReader())); });
+            report.attempt(&input, [&] { each("", readCodeText(input)); });
             return;
         }
         report.attempt(&input, [&] {

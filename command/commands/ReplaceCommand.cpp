@@ -2,6 +2,7 @@
 #include "commands/Change.hpp"
 #include "commands/LineSearch.hpp"
 #include "fl/i18n/Conversion.hpp"
+#include "io/CodeText.hpp"
 #include "io/SharedOptions.hpp"
 #include "terminal/Failure.hpp"
 #include "terminal/Text.hpp"
@@ -46,7 +47,7 @@ Replaced replaceIn(std::string_view code, const LineSearch& search, const std::s
 }
 
 bool replaceIn(const Input& input, Report& report, const LineSearch& search, const ReplaceOptions& options) {
-    const Replaced replaced = replaceIn(fl::i18n::to_string(input.openReader().getTARMICCode()), search, options.text);
+    const Replaced replaced = replaceIn(fl::i18n::to_string(readCode(input)), search, options.text);
     if (replaced.difference.empty()) {
         return false;
     }

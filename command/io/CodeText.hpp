@@ -1,17 +1,23 @@
 #pragma once
 
-#include "flowbook/FlowbookFileReader.hpp"
+#include "io/Input.hpp"
 
 #include <functional>
 #include <string>
 
 namespace flowbook::tool {
 
-/// The plain code as UTF-8, a lone surrogate as U+FFFD, ending in a line feed unless it is empty.
+/// The plain code. Code in another encoding than UTF-8, which the reader refuses, is read as it declares.
 /// @throws what the reader throws.
-std::string readCodeText(const FlowbookFileReader& reader);
+std::u16string readCode(const Input& input);
+
+/// The document with the code as UTF-8, likewise.
+std::string readCodeDocument(const Input& input);
+
+/// The plain code as UTF-8, a lone surrogate as U+FFFD, ending in a line feed unless it is empty; likewise.
+std::string readCodeText(const Input& input);
 
 /// The same in pieces of whole characters, so that a large code is not in memory as UTF-8 too.
-void readCodeText(const FlowbookFileReader& reader, const std::function<void(const std::string&)>& write);
+void readCodeText(const Input& input, const std::function<void(const std::string&)>& write);
 
 }  // namespace flowbook::tool

@@ -9,6 +9,7 @@
 #include "kit/document/Pictures.hpp"
 #include "kit/document/ReadAhead.hpp"
 #include "kit/document/References.hpp"
+#include "kit/document/StoredText.hpp"
 #include "kit/package/PackageContent.hpp"
 #include "opc/Exception.hpp"
 
@@ -218,6 +219,10 @@ private:
         attempt("code.malformed", part->getName().ascii(), [&] {
             checkCharacters(part->getName().ascii(), document.code());
             checkParagraphs(part->getName().ascii(), document.richText());
+            if (encodingOf(document.storedCode()) != XmlEncoding::Utf8) {
+                add(Severity::Error, "code.malformed", part->getName().ascii(), "",
+                    "the code is not in UTF-8, so the library does not read it; saved by 'flowbook edit' it is");
+            }
             checkMarkers(part->getName().ascii(), to_string(document.code()));
         });
         try {
@@ -254,7 +259,7 @@ private:
         for (const auto& relationship : part.getRelationships(opc::model::ExcludeMode::None)) {
             ids.insert(to_string(relationship.getID()));
         }
-        for (const Reference& reference : findReferences(contentOf(part), document.where(part))) {
+        for (const Reference& reference : findReferences(document.codeInUtf8(), document.where(part))) {
             if (ids.count(reference.id) == 0) {
                 add(Severity::Warning, "reference.dangling", part.getName().ascii(), reference.id,
                     "the text refers to a relationship that is not there");

@@ -209,11 +209,12 @@ std::string describeCode(const Document& document, const Part& part) {
     if (document.form() == CodeForm::Encrypted) {
         return sizeAndDigest(content.size(), sha256(content));
     }
-    const RichText text = document.richText();
+    const fl::Bytes utf8 = document.codeInUtf8();
+    const RichText text = readRichText(utf8, "");
     if (!text.fault.empty()) {
         return sizeAndDigest(content.size(), sha256(content));
     }
-    return "markup sha256 " + markupDigest(content, text);
+    return "markup sha256 " + markupDigest(utf8, text);
 }
 
 /// What an output shows: its text, if it is one.
@@ -308,8 +309,9 @@ void tellCode(TextWriter& out, const Document& document) {
         out.line("[encrypted, " + sizeAndDigest(code.size(), sha256(code)) + "]");
         return;
     }
-    const RichText text = document.richText();
-    const fl::Bytes stored = document.storedCode();
+    const std::optional<Part> part = document.codePart();
+    const fl::Bytes stored = document.codeInUtf8();
+    const RichText text = part ? readRichText(stored, document.where(*part)) : RichText();
     const std::vector<bool> alone = standAlone(text.paragraphs);
     const bool keeps = keepsSpace(stored, text);
     for (std::size_t i = 0; i < text.paragraphs.size(); ++i) {

@@ -9,7 +9,7 @@ namespace flowbook::kit {
 
 /// The number of the form that textForm() writes; another one with each change of it, so that texts of an earlier form
 /// that somebody keeps can be told apart.
-inline constexpr unsigned kTextFormVersion = 3;
+inline constexpr unsigned kTextFormVersion = 4;
 
 /// A flowbook as lines of UTF-8, made for comparing: the form of the code, the properties, a line for each part
 /// (pictures decoded) with type, size and SHA-256, the relationships, then prose and code in document order, and

@@ -5,6 +5,7 @@
 #include "flowbook/FlowbookFilePackage.hpp"
 #include "flowbook/FlowbookFileUtils.hpp"
 #include "foundation/storage/vfs/MemoryStorage.hpp"
+#include "kit/document/StoredText.hpp"
 #include "opc/ByteArrayInAdaptor.hpp"
 #include "opc/ByteArrayOutAdaptor.hpp"
 #include "opc/Exception.hpp"
@@ -69,6 +70,18 @@ bool declaresUtf8(std::string_view document) {
     return declaresNothing || document.substr(0, kDeclared.size()) == kDeclared;
 }
 
+/// A document that cannot be read as UTF-8, in UTF-8; nothing when it cannot be read as it declares either.
+std::optional<fl::Bytes> transcoded(const fl::Bytes& document) {
+    if (encodingOf(document) == XmlEncoding::Utf8) {
+        return std::nullopt;
+    }
+    try {
+        return inUtf8(document, "");
+    } catch (const opc::Exception&) {
+        return std::nullopt;  // What reads it as UTF-8 says what is wrong.
+    }
+}
+
 /// The reader takes every document for UTF-8, and the call that takes bytes goes by what the document declares. That
 /// one is for documents that agree, as it makes no text of all the document first; what it refuses, the other one
 /// describes.
@@ -82,6 +95,12 @@ std::u16string codeOf(const fl::Bytes& document) {
         }
     }
     return FlowbookFileUtils::getTARMICCodeFromRichTARMICCode(fl::i18n::utf8_to_ustring(std::string(text)));
+}
+
+/// Nothing when it cannot be read.
+std::optional<std::u16string> codeAsDeclared(const fl::Bytes& document) {
+    const std::optional<fl::Bytes> utf8 = transcoded(document);
+    return utf8 ? std::make_optional(codeOf(*utf8)) : std::nullopt;
 }
 
 }  // namespace
@@ -200,6 +219,11 @@ fl::Bytes Document::storedCode() const {
     return part ? state_->codeContent(*part) : fl::Bytes();
 }
 
+fl::Bytes Document::codeInUtf8() const {
+    fl::Bytes stored = storedCode();
+    return transcoded(stored).value_or(std::move(stored));
+}
+
 std::u16string Document::code() const {
     const std::optional<Part> part = codePart();
     if (!part) {
@@ -212,8 +236,14 @@ std::u16string Document::code() const {
     try {
         return codeOf(stored);
     } catch (const opc::model::InvalidXMLDocument& failure) {
+        if (auto code = codeAsDeclared(stored)) {
+            return *std::move(code);
+        }
         throw PartFailure(opc::Exception(failure.kind(), where(*part) + ": " + failure.what()), nameOf(*part));
     } catch (const fl::i18n::ConversionError& failure) {
+        if (auto code = codeAsDeclared(stored)) {
+            return *std::move(code);
+        }
         throw PartFailure(opc::Exception(opc::ErrorKind::Damaged, where(*part) + ": " + failure.what()), nameOf(*part));
     }
 }
@@ -221,7 +251,17 @@ std::u16string Document::code() const {
 RichText Document::richText() const {
     const std::optional<Part> part = codePart();
     const bool isReadable = part && formOf(*part) != CodeForm::Encrypted;
-    return isReadable ? readRichText(state_->codeContent(*part), where(*part)) : RichText();
+    if (!isReadable) {
+        return {};
+    }
+    const fl::Bytes stored = state_->codeContent(*part);
+    const bool isPlainBytes = !isUtf16(stored);
+    RichText text = isPlainBytes ? readRichText(stored, where(*part)) : RichText();
+    if (isPlainBytes && text.fault.empty()) {
+        return text;
+    }
+    const auto utf8 = transcoded(stored);
+    return utf8 || !isPlainBytes ? readRichText(utf8.value_or(stored), where(*part)) : std::move(text);
 }
 
 CodeForm formOf(const Part& codePart) {

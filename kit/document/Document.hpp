@@ -78,11 +78,17 @@ public:
     /// @throws opc::Exception when it is damaged.
     fl::Bytes storedCode() const;
 
-    /// The plain code, as FlowbookFileReader::getTARMICCode() returns it; empty when there is none.
+    /// The same in UTF-8, where it is text in another encoding, which is read as it declares.
+    /// @throws opc::Exception likewise.
+    fl::Bytes codeInUtf8() const;
+
+    /// The plain code, as FlowbookFileReader::getTARMICCode() returns it; empty when there is none. Code in another
+    /// encoding than UTF-8, which that call refuses, is read as it declares.
     /// @throws opc::Exception when it is damaged; kind Misuse when it is encrypted.
     std::u16string code() const;
 
-    /// Prose and code; nothing when there is no code or it is encrypted. @throws opc::Exception as storedCode().
+    /// Prose and code, with places in codeInUtf8(); nothing when there is no code or it is encrypted.
+    /// @throws opc::Exception as storedCode().
     RichText richText() const;
 
 private:

@@ -60,8 +60,10 @@ bool isUtf8(const std::string& text) {
     }
 }
 
+bool isUtf16(const fl::Bytes& document) { return byteFormOf(document) != ByteForm::Bytes; }
+
 XmlEncoding encodingOf(const fl::Bytes& document) {
-    const bool isRead = byteFormOf(document) == ByteForm::Bytes && isUtf8({document.begin(), document.end()});
+    const bool isRead = !isUtf16(document) && isUtf8({document.begin(), document.end()});
     return isRead ? XmlEncoding::Utf8 : XmlEncoding::AsDeclared;
 }
 

@@ -10,6 +10,9 @@ namespace flowbook::kit {
 /// Whether all bytes are well-formed UTF-8.
 bool isUtf8(const std::string& text);
 
+/// Whether the first bytes show UTF-16 (XML 1.0, appendix F).
+bool isUtf16(const fl::Bytes& document);
+
 /// Whether a rich code document can be read as UTF-8, as the library reads all of them; else it is read as it declares.
 XmlEncoding encodingOf(const fl::Bytes& document);
 

@@ -244,7 +244,7 @@ std::u16string Book::code() {
 std::string Book::richCode() {
     return ask([](const kit::Document& document) {
         needReadable(document);
-        const fl::Bytes stored = document.storedCode();
+        const fl::Bytes stored = document.codeInUtf8();
         std::string text(stored.begin(), stored.end());
         // Strict, so that bytes which are no text are damage.
         fl::i18n::utf8_to_ustring(text);

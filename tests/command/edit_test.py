@@ -60,10 +60,22 @@ class Edit(unittest.TestCase):
             self.flowbook("edit", "a.tqx")
             with zipfile.ZipFile(self.folder / "a.tqx") as archive:
                 self.assertEqual(archive.read(made.DOCUMENT), document)
+            self.assertIn("not in UTF-8", self.flowbook("check", "a.tqx", code=4))
+            for arguments, shown in (("cat", "\u00e4 = 1;"), ("cat --format=xml", xml.decode()),
+                                     ("grep \u00e4", "2:\u00e4"), ("grep --in prose Wh", "Wh\u00e4"),
+                                     ("git textconv", "Wh\u00e4"), ("cat --format=md", "Wh\u00e4")):
+                self.assertIn(shown, self.flowbook(*arguments.split(), "a.tqx"))
+            self.flowbook("copy", "a.tqx", "-o", "b.tqx", "--force")
+            for arguments in ("replace 1 3", "set --code -"):
+                self.flowbook(*arguments.split(), "b.tqx", input="a = 3;\n\u00e4 = 3;\n")
+                self.assertEqual(self.flowbook("cat", "b.tqx"), "a = 3;\n\u00e4 = 3;\n")
             self.flowbook("edit", "a.tqx", editor="sed -i 's/a = 1/a = 2/' $1")
             self.assertEqual(self.stored("a.tqx"), '<?xml version="1.0" encoding="UTF-8"?>' +
                              xml.decode().replace("a = 1;", "a = 2;", 1))
             self.flowbook("check", "a.tqx")
+
+    def test_no_editor_and_no_terminal(self):
+        self.assertIn("no terminal for vi", self.run_in("sh", "-c", f"EDITOR= '{COMMAND}' edit plain.tqx 2>&1", code=2))
 
     def kept(self):
         """What an edit left behind, which is removed."""

@@ -81,8 +81,8 @@ ERRORS = [
     ("merge plain.tqx plain.tqx", 2, "merge takes BASE, OURS and THEIRS; THEIRS is missing (see flowbook help merge)"),
     ("resolve plain.tqx colour", 2, "plain.tqx: what is to be settled is 'code', 'property NAME' or 'part NAME'"),
     ("git colour", 2,
-     "'git' takes 'setup', 'textconv FILE', 'hook', 'filter', 'clean', 'smudge' or "
-     "'mergetool BASE LOCAL REMOTE MERGED' (see flowbook help git)"),
+     "'git' takes 'setup', 'textconv FILE', 'hook', 'filter', 'clean', 'smudge', "
+     "'mergetool BASE LOCAL REMOTE MERGED' or 'difftool LOCAL REMOTE MERGED' (see flowbook help git)"),
     ("repair damaged.tqx -o x.tqx", 4, "damaged.tqx: nothing of it can be saved"),
     ("html plain.tqx rich.tqx", 2, "several flowbooks take a folder for what is made of them; name it with -d"),
     ("import latin -o x.tqx", 2, "latin: not UTF-8 text at byte 2"),

@@ -307,8 +307,12 @@ class Git(unittest.TestCase):
         opener.write_text('#!/bin/sh\ngrep -c "<h1 dir=.auto.>a.tqx</h1>" "$1"; rm -r "$(dirname "$1")"\n')
         opener.chmod(0o700)
         self.path = f"{self.home}:{self.path}"
-        shown = self.git("difftool", "--no-prompt", "-t", "flowbook", "HEAD~1", "--", "a.tqx")
-        self.assertEqual(shown, "1\n")
+        self.git("config", "difftool.pick.cmd", "echo \"$LOCAL\"")
+        for options, wanted in ((["--no-prompt"], r"1\n.*b\.txt\n"), (["--dir-diff"], r"1\n.*/left/\n"),
+                                (["--no-prompt", "-t", "flowbook"], r"1\n.*b\.txt\n")):
+            self.assertRegex(self.git("difftool", *options, "HEAD~1"), f"^{wanted}$")
+        left = self.folder / "left.tqx"
+        self.flowbook("git", "mergetool", "a.tqx", str(left), "a.tqx", "a.tqx", code=3)
 
 
 if __name__ == "__main__":
