@@ -1,0 +1,168 @@
+#include "fl/i18n/Conversion.hpp"
+#include "kit/compare/Merger.hpp"
+
+#include <algorithm>
+
+namespace flowbook::kit {
+
+using fl::i18n::to_string;
+using fl::i18n::to_ustring;
+
+namespace {
+
+/// The version whose name for a thing counts; both sides may have given it another one.
+std::size_t namingVersion(const Trio& trio) {
+    if (trio[kOurs] == nullptr || trio[kTheirs] == nullptr) {
+        return trio[kOurs] != nullptr ? kOurs : kTheirs;
+    }
+    return trio[kBase] != nullptr && chooseBy(trio, &Node::name) == Choice::Theirs ? kTheirs : kOurs;
+}
+
+/// "/x/image-theirs1.png" for "/x/image.png".
+std::u16string besideName(const std::u16string& part) {
+    const std::string name = to_string(part);
+    const std::size_t last = name.rfind('.');
+    const std::size_t dot = last != std::string::npos && last > name.rfind('/') ? last : name.size();
+    return to_ustring(name.substr(0, dot) + "-theirs1" + name.substr(dot));
+}
+
+}  // namespace
+
+std::size_t Merger::partOf(const Trio& trio) {
+    const bool isCode = (trio[kOurs] != nullptr && trio[kOurs] == ours_.code()) ||
+                        (trio[kTheirs] != nullptr && trio[kTheirs] == theirs_.code());
+    if (isCode && code_ != kNoPart) {
+        return code_;
+    }
+    const auto known = parts_.find(trio);
+    return known != parts_.end() ? known->second : parts_[trio] = plan(trio);
+}
+
+std::size_t Merger::plan(const Trio& trio) {
+    if (const auto properties = planProperties(trio)) {
+        return *properties;
+    }
+    Choice choice = trio[kTheirs] == nullptr ? Choice::Ours
+                    : trio[kOurs] == nullptr ? Choice::Theirs
+                                             : chooseBy(trio, &Node::deep);
+    if (choice == Choice::Conflict) {
+        choice = chooseBy(trio, &Node::own);
+        return choice == Choice::Conflict ? planConflict(trio) : planPart(trio, choice, false);
+    }
+    return planPart(trio, choice, true);
+}
+
+MergedPart Merger::named(const Trio& trio) const {
+    const std::size_t naming = namingVersion(trio);
+    MergedPart part;
+    part.name = nameOf(*trio[naming]);
+    part.isOfOurs = trio[kOurs] != nullptr && trio[kOurs]->name == trio[naming]->name;
+    return part;
+}
+
+void Merger::fill(MergedPart& part, const Node& node) {
+    part.node = &node;
+    part.contentType = node.contentType;
+}
+
+std::size_t Merger::planPart(const Trio& trio, Choice choice, bool isWhole) {
+    const Node& node = *trio[choice == Choice::Ours ? kOurs : kTheirs];
+    MergedPart part = named(trio);
+    fill(part, node);
+    const auto key = std::make_pair(opc::model::PartName(part.name).folded(), node.deep);
+    const auto same = isWhole ? whole_.find(key) : whole_.end();
+    if (same != whole_.end()) {
+        return same->second;
+    }
+    const std::size_t index = result_.add(std::move(part));
+    if (isWhole) {
+        whole_.emplace(key, index);
+    }
+    open_.push_back({index, {linksOf(trio[kBase]), linksOf(trio[kOurs]), linksOf(trio[kTheirs])}});
+    return index;
+}
+
+std::size_t Merger::planConflict(const Trio& trio) {
+    const std::size_t index = planAlone(favoured(), trio[favoured()], named(trio));
+    if (options_.favour == Favour::None) {
+        const std::size_t beside = addBeside(index, *trio[kTheirs]);
+        tell({ConflictKind::Part, "", "kept as ours has it; theirs is added as "}, beside, index);
+    }
+    return index;
+}
+
+std::size_t Merger::planAlone(std::size_t side, const Node* node, MergedPart part) {
+    fill(part, *node);
+    const std::size_t index = result_.add(std::move(part));
+    LinkLists lists;
+    lists[side] = linksOf(node);
+    open_.push_back({index, std::move(lists)});
+    return index;
+}
+
+std::size_t Merger::addBeside(std::size_t index, const Node& theirs) {
+    MergedPart part;
+    part.name = besideName(result_.at(index).name);
+    const std::size_t beside = planAlone(kTheirs, &theirs, std::move(part));
+    result_.at(index).alternative = beside;
+    return beside;
+}
+
+void Merger::finishParts() {
+    while (!open_.empty()) {
+        const Open open = std::move(open_.back());
+        open_.pop_back();
+        std::vector<MergedLink> links;
+        for (const LinkTrio& trio : matchById(open.links)) {
+            decide(trio, links);
+        }
+        MergedPackage::giveIds(links);
+        result_.at(open.part).links = std::move(links);
+    }
+}
+
+void Merger::mergeUnreached() {
+    std::map<std::string, Trio> all;
+    for (const std::size_t i : {kBase, kOurs, kTheirs}) {
+        for (const Node* node : version(i).unreached()) {
+            all[node->name][i] = node;
+        }
+    }
+    for (const auto& [name, trio] : all) {
+        const Choice choice = chooseBy(trio, &Node::deep);
+        const Node* const chosen = trio[choice == Choice::Ours ? kOurs : kTheirs];
+        const bool isDeletion = trio[kOurs] == nullptr || trio[kTheirs] == nullptr;
+        if (choice == Choice::Conflict && isDeletion) {
+            const Node* const kept = trio[kOurs] != nullptr ? trio[kOurs] : trio[kTheirs];
+            if (options_.favour == Favour::None || kept == trio[favoured()]) {
+                const std::size_t side = kept == trio[kOurs] ? kOurs : kTheirs;
+                tellOfDeletion(partOf(only(side, kept)), side);
+            }
+        } else if (isDeletion && chosen != nullptr) {
+            partOf(only(chosen == trio[kOurs] ? kOurs : kTheirs, chosen));
+        } else if (!isDeletion) {
+            partOf(trio);
+        }
+    }
+}
+
+void Merger::mergeOthers() {
+    const auto base = base_->document() == nullptr ? Others() : readOthers(*base_->document());
+    result_.others() = readOthers(*ours_.document());
+    for (auto& [name, content] : readOthers(*theirs_.document())) {
+        const auto [mine, isNew] = result_.others().emplace(name, content);
+        const auto old = base.find(name);
+        const Choice choice =
+            isNew || old == base.end() ? Choice::Conflict : choose(old->second, mine->second, content);
+        if (isNew || mine->second == content || choice == Choice::Ours) {
+            continue;
+        }
+        if (choice == Choice::Theirs || options_.favour == Favour::Theirs) {
+            mine->second = content;
+        } else {
+            tell({ConflictKind::Entry, "the entry " + name, "kept as ours has it"});
+        }
+    }
+}
+
+}  // namespace flowbook::kit
