@@ -526,10 +526,10 @@ void setUpGit(Console& console, const GitSetup& asked) {
     }
 }
 
-void undoGitSetup(Console& console, const GitSetup& setup) {
-    requirePlace(setup.isGlobal);
-    const std::string file = attributesFile(setup.isGlobal);
-    const Config config(setup.isGlobal);
+namespace {
+
+/// Takes the settings of this command away, and puts back what was in their place.
+void undoSettings(Console& console, const Config& config) {
     std::vector<std::string> ours;
     for (const Trait& trait : kTraits) {
         if (!config.values(trait.key).empty() && config.isOurs(trait)) {
@@ -548,6 +548,15 @@ void undoGitSetup(Console& console, const GitSetup& setup) {
             config.unset(std::string(kFormer) + trait.key);
         }
     }
+}
+
+}  // namespace
+
+void undoGitSetup(Console& console, const GitSetup& setup) {
+    requirePlace(setup.isGlobal);
+    const std::string file = attributesFile(setup.isGlobal);
+    const Config config(setup.isGlobal);
+    undoSettings(console, config);
     removeAttributes(console, config, file);
     if (!setup.isGlobal) {
         removeHook(console);

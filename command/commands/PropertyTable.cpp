@@ -4,6 +4,7 @@
 #include "terminal/Failure.hpp"
 
 #include <algorithm>
+#include <utility>
 
 namespace flowbook::tool {
 
@@ -110,6 +111,25 @@ std::vector<Column> readColumns(CsvReader& reader, const std::string& argument) 
     return columns;
 }
 
+/// The file of a row, and what its other cells set. An empty cell sets nothing, unless it is quoted.
+std::pair<std::string, PropertyOptions> readRow(CsvReader& reader, const CsvRow& row,
+                                                const std::vector<Column>& columns) {
+    std::pair<std::string, PropertyOptions> result;
+    for (std::size_t i = 0; i < row.size(); ++i) {
+        if (columns[i] == nullptr) {
+            result.first = row[i].text;
+        } else if (row[i].isQuoted || !row[i].text.empty()) {
+            result.second.*columns[i] = row[i].text;
+        }
+    }
+    try {
+        result.second.check();
+    } catch (const Failure& failure) {
+        reader.fail(failure.what());
+    }
+    return result;
+}
+
 }  // namespace
 
 PropertyTable readPropertyTable(const std::string& argument) {
@@ -126,20 +146,7 @@ PropertyTable readPropertyTable(const std::string& argument) {
             reader.fail(std::to_string(row.size()) + " cells, where the first line has " +
                         std::to_string(columns.size()));
         }
-        std::string file;
-        PropertyOptions properties;
-        for (std::size_t i = 0; i < row.size(); ++i) {
-            if (columns[i] == nullptr) {
-                file = row[i].text;
-            } else if (row[i].isQuoted || !row[i].text.empty()) {
-                properties.*columns[i] = row[i].text;
-            }
-        }
-        try {
-            properties.check();
-        } catch (const Failure& failure) {
-            reader.fail(failure.what());
-        }
+        const auto [file, properties] = readRow(reader, row, columns);
         if (file.empty() || !table.emplace(file, properties).second) {
             reader.fail(file.empty() ? "no file is named" : "the file '" + file + "' is there twice");
         }

@@ -130,11 +130,26 @@ void Version::addLinks(const opc::model::RelationshipSource& from, const Node* s
     }
 }
 
+void Version::digestDeeply() {
+    digestUpwards();
+    std::vector<Node*> circle;  // parts that lead to each other, and those that lead to them
+    for (auto& [name, node] : nodes_) {
+        if (node.deep.empty()) {
+            circle.push_back(&node);
+        }
+    }
+    digestTogether(circle);
+    for (Link& link : links_) {
+        const bool hasDigest = link.target != nullptr && link.target != code_;
+        describe(link, hasDigest ? link.target->deep : withoutPart(link));
+    }
+}
+
 /// From the parts without relationships upwards. The code is known as such wherever a relationship leads to it: the
 /// pictures that it shows have not changed because the code did.
-void Version::digestDeeply() {
+void Version::digestUpwards() {
     std::map<const Node*, std::vector<std::pair<Node*, Link*>>> users;
-    std::map<Node*, std::size_t> open;
+    std::map<Node*, std::size_t> open;  // how many of a part's targets have no digest yet
     std::vector<Node*> ready;
     for (auto& [name, node] : nodes_) {
         for (Link& link : node.links) {
@@ -159,17 +174,6 @@ void Version::digestDeeply() {
                 ready.push_back(user);
             }
         }
-    }
-    std::vector<Node*> circle;
-    for (auto& [name, node] : nodes_) {
-        if (node.deep.empty()) {
-            circle.push_back(&node);
-        }
-    }
-    digestTogether(circle);
-    for (Link& link : links_) {
-        const bool hasDigest = link.target != nullptr && link.target != code_;
-        describe(link, hasDigest ? link.target->deep : withoutPart(link));
     }
 }
 

@@ -60,6 +60,7 @@ private:
     void findCode();
     void addLinks(const opc::model::RelationshipSource& from, const Node* source, std::vector<Link>& links);
     void digestDeeply();
+    void digestUpwards();
 
     const Document* document_ = nullptr;
     const Node* code_ = nullptr;

@@ -95,7 +95,10 @@ const std::string kFailed = "failed: ";
 class Record {
 public:
     explicit Record(const fs::path& path)
-        : path_(path), file_(::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600)) {}
+        : path_(path), file_(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND, 0600)) {}
+    Record(const Record&) = delete;
+    Record& operator=(const Record&) = delete;
+    ~Record() { ::unlink(path_.c_str()); }
 
     void add(const std::string& line) const { ::dprintf(file_, "%s\n", line.c_str()); }
     Lines lines() const {

@@ -33,7 +33,7 @@ public:
     /// the time set back. Without such a question, size and time alone decide.
     /// @param isUnchanged  returns whether the file's content is what was opened; what it throws leaves commit().
     // By value, as a storage that asks keeps it. NOLINTNEXTLINE(performance-unnecessary-value-param)
-    virtual void askWhenTouched(std::function<bool()> /*isUnchanged*/) {}
+    virtual void askWhenTouched(std::function<bool()> isUnchanged) { static_cast<void>(isUnchanged); }
 
     /// Gives the file its new content: atomically, and as durably as the storage can. At
     /// most once; nothing may be appended afterwards.
