@@ -9,6 +9,7 @@ import sys
 import threading
 
 import fsspec
+import numpy
 import pandas
 import pytest
 from dask.distributed import Client, LocalCluster
@@ -212,3 +213,9 @@ def test_code_of_a_large_flowbook_costs_little_transfer(folder, server):
     assert flowbook.open(f"{server}/large.tqapp").code == "x = 1;\n" * 1000
     (folder / "large.tqapp").unlink()
     assert size > 45_000_000 and 0 < RangeHandler.sent < 300_000
+
+
+@pytest.mark.parametrize("value", [numpy.str_("text"), numpy.int64(7)], ids=str)
+def test_scalars_are_no_bytes(value):
+    with pytest.raises(TypeError):
+        flowbook.Flowbook.new(code="x").encrypted_code = value
