@@ -3,6 +3,7 @@
 #include "commands/PageOf.hpp"
 #include "io/Interruption.hpp"
 #include "kit/document/Characters.hpp"
+#include "kit/document/StoredText.hpp"
 #include "terminal/Failure.hpp"
 
 #include <algorithm>
@@ -17,8 +18,6 @@ namespace {
 
 constexpr char kIndex[] = "index.html";
 constexpr std::size_t kMarkBytes = std::size_t{32} << 10;
-
-std::string_view textOf(const Bytes& bytes) { return {reinterpret_cast<const char*>(bytes.data()), bytes.size()}; }
 
 /// The path from the root, without symbolic links; empty when there is no such file.
 std::string canonicalOf(const std::string& path) {
@@ -38,10 +37,10 @@ std::string shortOf(const std::string& canonical) {
 void putPage(SafeFolder& folder, const std::string& path, const std::string& name, std::string_view html,
              bool replace) {
     const std::optional<Bytes> old = folder.read(name, SIZE_MAX);
-    if (old && textOf(*old) == html) {
+    if (old && kit::asText(*old) == html) {
         return;
     }
-    const auto mark = old ? kit::markOf(textOf(*old)) : std::nullopt;
+    const auto mark = old ? kit::markOf(kit::asText(*old)) : std::nullopt;
     if (old && !replace && !mark) {
         throw Failure(ExitCode::InputOutput, path + "/" + name,
                       "is there already and was not made by this command; --force replaces it");
@@ -56,7 +55,7 @@ void putPage(SafeFolder& folder, const std::string& path, const std::string& nam
 void dropPage(Console& console, SafeFolder& folder, const std::string& path, const std::string& name,
               const std::string& reason, bool prune, bool replace) {
     const std::optional<Bytes> page = folder.read(name, SIZE_MAX);
-    const bool isChanged = page && !replace && !kit::markOf(textOf(*page)).value_or(kit::PageMark{}).isUnchanged;
+    const bool isChanged = page && !replace && !kit::markOf(kit::asText(*page)).value_or(kit::PageMark{}).isUnchanged;
     const std::string told = path + "/" + name + ": " + reason;
     if (prune && !isChanged) {
         folder.remove(name);
@@ -75,7 +74,7 @@ std::map<std::string, kit::PageMark> pagesIn(SafeFolder& folder, const std::stri
         const bool mayBePage = kit::endsWith(name, ".html") && name != kIndex && name.front() != '.' &&
                                fs::is_regular_file(found.symlink_status(error));
         const auto start = mayBePage ? folder.read(name, kMarkBytes) : std::nullopt;
-        if (const auto mark = start ? kit::markOf(textOf(*start)) : std::nullopt) {
+        if (const auto mark = start ? kit::markOf(kit::asText(*start)) : std::nullopt) {
             pages.emplace(name, *mark);
         }
     }

@@ -3,6 +3,7 @@
 #include "kit/compare/LineMerge.hpp"
 #include "kit/compare/ParagraphLines.hpp"
 #include "kit/document/CodeParagraphs.hpp"
+#include "kit/document/StoredText.hpp"
 
 #include <algorithm>
 #include <array>
@@ -487,7 +488,7 @@ private:
 }  // namespace
 
 std::string marked(const CodeText& text) {
-    const std::string_view document(reinterpret_cast<const char*>(text.document.data()), text.document.size());
+    const std::string_view document = asText(text.document);
     return spelled(document, text.references, marking(text));
 }
 

@@ -2,6 +2,7 @@
 #include "kit/compare/Conflicts.hpp"
 #include "kit/compare/Merger.hpp"
 #include "kit/compare/PropertyMerge.hpp"
+#include "kit/document/StoredText.hpp"
 
 #include <algorithm>
 #include <boost/json.hpp>
@@ -101,8 +102,7 @@ MergedPart& Merger::listOf(const char* name) {
 void Merger::addTo(MergedPart& part, boost::json::object values) {
     const fl::Bytes old = part.made ? *part.made : contentOf(part.node->part);
     boost::json::error_code failure;
-    const auto parsed =
-        boost::json::parse(std::string_view(reinterpret_cast<const char*>(old.data()), old.size()), failure);
+    const auto parsed = boost::json::parse(asText(old), failure);
     if (!failure && parsed.is_object()) {
         for (const auto& each : parsed.get_object()) {
             values.emplace(each.key(), each.value());

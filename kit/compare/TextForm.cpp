@@ -358,7 +358,7 @@ void tellOutputs(TextWriter& out, const std::vector<Part>& outputs) {
         out.attempt("output " + output.getName().ascii() + " ", [&] {
             const fl::Bytes content = contentOf(output);
             out.line("output " + output.getName().ascii());
-            tellMarkup(out, {reinterpret_cast<const char*>(content.data()), content.size()});
+            tellMarkup(out, asText(content));
         });
     }
 }

@@ -153,7 +153,7 @@ std::vector<std::string> codeParagraphs(const fl::Bytes& document) {
 
 fl::Bytes withCodeParagraphs(const fl::Bytes& document, const std::vector<std::string>& code) {
     const fl::Bytes utf8 = inUtf8(document, "the code");
-    const std::string_view bytes(reinterpret_cast<const char*>(utf8.data()), utf8.size());
+    const std::string_view bytes = asText(utf8);
     std::string result;
     std::size_t done = 0;
     std::size_t number = 0;

@@ -86,7 +86,7 @@ std::optional<fl::Bytes> transcoded(const fl::Bytes& document) {
 /// one is for documents that agree, as it makes no text of all the document first; what it refuses, the other one
 /// describes.
 std::u16string codeOf(const fl::Bytes& document) {
-    const std::string_view text(reinterpret_cast<const char*>(document.data()), document.size());
+    const std::string_view text = asText(document);
     if (declaresUtf8(text)) {
         try {
             opc::ByteArrayInAdaptor stream(document);

@@ -60,7 +60,7 @@ std::string wordsOf(const Paragraph& paragraph) {
 class Body {
 public:
     explicit Body(const fl::Bytes& document)
-        : bytes_(reinterpret_cast<const char*>(document.data()), document.size()),
+        : bytes_(asText(document)),
           text_(requireRichText(document)),
           references_(findReferences(document, "the code")) {
         dropSectionProperties();

@@ -132,8 +132,7 @@ Changed changeOf(std::string_view old, std::string_view fresh) {
 
 class Editing {
 public:
-    explicit Editing(const fl::Bytes& document)
-        : bytes_(reinterpret_cast<const char*>(document.data()), document.size()), text_(requireRichText(document)) {
+    explicit Editing(const fl::Bytes& document) : bytes_(asText(document)), text_(requireRichText(document)) {
         readXml(document, "the code", XmlEncoding::Utf8, handler_);
         const std::string_view start = bytes_.substr(0, text_.body.begin);
         const std::string declared = "xmlns:w=\"" + std::string(kWordNamespace) + "\"";

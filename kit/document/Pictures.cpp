@@ -2,6 +2,7 @@
 
 #include "fl/i18n/Conversion.hpp"
 #include "kit/document/Characters.hpp"
+#include "kit/document/StoredText.hpp"
 #include "opc/Exception.hpp"
 
 #include <algorithm>
@@ -13,8 +14,6 @@
 namespace flowbook::kit {
 
 namespace {
-
-std::string_view textOf(const fl::Bytes& bytes) { return {reinterpret_cast<const char*>(bytes.data()), bytes.size()}; }
 
 struct Kind {
     std::string_view extension;
@@ -151,10 +150,10 @@ std::string encodePercents(const fl::Bytes& bytes) {
 
 }  // namespace
 
-bool isDataUri(const fl::Bytes& content) { return startsWith(textOf(content), "data:"); }
+bool isDataUri(const fl::Bytes& content) { return startsWith(asText(content), "data:"); }
 
 DataUri readDataUri(const fl::Bytes& content, const std::string& where) {
-    const std::string_view uri = textOf(content);
+    const std::string_view uri = asText(content);
     const std::size_t comma = uri.find(',');
     DataUri result;
     result.header = uri.substr(0, comma);
@@ -171,7 +170,7 @@ std::string writeDataUri(const DataUri& uri) {
 }
 
 std::string toDataUri(const fl::Bytes& picture, const std::string& file) {
-    const Kind& kind = kindOf(textOf(picture), file);
+    const Kind& kind = kindOf(asText(picture), file);
     return writeDataUri({"data:" + std::string(kind.mimeType) + std::string(kBase64Mark), picture});
 }
 

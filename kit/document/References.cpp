@@ -1,5 +1,7 @@
 #include "kit/document/References.hpp"
 
+#include "kit/document/StoredText.hpp"
+
 #include <algorithm>
 
 namespace flowbook::kit {
@@ -69,7 +71,7 @@ private:
 bool isReference(const XmlName& name) { return name.ns == kTransitional || name.ns == kStrict; }
 
 std::vector<Reference> findReferences(const fl::Bytes& document, const std::string& where) {
-    ReferenceHandler handler({reinterpret_cast<const char*>(document.data()), document.size()});
+    ReferenceHandler handler(asText(document));
     readXml(document, where, XmlEncoding::Utf8, handler);
     return std::move(handler.found);
 }

@@ -2,6 +2,7 @@
 
 #include "fl/i18n/Conversion.hpp"
 #include "flowbook/FlowbookFilePackage.hpp"
+#include "kit/document/StoredText.hpp"
 #include "opc/Exception.hpp"
 
 namespace flowbook::kit {
@@ -40,7 +41,7 @@ bool holdsOnlyCode(const Document& document) {
         return false;
     }
     const fl::Bytes stored = document.storedCode();
-    const std::string_view text{reinterpret_cast<const char*>(stored.data()), stored.size()};
+    const std::string_view text = asText(stored);
     return countOf(text, "xmlns") == 1 && countOf(text, "xmlns:w=\"") == 1 && countOf(text, "<w:t") == 1 &&
            countOf(text, "<w:p>") == 1 && countOf(text, "<w:pStyle w:val=\"code\"/>") == 1;
 }
@@ -80,7 +81,7 @@ std::string outputText(const Document& document) {
         const auto part = document.package().getPart(opc::model::PartName(output.getTargetURI()));
         if (isText(fl::i18n::to_string(part.getContentType().toString()))) {
             const fl::Bytes content = contentOf(part);
-            appendLines(text, "", {reinterpret_cast<const char*>(content.data()), content.size()});
+            appendLines(text, "", asText(content));
         }
     }
     return text;

@@ -4,8 +4,14 @@
 #include "kit/document/XmlReader.hpp"
 
 #include <string>
+#include <string_view>
 
 namespace flowbook::kit {
+
+/// The same bytes, as functions for text take them. The view is valid as long as they are.
+inline std::string_view asText(const fl::Bytes& bytes) {
+    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
 
 /// Whether all bytes are well-formed UTF-8.
 bool isUtf8(const std::string& text);

@@ -285,7 +285,7 @@ std::vector<std::string> shownPictures(const fl::Bytes& document) {
 std::u16string guessCodeType(const fl::Bytes& document) {
     using opc::model::ContentType;
     ContentType type(FlowbookFilePackage::createEmptyDocumentPart().contentType);
-    const std::string_view text(reinterpret_cast<const char*>(document.data()), document.size());
+    const std::string_view text = asText(document);
     const bool isXml = startsWith(text, "<") || startsWith(text, "\xEF\xBB\xBF") || startsWith(text, "\xFE\xFF") ||
                        startsWith(text, "\xFF\xFE");
     const bool isText = isXml && (encodingOf(document) == XmlEncoding::Utf8 || isWellFormedXml(document));

@@ -3,6 +3,7 @@
 #include "fl/i18n/Conversion.hpp"
 #include "kit/document/Document.hpp"
 #include "kit/document/EntryNames.hpp"
+#include "kit/document/StoredText.hpp"
 #include "kit/package/FoundLists.hpp"
 #include "kit/package/Interleaved.hpp"
 #include "kit/package/SalvagedLinks.hpp"
@@ -183,8 +184,6 @@ private:
     std::vector<SetAside> setAside_;
     SalvagedPackage package_;
 };
-
-std::string_view asText(const fl::Bytes& bytes) { return {reinterpret_cast<const char*>(bytes.data()), bytes.size()}; }
 
 /// What a file was before it was transferred as text, which puts a carriage return before each line feed; nothing when
 /// there is a line feed without one.

@@ -2,6 +2,7 @@
 
 #include "fl/i18n/Conversion.hpp"
 #include "kit/document/Pictures.hpp"
+#include "kit/document/StoredText.hpp"
 #include "opc/Exception.hpp"
 
 #include <boost/json/parse.hpp>
@@ -162,7 +163,7 @@ std::string ManifestWriter::finish(const opc::model::Package& package) const {
 
 PackageContent packed(const fl::Bytes& manifest, const ReadFile& read) {
     try {
-        const json::value all = json::parse({reinterpret_cast<const char*>(manifest.data()), manifest.size()});
+        const json::value all = json::parse(asText(manifest));
         PackageContent content;
         content.relationships = recordsFrom(all.as_object().at("relationships"));
         for (const json::value& part : all.as_object().at("parts").as_array()) {
