@@ -147,7 +147,7 @@ std::vector<Match> LineSearch::findAll(std::string_view line) const {
     return all;
 }
 
-std::string LineSearch::replaced(std::string_view line, const std::string& rewrite, std::size_t& count) const {
+std::string LineSearch::replaced(std::string_view line, const std::string& rewrite) const {
     std::string result;
     std::vector<std::string_view> groups;
     std::size_t done = 0;
@@ -158,7 +158,6 @@ std::string LineSearch::replaced(std::string_view line, const std::string& rewri
             result += line.substr(done, begin - done);
             result += rewritten(rewrite, groups);
             done = end;
-            ++count;
         }
         from = begin == end ? end + 1 : end;
     }

@@ -51,8 +51,8 @@ public:
 
     /// The line with all matches replaced, but for empty ones.
     /// @param rewrite  text in which \1 to \9 stand for groups of the pattern, \0 for the match and two backslashes for
-    ///                 one; see requireRewrite(). @param count  is increased by the number of matches.
-    std::string replaced(std::string_view line, const std::string& rewrite, std::size_t& count) const;
+    ///                 one; see requireRewrite().
+    std::string replaced(std::string_view line, const std::string& rewrite) const;
 
     /// @throws Failure (usage) for a rewrite that names a group which the pattern does not have.
     void requireRewrite(const std::string& rewrite) const;

@@ -20,7 +20,43 @@ struct ReplaceOptions {
     std::string text;
 };
 
-/// The code with everything replaced that was found, and the lines that differ, in the form of diff(1).
+/// Lines that changed, each into one line, in the form of diff(1) without lines around them.
+class Difference {
+public:
+    void add(std::size_t number, std::string_view before, std::string_view after) {
+        if (number != first_ + count_) {
+            endHunk();
+            first_ = number;
+        }
+        ++count_;
+        removed_.append("-").append(before).append("\n");
+        added_.append("+").append(after).append("\n");
+    }
+
+    std::string take() {
+        endHunk();
+        return std::move(text_);
+    }
+
+private:
+    void endHunk() {
+        if (count_ != 0) {
+            const std::string lines = std::to_string(first_) + (count_ == 1 ? "" : "," + std::to_string(count_));
+            text_ += "@@ -" + lines + " +" + lines + " @@\n" + removed_ + added_;
+        }
+        count_ = 0;
+        removed_.clear();
+        added_.clear();
+    }
+
+    std::string text_;
+    std::size_t first_ = 0;
+    std::size_t count_ = 0;
+    std::string removed_;
+    std::string added_;
+};
+
+/// The code with everything replaced that was found, and the lines that differ.
 struct Replaced {
     std::string code;
     std::string difference;
@@ -28,13 +64,12 @@ struct Replaced {
 
 Replaced replaceIn(std::string_view code, const LineSearch& search, const std::string& rewrite) {
     Replaced result;
+    Difference difference;
     for (std::size_t number = 1; !code.empty(); ++number) {
         const std::string_view line = code.substr(0, code.find('\n'));
-        std::size_t count = 0;
-        const std::string changed = search.replaced(line, rewrite, count);
+        const std::string changed = search.replaced(line, rewrite);
         if (changed != line) {
-            const std::string place = std::to_string(number);
-            result.difference += "@@ -" + place + " +" + place + " @@\n-" + std::string(line) + "\n+" + changed + "\n";
+            difference.add(number, line, changed);
         }
         result.code += changed;
         code.remove_prefix(line.size());
@@ -43,6 +78,7 @@ Replaced replaceIn(std::string_view code, const LineSearch& search, const std::s
             code.remove_prefix(1);
         }
     }
+    result.difference = difference.take();
     return result;
 }
 

@@ -18,6 +18,16 @@ namespace {
 
 constexpr std::size_t kReportsPerThread = 32;
 
+/// A save waits for the disk, not for a core: of several saves that wait at once, the disk does a good part in one go.
+constexpr unsigned kSavesAtOnce = 8;
+
+unsigned cores() { return std::max(1U, std::thread::hardware_concurrency()); }
+
+/// How many inputs are worked on at once if the user does not say.
+unsigned defaultJobs(Input::Purpose purpose) {
+    return purpose == Input::Purpose::Read ? cores() : std::max(cores(), kSavesAtOnce);
+}
+
 /// The inputs of one command and what is done with them.
 class Run {
 public:
@@ -26,8 +36,8 @@ public:
         : console_(&console),
           names_(std::move(names)),
           json_(options.json),
-          threads_(std::max(1U, options.jobs != 0 ? options.jobs : std::thread::hardware_concurrency())),
-          jobs_(std::min<std::size_t>(threads_, names_.size())),
+          threads_(options.jobs != 0 ? options.jobs : cores()),
+          jobs_(std::min<std::size_t>(options.jobs != 0 ? options.jobs : defaultJobs(purpose), names_.size())),
           work_(&work),
           purpose_(purpose),
           isCareful_(json_ || (purpose != Input::Purpose::Read && names_.size() > 1)),
@@ -104,7 +114,7 @@ private:
             }
             input.emplace(name.path, purpose_);
             input->setNameInFolder(name.nameInFolder);
-            input->setThreads(threads_ / static_cast<unsigned>(jobs_));
+            input->setThreads(std::max(1U, threads_ / static_cast<unsigned>(jobs_)));
         });
         if (input) {
             report.attempt(&*input, [&] { (*work_)(*input, report); });
@@ -117,7 +127,7 @@ private:
     Console* console_;
     std::vector<InputName> names_;
     bool json_;
-    unsigned threads_;  ///< all that may be at work
+    unsigned threads_;  ///< how many may work on the parts of the inputs
     std::size_t jobs_;  ///< the inputs that are worked on at once
     const Work* work_;
     Input::Purpose purpose_;

@@ -20,7 +20,7 @@ struct InputOptions {
     std::vector<std::string> files;
     std::vector<std::string> filesFrom;
     bool separatedByNul = false;
-    unsigned jobs = 0;  ///< 0: as many as the machine has cores
+    unsigned jobs = 0;  ///< 0: as many as the machine has cores, or more where files are saved
     bool allowEmpty = false;
     bool json = false;
     std::string separator;  ///< stands between what is printed for two inputs

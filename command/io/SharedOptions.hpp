@@ -13,7 +13,7 @@ namespace flowbook::tool {
 template <auto... Members>
 constexpr Option kJobs = option<Members..., &InputOptions::jobs>("--jobs", 'j', "N",
                                                                  "How many files, or parts of one, to work on at once")
-                             .defaultsTo("one for each core")
+                             .defaultsTo("one for each core; at least 8 where files are changed")
                              .in(OptionGroup::Inputs);
 
 /// --allow-empty, into an InputOptions.

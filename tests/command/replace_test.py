@@ -13,7 +13,7 @@ CASES = [
     Case("replace a \\1 plain.tqx", 2, err="invalid replacement '\\1': "),
     Case("replace none x plain.tqx", 0),
     Case("replace (\\w)\\s= <\\1>= plain.tqx --dry-run", 0,
-         "--- plain.tqx\n+++ plain.tqx\n@@ -1 +1 @@\n-a = 1;\n+<a>= 1;\n@@ -2 +2 @@\n-b = 2;\n+<b>= 2;\n"),
+         "--- plain.tqx\n+++ plain.tqx\n@@ -1,2 +1,2 @@\n-a = 1;\n-b = 2;\n+<a>= 1;\n+<b>= 2;\n"),
 ]
 
 
