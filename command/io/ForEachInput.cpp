@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <condition_variable>
+#include <filesystem>
 #include <mutex>
 #include <optional>
 #include <set>
@@ -21,12 +23,56 @@ constexpr std::size_t kReportsPerThread = 32;
 /// A save waits for the disk, not for a core: of several saves that wait at once, the disk does a good part in one go.
 constexpr unsigned kSavesAtOnce = 8;
 
+/// A file of more bytes than this costs memory, and more work than waiting: of these there is one for each core.
+constexpr std::uintmax_t kLargeFile = std::uintmax_t{1} << 20U;
+
 unsigned cores() { return std::max(1U, std::thread::hardware_concurrency()); }
 
 /// How many inputs are worked on at once if the user does not say.
 unsigned defaultJobs(Input::Purpose purpose) {
     return purpose == Input::Purpose::Read ? cores() : std::max(cores(), kSavesAtOnce);
 }
+
+/// Lets large files wait until one of a number of places is free.
+class LargeFiles {
+public:
+    explicit LargeFiles(unsigned places) : free_(places) {}
+
+    /// Holds a place until it is destroyed, if the file is large.
+    class Place {
+    public:
+        Place(LargeFiles& all, const std::string& path) : all_(isLarge(path) ? &all : nullptr) {
+            if (all_ != nullptr) {
+                std::unique_lock<std::mutex> lock(all_->mutex_);
+                all_->freed_.wait(lock, [this] { return all_->free_ != 0; });
+                --all_->free_;
+            }
+        }
+        ~Place() {
+            if (all_ != nullptr) {
+                const std::lock_guard<std::mutex> lock(all_->mutex_);
+                ++all_->free_;
+                all_->freed_.notify_one();
+            }
+        }
+        Place(const Place&) = delete;
+        Place& operator=(const Place&) = delete;
+
+    private:
+        static bool isLarge(const std::string& path) {
+            std::error_code unknown;
+            const std::uintmax_t size = std::filesystem::file_size(path, unknown);
+            return !unknown && size > kLargeFile;
+        }
+
+        LargeFiles* all_;
+    };
+
+private:
+    std::mutex mutex_;
+    std::condition_variable freed_;
+    unsigned free_;
+};
 
 /// The inputs of one command and what is done with them.
 class Run {
@@ -38,6 +84,7 @@ public:
           json_(options.json),
           threads_(options.jobs != 0 ? options.jobs : cores()),
           jobs_(std::min<std::size_t>(options.jobs != 0 ? options.jobs : defaultJobs(purpose), names_.size())),
+          largeFiles_(threads_),
           work_(&work),
           purpose_(purpose),
           isCareful_(json_ || (purpose != Input::Purpose::Read && names_.size() > 1)),
@@ -107,6 +154,7 @@ private:
     }
 
     void workOn(const InputName& name, Report& report) {
+        const LargeFiles::Place place(largeFiles_, name.path);
         std::optional<Input> input;
         report.attempt(nullptr, [&] {
             if (name.problem) {
@@ -129,6 +177,7 @@ private:
     bool json_;
     unsigned threads_;  ///< how many may work on the parts of the inputs
     std::size_t jobs_;  ///< the inputs that are worked on at once
+    LargeFiles largeFiles_;
     const Work* work_;
     Input::Purpose purpose_;
     bool isCareful_;  ///< whether a signal waits for what is being done
