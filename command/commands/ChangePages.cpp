@@ -96,7 +96,7 @@ std::vector<GitChange> parseChanges(const std::string& output) {
         // ":100644 100644 <old id> <new id> M", then one path, or two of a file that was renamed or copied.
         const std::vector<std::string> head = fieldsOf(fields[at].substr(1) + " ", ' ');
         if (head.size() != 5 || head[4].empty()) {
-            throw Failure(ExitCode::InputOutput, "git tells a change in a way that is not known: " + fields[at]);
+            throw Failure(ExitCode::InputOutput, "git reports a change in a way that is not known: " + fields[at]);
         }
         const char kind = head[4].front();
         const bool hasTwoPaths = (kind == 'R' || kind == 'C') && at + 2 < fields.size();

@@ -59,7 +59,7 @@ constexpr std::string_view kAboutCheck =
     "Prints a line for each thing that reading would refuse, or lets pass: file, part, place, severity, "
     "what it is, and the name of its kind. Ends with 0 when nothing is found, with 1 for warnings, with 4 "
     "when reading would refuse something, and with 6 when something is beyond a limit.\n\n"
-    "With --format=sarif one JSON text tells all findings in the form that code review systems read "
+    "With --format=sarif one JSON text has all findings in the form that code review systems read "
     "(SARIF 2.1.0); its paths are those that were named.\n\n"
     "These are the kinds of findings. Their names stay what they are from version to version.";
 

@@ -1,5 +1,6 @@
 #include "commands/DelayedFiles.hpp"
 
+#include "kit/document/HelperThreads.hpp"
 #include "kit/package/GitForm.hpp"
 
 #include <algorithm>
@@ -8,7 +9,6 @@
 #include <map>
 #include <mutex>
 #include <new>
-#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -33,9 +33,6 @@ public:
             isOver_ = true;
         }
         changed_.notify_all();
-        for (std::thread& helper : helpers_) {
-            helper.join();
-        }
     }
 
     bool take(const std::string& path, fl::Bytes& content) {
@@ -78,15 +75,8 @@ private:
     static std::size_t sizeOf(const Result& result) { return result.content ? result.content->size() : 0; }
 
     bool hasHelpers() {
-        const unsigned wanted = std::min(std::thread::hardware_concurrency(), kMaxHelpers + 1);
-        try {
-            while (helpers_.size() + 1 < wanted) {
-                helpers_.emplace_back([this] { work(); });
-            }
-        } catch (const std::system_error&) {
-            // The system starts no more threads; those that there are do the work.
-        }
-        return !helpers_.empty();
+        const unsigned wanted = std::min(std::max(std::thread::hardware_concurrency(), 1U) - 1, kMaxHelpers);
+        return helpers_.start(wanted, [this] { work(); }) != 0;
     }
 
     void work() {
@@ -131,7 +121,7 @@ private:
     std::size_t unnamed_ = 0;             ///< how many were taken and not named as ready
     std::size_t held_ = 0;                ///< bytes
     bool isOver_ = false;
-    std::vector<std::thread> helpers_;
+    kit::HelperThreads helpers_;
 };
 
 DelayedFiles::DelayedFiles() : state_(std::make_unique<State>()) {}

@@ -176,7 +176,7 @@ constexpr char kDiffDescription[] =
     "for each flowbook that changed in a range of commits, or from a commit to the working tree, and an index of "
     "them; the FILEs are then paths, as 'git diff' takes them. A merge given as COMMIT^! is compared with its first "
     "parent. Pages that would not change are left as they are, those of earlier runs that show no change of this one "
-    "are named, or removed with --prune, and the exit code is 0 whatever has changed.";
+    "are named, or removed with --prune, and the exit code is 0 for any change.";
 
 constexpr char kDiffExamples[] = "flowbook diff old.tqx new.tqx\n"
                                  "flowbook diff yesterday today\n"

@@ -28,7 +28,7 @@ std::string textOrFault(const std::string& file, bool outputs) {
     try {
         return textOf(file, outputs);
     } catch (const std::exception& failure) {
-        return "[damaged: " + kit::printable(failure.what()) + "]\n";
+        return "[damaged: " + kit::withoutControls(failure.what()) + "]\n";
     }
 }
 
@@ -77,7 +77,7 @@ constexpr char kGitDescription[] =
     "setup has git(1) compare and merge flowbooks by this command, in this repository or, with --global, "
     "in all of yours; it prints every line that it writes. Once more, it renews what an earlier version "
     "wrote. --undo takes it back, puts back what the user had before, and removes the texts that git cached. "
-    "--check tells what is missing, and ends with 1 if anything is.\n\n"
+    "--check reports what is missing, and ends with 1 if anything is.\n\n"
     "With --filter, git keeps flowbooks stored instead of deflated, so that versions share what stayed the "
     "same; files in the working tree are deflated as ever. With --strip-outputs as well, outputs stay out of "
     "the history. With --hook, 'git commit' checks the flowbooks that are staged.\n\n"
@@ -97,7 +97,7 @@ constexpr auto kGitOptions = optionTable(
         .excludes("--local --hook"),
     flag<&GitOptions::local>("--local", '\0', "Set up this repository").defaultsTo("the default"),
     flag<&GitOptions::undo>("--undo", '\0', "Take back what setup wrote").excludes("--check"),
-    flag<&GitOptions::check>("--check", '\0', "Tell what setup would have to write"),
+    flag<&GitOptions::check>("--check", '\0', "Report what setup would have to write"),
     flag<&GitOptions::setup, &GitSetup::filter>("--filter", '\0', "Keep flowbooks stored in the history"),
     flag<&GitOptions::setup, &GitSetup::stripOutputs>("--strip-outputs", '\0', "Leave outputs out of the history"),
     flag<&GitOptions::setup, &GitSetup::hook>("--hook", '\0', "Check what is staged before each commit"),

@@ -29,7 +29,7 @@ std::vector<std::string> stagedFlowbooks() {
 std::vector<kit::Finding> checkStaged(const std::string& name) {
     Answer staged = askProgram({"git", "cat-file", "blob", ":0:" + name});
     if (staged.code != 0) {
-        throw Failure(ExitCode::InputOutput, name, "git cannot tell what is staged of it");
+        throw Failure(ExitCode::InputOutput, name, "git cannot say what is staged of it");
     }
     const std::u16string memoryName = u"flowbook";
     const auto memory = std::make_shared<foundation::storage::vfs::MemoryStorage>();

@@ -48,7 +48,7 @@ constexpr Trait kTraits[] = {{"diff.flowbook.textconv", " git textconv", nullptr
                              {"filter.flowbook.process", " git filter", nullptr},
                              {"filter.flowbook.required", nullptr, "filter.flowbook.process"}};
 
-/// Nothing when git does not answer; why it does not is told in other words.
+/// @returns nothing when git fails; its own message is dropped, as the callers have a better one.
 std::optional<std::string> askGit(std::vector<std::string> arguments) {
     const std::vector<std::string> silently{"sh", "-c", "exec git \"$@\" 2>/dev/null", "flowbook"};
     arguments.insert(arguments.begin(), silently.begin(), silently.end());
@@ -157,7 +157,7 @@ std::string ownCommand(Console& console) {
         return "flowbook";
     }
     const std::string own = std::filesystem::read_symlink("/proc/self/exe").string();
-    console.say("'flowbook' is not on the path, so git is told to call " + printable(own));
+    console.say("'flowbook' is not on the path, so git will call " + printable(own));
     return quoted(own);
 }
 

@@ -77,6 +77,22 @@ bool showFolders(const std::filesystem::path& local, const std::filesystem::path
     return !std::all_of(all.begin(), all.end(), isFlowbookName);
 }
 
+/// Keeps the merged text when it cannot be saved, as it may be the work of hours.
+void saveMerged(const Input& merged, const CodeEditing& editing, const std::string& text, TemporaryFolder& folder) {
+    const Bytes edited = readBytes(text, std::numeric_limits<std::uint64_t>::max());
+    try {
+        editing.save(edited, text);
+    } catch (const Interrupted&) {
+        folder.keep();
+        throw;
+    } catch (const std::exception&) {
+        folder.keep();
+        const Diagnosis diagnosis = diagnose();
+        throw Failure(diagnosis.code, merged.argument(),
+                      merged.inWords(diagnosis.message) + "; the merged text is kept in " + text);
+    }
+}
+
 }  // namespace
 
 void runMergeTool(Console& console, const MergeFiles& files) {
@@ -98,18 +114,7 @@ void runMergeTool(Console& console, const MergeFiles& files) {
     if (runOwnTool(texts) != 0) {
         throw Failure(ExitCode::NegativeFinding, files.merged, "the merge tool did not end well; nothing is changed");
     }
-    const Bytes edited = readBytes(texts.merged, std::numeric_limits<std::uint64_t>::max());
-    try {
-        editing.save(edited, texts.merged);
-    } catch (const Interrupted&) {
-        folder.keep();
-        throw;
-    } catch (const std::exception&) {
-        folder.keep();
-        const Diagnosis diagnosis = diagnose();
-        throw Failure(diagnosis.code, files.merged,
-                      merged.inWords(diagnosis.message) + "; the merged text is kept in " + texts.merged);
-    }
+    saveMerged(merged, editing, texts.merged, folder);
 }
 
 void runDiffTool(Console& console, const std::string& local, const std::string& remote, const std::string& merged) {

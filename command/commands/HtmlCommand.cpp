@@ -45,7 +45,7 @@ constexpr char kHtmlDescription[] =
     "lines, pictures, stored outputs as results, and, folded, outputs as they are stored, parts and relationships. "
     "The lines of code are "
     "numbered as 'flowbook cat' prints them and can be linked to (#L12). A damaged file gets a page that "
-    "says what is wrong and shows what 'flowbook repair' could save of it, and of encrypted code the page tells size "
+    "says what is wrong and shows what 'flowbook repair' could save of it, and of encrypted code the page gives size "
     "and digest.\n\n"
     "With -d each flowbook gets a page of its own, listed in index.html with those that the folder has "
     "already. Names of pages are made of the canonical paths of the flowbooks, and stay when flowbooks and pages "

@@ -24,11 +24,11 @@ struct FileInfo {
 
 /// One fault may be that of several properties.
 void tellFaults(const std::vector<kit::Property>& properties, const Input& input, Report& report) {
-    const std::string* told = nullptr;
+    const std::string* last = nullptr;
     for (const kit::Property& property : properties) {
-        if (!property.fault.empty() && (told == nullptr || *told != property.fault)) {
+        if (!property.fault.empty() && (last == nullptr || *last != property.fault)) {
             report.attempt(&input, [&] { throw failureOf(property); });
-            told = &property.fault;
+            last = &property.fault;
         }
     }
 }

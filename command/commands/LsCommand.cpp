@@ -154,7 +154,7 @@ void list(Console& console, LsOptions& options) {
 constexpr char kLsDescription[] =
     "Prints a line for each flowbook: the form of its code (plain, rich, encrypted, none), or 'damaged' or 'limit' "
     "where something cannot be read, and its name; "
-    "with -l also the size in bytes, the number of lines of code, the time of the last change that the flowbook tells, "
+    "with -l also the size in bytes, the number of lines of code, the time of the last change that the flowbook has, "
     "and the title. What is not known is '-'. Sizes, lines and times are sorted with the largest and latest first. "
     "Records of --json come in the order of the inputs.";
 

@@ -84,7 +84,7 @@ private:
     std::optional<kit::Document> document_;
 };
 
-/// What git calls the version that is being merged: a merge tells it by the name of a variable that ends in the digest
+/// What git calls the version that is being merged: a merge passes it in a variable whose name that ends in the digest
 /// of the commit, and any command by the words for the log of references, such as "merge topic".
 std::optional<std::string> theirsOfGit() {
     constexpr std::string_view kHead = "GITHEAD_";

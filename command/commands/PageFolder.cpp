@@ -56,13 +56,13 @@ void dropPage(Console& console, SafeFolder& folder, const std::string& path, con
               const std::string& reason, bool prune, bool replace) {
     const std::optional<Bytes> page = folder.read(name, SIZE_MAX);
     const bool isChanged = page && !replace && !kit::markOf(kit::asText(*page)).value_or(kit::PageMark{}).isUnchanged;
-    const std::string told = path + "/" + name + ": " + reason;
+    const std::string words = path + "/" + name + ": " + reason;
     if (prune && !isChanged) {
         folder.remove(name);
     } else if (prune) {
-        console.say(told + ", but it was changed since it was made; --force removes it too");
+        console.say(words + ", but it was changed since it was made; --force removes it too");
     } else {
-        console.say(told + "; --prune removes the page");
+        console.say(words + "; --prune removes the page");
     }
 }
 

@@ -24,7 +24,7 @@ std::optional<Diagnosis> whyCodeIsLost(const kit::Document& document) {
     }
 }
 
-/// The page of what is left of a file, or else one that tells why there is nothing to show.
+/// The page of what is left of a file, or else one that says why there is nothing to show.
 kit::Page damagedPageOf(const Input& input, const Diagnosis& diagnosis, const kit::PageOptions& options) {
     const bool isOfLimit = diagnosis.code == ExitCode::LimitExceeded;
     const auto saved =

@@ -127,7 +127,7 @@ private:
         }
     }
 
-    /// Of several files only what is not as it was is told.
+    /// Of several files only what is not as it was is reported.
     void tell(const Input& input, Report& report, const kit::Salvaged& salvaged, bool isWhole) const {
         const std::string file = areSeveral_ ? input.argument() + ": " : "";
         if (!options_->quiet && !(areSeveral_ && isWhole)) {
@@ -172,15 +172,15 @@ void repairAll(Console& console, RepairOptions& options) {
 }
 
 constexpr char kRepairDescription[] =
-    "Takes what is whole of a damaged file into a new one. Where the index of the file is whole, it tells what there "
+    "Takes what is whole of a damaged file into a new one. Where the index of the file is whole, it says what there "
     "was; elsewhere entries are looked for. Content types and relationships that are gone are made anew from names, "
     "which is a guess; what is left of a damaged part goes below /damaged/, as does code or a list of properties whose "
     "XML is damaged; what is of another file that was joined to this one, or has the name of another entry, goes below "
     "/renamed/. Carriage returns that a transfer as text put before line feeds are removed. A file in which nothing is "
-    "damaged stays as it is, byte for byte. Standard error tells what was saved and what was not.\n\n"
+    "damaged stays as it is, byte for byte. Standard error has what was saved and what was not.\n\n"
     "With -d each file gets a result of its own name, and those of a folder keep their places below it. With "
     "--in-place only files in which something is damaged are replaced, and each is kept as it was under its name with "
-    "'.damaged' behind it. Of several files only what is damaged is told.\n\n"
+    "'.damaged' behind it. Of several files only what is damaged is reported.\n\n"
     "Ends with 0 when all is as it was, with 1 when something is lost or made anew, with 4 when nothing can be saved, "
     "with 6 when what was found is more than the limits permit: what fits is saved.";
 

@@ -30,7 +30,7 @@ auto readAsDeclared(const Input& input, Read read) {
             result = read(document);
         }
     } catch (const std::exception&) {
-        result.reset();  // The reader's failure is the one to tell.
+        result.reset();  // The reader's failure is the one to report.
     }
     return result;
 }

@@ -2,6 +2,7 @@
 
 #include "io/Interruption.hpp"
 #include "io/OrderedReports.hpp"
+#include "kit/document/HelperThreads.hpp"
 #include "terminal/Failure.hpp"
 
 #include <algorithm>
@@ -11,7 +12,6 @@
 #include <mutex>
 #include <optional>
 #include <set>
-#include <system_error>
 #include <thread>
 
 namespace flowbook::tool {
@@ -97,19 +97,10 @@ public:
             whole.emplace();
         }
         console_->progress().start(names_.size());
-        std::vector<std::thread> helpers;
-        helpers.reserve(jobs_);
-        try {
-            while (helpers.size() + 1 < jobs_) {
-                helpers.emplace_back([this] { workOnAll(); });
-            }
-        } catch (const std::system_error&) {
-            // No more threads may be started, as in containers: those that there are do the work.
-        }
+        kit::HelperThreads helpers;
+        helpers.start(std::max<std::size_t>(jobs_, 1) - 1, [this] { workOnAll(); });
         workOnAll();
-        for (std::thread& helper : helpers) {
-            helper.join();
-        }
+        helpers.join();
         reports_.summarize(names_.size());
         if (isCareful_ && Interruption::hasCome()) {
             tellInterrupted();
@@ -135,6 +126,9 @@ private:
             reports_.stop();
             const std::lock_guard<std::mutex> lock(mutex_);
             undone_.insert(index);
+        } catch (...) {
+            reports_.stop();  // Others would wait for the report of this one.
+            throw;
         }
     }
 

@@ -158,7 +158,7 @@ void printOverview(Sink& out, const CommandList& commands) {
         out.line(line + std::string(command->summary));
     }
     out.line("");
-    out.line("'flowbook help COMMAND' or 'flowbook COMMAND --help' tells what one takes, and");
+    out.line("'flowbook help COMMAND' or 'flowbook COMMAND --help' explains a command, and");
     out.line("'flowbook --version' which version this is. '-' names standard input or output.");
     out.line("");
     printWrapped(out, "", kExitCodes, 0);

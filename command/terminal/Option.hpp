@@ -24,7 +24,7 @@ struct Option {
     char letter = '\0';         ///< 'f' for -f; '\0' for none
     std::string_view value;     ///< what help calls the argument; "text|xml" are the only ones allowed; empty: a flag
     std::string_view help;      ///< one sentence without its full stop
-    std::string_view standard;  ///< what holds when the option is not given; empty where that needs no telling
+    std::string_view standard;  ///< what holds when the option is not given; empty where that is obvious
     std::string_view details;   ///< more sentences, for the man page
     std::string_view without;   ///< the names of options that may not be given as well, separated by blanks
     std::string_view with;      ///< the name of an option that has to be given as well

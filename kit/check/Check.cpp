@@ -1,3 +1,5 @@
+// Looks for all that is wrong, not for the first fault: each check stands alone, and what one of them throws becomes a
+// finding. A fault that several checks meet is reported by the one that knows most about it; the others pass it over.
 #include "kit/check/Check.hpp"
 
 #include "fl/i18n/Conversion.hpp"
@@ -82,6 +84,7 @@ private:
         try {
             work();
         } catch (const opc::Exception& failure) {
+            // A relationship that leads to a missing part is NotFound too, but says nothing about the file itself.
             if (isOfFile(failure.kind()) && id != std::string_view("relationships.malformed")) {
                 throw;
             }
@@ -161,6 +164,7 @@ private:
         }
         attempt("picture.malformed", name, [&] {
             const std::string header = readDataUri(content, document.where(part)).header;
+            // The header is "data:TYPE;base64"; readers go by one of the two types, so they have to agree.
             const std::string type = header.substr(5, header.find(';') - 5);
             if (fold(type) != to_string(part.getContentType().getMediaType())) {
                 add(Severity::Warning, "picture.type", name, "",
@@ -185,6 +189,7 @@ private:
 
     void addDangling(const PackageTree::Row& row) {
         const bool isOfCode = row.source == "/" && row.relationship.getType() == documentRelationshipType();
+        // Without the document part there is no code; any other part is missed only by what refers to it.
         add(isOfCode ? Severity::Error : Severity::Warning, "relationship.dangling", std::string(row.source),
             to_string(row.relationship.getID()), "leads to no part: " + to_string(row.relationship.getTarget()));
     }
@@ -208,7 +213,7 @@ private:
         try {
             checkCodePart(document, document.codePart());
         } catch (const opc::Exception&) {
-            // A dangling relationship, which was told already.
+            // A dangling relationship, which was reported already.
         }
     }
 
@@ -228,11 +233,12 @@ private:
         try {
             checkReferences(document, *part);
         } catch (const opc::Exception&) {
-            // Code or relationships that cannot be read were told already.
+            // Code or relationships that cannot be read were reported already.
         }
     }
 
     /// Each conflict by its first marker, or by its last one where that is all that is left.
+    /// Code may hold such lines on its own, so this is a warning.
     void checkMarkers(const std::string& part, const std::string& code) {
         bool isOpen = false;
         std::istringstream lines(code);
@@ -268,6 +274,7 @@ private:
     }
 
     void checkCharacters(const std::string& part, const std::u16string& code) {
+        // Reading lets these characters pass, and the next save replaces them, so a round trip changes the code.
         const std::u16string saved = FlowbookFileUtils::encodeControlCharacters(code);
         std::size_t line = 1;
         std::size_t lineStart = 0;

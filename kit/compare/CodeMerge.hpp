@@ -13,12 +13,12 @@ namespace flowbook::kit {
 /// A document part whose code is plain or rich.
 struct CodeText {
     bool isPlain = false;
-    fl::Bytes document;  ///< UTF-8, whatever the part is in
+    fl::Bytes document;  ///< UTF-8, also for a part in another encoding
     std::vector<Reference> references;
     std::map<std::string, std::size_t> things;  ///< what each id leads to, by a number that all versions share
 };
 
-/// A document in which a mark stands for each reference, so that it is the same whatever the ids are.
+/// A document in which a mark stands for each reference, so that it does not depend on the ids.
 std::string marked(const CodeText& text);
 
 /// The numbers of the things that a marked document refers to, each once, in the order of their first mention.

@@ -229,6 +229,26 @@ std::set<std::string> partsReachedIn(const Package& package) {
     return reached;
 }
 
+/// The conflicts that a merge left as a part of theirs beside ours, by the name of theirs, so that they come in a fixed
+/// order.
+std::map<std::string, OpenConflict> partsOfBoth(const Package& package) {
+    using Kind = OpenConflict::Kind;
+    const std::optional<Part> code = codePartIn(package);
+    std::map<std::string, OpenConflict> parts;
+    for (const Part& part : package.getParts()) {
+        const std::string& theirs = part.getName().ascii();
+        const auto name = besideWhat(theirs);
+        if (startsWith(theirs, std::string(kTheirOutputs) + "/")) {
+            const std::string ours = theirs.substr(std::string_view(kTheirOutputs).size());
+            parts.emplace(theirs, OpenConflict{Kind::Outputs, ours, std::nullopt, theirs});
+        } else if (name && package.hasPart(partNamed(*name))) {
+            const bool isCode = code && code->getName() == partNamed(*name);
+            parts.emplace(theirs, OpenConflict{isCode ? Kind::Code : Kind::Part, *name, std::nullopt, theirs});
+        }
+    }
+    return parts;
+}
+
 bool hasMarkers(const Document& document) {
     if (document.form() == CodeForm::Encrypted || document.form() == CodeForm::None) {
         return false;
@@ -263,20 +283,7 @@ std::vector<OpenConflict> openBesideMarkers(const Document& document) {
         open.push_back(
             {Kind::Property, std::string(each.key()), textAt(each.value(), "ours"), textAt(each.value(), "theirs")});
     }
-    const std::optional<Part> code = codePartIn(package);
-    std::map<std::string, OpenConflict> parts;
-    for (const Part& part : package.getParts()) {
-        const std::string& theirs = part.getName().ascii();
-        const auto name = besideWhat(theirs);
-        if (startsWith(theirs, std::string(kTheirOutputs) + "/")) {
-            const std::string ours = theirs.substr(std::string_view(kTheirOutputs).size());
-            parts.emplace(theirs, OpenConflict{Kind::Outputs, ours, std::nullopt, theirs});
-        } else if (name && package.hasPart(partNamed(*name))) {
-            const bool isCode = code && code->getName() == partNamed(*name);
-            parts.emplace(theirs, OpenConflict{isCode ? Kind::Code : Kind::Part, *name, std::nullopt, theirs});
-        }
-    }
-    for (auto& [theirs, conflict] : parts) {
+    for (auto& [theirs, conflict] : partsOfBoth(package)) {
         open.push_back(std::move(conflict));
     }
     for (const auto& each : readList(package, kKeptParts)) {

@@ -163,6 +163,14 @@ void addRoles(const Version& version, Roles& roles) {
     }
 }
 
+std::vector<const Link*> pointersTo(const std::vector<Link>& links) {
+    std::vector<const Link*> pointers;
+    for (const Link& link : links) {
+        pointers.push_back(&link);
+    }
+    return pointers;
+}
+
 /// Pictures that both sides added under one name are two, unless they are the same.
 std::vector<LinkTrio> withoutFalsePairs(std::vector<LinkTrio> trios) {
     std::vector<LinkTrio> added;
@@ -180,14 +188,10 @@ std::vector<LinkTrio> withoutFalsePairs(std::vector<LinkTrio> trios) {
 
 std::vector<std::pair<Role, LinkTrio>> matchPackageLinks(const Version& base, const Version& ours,
                                                          const Version& theirs) {
-    LinkLists lists;
+    const LinkLists lists{pointersTo(base.links()), pointersTo(ours.links()), pointersTo(theirs.links())};
     Roles roles;
-    const Version* const versions[] = {&base, &ours, &theirs};
-    for (std::size_t i = 0; i < lists.size(); ++i) {
-        addRoles(*versions[i], roles);
-        for (const Link& link : versions[i]->links()) {
-            lists[i].push_back(&link);
-        }
+    for (const Version* version : {&base, &ours, &theirs}) {
+        addRoles(*version, roles);
     }
     const auto roleIn = [&](const Link& link) {
         const auto found = roles.find(&link);
@@ -222,13 +226,7 @@ std::vector<LinkTrio> matchById(const LinkLists& lists) {
 }
 
 std::vector<const Link*> linksOf(const Node* node) {
-    std::vector<const Link*> links;
-    if (node != nullptr) {
-        for (const Link& link : node->links) {
-            links.push_back(&link);
-        }
-    }
-    return links;
+    return node == nullptr ? std::vector<const Link*>() : pointersTo(node->links);
 }
 
 bool isPicture(const Link& link) { return link.target != nullptr && link.target->contentType.rfind(u"image/", 0) == 0; }

@@ -1,3 +1,6 @@
+// The order of a merge, and its relationships. A merge decides first and writes last: names and ids are given when all
+// parts of the result are known, as only then it is clear which of them clash. Code comes before outputs, because
+// outputs follow the side whose code was taken.
 #include "fl/i18n/Conversion.hpp"
 #include "kit/compare/Conflicts.hpp"
 #include "kit/compare/Merger.hpp"
@@ -58,6 +61,7 @@ void Merger::decide(const LinkTrio& trio, std::vector<MergedLink>& links) {
         }
     } else if (trio[kOurs] == nullptr || trio[kTheirs] == nullptr) {
         settleDeletion(trio, links);
+        // Both lead to a part: the relationship stays, and the contents of the parts are merged.
     } else if (trio[kOurs]->target != nullptr && trio[kTheirs]->target != nullptr) {
         addLink(trio, kOurs, links);
     } else {
@@ -80,6 +84,7 @@ std::size_t Merger::writingVersion(const LinkTrio& trio, std::size_t side) {
     if (trio[other] == nullptr || trio[other]->leadsTo != trio[side]->leadsTo) {
         return side;
     }
+    // Of two ways to write the same, the one that a side has changed counts, as its other files may use it.
     const auto written = [](const Link& link) { return std::tie(link.record.id, link.record.target); };
     const bool isOld = trio[kBase] != nullptr && written(*trio[kBase]) == written(*trio[kOurs]);
     return isOld ? kTheirs : kOurs;

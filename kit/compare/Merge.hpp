@@ -46,7 +46,7 @@ struct MergeResult {
 };
 
 /// Merges three versions of a flowbook. What is compared is what they show: a reference in rich code counts as what it
-/// leads to, whatever its id and the part are called, and in the result it leads there again, under a fresh id or part
+/// leads to, under any id and part name, and in the result it leads there again, under a fresh id or part
 /// name where both sides use one for different things. Code is merged by paragraph and by line, properties one by one,
 /// every other relationship together with its part. Where both sides changed the same, the code has both between
 /// markers, and of anything else ours is kept, unless the favour decides: a part of theirs is added beside it as

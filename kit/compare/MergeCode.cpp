@@ -1,3 +1,6 @@
+// Code and outputs. Before the three texts are merged, each reference in them is replaced by the number of the thing
+// that it leads to: an id is chosen anew by any program that saves, so two texts that differ in ids alone would be in
+// conflict, and one id may stand for two pictures.
 #include "fl/i18n/Conversion.hpp"
 #include "kit/compare/Conflicts.hpp"
 #include "kit/compare/Merger.hpp"
@@ -62,7 +65,8 @@ public:
     }
 
 private:
-    /// Links of one id that lead to the same are one thing; then those that lead to the same, in their order.
+    /// Two versions may have several links to one content, such as a picture that is shown twice. Those that kept their
+    /// id belong together for certain; the others are paired in the order in which they stand.
     void add(std::size_t version, const std::vector<Link>& links) {
         std::vector<const Link*> left;
         for (const Link& link : links) {
@@ -114,6 +118,7 @@ void Merger::mergeOutputs(const LinkTrio& trio) {
         note(trio, "dropped, as both sides made them anew");
         return;
     }
+    // Merged code is the code of neither side, so its outputs are out of date whichever are kept.
     const bool isOfNeither = rule == Outputs::OfCode && !codeSide_;
     std::size_t side = rule == Outputs::Theirs || (rule == Outputs::OfCode && codeSide_ == kTheirs) ? kTheirs : kOurs;
     if (trio[side] == nullptr && rule == Outputs::OfCode) {
@@ -173,6 +178,7 @@ void Merger::mergeCodeLink(const LinkTrio& trio) {
     addLink(trio, trio[kOurs] != nullptr ? kOurs : kTheirs, result_.links());
 }
 
+/// Falls back to whole documents where one version is encrypted or malformed, as its paragraphs are not known.
 void Merger::planCode(const Trio& code) {
     Texts texts;
     bool isText = true;
@@ -230,6 +236,7 @@ bool Merger::planText(const Trio& code, Texts& texts) {
 }
 
 fl::Bytes Merger::asStored(const Trio& code, const Texts& texts, fl::Bytes document) {
+    // A side whose words were taken unchanged keeps its bytes: git then sees that nothing but its own change was made.
     std::array<std::optional<fl::Bytes>, 3> stored;
     for (std::size_t i = 0; i < stored.size(); ++i) {
         if (texts[i] && texts[i]->document == document) {
@@ -261,13 +268,13 @@ std::vector<std::string> Merger::linkThings(const Things& things, const Texts& t
         }
     }
     // Ours come first, so that they keep their ids.
-    std::stable_sort(linked.begin(), linked.end(), [&](std::size_t a, std::size_t b) {
-        return (things.at(a)[kOurs] != nullptr) > (things.at(b)[kOurs] != nullptr);
-    });
+    std::stable_partition(linked.begin(), linked.end(),
+                          [&](std::size_t thing) { return things.at(thing)[kOurs] != nullptr; });
     for (const std::size_t thing : linked) {
         addLink(things.at(thing), things.at(thing)[kOurs] != nullptr ? kOurs : kTheirs, links);
     }
     linkRest(used, texts, links);
+    // The text between markers may be removed, and with it the only reference; the part must not be lost with it.
     for (const std::size_t thing : isOpen ? linked : std::vector<std::size_t>()) {
         linkHanging(things.at(thing), texts, links);
     }
@@ -318,6 +325,7 @@ void Merger::linkRest(const std::set<const Link*>& used, const Texts& texts, std
     }
     for (LinkTrio trio : matchLinks(rest)) {
         const auto hangs = [&](std::size_t i) { return trio[i] != nullptr && referred.count(trio[i]) == 0; };
+        // A side whose text refers to the thing, in a text that the merge left out, does not count as having it.
         const std::size_t lost = hangs(kOurs) ? kTheirs : kOurs;
         if (!hangs(kOurs) && !hangs(kTheirs)) {
             continue;

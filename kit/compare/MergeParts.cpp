@@ -1,3 +1,5 @@
+// What becomes of the parts. A part is planned once for each combination of versions that leads to it, so two
+// relationships to one part lead to one part again, and cycles of relationships come to an end.
 #include "fl/i18n/Conversion.hpp"
 #include "kit/compare/Merger.hpp"
 
@@ -29,6 +31,7 @@ std::u16string besideName(const std::u16string& part) {
 }  // namespace
 
 std::size_t Merger::partOf(const Trio& trio) {
+    // Another relationship to the code leads to the merged code too, not to a version of it.
     const bool isCode = (trio[kOurs] != nullptr && trio[kOurs] == ours_.code()) ||
                         (trio[kTheirs] != nullptr && trio[kTheirs] == theirs_.code());
     if (isCode && code_ != kNoPart) {
@@ -42,6 +45,8 @@ std::size_t Merger::plan(const Trio& trio) {
     if (const auto properties = planProperties(trio)) {
         return *properties;
     }
+    // First by all that the parts lead to in turn; if that is in conflict, by their own bytes, as a change below a part
+    // is merged where it was made.
     Choice choice = trio[kTheirs] == nullptr ? Choice::Ours
                     : trio[kOurs] == nullptr ? Choice::Theirs
                                              : chooseBy(trio, &Node::deep);
@@ -69,6 +74,7 @@ std::size_t Merger::planPart(const Trio& trio, Choice choice, bool isWhole) {
     const Node& node = *trio[choice == Choice::Ours ? kOurs : kTheirs];
     MergedPart part = named(trio);
     fill(part, node);
+    // Equal parts that several relationships of a side lead to become one, as they were before.
     const auto key = std::make_pair(opc::model::PartName(part.name).folded(), node.deep);
     const auto same = isWhole ? whole_.find(key) : whole_.end();
     if (same != whole_.end()) {
@@ -129,6 +135,7 @@ void Merger::mergeUnreached() {
         }
     }
     for (const auto& [name, trio] : all) {
+        // No relationship says which parts belong together here, so their names do.
         const Choice choice = chooseBy(trio, &Node::deep);
         const Node* const chosen = trio[choice == Choice::Ours ? kOurs : kTheirs];
         const bool isDeletion = trio[kOurs] == nullptr || trio[kTheirs] == nullptr;

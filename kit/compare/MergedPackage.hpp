@@ -27,7 +27,7 @@ struct MergedPart {
     const Node* node = nullptr;       ///< where the bytes come from
     std::optional<fl::Bytes> made{};  ///< or they are made here
     std::vector<MergedLink> links{};
-    std::size_t alternative = kNoPart;  ///< theirs in a conflict, which whatever leads here leads to as well
+    std::size_t alternative = kNoPart;  ///< theirs in a conflict, to which all that leads here leads as well
 };
 
 /// A flowbook in the making: which parts and relationships there will be, under which names and ids they can.

@@ -18,7 +18,7 @@ struct MergedProperties {
 /// side has it, and one that one side removed and the other changed is kept. All else stays as ours has it.
 /// @param base           null when there is none.
 /// @param isTheirsLater  whether theirs was modified later.
-/// @returns nothing when one of the parts cannot be read; UTF-8 else, whatever they are in.
+/// @returns nothing when one of the parts cannot be read; UTF-8 else, also of parts in another encoding.
 std::optional<MergedProperties> mergeProperties(const fl::Bytes* base, const fl::Bytes& ours, const fl::Bytes& theirs,
                                                 bool isTheirsLater, Favour favour);
 

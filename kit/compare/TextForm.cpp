@@ -46,7 +46,7 @@ public:
         for (bool more = true; more; first.assign(first.size(), ' ')) {
             const std::size_t end = text.find('\n', at);
             more = end != std::string_view::npos;
-            const std::string content = printable(text.substr(at, end - at));
+            const std::string content = withoutControls(text.substr(at, end - at));
             line(content.empty() ? first.substr(0, first.find_last_not_of(' ') + 1) : first + content);
             at = end + 1;
         }
@@ -60,7 +60,7 @@ public:
         } catch (const std::bad_alloc&) {
             throw;
         } catch (const std::exception& failure) {
-            line(before + "[damaged: " + printable(failure.what()) + "]");
+            line(before + "[damaged: " + withoutControls(failure.what()) + "]");
         }
     }
 
@@ -70,7 +70,7 @@ private:
 
 void tellProperty(TextWriter& out, const Property& property) {
     if (!property.fault.empty()) {
-        out.line(property.label + ": [damaged: " + printable(property.fault) + "]");
+        out.line(property.label + ": [damaged: " + withoutControls(property.fault) + "]");
     } else if (property.value) {
         out.lines(property.label + ": ", *property.value);
     }
@@ -119,7 +119,7 @@ bool isToldByItsLines(std::string_view bytes, const std::string& code) {
 bool isToldByItsLine(const Run& run) {
     const bool isPlain = run.link.empty() && run.picture.empty() && !run.underline && !run.strike;
     return isPlain && !run.text.empty() && run.text.find_first_of("*\t\n") == std::string::npos &&
-           run.text.find(kMarkup) == std::string::npos && printable(run.text) == run.text;
+           run.text.find(kMarkup) == std::string::npos && withoutControls(run.text) == run.text;
 }
 
 /// The one markup that a line of prose stands for; empty for prose of which its line does not hold all.
@@ -129,7 +129,7 @@ std::string plainestMarkup(const Paragraph& paragraph, bool keepsSpace) {
     if (!paragraph.style.empty()) {
         markup += "<w:pPr><w:pStyle w:val=\"" + escapedValue(paragraph.style) + "\"/></w:pPr>";
     }
-    bool isTold = paragraph.style.find(']') == std::string::npos && printable(paragraph.style) == paragraph.style;
+    bool isTold = paragraph.style.find(']') == std::string::npos && withoutControls(paragraph.style) == paragraph.style;
     bool hadLook = false;
     for (const Run& run : paragraph.runs) {
         const std::string look = std::string(run.bold ? "<w:b/>" : "") + (run.italic ? "<w:i/>" : "");
@@ -247,7 +247,7 @@ void tellRelationships(TextWriter& out, const std::string& source, const opc::mo
     }
     std::sort(lines.begin(), lines.end());
     for (const std::string& line : lines) {
-        out.line(printable(line));
+        out.line(withoutControls(line));
     }
 }
 
@@ -269,7 +269,7 @@ void tellParts(TextWriter& out, const Document& document, const std::set<std::st
     for (const Part& part : parts) {
         const std::string start = (isPicture(part) ? "picture " : "part ") + part.getName().ascii() + " ";
         out.attempt(start, [&] {
-            out.line(start + printable(to_string(part.getContentType().toString())) +
+            out.line(start + withoutControls(to_string(part.getContentType().toString())) +
                      describeContent(document, part, printed));
         });
     }
@@ -299,7 +299,7 @@ void tellParagraph(TextWriter& out, const Paragraph& paragraph, const std::strin
         text += marked(run);
     }
     text += digest.empty() ? "" : " " + std::string(kMarkup) + " " + digest + "]";
-    out.lines("[" + printable(paragraph.style) + "] ", text);
+    out.lines("[" + withoutControls(paragraph.style) + "] ", text);
 }
 
 void tellCode(TextWriter& out, const Document& document) {
@@ -320,7 +320,7 @@ void tellCode(TextWriter& out, const Document& document) {
         tellParagraph(out, paragraph, isTold ? proseDigest(bytesIn(stored, paragraph.span), paragraph, keeps) : "");
     }
     if (!text.fault.empty()) {
-        out.line("[damaged: " + printable(text.fault) + "]");
+        out.line("[damaged: " + withoutControls(text.fault) + "]");
     }
 }
 
@@ -346,7 +346,7 @@ void tellMarkup(TextWriter& out, std::string_view text) {
         const std::size_t tag = std::min(text.find("><"), text.size() - 1) + 1;
         const std::size_t line = text.find('\n');
         const std::size_t end = std::min(tag, line);
-        out.line(start + printable(text.substr(0, end)));
+        out.line(start + withoutControls(text.substr(0, end)));
         start = line < tag ? "| " : "  ";
         text.remove_prefix(line < tag ? end + 1 : end);
     }
@@ -402,7 +402,7 @@ std::string textForm(const std::u16string& name, const foundation::storage::vfs:
     return out.take();
 }
 
-std::string printable(std::string_view utf8) {
+std::string withoutControls(std::string_view utf8) {
     if (std::none_of(utf8.begin(), utf8.end(),
                      [](char c) { return isControl(static_cast<unsigned char>(c)) || c == '\x7F'; })) {
         return std::string(utf8);

@@ -8,7 +8,7 @@
 namespace flowbook::kit {
 
 /// The number of the form that textForm() writes; another one with each change of it, so that texts of an earlier form
-/// that somebody keeps can be told apart.
+/// that somebody keeps can be distinguished.
 inline constexpr unsigned kTextFormVersion = 4;
 
 /// A flowbook as lines of UTF-8, made for comparing: the form of the code, the properties, a line for each part
@@ -28,7 +28,7 @@ inline constexpr unsigned kTextFormVersion = 4;
 std::string textForm(const std::u16string& name, const foundation::storage::vfs::StorageSystemReference& storage,
                      bool outputs = true);
 
-/// Without control characters, which a terminal might obey; these appear as escapes, but for tabs.
-std::string printable(std::string_view utf8);
+/// Control characters, which a terminal might obey, as escapes; tabs stay. The result is UTF-8.
+std::string withoutControls(std::string_view utf8);
 
 }  // namespace flowbook::kit

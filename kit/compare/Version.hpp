@@ -19,7 +19,7 @@ struct Link {
     std::string fragment;          ///< what follows the target's "#", with it
     std::string place;             ///< a digest of type, mode and the name of the part, or what is written in its place
     /// Type, mode and what is found there: parts of one content type, the same bytes and the same relationships of
-    /// their own give the same text, whatever they are called.
+    /// their own give the same text under any name.
     std::string leadsTo;
 };
 

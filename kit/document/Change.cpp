@@ -1,3 +1,5 @@
+// Applies one change to a package. Python keeps its changes as a list and applies it to the source anew for each save,
+// so a change holds all that it needs, and applying it twice to one source gives the same result.
 #include "kit/document/Change.hpp"
 
 #include "fl/i18n/Conversion.hpp"
@@ -94,6 +96,7 @@ Part readableCodePart(Package& package) {
     return part;
 }
 
+/// The form of the code, its content type and its empty document are the library's business, and decided in one place.
 /// Has a writer make the code part of a flowbook in memory: its content and its content type.
 template <class Set>
 void setCodeByWriter(Package& package, Set set) {
@@ -121,6 +124,7 @@ public:
 
     Made operator()(const EditParagraphs& change) const {
         const Part part = readableCodePart(package_);
+        // Prose has no place in a plain document, which readers take for code alone.
         const bool becomesRich = std::any_of(change.edits.begin(), change.edits.end(), [](const ParagraphEdit& each) {
             return each.kind == ParagraphEdit::Kind::Insert && each.style != "code";
         });
@@ -140,6 +144,7 @@ public:
 
     Made operator()(const SetRichCode& change) const {
         opc::ByteArrayInAdaptor stream(change.document);
+        // It throws for a document that readers would refuse later.
         FlowbookFileUtils::getTARMICCodeFromRichTARMICCode(stream);
         fill(richCodePart(package_), change.document.data(), change.document.size());
         return {};

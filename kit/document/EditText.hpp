@@ -8,7 +8,7 @@
 namespace flowbook::kit {
 
 /// A rich code document as text in which its code can be edited (docs/format.md describes the form). A code paragraph
-/// of one line is that line; one of several lines stands between the lines "::{" and "::}". Whatever else the body
+/// of one line is that line; one of several lines stands between the lines "::{" and "::}". What else the body
 /// holds is a line such as ":: 3 [Heading1] Running mean", which only can be kept, moved or removed whole. Of a
 /// paragraph with more than code in it the opening line has the rest: "::{ 4 [beside] see below". A line of code that
 /// begins with backslashes and "::", or with "::", has one more backslash in front.
@@ -19,7 +19,7 @@ std::string editText(const fl::Bytes& document);
 /// the markup of its paragraph, and code that was added becomes new paragraphs. A document in another encoding that is
 /// changed becomes UTF-8.
 /// @param text  a change of what editText() gives for the document.
-/// @throws opc::Exception (damaged) for a malformed document; (misuse), telling the line, for prose that was changed or
+/// @throws opc::Exception (damaged) for a malformed document; (misuse), with the line, for prose that was changed or
 ///         repeated, and for blocks that are not closed.
 fl::Bytes withEditText(const fl::Bytes& document, std::string_view text);
 

@@ -1,12 +1,12 @@
 #include "kit/document/ReadAhead.hpp"
 
+#include "kit/document/HelperThreads.hpp"
+
 #include <condition_variable>
 #include <map>
 #include <mutex>
 #include <numeric>
 #include <optional>
-#include <system_error>
-#include <thread>
 
 namespace flowbook::kit {
 
@@ -44,20 +44,11 @@ public:
             isOver_ = true;
         }
         changed_.notify_all();
-        for (std::thread& helper : helpers_) {
-            helper.join();
-        }
     }
 
+    /// The caller reads what the helpers do not.
     void start(unsigned helpers) {
-        helpers_.reserve(helpers);
-        try {
-            while (helpers_.size() < helpers) {
-                helpers_.emplace_back([this] { readAll(); });
-            }
-        } catch (const std::system_error&) {
-            // No more threads may be started; the caller reads what the others do not.
-        }
+        helpers_.start(helpers, [this] { readAll(); });
     }
 
     fl::Bytes take(const Part& part) {
@@ -139,7 +130,7 @@ private:
     std::size_t next_ = 0;  ///< no part before it waits to be read
     std::uint64_t bytesWaiting_ = 0;
     bool isOver_ = false;
-    std::vector<std::thread> helpers_;
+    HelperThreads helpers_;
 };
 
 ReadAhead::ReadAhead(const Document& document, std::function<Document()> open, const std::vector<Part>& parts,

@@ -32,7 +32,7 @@ private:
 /// Reads a document to its end, however deep its elements are nested: handlers do not recurse. Document type
 /// declarations are refused, so that entities cannot be made to cost more than the size of the document.
 /// @param where  opens the messages.
-/// @throws opc::Exception (damaged) telling line and column; std::bad_alloc; what the handler throws.
+/// @throws opc::Exception (damaged) with line and column; std::bad_alloc; what the handler throws.
 void readXml(const fl::Bytes& bytes, const std::string& where, XmlEncoding encoding, XmlHandler& handler);
 
 }  // namespace flowbook::kit

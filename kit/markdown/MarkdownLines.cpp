@@ -15,7 +15,7 @@ namespace {
 
 bool isAsciiWord(char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0 && (c & 0x80) == 0; }
 
-/// Whether `*` beside the character can begin or end emphasis whatever stands on its other side: letters and digits.
+/// Whether `*` beside the character begins or ends emphasis, independently of its other side: letters and digits.
 /// Not all of them are recognised; where none is, an HTML element serves.
 bool isLetterOrDigit(char32_t c) {
     return c < 0x80 ? isAsciiWord(static_cast<char>(c))
@@ -165,7 +165,7 @@ private:
         }
     }
 
-    /// In backticks no backslash can tell a bar of the code from one between cells.
+    /// In backticks no backslash distinguishes a bar of the code from one between cells.
     std::string fixed(const std::string& line) const {
         const bool isPlain = kind_ != MarkdownLine::Cell || line.find('|') == std::string::npos;
         return isPlain ? codeSpan(line) : "<code>" + withEscapes(line, false) + "</code>";

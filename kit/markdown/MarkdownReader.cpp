@@ -299,12 +299,8 @@ private:
             return addText(" ");
         case CMARK_NODE_LINEBREAK:
             return addBreak();
-        case CMARK_NODE_CODE: {
-            ++marks_[kFixed];
-            addText(literalOf(node));
-            --marks_[kFixed];
-            return;
-        }
+        case CMARK_NODE_CODE:
+            return addCode(literalOf(node));
         case CMARK_NODE_HTML_INLINE:
             return takeTag(literalOf(node));
         case CMARK_NODE_EMPH:
@@ -329,6 +325,12 @@ private:
         if (!text.empty()) {
             addRun("<w:t xml:space=\"preserve\">" + escaped(text) + "</w:t>");
         }
+    }
+
+    void addCode(std::string text) {
+        ++marks_[kFixed];
+        addText(std::move(text));
+        --marks_[kFixed];
     }
 
     void addBreak() { addRun("<w:br/>"); }

@@ -156,12 +156,7 @@ private:
             return;
         }
         if (heading != 0) {
-            const bool hasLabel = item && item->levels != nullptr && !isBlankText(counted.label);
-            leaveLists();
-            writePieces(pieces,
-                        std::string(static_cast<std::size_t>(heading), '#') + " " +
-                            (hasLabel ? withEscapes(counted.label, true) + " " : ""),
-                        true);
+            writeHeading(pieces, heading, item && item->levels != nullptr ? counted.label : "");
         } else if (isItem) {
             writeItem(*item, counted.number, pieces);
         } else if (startsWith(style, "ListContinue")) {
@@ -171,6 +166,15 @@ private:
             writePieces(pieces, definitions_.styles().isCalled(paragraph, "quote") ? "> " : "", false);
         }
         writeBoxes(pieces);
+    }
+
+    /// The label is the number that the document gives a heading, as Markdown has no numbered headings.
+    void writeHeading(const std::vector<Piece>& pieces, int level, const std::string& label) {
+        leaveLists();
+        writePieces(pieces,
+                    std::string(static_cast<std::size_t>(level), '#') + " " +
+                        (isBlankText(label) ? "" : withEscapes(label, true) + " "),
+                    true);
     }
 
     /// An item ends the lists that are deeper, and one of another kind or numbering in its place.

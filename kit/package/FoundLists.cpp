@@ -125,7 +125,7 @@ void FoundLists::settleName(ZipPiece& piece, PackageNames& sure, std::vector<std
         piece.name.swap(piece.otherName);
     }
     if (rank == otherRank || std::max(rank, otherRank) == 0) {
-        doubts.push_back("the name /" + piece.name + ", of which the file also tells /" + piece.otherName);
+        doubts.push_back("the name /" + piece.name + ", which the file elsewhere gives as /" + piece.otherName);
     }
     piece.isSpare = !sure.take(piece.name);
     reread(piece);

@@ -7,21 +7,21 @@ namespace flowbook::kit {
 
 class PackageNames;
 
-/// The lists of content types and relationships that were found, which tell what parts there were.
+/// The lists of content types and relationships that were found, which say what parts there were.
 class FoundLists {
 public:
     /// Reads the lists among the pieces. Of several of one name the one that is whole is taken; the others become
-    /// spares, or, where none is whole, add what they tell.
+    /// spares, or, where none is whole, add what they hold.
     void read(std::vector<ZipPiece>& pieces);
 
-    /// Decides on the names of the pieces of which the file tells two, each in another place: one that the lists speak
+    /// Decides on the names of the pieces of which the file has two, each in another place: one that the lists speak
     /// of is the right one. @returns in words, which could be settled by nothing.
     std::vector<std::string> settleNames(std::vector<ZipPiece>& pieces);
 
     const PartTypes& types() const noexcept { return types_; }
     bool areTypesWhole() const noexcept { return areTypesWhole_; }
 
-    /// Whether a list tells of an entry, or of the part whose relationships it holds.
+    /// Whether a list names an entry, or the part whose relationships it holds.
     bool isSpokenOf(const std::string& entry) const;
 
     /// The relationships that start from a part, or from the package ("/"); null when there is no list of them.

@@ -12,7 +12,7 @@ namespace flowbook::kit {
 
 namespace {
 
-/// What the name of a piece tells.
+/// What the name of a piece says.
 struct PieceName {
     std::string whole;
     std::size_t number;

@@ -48,7 +48,7 @@ std::string withoutPiece(const std::string& entry) {
     return isPiece ? entry.substr(0, mark) : entry;
 }
 
-/// An internal target in the one form that a URI reference has; as it stands where it is none, so that nobody can
+/// An internal target in the one form that a URI reference has; as it stands where it is none, so that no program can
 /// follow it, and an external one always.
 std::u16string writtenTarget(const Record& record) {
     try {

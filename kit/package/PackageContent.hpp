@@ -38,7 +38,7 @@ std::vector<std::size_t> otherEntries(const Document& document);
 
 /// A package of that content in one fixed form: parts in the order of their folded names, everything deflated at one
 /// level, fixed times, content types made anew. Relationships keep ids and order; a target that is no URI reference,
-/// which nobody can follow, is kept as it stands. Equal contents, that included, give equal bytes.
+/// which cannot be followed, is kept as it stands. Equal contents, that included, give equal bytes.
 /// @param compression  None stores everything instead of deflating it.
 /// @param read         reads the parts that have no bytes here, one after the other.
 /// @throws opc::Exception for content that no package can hold, and what `read` throws.

@@ -1,3 +1,5 @@
+// What a damaged package says of its parts. Lists of content types and relationships are read up to their first fault,
+// since what stands before it is whole. For what no list says, the names and contents that flowbooks use decide.
 #include "kit/package/PackageLists.hpp"
 
 #include "fl/i18n/Conversion.hpp"
@@ -299,7 +301,7 @@ std::u16string guessCodeType(const fl::Bytes& document) {
             type.addParameter(u"plaincode", u"true");
         }
     } catch (const std::exception&) {
-        // It is kept as rich code, which is where its faults are told.
+        // It is kept as rich code, whose reader reports its faults.
     }
     return type.toString();
 }

@@ -11,13 +11,13 @@
 
 namespace flowbook::kit {
 
-/// The content types of the parts of a damaged package: as its list tells, else as the names that flowbooks use.
+/// The content types of the parts of a damaged package: as its list says, else by the names that flowbooks use.
 class PartTypes {
 public:
-    /// Takes what the list tells, up to a fault, of what no other told before. @returns whether it is whole.
+    /// Takes what the list says, up to a fault, about parts that no earlier list named. @returns whether it is whole.
     bool read(const fl::Bytes& xml);
 
-    /// What the list tells of a part; empty when it tells nothing that is a content type.
+    /// The type that the list gives a part; empty when it gives nothing that is a content type.
     std::u16string told(const std::string& partName) const;
 
     /// The names of the parts that the list names, as it writes them.
@@ -30,7 +30,7 @@ private:
     std::set<std::string> names_;
 };
 
-/// The relationships that a list tells, up to a fault.
+/// The relationships that a list holds, up to a fault.
 struct FoundRelationships {
     std::vector<FlowbookFilePackage::Relationship> records;
     std::vector<std::string> faulty;  ///< ids of those with a target mode that there is none of

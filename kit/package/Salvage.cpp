@@ -118,7 +118,7 @@ private:
     /// What is not as it was goes where nothing takes it for what it was.
     void addSetAside() {
         for (const auto& [piece, place] : setAside_) {
-            // What is read of a list of relationships is told with these.
+            // What is read of a list of relationships is reported with these.
             if (piece->isSpare || !isRelationshipsEntry(piece->name)) {
                 addAside(*piece, place);
             }
@@ -157,7 +157,7 @@ private:
     void addBeside() {
         for (ZipPiece& piece : beside_) {
             addAside(piece, {"/renamed/", areAll_ ? ": it is of another file, which was joined to this one"
-                                                  : ": another entry has this name, and no index tells which counts"});
+                                                  : ": another entry has this name, and no index says which counts"});
         }
     }
 

@@ -39,16 +39,16 @@ public:
         for (PartRecord* const part : open) {
             guess(*part, pictures);
         }
-        tellGone(content.relationships, "/");
+        reportGone(content.relationships, "/");
         for (const PartRecord& part : content.parts) {
-            tellGone(part.relationships, to_string(part.partName));
+            reportGone(part.relationships, to_string(part.partName));
         }
     }
 
 private:
     void tellRebuilt(const std::string& words) { package_.account.rebuilt.push_back(words); }
 
-    /// Takes the relationships of a source that its list tells.
+    /// Takes the relationships of a source that its list holds.
     /// @param type  of the source; empty for the package.
     /// @returns whether there may have been others.
     bool takeKnown(const std::string& name, const std::u16string& type, Records& records) {
@@ -99,7 +99,7 @@ private:
         }
     }
 
-    /// Of what a damaged list tells, that which leads to a part, and a picture that the text shows.
+    /// Of what a damaged list holds, that which leads to a part, and a picture that the text shows.
     void keepCredible(Records& records, const std::string& source) {
         if (records.empty()) {
             return;
@@ -201,8 +201,8 @@ private:
         tellRebuilt("empty code in " + name + ", in the place of the code that is lost");
     }
 
-    /// What nothing is left of but what leads to it.
-    void tellGone(const Records& records, const std::string& source) {
+    /// Reports the parts of which only a relationship is left.
+    void reportGone(const Records& records, const std::string& source) {
         for (const Record& record : records) {
             const std::string name = targetPartOf(record, source);
             if (!name.empty() && package_.find(name) == nullptr && !package_.isToldLost(name)) {

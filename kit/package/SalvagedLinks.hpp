@@ -5,7 +5,7 @@
 
 namespace flowbook::kit {
 
-/// Gives the package and its parts the relationships that their lists tell, and guesses where a list is damaged or
+/// Gives the package and its parts the relationships that their lists hold, and guesses where a list is damaged or
 /// gone; and empty code in the place of code that is lost, as a flowbook without code cannot be read.
 /// @param areAll  whether the package holds all that there was, so that a list that is not there never was.
 void linkParts(SalvagedPackage& package, const FoundLists& lists, bool areAll);

@@ -32,7 +32,7 @@ public:
     /// Leaves out the relationships of a source that no package can hold. @returns whether there are any.
     bool dropFaulty(std::vector<FlowbookFilePackage::Relationship>& records, const std::string& source);
 
-    /// Makes the file, of as much as the limits permit, and tells what that leaves out.
+    /// Makes the file, of as much as the limits permit, and reports what that leaves out.
     void write();
 
     PackageContent content;

@@ -8,7 +8,7 @@
 
 namespace flowbook::kit {
 
-/// The file, relative to its folder, in which an unpacked flowbook keeps what its files cannot tell.
+/// The file, relative to its folder, in which an unpacked flowbook keeps what its files cannot express.
 inline constexpr char kManifestName[] = "flowbook.json";
 
 /// The file, relative and separated by slashes, that a part is unpacked into: its own name; of SVG pictures, whose

@@ -15,7 +15,7 @@ inline constexpr std::size_t kLocalSize = 30;
 inline constexpr std::size_t kIndexSize = 46;
 inline constexpr std::size_t kEndSize = 22;
 inline constexpr unsigned kDeflated = 8;  ///< the method; 0 is that of stored data
-/// Instead of a size or an offset that a zip64 field tells.
+/// Stands for a size or an offset that a zip64 field holds.
 inline constexpr std::uint64_t kInZip64 = 0xFFFFFFFF;
 
 /// The number of `width` bytes at a place that the caller knows to be inside.

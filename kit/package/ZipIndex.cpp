@@ -85,7 +85,7 @@ private:
         return Parsed{std::move(record), end};
     }
 
-    /// The index that an end record tells, if just so many records end where it begins.
+    /// The index that an end record leads to, if as many records as it counts end where it begins.
     std::optional<ZipIndex> toldBy(const End& end) const {
         if (end.size == 0 || end.size > end.recordsEnd) {
             return std::nullopt;
@@ -107,14 +107,14 @@ private:
         return index.isWhole ? std::make_optional(std::move(index)) : std::nullopt;
     }
 
-    /// Whether another record ends at a place: an end record that was forged or is damaged tells of some only.
+    /// Whether another record ends at a place: an end record that was forged or is damaged covers some only.
     bool hasRecordBefore(std::size_t at) const {
         const std::size_t before = at == 0 ? std::string_view::npos : bytes_.rfind(kIndexRecord, at - 1);
         const std::optional<Parsed> record = before == std::string_view::npos ? std::nullopt : recordAt(before);
         return record && record->end == at;
     }
 
-    /// False for the index of a zip file that an entry of this one holds: its first entry is not where it tells.
+    /// False for the index of a zip file that an entry of this one holds: its first entry is not where it says.
     bool isOfTheFile(const ZipIndex& index) const {
         if (index.shift == 0 || !beginsWithEntry()) {
             return true;
@@ -136,7 +136,7 @@ private:
                standsAt(at + kLocalSize, record.name);
     }
 
-    /// The records that are there, where no end record tells of them. Those before an end record that others follow
+    /// The records that are there, where no end record leads to them. Those before an end record that others follow
     /// are a zip file's that an entry holds.
     ZipIndex found() const {
         ZipIndex index;
@@ -163,7 +163,7 @@ private:
         return index;
     }
 
-    /// Whether an end record tells the number or the size of the records that are there. The other may be damaged.
+    /// Whether an end record has the number or the size of the records that are there. The other may be damaged.
     bool agrees(const ZipIndex& index, std::size_t at) const {
         const std::optional<End> end = endAt(at);
         return end && (end->count == index.records.size() || end->size == end->recordsEnd - index.begin);

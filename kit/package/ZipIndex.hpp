@@ -9,7 +9,7 @@
 
 namespace flowbook::kit {
 
-/// What the index of a zip file tells of one entry (APPNOTE 6.3, 4.3.12).
+/// What the index of a zip file records of one entry (APPNOTE 6.3, 4.3.12).
 struct ZipRecord {
     std::string name;
     unsigned version = 0;  ///< that is needed to read it
@@ -19,14 +19,14 @@ struct ZipRecord {
     std::uint64_t storedSize = 0;
     std::uint64_t size = 0;
     std::uint64_t offset = 0;  ///< of the local header
-    std::size_t at = 0;        ///< where this is told
+    std::size_t at = 0;        ///< where this record lies
 };
 
 /// What is left of the index of a zip file.
 struct ZipIndex {
     std::vector<ZipRecord> records;  ///< in their order
     std::size_t begin = 0;           ///< where the first record lies; the end of the file when there is none
-    std::uint64_t shift = 0;         ///< by how much all lies behind the offsets that are told, modulo 2^64
+    std::uint64_t shift = 0;         ///< by how much all lies behind the recorded offsets, modulo 2^64
     /// Whether the records follow each other from where the last entry ends to the end record, and are as many as that
     /// tells. Then they are all.
     bool isWhole = false;

@@ -24,7 +24,7 @@ constexpr std::size_t kLongestTold = 1024;  ///< of names of which it is not kno
 /// How well it is deflated, that there is a descriptor, and that the name is UTF-8.
 constexpr unsigned kUsualFlags = 1U << 1 | 1U << 2 | kHasDescriptor | 1U << 11;
 
-/// What tells of an entry: records of the index and local headers have the same fields.
+/// What describes an entry: records of the index and local headers have the same fields.
 using Tellers = std::vector<const ZipRecord*>;
 
 struct LocalHeader : ZipRecord {
@@ -89,7 +89,7 @@ private:
         return claimed_.empty() ? index_.begin : static_cast<std::size_t>(claimed_.begin()->first);
     }
 
-    /// Whether a place lies before or behind all that the index tells of, as another file does that was joined to it.
+    /// Whether a place lies before or behind all that the index lists, as another file does that was joined to it.
     bool isOutside(std::uint64_t at) const { return at < firstEntry_ || at > index_.begin; }
 
     /// Nothing when there is no local header; its signature is not looked at.
@@ -130,7 +130,7 @@ private:
                (!isFolder || (record.size == 0 && record.crc == 0)) && agreesOnContent(*header, record);
     }
 
-    /// Whether the local header, or the data descriptor in its place, tells the same content as a record.
+    /// Whether the local header, or the data descriptor in its place, has the size and checksum of a record.
     bool agreesOnContent(const LocalHeader& header, const ZipRecord& record) const {
         const bool isStreamed = (record.flags & kHasDescriptor) != 0;
         if (isStreamed && header.crc == 0 && record.storedSize <= bytes_.size() - header.dataAt) {
@@ -167,7 +167,7 @@ private:
         return all;
     }
 
-    /// Takes the entries that are where the index tells; the others are left.
+    /// Takes the entries that are where the index says; the others are left.
     void takeRecords() {
         for (const Place& place : places()) {
             const ZipRecord& record = *place.record;
@@ -274,14 +274,14 @@ private:
         return takeDamaged(header, record, tellers);
     }
 
-    /// Whether a header tells what programs write: methods and versions have small numbers.
+    /// Whether a header holds what programs write: methods and versions have small numbers.
     static bool isPlausible(const LocalHeader& header) { return header.method < 100 && (header.version & 255U) < 64; }
 
     bool hasSignatureIn(std::size_t begin, std::size_t end) const {
         return bytes_.substr(0, end).find(kLocalHeader, begin) != std::string_view::npos;
     }
 
-    /// Adds an entry that is whole, which a record of its name may tell of, or one with another name.
+    /// Adds an entry that is whole, which a record of its name may describe, or one with another name.
     void takeFound(const LocalHeader& header, fl::Bytes content) {
         const std::uint32_t crc = crcOf(content);
         const auto left = leftFor(header, {crc, content.size()});
@@ -301,7 +301,7 @@ private:
         return header.name == name ? "" : header.name;
     }
 
-    /// The record that may tell of an entry: by its name, else, in a whole index, by its content or place.
+    /// The record that may describe an entry: by its name, else, in a whole index, by its content or place.
     std::map<std::string, Place>::iterator leftFor(const LocalHeader& header,
                                                    const std::pair<std::uint64_t, std::uint64_t>& content) {
         const auto named = left_.find(header.name);
@@ -337,7 +337,7 @@ private:
         return end;
     }
 
-    /// Where the data end that are told, when something begins there; else the next signature.
+    /// Where the data end by their recorded size, when something begins there; else the next signature.
     std::size_t endOfDamaged(const LocalHeader& header, const Tellers& tellers) const {
         for (const ZipRecord* teller : tellers) {
             const std::uint64_t end = header.dataAt + teller->storedSize;
@@ -365,7 +365,7 @@ private:
         return std::min(before.find(kIndexRecord, from), header);
     }
 
-    /// The entries that the index tells and that were not found.
+    /// The entries that the index lists and that were not found.
     void addRecordsLeft() {
         std::map<std::uint64_t, std::size_t> older;
         for (std::size_t i = 0; i < placed_.size(); ++i) {
@@ -431,7 +431,7 @@ private:
         const bool isTold = std::any_of(tellers.begin(), tellers.end(), [&](const ZipRecord* teller) {
             return tellsSizes(*teller) && teller->crc == crc;
         });
-        // A descriptor tells nothing of what a record leads to whose name stands elsewhere.
+        // A descriptor counts for a local header only: a record may be one of another entry.
         const bool isOwn = std::any_of(tellers.begin(), tellers.end(), [&](const ZipRecord* teller) {
             return teller->at == teller->offset && crcBehind(found.end) == crc;
         });
@@ -470,7 +470,7 @@ private:
         return {fl::Bytes(data.begin(), data.end()), end};
     }
 
-    /// Stored data that end where a data descriptor, with or without its signature, tells their size and checksum.
+    /// Stored data that end where a data descriptor, with or without its signature, has their size and checksum.
     std::optional<Found> readStreamed(std::size_t at, std::uint64_t bound) {
         const auto limit = static_cast<std::size_t>(std::min({bound, std::uint64_t{bytes_.size()}, at + unsearched_}));
         std::size_t end = at;
@@ -534,8 +534,8 @@ private:
         return std::min<std::uint64_t>(usual, opc::Limits().maxPackageSize);
     }
 
-    /// Of several of one name, that which the index tells, else the last. Where that is damaged, the last that is
-    /// whole is an older one. Others that the index tells of, too, are spares; what no whole index rules out is kept
+    /// Of several of one name, that which the index lists, else the last. Where that is damaged, the last that is
+    /// whole is an older one. Others that the index lists, too, are spares; what no whole index rules out is kept
     /// beside them.
     void takePieces(ZipRemains& remains) {
         std::stable_sort(placed_.begin(), placed_.end(), [](const Placed& a, const Placed& b) { return a.at < b.at; });

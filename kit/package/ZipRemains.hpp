@@ -10,13 +10,13 @@ namespace flowbook::kit {
 
 /// An entry of a zip file in any state.
 struct ZipPiece {
-    std::string name;        ///< as the index tells it, else the entry itself
-    std::string otherName;   ///< what the entry itself tells, where that is another; else empty
+    std::string name;        ///< as the index has it, else the entry itself
+    std::string otherName;   ///< the name that the entry itself has, where that is another; else empty
     fl::Bytes content;       ///< of an entry that is not whole: as far as it can be read
     bool isWhole = false;    ///< whether the content meets a checksum
     bool isOlder = false;    ///< whether it is whole, but one of the same name that replaced it is damaged
     bool isTooMuch = false;  ///< whether its content was left out, as the package would exceed a limit with it
-    bool isSpare = false;    ///< whether the index tells of another entry of this name, which is rather the right one
+    bool isSpare = false;    ///< whether the index lists another entry of this name, which is rather the right one
 
     /// Whether it is whole, and none that replaced it is damaged.
     bool isCurrent() const noexcept { return isWhole && !isOlder; }
@@ -24,7 +24,7 @@ struct ZipPiece {
 
 struct ZipRemains {
     std::vector<ZipPiece> pieces;  ///< in the order in which they lie in the file
-    /// Whole entries that are none of these: of a file that was joined to this one, or, where no whole index tells
+    /// Whole entries that are none of these: of a file that was joined to this one, or, where no whole index says
     /// which counts, others of the same names.
     std::vector<ZipPiece> beside;
     bool areAll = false;   ///< whether the index is whole, so that there were no other entries
@@ -32,9 +32,9 @@ struct ZipRemains {
 };
 
 /// The entries that can be had from a zip file in any state. Where the index is whole, they are those that it lists,
-/// each found by any of what index, local header and data descriptor tell of it (APPNOTE 6.3, 4.3). Elsewhere they are
+/// each found by any of what index, local header and data descriptor say of it (APPNOTE 6.3, 4.3). Elsewhere they are
 /// those whose local headers are found, passing over the data of entries, with those that the remains of the index
-/// tell; of several of one name the ones that the index tells, else the last. Entries of more than 1 GiB count as
+/// say; of several of one name the ones that the index lists, else the last. Entries of more than 1 GiB count as
 /// damaged. @throws std::bad_alloc.
 ZipRemains findEntries(std::string_view file);
 

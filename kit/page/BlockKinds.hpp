@@ -24,7 +24,7 @@ bool isCaption(const XmlNode& node, const Definitions& definitions);
 /// The body of a document; null when there is none. @param root  may be null.
 const XmlNode* bodyOf(const XmlNode* root);
 
-/// What the styles of the headings tell (see Headings), in the order of the document.
+/// The levels that the styles of the headings have (see Headings), in the order of the document.
 std::vector<int> headingStylesIn(const XmlNode& root, const Styles& styles);
 
 /// Whether there are headings in an element that is not the body.

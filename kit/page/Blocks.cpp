@@ -1,3 +1,6 @@
+// Writes the blocks of a document in their order. HTML nests what the document only puts in a row: items of a list lie
+// in the list, quoted paragraphs in one quote, a caption in its table or figure. So the writer keeps open what the next
+// block may belong to, and each block first ends what it does not belong to (leave()).
 #include "kit/page/Blocks.hpp"
 
 #include "kit/page/BlockKinds.hpp"
@@ -142,6 +145,7 @@ void Blocks::writeLoose(const XmlNode& node, Place& place) {
     if (node.local == "AlternateContent") {
         forEachShown(node, [&](const XmlNode& each) { writeLoose(each, place); });
     } else if (holdsBlocks(node)) {
+        // Readers look for code in paragraphs of the body only, not in those of its containers.
         const bool wasBody = std::exchange(place.isBody, false);
         writeChildren(node, place);
         place.isBody = wasBody;
@@ -168,6 +172,7 @@ bool Blocks::writeCode(const XmlNode& paragraph, Place& place) {
     if (place.isInList || place.isInQuote) {
         leave(place);
     }
+    // Numbers of a list run on over code, as the document counts its paragraphs too.
     countItem(paragraph);
     writeApart(before);
     listing_.add(code->allText(), beside(before), beside(after), &paragraph == lastCode_);
@@ -221,6 +226,7 @@ void Blocks::writeParagraph(const XmlNode& paragraph, const XmlNode* caption, Pl
     const bool isBlank = std::none_of(pieces.begin(), pieces.end(), isShown);
     const int heading = definitions_->styles().headingOf(paragraph);
     const Item item = countItem(paragraph);
+    // A numbered heading is shown as a heading; its number is written before its words.
     const bool isItem = item.kind && heading == 0;
     if (isBlank && !isItem) {
         writeBlank(pieces, place);

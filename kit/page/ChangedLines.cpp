@@ -1,3 +1,6 @@
+// The table of lines that changed. It compares what a page shows, not the markup: a line is a line of code, or of what
+// a paragraph shows as text, pictures by their words. Rows, and the length of lines that are compared word by word, are
+// limited, so that a page of two versions that have nothing in common can still be opened.
 #include "kit/page/ChangedLines.hpp"
 
 #include "kit/compare/Differences.hpp"
@@ -158,6 +161,7 @@ std::pair<MarkedLine, MarkedLine> markedLines(std::string_view before, std::stri
         b.marks.emplace_back(each.bBegin, each.bEnd);
         changed += lengthOf(a.words, each.aBegin, each.aEnd) + lengthOf(b.words, each.bBegin, each.bEnd);
     }
+    // Words that two different lines share by chance would be read as what stayed.
     if (4 * changed > 3 * (before.size() + after.size())) {
         a.marks = {{0, a.words.size()}};
         b.marks = {{0, b.words.size()}};
@@ -195,6 +199,7 @@ private:
         return may;
     }
 
+    /// Long stretches without a change would hide the changes, so only the lines next to one are shown.
     /// The lines up to the next difference, or those next to it where there are many.
     void writeSame(std::size_t begin, std::size_t end, std::size_t bEnd, bool isFirst, bool isLast = false) {
         const std::size_t count = end - begin;
@@ -315,6 +320,7 @@ std::vector<VersionLine> linesOf(const std::string& text) {
         if (text[at] != '\n') {
             lines.back().text += text[at];
         }
+        // XML is often written as one line; between two elements it is cut, so that a change is found.
         if (text[at] == '\n' || text.compare(at, 2, "><") == 0) {
             lines.push_back({"", std::to_string(lines.size() + 1), true});
         }

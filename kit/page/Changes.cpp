@@ -1,3 +1,6 @@
+// The page of what changed between two versions. Each section catches its own failures, so a damaged part is named
+// where it would be shown and the rest of the page is there. One version that cannot be opened leaves the other to be
+// shown whole.
 #include "kit/page/Changes.hpp"
 
 #include "fl/i18n/Conversion.hpp"
@@ -68,7 +71,7 @@ public:
         }
         const bool canCompare = before_.fault.empty() && after_.fault.empty();
         if (!canCompare && (before_.document != nullptr || after_.document != nullptr)) {
-            out.element("p", "What changed cannot be told. This is all that the other version holds:");
+            out.element("p", "What changed cannot be shown. This is all that the other version holds:");
         }
         faults_.attempt(out, [&] { writeProperties(out); });
         faults_.attempt(out, [&] { writeText(out); });
@@ -96,6 +99,7 @@ private:
         for (const FurtherProperty& property : furtherPropertiesOf(*side.document)) {
             values.emplace_back(property.label, property.value);
         }
+        // Encrypted code has no lines to compare; its size and digest show whether it changed.
         values.emplace_back("Code", codeOf(*side.document));
         return values;
     }
@@ -175,7 +179,8 @@ private:
         try {
             code = side.document->codePart();
         } catch (const opc::Exception&) {
-            // It is told where the text is compared.
+            // The code part cannot be found.
+            // The comparison of the text shows it.
         }
         for (const Part& part : side.document->package().getParts()) {
             if (!isCoreProperties(part) && (!code || code->getName().folded() != part.getName().folded())) {
@@ -233,6 +238,7 @@ private:
         }
     }
 
+    /// Other content has no lines, and long ones would take the time and room of the whole page.
     static bool isComparable(const PartState& state) {
         const bool isText = state.type.rfind("text/", 0) == 0 || state.type.find("xml") != std::string::npos ||
                             state.type.find("json") != std::string::npos;

@@ -24,7 +24,7 @@ struct ChangesCount {
 struct ChangesPage {
     std::string html;
     ChangesCount count;
-    bool isDamaged = false;  ///< whether something of a version cannot be read; the page tells it
+    bool isDamaged = false;  ///< whether something of a version cannot be read; the page says so
 };
 
 /// A page of what changed from one version of a flowbook to another: properties, text and code by line with the changed

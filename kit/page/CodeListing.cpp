@@ -12,7 +12,7 @@ namespace {
 // What a small file can be inflated to would otherwise make pages that no machine can hold.
 constexpr std::size_t kMostLines = 200000;
 
-// The style tells the height of a block of so many lines.
+// The style gives the height of a block of so many lines.
 constexpr std::size_t kLinesOfBlock = 100;
 
 }  // namespace

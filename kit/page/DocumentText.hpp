@@ -23,7 +23,7 @@ public:
     /// @returns the number of lines of code; nothing where there is no code, or it was not read to its end.
     std::optional<std::size_t> write(Markup& out, Figures& figures, Faults& faults, Markup& outline) const;
 
-    /// The language that its text tells first (BCP 47); empty when it tells none.
+    /// The first language that its text names (BCP 47); empty when it names none.
     std::string language() const;
 
 private:

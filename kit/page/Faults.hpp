@@ -21,7 +21,7 @@ struct PageFault {
     bool isOfLimit = false;  ///< it is beyond a limit on what is read, and may be whole
 };
 
-/// What is damaged in the flowbook of a page; each fault is told in its place, and the first ones kept.
+/// What is damaged in the flowbook of a page; each fault is shown in its place, and the first ones kept.
 class Faults {
 public:
     using Words = std::function<std::string(std::string)>;

@@ -12,7 +12,7 @@ namespace flowbook::kit {
 
 namespace {
 
-/// Those that Document::properties() tells have no label here.
+/// Those that Document::properties() returns have no label here.
 constexpr struct {
     std::string_view name;
     std::string_view label;

@@ -29,6 +29,19 @@ std::string slugOf(const std::string& text) {
     return "section" + (slug.empty() ? "" : "-" + slug);
 }
 
+/// Ends the entries of the outline that are at a level or below it, and begins the lists that lead to it.
+void beginEntry(Markup& out, std::size_t& depth, std::size_t level) {
+    for (; depth > level; --depth) {
+        out.close().close();
+    }
+    if (depth == level) {
+        out.close();
+    } else {
+        out.open("ul");
+        ++depth;
+    }
+}
+
 }  // namespace
 
 /// A style is as deep as its rank among the styles of the page, unless that is two deeper than a heading before it:
@@ -82,15 +95,7 @@ void Headings::writeOutline(Markup& out) const {
         if (++count > kMostEntries) {
             break;
         }
-        for (; depth > heading.level; --depth) {
-            out.close().close();
-        }
-        if (depth == heading.level) {
-            out.close();
-        } else {
-            out.open("ul");
-            ++depth;
-        }
+        beginEntry(out, depth, heading.level);
         const std::string_view start = startOf(heading.text, kLongestEntry);
         const std::string entry = std::string(start) + (start.size() < heading.text.size() ? "\u2026" : "");
         out.open("li").element("a", {{"href", "#" + heading.id}, {"dir", "auto"}}, entry);

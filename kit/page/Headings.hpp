@@ -14,7 +14,7 @@ namespace flowbook::kit {
 /// from one heading to the next, so that they can be found one from another.
 class Headings {
 public:
-    /// @param styles  the levels that the styles of the page's headings tell, 1 to 9, in the order of the page.
+    /// @param styles  the levels that the styles of the page's headings have, 1 to 9, in the order of the page.
     explicit Headings(const std::vector<int>& styles);
 
     /// Opens a heading, which the caller closes.

@@ -109,6 +109,14 @@ ListLevel levelOf(const XmlNode& node) {
     return level;
 }
 
+/// The level that names the style; where none does, the one that the style names.
+std::string levelOfStyle(const ListLevels& levels, const Styles::Numbering& numbering) {
+    const auto* const named = std::find_if(levels.begin(), levels.end(), [&](const ListLevel& each) {
+        return !each.style.empty() && each.style == numbering.style;
+    });
+    return named == levels.end() ? numbering.level : std::to_string(named - levels.begin());
+}
+
 }  // namespace
 
 Numbering::Numbering(const XmlNode* part, const Styles& styles) : styles_(&styles) {
@@ -192,12 +200,7 @@ std::optional<ListItem> Numbering::itemOf(const XmlNode& paragraph) const {
         return ListItem{id, std::min<std::size_t>(numberIn(level, 0), kDeepest), byName && byName->isOrdered};
     }
     const ListLevels& levels = *list->second.levels;
-    if (level.empty() && ofStyle) {
-        const auto* const named = std::find_if(levels.begin(), levels.end(), [&](const ListLevel& each) {
-            return !each.style.empty() && each.style == ofStyle->style;
-        });
-        level = named == levels.end() ? ofStyle->level : std::to_string(named - levels.begin());
-    }
+    level = level.empty() && ofStyle ? levelOfStyle(levels, *ofStyle) : level;
     ListItem item{list->second.counter, std::min<std::size_t>(numberIn(level, 0), kDeepest), false, &levels};
     const std::string& format = levels[item.level].format;
     item.isOrdered = format != "bullet" && format != "none";
@@ -240,7 +243,8 @@ std::string ItemCounts::labelOf(const ListItem& item, const Counts& counts) {
     return label;
 }
 
-void OpenLists::beginItem(Markup& out, const ListItem& item, const ItemCounts::Counted& counted) {
+/// Ends the deeper lists, a list of another kind at the level of the item, and the item before it.
+void OpenLists::endBefore(Markup& out, const ListItem& item) {
     while (open_.size() > item.level + 1) {
         out.close().close();
         open_.pop_back();
@@ -254,6 +258,10 @@ void OpenLists::beginItem(Markup& out, const ListItem& item, const ItemCounts::C
     if (open_.size() == item.level + 1) {
         out.close();
     }
+}
+
+void OpenLists::beginItem(Markup& out, const ListItem& item, const ItemCounts::Counted& counted) {
+    endBefore(out, item);
     while (open_.size() <= item.level) {
         const bool isOfItem = open_.size() == item.level;
         beginList(out, item, counted.number, isOfItem);

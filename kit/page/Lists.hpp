@@ -98,6 +98,7 @@ private:
         unsigned next = 0;  ///< the number that the next item has by itself
     };
 
+    void endBefore(Markup& out, const ListItem& item);
     void beginList(Markup& out, const ListItem& item, unsigned number, bool isOfItem);
 
     std::vector<Open> open_;

@@ -37,7 +37,7 @@ void writeStart(Markup& out, const PageLinks& links) {
     }
 }
 
-/// The page of one flowbook while it is written. The header comes first and tells what only the text tells, so that the
+/// The page of one flowbook while it is written. The header comes first and shows what only the text holds, so that the
 /// text is written apart.
 class PageWriter {
 public:
@@ -95,8 +95,8 @@ private:
         properties_ = document_->properties();
         tellFaults(out);
         Markup ignored;
-        Faults told({});  // The same faults, told above.
-        told.attempt(ignored, [this] { furtherProperties_ = furtherPropertiesOf(*document_); });
+        Faults known({});  // The same faults, which stand above.
+        known.attempt(ignored, [this] { furtherProperties_ = furtherPropertiesOf(*document_); });
         const std::string title = valueOf("title");
         summary_.title = isBlankTitle(title) ? "" : title;
         summary_.description = valueOf("description");
@@ -111,12 +111,12 @@ private:
 
     /// One fault may be that of several properties.
     void tellFaults(Markup& out) {
-        std::string_view told;
+        std::string_view last;
         for (const Property& property : properties_) {
-            if (!property.fault.empty() && property.fault != told) {
+            if (!property.fault.empty() && property.fault != last) {
                 faults_.tell(out, property.fault, property.isOfLimit);
             }
-            told = property.fault;
+            last = property.fault;
         }
     }
 

@@ -35,7 +35,7 @@ struct PageOptions {
     std::optional<PageDamage> damage{};
 };
 
-/// What an index of pages tells of a flowbook.
+/// What an index of pages says of a flowbook.
 struct PageSummary {
     std::string file;
     std::string title;  ///< empty when there is none, as are the next three
@@ -50,14 +50,14 @@ struct PageSummary {
 struct Page {
     std::string html;
     PageSummary summary;
-    std::vector<PageFault> faults;  ///< the page tells them too
+    std::vector<PageFault> faults;  ///< the page shows them too
 };
 
 /// The page of a flowbook: one file that runs nothing and loads nothing, whatever the flowbook holds. What cannot be
-/// read is told in its place. @throws std::bad_alloc.
+/// read is named in its place. @throws std::bad_alloc.
 Page makePage(const Document& document, const PageOptions& options);
 
-/// The page of a damaged file, with what salvage() saves of it, and a notice that tells this.
+/// The page of a damaged file, with what salvage() saves of it, and a notice that says so.
 /// @param name  for messages. @param reason  why the file itself cannot be shown. @returns nothing when nothing can be
 /// saved.
 /// @throws opc::Exception, std::bad_alloc.

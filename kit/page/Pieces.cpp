@@ -1,3 +1,6 @@
+// Takes a paragraph apart into what it shows. The markup has hundreds of elements, and new ones come with each version
+// of an office suite. So the few that are known are read for their meaning, the few that only hold settings are left
+// out, and all others are entered: an unknown element loses its look, and no word in it is lost.
 #include "kit/page/Pieces.hpp"
 
 #include "fl/i18n/Conversion.hpp"
@@ -58,6 +61,7 @@ void noteRunProperty(Look& look, const XmlNode& property) {
     const std::string_view value = property.attribute("val");
     const std::string_view name = property.local;
     if (name == "rStyle") {
+        // Styles of characters that importers of Markdown and office suites give these names.
         look.bold = look.bold || value == "Strong";
         look.italic = look.italic || value == "Emphasis";
         look.fixed = look.fixed || isOneOf(value, {"code", "Code", "VerbatimChar", "HTMLCode", "SourceCode"});
@@ -132,6 +136,7 @@ private:
         }
     }
 
+    /// A drawing without a picture, such as a shape, may have a description that is all that can be shown of it.
     /// Words about a drawing that no picture took would otherwise be lost.
     void tellWords(const Look& look) {
         if (!areWordsTold_) {
@@ -150,6 +155,7 @@ private:
     }
 
     void add(Piece::Kind kind, std::string text, const Look& look, const XmlNode* node = nullptr) {
+        // Editors cut runs at every correction; pieces that look alike are joined, so that words stay in one element.
         const bool isMore = kind == Piece::Kind::Text && node == nullptr && !pieces_->empty() &&
                             pieces_->back().kind == kind && pieces_->back().node == nullptr &&
                             pieces_->back().look == look;
@@ -164,7 +170,7 @@ private:
     bool addText(const XmlNode& node, const Look& look) {
         const std::string_view name = node.local;
         if (name == "t" || name == "delText") {
-            // Alone, so that the text that counts as code can be told from the others.
+            // Alone, so that the text that counts as code is a piece of its own.
             add(Piece::Kind::Text, node.allText(), look, &node);
         } else if (name == "tab" || name == "ptab") {
             add(Piece::Kind::Text, "\t", look);
@@ -239,6 +245,7 @@ private:
         }
         const std::string_view stored = node.attribute(kRelationshipNamespace, node.local == "blip" ? "embed" : "id");
         const std::string_view linked = node.attribute(kRelationshipNamespace, node.local == "blip" ? "link" : "href");
+        // A linked picture is not in the flowbook, and nothing outside is ever loaded.
         if (!stored.empty() || linked.empty()) {
             add(Piece::Kind::Picture, std::string(stored), look, &node);
             areWordsTold_ = true;

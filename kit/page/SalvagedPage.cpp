@@ -15,7 +15,7 @@ fl::Bytes remainsOfCode(const Document& document) {
         const opc::model::PartName name(u"/damaged" + code->getName().toString());
         return document.package().hasPart(name) ? contentOf(document.package().getPart(name)) : fl::Bytes();
     } catch (const opc::Exception&) {
-        return {};  // A name that no part can have, or content that nobody can read.
+        return {};  // A name that no part can have, or content that cannot be read.
     }
 }
 

@@ -113,10 +113,8 @@ void TableGrid::addRow(const XmlNode& row, std::map<std::size_t, Merged>& above)
         }
         column += columns;
     }
-    // HTML has no row in which no cell begins.
     if (rows_.back().cells.empty()) {
-        rows_.pop_back();
-        return;
+        return rows_.pop_back();  // HTML has no row in which no cell begins.
     }
     for (Merged* cell : continued) {
         ++rows_[cell->row].cells[cell->cell].rows;

@@ -179,7 +179,7 @@ complete -c flowbook -n '__fish_seen_subcommand_from resolve' -l theirs -d 'Sett
 complete -c flowbook -n '__fish_seen_subcommand_from git' -l global -d 'Set up all repositories of the user'
 complete -c flowbook -n '__fish_seen_subcommand_from git' -l local -d 'Set up this repository'
 complete -c flowbook -n '__fish_seen_subcommand_from git' -l undo -d 'Take back what setup wrote'
-complete -c flowbook -n '__fish_seen_subcommand_from git' -l check -d 'Tell what setup would have to write'
+complete -c flowbook -n '__fish_seen_subcommand_from git' -l check -d 'Report what setup would have to write'
 complete -c flowbook -n '__fish_seen_subcommand_from git' -l filter -d 'Keep flowbooks stored in the history'
 complete -c flowbook -n '__fish_seen_subcommand_from git' -l strip-outputs -d 'Leave outputs out of the history'
 complete -c flowbook -n '__fish_seen_subcommand_from git' -l hook -d 'Check what is staged before each commit'

@@ -527,7 +527,7 @@ bool Reader::bind(std::string_view prefix, const Attribute& declaration, std::si
 }
 
 /// Prefixes of attributes are resolved when the whole tag is read, as a declaration may follow its use. Attributes are
-/// the same if their namespaces and local names are, whatever their prefixes.
+/// the same if their namespaces and local names are, also under two prefixes.
 bool Reader::resolveAttributes() noexcept {
     for (std::size_t i = 0; i != attributeCount_; ++i) {
         Attribute& each = attributes_[i];

@@ -25,10 +25,6 @@ std::ptrdiff_t trailingBytes(unsigned lead) noexcept {
     return lead >= 0xE0 ? 2 : static_cast<std::ptrdiff_t>(lead >= 0xC2);
 }
 
-bool startsWith(const char* at, const char* end, std::string_view text) noexcept {
-    return static_cast<std::size_t>(end - at) >= text.size() && std::string_view(at, text.size()) == text;
-}
-
 /// Returns the value of a digit, or the base itself for what is no digit.
 char32_t digitValue(char c, char32_t base) noexcept {
     if (c >= '0' && c <= '9') {
@@ -73,16 +69,18 @@ char32_t takeMultiByte(const char*& at, const char* end) noexcept {
 }
 
 char32_t takeReference(const char*& at, const char* end) noexcept {
+    const std::string_view text(at, static_cast<std::size_t>(end - at));
+    const auto startsWith = [text](std::string_view start) { return text.substr(0, start.size()) == start; };
     constexpr std::pair<std::string_view, char32_t> kEntities[] = {
         {"&lt;", U'<'}, {"&gt;", U'>'}, {"&amp;", U'&'}, {"&quot;", U'"'}, {"&apos;", U'\''}};
     for (const auto& [entity, character] : kEntities) {
-        if (startsWith(at, end, entity)) {
+        if (startsWith(entity)) {
             at += entity.size();
             return character;
         }
     }
-    const bool isHexadecimal = startsWith(at, end, "&#x");
-    if (!isHexadecimal && !startsWith(at, end, "&#")) {
+    const bool isHexadecimal = startsWith("&#x");
+    if (!isHexadecimal && !startsWith("&#")) {
         return 0;
     }
     at += isHexadecimal ? 3 : 2;

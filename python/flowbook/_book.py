@@ -105,9 +105,9 @@ class Flowbook:
     def code(self) -> str:
         """The code as plain text.
 
-        Setting it makes the flowbook plain where there was only code. Prose around the code is kept, if it can be told
+        Setting it makes the flowbook plain where there was only code. Prose around the code is kept, if it is clear
         which line belongs to which code paragraph: all changed lines are in one, or each has as many as before. Where
-        that cannot be told, `MisuseError` is raised and nothing changed; `set_code()` with ``flatten=True`` drops the
+        that is not clear, `MisuseError` is raised and nothing changed; `set_code()` with ``flatten=True`` drops the
         prose.
 
         >>> book = Flowbook.new()
@@ -323,7 +323,7 @@ class Flowbook:
 
     @property
     def digest(self) -> str:
-        """SHA-256 over what the flowbook holds, as `flowbook digest` tells it: saving it without a change, or
+        """SHA-256 over what the flowbook holds, as `flowbook digest` prints it: saving it without a change, or
         compressing it in another way, gives the same."""
         return self._current().digest(False, True)
 
@@ -334,12 +334,12 @@ class Flowbook:
 
     @property
     def code_digest(self) -> str:
-        """SHA-256 over the code alone, as `flowbook digest --code` tells it."""
+        """SHA-256 over the code alone, as `flowbook digest --code` prints it."""
         return self._current().digest(True, True)
 
     @property
     def text(self) -> str:
-        """All of it as lines, for comparing; as `flowbook git textconv` tells it. Never raises for damage within."""
+        """All of it as lines, for comparing; as `flowbook git textconv` prints it. Never raises for damage within."""
         return self._current().text()
 
     @property
@@ -387,7 +387,7 @@ class Flowbook:
         """Saves the changes where the flowbook came from, or all of it as a copy to another place.
 
         Saving to a file of the machine is atomic and durable: the file has the old content or the new one, whatever
-        happens. `ConflictError` tells that somebody else saved since the flowbook was opened; nothing is changed then.
+        happens. `ConflictError` says that somebody else saved since the flowbook was opened; nothing is changed then.
         What was not set keeps its bytes; without any change nothing is written.
 
         A flowbook that came from no file belongs to the first path or address that it is saved to.

@@ -30,7 +30,7 @@ def check(source: Given) -> tuple[Finding, ...]:
 
 
 def digest(source: Given, *, code: bool = False, dated: bool = True) -> str:
-    """SHA-256 over what a flowbook holds, or over its code alone, as `flowbook digest` tells it. When it is not
+    """SHA-256 over what a flowbook holds, or over its code alone, as `flowbook digest` prints it. When it is not
     `dated`, the time at which the flowbook was made does not count.
 
     >>> digest(Flowbook.new(code="x"), code=True) == digest(Flowbook.new(code="x", title="t"), code=True)

@@ -37,7 +37,7 @@ class File(NamedTuple):
     path: str
     url: str
     size: int
-    stamp: object  # another when the file has changed, as far as the listing tells
+    stamp: object  # another when the file has changed, as far as the listing shows
 
     @property
     def cost(self) -> int:
@@ -96,7 +96,7 @@ def _files_in(folder: str) -> Iterator[File]:
 
 
 def _local_file(path: str) -> File:
-    """What is known of a file; little of one that is gone, or cannot be looked at, as reading it will tell."""
+    """What is known of a file; little of one that is gone, or cannot be looked at, as reading it will show."""
     try:
         status = os.stat(path)
     except OSError:
@@ -123,7 +123,7 @@ def _is_web(files: Any) -> bool:
 
 
 def _web_files(files: Any, paths: list[str]) -> Iterator[File]:
-    """Each address is a file, whatever its name is and whatever "?" or "[" it holds, unless it ends in a slash."""
+    """Each address is a file, under any name and with any "?" or "[" in it, unless it ends in a slash."""
     from fsspec.asyn import _run_coros_in_chunks, sync  # type: ignore[import]
 
     single = [path for path in paths if not path.endswith("/")]
@@ -153,7 +153,7 @@ def _stored_files(files: Any, paths: dict[str, str]) -> Iterator[File]:
 
 
 def _begin_of(url: str, path: str) -> str | None:
-    """What stands before the path in an address, such as the host; None where it cannot be told."""
+    """What stands before the path in an address, such as the host; None where there is none to be found."""
     address, end = url.rstrip("/"), path.rstrip("/")
     is_known = "://" in address and "::" not in address and address.endswith(end)
     return address[:len(address) - len(end)] if is_known else None
@@ -182,7 +182,7 @@ def checked_columns(columns: str | Sequence[str] | None) -> list[str]:
 
 def table(files: Any, paths: Sequence[str], urls: Sequence[str], sizes: Sequence[int], columns: Sequence[str],
           threads: int = 1) -> dict[str, list[Any]]:
-    """The columns of files of one file system. What cannot be read is missing, and told in the column ``error``."""
+    """The columns of files of one file system. What cannot be read is missing, and named in the column ``error``."""
     for attempt in range(1, ATTEMPTS + 1):
         try:
             return _table(files, paths, urls, sizes, columns, threads)
@@ -261,7 +261,7 @@ def read_many(paths: Locations, columns: str | Sequence[str] | None = None, thre
 
     The columns are ``path``, ``title``, ``code``, ``lines`` (of the code), ``form``, ``modified``, ``digest``,
     ``pictures`` (their number) and ``error``. What is absent is None, and so is the code of an encrypted flowbook.
-    What is damaged, missing or not permitted is None and told in ``error``; so is a folder that cannot be listed.
+    What is damaged, missing or not permitted is None and named in ``error``; so is a folder that cannot be listed.
 
     Args:
         paths: a folder, of which all files named ``*.tqx`` and ``*.tqapp`` at any depth are read; a pattern with

@@ -132,7 +132,7 @@ class Image(Part):
 
     @property
     def picture_type(self) -> str:
-        """The media type that the picture's first bytes tell; `media_type`, which the part tells, where they tell none.
+        """The media type by the picture's first bytes; where they are of no known kind, the part's own `media_type`.
 
         >>> import flowbook
         >>> flowbook.Flowbook.new().add_image(b"GIF89a", "image/png").picture_type
@@ -142,7 +142,7 @@ class Image(Part):
 
     @property
     def dimensions(self) -> tuple[int, int] | None:
-        """Width and height in pixels, as PNG, GIF, JPEG, BMP and WebP tell them; None for others."""
+        """Width and height in pixels, as PNG, GIF, JPEG, BMP and WebP have them; None for others."""
         return dimensions_of(self.data)
 
     def replace(self, data: bytes, content_type: str | None = None) -> None:

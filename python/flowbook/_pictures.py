@@ -1,4 +1,4 @@
-"""What the first bytes of a picture tell."""
+"""What can be read from the first bytes of a picture."""
 
 from __future__ import annotations
 
@@ -11,7 +11,7 @@ _FRAMES = {0xC0, 0xC1, 0xC2, 0xC3, 0xC5, 0xC6, 0xC7, 0xC9, 0xCA, 0xCB, 0xCD, 0xC
 
 
 def media_type_of(data: bytes) -> str | None:
-    """The media type; None when the bytes tell none."""
+    """The media type; None when the bytes are of no known kind."""
     if data[:4] == b"RIFF" and data[8:12] == b"WEBP":
         return "image/webp"
     for signature, media_type in _SIGNATURES.items():
@@ -21,7 +21,7 @@ def media_type_of(data: bytes) -> str | None:
 
 
 def dimensions_of(data: bytes) -> tuple[int, int] | None:
-    """Width and height in pixels; None when they are not told."""
+    """Width and height in pixels; None when the bytes do not have them."""
     try:
         media_type = media_type_of(data)
         if media_type == "image/png":

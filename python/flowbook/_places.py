@@ -220,7 +220,7 @@ class FileObject:
 
 
 def binary(data: object, name: str) -> bytes:
-    """The bytes of what holds bytes. Texts and numbers of NumPy hold some too, which nobody means."""
+    """The bytes of what holds bytes. Texts and numbers of NumPy hold some too, which are not meant."""
     if isinstance(data, bytes):
         return data
     try:

@@ -59,7 +59,7 @@ class RemoteFile:
 
     def save_back(self, book: _native.Book, overwrite: bool) -> None:
         if not overwrite and not self._store.compares:
-            raise MisuseError("its store cannot tell whether somebody else has saved meanwhile; save(overwrite=True) "
+            raise MisuseError("its store does not know whether somebody else has saved meanwhile; save(overwrite=True) "
                               "replaces what is there", self.name)
         self._save(book, overwrite, moves=True)
 
@@ -146,11 +146,11 @@ class Ranges:
 
 
 class Store:
-    """A file in a file system of fsspec. This one cannot tell whether somebody else has saved.
+    """A file in a file system of fsspec. This one does not know whether somebody else has saved.
 
     Attributes:
         compares: whether it replaces a file only if that is still the version that was opened.
-        version: what tells the version apart that was opened or saved last.
+        version: identifies the version that was opened or saved last.
     """
 
     compares = False
@@ -228,7 +228,7 @@ class MemoryStore(Store):
 
 
 class WebStore(Store):
-    """A web server. Its entity tags tell versions apart; it replaces a file by PUT with If-Match (RFC 9110, 13.1.1).
+    """A web server. Its entity tags identify versions; it replaces a file by PUT with If-Match (RFC 9110, 13.1.1).
 
     A WebDAV server may look at If-Match before it receives the content, so that it loses one of two overlapping
     updates. Where it has locks (RFC 4918, 6), the file is locked while tags are compared and content is put.
@@ -374,7 +374,7 @@ class ObjectStore(Store):
         given = {} if overwrite else {"IfMatch": self.version}
         bucket, key, _ = self.files.split_path(self.path)
         try:
-            # In one request, whose answer tells the tag of what it has put; pipe_file() divides what is large.
+            # In one request, whose answer has the tag of what it has put; pipe_file() divides what is large.
             answer = self.files.call_s3("put_object", Bucket=bucket, Key=key, Body=content, **given)
         except OSError as failure:
             if "PreconditionFailed" in str(failure) or "At least one of the pre-conditions" in str(failure):
@@ -401,7 +401,7 @@ def _ranges_told(headers: Mapping[str, str]) -> str:
 
 
 def _version(headers: Mapping[str, str], size: int) -> tuple[str | None, str | None, int]:
-    """What the server tells of the version; a tag is enough, and times only serve where there is none."""
+    """What the server says of the version; a tag is enough, and times only serve where there is none."""
     tag = headers.get("ETag")
     return (tag.removeprefix("W/"), None, size) if tag else (None, headers.get("Last-Modified"), size)
 

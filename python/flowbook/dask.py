@@ -52,7 +52,7 @@ def read_flowbooks(urlpath: Locations, columns: str | Sequence[str] | None = Non
     The columns are ``path``, ``title``, ``code``, ``lines`` (of the code), ``form``, ``modified`` (to the nanosecond,
     so years before 1678 and after 2261 are missing), ``digest``, ``pictures`` (their number) and ``error``. What is
     absent is missing, and so is the code of an encrypted flowbook. What is damaged, or gone since the list was made, is
-    missing and told in ``error``. Failures of a file system that may be over soon are raised, so that the engine's
+    missing and named in ``error``. Failures of a file system that may be over soon are raised, so that the engine's
     ``retries`` apply.
 
     Args:

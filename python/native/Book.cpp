@@ -23,7 +23,7 @@ using opc::model::Part;
 
 namespace {
 
-/// Work on less than this takes no time that a person who presses Ctrl-C would notice, whatever the file holds.
+/// Work on less than this takes no time that a person who presses Ctrl-C would notice, with any content of the file.
 constexpr std::uint64_t kMuch = 64 * 1024;
 
 using Changes = std::vector<std::shared_ptr<const kit::Change>>;

@@ -119,7 +119,7 @@ void Call::serveUntilDone() {
     }
 }
 
-/// Nobody waits for the lock while the caller reads, as the one who asked waits for the answer.
+/// No thread waits for the lock while the caller reads, as the one that asked waits for the answer.
 void Call::serve(Request& request) {
     try {
         readNow(request.file, request.offset, request.to, request.count);

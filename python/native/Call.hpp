@@ -61,7 +61,7 @@ public:
     /// Whether a file object raised something that was not taken yet.
     bool hasRaised() const noexcept;
 
-    /// Takes what a file object raised, if that tells that its file is gone. @returns its words.
+    /// Takes what a file object raised, if that says that its file is gone. @returns its words.
     std::optional<std::string> takeGone();
 
     /// Does the work. Requires the lock; raises in Python what a signal's handler raised.

@@ -110,7 +110,7 @@ LocalVersion::File LocalVersion::openChecked(struct stat& seen) const {
 LocalVersion::File LocalVersion::reopened() const {
     struct stat seen {};
     File file = openChecked(seen);
-    // A change of rights or names alone, which the time of the last change tells too, is not one of the content.
+    // A change of rights or names alone, which the time of the last change shows too, is not one of the content.
     if (seen.st_dev != status_.st_dev || seen.st_ino != status_.st_ino || seen.st_size != status_.st_size ||
         !sameTime(seen.st_mtim, status_.st_mtim)) {
         conflict(path_);

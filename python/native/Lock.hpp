@@ -32,7 +32,7 @@ void giveBack(PyObject* object);
 /// Gives back what threads without the lock wanted to. Requires the lock.
 void giveBackKept();
 
-/// Tells that the current thread is none of Python's: it was started here, and never takes the lock, as no thread can
+/// Notes that the current thread is none of Python's: it was started here, and never takes the lock, as no thread can
 /// that Python does not know when the interpreter ends.
 void markAsOwnThread();
 

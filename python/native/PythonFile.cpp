@@ -28,8 +28,8 @@ PyObject* seek(PyObject* file, unsigned long long offset, int whence) {
 
 std::uint64_t sizeOf(PyObject* file) {
     const Held sought(seek(file, 0, SEEK_END));
-    const Held told(sought ? callMethod(file, "tell", nullptr) : nullptr);
-    const Held size(told ? PyNumber_Index(told.get()) : nullptr);
+    const Held place(sought ? callMethod(file, "tell", nullptr) : nullptr);
+    const Held size(place ? PyNumber_Index(place.get()) : nullptr);
     const std::uint64_t value = size ? PyLong_AsUnsignedLongLong(size.get()) : 0;
     if (PyErr_Occurred() != nullptr) {
         throw py::error_already_set();

@@ -15,7 +15,7 @@ namespace py = pybind11;
 
 namespace {
 
-/// What columns tell of a flowbook.
+/// What columns hold of a flowbook.
 class Answers {
 public:
     explicit Answers(const Source& source) : document_(kName, source.storage()) {}

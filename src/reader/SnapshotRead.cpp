@@ -97,7 +97,7 @@ private:
     std::size_t bytes_ = 0;
 };
 
-/// Reads parts and relationships in the order of the known relationship types, whatever the order in the file is, so
+/// Reads parts and relationships in the order of the known relationship types, not in that of the file, so
 /// that equal flowbooks give equal snapshots.
 FlowbookFilePackage FlowbookFileReader::FlowbookFileReaderImpl::read() const {
     Repeats repeats(fileName_);

@@ -29,8 +29,8 @@ DOMElement* child(const DOMElement* parent, const std::u16string& localName) {
     return parent == nullptr ? nullptr : XercesHelper::getElementNS(parent, format::kWordNamespace, localName);
 }
 
-/// A paragraph is code if its first style says so. The names are compared in the word namespace, whatever prefix is
-/// bound to it.
+/// A paragraph is code if its first style says so. The names are compared in the word namespace, under any prefix that
+/// is bound to it.
 bool isCode(const DOMElement* paragraph) {
     const DOMElement* properties = child(paragraph, format::kParagraphPropertiesElement);
     const DOMElement* style = child(properties, format::kParagraphStyleElement);

@@ -175,11 +175,11 @@ NAMES = [
     ("header", IMAGE6, IMAGE2, {}, {}, None),
     ("both", IMAGE6, IMAGE2, {}, {IMAGE2: "renamed/" + IMAGE2, IMAGE6: IMAGE2},
      f"lost: /{IMAGE2}: another entry has this name"),
-    ("index", NOTES6, NOTES2, {NOTES2: b"2", NOTES6: b"6"}, {}, f"the name /{NOTES6}, of which the file also tells /"),
-    ("header", NOTES6, NOTES2, {NOTES2: b"2", NOTES6: b"6"}, {}, f"the name /{NOTES6}, of which the file also tells /"),
-    ("index", "foombar", "foo/bar", {"foo": b"1", "foombar": b"2"}, {}, "the name /foombar, of which"),
+    ("index", NOTES6, NOTES2, {NOTES2: b"2", NOTES6: b"6"}, {}, f"the name /{NOTES6}, which the file elsewhere gives"),
+    ("header", NOTES6, NOTES2, {NOTES2: b"2", NOTES6: b"6"}, {}, f"the name /{NOTES6}, which the file elsewhere gives"),
+    ("index", "foombar", "foo/bar", {"foo": b"1", "foombar": b"2"}, {}, "the name /foombar, which the file"),
     ("both", "foo", "f?o", {"foo": b"1"}, {"foo": "f?o"}, None),
-    ("index", "foo", "f\udcef\udcef", {"foo": b"1"}, {}, "the name /foo, of which"),
+    ("index", "foo", "f\udcef\udcef", {"foo": b"1"}, {}, "the name /foo, which the file"),
     ("both", "foo", "f\udcef\udcef", {"foo": b"1"}, {"foo": "renamed/entry"}, ": no entry can have this name"),
     ("index", CODE_RELS, LIST_NAME, {"tarmic/documenu.xml": b"x", LIST_NAME: LIST}, {}, None),
     ("both", CODE_RELS, LIST_NAME, {"tarmic/documenu.xml": b"x", LIST_NAME: LIST}, {CODE_RELS: "renamed/entry"},
@@ -244,7 +244,7 @@ CONTAINERS = [
     (lambda e: b"junk" + zipped({CODE: b"other"}) + zipped(e), 1, "joined to this one", {"renamed/" + CODE: b"other"}),
     (lambda e: zipped(e) + zipped({CODE: b"other"}), 1, "joined to this one", {"renamed/" + CODE: b"other"}),
     (lambda e: without_index(zipped(e, before=[(CODE, b"older")])), 1, f"lost: /{CODE}: another entry has this name, "
-     "and no index tells which counts", {"renamed/" + CODE: b"older"}),
+     "and no index says which counts", {"renamed/" + CODE: b"older"}),
     (lambda e: zipped(e).replace(b"\n", b"\r\n"), 0, None, {}),
     (lambda e: without_index(zipped(e, extra=SIGNATURE)), 0, None, {}),
     (lambda e: zipped(e).replace(struct.pack("<I", zlib.crc32(e[CODE])), b"\0" * 4, 1), 0, None, {}),
@@ -286,7 +286,7 @@ class Repair(unittest.TestCase):
     def judge(self, book, whole, what, code, told, result):
         lists = {TYPES, RELS, CODE_RELS}
         for name in whole - lists:
-            other = re.search(f"the name /(.*), of which the file also tells /{name}$", told, re.MULTILINE)
+            other = re.search(f"the name /(.*), which the file elsewhere gives as /{name}$", told, re.MULTILINE)
             self.assertEqual(result.get(other.group(1) if other else name), book.entries[name], name)
         for name in set(result) - lists - {n for n in result if n.endswith(".rels")}:
             if name not in whole:

@@ -125,7 +125,7 @@ void XercesParser::error(unsigned int code, const XMLCh* domain, xercesc::XMLErr
 }
 
 void XercesParser::resetErrors() {
-    failure_ = Failure();
+    failure_ = FirstFault();
     openNodes_ = 0;
 }
 

@@ -44,7 +44,7 @@ public:
     void docPI(const XMLCh* target, const XMLCh* data) override;
 
 private:
-    struct Failure {
+    struct FirstFault {
         ErrorKind kind = ErrorKind::Damaged;
         std::string text;  ///< without the name of the document; empty when there is no failure
     };
@@ -62,7 +62,7 @@ private:
     void record(ErrorKind kind, const char* finding, XMLFileLoc line, XMLFileLoc column, const std::string& reason);
 
     xercesc::SecurityManager securityManager_;
-    Failure failure_;                      ///< the first
+    FirstFault failure_;                   ///< of the document
     std::size_t openNodes_ = 0;            ///< the open elements and their attributes
     std::uint64_t mostBytes_, bytes_ = 0;  ///< of memory, as estimated
     std::set<std::u16string> names_;       ///< ordered, so that no document can make names collide in it
