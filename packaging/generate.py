@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """Makes the documents that follow from the command's table of options: the man page, the completions for bash, zsh and
-fish, and the table in README.md. usage: generate.py FLOWBOOK_COMMAND [--check]
+fish, and the table in docs/commands.md. usage: generate.py FLOWBOOK_COMMAND [--check]
 
 With --check nothing is written; what differs is named, and the exit code is 1.
 """
@@ -276,10 +276,10 @@ def fish(commands):
     return "\n".join(lines + [""])
 
 
-# README.md
+# docs/commands.md
 
 
-def readme_row(command):
+def list_row(command):
     needed = [f"{spellings(option)[0]} {option['value']}" for option in shown(command) if option["required"]]
     taken = [place["name"] if place["required"] or place["repeatable"] else f"[{place['name']}]"
              for place in places(command)]
@@ -288,9 +288,9 @@ def readme_row(command):
     return f"| `{usage}` | {command['summary']} | {' '.join(f'`{name}`' for name in own)} |"
 
 
-def readme(commands):
-    text = (ROOT / "README.md").read_text(encoding="utf-8")
-    table = "\n".join(["| Command | Does | Options of its own |", "|---|---|---|", *map(readme_row, commands)])
+def command_list(commands):
+    text = (ROOT / "docs/commands.md").read_text(encoding="utf-8")
+    table = "\n".join(["| Command | Does | Options of its own |", "|---|---|---|", *map(list_row, commands)])
     return re.sub(r"\| Command \|[^\n]*\n(\|[^\n]*\n)+", lambda _: table + "\n", text, count=1)
 
 
@@ -298,7 +298,7 @@ def main():
     commands = read_table(sys.argv[1])
     documents = {"packaging/flowbook.1": manual, "packaging/completions/flowbook.bash": bash,
                  "packaging/completions/_flowbook": zsh, "packaging/completions/flowbook.fish": fish,
-                 "README.md": readme}
+                 "docs/commands.md": command_list}
     stale = []
     for name, make in documents.items():
         text, path = make(commands), ROOT / name

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Tests that help, man page, completions and README say what the table of options says.
+"""Tests that help, man page, completions and docs/commands.md say what the table of options says.
 usage: documents_test.py FLOWBOOK_COMMAND [unittest arguments]"""
 
 import json
