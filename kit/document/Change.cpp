@@ -156,10 +156,7 @@ public:
                 removeProperty(package_, change.label);
                 return Made();
             }
-            const CorePropertiesManager manager(package_, CorePropertiesManager::DeterministicMode::Off);
-            CoreProperties properties = manager.getCoreProperties();
-            set(properties, change.label, fl::i18n::to_ustring(*change.value));
-            store(properties);
+            set(change.label, *change.value);
             return Made();
         });
     }
@@ -270,7 +267,7 @@ private:
 
     static opc::model::StandardPartInfo standardInfo() { return {opc::interfaces::CompressionType::Normal, 0}; }
 
-    static void set(CoreProperties& properties, const std::string& label, const std::u16string& value) {
+    void set(const std::string& label, const std::string& value) const {
         constexpr struct {
             const char* label;
             void (CoreProperties::*set)(const std::u16string&);
@@ -278,13 +275,18 @@ private:
                         {"description", &CoreProperties::setDescription},
                         {"version", &CoreProperties::setVersion},
                         {"category", &CoreProperties::setCategory}};
+        const CorePropertiesManager manager(package_, CorePropertiesManager::DeterministicMode::Off);
+        CoreProperties properties = manager.getCoreProperties();
         for (const auto& each : kSetters) {
             if (label == each.label) {
-                (properties.*each.set)(value);
+                (properties.*each.set)(fl::i18n::to_ustring(value));
+                store(properties);
                 return;
             }
         }
-        throw opc::Exception(ErrorKind::Misuse, "the property '" + label + "' cannot be set");
+        if (!setPropertyText(package_, label, value)) {
+            throw opc::Exception(ErrorKind::Misuse, "the property '" + label + "' cannot be set");
+        }
     }
 
     Package& package_;

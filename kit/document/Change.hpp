@@ -36,8 +36,8 @@ struct SetEncryptedCode {
     fl::Bytes content;
 };
 
-/// Sets "title", "description", "version" or "category"; without a value, removes any element of the core properties
-/// by its local name.
+/// Sets an element of the core properties that holds text, such as "title" or "creator", by its local name; without a
+/// value, removes any element of that name.
 struct SetProperty {
     std::string label;
     std::optional<std::string> value;

@@ -4,6 +4,8 @@
 #include "kit/document/CodeParagraphs.hpp"
 #include "kit/document/Document.hpp"
 #include "kit/document/StoredText.hpp"
+#include "opc/Exception.hpp"
+#include "opc/Limits.hpp"
 
 #include <algorithm>
 #include <utility>
@@ -109,6 +111,16 @@ std::optional<std::string> withNewProperty(const std::string& xml, const Element
     return xml.substr(0, found.end.begin) + withText(tag, text) + xml.substr(found.end.begin);
 }
 
+/// @throws opc::Exception when properties of so many bytes could not be read again.
+void refuseUnreadable(std::size_t size) {
+    const std::uint64_t most = opc::Limits().maxPackageXmlSize;
+    if (size > most) {
+        throw opc::Exception(opc::ErrorKind::LimitExceeded, "its " + std::to_string(size) +
+                                                                " bytes are more than the limit maxPackageXmlSize of " +
+                                                                std::to_string(most) + " permits");
+    }
+}
+
 }  // namespace
 
 std::vector<PropertyElement> carriedProperties(const Package& package) {
@@ -140,6 +152,7 @@ bool setPropertyText(Package& package, const std::string& name, const std::strin
             const fl::Bytes content = inUtf8(contentOf(part), "part " + part.getName().ascii());
             const auto changed = change({content.begin(), content.end()}, readElements(part, content), name, value);
             if (changed) {
+                refuseUnreadable(changed->size());
                 part.getOutputStream()->write(changed->data(), changed->size());
                 return true;
             }

@@ -26,7 +26,7 @@ std::optional<std::string> corePropertiesPart(const opc::model::Package& package
 /// Gives the first element of that local name a text in the place of what it holds, or adds it where it is one of those
 /// that the core properties may have (ECMA-376-2, 8.3.4) beside those that the library sets.
 /// @param package  open for update. @returns whether that could be done.
-/// @throws opc::Exception when a part of properties cannot be read.
+/// @throws opc::Exception when a part of properties cannot be read, or could not be read any more.
 bool setPropertyText(opc::model::Package& package, const std::string& name, const std::string& value);
 
 /// Removes the elements of that local name from the parts of properties; does nothing where there are none.

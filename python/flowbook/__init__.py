@@ -22,13 +22,14 @@ from flowbook._functions import (Conflict, Merged, Repaired, canon, check, diff,
 from flowbook._many import read_many
 from flowbook._paragraphs import Paragraph, Paragraphs, Run
 from flowbook._parts import Finding, Image, Part, Relationship
+from flowbook._properties import Properties
 
 __version__: str = _native.library_version
 
 __all__ = ["Conflict", "ConflictError", "DamagedError", "EncryptedError", "Error", "Finding", "Flowbook", "Image",
-           "LimitError", "Merged", "MisuseError", "NotFoundError", "Paragraph", "Paragraphs", "Part", "Relationship",
-           "Repaired", "Run", "canon", "check", "diff", "digest", "html", "merge", "open", "read_many", "repair",
-           "strip"]
+           "LimitError", "Merged", "MisuseError", "NotFoundError", "Paragraph", "Paragraphs", "Part", "Properties",
+           "Relationship", "Repaired", "Run", "canon", "check", "diff", "digest", "html", "merge", "open",
+           "read_many", "repair", "strip"]
 
 # Users need not know in which module each is written; messages and help() name the package.
 for _name in __all__:

@@ -13,17 +13,17 @@ from types import TracebackType
 from typing import Any, TypeVar
 
 from flowbook import _native
-from flowbook._errors import EncryptedError, Error, MisuseError, NotFoundError, error_of
+from flowbook._errors import EncryptedError, Error, MisuseError, error_of
 from flowbook._paragraphs import Paragraphs
 from flowbook._parts import Finding, Image, Part, Relationship
 from flowbook._places import UTF16, Memory, Place, Source, Target, binary, place_of
+from flowbook._properties import Properties
 
 Self = TypeVar("Self", bound="Flowbook")
 
 # Lone surrogates aside, which no UTF-8 holds (XML 1.0, 2.2).
 _NOT_IN_XML = re.compile("[\x00-\x08\x0b\x0c\x0e-\x1f\ufffe\uffff]")
 _IMAGE_RELATIONSHIP = "/relationships/image"
-_WORD_BREAK = re.compile("(?<=[a-z])(?=[A-Z])")
 
 
 class Flowbook:
@@ -41,7 +41,7 @@ class Flowbook:
     ('x = 1;\\ny = 2;', 'plain', 'Two lines', None)
     """
 
-    __slots__ = ("__weakref__", "_encrypted_here", "_is_closed", "_lock", "_native", "_paragraphs", "_pending",
+    __slots__ = ("__weakref__", "_encrypted_here", "_is_closed", "_lock", "_native", "_paragraphs",
                  "_place", "_process", "_properties", "_version")
 
     def __init__(self, place: Place) -> None:
@@ -50,8 +50,6 @@ class Flowbook:
         self._place = place
         self._native = place.open()
         self._paragraphs = Paragraphs(self)
-        # Texts of paragraphs that the native flowbook does not know yet, by their index.
-        self._pending: dict[int, str] = {}
         # Counts the changes of the code.
         self._version = 0
         self._encrypted_here = False
@@ -80,7 +78,6 @@ class Flowbook:
         """Gives the file back and drops what was not saved. Later calls raise `MisuseError`; closing again does
         nothing. A file object stays open, as it is the caller's."""
         self._is_closed = True
-        self._pending.clear()
         self._native.close()
 
     def __enter__(self: Self) -> Self:
@@ -251,17 +248,17 @@ class Flowbook:
         return _time(self._property("modified"))
 
     @property
-    def properties(self) -> dict[str, str]:
+    def properties(self) -> Properties:
         """All core properties that the file carries, those of other programs too, as text: ``creator``, ``subject``,
-        ``keywords``, ``last_modified_by``, ``revision`` and so on.
+        ``keywords``, ``last_modified_by``, ``revision`` and so on. ``del`` removes any; those that are mere text can be
+        set.
 
-        >>> Flowbook.new(title="t").properties["title"]
-        't'
+        >>> book = Flowbook.new(title="t")
+        >>> book.properties["creator"] = "Ada"
+        >>> book.properties["title"], book.properties["creator"]
+        ('t', 'Ada')
         """
-        found: dict[str, str] = {}
-        for name, value in self._current().carried_properties():
-            found.setdefault(_WORD_BREAK.sub("_", name).lower(), value)
-        return found
+        return Properties(self)
 
     @property
     def images(self) -> tuple[Image, ...]:
@@ -428,7 +425,9 @@ class Flowbook:
 
     def _alone(self) -> threading.RLock:
         """Lets one thread at a time work on the paragraphs, which are counted. What another thread was at when the
-        process was forked is looked at anew."""
+        process was forked is looked at anew. Raises `MisuseError` for a file object that the flowbook calls, as another
+        thread may have the lock and wait for that call."""
+        self._native.refuse_own_calls()
         if self._process != os.getpid():
             self._lock, self._process = threading.RLock(), os.getpid()
             self._version += 1
@@ -442,21 +441,9 @@ class Flowbook:
 
     def _current(self) -> _native.Book:
         """The native flowbook, which knows all changes."""
-        if self._pending:
-            with self._alone():
-                self._give_pending()
+        if self._paragraphs._are_ahead and not self._is_closed:
+            self._paragraphs._give()
         return self._native
-
-    def _give_pending(self) -> None:
-        edits = [("replace", index, text, "") for index, text in self._pending.items()]
-        try:
-            if edits:
-                self._native.edit_paragraphs(edits)
-        except Error:
-            self._version += 1  # so that the paragraphs show what they hold
-            self._pending.clear()
-            raise
-        self._pending.clear()  # not when it is interrupted; doing it twice does no harm
 
     def _rich_text(self) -> list[Any]:
         native = self._current()
@@ -466,20 +453,6 @@ class Flowbook:
         if fault:
             raise error_of("damaged", fault, self.name)
         return paragraphs
-
-    def _edit_paragraphs(self, edits: list[tuple[str, int, str, str]]) -> None:
-        for _, _, text, style in edits:
-            self._checked(text, "text"), self._checked(style, "style")
-        with self._changing_code():
-            self._current().edit_paragraphs(edits)
-
-    def _replace_paragraph(self, index: int, text: str, at_once: bool) -> None:
-        if at_once or self._is_closed:
-            self._edit_paragraphs([("replace", index, text, "")])
-        else:
-            # Together with others, as each edit reads the whole document.
-            self._pending[index] = self._checked(text, "text")
-            self._version += 1
 
     def _refuse_encrypted(self, permitted: bool) -> None:
         if not permitted and not self._encrypted_here and self._current().form() == "encrypted":
@@ -501,10 +474,7 @@ class Flowbook:
         return found.value
 
     def _part_info(self, name: str) -> _native.PartInfo:
-        for each in self._current().parts():
-            if each.name.lower() == name.lower():
-                return each
-        raise NotFoundError(f"there is no part {name}", self.name, name)
+        return self._current().part(name)
 
     def _content_of(self, name: str) -> bytes:
         return self._current().content(name)

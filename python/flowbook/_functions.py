@@ -3,8 +3,7 @@
 from __future__ import annotations
 
 import operator
-from dataclasses import dataclass
-from typing import Union
+from typing import NamedTuple, Union
 
 from flowbook import _native
 from flowbook._book import Flowbook, open as open_flowbook
@@ -55,8 +54,7 @@ def canon(source: Given) -> bytes:
     return _book(source).canon()
 
 
-@dataclass(frozen=True)
-class Repaired:
+class Repaired(NamedTuple):
     """What could be had of a damaged flowbook.
 
     Attributes:
@@ -102,8 +100,7 @@ def diff(a: Given, b: Given, *, context: int = 3) -> str:
     return _native.diff(old.name, old.text, new.name, new.text, lines)
 
 
-@dataclass(frozen=True, slots=True)
-class Conflict:
+class Conflict(NamedTuple):
     """Something that both sides of a merge changed, each in its own way.
 
     Attributes:
@@ -121,8 +118,7 @@ class Conflict:
     theirs: str | None
 
 
-@dataclass(frozen=True, slots=True)
-class Merged:
+class Merged(NamedTuple):
     """What a merge has made.
 
     Attributes:

@@ -74,7 +74,7 @@ def _local_files(path: str) -> Iterator[File]:
         os.stat(path)  # raises when there is none
         yield _local_file(os.path.abspath(path))
     else:
-        found = sorted(each for each in glob.glob(path, recursive=True) if os.path.isfile(each))
+        found = sorted(filter(_may_be_file, glob.glob(path, recursive=True)))
         yield from (_local_file(os.path.abspath(each)) for each in found)
 
 
@@ -86,13 +86,18 @@ def _files_in(folder: str) -> Iterator[File]:
     for entry in found:
         if entry.is_dir(follow_symlinks=False):
             folders.append(entry.path)
-        elif _NAME.search(entry.name) and entry.is_file():
+        elif _NAME.search(entry.name) and _may_be_file(entry.path):
             yield _local_file(entry.path)
     for each in folders:
         try:
             yield from _files_in(each)
         except OSError:
             yield _local_file(each)
+
+
+def _may_be_file(path: str) -> bool:
+    """Whether it is a file, or a link that leads nowhere, which reading it will tell."""
+    return os.path.isfile(path) or not os.path.exists(path)
 
 
 def _local_file(path: str) -> File:

@@ -6,10 +6,10 @@ import operator
 import re
 import sys
 from collections.abc import Iterator, Sequence
-from dataclasses import dataclass
-from typing import TYPE_CHECKING, overload
+from typing import TYPE_CHECKING, NamedTuple, overload
 
-from flowbook._errors import MisuseError
+from flowbook import _native
+from flowbook._errors import Error, MisuseError
 
 if TYPE_CHECKING:
     import threading
@@ -19,6 +19,8 @@ if TYPE_CHECKING:
 
 # As the library stores text: what XML cannot hold, or would disturb an editor, becomes U+FFFD.
 _REPLACED = re.compile("[\x00-\x08\x0b\x0c\x0e-\x1f\x7f-\x9f\u200b\ufffe\uffff]")
+# A style of which it is known how it comes back.
+_PLAIN_STYLE = re.compile("[A-Za-z0-9 _-]*")
 
 
 def as_stored(text: str) -> str:
@@ -26,8 +28,7 @@ def as_stored(text: str) -> str:
     return _REPLACED.sub("\ufffd", text.replace("\r\n", "\n").replace("\r", "\n"))
 
 
-@dataclass(frozen=True, slots=True)
-class Run:
+class Run(NamedTuple):
     """Text of one look within a paragraph. `link` and `picture` are ids of relationships of the code's part."""
 
     text: str
@@ -50,16 +51,16 @@ class Paragraph:
 
     __slots__ = ("__weakref__", "_hint", "_is_block", "_owner", "_runs", "_text", "heading", "is_code", "style")
 
-    def __init__(self, owner: Paragraphs, style: str, heading: int, text: str, code: str | None, is_block: bool,
-                 runs: tuple[Run, ...]) -> None:
+    def __init__(self, owner: Paragraphs, style: str, heading: int, text: str, is_code: bool, is_block: bool = True,
+                 runs: tuple[Run, ...] = ()) -> None:
         self._owner = owner
-        self._text = text if code is None else code
+        self._text = text
         self._is_block = is_block
         self._hint = 0
         self._runs = runs
         self.style = style
         self.heading = heading
-        self.is_code = code is not None
+        self.is_code = is_code
 
     @property
     def runs(self) -> tuple[Run, ...]:
@@ -123,13 +124,26 @@ class Paragraphs(Sequence[Paragraph]):
     'x = 1;\\ny = 2;'
     """
 
-    __slots__ = ("__weakref__", "_all", "_book", "_has_stale_runs", "_version")
+    __slots__ = ("__weakref__", "_all", "_batch", "_batches", "_book", "_changed", "_drift", "_has_edits",
+                 "_has_stale_runs", "_known", "_searched", "_version")
 
+    # Edits are collected here, as the flowbook reads and writes the whole text for each batch of them. What belongs
+    # together is assigned in one statement, between whose parts no handler of a signal can raise.
     def __init__(self, book: Flowbook) -> None:
         self._book = book
-        self._all: list[Paragraph] = []
-        self._has_stale_runs = False
         self._version = -1
+        self._all: list[Paragraph] = []
+        # As the native flowbook has them, and those of them that have another text by now.
+        self._known: list[Paragraph] = []
+        self._changed: dict[Paragraph, None] = {}
+        self._has_edits = False
+        # Edits that are being made, and their number.
+        self._batch: tuple[list[tuple[str, int, str, str]], int] | None = None
+        self._batches = 0
+        self._has_stale_runs = False
+        # How far the paragraph that was looked up last stood from its hint, and how many were looked at for that.
+        self._drift = 0
+        self._searched = 0
 
     def insert(self, index: int, text: str, style: str = "code") -> Paragraph:
         """A new paragraph before the one at `index`, or behind the last, of code unless another style is given; "" is
@@ -138,8 +152,16 @@ class Paragraphs(Sequence[Paragraph]):
         with self._alone():
             self._load()
             at = slice(operator.index(index), None).indices(len(self._all))[0]
-            self._book._edit_paragraphs([("insert", at, text, style)])
-            return self._reload(at)
+            self._book._checked(text, "text"), self._book._checked(style, "style")
+            if not self._known or not _PLAIN_STYLE.fullmatch(style):
+                return self._insert_now(at, text, style)
+            if at < len(self._all):
+                self._refuse_inner(at)
+            made = Paragraph(self, style, _native.heading_of(style), as_stored(text), style == "code")
+            made._hint = at
+            self._has_edits = self._has_stale_runs = True
+            self._all.insert(at, made)
+            return made
 
     def append(self, text: str, style: str = "code") -> Paragraph:
         """A new paragraph behind the last."""
@@ -149,9 +171,12 @@ class Paragraphs(Sequence[Paragraph]):
         """Removes a paragraph with all that is in it."""
         with self._alone():
             index = self.index(paragraph)
-            self._book._edit_paragraphs([("remove", index, "", "")])
-            self._all.pop(index)
-            self._note()
+            self._refuse_inner(index)
+            if index + 1 < len(self._all) and not self._all[index + 1]._is_block:
+                self._edit_now(("remove", index, "", ""))  # a box in it may hold paragraphs, which go too
+            else:
+                self._has_edits = True
+                del self._all[index]
 
     def replace(self, index: int, text: str) -> None:
         """Gives the paragraph at `index` another text, as `Paragraph.replace()` does."""
@@ -161,12 +186,9 @@ class Paragraphs(Sequence[Paragraph]):
         """Where a paragraph stands. Raises `MisuseError`, a ``ValueError``, for one that was removed."""
         with self._alone():
             self._load()
-            hint = paragraph._hint if isinstance(paragraph, Paragraph) else 0
-            if start == 0 and stop is None and hint < len(self._all) and self._all[hint] is paragraph:
-                return hint
-            for index in range(*slice(start, stop).indices(len(self._all))):
-                if self._all[index] is paragraph:
-                    self._all[index]._hint = index
+            if isinstance(paragraph, Paragraph) and paragraph._owner is self:
+                index = self._found(paragraph)
+                if index in range(*slice(start, stop).indices(len(self._all))):
                     return index
         raise MisuseError("the paragraph is not in the flowbook any more", self._book.name)
 
@@ -192,32 +214,113 @@ class Paragraphs(Sequence[Paragraph]):
     def _alone(self) -> threading.RLock:
         return self._book._alone()
 
+    def _found(self, paragraph: Paragraph) -> int:
+        """The index of a paragraph, looked for around the place where it would be when it has moved like the last one;
+        -1 when there is none. When many were looked at, the hints are made anew."""
+        count, guess = len(self._all), paragraph._hint + self._drift
+        for distance in range(max(guess, count - guess, 0) + 1):
+            for index in (guess - distance, guess + distance):
+                if 0 <= index < count and self._all[index] is paragraph:
+                    self._drift = index - paragraph._hint
+                    self._searched += distance
+                    if self._searched > count:
+                        self._give_hints()
+                    return index
+        return -1
+
+    def _give_hints(self) -> None:
+        for index, paragraph in enumerate(self._all):
+            paragraph._hint = index
+        self._drift = self._searched = 0
+
+    def _refuse_inner(self, index: int) -> None:
+        if not self._all[index]._is_block:
+            raise MisuseError(f"paragraph {index} stands in a table or box, which stays as it is", self._book.name)
+
     def _replace(self, paragraph: Paragraph, text: str) -> None:
         with self._alone():
             index = self.index(paragraph)
-            self._book._replace_paragraph(index, text, at_once=not paragraph._is_block)
-            self._note_texts({paragraph: text})
+            if paragraph._is_block:
+                self._note_text(paragraph, text)
+            else:
+                self._edit_now(("replace", index, text, ""))  # alone, as another that is changed may hold it
 
     def _replace_many(self, texts: dict[Paragraph, str]) -> None:
         with self._alone():
-            self._book._edit_paragraphs([("replace", self.index(each), text, "") for each, text in texts.items()])
-            self._note_texts(texts)
+            for paragraph, text in texts.items():
+                self.index(paragraph)
+                self._note_text(paragraph, text)
+            self._give()
 
-    def _note_texts(self, texts: dict[Paragraph, str]) -> None:
-        for paragraph, text in texts.items():
-            paragraph._text = as_stored(text)
-        self._has_stale_runs = True
-        self._note()
+    def _note_text(self, paragraph: Paragraph, text: str) -> None:
+        stored = as_stored(self._book._checked(text, "text"))
+        self._has_edits = self._has_stale_runs = True
+        self._changed[paragraph] = None
+        paragraph._text = stored
+
+    @property
+    def _are_ahead(self) -> bool:
+        """Whether there are edits that the native flowbook does not know."""
+        return self._has_edits or self._batch is not None
+
+    def _give(self) -> None:
+        """Makes the edits. Those of a call that was interrupted are given again with the same number, by which the
+        native flowbook knows what it has made already."""
+        with self._alone():
+            while self._are_ahead:
+                if self._batch is None:
+                    edits, known = self._edits(), list(self._all)
+                    self._batch, self._known, self._changed, self._has_edits = (edits, self._batches), known, {}, False
+                    self._batches += 1
+                self._make(*self._batch)
+
+    def _make(self, edits: list[tuple[str, int, str, str]], number: int) -> None:
+        try:
+            if edits:
+                self._book._native.edit_paragraphs(edits, number)
+        except Error:
+            self._version, self._batch, self._has_edits = -1, None, False  # the paragraphs show what there is
+            raise
+        self._batch = None
+
+    def _edits(self) -> list[tuple[str, int, str, str]]:
+        """What leads from those that are known to those that there are; indices are of the known ones."""
+        edits: list[tuple[str, int, str, str]] = []
+        present = set(self._all)
+        edits += [("remove", index, "", "") for index, each in enumerate(self._known) if each not in present]
+        indices = {each: index for index, each in enumerate(self._known)}
+        following = 0
+        for each in self._all:
+            index = indices.get(each)
+            if index is None:
+                edits.append(("insert", following, each._text, each.style))
+            else:
+                following = index + 1
+                if each in self._changed:
+                    edits.append(("replace", index, each._text, ""))
+        return edits
+
+    def _edit_now(self, edit: tuple[str, int, str, str]) -> None:
+        self._give()
+        self._version, self._batch, self._batches = -1, ([edit], self._batches), self._batches + 1
+        self._give()
+
+    def _insert_now(self, at: int, text: str, style: str) -> Paragraph:
+        self._edit_now(("insert", at, text, style))
+        made = self._made()[at]
+        self._all.insert(at, made)
+        self._take(self._all)
+        return made
 
     def _settle(self) -> None:
         """Reads the runs of the paragraphs whose text was replaced."""
         with self._alone():
             if self._has_stale_runs:
-                self._all = _kept(self._all, self._made())
-                self._has_stale_runs = False
+                self._take(_kept(self._all, self._made()))
 
     def _made(self) -> list[Paragraph]:
-        return [Paragraph(self, style, heading, text, code, is_block, tuple(Run(*run) for run in runs))
+        return [Paragraph(self, style, heading, text if code is None else code, code is not None, is_block,
+                          tuple(Run(*run) for run in runs))
                 for style, heading, text, code, is_block, runs in self._book._rich_text()]
 
     def _loaded(self) -> list[Paragraph]:
@@ -227,21 +330,16 @@ class Paragraphs(Sequence[Paragraph]):
 
     def _load(self) -> None:
         """Reads them anew when the code was changed by other means."""
+        self._book._refuse_closed()
         if self._version != self._book._version:
-            self._all = _kept(self._all, self._made())
-            self._has_stale_runs = False
-            for index, paragraph in enumerate(self._all):
-                paragraph._hint = index
-            self._note()
+            self._take(_kept(self._all, self._made()))
 
-    def _reload(self, new: int) -> Paragraph:
-        self._all.insert(new, self._made()[new])
-        self._all[new]._hint = new
-        self._note()
-        return self._all[new]
-
-    def _note(self) -> None:
-        self._version = self._book._version
+    def _take(self, paragraphs: list[Paragraph]) -> None:
+        """Goes on from what the native flowbook has."""
+        known = list(paragraphs)
+        self._all, self._known, self._version = paragraphs, known, self._book._version
+        self._has_stale_runs = False
+        self._give_hints()
 
 
 def _kept(known: list[Paragraph], made: list[Paragraph]) -> list[Paragraph]:

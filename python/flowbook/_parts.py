@@ -2,8 +2,7 @@
 
 from __future__ import annotations
 
-from dataclasses import dataclass
-from typing import TYPE_CHECKING, Any
+from typing import TYPE_CHECKING, Any, NamedTuple
 
 from flowbook._errors import MisuseError
 from flowbook._pictures import dimensions_of, media_type_of
@@ -199,8 +198,7 @@ class Relationship:
         return "Relationship(source={!r}, id={!r}, type={!r}, target={!r}, is_internal={!r})".format(*self._values())
 
 
-@dataclass(frozen=True, slots=True)
-class Finding:
+class Finding(NamedTuple):
     """One thing that is wrong with a flowbook: an ``error``, which reading refuses, or a ``warning``.
 
     `id` stays the same from version to version, such as ``picture.malformed``.

@@ -2,10 +2,12 @@
 
 from __future__ import annotations
 
+import fcntl
 import io
 import os
 import sys
 from collections.abc import Callable, Mapping
+from mmap import mmap
 from typing import Any, Protocol, Union, runtime_checkable
 
 from flowbook import _native
@@ -30,6 +32,9 @@ Path = Union[str, "os.PathLike[str]", "os.PathLike[bytes]"]
 Binary = Union[bytes, bytearray, memoryview]
 Target = Union[Path, Writable]
 Source = Union[Path, Binary, Readable]
+
+# How much of a file that cannot seek is asked for at a time.
+_PIECE = 1 << 20
 
 UTF16 = "utf-16-le" if sys.byteorder == "little" else "utf-16-be"
 
@@ -180,19 +185,33 @@ class FileObject:
     def content(self) -> bytes:
         if _is(self._file, "seekable"):
             self._file.seek(0)
-        content: object = self._file.read()
-        if not isinstance(content, bytes):
-            raise TypeError("a binary file is needed: read() gave no bytes")
-        return content
+        pieces: list[bytes] = []
+        while True:
+            piece: object = self._file.read(_PIECE)  # of which it may give less
+            if piece is None:
+                raise Error("the file object has no bytes ready, as it does not wait for them", self.name)
+            if not isinstance(piece, bytes):
+                raise TypeError("a binary file is needed: read() gave no bytes")
+            if not piece:
+                return b"".join(pieces)
+            pieces.append(piece)
 
     def save_back(self, book: _native.Book, overwrite: bool) -> None:
         if not (_is(self._file, "writable") and _is(self._file, "seekable")):
             raise MisuseError("the file object cannot be written; name a file to save to", self.name)
+        # Asked for first, as content that is left before or behind the new one would make the file useless.
+        if _appends(self._file):
+            raise MisuseError("the file object was opened for appending; name a file to save to", self.name)
+        if not hasattr(self._file, "truncate") and not isinstance(self._file, mmap):
+            raise MisuseError("the file object cannot be cut to another size; name a file to save to", self.name)
         # The flowbook is kept in memory until the file is whole, so that it can be saved again when writing fails.
         content, revision = book.detach()
+        if isinstance(self._file, mmap):
+            self._file.resize(len(content))
         self._file.seek(0)
         self._write(content)
-        self._file.truncate()
+        if not isinstance(self._file, mmap):
+            self._file.truncate()
         book.move_to_object(self._file, revision)
 
     def save_copy(self, book: _native.Book, moves: bool) -> None:
@@ -211,6 +230,8 @@ class FileObject:
         rest = memoryview(content)
         while rest:
             written: object = self._file.write(rest)
+            if written is None and not isinstance(self._file, io.RawIOBase):
+                break  # it takes all there is, and does not count it
             if not isinstance(written, int) or not 0 < written <= len(rest):
                 raise Error("the file object did not take the bytes that were written", self.name)
             rest = rest[written:]
@@ -245,7 +266,15 @@ def path_bytes(path: str | bytes) -> bytes:
 
 def _is(file: Any, ability: str) -> bool:
     ask = getattr(file, ability, None)
-    return bool(ask()) if callable(ask) else hasattr(file, "seek")
+    return bool(ask()) if callable(ask) else hasattr(file, "seek") and hasattr(file, "tell")
+
+
+def _appends(file: Any) -> bool:
+    """Whether it writes at its end wherever it stands."""
+    try:
+        return bool(fcntl.fcntl(file.fileno(), fcntl.F_GETFL) & os.O_APPEND)
+    except (AttributeError, OSError, TypeError, ValueError):
+        return False
 
 
 def place_of(source: object, options: Mapping[str, Any] | None = None) -> Place:
@@ -256,14 +285,28 @@ def place_of(source: object, options: Mapping[str, Any] | None = None) -> Place:
             return LocalFile(local, source)
         from flowbook._remote import RemoteFile
 
-        return RemoteFile(source, options)
+        return RemoteFile.at(source, options)
     if isinstance(source, (str, os.PathLike)):
         return LocalFile(os.fspath(source))
+    fsspec = sys.modules.get("fsspec")  # which has made such an object, if it is one
+    if fsspec is not None and isinstance(source, fsspec.core.OpenFile):
+        return _place_of_open_file(source)
     if isinstance(source, (bytes, bytearray, memoryview)):
         return Memory(bytes(source))
     if isinstance(source, io.TextIOBase) or not hasattr(source, "read") and not hasattr(source, "write"):
         raise TypeError(f"a path, bytes or a binary file is needed, not {type(source).__name__}")
     return FileObject(source)
+
+
+def _place_of_open_file(file: Any) -> Place:
+    """The file that `fsspec.open()` names and has not opened yet."""
+    if file.compression is not None or "b" not in file.mode:
+        raise TypeError("a binary file that is not compressed is needed; open it first, by a with statement")
+    if "file" in file.fs.protocol:
+        return LocalFile(file.path)
+    from flowbook._remote import RemoteFile, store_in
+
+    return RemoteFile(file.full_name, store_in(file.fs, file.path))
 
 
 def local_path(address: str) -> str | None:

@@ -24,17 +24,21 @@ _LOCK = (b'<?xml version="1.0" encoding="utf-8"?><D:lockinfo xmlns:D="DAV:"><D:l
 
 
 class RemoteFile:
-    """A file of a file system that fsspec knows; see `_Store` for how it is saved."""
+    """A file of a file system that fsspec knows; see `Store` for how it is saved."""
 
     can_be_returned_to = True
 
-    def __init__(self, url: str, options: Mapping[str, Any] | None) -> None:
+    def __init__(self, name: str, store: Store) -> None:
+        self.name = name.encode("utf-8", "replace").decode("utf-8")
+        self._store = store
+
+    @classmethod
+    def at(cls, url: str, options: Mapping[str, Any] | None) -> RemoteFile:
+        """The file at an address."""
         if not isinstance(options, (Mapping, type(None))):
             raise TypeError(f"storage_options is a mapping, not {type(options).__name__}")
-        self.name = url.encode("utf-8", "replace").decode("utf-8")
-        self._given = url, options
-        with told(self.name):
-            self._store = store_of(url, options)
+        with told(url.encode("utf-8", "replace").decode("utf-8")):
+            return cls(url, store_of(url, options))
 
     def __eq__(self, other: object) -> bool:
         return isinstance(other, RemoteFile) and other._store.identity == self._store.identity
@@ -81,11 +85,11 @@ class RemoteFile:
             raise ConflictError("it has changed since a flowbook with changes was pickled", self.name)
 
     def __getstate__(self) -> tuple[Any, ...]:
-        return self._given, self._store.version
+        return self.name, self._store.files, self._store.path, self._store.version
 
     def __setstate__(self, state: tuple[Any, ...]) -> None:
-        given, self._expected = state
-        self.__init__(*given)  # type: ignore[misc]
+        self.name, files, path, self._expected = state
+        self._store = store_in(files, path)
 
 
 @contextlib.contextmanager

@@ -37,11 +37,27 @@ void append(std::vector<RelationshipInfo>& found, const std::string& source,
     }
 }
 
+PartInfo infoOf(const Part& part) {
+    return {part.getName().ascii(), fl::i18n::to_string(part.getContentType().toString()), part.getSize(),
+            kit::isPicture(part)};
+}
+
 /// A sink that replaces a file of the machine.
 HeldStorage::Sink sinkAt(const std::u16string& path, std::shared_ptr<const ReadableFile> replaced) {
     return [path, replaced = std::move(replaced), local = std::make_shared<LocalStorage>()] {
         return local->beginReplacement(path, replaced.get());
     };
+}
+
+/// The flowbook with the changes made. What notes the save in the properties comes first, so that ids and names that
+/// are given away are the same whenever the changes are made.
+kit::Document changed(const StorageSystemReference& storage, const Changes& changes) {
+    kit::Document document(kName, storage, OpenMode::Update);
+    kit::stamp(document.package());
+    for (const auto& change : changes) {
+        kit::apply(*change, document.package());
+    }
+    return document;
 }
 
 /// Writes the source with the changes made; all else keeps its bytes.
@@ -53,12 +69,7 @@ void save(const Source& source, const Changes& changes, const HeldStorage::Sink&
         replacement->commit();
         return;
     }
-    kit::Document document(kName, StorageSystemReference(storage), OpenMode::Update);
-    for (const auto& change : changes) {
-        kit::apply(*change, document.package());
-    }
-    kit::stamp(document.package());
-    document.package().close();
+    changed(StorageSystemReference(storage), changes).package().close();
 }
 
 std::uint64_t weightOf(const kit::Change& change) {
@@ -97,14 +108,9 @@ struct Book::State {
     /// The flowbook with its changes.
     kit::Document& document() {
         if (!open) {
-            kit::Document fresh(kName, source.storage(), changes.empty() ? OpenMode::ReadOnly : OpenMode::Update);
-            if (!changes.empty()) {
-                kit::stamp(fresh.package());
-            }
-            for (const auto& change : changes) {
-                kit::apply(*change, fresh.package());
-            }
-            open = std::make_unique<kit::Document>(std::move(fresh));
+            open = std::make_unique<kit::Document>(changes.empty()
+                                                       ? kit::Document(kName, source.storage(), OpenMode::ReadOnly)
+                                                       : changed(source.storage(), changes));
         }
         return *open;
     }
@@ -126,8 +132,7 @@ struct Book::State {
         changes.reserve(changes.size() + 1);
         try {
             if (changes.empty()) {
-                open = std::make_unique<kit::Document>(kName, source.storage(), OpenMode::Update);
-                kit::stamp(open->package());
+                open = std::make_unique<kit::Document>(changed(source.storage(), changes));
             }
             const kit::Made result = kit::apply(*made, document().package());
             changes.push_back(made);
@@ -178,15 +183,20 @@ struct Book::State {
     std::atomic<std::uint64_t> weight{0};
     std::atomic<bool> isChanged{false};
     std::atomic<std::uint64_t> revision{0};
+    std::optional<std::uint64_t> lastEdits;
     bool isClosed = false;
 };
 
-template <class Work>
-auto Book::run(bool apart, Work work) {
+void Book::mendAfterFork() {
     if (state_->turns.mendAfterFork()) {
         // The thread that was at work on it is not in this process, so it is in no state to be used or destroyed.
         (void)state_->open.release();
     }
+}
+
+template <class Work>
+auto Book::run(bool apart, Work work) {
+    mendAfterFork();
     const bool isLong = apart || state_->weight > kMuch || state_->turns.isTaken();
     return runCall(state_->file, isLong, [state = state_, work = std::move(work)] {
         const Turns::Turn turn(state->turns);
@@ -282,11 +292,14 @@ std::vector<PartInfo> Book::parts() {
     return ask([](const kit::Document& document) {
         std::vector<PartInfo> parts;
         for (const Part& part : document.package().getParts()) {
-            parts.push_back({part.getName().ascii(), fl::i18n::to_string(part.getContentType().toString()),
-                             part.getSize(), kit::isPicture(part)});
+            parts.push_back(infoOf(part));
         }
         return parts;
     });
+}
+
+PartInfo Book::part(const std::string& name) {
+    return run(false, [name](State& state) { return infoOf(state.part(name)); });
 }
 
 std::vector<RelationshipInfo> Book::relationships() {
@@ -340,6 +353,27 @@ kit::Made Book::change(kit::Change change) {
     const bool apart = weightOf(change) > kMuch;
     const auto shared = std::make_shared<kit::Change>(std::move(change));
     return run(apart, [shared](State& state) { return state.make(std::move(*shared)); });
+}
+
+void Book::editParagraphs(kit::EditParagraphs edits, std::uint64_t number) {
+    const bool apart = weightOf(edits) > kMuch;
+    const auto shared = std::make_shared<kit::Change>(std::move(edits));
+    run(apart, [shared, number](State& state) {
+        if (state.lastEdits != number) {
+            state.make(std::move(*shared));
+            state.lastEdits = number;
+        }
+        return true;
+    });
+}
+
+void Book::refuseOwnCalls() {
+    mendAfterFork();
+    try {
+        state_->turns.refuseOwnCalls();
+    } catch (...) {
+        raise(std::current_exception(), state_->file);
+    }
 }
 
 fl::Bytes Book::bytes() {
@@ -414,7 +448,7 @@ bool Book::strip() {
 }
 
 void Book::close() {
-    state_->turns.mendAfterFork();
+    mendAfterFork();
     runCall(state_->file, state_->turns.isTaken(), [state = state_] {
         const Turns::Turn turn(state->turns);
         state->isClosed = true;

@@ -62,6 +62,7 @@ public:
     std::vector<PropertyInfo> properties();
     std::vector<kit::PropertyElement> carriedProperties();
     std::vector<PartInfo> parts();
+    PartInfo part(const std::string& name);
     std::vector<RelationshipInfo> relationships();
     fl::Bytes content(const std::string& name);
     fl::Bytes picture(const std::string& name);
@@ -73,6 +74,16 @@ public:
 
     /// Makes a change, which is seen at once.
     kit::Made change(kit::Change change);
+
+    /// Makes edits, but those that it was given last under the same number: the call may have been interrupted when
+    /// they were made.
+    void editParagraphs(kit::EditParagraphs edits, std::uint64_t number);
+
+    /// @throws Refusal when the calling thread works on the flowbook: it runs a file object that is read, or the
+    /// handler
+    ///         of a signal.
+    void refuseOwnCalls();
+
     bool isChanged() const;
     /// Another number after each change and each save, so that what was read can be kept until then.
     std::uint64_t revision() const;
@@ -114,6 +125,7 @@ private:
     explicit Book(std::shared_ptr<State> state) : state_(std::move(state)) {}
     template <class MakeSource>
     static std::shared_ptr<Book> open(const std::string& file, MakeSource makeSource);
+    void mendAfterFork();
     template <class Work>
     auto run(bool apart, Work work);
     template <class Ask>

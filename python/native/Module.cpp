@@ -139,6 +139,7 @@ void addReading(py::class_<Book, std::shared_ptr<Book>>& book) {
         .def("properties", &Book::properties)
         .def("carried_properties", [](Book& self) { return toPython(self.carriedProperties()); })
         .def("parts", &Book::parts)
+        .def("part", &Book::part)
         .def("relationships", &Book::relationships)
         .def("content", [](Book& self, const std::string& part) { return toPython(self.content(part)); })
         .def("picture", [](Book& self, const std::string& part) { return toPython(self.picture(part)); })
@@ -176,8 +177,9 @@ void addCodeChanges(py::class_<Book, std::shared_ptr<Book>>& book) {
              [](Book& self, const py::bytes& text, bool flatten) {
                  return make(self, kit::SetPlainCode{fromUtf16(text), flatten});
              })
-        .def("edit_paragraphs",
-             [](Book& self, const py::list& edits) { return make(self, kit::EditParagraphs{toEdits(edits)}); })
+        .def("edit_paragraphs", [](Book& self, const py::list& edits,
+                                   std::uint64_t number) { self.editParagraphs({toEdits(edits)}, number); })
+        .def("refuse_own_calls", &Book::refuseOwnCalls)
         .def("set_rich_code",
              [](Book& self, const py::bytes& document) { return make(self, kit::SetRichCode{toBytes(document)}); })
         .def("set_encrypted_code",
@@ -354,6 +356,7 @@ PYBIND11_MODULE(_native, module) {
     addBook(module);
     addRows(module);
     addFunctions(module);
+    module.def("heading_of", [](const std::string& style) { return kit::headingOf(style); });
     module.attr("library_version") = static_cast<const char*>(libpxflowbook_version);
 }
 

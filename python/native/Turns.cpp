@@ -30,13 +30,17 @@ bool Turns::State::isTakenByCallerOf(std::thread::id thread) const {
     return owner != nullptr && owner->caller() == thread && !owner->isLeft();
 }
 
+void Turns::State::refuseCallsOf(std::thread::id thread) const {
+    if (isTakenByCallerOf(thread)) {
+        throw Refusal("misuse", "the flowbook is used by the file object or the signal handler that it calls");
+    }
+}
+
 Turns::Turn::Turn(Turns& turns) : turns_(turns) {
     const Call& call = *Call::current();
     State& state = *turns_.state_;
     std::unique_lock<std::mutex> lock(state.mutex);
-    if (state.isTakenByCallerOf(call.caller())) {
-        throw Refusal("misuse", "the flowbook is used by the file object or the signal handler that it calls");
-    }
+    state.refuseCallsOf(call.caller());
     int looksAtTheEnd = 0;
     while (!state.given.wait_for(lock, kUntilNextLook, [&] { return state.owner == nullptr; })) {
         call.refuseIfLeft();
@@ -67,6 +71,11 @@ bool Turns::mendAfterFork() {
     const bool isOwn = before->isTakenByCallerOf(std::this_thread::get_id());
     state_->owner = isOwn ? before->owner : nullptr;
     return before->owner != nullptr && !isOwn;
+}
+
+void Turns::refuseOwnCalls() {
+    const std::lock_guard<std::mutex> lock(state_->mutex);
+    state_->refuseCallsOf(std::this_thread::get_id());
 }
 
 bool Turns::isTaken() {

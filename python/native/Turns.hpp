@@ -35,6 +35,9 @@ public:
 
     bool isTaken();
 
+    /// @throws Refusal when the calling thread waits for a call that has the turn.
+    void refuseOwnCalls();
+
 private:
     struct State {
         std::mutex mutex;
@@ -42,6 +45,7 @@ private:
         const Call* owner = nullptr;
 
         bool isTakenByCallerOf(std::thread::id thread) const;
+        void refuseCallsOf(std::thread::id thread) const;
     };
 
     std::unique_ptr<State> state_;

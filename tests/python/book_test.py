@@ -2,6 +2,7 @@
 import copy
 import gc
 import io
+import mmap
 import os
 import pickle
 import sys
@@ -10,6 +11,7 @@ import weakref
 from datetime import timedelta
 from pathlib import Path
 
+import fsspec
 import pytest
 
 import flowbook
@@ -212,6 +214,28 @@ def test_file_objects_that_lie(answer, error):
         assert len(book.code) == 400_000
 
 
+def test_a_file_object_that_uses_the_flowbook_while_another_thread_edits_it():
+    """The editing thread waits for the one that reads, which may not wait for it."""
+    file = Lying(stored(large()))
+    book, answers = flowbook.open(file), []
+
+    def answer(self, count):
+        editing = threading.Thread(target=lambda: book.set_code("x", flatten=True))
+        if not answers:
+            answers.append(editing)
+            editing.start()
+            while book._lock.acquire(blocking=False):
+                book._lock.release()
+            with pytest.raises(flowbook.MisuseError):
+                len(book.paragraphs)
+        return io.BytesIO.read(self, count)
+
+    file.answer = answer
+    assert len(book.code) == 400_000
+    answers[0].join()
+    assert book.code == "x"
+
+
 @pytest.mark.parametrize("size", [0, 1, 10**6, 2**63, 2**64 - 1, 2**64, -1, 2.5, "1", None])
 def test_sizes_that_lie(size):
     file = Lying(stored(large()))
@@ -224,6 +248,48 @@ def test_short_reads_are_no_lies():
     file = Lying(stored(large()))
     file.answer = lambda self, count: io.BytesIO.read(self, min(count, 1000))
     assert flowbook.open(file).title == "large"
+    file.seekable = file.writable = lambda: False
+    file.seek(0)
+    assert flowbook.open(file).title == "large"
+
+
+class Uncounted(io.BytesIO):
+    """Takes all that is written, and returns nothing."""
+
+    def write(self, content):
+        super().write(content)
+
+
+def mapped(path):
+    with open(path, "r+b") as file:
+        return mmap.mmap(file.fileno(), 0)
+
+
+@pytest.mark.parametrize("opened", [
+    mapped, lambda path: open(path, "r+b"), lambda path: open(path, "r+b", buffering=0), fsspec.open, str,
+    lambda path: Uncounted(path.read_bytes())])
+@pytest.mark.parametrize("code", ["", "much code" * 9000])
+def test_files_that_are_saved_back_to(path, opened, code):
+    flowbook.Flowbook.new(code=os.urandom(50_000).hex()).save(path)
+    file = opened(path)
+    book = flowbook.open(file)
+    book.code = code
+    book.save()
+    assert flowbook.open(file.getvalue() if isinstance(file, Uncounted) else path).code == code == book.code
+
+
+class Uncuttable(io.FileIO):
+    truncate = property()
+
+
+@pytest.mark.parametrize("opened", [lambda path: open(path, "a+b"), lambda path: open(path, "rb"),
+                                    lambda path: Uncuttable(path, "r+")])
+def test_files_that_cannot_be_saved_back_to(path, opened):
+    before, book = path.read_bytes(), flowbook.open(opened(path))
+    book.title = "new"
+    with pytest.raises(flowbook.MisuseError):
+        book.save()
+    assert path.read_bytes() == before
 
 
 @pytest.mark.parametrize("source, error", [

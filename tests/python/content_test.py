@@ -8,6 +8,7 @@ import pytest
 
 import flowbook
 from flowbook import _native
+from flowbook._paragraphs import Paragraphs
 
 sys.path.insert(0, os.environ["PXFLOWBOOK_SOURCE"] + "/tests/support")
 import make_fixtures as make  # noqa: E402
@@ -114,11 +115,39 @@ def test_paragraphs_that_are_held():
         paragraphs.insert(0.5, "x")
 
 
-def test_many_paragraphs_are_changed_quickly():
-    book = rich(*[make.paragraph(f"x{number}", "Normal" if number % 2 else "code") for number in range(3000)])
-    for paragraph in book.paragraphs:
-        paragraph.text += "!"
-    assert book.code.count("!") == 1500 and all(text.endswith("!") for _, text in texts(book))
+def test_many_edits_are_made_at_once(monkeypatch):
+    """Each batch reads and writes the whole text, so that a batch for each edit would take hours."""
+    book, batches, chance = flowbook.Flowbook.new(code="0"), [], random.Random(3)
+    expected = [("code", "0")]
+    monkeypatch.setattr(Paragraphs, "_make", lambda self, *batch, make=Paragraphs._make: (
+        batches.append(batch), make(self, *batch)))
+    for step in range(20_000):
+        at, act = chance.randrange(len(expected) + 1), chance.randrange(4)
+        if act > 1 or at == len(expected):
+            book.paragraphs.insert(at, str(step), style := chance.choice(["Normal", "code", "Heading2"]))
+            expected.insert(at, (style, str(step)))
+        elif act == 1 and len(expected) > 1:
+            book.paragraphs[at].remove()
+            del expected[at]
+        else:
+            book.paragraphs[at].text += "!"
+            expected[at] = expected[at][0], expected[at][1] + "!"
+        if step == 10_000:
+            book = flowbook.open(book.to_bytes())
+    held = list(book.paragraphs)
+    assert texts(book) == expected == texts(flowbook.open(book.to_bytes())) and len(batches) == 2
+    assert {each.heading for each in held if each.style == "Heading2"} == {2} and held == list(book.paragraphs)
+
+
+@pytest.mark.parametrize("inner", ["<w:p><w:r><w:t>inner</w:t></w:r></w:p>"])
+def test_paragraphs_with_boxes_go_with_what_is_in_them(inner):
+    box = f"<w:p><w:r><w:t>outer</w:t><w:pict><w:txbxContent>{inner}</w:txbxContent></w:pict></w:r></w:p>"
+    book = rich(make.paragraph("a"), box, make.paragraph("b"))
+    book.paragraphs[0].text = "A"
+    book.paragraphs[2].text = "INNER"
+    book.paragraphs[1].remove()
+    book.paragraphs[1].text = "B"
+    assert texts(book) == [("code", "A"), ("code", "B")] == texts(flowbook.open(book.to_bytes()))
 
 
 PNG = b"\x89PNG\r\n\x1a\n\0\0\0\rIHDR\0\0\0\x05\0\0\0\x07"
@@ -184,8 +213,38 @@ def test_properties():
     with pytest.raises(flowbook.LimitError) as limit:
         book.title = "x" * 20_000_000
     assert limit.value.part == "/core.xml" and book.title is None
-    with pytest.raises(AttributeError):
-        book.titel = "x"
+    book.properties.update(creator="you", title="T", last_modified_by="<y>", subject="s")
+    del book.properties["modified"]
+    read = flowbook.open(book.to_bytes())
+    assert {"creator": "you", "last_modified_by": "<y>", "subject": "s"}.items() <= read.properties.items()
+    assert (read.title, book.properties.pop("creator"), "creator" in book.properties) == ("T", "you", False)
+    for name, error in (("created", flowbook.MisuseError), ("other", flowbook.MisuseError), ("creator", TypeError)):
+        with pytest.raises(error):
+            book.properties[name] = b"x"
+    with pytest.raises(flowbook.LimitError):
+        book.properties["creator"] = "x" * 20_000_000
+    assert "creator" not in book.properties
+
+
+def test_mistyped_attributes_are_errors():
+    book = flowbook.Flowbook.new(code="x")
+    book.add_image(b"GIF8", "image/gif")
+    merged, repaired = flowbook.merge(None, book, book), flowbook.repair(book.to_bytes())
+    for each in (book, book.images[0], book.parts[0], book.relationships[0], book.paragraphs, book.paragraphs[0],
+                 book.paragraphs[0].runs[0], book.properties, merged, repaired, flowbook.check(b"")[0]):
+        with pytest.raises(AttributeError):
+            each.titel = "x"
+
+
+def test_what_is_given_away_is_what_is_saved():
+    """Also where the first change adds the properties that other programs left out, and so takes ids."""
+    book = rich(make.paragraph("a"))
+    link = book.add_relationship("http://e/", "http://e/", is_internal=False)
+    image = book.add_image(b"GIF8", "image/gif")
+    read = flowbook.open(book.to_bytes())
+    assert read.images[0].relationship_id == image.relationship_id and link in read.relationships
+    link.remove()
+    assert link not in flowbook.open(book.to_bytes()).relationships
 
 
 def test_code_keeps_its_first_character(tmp_path):
@@ -214,6 +273,11 @@ def test_the_commands_work_by_functions(tmp_path):
 def test_many_of_which_some_cannot_be_looked_at(tmp_path):
     book = flowbook.Flowbook.new(code="x", title="t")
     book.save(tmp_path / "a.tqx")
+    (tmp_path / "links").mkdir()
+    os.symlink("nothing", tmp_path / "links" / "b.tqx")
+    for links in (tmp_path / "links", str(tmp_path / "links/*")):
+        row, = flowbook.read_many(links, ["path", "error"])
+        assert row["path"] == str(tmp_path / "links/b.tqx") and row["error"]
     given = [tmp_path / "a.tqx" / "none", "n" * 300, tmp_path / "a.tqx", tmp_path / "none.tqx"]
     rows = flowbook.read_many(given, ["title", "error"], threads=10**9)
     assert [(row["title"], bool(row["error"])) for row in rows] == [(None, True), (None, True), ("t", False),
