@@ -183,6 +183,11 @@ const FoundRelationships* FoundLists::of(const std::string& partName) const {
     return found == relationships_.end() ? nullptr : &found->second;
 }
 
+bool FoundLists::isAnyDamaged() const {
+    return std::any_of(relationships_.begin(), relationships_.end(),
+                       [](const auto& each) { return !each.second.isWhole || !each.second.faulty.empty(); });
+}
+
 bool isTypesEntry(const std::string& entry) { return fold(entry) == fold(kTypesEntry); }
 
 bool isRelationshipsEntry(const std::string& entry) {

@@ -27,6 +27,9 @@ public:
     /// The relationships that start from a part, or from the package ("/"); null when there is no list of them.
     const FoundRelationships* of(const std::string& partName) const;
 
+    /// Whether a list of relationships is there that is not whole.
+    bool isAnyDamaged() const;
+
 private:
     using Candidates = std::vector<ZipPiece*>;
 

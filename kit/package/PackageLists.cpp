@@ -9,6 +9,7 @@
 #include "kit/document/Characters.hpp"
 #include "kit/document/Document.hpp"
 #include "kit/document/EntryNames.hpp"
+#include "kit/document/References.hpp"
 #include "kit/document/StoredText.hpp"
 #include "kit/document/XmlReader.hpp"
 #include "opc/ByteArrayInAdaptor.hpp"
@@ -61,6 +62,14 @@ private:
     Take take_;
     bool hasRoot_ = false;
     bool isList_ = false;
+};
+
+/// Takes what a document holds and does nothing with it.
+class XmlIgnorer : public XmlHandler {
+public:
+    void startElement(const XmlName&, const std::vector<XmlAttribute>&, XmlSpan) override {}
+    void endElement(const XmlName&, XmlSpan) override {}
+    void characters(std::string_view) override {}
 };
 
 /// @param root  what the outermost element is called. @returns whether the list is whole.
@@ -214,7 +223,7 @@ bool isNeededXml(const std::u16string& contentType) {
 }
 
 bool isWellFormedXml(const fl::Bytes& xml) {
-    ListReader reader("", [](auto, auto) {});
+    XmlIgnorer reader;
     try {
         readXml(xml, "", encodingOf(xml), reader);
         return true;
@@ -241,31 +250,78 @@ std::u16string packageRelationshipType(const std::string& partName, const std::u
     return fold(partName) == "/tarmic/output.xml" ? FlowbookFilePackage::createOutputRelationship().type : u"";
 }
 
+namespace {
+
+/// Of these pictures, those that no relationship leads to.
+std::vector<std::string> withoutTargets(std::vector<std::string> pictures, const std::vector<Record>& known) {
+    std::set<std::string> targets;
+    for (const Record& record : known) {
+        targets.insert(fold(fl::i18n::to_string(record.target)));
+    }
+    const auto isTarget = [&](const std::string& each) { return targets.count(fold(each)) != 0; };
+    pictures.erase(std::remove_if(pictures.begin(), pictures.end(), isTarget), pictures.end());
+    return pictures;
+}
+
+/// The prefixes that stand for a namespace of references, each with its colon, wherever they are declared.
+std::set<std::string> referencePrefixes(std::string_view xml) {
+    constexpr std::string_view kDeclaration = "xmlns:";
+    std::set<std::string> prefixes;
+    for (std::size_t at = xml.find(kDeclaration); at != std::string_view::npos; at = xml.find(kDeclaration, at + 1)) {
+        const std::string_view rest = xml.substr(at + kDeclaration.size());
+        const std::size_t quote = std::min(rest.find_first_of("\"'"), rest.size());
+        const std::size_t end = rest.find_first_of("\"'", quote + 1);
+        if (end != std::string_view::npos && endsWith(rest.substr(0, end), "elationships")) {
+            prefixes.insert(std::string(rest.substr(0, rest.find_first_of(" \t\r\n="))) + ":");
+        }
+    }
+    return prefixes;
+}
+
+/// False where no attribute has a prefix of references, which is found out without reading the XML. Character
+/// references may hide a declaration.
+bool mayNameRelationships(std::string_view xml) {
+    constexpr std::string_view kSpaces = " \t\r\n";
+    const auto isUsed = [&](const std::string& prefix) {
+        std::size_t at = xml.find(prefix, 1);
+        while (at != std::string_view::npos && kSpaces.find(xml[at - 1]) == std::string_view::npos) {
+            at = xml.find(prefix, at + 1);
+        }
+        return at != std::string_view::npos;
+    };
+    const std::set<std::string> prefixes = referencePrefixes(xml);
+    return xml.find("&#") != std::string_view::npos || std::any_of(prefixes.begin(), prefixes.end(), isUsed);
+}
+
+/// The usual id of this number; empty where the text names it.
+std::string freeOf(std::uint64_t number, const std::set<std::string>& named) {
+    const std::string id = "rId" + std::to_string(number);
+    return named.count(id) == 0 ? id : "";
+}
+
+}  // namespace
+
 std::vector<Record> guessPictures(const fl::Bytes& document, const std::vector<std::string>& pictures,
                                   const std::vector<Record>& known) {
-    std::set<std::u16string> takenIds;
-    std::set<std::string> takenTargets;
+    std::set<std::string> taken;
     for (const Record& record : known) {
-        takenIds.insert(record.id);
-        takenTargets.insert(fold(fl::i18n::to_string(record.target)));
+        taken.insert(fl::i18n::to_string(record.id));
     }
-    std::vector<std::string> left = inOrder(pictures);
-    left.erase(
-        std::remove_if(left.begin(), left.end(), [&](const auto& each) { return takenTargets.count(fold(each)) != 0; }),
-        left.end());
-    std::vector<std::string> shown = shownPictures(document);
-    shown.erase(std::remove_if(shown.begin(), shown.end(),
-                               [&](const auto& each) { return takenIds.count(to_ustring(each)) != 0; }),
-                shown.end());
-    const std::u16string type = pictureRelationshipType();
+    const std::vector<std::string> left = withoutTargets(inOrder(pictures), known);
+    const std::vector<std::string> all = shownPictures(document);
+    std::vector<std::string> shown;
+    std::remove_copy_if(all.begin(), all.end(), std::back_inserter(shown),
+                        [&](const std::string& each) { return taken.count(each) != 0; });
+    const std::set<std::string> named = namedRelationships(document);
     std::vector<Record> records;
     for (std::size_t i = 0; i < left.size(); ++i) {
         const std::uint64_t number = haveOneExtension(left) ? numberOfPicture(left[i]) : i + 1;
-        std::u16string id = to_ustring(shown.size() == left.size() ? shown[i] : "rId" + std::to_string(number));
-        for (std::size_t next = left.size() + 1; !takenIds.insert(id).second; ++next) {
-            id = to_ustring("rId" + std::to_string(next));
+        const bool isNth = number > 0 && number <= all.size();
+        std::string id = shown.size() == left.size() ? shown[i] : isNth ? all[number - 1] : freeOf(number, named);
+        for (std::size_t next = left.size() + 1; id.empty() || !taken.insert(id).second; ++next) {
+            id = freeOf(next, named);
         }
-        records.push_back({type, to_ustring(left[i]), id, true});
+        records.push_back({pictureRelationshipType(), to_ustring(left[i]), to_ustring(id), true});
     }
     return records;
 }
@@ -282,6 +338,21 @@ std::vector<std::string> shownPictures(const fl::Bytes& document) {
     std::stable_sort(sorted.begin(), sorted.end(),
                      [](const auto& a, const auto& b) { return numberIn(a).first < numberIn(b).first; });
     return sorted;
+}
+
+std::set<std::string> namedRelationships(const fl::Bytes& document) {
+    std::set<std::string> ids;
+    try {
+        const fl::Bytes text = inUtf8(document, "");
+        if (mayNameRelationships(asText(text))) {
+            for (const Reference& reference : findReferences(text, "")) {
+                ids.insert(reference.id);
+            }
+        }
+    } catch (const opc::Exception&) {
+        // What is no XML names none.
+    }
+    return ids;
 }
 
 std::u16string guessCodeType(const fl::Bytes& document) {

@@ -53,8 +53,8 @@ std::u16string pictureRelationshipType();
 std::u16string packageRelationshipType(const std::string& partName, const std::u16string& contentType);
 
 /// The relationships of a code part to its pictures, where those were lost: the pictures, in the order of their
-/// numbers, get the ids that the text shows pictures by, or, where there are not as many, "rId1", "rId2" and so on by
-/// their numbers.
+/// numbers, get the ids that the text shows pictures by; where there are not as many, the first id goes to the picture
+/// that has the number 1, and so on, and others get ids that the text does not name.
 /// @param pictures  part names, in the order in which they lie in the file.
 /// @param known     what is known of the relationships; its ids and targets are left out of the result.
 std::vector<FlowbookFilePackage::Relationship>
@@ -63,6 +63,9 @@ guessPictures(const fl::Bytes& document, const std::vector<std::string>& picture
 
 /// The ids of the relationships by which a rich text shows pictures, by their numbers; none for what is no such text.
 std::vector<std::string> shownPictures(const fl::Bytes& document);
+
+/// The ids of all relationships that a rich text names: of pictures, links and others; none for what is no XML.
+std::set<std::string> namedRelationships(const fl::Bytes& document);
 
 /// The content type of plain code for a document that is just what saving its code as text makes, else that of rich
 /// code, or of encrypted code for what is no XML.

@@ -29,17 +29,23 @@ public:
     explicit Rebuilder(ZipRemains remains)
         : pieces_(std::move(remains.pieces)), beside_(std::move(remains.beside)), areAll_(remains.areAll) {}
 
-    Salvaged run() {
+    /// @param sound  the file, where index and local headers agree; null elsewhere.
+    Salvaged run(const fl::Bytes* sound) {
         readLists();
         for (const bool isReferredTo : {true, false}) {
             addPieces(isReferredTo);
         }
         addSetAside();
         addBeside();
-        linkParts(package_, lists_, areAll_);
+        linkParts(package_, lists_, areAll_,
+                  std::any_of(pieces_.begin(), pieces_.end(), [this](const auto& each) { return isListLeft(each); }));
         carryListsLeft();
         tellTypesLeft();
-        package_.write();
+        if (sound != nullptr && package_.isThatOf(*sound)) {
+            package_.account.flowbook = *sound;
+        } else {
+            package_.write();
+        }
         return std::move(package_.account);
     }
 
@@ -139,11 +145,15 @@ private:
         package_.tellLost(name, words);
     }
 
+    bool isListLeft(const ZipPiece& piece) const {
+        const bool isNothing = piece.isSpare || (piece.isWhole && piece.content.empty());
+        return isRelationshipsEntry(piece.name) && !isTaken(sourceOf(piece.name)) && !isNothing;
+    }
+
     /// Lists whose source is not there stay as entries, or are set aside where they cannot.
     void carryListsLeft() {
         for (ZipPiece& piece : pieces_) {
-            const bool isLeft = isRelationshipsEntry(piece.name) && !isTaken(sourceOf(piece.name));
-            if (!isLeft || piece.isSpare || (piece.isWhole && piece.content.empty())) {
+            if (!isListLeft(piece)) {
                 continue;
             }
             if (piece.isCurrent() && canBeEntry(piece.name) && package_.names.take("/" + piece.name)) {
@@ -156,9 +166,20 @@ private:
 
     void addBeside() {
         for (ZipPiece& piece : beside_) {
-            addAside(piece, {"/renamed/", areAll_ ? ": it is of another file, which was joined to this one"
-                                                  : ": another entry has this name, and no index says which counts"});
+            addAside(piece, placeBeside(piece));
         }
+    }
+
+    AsidePlace placeBeside(const ZipPiece& piece) const {
+        if (piece.isTooMuch) {
+            return placeFor(piece);
+        }
+        if (!piece.isWhole) {
+            return {"/damaged/", ": it is of another file, which was joined to this one, and damaged or gone"};
+        }
+        return {"/renamed/", !areAll_           ? ": another entry has this name, and no index says which counts"
+                             : piece.isUnlisted ? ": the index does not list it, but another that was not found"
+                                                : ": it is of another file, which was joined to this one"};
     }
 
     bool isTaken(const std::string& source) const { return source == "/" || package_.find(source) != nullptr; }
@@ -218,8 +239,8 @@ bool says(const fl::Bytes& file, const fl::Bytes& made) {
 
 Salvaged salvage(const fl::Bytes& file, ZipRemains found) {
     const bool isSound = !joinInterleaved(found.pieces) && found.isSound;
-    Salvaged salvaged = Rebuilder(std::move(found)).run();
-    if (salvaged.flowbook && isSound && says(file, *salvaged.flowbook)) {
+    Salvaged salvaged = Rebuilder(std::move(found)).run(isSound ? &file : nullptr);
+    if (isSound && salvaged.flowbook && salvaged.flowbook != file && says(file, *salvaged.flowbook)) {
         salvaged.flowbook = file;
     }
     return salvaged;

@@ -19,8 +19,8 @@ namespace {
 
 class Linking {
 public:
-    Linking(SalvagedPackage& package, const FoundLists& lists, bool areAll)
-        : package_(package), lists_(lists), areAll_(areAll) {}
+    Linking(SalvagedPackage& package, const FoundLists& lists, bool areAll, bool hasMore)
+        : package_(package), lists_(lists), areAll_(areAll), hasMore_(hasMore) {}
 
     void run() {
         PackageContent& content = package_.content;
@@ -35,13 +35,16 @@ public:
                 open.push_back(&part);
             }
         }
-        const Strings pictures = picturesLeft();
+        const Strings pictures = picturesAmong(partsLeft());
         for (PartRecord* const part : open) {
             guess(*part, pictures);
         }
         reportGone(content.relationships, "/");
         for (const PartRecord& part : content.parts) {
             reportGone(part.relationships, to_string(part.partName));
+        }
+        if (ofPackage == nullptr || lists_.isAnyDamaged()) {
+            tellUnreached();
         }
     }
 
@@ -54,8 +57,8 @@ private:
     bool takeKnown(const std::string& name, const std::u16string& type, Records& records) {
         const FoundRelationships* const list = lists_.of(name);
         if (list == nullptr || (list->isWhole && list->records.empty() && list->faulty.empty())) {
-            const bool showsPictures = isCodeType(type) && !shownPictures(package_.contentOf(name)).empty();
-            return name == "/" || showsPictures || (list == nullptr && !areAll_);
+            const bool namesAny = isCodeType(type) && !namedRelationships(package_.contentOf(name)).empty();
+            return name == "/" || namesAny || (list == nullptr && !areAll_);
         }
         records = list->records;
         for (const std::string& id : list->faulty) {
@@ -68,8 +71,8 @@ private:
         return true;
     }
 
-    /// The pictures that no relationship leads to.
-    Strings picturesLeft() const {
+    /// The parts that no relationship leads to.
+    std::vector<const PartRecord*> partsLeft() const {
         std::set<std::string> reached;
         for (const PartRecord& part : package_.content.parts) {
             for (const Record& record : part.relationships) {
@@ -79,14 +82,32 @@ private:
         for (const Record& record : package_.content.relationships) {
             reached.insert(fold(targetPartOf(record, "/")));
         }
-        Strings pictures;
+        std::vector<const PartRecord*> left;
         for (const PartRecord& part : package_.content.parts) {
-            const std::string name = to_string(part.partName);
-            if (isPictureType(part.contentType) && reached.count(fold(name)) == 0) {
-                pictures.push_back(name);
+            if (reached.count(fold(to_string(part.partName))) == 0) {
+                left.push_back(&part);
+            }
+        }
+        return left;
+    }
+
+    static Strings picturesAmong(const std::vector<const PartRecord*>& parts) {
+        Strings pictures;
+        for (const PartRecord* const part : parts) {
+            if (isPictureType(part->contentType)) {
+                pictures.push_back(to_string(part->partName));
             }
         }
         return pictures;
+    }
+
+    void tellUnreached() {
+        for (const PartRecord* const part : partsLeft()) {
+            const std::string name = to_string(part->partName);
+            if (!package_.isAside(name)) {
+                package_.account.lost.push_back("what led to " + name + ": no relationship to it is left");
+            }
+        }
     }
 
     void guess(PartRecord& part, const Strings& pictures) {
@@ -95,7 +116,7 @@ private:
         const fl::Bytes& content = package_.contentOf(name);
         addGuesses(part.relationships, name, isCode ? guessPictures(content, pictures, part.relationships) : Records());
         if (isCode) {
-            tellShown(part.relationships, name, shownPictures(content));
+            tellNamed(part.relationships, name, content);
         }
     }
 
@@ -119,17 +140,21 @@ private:
         tellRebuilt("relationships of " + source + ", from what is left of their list");
     }
 
-    /// Pictures that a text shows and no relationship leads to.
-    void tellShown(const Records& records, const std::string& source, const Strings& shown) {
-        std::set<std::string> ids;
+    /// Pictures and links that a text names and no relationship leads to.
+    void tellNamed(const Records& records, const std::string& source, const fl::Bytes& document) {
+        std::set<std::string> ids = namedRelationships(document);
         for (const Record& record : records) {
-            ids.insert(to_string(record.id));
+            ids.erase(to_string(record.id));
         }
-        for (const std::string& id : shown) {
-            if (ids.count(id) == 0) {
+        for (const std::string& id : shownPictures(document)) {
+            if (ids.erase(id) != 0) {
                 package_.account.lost.push_back("the picture that " + source + " shows by " + id +
                                                 ": no relationship to it is left");
             }
+        }
+        for (const std::string& id : ids) {
+            package_.account.lost.push_back("what " + source + " refers to by " + id +
+                                            ": no relationship to it is left");
         }
     }
 
@@ -181,7 +206,7 @@ private:
         Records& all = content.relationships;
         auto led = std::find_if(all.begin(), all.end(), [&](const Record& each) { return each.type == type; });
         const std::string target = led == all.end() ? "" : targetPartOf(*led, "/");
-        const bool isNothing = content.parts.empty() && content.others.empty();
+        const bool isNothing = content.parts.empty() && content.others.empty() && !hasMore_;
         if (isNothing || package_.find(target) != nullptr) {
             return;
         }
@@ -214,12 +239,13 @@ private:
     SalvagedPackage& package_;
     const FoundLists& lists_;
     const bool areAll_;
+    const bool hasMore_;
 };
 
 }  // namespace
 
-void linkParts(SalvagedPackage& package, const FoundLists& lists, bool areAll) {
-    Linking(package, lists, areAll).run();
+void linkParts(SalvagedPackage& package, const FoundLists& lists, bool areAll, bool hasMore) {
+    Linking(package, lists, areAll, hasMore).run();
 }
 
 }  // namespace flowbook::kit

@@ -21,6 +21,13 @@ namespace {
 /// All but the bytes, which are read when they are written.
 PartRecord withoutContent(const PartRecord& part) { return {{}, part.contentType, part.partName, part.relationships}; }
 
+bool areAlike(const std::vector<Record>& a, const std::vector<Record>& b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](const Record& one, const Record& other) {
+        return one.id == other.id && one.type == other.type && one.target == other.target &&
+               one.isInternal == other.isInternal;
+    });
+}
+
 bool canBeWritten(PackageContent content) {
     try {
         writeContent(std::move(content));
@@ -47,6 +54,7 @@ std::string SalvagedPackage::addAside(const std::string& folder, const std::stri
     }
     name = names.takeSimilar(name);
     addPart(name, u"application/octet-stream", std::move(bytes));
+    asides_.insert(name);
     return name;
 }
 
@@ -83,6 +91,28 @@ bool SalvagedPackage::dropFaulty(std::vector<Record>& records, const std::string
     }
     records = std::move(good);
     return true;
+}
+
+bool SalvagedPackage::isThatOf(const fl::Bytes& file) const {
+    try {
+        const Document document(file);
+        const auto parts = document.package().getParts();
+        const std::vector<std::size_t> others = otherEntries(document);
+        const auto isHere = [this](const opc::model::Part& part) {
+            const PartRecord* const own = find(part.getName().ascii());
+            return own != nullptr && own->contentType == part.getContentType().toString() &&
+                   areAlike(own->relationships, relationshipsOf(part)) && own->content == kit::contentOf(part);
+        };
+        const auto isCarried = [&](std::size_t entry) {
+            const auto own = content.others.find(document.container().entries()[entry].name);
+            return own != content.others.end() && own->second == document.container().read(entry);
+        };
+        return parts.size() == content.parts.size() && others.size() == content.others.size() &&
+               areAlike(content.relationships, relationshipsOf(document.package())) &&
+               std::all_of(parts.begin(), parts.end(), isHere) && std::all_of(others.begin(), others.end(), isCarried);
+    } catch (const opc::Exception&) {
+        return false;
+    }
 }
 
 void SalvagedPackage::write() {

@@ -29,8 +29,14 @@ public:
     void tellLost(const std::string& partName, const std::string& words);
     bool isToldLost(const std::string& partName) const;
 
+    /// Whether a part was added by addAside().
+    bool isAside(const std::string& partName) const { return asides_.count(partName) != 0; }
+
     /// Leaves out the relationships of a source that no package can hold. @returns whether there are any.
     bool dropFaulty(std::vector<FlowbookFilePackage::Relationship>& records, const std::string& source);
+
+    /// Whether a package file can be read and holds just this package.
+    bool isThatOf(const fl::Bytes& file) const;
 
     /// Makes the file, of as much as the limits permit, and reports what that leaves out.
     void write();
@@ -54,8 +60,9 @@ private:
 
     std::map<std::string, std::size_t> partsByName_;  ///< by folded names
     std::set<std::string> told_;                      ///< folded names of what is lost
-    std::set<std::string> dropped_;                   ///< names of what was found and cannot be written
-    std::string fault_;                               ///< why it could not be written the last time
+    std::set<std::string> asides_;
+    std::set<std::string> dropped_;  ///< names of what was found and cannot be written
+    std::string fault_;              ///< why it could not be written the last time
     const fl::Bytes none_;
 };
 

@@ -14,6 +14,13 @@ constexpr std::size_t kLocatorSize = 20;
 /// End records that are tried: a comment, or what somebody appended, may hold any number of their signature.
 constexpr std::size_t kMostEndRecords = 64;
 
+/// Of a record of the index, whose name, extra fields and comment have sizes of two bytes.
+constexpr std::size_t kLongestRecord = kIndexSize + std::size_t{3} * 65535;
+
+/// Of a local header, likewise, and how many that may be one are tried.
+constexpr std::size_t kLongestHeader = kLocalSize + std::size_t{2} * 65535;
+constexpr std::size_t kMostHeaders = 64;
+
 struct End {
     std::uint64_t count;
     std::uint64_t size;
@@ -109,20 +116,44 @@ private:
 
     /// Whether another record ends at a place: an end record that was forged or is damaged covers some only.
     bool hasRecordBefore(std::size_t at) const {
-        const std::size_t before = at == 0 ? std::string_view::npos : bytes_.rfind(kIndexRecord, at - 1);
-        const std::optional<Parsed> record = before == std::string_view::npos ? std::nullopt : recordAt(before);
+        const std::size_t first = at - std::min(at, kLongestRecord);
+        const std::size_t before = bytes_.substr(first, at - first).rfind(kIndexRecord);
+        const std::optional<Parsed> record = before == std::string_view::npos ? std::nullopt : recordAt(first + before);
         return record && record->end == at;
     }
 
     /// False for the index of a zip file that an entry of this one holds: its first entry is not where it says.
     bool isOfTheFile(const ZipIndex& index) const {
-        if (index.shift == 0 || !beginsWithEntry()) {
+        if (index.shift == 0) {
             return true;
         }
         const auto& first = *std::min_element(index.records.begin(), index.records.end(),
                                               [](const auto& a, const auto& b) { return a.offset < b.offset; });
+        if (isHeldByEntry(first.offset + index.shift)) {
+            return false;
+        }
+        if (!beginsWithEntry()) {
+            return true;
+        }
         return leadsToItsHeader(first, first.offset) &&
                (number(first.offset + 14, 4) == first.crc || (number(first.offset + 6, 2) & 8) != 0);
+    }
+
+    /// Whether a place is where the data of an entry begin.
+    bool isHeldByEntry(std::uint64_t place) const {
+        const std::size_t end = static_cast<std::size_t>(std::min<std::uint64_t>(place, bytes_.size()));
+        const std::size_t first = end - std::min(end, kLongestHeader);
+        const std::string_view before = bytes_.substr(first, end - first);
+        std::size_t at = before.rfind(kLocalHeader);
+        for (std::size_t tried = 0; at != std::string_view::npos && tried < kMostHeaders; ++tried) {
+            const bool isHeader = before.size() - at > kLocalSize;
+            const std::size_t header = first + at;
+            if (isHeader && header + kLocalSize + number(header + 26, 2) + number(header + 28, 2) == end) {
+                return true;
+            }
+            at = at == 0 ? std::string_view::npos : before.rfind(kLocalHeader, at - 1);
+        }
+        return false;
     }
 
     /// Whether the file begins with a local header, and not just with its signature.
@@ -153,7 +184,10 @@ private:
             isOneRow = isOneRow && (index.records.empty() || at == end);
             index.begin = index.records.empty() ? at : index.begin;
             std::optional<Parsed> parsed = recordAt(at);
-            end = parsed ? parsed->end : at + kIndexRecord.size();
+            // One whose sizes are damaged seems to end somewhere else, and would hide those that follow.
+            const bool ends = parsed && (standsAt(parsed->end, kIndexRecord) || standsAt(parsed->end, kEndRecord) ||
+                                         standsAt(parsed->end, kZip64EndRecord));
+            end = ends ? parsed->end : at + kIndexRecord.size();
             if (parsed) {
                 index.records.push_back(std::move(parsed->record));
             }
@@ -193,10 +227,15 @@ private:
 };
 
 /// Holds values of eight bytes for those numbers of a record that have no room there, in this order (APPNOTE, 4.5.3).
+/// One that holds all of them does so also where the record was damaged and leaves only some to it.
 void takeZip64Field(ZipRecord& record, std::string_view field) {
+    const bool hasAll = field.size() >= 24;
     for (std::uint64_t* value : {&record.size, &record.storedSize, &record.offset}) {
-        if (*value == kInZip64 && field.size() >= 8) {
+        const bool isLeftToIt = *value == kInZip64 && field.size() >= 8;
+        if (isLeftToIt) {
             *value = zipNumber(field, 0, 8);
+        }
+        if (isLeftToIt || hasAll) {
             field.remove_prefix(8);
         }
     }

@@ -10,6 +10,8 @@
 #include <map>
 #include <numeric>
 #include <optional>
+#include <set>
+#include <tuple>
 #include <utility>
 
 namespace flowbook::kit {
@@ -45,11 +47,16 @@ struct Placed {
     std::uint64_t at;
     Standing standing;
     bool isTaken = false;
+    bool isBeside = false;
 };
 
+/// Whether a record or header has a checksum and sizes, and does not leave them to a data descriptor.
+bool tellsChecksum(const ZipRecord& teller) {
+    return (teller.flags & kHasDescriptor) == 0 || teller.size != 0 || teller.crc != 0;
+}
+
 bool tellsSizes(const ZipRecord& teller) {
-    const bool isLeftOut = (teller.flags & kHasDescriptor) != 0 && teller.size == 0 && teller.crc == 0;
-    return !isLeftOut && teller.size != kInZip64 && teller.storedSize != kInZip64;
+    return tellsChecksum(teller) && teller.size != kInZip64 && teller.storedSize != kInZip64;
 }
 
 class Search {
@@ -65,7 +72,7 @@ public:
         for (const auto& [name, place] : left_) {
             leftByPlace_.emplace(place.at, name);
             if (place.record->size != 0) {
-                leftByContent_.emplace(std::pair(place.record->crc, place.record->size), name);
+                leftByChecksum_.emplace(place.record->crc, name);
             }
         }
         if (!index_.isWhole || !left_.empty() || hasSignatureIn(0, beginOfEntries()) ||
@@ -132,8 +139,8 @@ private:
 
     /// Whether the local header, or the data descriptor in its place, has the size and checksum of a record.
     bool agreesOnContent(const LocalHeader& header, const ZipRecord& record) const {
-        const bool isStreamed = (record.flags & kHasDescriptor) != 0;
-        if (isStreamed && header.crc == 0 && record.storedSize <= bytes_.size() - header.dataAt) {
+        const bool isStreamed = (record.flags & kHasDescriptor) != 0 && !tellsChecksum(header);
+        if (isStreamed && header.storedSize == 0 && record.storedSize <= bytes_.size() - header.dataAt) {
             return crcBehind(header.dataAt + static_cast<std::size_t>(record.storedSize)) == record.crc;
         }
         return header.crc == record.crc && header.size == record.size && header.storedSize == record.storedSize;
@@ -264,10 +271,11 @@ private:
     std::uint64_t takeUnread(const LocalHeader& header, const ZipRecord* record, const Tellers& tellers) {
         const auto at = static_cast<std::size_t>(header.offset);
         const bool holdsSignature = hasSignatureIn(at + kLocalHeader.size(), header.dataAt);
-        if (holdsSignature || (index_.isWhole && record == nullptr)) {
+        if (holdsSignature || (index_.isWhole && record == nullptr && !isOutside(at))) {
             return at;
         }
-        if (record == nullptr && !isPlausible(header)) {
+        const bool holdsRecord = header.name.find(kIndexRecord) != std::string::npos;
+        if (record == nullptr && (holdsRecord || !isPlausible(header))) {
             addCutOff(at);
             return at;
         }
@@ -284,39 +292,64 @@ private:
     /// Adds an entry that is whole, which a record of its name may describe, or one with another name.
     void takeFound(const LocalHeader& header, fl::Bytes content) {
         const std::uint32_t crc = crcOf(content);
-        const auto left = leftFor(header, {crc, content.size()});
-        if (left != left_.end() && left->second.record->crc == crc) {
-            add({left->first, otherNameOf(header, left->first), std::move(content), true}, header.at, Standing::Listed);
-            left_.erase(left);
-        } else if (left != left_.end()) {
-            add({left->first, otherNameOf(header, left->first), std::move(content), true}, header.at,
-                index_.isWhole ? Standing::Older : Standing::Unlisted);
-        } else if (!index_.isWhole || isOutside(header.at)) {
-            add({header.name, "", std::move(content), true}, header.at,
-                index_.isWhole ? Standing::Outside : Standing::Unlisted);
+        const auto left = leftFor(header, crc, content.size());
+        if (left == left_.end()) {
+            addUnlisted(header, std::move(content));
+            return;
         }
+        const ZipRecord& record = *left->second.record;
+        ZipPiece piece{left->first, otherNameOf(header, left->first), std::move(content), true};
+        if (record.crc == crc) {
+            left_.erase(left);
+            add(std::move(piece), header.at, Standing::Listed);
+        } else if (isPlaceLost(left->second)) {
+            settled_.insert(left->first);
+            add(std::move(piece), header.at, Standing::Listed);
+        } else {
+            add(std::move(piece), header.at, index_.isWhole ? Standing::Older : Standing::Unlisted);
+        }
+    }
+
+    /// Whether the place of its entry that a record gives is damaged.
+    bool isPlaceLost(const Place& place) const {
+        return place.record->offset == kInZip64 || place.at >= index_.begin || endOfClaimed(place.at) > place.at;
+    }
+
+    /// Adds a whole entry that no record describes. Where the index is whole, it may be one whose record is damaged.
+    void addUnlisted(const LocalHeader& header, fl::Bytes content) {
+        const bool isOfOtherFile = index_.isWhole && isOutside(header.at);
+        ZipPiece piece{header.name, "", std::move(content), true};
+        piece.isUnlisted = index_.isWhole && !isOfOtherFile;
+        add(std::move(piece), header.at, isOfOtherFile ? Standing::Outside : Standing::Unlisted);
     }
 
     static std::string otherNameOf(const LocalHeader& header, const std::string& name) {
         return header.name == name ? "" : header.name;
     }
 
-    /// The record that may describe an entry: by its name, else, in a whole index, by its content or place.
-    std::map<std::string, Place>::iterator leftFor(const LocalHeader& header,
-                                                   const std::pair<std::uint64_t, std::uint64_t>& content) {
+    /// The record that may describe an entry: by its name, else by its place, and in a whole index by its content.
+    std::map<std::string, Place>::iterator leftFor(const LocalHeader& header, std::uint64_t crc, std::uint64_t size) {
         const auto named = left_.find(header.name);
-        if (named != left_.end() || !index_.isWhole) {
+        if (named != left_.end()) {
             return named;
         }
-        const auto alike = leftByContent_.find(content);
-        const auto byContent = alike == leftByContent_.end() ? left_.end() : left_.find(alike->second);
         const auto there = leftByPlace_.find(header.at);
-        return byContent != left_.end() || there == leftByPlace_.end() ? byContent : left_.find(there->second);
+        const auto byPlace = there == leftByPlace_.end() ? left_.end() : left_.find(there->second);
+        if (!index_.isWhole) {
+            return byPlace != left_.end() && byPlace->second.record->crc == crc ? byPlace : left_.end();
+        }
+        const auto alike = leftByChecksum_.find(crc);
+        const auto byContent = alike == leftByChecksum_.end() ? left_.end() : left_.find(alike->second);
+        if (byContent != left_.end()) {
+            const std::uint64_t told = byContent->second.record->size;
+            return told == size || told == kInZip64 ? byContent : left_.end();
+        }
+        return byPlace;
     }
 
     /// A local header that is not there as a whole, with as much of its name as there is.
     void addCutOff(std::size_t at) {
-        if (!index_.isWhole) {
+        if (!index_.isWhole && leftByPlace_.count(at) == 0) {
             const std::size_t nameAt = std::min(at + kLocalSize, bytes_.size());
             const std::string name(bytes_.substr(nameAt, nameAt == bytes_.size() ? 0 : number(at + 26, 2)));
             const bool isName = !name.empty() && name.size() < kLongestTold &&
@@ -328,11 +361,16 @@ private:
     std::uint64_t takeDamaged(const LocalHeader& header, const ZipRecord* record, const Tellers& tellers) {
         const std::size_t end = endOfDamaged(header, tellers);
         const bool isListed = record != nullptr && left_.at(header.name).at == header.offset;
-        if (isListed || (record == nullptr && !index_.isWhole)) {
+        const bool isOfOtherFile = index_.isWhole && isOutside(header.offset) && leftByPlace_.count(header.at) == 0;
+        if (isListed || isOfOtherFile || (record == nullptr && !index_.isWhole)) {
             add({header.name, "", remainsAt(header.dataAt, end, tellers), false}, header.offset,
-                isListed ? Standing::Listed : Standing::Unlisted);
-            left_.erase(header.name);
+                isListed        ? Standing::Listed
+                : isOfOtherFile ? Standing::Outside
+                                : Standing::Unlisted);
             claimed_[header.offset] = end;
+        }
+        if (isListed) {
+            settled_.insert(header.name);  // It stays among those left: a whole copy may follow.
         }
         return end;
     }
@@ -341,7 +379,8 @@ private:
     std::size_t endOfDamaged(const LocalHeader& header, const Tellers& tellers) const {
         for (const ZipRecord* teller : tellers) {
             const std::uint64_t end = header.dataAt + teller->storedSize;
-            const bool isCutOff = end > bytes_.size() && teller->method != kDeflated && index_.records.empty();
+            const bool isCutOff = end > bytes_.size() && teller->method == 0 && teller->storedSize == teller->size &&
+                                  index_.records.empty();
             if (tellsSizes(*teller) && (end == bytes_.size() || isCutOff || isBoundary(end))) {
                 return static_cast<std::size_t>(std::min<std::uint64_t>(end, bytes_.size()));
             }
@@ -377,8 +416,8 @@ private:
                 placed_[there->second].standing = Standing::Listed;  // The record's checksum is what is damaged.
                 continue;
             }
-            if (endOfClaimed(place.record->at) > place.record->at) {
-                continue;  // It is of a zip file that an entry holds.
+            if (endOfClaimed(place.record->at) > place.record->at || settled_.count(name) != 0) {
+                continue;  // The record may be of a zip file that an entry holds.
             }
             const auto dataAt =
                 static_cast<std::size_t>(std::min<std::uint64_t>(place.at + kLocalSize + name.size(), bytes_.size()));
@@ -398,7 +437,9 @@ private:
         }
         places.push_back(entry.at + kLocalSize + nameSize);
         for (const std::uint64_t descriptor : {0, 12, 16, 20, 24}) {
-            places.push_back(entry.bound - descriptor - entry.record->storedSize);
+            if (entry.record->storedSize != 0) {  // Nothing may stand anywhere.
+                places.push_back(entry.bound - descriptor - entry.record->storedSize);
+            }
         }
         std::vector<std::size_t> possible;
         for (const std::uint64_t place : places) {
@@ -429,7 +470,7 @@ private:
         Found found{std::move(inflated->content), at + inflated->consumed};
         const std::uint32_t crc = crcOf(found.content);
         const bool isTold = std::any_of(tellers.begin(), tellers.end(), [&](const ZipRecord* teller) {
-            return tellsSizes(*teller) && teller->crc == crc;
+            return tellsChecksum(*teller) && teller->crc == crc;
         });
         // A descriptor counts for a local header only: a record may be one of another entry.
         const bool isOwn = std::any_of(tellers.begin(), tellers.end(), [&](const ZipRecord* teller) {
@@ -446,17 +487,26 @@ private:
 
     std::optional<Found> readStored(std::size_t at, const Tellers& tellers, std::uint64_t bound) {
         for (const ZipRecord* teller : tellers) {
-            const bool fits = tellsSizes(*teller) && teller->storedSize <= std::min(bytes_.size() - at, kMostInflated);
-            const std::size_t end = fits ? at + static_cast<std::size_t>(teller->storedSize) : at;
-            // Nothing has the checksum 0, as has a header whose numbers were lost.
-            if (fits && crcOf(at, end) == teller->crc && (end != at || end == bytes_.size() || isBoundary(end))) {
-                return stored(at, end);
+            for (const std::uint64_t size : {teller->storedSize, teller->size}) {
+                const bool fits = tellsSizes(*teller) && size <= std::min(bytes_.size() - at, kMostInflated);
+                const std::size_t end = fits ? at + static_cast<std::size_t>(size) : at;
+                if (fits && crcOf(at, end) == teller->crc && (size != 0 || isNothingAt(at, tellers))) {
+                    return stored(at, end);
+                }
             }
         }
         const bool isStreamed = std::any_of(tellers.begin(), tellers.end(), [](const ZipRecord* teller) {
             return (teller->flags & kHasDescriptor) != 0 && teller->method != kDeflated;
         });
         return isStreamed ? readStreamed(at, bound) : std::nullopt;
+    }
+
+    /// Whether the record and the header of an entry both say that it is empty. Nothing has the checksum 0, as has a header whose
+    /// numbers were lost.
+    bool isNothingAt(std::size_t at, const Tellers& tellers) const {
+        return (at == bytes_.size() || isBoundary(at)) &&
+               std::all_of(tellers.begin(), tellers.end(),
+                           [](const ZipRecord* teller) { return !tellsSizes(*teller) || teller->size == 0; });
     }
 
     static std::uint32_t crcOf(const fl::Bytes& content) { return libdeflate_crc32(0, content.data(), content.size()); }
@@ -550,45 +600,56 @@ private:
                 lastWhole[each.piece.name] = &each;
             }
         }
+        const bool isMissingAny = std::any_of(placed_.begin(), placed_.end(), [](const Placed& each) {
+            return each.standing == Standing::Listed && !each.piece.isWhole;
+        });
         for (Placed& each : placed_) {
-            Placed* const chosen = best.at(each.piece.name);
-            each.piece.isOlder = !chosen->piece.isWhole && lastWhole[each.piece.name] == &each;
-            each.piece.isSpare = chosen != &each && !each.piece.isOlder && each.standing == Standing::Listed;
-            const bool isChosen = chosen == &each && each.standing != Standing::Outside;
+            const Placed& chosen = *best.at(each.piece.name);
+            each.piece.isOlder = !chosen.piece.isWhole && lastWhole[each.piece.name] == &each;
+            each.piece.isSpare = &chosen != &each && !each.piece.isOlder && each.standing == Standing::Listed;
+            const bool isChosen = &chosen == &each && each.standing != Standing::Outside && !each.piece.isUnlisted;
             each.isTaken = isChosen || each.piece.isOlder || each.piece.isSpare;
-            if (!each.isTaken && mayCount(each) && (chosen == &each || each.piece.content != chosen->piece.content)) {
-                remains.beside.push_back(std::move(each.piece));
-            }
+            each.isBeside = !each.isTaken && mayCount(each, chosen, isMissingAny);
         }
         for (Placed& each : placed_) {
-            if (each.isTaken) {
-                remains.pieces.push_back(std::move(each.piece));
+            if (each.isTaken || each.isBeside) {
+                (each.isTaken ? remains.pieces : remains.beside).push_back(std::move(each.piece));
             }
         }
     }
 
-    /// Whether an entry that is not the one of its name may be what is missed, as no whole index rules it out.
-    bool mayCount(const Placed& placed) const {
-        const bool isRuledOut = index_.isWhole && placed.standing != Standing::Outside;
-        return placed.piece.isWhole && !isRuledOut && !placed.piece.content.empty();
+    /// Whether an entry that is not the one of its name may be what is missed. A whole index rules others out, unless
+    /// they are of another file, or it lists an entry that was not found and may be this one.
+    /// @param chosen  the one of its name.
+    bool mayCount(const Placed& placed, const Placed& chosen, bool isMissingAny) const {
+        const ZipPiece& piece = placed.piece;
+        const bool isChosen = &chosen == &placed;
+        if (piece.isWhole && (piece.content.empty() || (!isChosen && piece.content == chosen.piece.content))) {
+            return false;
+        }
+        if (index_.isWhole) {
+            return placed.standing == Standing::Outside || (piece.isUnlisted && isMissingAny && isChosen);
+        }
+        return piece.isWhole;
     }
 
     /// How much speaks for an entry where others have its name: the index, and then that its local header agrees.
-    static std::pair<Standing, bool> certaintyOf(const Placed& placed) {
-        return {placed.standing, placed.piece.otherName.empty()};
+    static std::tuple<Standing, bool, bool> certaintyOf(const Placed& placed) {
+        const bool isCopy = placed.standing == Standing::Listed && placed.piece.isWhole;
+        return {placed.standing, isCopy, placed.piece.otherName.empty()};
     }
 
     std::string_view bytes_;
     ZipIndex index_;
     Inflater inflater_;
-    std::uint64_t unsearched_;           ///< bytes that may yet be searched for descriptors
-    std::uint64_t held_ = 0;             ///< bytes of all contents
-    std::uint64_t firstEntry_ = 0;       ///< where the first entry lies that the index led to
-    std::map<std::string, Place> left_;  ///< by name, records whose entries were not found
-    std::map<std::pair<std::uint64_t, std::uint64_t>, std::string>
-        leftByContent_;  ///< their names, by checksum and size
-    std::map<std::uint64_t, std::string> leftByPlace_;
-    std::map<std::uint64_t, std::uint64_t> claimed_;  ///< from the headers to the ends of entries
+    std::uint64_t unsearched_;                             ///< bytes that may yet be searched for descriptors
+    std::uint64_t held_ = 0;                               ///< bytes of all contents
+    std::uint64_t firstEntry_ = 0;                         ///< where the first entry lies that the index led to
+    std::map<std::string, Place> left_;                    ///< by name, records whose entries were not found
+    std::map<std::uint64_t, std::string> leftByChecksum_;  ///< their names
+    std::map<std::uint64_t, std::string> leftByPlace_;     ///< their names
+    std::set<std::string> settled_;                        ///< names of those that need no damaged piece any more
+    std::map<std::uint64_t, std::uint64_t> claimed_;       ///< from the headers to the ends of entries
     std::vector<Placed> placed_;
 };
 

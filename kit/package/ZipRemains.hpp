@@ -16,7 +16,9 @@ struct ZipPiece {
     bool isWhole = false;    ///< whether the content meets a checksum
     bool isOlder = false;    ///< whether it is whole, but one of the same name that replaced it is damaged
     bool isTooMuch = false;  ///< whether its content was left out, as the package would exceed a limit with it
-    bool isSpare = false;    ///< whether the index lists another entry of this name, which is rather the right one
+    /// Whether it lies among the entries that a whole index lists, and is none of them.
+    bool isUnlisted = false;
+    bool isSpare = false;  ///< whether the index lists another entry of this name, which is rather the right one
 
     /// Whether it is whole, and none that replaced it is damaged.
     bool isCurrent() const noexcept { return isWhole && !isOlder; }
@@ -24,8 +26,9 @@ struct ZipPiece {
 
 struct ZipRemains {
     std::vector<ZipPiece> pieces;  ///< in the order in which they lie in the file
-    /// Whole entries that are none of these: of a file that was joined to this one, or, where no whole index says
-    /// which counts, others of the same names.
+    /// Entries that are none of these: of a file that was joined to this one, damaged ones as well; or whole ones that
+    /// have the same names as others, where no whole index says which counts; or whole ones that the index does not
+    /// list, where it lists another that was not found.
     std::vector<ZipPiece> beside;
     bool areAll = false;   ///< whether the index is whole, so that there were no other entries
     bool isSound = false;  ///< whether index and local headers agree, and need nothing that is unusual

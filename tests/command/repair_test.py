@@ -235,7 +235,14 @@ def zipped(entries, *, before=(), out=None, compression=zipfile.ZIP_DEFLATED, ex
 
 
 def without_index(file):
-    return file[:file.index(b"PK\1\2")]
+    return file[:struct.unpack_from("<I", file, file.rindex(b"PK\5\6") + 16)[0]]
+
+
+def zeroed(file, signature, name, begin, end):
+    """With zeros in the last header or record of a name."""
+    at = file.rindex(name.encode()) - (46 if signature == b"PK\1\2" else 30)
+    assert file[at:at + 4] == signature
+    return file[:at + begin] + bytes(end - begin) + file[at + end:]
 
 
 SIGNATURE = struct.pack("<HH", 0xCAFE, 40) + b"PK\3\4" * 10
@@ -250,6 +257,13 @@ CONTAINERS = [
     (lambda e: zipped(e).replace(struct.pack("<I", zlib.crc32(e[CODE])), b"\0" * 4, 1), 0, None, {}),
     (lambda e: without_index(zipped(e, out=Unseekable(), compression=zipfile.ZIP_STORED)).replace(b"PK\7\x08", b"") +
      bytes(999), 0, None, {}),
+    (lambda e: zipped(e) + zipped({CODE: b"other"}, compression=zipfile.ZIP_STORED).replace(b"other", b"ether"), 1,
+     "joined to this one, and damaged or gone; 5 bytes", {"damaged/" + CODE: b"ether"}),
+    (lambda e: zeroed(without_index(zipped(e, compression=zipfile.ZIP_STORED)), b"PK\3\4", CODE, 18, 20), 0, None, {}),
+    (lambda e: zeroed(zipped(e), b"PK\1\2", "tarmic/output.xml", 10, 28), 0, None, {}),
+    (lambda e: zeroed(zipped(e), b"PK\1\2", "media/image1.png", 20, 54), 0, None, {}),
+    (lambda e: b"PK\7\x08" + without_index(zipped({"z": zipped({CODE: b"other"}), **e}, compression=zipfile.ZIP_STORED)),
+     0, None, {}),
 ]
 
 
