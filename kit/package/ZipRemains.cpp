@@ -501,8 +501,8 @@ private:
         return isStreamed ? readStreamed(at, bound) : std::nullopt;
     }
 
-    /// Whether the record and the header of an entry both say that it is empty. Nothing has the checksum 0, as has a header whose
-    /// numbers were lost.
+    /// Whether the record and the header of an entry both say that it is empty. Nothing has the checksum 0, as has a
+    /// header whose numbers were lost.
     bool isNothingAt(std::size_t at, const Tellers& tellers) const {
         return (at == bytes_.size() || isBoundary(at)) &&
                std::all_of(tellers.begin(), tellers.end(),

@@ -259,11 +259,12 @@ CONTAINERS = [
      bytes(999), 0, None, {}),
     (lambda e: zipped(e) + zipped({CODE: b"other"}, compression=zipfile.ZIP_STORED).replace(b"other", b"ether"), 1,
      "joined to this one, and damaged or gone; 5 bytes", {"damaged/" + CODE: b"ether"}),
-    (lambda e: zeroed(without_index(zipped(e, compression=zipfile.ZIP_STORED)), b"PK\3\4", CODE, 18, 20), 0, None, {}),
+    (lambda e: zeroed(without_index(zipped(e, compression=zipfile.ZIP_STORED)), b"PK\3\4", CODE, 18, 20), 0,
+     None, {}),
     (lambda e: zeroed(zipped(e), b"PK\1\2", "tarmic/output.xml", 10, 28), 0, None, {}),
     (lambda e: zeroed(zipped(e), b"PK\1\2", "media/image1.png", 20, 54), 0, None, {}),
-    (lambda e: b"PK\7\x08" + without_index(zipped({"z": zipped({CODE: b"other"}), **e}, compression=zipfile.ZIP_STORED)),
-     0, None, {}),
+    (lambda e: b"PK\7\x08" + without_index(zipped({"z": zipped({CODE: b"other"}), **e},
+                                                 compression=zipfile.ZIP_STORED)), 0, None, {}),
 ]
 
 
