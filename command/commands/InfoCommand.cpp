@@ -27,7 +27,7 @@ void tellFaults(const std::vector<kit::Property>& properties, const Input& input
     const std::string* last = nullptr;
     for (const kit::Property& property : properties) {
         if (!property.fault.empty() && (last == nullptr || *last != property.fault)) {
-            report.attempt(&input, [&] { throw failureOf(property); });
+            report.attempt(&input, [&] { throw kit::failureOf(property); });
             last = &property.fault;
         }
     }

@@ -58,7 +58,7 @@ void readInto(Listed& row, const Input& input) {
     }
     for (const kit::Property& property : row.properties) {
         if (!property.fault.empty()) {
-            throw failureOf(property);
+            throw kit::failureOf(property);
         }
     }
     row.form = form;

@@ -50,7 +50,7 @@ public:
             return document_.emplace(name_, input_.storage());
         } catch (const std::exception&) {
             const Diagnosis diagnosis = diagnose();
-            throw Failure(diagnosis.code, shown_, inWords(diagnosis.message), diagnosis.kind);
+            throw Failure(diagnosis.code, shown_, inWords(diagnosis.message), diagnosis.kind, diagnosis.part);
         }
     }
 
@@ -164,7 +164,7 @@ void merge(Console& console, MergeOptions& options) {
     } catch (const std::exception&) {
         const Diagnosis diagnosis = diagnose();
         throw Failure(diagnosis.code, options.file.value_or(""),
-                      base.inWords(ours.inWords(theirs.inWords(diagnosis.message))), diagnosis.kind);
+                      base.inWords(ours.inWords(theirs.inWords(diagnosis.message))), diagnosis.kind, diagnosis.part);
     }
     tell(console, options, result);
     if (options.output) {

@@ -25,7 +25,8 @@ public:
             return openDocument(input_);
         } catch (const std::exception&) {
             const Diagnosis diagnosis = diagnose();
-            throw Failure(diagnosis.code, input_.argument(), input_.inWords(diagnosis.message), diagnosis.kind);
+            throw Failure(diagnosis.code, input_.argument(), input_.inWords(diagnosis.message), diagnosis.kind,
+                          diagnosis.part);
         }
     }
 

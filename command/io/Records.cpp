@@ -6,10 +6,6 @@ namespace flowbook::tool {
 
 std::string typeOf(const opc::model::Part& part) { return fl::i18n::to_string(part.getContentType().toString()); }
 
-Failure failureOf(const kit::Property& property) {
-    return {property.isOfLimit ? ExitCode::LimitExceeded : ExitCode::Damaged, property.fault};
-}
-
 void writeProperties(Json& json, const std::vector<kit::Property>& properties) {
     json.key("properties").openObject();
     for (const kit::Property& property : properties) {

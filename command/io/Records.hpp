@@ -1,7 +1,6 @@
 #pragma once
 
 #include "kit/document/Document.hpp"
-#include "terminal/Failure.hpp"
 #include "terminal/Json.hpp"
 
 namespace flowbook::tool {
@@ -10,9 +9,6 @@ namespace flowbook::tool {
 
 /// The text of a part's content type.
 std::string typeOf(const opc::model::Part& part);
-
-/// Why a property cannot be read. @param property  one with a fault.
-Failure failureOf(const kit::Property& property);
 
 /// Writes "properties", an object; a property that is absent is null.
 void writeProperties(Json& json, const std::vector<kit::Property>& properties);

@@ -86,7 +86,11 @@ void Report::closeRecord(Json& json, ExitCode finding) {
     json.count("exit", static_cast<std::uint64_t>(code));
     if (worst != failures_.end()) {
         json.key("error").openObject().field("kind", nameOf(worst->kind));
-        json.count("exit", static_cast<std::uint64_t>(worst->code)).field("message", worst->message).closeObject();
+        json.count("exit", static_cast<std::uint64_t>(worst->code)).field("message", worst->message);
+        if (!worst->part.empty()) {
+            json.field("part", worst->part);
+        }
+        json.closeObject();
     }
     json.closeObject();
     line("");

@@ -12,6 +12,11 @@ namespace {
 
 Diagnosis ofKind(FlowbookErrorKind kind, const std::string& message) { return {exitCodeOf(kind), kind, "", message}; }
 
+Diagnosis about(std::string_view part, Diagnosis diagnosis) {
+    diagnosis.part = part;
+    return diagnosis;
+}
+
 template <class T>
 bool isA(const FlowbookExceptionBase& failure) {
     return dynamic_cast<const T*>(&failure) != nullptr;
@@ -45,13 +50,13 @@ Diagnosis diagnose() {
     try {
         throw;
     } catch (const Failure& failure) {
-        return {failure.code(), failure.kind(), failure.file(), failure.what()};
+        return {failure.code(), failure.kind(), failure.file(), failure.what(), failure.part()};
     } catch (const FlowbookExceptionBase& failure) {
-        return diagnosisOf(failure);
+        return about(partOf(failure), diagnosisOf(failure));
     } catch (const std::bad_alloc&) {
         return ofKind(FlowbookErrorKind::LimitExceeded, "out of memory");
     } catch (const std::exception& failure) {
-        return ofKind(flowbook::kindOf(failure), failure.what());
+        return about(partOf(failure), ofKind(flowbook::kindOf(failure), failure.what()));
     }
 }
 

@@ -12,6 +12,7 @@ struct Diagnosis {
     FlowbookErrorKind kind;
     std::string file;  ///< empty: the file that was being worked on
     std::string message;
+    std::string part{};  ///< that the failure is about; empty for none
 };
 
 /// Judges the exception that is being handled.

@@ -4,6 +4,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 /// @file
 /// Every failure that the library itself reports. Each class names one failure and carries the name
@@ -14,7 +15,8 @@
 /// foundation::core::except::IInternalException. Failures of the package library
 /// (opc::Exception) that happen outside of opening and closing a file pass through unwrapped.
 ///
-/// kindOf() says of each of them, and of the other exceptions that a call may throw, what kind of failure it is.
+/// kindOf() says of each of them, and of the other exceptions that a call may throw, what kind of failure it is, and
+/// partOf() which part of the package it is about.
 ///
 /// Exceptions are values that own their texts; they may be copied between threads.
 namespace flowbook {
@@ -43,6 +45,10 @@ PXFLOWBOOK_EXPORT FlowbookErrorKind kindOf(const std::exception& failure) noexce
 /// "misuse", "encrypted" or "absent". The text lives as long as the process.
 PXFLOWBOOK_EXPORT const char* nameOf(FlowbookErrorKind kind) noexcept;
 
+/// Returns the name of the part that a failure of the library is about, as FlowbookExceptionBase::part() or
+/// opc::Exception::part(); empty for any other exception. Valid as long as the failure. May be called by any thread.
+PXFLOWBOOK_EXPORT std::string_view partOf(const std::exception& failure) noexcept;
+
 /// Base of the family. Abstract.
 class PXFLOWBOOK_EXPORT FlowbookExceptionBase : public std::runtime_error {
 public:
@@ -60,9 +66,18 @@ public:
     /// What kind of failure it is.
     FlowbookErrorKind kind() const noexcept { return kind_; }
 
+    /// The name of the part that the failure is about, such as "/tarmic/document.xml", UTF-8; empty when it is about
+    /// the whole file, or the part is not known. An entry that is no part, such as "/[Content_Types].xml", is named
+    /// likewise. Valid as long as the exception.
+    std::string_view part() const noexcept { return part_; }
+
+    /// @throws std::bad_alloc.
+    void setPart(std::string_view part) { part_ = part; }
+
 private:
     std::u16string fileName_;
     FlowbookErrorKind kind_;
+    std::string part_;
 };
 
 /// The reader was given a name that ends neither in ".tqx" nor in ".tqapp".

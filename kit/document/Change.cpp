@@ -91,7 +91,7 @@ Part readableCodePart(Package& package) {
     }
     Part part = package.getPart(PartName(relationships.front().getTargetURI()));
     if (formOf(part) == CodeForm::Encrypted) {
-        throw PartFailure(opc::Exception(ErrorKind::Misuse, "the code is encrypted"), part.getName().ascii());
+        throw opc::Exception(ErrorKind::Misuse, "the code is encrypted", part.getName().ascii());
     }
     return part;
 }
@@ -129,7 +129,7 @@ public:
             return each.kind == ParagraphEdit::Kind::Insert && each.style != "code";
         });
         const fl::Bytes edited =
-            inPart(part.getName().ascii(), [&] { return withParagraphEdits(contentOf(part), change.edits); });
+            opc::inPart(part.getName().ascii(), [&] { return withParagraphEdits(contentOf(part), change.edits); });
         fill(becomesRich ? richCodePart(package_) : part, edited.data(), edited.size());
         return {};
     }
@@ -151,7 +151,7 @@ public:
     }
 
     Made operator()(const SetProperty& change) const {
-        return inPart(corePropertiesPart(package_).value_or(""), [&] {
+        return opc::inPart(corePropertiesPart(package_).value_or(""), [&] {
             if (!change.value) {
                 removeProperty(package_, change.label);
                 return Made();
@@ -257,8 +257,7 @@ private:
                                  ? divideCode(codeParagraphs(stored), fl::i18n::to_string(text), FinalLineFeed::Counts)
                                  : std::nullopt;
         if (!divided) {
-            throw PartFailure(opc::Exception(ErrorKind::Misuse, "plain code would drop " + what),
-                              part.getName().ascii());
+            throw opc::Exception(ErrorKind::Misuse, "plain code would drop " + what, part.getName().ascii());
         }
         const fl::Bytes document = withCodeParagraphs(stored, *divided);
         fill(part, document.data(), document.size());

@@ -176,10 +176,16 @@ std::vector<Property> Document::properties() const {
         } catch (const opc::Exception& failure) {
             property.fault = failure.what();
             property.isOfLimit = failure.kind() == opc::ErrorKind::LimitExceeded;
+            property.part = failure.part();
         }
         properties.push_back(std::move(property));
     }
     return properties;
+}
+
+opc::Exception failureOf(const Property& property) {
+    const auto kind = property.isOfLimit ? opc::ErrorKind::LimitExceeded : opc::ErrorKind::Damaged;
+    return {kind, property.fault, property.part};
 }
 
 std::optional<Part> Document::codePart() const {
@@ -188,8 +194,8 @@ std::optional<Part> Document::codePart() const {
         return std::nullopt;
     }
     const std::string target = fl::i18n::to_string(relationships.front().getTarget());
-    return inPart(target,
-                  [&] { return package().getPart(opc::model::PartName(relationships.front().getTargetURI())); });
+    return opc::inPart(target,
+                       [&] { return package().getPart(opc::model::PartName(relationships.front().getTargetURI())); });
 }
 
 std::vector<opc::model::Relationship> Document::codeRelationships() const {
@@ -230,7 +236,7 @@ std::u16string Document::code() const {
         return {};
     }
     if (formOf(*part) == CodeForm::Encrypted) {
-        throw opc::Exception(opc::ErrorKind::Misuse, where(*part) + ": the code is encrypted");
+        throw opc::Exception(opc::ErrorKind::Misuse, where(*part) + ": the code is encrypted", nameOf(*part));
     }
     const fl::Bytes stored = state_->codeContent(*part);
     try {
@@ -239,12 +245,12 @@ std::u16string Document::code() const {
         if (auto code = codeAsDeclared(stored)) {
             return *std::move(code);
         }
-        throw PartFailure(opc::Exception(failure.kind(), where(*part) + ": " + failure.what()), nameOf(*part));
+        throw opc::Exception(failure.kind(), where(*part) + ": " + failure.what(), nameOf(*part));
     } catch (const fl::i18n::ConversionError& failure) {
         if (auto code = codeAsDeclared(stored)) {
             return *std::move(code);
         }
-        throw PartFailure(opc::Exception(opc::ErrorKind::Damaged, where(*part) + ": " + failure.what()), nameOf(*part));
+        throw opc::Exception(opc::ErrorKind::Damaged, where(*part) + ": " + failure.what(), nameOf(*part));
     }
 }
 
@@ -281,7 +287,7 @@ std::vector<Part> partsInOrder(const Document& document) {
 }
 
 fl::Bytes contentOf(const Part& part) {
-    return inPart(nameOf(part), [&] {
+    return opc::inPart(nameOf(part), [&] {
         fl::Bytes bytes;
         opc::ByteArrayOutAdaptor out(bytes);
         opc::StreamHelper::copyStreamToStream(*part.getInputStream(), out);

@@ -26,7 +26,11 @@ struct Property {
     std::string fault;                 ///< why it cannot be read
     bool isTime = false;
     bool isOfLimit = false;  ///< whether the fault is a limit on what is read: the property may be whole
+    std::string part{};      ///< that the fault is about; empty for none
 };
+
+/// The failure that a property's fault is. @param property  one with a fault.
+opc::Exception failureOf(const Property& property);
 
 /// A flowbook opened for looking. Any name will do: what the file holds decides whether it is one. What is damaged
 /// fails the question about it and no other. Used by one thread at a time.
@@ -99,34 +103,10 @@ private:
 /// The form of the code in a part, by the part's content type.
 CodeForm formOf(const opc::model::Part& codePart);
 
-/// A failure about one part; what() is as that of any.
-class PartFailure : public opc::Exception {
-public:
-    PartFailure(const opc::Exception& failure, std::string part)
-        : opc::Exception(failure.kind(), failure.what()), part_(std::move(part)) {}
-
-    const std::string& part() const noexcept { return part_; }
-
-private:
-    std::string part_;
-};
-
-/// Calls `work`, whose failures are about the part. @throws PartFailure.
-template <class Work>
-auto inPart(const std::string& part, Work work) {
-    try {
-        return work();
-    } catch (const PartFailure&) {
-        throw;
-    } catch (const opc::Exception& failure) {
-        throw PartFailure(failure, part);
-    }
-}
-
 /// The parts in the order of their folded names.
 std::vector<opc::model::Part> partsInOrder(const Document& document);
 
-/// @throws PartFailure.
+/// @throws opc::Exception that names the part.
 fl::Bytes contentOf(const opc::model::Part& part);
 
 /// The name of a part as text of the platform. @throws opc::Exception when it is none.

@@ -66,8 +66,7 @@ std::string propertyText(const Document& document) {
     std::string text;
     for (const Property& property : document.properties()) {
         if (!property.fault.empty()) {
-            throw opc::Exception(property.isOfLimit ? opc::ErrorKind::LimitExceeded : opc::ErrorKind::Damaged,
-                                 property.fault);
+            throw failureOf(property);
         }
         appendLines(text, property.label + ": ", property.value.value_or(""));
     }

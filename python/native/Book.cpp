@@ -172,7 +172,7 @@ struct Book::State {
     }
 
     Part part(const std::string& name) {
-        return kit::inPart(name, [&] { return document().package().getPart(kit::partNamed(name)); });
+        return opc::inPart(name, [&] { return document().package().getPart(kit::partNamed(name)); });
     }
 
     Turns turns;
@@ -319,7 +319,7 @@ fl::Bytes Book::content(const std::string& name) {
 
 fl::Bytes Book::picture(const std::string& name) {
     return run(false, [name](State& state) {
-        return kit::inPart(name, [&] { return kit::pictureOf(kit::contentOf(state.part(name)), name); });
+        return opc::inPart(name, [&] { return kit::pictureOf(kit::contentOf(state.part(name)), name); });
     });
 }
 

@@ -18,10 +18,8 @@ Words judgeByClass() {
         throw;
     } catch (const Refusal& failure) {
         return {failure.kind(), failure.what(), failure.part()};
-    } catch (const kit::PartFailure& failure) {
-        return {nameOf(flowbook::kindOf(failure)), failure.what(), failure.part()};
     } catch (const std::exception& failure) {
-        return {nameOf(kindOf(failure)), kit::wordsOf(failure)};
+        return {nameOf(kindOf(failure)), kit::wordsOf(failure), std::string(partOf(failure))};
     }
 }
 

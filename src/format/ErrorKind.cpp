@@ -1,6 +1,6 @@
-// The kind of any exception that a call of this library may throw. Three families meet here: the library's own
-// exceptions, those of packages and those of storages; the kind is what callers and the command treat alike in all of
-// them.
+// The kind of any exception that a call of this library may throw, and the part that it is about. Three families meet
+// here: the library's own exceptions, those of packages and those of storages; the kind is what callers and the command
+// treat alike in all of them.
 #include "fl/i18n/ConversionError.hpp"
 #include "flowbook/FlowbookExceptions.hpp"
 #include "foundation/storage/vfs/StorageError.hpp"
@@ -68,6 +68,14 @@ FlowbookErrorKind kindOf(const std::exception& failure) noexcept {
     }
     const bool isOfText = dynamic_cast<const fl::i18n::ConversionError*>(&failure) != nullptr;
     return isOfText ? FlowbookErrorKind::Damaged : FlowbookErrorKind::InputOutput;
+}
+
+std::string_view partOf(const std::exception& failure) noexcept {
+    if (const auto* own = dynamic_cast<const FlowbookExceptionBase*>(&failure)) {
+        return own->part();
+    }
+    const auto* package = dynamic_cast<const opc::Exception*>(&failure);
+    return package == nullptr ? std::string_view() : package->part();
 }
 
 const char* nameOf(FlowbookErrorKind kind) noexcept {

@@ -19,10 +19,18 @@ template <class T>
     throw Internal<T>(error);
 }
 
-/// Reports a failure of the package library as the reader's own, its text kept.
+/// Reports a failure of the platform as one of this library's classes, with its text, its kind and its part.
+/// @param doing  stands before the text.
+template <class T>
+[[noreturn]] void throwFor(const std::exception& failure, const std::u16string& fileName, const char* doing) {
+    T error(fileName, std::string(doing) + failure.what(), kindOf(failure));
+    error.setPart(partOf(failure));
+    throwInternal(error);
+}
+
+/// Reports a failure of the package library as the reader's own.
 [[noreturn]] inline void throwReadingFailure(const std::u16string& fileName, const opc::Exception& failure) {
-    throwInternal(FlowbookFileReaderGenericException(
-        fileName, std::string("Internal Exception in reading Flowbook file : ") + failure.what(), kindOf(failure)));
+    throwFor<FlowbookFileReaderGenericException>(failure, fileName, "Internal Exception in reading Flowbook file : ");
 }
 
 }  // namespace flowbook::detail

@@ -115,7 +115,9 @@ std::u16string FlowbookFileReader::FlowbookFileReaderImpl::findCode() const {
         }
         return richBytes_ ? detail::scanForCode(asText(*richBytes_)).value() : readCode();
     } catch (const opc::model::InvalidXMLDocument& failure) {
-        detail::throwInternal(FlowbookNotFound(fileName_, kindOf(failure)));
+        FlowbookNotFound error(fileName_, kindOf(failure));
+        error.setPart(fl::i18n::to_string(getTARMICCodePart().getName().toString()));
+        detail::throwInternal(error);
     }
 }
 

@@ -25,14 +25,11 @@ namespace {
 
 /// Reports that a file cannot be opened, by the reader's class: callers have always caught that one for it.
 [[noreturn]] void throwOpeningFailure(const std::u16string& fileName, const std::exception& failure) {
-    detail::throwInternal(FlowbookFileReaderGenericException(
-        fileName, std::string("Internal Exception in reading TQX file : ") + failure.what(), kindOf(failure)));
+    detail::throwFor<FlowbookFileReaderGenericException>(failure, fileName,
+                                                         "Internal Exception in reading TQX file : ");
 }
 
-[[noreturn]] void throwWritingFailure(const std::u16string& fileName, const char* text, FlowbookErrorKind kind) {
-    detail::throwInternal(FlowbookFileWriterGenericException(
-        fileName, std::string("Internal Exception in writing TQX file : ") + text, kind));
-}
+constexpr const char* kWriting = "Internal Exception in writing TQX file : ";
 
 void logBeingHandled() {
     if (auto record = detail::logger.open(detail::kLogWriteFailure)) {
@@ -145,8 +142,9 @@ void FlowbookFileWriter::FlowbookFileWriterImpl::setupBackupOptions() {
 /// If it throws, the writer stays as it is, and the caller may close it again once the reason is gone, or revert.
 void FlowbookFileWriter::FlowbookFileWriterImpl::close(bool revertChanges) {
     if (isPartIncomplete_ && !revertChanges) {
-        throwWritingFailure(fileName_, "the code part was left incomplete when setting the code failed",
-                            FlowbookErrorKind::Misuse);
+        detail::throwInternal(FlowbookFileWriterGenericException(
+            fileName_, std::string(kWriting) + "the code part was left incomplete when setting the code failed",
+            FlowbookErrorKind::Misuse));
     }
     try {
         if (revertChanges) {
@@ -157,7 +155,7 @@ void FlowbookFileWriter::FlowbookFileWriterImpl::close(bool revertChanges) {
         }
     } catch (const opc::Exception& failure) {
         logBeingHandled();
-        throwWritingFailure(fileName_, failure.what(), kindOf(failure));
+        detail::throwFor<FlowbookFileWriterGenericException>(failure, fileName_, kWriting);
     }
 }
 

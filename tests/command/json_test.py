@@ -3,6 +3,7 @@
 
 import json
 import os
+import re
 import subprocess
 import sys
 import unittest
@@ -38,7 +39,10 @@ class Json(CommandTest):
                                  [name.encode(errors="surrogateescape").decode(errors="replace") for name in inputs])
                 for record in records:
                     self.assertEqual([fault.message for fault in validator.iter_errors(record)], [], record)
-                    self.assertLessEqual(record.get("error", record)["exit"], record["exit"])
+                    error = record.get("error", record)
+                    self.assertLessEqual(error["exit"], record["exit"])
+                    named = re.match(r"part '?(/[^',: ]+)", error.get("message", ""))
+                    self.assertEqual(named and named[1], named and error.get("part"), record)
                 self.assertEqual(max(record["exit"] for record in records), done.returncode)
                 self.assertEqual(records[-2]["fileBase64"], "Yi//LnR4dA==")
 

@@ -8,7 +8,14 @@
 
 namespace opc {
 
-Exception::Exception(ErrorKind kind, const std::string& message) : std::runtime_error(message), kind_(kind) {}
+Exception::Exception(ErrorKind kind, const std::string& message, std::string_view part)
+    : std::runtime_error(message), kind_(kind) {
+    setPart(part);
+}
+
+void Exception::setPart(std::string_view part) {
+    part_ = part.empty() ? nullptr : std::make_shared<const std::string>(part);
+}
 
 Exception::~Exception() = default;
 
@@ -24,7 +31,8 @@ PackageNotFound::~PackageNotFound() = default;
 
 namespace opc::model {
 
-PartNotFound::PartNotFound(const std::string& message) : Exception(ErrorKind::NotFound, message) {}
+PartNotFound::PartNotFound(const std::string& message, std::string_view part)
+    : Exception(ErrorKind::NotFound, message, part) {}
 
 PartNotFound::~PartNotFound() = default;
 

@@ -45,6 +45,9 @@ inline std::string_view asText(const fl::Bytes& bytes) {
     return {static_cast<const char*>(static_cast<const void*>(bytes.data())), bytes.size()};
 }
 
+/// The name of an entry as opc::Exception::part() has it; empty for none.
+inline std::string partOf(std::string_view entry) { return entry.empty() ? std::string() : text("/", entry); }
+
 /// A name out of a container, fit for a message: bytes other than printable ASCII as \xNN, long names cut.
 std::string quoted(std::string_view name);
 

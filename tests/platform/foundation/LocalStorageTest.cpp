@@ -293,6 +293,18 @@ TEST_F(LocalStorageTest, ProtectedFilesAndFoldersAreRefused) {
     fs::permissions(folder_.path("closed"), fs::perms(0755));
 }
 
+TEST_F(LocalStorageTest, FoldersThatCannotBeListedWillDo) {
+    for (const mode_t mode : {0333, 01333}) {
+        fs::create_directory(folder_.path("letters"));
+        fs::permissions(folder_.path("letters"), fs::perms(mode));
+        const auto twice = [&] { return !save("letters/file", "first") && !save("letters/file", kLarge); };
+        EXPECT_EXIT(exitAsOrdinaryUser(twice), testing::ExitedWithCode(0), "");
+        fs::permissions(folder_.path("letters"), fs::perms(0700));
+        EXPECT_TRUE(folder_.get("letters/file") == kLarge);
+        EXPECT_EQ(fs::remove_all(folder_.path("letters")), 2U) << "a temporary is left";
+    }
+}
+
 TEST_F(LocalStorageTest, OnlyWholeRegularFilesAreAccepted) {
     fs::create_directory(folder_.path("folder"));
     fs::create_symlink("nowhere", folder_.path("dangling"));

@@ -7,7 +7,7 @@ namespace opc::model {
 /// The package has no part of that name.
 class PXPLATFORM_EXPORT PartNotFound : public Exception {
 public:
-    explicit PartNotFound(const std::string& message);
+    explicit PartNotFound(const std::string& message, std::string_view part = {});
     ~PartNotFound() override;
 };
 

@@ -10,9 +10,15 @@ namespace opc::model::detail {
 std::string Container::where(std::string_view partName) const { return where() + ", part " + shown(partName); }
 
 fl::Bytes Container::read(const Entries& entries, std::string_view name) const {
-    if (entries.size() == 1) {
-        return physical_->read(entries[0]);
+    try {
+        return entries.size() == 1 ? physical_->read(entries[0]) : readPieces(entries, name);
+    } catch (Exception& failure) {
+        failure.setPart(name);  // in the place of the piece that is at fault
+        throw;
     }
+}
+
+fl::Bytes Container::readPieces(const Entries& entries, std::string_view name) const {
     refuseLarger(size(entries), limits().maxPartSize, "maxPartSize", name);
     fl::Bytes whole;
     for (const std::size_t entry : entries) {
@@ -33,9 +39,11 @@ void Container::refuseLargerXml(std::uint64_t size, std::string_view name) const
 
 void Container::refuseLongerName(std::string_view name) const {
     if (name.size() > limits().maxNameLength) {
-        throw Exception(ErrorKind::LimitExceeded, where(name) + ": the " + std::to_string(name.size()) +
-                                                      " bytes of its name are more than the limit maxNameLength of " +
-                                                      std::to_string(limits().maxNameLength) + " permits");
+        throw Exception(ErrorKind::LimitExceeded,
+                        where(name) + ": the " + std::to_string(name.size()) +
+                            " bytes of its name are more than the limit maxNameLength of " +
+                            std::to_string(limits().maxNameLength) + " permits",
+                        name);
     }
 }
 
@@ -50,9 +58,10 @@ std::uint64_t Container::total(const Entries& entries, std::uint64_t interfaces:
 void Container::refuseLarger(std::uint64_t size, std::uint64_t limit, const char* limitName,
                              std::string_view name) const {
     if (size > limit) {
-        throw Exception(ErrorKind::LimitExceeded, where(name) + ": its " + std::to_string(size) +
-                                                      " bytes are more than the limit " + limitName + " of " +
-                                                      std::to_string(limit) + " permits");
+        throw Exception(ErrorKind::LimitExceeded,
+                        where(name) + ": its " + std::to_string(size) + " bytes are more than the limit " + limitName +
+                            " of " + std::to_string(limit) + " permits",
+                        name);
     }
 }
 

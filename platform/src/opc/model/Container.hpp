@@ -44,6 +44,7 @@ public:
     void refuseLongerName(std::string_view name) const;
 
 private:
+    fl::Bytes readPieces(const Entries& entries, std::string_view name) const;
     std::uint64_t total(const Entries& entries, std::uint64_t interfaces::PhysicalEntry::*member) const;
     void refuseLarger(std::uint64_t size, std::uint64_t limit, const char* limitName, std::string_view name) const;
 

@@ -52,7 +52,7 @@ void Package::revert() noexcept { store().revert(); }
 
 bool Package::hasPart(const PartName& name) const { return store().parts().find(name.folded()) != nullptr; }
 
-Part Package::getPart(const PartName& name) const { return Part(sharedStore(), store().parts().shared(name.folded())); }
+Part Package::getPart(const PartName& name) const { return Part(sharedStore(), store().parts().shared(name)); }
 
 std::vector<Part> Package::getParts() const {
     const auto& states = store().parts().all();
@@ -69,7 +69,7 @@ Part Package::createPart(const PartName& name, const ContentType& contentType,
     return Part(sharedStore(), store().partsToChange().create(name, contentType, info, store().mode()));
 }
 
-void Package::deletePart(const PartName& name) { store().partsToChange().remove(name.folded()); }
+void Package::deletePart(const PartName& name) { store().partsToChange().remove(name); }
 
 void PackageHelper::deleteRelationshipsAndTargets(Package& package, const std::u16string& type) {
     deleteWithTargets(package, package, type, nullptr);

@@ -59,7 +59,7 @@ class ContentReplacement {
 public:
     /// @param part  what a handle has; a part that was made anew since then is meant in its place.
     ContentReplacement(std::shared_ptr<detail::PackageStore> store, const detail::PartState& part)
-        : store_(std::move(store)), part_(store_->partsToChange().shared(part.name.folded())) {
+        : store_(std::move(store)), part_(store_->partsToChange().shared(part.name)) {
         former_ = store_->partsToChange().replaceContent(*part_, content_);
     }
     ContentReplacement(const ContentReplacement&) = delete;

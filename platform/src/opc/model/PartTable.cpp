@@ -38,16 +38,17 @@ void PartTable::readContentTypes(const std::vector<LogicalEntry>& entries) {
         return entry.name.size() == folded.size() - 1 && "/" + fold(entry.name) == folded;
     });
     if (found == entries.end()) {
-        throw Exception(ErrorKind::Damaged, container_.where(name) + ": it is missing, so this is no package");
+        throw Exception(ErrorKind::Damaged, container_.where(name) + ": it is missing, so this is no package", name);
     }
-    contentTypes_.parse(container_.readXml(found->entries, name), [&] { return container_.where(name); });
+    const fl::Bytes xml = container_.readXml(found->entries, name);
+    inPart(name, [&] { contentTypes_.parse(xml, [&] { return container_.where(name); }); });
 }
 
 /// Sorts one name into the index. It is a part if it is a part name and has a content type (M1.2); all else, and the
 /// relationships parts, which are reached through their sources, is kept to be carried over.
 void PartTable::classify(const std::string& entryName, const Entries& entries) {
     const auto refuse = [&](const char* reason) {
-        throw Exception(ErrorKind::Damaged, container_.where(entryName) + reason);
+        throw Exception(ErrorKind::Damaged, container_.where(entryName) + reason, entryName);
     };
     std::optional<PartName> name = PartName::parse(entryName);
     const std::string own = name ? std::string() : fold(entryName);
@@ -90,10 +91,10 @@ const PartState* PartTable::find(std::string_view folded) const noexcept {
     return meaning == nullptr ? nullptr : meaning->part.get();
 }
 
-const std::shared_ptr<PartState>& PartTable::shared(std::string_view folded) const {
-    const NameIndex::Meaning* meaning = index_.find(folded);
+const std::shared_ptr<PartState>& PartTable::shared(const PartName& name) const {
+    const NameIndex::Meaning* meaning = index_.find(name.folded());
     if (meaning == nullptr || meaning->part == nullptr) {
-        throw PartNotFound(container_.where() + ": there is no part " + shown(folded));
+        throw PartNotFound(container_.where() + ": there is no part " + shown(name.ascii()), name.ascii());
     }
     return meaning->part;
 }
@@ -125,7 +126,7 @@ const std::shared_ptr<PartState>& PartTable::create(const PartName& name, const 
 
 void PartTable::refuseTaken(const PartName& name) const {
     const auto refuse = [&](ErrorKind kind, const char* reason) {
-        throw Exception(kind, container_.where(name.ascii()) + ": it cannot be created: " + reason);
+        throw Exception(kind, container_.where(name.ascii()) + ": it cannot be created: " + reason, name.ascii());
     };
     container_.refuseLongerName(name.ascii());
     if (isKeptForRelationships(name.folded())) {
@@ -143,8 +144,8 @@ void PartTable::refuseTaken(const PartName& name) const {
 
 /// Marks the state as deleted rather than destroying it: handles still refer to it, and turn to a part that is later
 /// created under the same name.
-void PartTable::remove(std::string_view folded) {
-    PartState& part = *shared(folded);
+void PartTable::remove(const PartName& name) {
+    PartState& part = *shared(name);
     const std::string relationships = fold(relationshipsNameOf(part.name.ascii()));
     drop(part.entries);
     dropRelationships(relationships);

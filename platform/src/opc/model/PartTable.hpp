@@ -35,14 +35,12 @@ public:
     const PartState* find(std::string_view folded) const noexcept;
 
     /// For a handle. @throws opc::model::PartNotFound.
-    const std::shared_ptr<PartState>& shared(std::string_view folded) const;
+    const std::shared_ptr<PartState>& shared(const PartName& name) const;
 
     /// The state that a handle is to work on: its own, or that of a part which took the place of a deleted one. Only
     /// who may change the package changes it. @throws opc::model::PartNotFound.
-    PartState& current(PartState& part) const { return part.isDeleted ? *shared(part.name.folded()) : part; }
-    const PartState& current(const PartState& part) const {
-        return part.isDeleted ? *shared(part.name.folded()) : part;
-    }
+    PartState& current(PartState& part) const { return part.isDeleted ? *shared(part.name) : part; }
+    const PartState& current(const PartState& part) const { return part.isDeleted ? *shared(part.name) : part; }
 
     /// The entries of what is in the container under a name but is not listed: a relationships part, or no part.
     Entries otherEntries(std::string_view name) const;
@@ -60,7 +58,7 @@ public:
                                              const interfaces::IPhysicalPartInfo& info, interfaces::OpenMode mode);
 
     /// @throws opc::model::PartNotFound, std::bad_alloc, with nothing changed.
-    void remove(std::string_view folded);
+    void remove(const PartName& name);
 
     // These take the state of a handle, and throw as current().
 

@@ -46,9 +46,10 @@ std::unique_ptr<RelationshipList> RelationshipTable::read(std::string_view sourc
         const ContentTypes::Pointer type = parts_.contentTypes().find(fl::ascii::fold(name));
         if (!type || !isRelationshipsType(*type)) {
             throw Exception(ErrorKind::Damaged,
-                            container_.where(name) + ": it has not the content type of relationships (M1.30)");
+                            container_.where(name) + ": it has not the content type of relationships (M1.30)", name);
         }
-        list->parse(container_.readXml(entries, name), [&] { return container_.where(name); });
+        const fl::Bytes xml = container_.readXml(entries, name);
+        inPart(name, [&] { list->parse(xml, [&] { return container_.where(name); }); });
     }
     return list;
 }

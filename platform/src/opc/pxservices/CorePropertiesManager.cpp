@@ -29,9 +29,11 @@ bool blamesPart(ErrorKind kind) { return kind == ErrorKind::Damaged || kind == E
 
 SourcePtr readSource(const PackageStore& store, const Part& part, const PropertySchema& schema) {
     auto source = std::make_shared<PropertySource>();
-    source->where = store.where(part.getName().ascii());
+    source->part = part.getName().ascii();
+    source->where = store.where(source->part);
     try {
-        source->document.emplace(store.xmlContent(StoreAccess::stateOf(part)), source->where, schema);
+        inPart(source->part,
+               [&] { source->document.emplace(store.xmlContent(StoreAccess::stateOf(part)), source->where, schema); });
     } catch (const Exception& error) {
         if (!blamesPart(error.kind())) {
             throw;

@@ -31,7 +31,8 @@ std::string_view trimmed(std::string_view text) {
         std::rethrow_exception(refusal);
     } catch (const Exception& error) {
         throw Exception(error.kind(),
-                        std::string("properties cannot be set in a part that cannot be read: ") + error.what());
+                        std::string("properties cannot be set in a part that cannot be read: ") + error.what(),
+                        error.part());
     }
 }
 
@@ -107,7 +108,8 @@ const PropertyDocument::Element* PropertyPart::element(std::size_t field) const 
 void PropertyPart::fail(const PropertyDocument::Element& element, std::size_t field, const std::string& found) const {
     throw Exception(ErrorKind::Damaged,
                     source_->where + ", line " + std::to_string(source_->document->lineOf(element)) + ": " +
-                        model::detail::shown(std::string_view(schema_->fields[field].local)) + " " + found);
+                        model::detail::shown(std::string_view(schema_->fields[field].local)) + " " + found,
+                    source_->part);
 }
 
 /// A save always sets the stamp (the time of change, the release). That alone must not make it fail on a file whose

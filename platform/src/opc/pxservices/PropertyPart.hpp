@@ -15,6 +15,7 @@ namespace opc::pxservices::detail {
 
 /// What was found in a part of properties: a document, or the reason why it cannot be read as one.
 struct PropertySource {
+    std::string part;
     std::string where;  ///< the file and the part, for messages
     std::optional<PropertyDocument> document;
     std::exception_ptr refusal;

@@ -32,7 +32,7 @@ std::vector<Relationship> relationshipsOf(const Package& package, const Property
 
 void putContent(Package& package, const PartName& name, fl::Bytes& content) {
     auto& parts = model::detail::StoreAccess::storeOf(package).partsToChange();
-    parts.replaceContent(*parts.shared(name.folded()), std::make_shared<fl::Bytes>(std::move(content)));
+    parts.replaceContent(*parts.shared(name), std::make_shared<fl::Bytes>(std::move(content)));
 }
 
 /// False when the package cannot have a part of that name.
@@ -60,8 +60,8 @@ PartName createUnderFreeName(Package& package, const PropertyPlace& place) {
             return name;
         }
     }
-    throw Exception(ErrorKind::Conflict,
-                    "no name is free for a part like " + fl::i18n::to_string(place.folder + place.name));
+    const std::string like = fl::i18n::to_string(place.folder + place.name);
+    throw Exception(ErrorKind::Conflict, "no name is free for a part like " + like, like);
 }
 
 /// Undoes the creation of a part unless all else succeeds.

@@ -31,9 +31,10 @@ URI Relationship::getTargetURI() const {
         }
         return target.resolvedAgainst(origin.base);
     } catch (const Exception& error) {
-        throw Exception(ErrorKind::Damaged, "package '" + origin.packageName + "', relationship " +
-                                                detail::shown(record_->id) + " of " + detail::shown(origin.sourceName) +
-                                                ": " + error.what());
+        throw Exception(ErrorKind::Damaged,
+                        "package '" + origin.packageName + "', relationship " + detail::shown(record_->id) + " of " +
+                            detail::shown(origin.sourceName) + ": " + error.what(),
+                        origin.sourceName);
     }
 }
 

@@ -160,7 +160,8 @@ std::vector<RelationshipList::RecordPtr> RelationshipList::ofType(std::u16string
 
 RelationshipList::RecordPtr RelationshipList::add(RelationshipRecord record) {
     const auto refuse = [&](ErrorKind kind, const char* reason) {
-        throw Exception(kind, where() + ": the relationship " + shown(record.id) + " cannot be created: " + reason);
+        throw Exception(kind, where() + ": the relationship " + shown(record.id) + " cannot be created: " + reason,
+                        sourceName_);
     };
     if (const char* fault = faultOf(record)) {
         refuse(ErrorKind::Misuse, fault);
@@ -211,7 +212,7 @@ void RelationshipList::giveWay(std::size_t number) {
 void RelationshipList::remove(const std::u16string& id) {
     const auto found = numbers_.find(id);
     if (found == numbers_.end()) {
-        throw Exception(ErrorKind::NotFound, where() + ": there is no relationship " + shown(id));
+        throw Exception(ErrorKind::NotFound, where() + ": there is no relationship " + shown(id), sourceName_);
     }
     erase(found);
 }
@@ -221,7 +222,7 @@ void RelationshipList::remove(const std::u16string& id) {
 void RelationshipList::remove(const RelationshipRecord& record) {
     const auto found = records_.find(record.number);
     if (record.origin != origin_ || found == records_.end()) {
-        throw Exception(ErrorKind::NotFound, where() + ": there is no relationship " + shown(record.id));
+        throw Exception(ErrorKind::NotFound, where() + ": there is no relationship " + shown(record.id), sourceName_);
     }
     erase(numbers_.find(found->second->id));
 }

@@ -131,7 +131,7 @@ fl::Bytes ZipEntryReader::readDeflated(const ZipEntry& entry, std::uint64_t data
 }
 
 void ZipEntryReader::damaged(const ZipEntry& entry, const std::string& found) const {
-    input_.damaged(text("entry ", quoted(entry.name), " at offset ", entry.offset, ": ", found));
+    input_.damaged(text("entry ", quoted(entry.name), " at offset ", entry.offset, ": ", found), entry.name);
 }
 
 }  // namespace opc::zippackage

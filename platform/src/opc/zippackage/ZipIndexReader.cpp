@@ -202,10 +202,10 @@ ZipEntry ZipIndexReader::readEntry(FieldReader& directory, std::size_t number) c
 void ZipIndexReader::resolveZip64(ZipEntry& entry, std::uint16_t disk) const {
     const auto extra = parseExtra(entry.extra);
     if (!extra) {
-        input_.damaged(text("entry ", quoted(entry.name), " has malformed extra fields in the index"));
+        input_.damaged(text("entry ", quoted(entry.name), " has malformed extra fields in the index"), entry.name);
     }
     if (extra->renames(entry.name)) {
-        input_.damaged(text("entry ", quoted(entry.name), " has a field that gives it another name"));
+        input_.damaged(text("entry ", quoted(entry.name), " has a field that gives it another name"), entry.name);
     }
     bool isFirstDisk = disk == 0;
     if (extra->zip64) {
@@ -217,23 +217,24 @@ void ZipIndexReader::resolveZip64(ZipEntry& entry, std::uint16_t disk) const {
             wide = {};
         }
         if (!complete || !wide.empty()) {
-            input_.damaged(text("entry ", quoted(entry.name), " has a zip64 field that does not fit its record"));
+            input_.damaged(text("entry ", quoted(entry.name), " has a zip64 field that does not fit its record"),
+                           entry.name);
         }
     }
     if (!isFirstDisk) {
-        input_.damaged(text("entry ", quoted(entry.name), " is in another file of several"));
+        input_.damaged(text("entry ", quoted(entry.name), " is in another file of several"), entry.name);
     }
 }
 
 void ZipIndexReader::checkEntry(const ZipEntry& entry) const {
     if (const char* fault = faultOfName(entry.name)) {
-        input_.damaged(text("the entry name ", quoted(entry.name), " ", fault));
+        input_.damaged(text("the entry name ", quoted(entry.name), " ", fault), entry.name);
     }
     if ((entry.flags & kEncryptionFlags) != 0) {
-        input_.damaged(text("entry ", quoted(entry.name), " is encrypted, which packages do not permit"));
+        input_.damaged(text("entry ", quoted(entry.name), " is encrypted, which packages do not permit"), entry.name);
     }
     if (isFolder(entry) && entry.size != 0) {
-        input_.damaged(text("the folder ", quoted(entry.name), " has a content of ", entry.size, " bytes"));
+        input_.damaged(text("the folder ", quoted(entry.name), " has a content of ", entry.size, " bytes"), entry.name);
     }
 }
 
@@ -246,7 +247,8 @@ void ZipIndexReader::checkNames(const std::vector<ZipEntry>& entries) const {
     }
     if (const auto found = findEquivalent(names)) {
         input_.damaged(
-            text("two entries have equivalent names, ", quoted(found->first), " and ", quoted(found->second)));
+            text("two entries have equivalent names, ", quoted(found->first), " and ", quoted(found->second)),
+            found->second);
     }
 }
 
@@ -270,7 +272,8 @@ void ZipIndexReader::checkPlaces(std::vector<ZipEntry>& entries, std::uint64_t d
             end - entry->offset - headerSize < entry->storedSize) {
             input_.damaged(text("entry ", quoted(entry->name), " of ", entry->storedSize, " bytes at offset ",
                                 entry->offset, " reaches beyond offset ", end,
-                                ", where the next entry or the index begins"));
+                                ", where the next entry or the index begins"),
+                           entry->name);
         }
         entry->end = end;
         end = entry->offset;

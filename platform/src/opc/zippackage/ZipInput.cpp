@@ -102,6 +102,8 @@ void ZipInput::copy(std::uint64_t offset, std::uint64_t count, void* to) const {
     }
 }
 
-void ZipInput::damaged(const std::string& found) const { throw Exception(ErrorKind::Damaged, doing_ + found); }
+void ZipInput::damaged(const std::string& found, std::string_view entry) const {
+    throw Exception(ErrorKind::Damaged, doing_ + found, partOf(entry));
+}
 
 }  // namespace opc::zippackage

@@ -63,8 +63,8 @@ public:
     /// What every message about this container begins with.
     const std::string& doing() const noexcept { return doing_; }
 
-    /// @throws opc::Exception of kind Damaged.
-    [[noreturn]] void damaged(const std::string& found) const;
+    /// @param entry  the name of the entry at fault, if it is one. @throws opc::Exception of kind Damaged.
+    [[noreturn]] void damaged(const std::string& found, std::string_view entry = {}) const;
 
 private:
     const foundation::storage::vfs::ReadableFile& file_;

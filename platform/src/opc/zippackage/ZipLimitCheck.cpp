@@ -31,15 +31,18 @@ void ZipLimitCheck::checkDirectory(std::uint64_t size) const {
 
 void ZipLimitCheck::addEntry(std::string_view name, std::uint64_t size, std::uint64_t storedSize) {
     if (std::max(size, storedSize) > limits_.maxPartSize) {
-        check(("the size of entry " + quoted(name)).c_str(), std::max(size, storedSize), "maxPartSize",
-              limits_.maxPartSize);
+        inPart(partOf(name), [&] {
+            check(("the size of entry " + quoted(name)).c_str(), std::max(size, storedSize), "maxPartSize",
+                  limits_.maxPartSize);
+        });
     }
     packageSize_ = size > kLargest - packageSize_ ? kLargest : packageSize_ + size;
     check("the size of all entries", packageSize_, "maxPackageSize", limits_.maxPackageSize);
     if (exceedsRatio(limits_, size, storedSize)) {
         throw Exception(ErrorKind::LimitExceeded,
                         text(doing_, "entry ", quoted(name), " of ", size, " bytes is stored in ", storedSize,
-                             ", the limit maxRatio is ", limits_.maxRatio));
+                             ", the limit maxRatio is ", limits_.maxRatio),
+                        partOf(name));
     }
 }
 

@@ -166,7 +166,13 @@ void ZipPhysicalPackage::Impl::open(OpenMode mode) {
 }
 
 fl::Bytes ZipPhysicalPackage::Impl::read(std::size_t position) const {
-    return container("Reading").reader().read(entryAt(position, "Reading"));
+    const ZipEntry& entry = entryAt(position, "Reading");
+    try {
+        return container_->reader().read(entry);
+    } catch (Exception& failure) {
+        failure.setPart(partOf(entry.name));
+        throw;
+    }
 }
 
 /// Writes the new container and has it take the old one's place. The plan is checked before anything is written, and

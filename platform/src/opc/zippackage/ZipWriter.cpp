@@ -149,7 +149,8 @@ std::string ZipWriter::extraOf(const ZipEntry& entry, std::string_view others, b
     }
     if (extra.size() > kOnes16) {
         throw Exception(ErrorKind::LimitExceeded,
-                        text(doing_, "entry ", quoted(entry.name), " has no room for its zip64 field"));
+                        text(doing_, "entry ", quoted(entry.name), " has no room for its zip64 field"),
+                        partOf(entry.name));
     }
     return extra;
 }

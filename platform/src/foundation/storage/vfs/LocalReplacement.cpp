@@ -71,6 +71,16 @@ std::string withoutLinks(const std::string& path) {
     return *std::move(resolved);
 }
 
+/// Opens a folder that may be written but not listed too, as a folder for letters to others is, in a way that gives the
+/// names in it and nothing else. Such a folder cannot be synced by itself; see LocalReplacement::syncFolder().
+Descriptor openFolder(const std::string& folder) {
+    const auto open = [&](int how) {
+        return Descriptor(retryInterrupted([&] { return ::open(folder.c_str(), how | O_DIRECTORY | O_CLOEXEC); }));
+    };
+    Descriptor opened = open(O_RDONLY);
+    return opened || errno != EACCES ? std::move(opened) : open(O_PATH);
+}
+
 }  // namespace
 
 LocalReplacement::LocalReplacement(const std::string& path, const LocalFile* replaced)
@@ -94,8 +104,7 @@ LocalReplacement::Target LocalReplacement::resolve(const std::string& path, bool
         throw StorageError(StorageErrorKind::Other, "cannot write \"" + path + "\": it does not name a file");
     }
     const std::string folder = nameAt == 0 ? "." : target.path.substr(0, nameAt);
-    target.directory =
-        Descriptor(retryInterrupted([&] { return ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+    target.directory = openFolder(folder);
     if (!target.directory) {
         throwErrno("open the folder of", path);
     }
@@ -280,6 +289,7 @@ void LocalReplacement::commit() {
         putInPlace();
     });
     syncDirectory();
+    temporary_.reset();
     sweepStaleTemporaries(target_.directory.get());
 }
 
@@ -395,10 +405,10 @@ void LocalReplacement::exchangeOrRename() {
     case ExchangeResult::Unverified:
         return;  // the new version is in place; a later sweep compares the displaced file and decides
     case ExchangeResult::Reverted:
-        ::fsync(directory);  // else power loss could undo the second exchange and not the first
+        syncFolder();  // else power loss could undo the second exchange and not the first
         throwConflict(target_.path, kChanged);
     case ExchangeResult::Entangled:
-        ::fsync(directory);
+        syncFolder();
         throwConflict(target_.path,
                       std::string(kChanged) + ", and one of its versions is now named " + giveUpTemporary());
     case ExchangeResult::Failed:
@@ -441,16 +451,23 @@ void LocalReplacement::takeOverLastAttributes() noexcept {
 /// A file system without any sync of folders, such as those that share a folder with a virtual machine, keeps its
 /// entries as well as it can. A failure that every save has, and that no user can mend, is not reported.
 void LocalReplacement::syncDirectory() const {
-    if (retryInterrupted([this] { return ::fsync(target_.directory.get()); }) == -1 && !isUnsupported(errno)) {
+    if (syncFolder() == -1 && !isUnsupported(errno)) {
         const std::string reason = std::generic_category().message(errno);
         throw StorageError(StorageErrorKind::NotDurable,
                            "replaced \"" + target_.path + "\", but cannot make its folder entry durable: " + reason);
     }
 }
 
+/// Syncs the folder, or all of its file system where the folder may not be listed, so that it is open as a path only.
+int LocalReplacement::syncFolder() const noexcept {
+    const int result = retryInterrupted([this] { return ::fsync(target_.directory.get()); });
+    return result == -1 && errno == EBADF ? ::syncfs(temporary_.get()) : result;
+}
+
 void LocalReplacement::discard() noexcept {
     removeTemporary();
     giveUpTemporary();
+    temporary_.reset();
     buffer_ = {};
 }
 
@@ -460,11 +477,9 @@ void LocalReplacement::removeTemporary() noexcept {
     }
 }
 
-/// Closes the temporary without removing it, and returns the name that it had. The lock goes first, as it belongs to
-/// the open file.
+/// Unlocks the temporary without removing it, and returns the name that it had.
 std::string LocalReplacement::giveUpTemporary() noexcept {
     temporaryLock_.reset();
-    temporary_.reset();
     return std::exchange(temporaryName_, {});
 }
 

@@ -68,6 +68,7 @@ private:
     void removeTemporary() noexcept;
     std::string giveUpTemporary() noexcept;
     void syncDirectory() const;
+    int syncFolder() const noexcept;
 
     Target target_;
     const LocalFile* replaced_;
