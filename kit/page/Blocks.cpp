@@ -35,7 +35,7 @@ int indentOf(const XmlNode& paragraph) {
 /// Whether there is text at all, were it of blanks alone.
 bool hasCharacters(const std::vector<Piece>& pieces) {
     return std::any_of(pieces.begin(), pieces.end(), [](const Piece& piece) {
-        return isInline(piece) && (piece.kind != Piece::Kind::Text || !piece.text.empty());
+        return isInline(piece) && (piece.kind == Piece::Kind::Text ? !piece.text.empty() : isShown(piece));
     });
 }
 
@@ -53,20 +53,23 @@ std::size_t nextElement(const std::vector<XmlNode>& siblings, std::size_t at) {
     return at;
 }
 
-/// Calls `line` with the pieces that stand in lines, as many as follow each other, and `apart` with each other piece.
-template <class Line, class Apart>
-void forEachInOrder(const std::vector<Piece>& pieces, Line line, Apart apart) {
-    for (auto at = pieces.begin(); at != pieces.end();) {
-        const auto end = std::find_if_not(at, pieces.end(), isInline);
-        const std::vector<Piece> inLine(at, end);
-        if (hasInlineText(inLine)) {
-            line(inLine);
-        }
-        at = end;
-        if (at != pieces.end()) {
-            apart(*at++);
+/// The pieces that stand in lines; each other one that text follows is told in its place, as it stands behind the line.
+std::vector<Piece> withPlaces(const std::vector<Piece>& pieces) {
+    const auto lastShown = std::find_if(pieces.rbegin(), pieces.rend(), [](const Piece& piece) {
+                               return isInline(piece) && isShown(piece);
+                           }).base();
+    std::vector<Piece> line;
+    for (auto at = pieces.begin(); at != pieces.end(); ++at) {
+        if (isInline(*at)) {
+            line.push_back(*at);
+        } else if (at < lastShown) {
+            const std::string what = at->kind == Piece::Kind::Picture ? "picture"
+                                     : at->node->local == "tbl"       ? "table"
+                                                                      : "box";
+            line.push_back({Piece::Kind::Remark, what + ", below", {}, nullptr, ""});
         }
     }
+    return line;
 }
 
 }  // namespace
@@ -86,6 +89,9 @@ void Blocks::write(const XmlNode* root) {
         place.isBody ? writeChildren(child, place) : writeLoose(child, place);
     }
     leave(place);
+    for (const std::string& id : links_->idsLeft()) {
+        out_->element("span", {{"id", id}}, "");
+    }
     listing_.tellRest();
 }
 
@@ -130,7 +136,7 @@ std::size_t Blocks::writeBlock(const std::vector<XmlNode>& siblings, std::size_t
         return next + 1 - at;
     } else if (!writeCode(node, place)) {
         const bool hasCaption =
-            follower != nullptr && isCaption(*follower, *definitions_) && isPictures(piecesOf(node));
+            follower != nullptr && isCaption(*follower, *definitions_) && isPictures(plainPiecesIn(node));
         writeParagraph(node, hasCaption ? follower : nullptr, place);
         return hasCaption ? next + 1 - at : 1;
     }
@@ -152,10 +158,13 @@ void Blocks::writeLoose(const XmlNode& node, Place& place) {
     } else {
         XmlNode parent;
         parent.children.push_back(node);
-        const std::vector<Piece> pieces = piecesOf(parent);
+        const std::vector<Piece> pieces = piecesIn(parent);
         if (std::any_of(pieces.begin(), pieces.end(), isShown)) {
             leave(place, true, true);
             writePieces(pieces, nullptr, "");
+        } else if (const Markup places = placesIn(pieces); !places.finished().empty()) {
+            leave(place, true, true);
+            out_->append(places);
         }
     }
 }
@@ -165,7 +174,7 @@ bool Blocks::writeCode(const XmlNode& paragraph, Place& place) {
     if (code == nullptr) {
         return false;
     }
-    const std::vector<Piece> pieces = piecesOf(paragraph);
+    const std::vector<Piece> pieces = plainPiecesIn(paragraph);
     const auto at = std::find_if(pieces.begin(), pieces.end(), [&](const Piece& piece) { return piece.node == code; });
     const std::vector<Piece> before(pieces.begin(), at == pieces.end() ? pieces.begin() : at);
     const std::vector<Piece> after(at == pieces.end() ? pieces.begin() : at + 1, pieces.end());
@@ -182,11 +191,12 @@ bool Blocks::writeCode(const XmlNode& paragraph, Place& place) {
 
 /// Text that stands beside the code, on its line.
 Markup Blocks::beside(const std::vector<Piece>& pieces) {
-    Markup out;
-    if (hasCharacters(pieces)) {
-        out.open("span", {{"class", "beside"}}).append(inlineOf(pieces)).close();
-        hasTextBesideCode_ = true;
+    if (!hasCharacters(pieces)) {
+        return placesIn(pieces);
     }
+    hasTextBesideCode_ = true;
+    Markup out;
+    out.open("span", {{"class", "beside"}}).append(inlineOf(withPlaces(pieces))).close();
     return out;
 }
 
@@ -198,18 +208,54 @@ void Blocks::writeBesideCode(const std::vector<Piece>& pieces) {
         out_->open("pre", {{"class", "plain"}, {"tabindex", "0"}, {"role", "region"}, {"aria-label", label}});
         out_->open("code", {{"class", "beside"}, {"translate", "no"}}).append(inlineOf(line)).close().close();
     };
-    forEachInOrder(pieces, writeLine, [this](const Piece& piece) { writeApart(piece, nullptr); });
+    writeLines(pieces, writeLine, [this](const Piece& piece) { writeApart(piece, nullptr); });
 }
 
 Markup Blocks::inlineOf(const std::vector<Piece>& pieces) {
     Markup out;
-    InlineWriter writer(out, *figures_);
+    InlineWriter writer(out, *links_);
     for (const Piece& piece : pieces) {
         if (isInline(piece)) {
             writer.write(piece);
         }
     }
     return out;
+}
+
+/// The places that bookmarks name, where nothing else is to be seen.
+Markup Blocks::placesIn(const std::vector<Piece>& pieces) {
+    Markup out;
+    InlineWriter writer(out, *links_);
+    for (const Piece& piece : pieces) {
+        if (piece.kind == Piece::Kind::Bookmark) {
+            writer.write(piece);
+        }
+    }
+    return out;
+}
+
+/// Calls `line` with the pieces that stand in lines, as many as follow each other, and `apart` with each other piece.
+void Blocks::writeLines(const std::vector<Piece>& pieces, const std::function<void(const std::vector<Piece>&)>& line,
+                        const std::function<void(const Piece&)>& apart) {
+    for (auto at = pieces.begin(); at != pieces.end();) {
+        const auto end = std::find_if_not(at, pieces.end(), isInline);
+        const std::vector<Piece> inLine(at, end);
+        hasInlineText(inLine) ? line(inLine) : static_cast<void>(out_->append(placesIn(inLine)));
+        at = end;
+        if (at != pieces.end()) {
+            apart(*at++);
+        }
+    }
+}
+
+std::vector<Piece> Blocks::piecesIn(const XmlNode& paragraph) const {
+    const Styles& styles = definitions_->styles();
+    return piecesOf(paragraph, &styles, styles.lookOf(paragraph));
+}
+
+/// Without what the paragraph's style says of its text, for headings and code, which look as those do.
+std::vector<Piece> Blocks::plainPiecesIn(const XmlNode& paragraph) const {
+    return piecesOf(paragraph, &definitions_->styles());
 }
 
 /// An item counts in its list wherever it stands, and even if there is nothing in it.
@@ -222,9 +268,10 @@ Blocks::Item Blocks::countItem(const XmlNode& paragraph) {
 }
 
 void Blocks::writeParagraph(const XmlNode& paragraph, const XmlNode* caption, Place& place) {
-    const std::vector<Piece> pieces = piecesOf(paragraph);
-    const bool isBlank = std::none_of(pieces.begin(), pieces.end(), isShown);
     const int heading = definitions_->styles().headingOf(paragraph);
+    const bool isPlain = heading != 0 || styleOf(paragraph) == "code";
+    const std::vector<Piece> pieces = isPlain ? plainPiecesIn(paragraph) : piecesIn(paragraph);
+    const bool isBlank = std::none_of(pieces.begin(), pieces.end(), isShown);
     const Item item = countItem(paragraph);
     // A numbered heading is shown as a heading; its number is written before its words.
     const bool isItem = item.kind && heading == 0;
@@ -260,6 +307,9 @@ void Blocks::writeBlank(const std::vector<Piece>& pieces, Place& place) {
     if (hasCharacters(pieces)) {
         leave(place, true, true);
         out_->open("p", {{"dir", "auto"}}).append(inlineOf(pieces)).close();
+    } else if (const Markup places = placesIn(pieces); !places.finished().empty()) {
+        leave(place, true, true);
+        out_->append(places);
     }
 }
 
@@ -270,8 +320,8 @@ void Blocks::writePieces(const std::vector<Piece>& pieces, const XmlNode* captio
         std::for_each(line.begin(), line.end(), [this](const Piece& piece) { inline_.write(piece); });
         out_->close();
     };
-    forEachInOrder(pieces, writeLine, [&](const Piece& piece) {
-        const Markup words = caption != nullptr && &piece == &*lastApart ? inlineOf(piecesOf(*caption)) : Markup();
+    writeLines(pieces, writeLine, [&](const Piece& piece) {
+        const Markup words = caption != nullptr && &piece == &*lastApart ? inlineOf(piecesIn(*caption)) : Markup();
         writeApart(piece, words.finished().empty() ? nullptr : &words);
     });
 }
@@ -302,7 +352,8 @@ void Blocks::writeApart(const Piece& piece, const Markup* caption) {
     out_->close();
 }
 
-/// A heading holds no pictures or boxes: they stand before it, where they begin it, or else behind it.
+/// A heading holds no pictures or boxes: they stand before it, where they begin it, or else behind it, and are told of
+/// in their place.
 void Blocks::writeHeading(int style, const Item& item, const std::vector<Piece>& pieces) {
     const auto first = std::find_if(pieces.begin(), pieces.end(),
                                     [](const Piece& piece) { return isInline(piece) && isShown(piece); });
@@ -311,9 +362,11 @@ void Blocks::writeHeading(int style, const Item& item, const std::vector<Piece>&
         text += piece.kind == Piece::Kind::Formula ? piece.node->allText() : isInline(piece) ? piece.text : "";
     }
     const bool hasLabel = item.kind && item.kind->levels != nullptr && !isBlankText(item.counted.label);
-    writeApart({pieces.begin(), first});
+    const std::vector<Piece> before(pieces.begin(), first);
+    out_->append(placesIn(before));
+    writeApart(before);
     headings_->open(*out_, style, hasLabel ? item.counted.label : "", text);
-    out_->append(inlineOf(pieces)).close();
+    out_->append(inlineOf(withPlaces({first, pieces.end()}))).close();
     writeApart({first, pieces.end()});
 }
 
@@ -347,7 +400,7 @@ void Blocks::writeTableCaption(const XmlNode& table, const XmlNode* caption) {
     }
     out_->open("caption");
     if (caption != nullptr) {
-        out_->append(inlineOf(piecesOf(*caption)));
+        out_->append(inlineOf(piecesIn(*caption)));
     }
     if (!words.empty()) {
         out_->text(caption == nullptr ? "" : " ").element("span", {{"class", "remark"}}, words);

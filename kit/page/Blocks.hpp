@@ -6,10 +6,12 @@
 #include "kit/page/Figures.hpp"
 #include "kit/page/Headings.hpp"
 #include "kit/page/Inline.hpp"
+#include "kit/page/Links.hpp"
 #include "kit/page/Lists.hpp"
 #include "kit/page/TableGrid.hpp"
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -20,13 +22,14 @@ namespace flowbook::kit {
 /// document is written, or words that name what is left out stand in its place.
 class Blocks {
 public:
-    /// @param definitions  of the document's styles and lists; must outlive this object.
-    Blocks(Markup& out, Figures& figures, const Definitions& definitions, Headings& headings)
+    /// @param links, definitions  of the document; all of them must outlive this object.
+    Blocks(Markup& out, Figures& figures, Links& links, const Definitions& definitions, Headings& headings)
         : out_(&out),
           figures_(&figures),
+          links_(&links),
           headings_(&headings),
           definitions_(&definitions),
-          inline_(out, figures),
+          inline_(out, links),
           listing_(out) {}
 
     /// Writes a document whole. @param root  may be null.
@@ -71,7 +74,12 @@ private:
     void writeApart(const Piece& piece, const Markup* caption);
     void writeApart(const std::vector<Piece>& pieces);
     void writeHeading(int style, const Item& item, const std::vector<Piece>& pieces);
+    std::vector<Piece> piecesIn(const XmlNode& paragraph) const;
+    std::vector<Piece> plainPiecesIn(const XmlNode& paragraph) const;
     Markup inlineOf(const std::vector<Piece>& pieces);
+    Markup placesIn(const std::vector<Piece>& pieces);
+    void writeLines(const std::vector<Piece>& pieces, const std::function<void(const std::vector<Piece>&)>& line,
+                    const std::function<void(const Piece&)>& apart);
 
     void writeTable(const XmlNode& table, const XmlNode* caption);
     void writeTableCaption(const XmlNode& table, const XmlNode* caption);
@@ -79,6 +87,7 @@ private:
 
     Markup* out_;
     Figures* figures_;
+    Links* links_;
     Headings* headings_;
     const Definitions* definitions_;
     ItemCounts counts_;

@@ -3,7 +3,7 @@
 #include "kit/document/StoredText.hpp"
 #include "kit/page/BlockKinds.hpp"
 #include "kit/page/Blocks.hpp"
-#include "kit/page/Definitions.hpp"
+#include "kit/page/Links.hpp"
 #include "kit/page/Wording.hpp"
 
 namespace flowbook::kit {
@@ -49,6 +49,7 @@ DocumentText::DocumentText(const Document& document, const fl::Bytes* remains) :
         part_ = part;
         stored_ = remains == nullptr ? contentOf(*part) : *remains;
         code_ = readCodeTree(stored_, document.where(*part));
+        definitions_.emplace(document);
     }
 }
 
@@ -71,14 +72,15 @@ std::optional<std::size_t> DocumentText::write(Markup& out, Figures& figures, Fa
         return std::nullopt;
     }
     tellFaults(out, faults);
-    const Definitions definitions(*document_);
+    const Definitions& definitions = *definitions_;
     for (const std::string& fault : definitions.faults()) {
         faults.tell(out, fault);
     }
     const XmlNode* const root = code_.tree.root();
     Headings headings(root == nullptr ? std::vector<int>() : headingStylesIn(*root, definitions.styles()));
     Markup text;
-    Blocks blocks(text, figures, definitions, headings);
+    Links links(figures, root);
+    Blocks blocks(text, figures, links, definitions, headings);
     blocks.write(root);
     if (blocks.hasTextBesideCode()) {
         out.open("p", {{"class", "remark"}, {"lang", "en"}}).element("span", {{"class", "beside"}}, "Text set off so");
@@ -94,6 +96,9 @@ std::optional<std::size_t> DocumentText::write(Markup& out, Figures& figures, Fa
     return isWhole ? std::make_optional(blocks.lineCount()) : std::nullopt;
 }
 
-std::string DocumentText::language() const { return languageIn(code_.tree.document); }
+std::string DocumentText::language() const {
+    const bool isOfStyles = definitions_ && !definitions_->styles().language().empty();
+    return isOfStyles ? definitions_->styles().language() : languageIn(code_.tree.document);
+}
 
 }  // namespace flowbook::kit

@@ -2,6 +2,7 @@
 
 #include "kit/document/Document.hpp"
 #include "kit/page/CodeTree.hpp"
+#include "kit/page/Definitions.hpp"
 #include "kit/page/Faults.hpp"
 #include "kit/page/Figures.hpp"
 
@@ -23,7 +24,8 @@ public:
     /// @returns the number of lines of code; nothing where there is no code, or it was not read to its end.
     std::optional<std::size_t> write(Markup& out, Figures& figures, Faults& faults, Markup& outline) const;
 
-    /// The first language that its text names (BCP 47); empty when it names none.
+    /// The language of its text (BCP 47): the one that its styles name for all text, or else the first that it names;
+    /// empty when there is none.
     std::string language() const;
 
 private:
@@ -33,6 +35,7 @@ private:
     std::optional<opc::model::Part> part_;  ///< nothing when there is no document that can be read
     fl::Bytes stored_;
     CodeTree code_;
+    std::optional<Definitions> definitions_;  ///< when there is a document
 };
 
 }  // namespace flowbook::kit

@@ -71,9 +71,13 @@ Figures::Figures(const Document& document, Faults& faults, std::string ids)
     }
 }
 
+bool isLinkAddress(std::string_view address) {
+    return std::any_of(std::begin(kSchemes), std::end(kSchemes),
+                       [&](std::string_view scheme) { return startsWithFolded(address, scheme); });
+}
+
 void Figures::addLink(const std::string& id, std::string target) {
-    if (std::any_of(std::begin(kSchemes), std::end(kSchemes),
-                    [&](std::string_view scheme) { return startsWithFolded(target, scheme); })) {
+    if (isLinkAddress(target)) {
         links_.emplace(id, std::move(target));
     }
 }

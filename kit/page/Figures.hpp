@@ -7,6 +7,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace flowbook::kit {
@@ -16,6 +17,9 @@ struct Thumbnail {
     std::string uri;  ///< a data URI; empty when there is none
     std::uint64_t pixels = 0;
 };
+
+/// Whether an address may be a link: a place in the web or a mail address.
+bool isLinkAddress(std::string_view address);
 
 /// The pictures of a page, each held once, and the links: what the relationships of the document part lead to.
 /// A picture whose decoding would take too much memory is a link by which it can be saved.

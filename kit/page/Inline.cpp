@@ -5,16 +5,13 @@
 
 namespace flowbook::kit {
 
-namespace {
-
-// The target of one link may be that of any number of runs.
-constexpr std::size_t kMostLinkBytes = std::size_t{16} << 20;
-
-}  // namespace
-
 void InlineWriter::write(const Piece& piece) {
     if (piece.kind == Piece::Kind::Formula) {
         writeFormula(*out_, *piece.node, FormulaPlace::InText);
+    } else if (piece.kind == Piece::Kind::Bookmark) {
+        if (const std::string id = links_->idFor(piece.words); !id.empty()) {
+            out_->element("span", {{"id", id}}, "");
+        }
     } else if (piece.kind == Piece::Kind::Remark) {
         out_->element("span", {{"class", "remark"}}, "[" + piece.text + "]");
     } else {
@@ -25,7 +22,8 @@ void InlineWriter::write(const Piece& piece) {
 void InlineWriter::writeText(const Piece& piece) {
     const Look& look = piece.look;
     // A link needs words, so a blank is none.
-    const std::string_view target = isBlankText(piece.text) ? std::string_view() : targetOf(look);
+    const std::string target = isBlankText(piece.text) ? std::string() : links_->targetOf(look);
+    const bool isInPage = !target.empty() && target.front() == '#';
     std::size_t open = 0;
     const auto openIf = [&](bool wanted, Markup::Name name, Markup::Attributes attributes = {}) {
         if (wanted) {
@@ -33,7 +31,8 @@ void InlineWriter::writeText(const Piece& piece) {
             ++open;
         }
     };
-    openIf(!target.empty(), "a", {{"href", target}, {"rel", "noopener noreferrer"}});
+    openIf(isInPage, "a", {{"href", target}});
+    openIf(!target.empty() && !isInPage, "a", {{"href", target}, {"rel", "noopener noreferrer"}});
     openIf(look.inserted, "ins");
     openIf(look.deleted, "del");
     openIf(look.concealed, "span", {{"class", "concealed"}});
@@ -48,12 +47,6 @@ void InlineWriter::writeText(const Piece& piece) {
     for (out_->lines(piece.text); open > 0; --open) {
         out_->close();
     }
-}
-
-std::string_view InlineWriter::targetOf(const Look& look) {
-    const std::string_view target = look.link.empty() ? std::string_view() : figures_->linkTarget(look.link);
-    linkBytes_ += target.size();
-    return linkBytes_ <= kMostLinkBytes ? target : std::string_view();
 }
 
 }  // namespace flowbook::kit

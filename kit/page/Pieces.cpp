@@ -6,6 +6,7 @@
 #include "fl/i18n/Conversion.hpp"
 #include "kit/document/Characters.hpp"
 #include "kit/document/RichText.hpp"
+#include "kit/page/FieldCodes.hpp"
 #include "kit/page/Formula.hpp"
 #include "kit/page/Symbols.hpp"
 #include "kit/page/Wording.hpp"
@@ -18,10 +19,6 @@
 namespace flowbook::kit {
 
 namespace {
-
-bool isSwitchedOff(std::string_view value) {
-    return value == "false" || value == "0" || value == "off" || value == "none";
-}
 
 bool isOneOf(std::string_view name, std::initializer_list<std::string_view> names) {
     return std::find(names.begin(), names.end(), name) != names.end();
@@ -57,41 +54,6 @@ constexpr struct {
                   {"yearShort", "date"},
                   {"yearLong", "date"}};
 
-void noteRunProperty(Look& look, const XmlNode& property) {
-    const std::string_view value = property.attribute("val");
-    const std::string_view name = property.local;
-    if (name == "rStyle") {
-        // Styles of characters that importers of Markdown and office suites give these names.
-        look.bold = look.bold || value == "Strong";
-        look.italic = look.italic || value == "Emphasis";
-        look.fixed = look.fixed || isOneOf(value, {"code", "Code", "VerbatimChar", "HTMLCode", "SourceCode"});
-    } else if (name == "b") {
-        look.bold = !isSwitchedOff(value);
-    } else if (name == "i") {
-        look.italic = !isSwitchedOff(value);
-    } else if (name == "u") {
-        look.underline = !isSwitchedOff(value);
-    } else if (name == "strike" || name == "dstrike") {
-        look.strike = !isSwitchedOff(value);
-    } else if (name == "vanish") {
-        look.concealed = !isSwitchedOff(value);
-    } else if (name == "vertAlign") {
-        look.raised = value == "superscript";
-        look.lowered = value == "subscript";
-    } else if (name == "lang") {
-        look.language = isLanguage(value) ? value : "";
-    }
-}
-
-Look lookOf(const XmlNode& run, Look look) {
-    if (const XmlNode* const properties = run.child("rPr")) {
-        for (const XmlNode& property : properties->children) {
-            noteRunProperty(look, property);
-        }
-    }
-    return look;
-}
-
 /// What a drawing, or a shape in it, says of itself; empty for other elements.
 std::string wordsAbout(const XmlNode& node) {
     if (!isOneOf(node.local, {"docPr", "cNvPr", "shape", "imagedata"})) {
@@ -115,8 +77,8 @@ class Collector {
 public:
     /// @param alternatives  whether all of alternate content is collected: finding out which one is shown would take
     ///                      twice the time for each that lies in another.
-    explicit Collector(std::vector<Piece>& pieces, Alternatives alternatives = Alternatives::Shown)
-        : pieces_(&pieces), alternatives_(alternatives) {}
+    Collector(std::vector<Piece>& pieces, const Styles* styles, Alternatives alternatives = Alternatives::Shown)
+        : pieces_(&pieces), styles_(styles), alternatives_(alternatives) {}
 
     void collectInside(const XmlNode& node, const Look& look) {
         for (const XmlNode& child : node.children) {
@@ -154,7 +116,11 @@ private:
         }
     }
 
-    void add(Piece::Kind kind, std::string text, const Look& look, const XmlNode* node = nullptr) {
+    void add(Piece::Kind kind, std::string text, const Look& given, const XmlNode* node = nullptr) {
+        Look look = given;
+        if (!fields_.empty()) {
+            leadTo(look, fields_.back().target);
+        }
         // Editors cut runs at every correction; pieces that look alike are joined, so that words stay in one element.
         const bool isMore = kind == Piece::Kind::Text && node == nullptr && !pieces_->empty() &&
                             pieces_->back().kind == kind && pieces_->back().node == nullptr &&
@@ -162,7 +128,7 @@ private:
         if (isMore) {
             pieces_->back().text += text;
         } else if (!text.empty() || node != nullptr) {
-            pieces_->push_back({kind, std::move(text), look, node, words_});
+            pieces_->push_back({kind, std::move(text), std::move(look), node, words_});
         }
     }
 
@@ -185,7 +151,16 @@ private:
         } else if (name == "textpath") {
             add(Piece::Kind::Text, std::string(node.attribute("string")), look);
         } else if (name == "instrText" || name == "delInstrText") {
-            add(Piece::Kind::Remark, "field:" + node.allText(), look);
+            const std::string code = node.allText();
+            add(Piece::Kind::Remark, "field:" + code, look);
+            if (!fields_.empty()) {
+                fields_.back().code += code;
+            }
+        } else if (name == "fldChar") {
+            noteField(node);
+            return false;
+        } else if (name == "bookmarkStart") {
+            pieces_->push_back({Piece::Kind::Bookmark, "", look, &node, std::string(node.attribute("name"))});
         } else {
             return false;
         }
@@ -207,6 +182,9 @@ private:
         if (isFormula(node)) {
             add(Piece::Kind::Formula, "", look, &node);
         } else if (isOneOf(node.local, {"txbxContent", "p", "tbl"})) {
+            if (!areWordsTold_) {
+                tellWords(look);
+            }
             add(Piece::Kind::Blocks, "", look, &node);
         } else if (node.local == "AlternateContent") {
             if (alternatives_ == Alternatives::All) {
@@ -257,46 +235,81 @@ private:
     Look lookInside(const XmlNode& node, Look look) {
         const std::string_view name = node.local;
         if (name == "r") {
-            return lookOf(node, std::move(look));
+            return lookOfRun(node.child("rPr"), std::move(look));
         }
         if (name == "hyperlink") {
             look.link = node.attribute(kRelationshipNamespace, "id");
+            look.bookmark = node.attribute("anchor");
         } else if (name == "fldSimple") {
             add(Piece::Kind::Remark, "field: " + std::string(node.attribute("instr")), look);
+            leadTo(look, targetOfField(node.attribute("instr")));
         }
         look.inserted = look.inserted || name == "ins" || name == "moveTo";
         look.deleted = look.deleted || name == "del" || name == "moveFrom";
         return look;
     }
 
+    Look lookOfRun(const XmlNode* properties, Look look) const {
+        if (styles_ != nullptr) {
+            return styles_->lookOfRun(properties, look);
+        }
+        applyStyleName(look, characterStyleIn(properties), false);
+        applyRunProperties(look, properties);
+        return look;
+    }
+
+    /// Makes a text a link, unless it is one.
+    static void leadTo(Look& look, const FieldTarget& target) {
+        if (look.link.empty() && look.address.empty() && look.bookmark.empty()) {
+            look.address = target.address;
+            look.bookmark = target.bookmark;
+        }
+    }
+
+    /// A field that stands in several runs begins, goes over to its result, or ends. One in the result of another
+    /// leads where that one does, until it has a result of its own.
+    void noteField(const XmlNode& mark) {
+        const std::string_view type = mark.attribute("fldCharType");
+        if (type == "begin") {
+            fields_.push_back({"", fields_.empty() ? FieldTarget() : fields_.back().target});
+        } else if (type == "separate" && !fields_.empty()) {
+            const FieldTarget own = targetOfField(fields_.back().code);
+            const bool isLink = !own.address.empty() || !own.bookmark.empty();
+            fields_.back().target = isLink ? own : fields_.back().target;
+        } else if (type == "end" && !fields_.empty()) {
+            fields_.pop_back();
+        }
+    }
+
+    struct Field {
+        std::string code;
+        FieldTarget target;
+    };
+
     std::vector<Piece>* pieces_;
+    const Styles* styles_;
     Alternatives alternatives_;
-    std::string words_;  ///< about the drawing that is being read
+    std::vector<Field> fields_;  ///< that have begun and not ended, the innermost last
+    std::string words_;          ///< about the drawing that is being read
     bool areWordsTold_ = true;
 };
 
 }  // namespace
 
-bool Look::operator==(const Look& other) const {
-    const auto all = [](const Look& look) {
-        return std::tie(look.bold, look.italic, look.underline, look.strike, look.raised, look.lowered, look.fixed,
-                        look.concealed, look.inserted, look.deleted, look.link, look.language);
-    };
-    return all(*this) == all(other);
-}
-
-std::vector<Piece> piecesOf(const XmlNode& paragraph) {
+std::vector<Piece> piecesOf(const XmlNode& paragraph, const Styles* styles, const Look& around) {
     std::vector<Piece> pieces;
-    Collector(pieces).collectInside(paragraph, {});
+    Collector(pieces, styles).collectInside(paragraph, around);
     return pieces;
 }
 
-bool isShown(const Piece& piece) { return piece.kind != Piece::Kind::Text || !isBlankText(piece.text); }
+bool isShown(const Piece& piece) {
+    return piece.kind == Piece::Kind::Text ? !isBlankText(piece.text) : piece.kind != Piece::Kind::Bookmark;
+}
 
 const XmlNode* shownAlternative(const XmlNode& alternateContent) {
     const auto showsSomething = [](const XmlNode& node) {
         std::vector<Piece> pieces;
-        Collector(pieces, Alternatives::All).collectInside(node, {});
+        Collector(pieces, nullptr, Alternatives::All).collectInside(node, {});
         return std::any_of(pieces.begin(), pieces.end(),
                            [](const Piece& piece) { return piece.kind != Piece::Kind::Remark && isShown(piece); });
     };
@@ -323,22 +336,6 @@ std::string remarkOn(const XmlNode& node) {
 
 bool isSettings(std::string_view local) {
     return std::find(std::begin(kSettings), std::end(kSettings), local) != std::end(kSettings);
-}
-
-bool isLanguage(std::string_view tag) {
-    std::size_t length = 0;
-    bool isFirst = true;
-    for (const char c : std::string(tag) + "-") {
-        const bool isEnd = c == '-';
-        if (isEnd ? length == 0 || length > 8 || (isFirst && length > 3) || (isFirst && length < 2)
-                  : std::isalnum(static_cast<unsigned char>(c)) == 0 ||
-                        (isFirst && std::isalpha(static_cast<unsigned char>(c)) == 0)) {
-            return false;
-        }
-        length = isEnd ? 0 : length + 1;
-        isFirst = isFirst && !isEnd;
-    }
-    return tag.size() <= 35;
 }
 
 }  // namespace flowbook::kit

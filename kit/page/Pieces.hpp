@@ -1,38 +1,23 @@
 #pragma once
 
 #include "kit/document/XmlTree.hpp"
+#include "kit/page/Look.hpp"
+#include "kit/page/Styles.hpp"
 
 #include <string>
 #include <vector>
 
 namespace flowbook::kit {
 
-/// How a text looks, as its run and what stands around it say.
-struct Look {
-    bool bold = false;
-    bool italic = false;
-    bool underline = false;
-    bool strike = false;
-    bool raised = false;
-    bool lowered = false;
-    bool fixed = false;      ///< in a style of code
-    bool concealed = false;  ///< the flowbook asks not to show it
-    bool inserted = false;   ///< by a recorded change
-    bool deleted = false;    ///< likewise
-    std::string link;        ///< the relationship that a hyperlink names
-    std::string language;    ///< BCP 47; empty when there is none of its own
-
-    bool operator==(const Look& other) const;
-};
-
 /// A piece of a paragraph.
 struct Piece {
     enum class Kind {
-        Text,     ///< tabs and line feeds included
-        Remark,   ///< words about something that no page can show
-        Formula,  ///< `node` is one
-        Picture,  ///< `text` is its relationship, `words` describe it
-        Blocks    ///< `node` holds paragraphs or tables
+        Text,      ///< tabs and line feeds included
+        Remark,    ///< words about something that no page can show
+        Formula,   ///< `node` is one
+        Bookmark,  ///< a place that `words` name, with nothing to see
+        Picture,   ///< `text` is its relationship, `words` describe it
+        Blocks     ///< `node` holds paragraphs or tables
     };
 
     Kind kind;
@@ -43,7 +28,9 @@ struct Piece {
 };
 
 /// What a paragraph, or another element that holds runs, shows, in its order; of alternate content one alternative.
-std::vector<Piece> piecesOf(const XmlNode& paragraph);
+/// @param styles  of runs; null to go by their well-known names alone. @param around  how a text without formatting
+/// looks.
+std::vector<Piece> piecesOf(const XmlNode& paragraph, const Styles* styles = nullptr, const Look& around = {});
 
 /// Whether the piece stands in a line of text, and not apart.
 inline bool isInline(const Piece& piece) {
@@ -76,8 +63,5 @@ std::string remarkOn(const XmlNode& node);
 /// Whether an element of this local name holds settings and nothing to show.
 bool isSettings(std::string_view local);
 inline bool isSettings(const XmlNode& node) { return isSettings(node.local); }
-
-/// Whether it may stand in `lang`.
-bool isLanguage(std::string_view tag);
 
 }  // namespace flowbook::kit

@@ -14,6 +14,7 @@ import make_fixtures as made
 from page_tree import Page
 
 COMMAND = None
+OFFICE = "http://schemas.openxmlformats.org/officeDocument/2006/"
 PICTURE = ("image/png", b"data:image/png;base64,AAAA")
 FIXTURES = {
     "a/x": dict(document=made.rich(made.paragraph("one\ntwo"), made.paragraph("why &lt;b>", "text"),
@@ -132,6 +133,71 @@ class Pages(unittest.TestCase):
         markdown = self.html("numbers.tqx", "--format=md", command="cat")[0]
         for line in ("# 1 Same\n", "1. one\n2. linked\n", "\n7) anew\n", "\n4. after\n", "| 5. cell |", "\n6. last\n"):
             self.assertIn(line, markdown)
+
+    def rich_page(self, body, **parts):
+        """What is in `main`, of a document with parts beside it, such as `styles`."""
+        kept = {f"tarmic/{name}.xml": ("application/xml", f'<w:{name} xmlns:w="{made.WORD}">{xml}</w:{name}>'.encode())
+                for name, xml in parts.items()}
+        self.change("rich.tqx", document=made.rich(body), parts=kept, document_rels=made.relationships(
+            *((name, f"x:y/{name}", f"{name}.xml") for name in parts), ("web", "x:y", "http://a.example/", "External")))
+        self.whole = self.html("rich.tqx")[0]
+        return self.whole[self.whole.index('<main id="text">') + 16:self.whole.index("</main>")]
+
+    def test_looks(self):
+        def style(kind, name, base, look):
+            return (f'<w:style w:type="{kind}" w:styleId="{name}"><w:basedOn w:val="{base}"/><w:rPr>{look}</w:rPr>'
+                    "</w:style>")
+
+        styles = ('<w:docDefaults><w:rPrDefault><w:rPr><w:lang w:val="fr-FR"/></w:rPr></w:rPrDefault></w:docDefaults>'
+                  '<w:style w:type="paragraph" w:default="1" w:styleId="N"><w:rPr><w:u/></w:rPr></w:style>'
+                  + style("paragraph", "A", "B", "<w:i/>") + style("paragraph", "B", "A", "<w:b/>")
+                  + style("character", "C", "D", "<w:i/>")
+                  + style("character", "D", "", '<w:vertAlign w:val="superscript"/>'))
+        for name, run, shown in (
+                ("", "", "<u>%s</u>"), ("A", "", "<strong><em>%s</em></strong>"), ("nosuch", "", "%s"),
+                ("A", '<w:rStyle w:val="C"/>', "<strong><sup>%s</sup></strong>"),
+                ("A", '<w:rStyle w:val="C"/><w:i/><w:b w:val="0"/>', "<em><sup>%s</sup></em>"),
+                ("nosuch", '<w:rStyle w:val="Strong"/>', "<strong>%s</strong>")):
+            named = f'<w:pPr><w:pStyle w:val="{name}"/></w:pPr>' if name else ""
+            body = f"<w:p>{named}<w:r><w:rPr>{run}</w:rPr><w:t>text</w:t></w:r></w:p>"
+            self.assertEqual(self.rich_page(body, styles=styles), f'<p dir="auto">{shown % "text"}</p>')
+            self.assertIn('<html lang="fr-FR">', self.whole)
+
+    def test_links_and_places(self):
+        def field(code):
+            return "".join(f"<w:r>{each}</w:r>" for each in (
+                '<w:fldChar w:fldCharType="begin"/>', f"<w:instrText>{code}</w:instrText>",
+                '<w:fldChar w:fldCharType="separate"/>', "<w:t>text</w:t>", '<w:fldChar w:fldCharType="end"/>'))
+
+        run = "<w:r><w:t>text</w:t></w:r>"
+        for link, target in ((f'<w:hyperlink w:anchor="a &#xE9;">{run}</w:hyperlink>', "#bookmark-a:20:C3:A9"),
+                             (f'<w:hyperlink w:anchor="in code">{run}</w:hyperlink>', "#bookmark-in:20code"),
+                             (f'<w:hyperlink w:anchor="merged">{run}</w:hyperlink>', "#bookmark-merged"),
+                             (f'<w:hyperlink w:anchor="nosuch">{run}</w:hyperlink>', None),
+                             (f'<w:hyperlink r:id="web" w:anchor="b">{run}</w:hyperlink>', "http://a.example/#b"),
+                             (field(r" REF merged \h "), "#bookmark-merged"), (field("DATE"), None),
+                             (field(r'HYPERLINK \o "a tip" \l "in code"'), "#bookmark-in:20code"),
+                             (field('hyperlink "https://b.example/"'), "https://b.example/"),
+                             (field('HYPERLINK "javascript:alert(1)"'), None),
+                             (f'<w:fldSimple w:instr="PAGEREF merged">{run}</w:fldSimple>', "#bookmark-merged")):
+            link = link.replace("r:id", f'xmlns:r="{OFFICE}relationships" r:id')
+            page = self.rich_page(
+                f'<w:p>{link}<w:r><w:t>behind</w:t></w:r></w:p><w:bookmarkStart w:name="a &#xE9;"/><w:p><w:pPr>'
+                '<w:pStyle w:val="code"/></w:pPr><w:bookmarkStart w:name="in code"/><w:r><w:t>x</w:t></w:r></w:p>'
+                "<w:tbl>" + "".join(
+                    f"<w:tr><w:tc><w:tcPr><w:vMerge{more}</w:tcPr><w:p>{inside}</w:p></w:tc></w:tr>"
+                    for more, inside in ((' w:val="restart"/>', ""), ("/>", '<w:bookmarkStart w:name="merged"/>')))
+                + "</w:tbl>")
+            tree = Page(page).root
+            links = [(a.attributes["href"], a.text()) for a in tree.find("a") if a.attributes["href"] != "#L1"]
+            self.assertEqual(links, [(target, "text")] if target else [])
+            self.assertEqual([e.attributes["id"] for e in tree.find() if e.attributes.get("id", "").startswith("book")],
+                             ["bookmark-a:20:C3:A9", "bookmark-in:20code", "bookmark-merged"])
+        box = "<w:pict><w:txbxContent><w:p><w:r><w:t>box</w:t></w:r></w:p></w:txbxContent></w:pict>"
+        for style, shown in (("Heading1", "a[box, below]bbox"), ("code", "1a[box, below]b\nbox"), ("text", "aboxb")):
+            self.assertEqual(Page(self.rich_page(
+                f'<w:p><w:pPr><w:pStyle w:val="{style}"/></w:pPr><w:r><w:t>a</w:t>{box}<w:t>b</w:t></w:r></w:p>')
+            ).root.text(lambda e: e.text().startswith("Text set off")), shown)
 
     def test_folder_of_pages(self):
         told = self.html("in", "-d", "out", code=4)[1]
