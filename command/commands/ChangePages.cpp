@@ -26,16 +26,17 @@ constexpr char kNoFile[] = "/dev/null";
 class ShownVersion {
 public:
     /// @param bytes  nothing when there is no such version.
-    ShownVersion(const std::string& name, std::optional<Bytes> bytes) {
+    ShownVersion(const std::string& name, const std::optional<Bytes>& bytes) {
         side_.name = name;
         if (bytes) {
             try {
-                document_.emplace(std::move(*bytes));
+                document_.emplace(*bytes);
                 side_.document = &*document_;
+                requireCode(*document_);
             } catch (const std::bad_alloc&) {
                 throw;
             } catch (const std::exception&) {
-                side_.fault = diagnose().message;
+                save(*bytes, diagnose());
             }
         }
     }
@@ -46,7 +47,28 @@ public:
     const kit::ChangesSide& side() const { return side_; }
 
 private:
+    /// @throws opc::Exception when the code cannot be read as it is stored.
+    static void requireCode(const kit::Document& document) {
+        if (document.form() != kit::CodeForm::Encrypted) {
+            document.storedCode();
+        }
+    }
+
+    /// Of a damaged file what can be saved stands for it.
+    void save(const Bytes& bytes, const Diagnosis& diagnosis) {
+        if (diagnosis.code == ExitCode::Damaged) {
+            saved_ = kit::saveVersion(bytes, u"flowbook", diagnosis.message);
+        }
+        if (saved_) {
+            side_.document = &saved_->document;
+            side_.damage = &saved_->damage;
+        } else if (side_.document == nullptr) {
+            side_.fault = diagnosis.message;
+        }
+    }
+
     std::optional<kit::Document> document_;
+    std::optional<kit::SavedVersion> saved_;
     kit::ChangesSide side_;
 };
 
@@ -202,6 +224,7 @@ void writeGitChanges(Console& console, const GitChanges& wanted) {
     const std::vector<GitChange> changes = changesIn(wanted);
     SafeFolder folder(wanted.folder, true);
     folder.lock();
+    requireIndexOf(folder, wanted.folder, IndexKind::Changes, wanted.replace);
     GitVersions versions(top);
     std::set<std::string> names;
     std::vector<kit::ChangesRow> rows;

@@ -52,6 +52,16 @@ void putPage(SafeFolder& folder, const std::string& path, const std::string& nam
     folder.write(name, Bytes(html.begin(), html.end()));
 }
 
+void requireIndexOf(SafeFolder& folder, const std::string& path, IndexKind kind, bool replace) {
+    const auto start = replace ? std::nullopt : folder.read(kIndex, kMarkBytes);
+    const auto mark = start ? kit::markOf(kit::asText(*start)) : std::nullopt;
+    if (mark && mark->isIndex != (kind == IndexKind::Flowbooks)) {
+        throw Failure(ExitCode::InputOutput, path + "/" + kIndex,
+                      std::string("is the index of pages of ") + (mark->isIndex ? "flowbooks" : "changes") +
+                          "; take another folder, or --force to replace it");
+    }
+}
+
 void dropPage(Console& console, SafeFolder& folder, const std::string& path, const std::string& name,
               const std::string& reason, bool prune, bool replace) {
     const std::optional<Bytes> page = folder.read(name, SIZE_MAX);
@@ -112,6 +122,7 @@ std::vector<InputName> PageFolder::plan(const std::vector<InputName>& names) {
 
 void PageFolder::namePages(const std::map<std::string, std::string>& wanted) {
     folder().lock();
+    requireIndexOf(folder(), path_, IndexKind::Flowbooks, replace_);
     findPages();
     for (const auto& [source, canonical] : wanted) {
         Entry& entry = entries_.at(source);
@@ -178,7 +189,7 @@ void PageFolder::add(const std::string& file, kit::Page page) {
 }
 
 /// A page that was made before shows what its flowbook is now, and the pages that are its neighbours now.
-void PageFolder::refresh(Entry& entry) {
+void PageFolder::refresh(Console& console, Entry& entry) {
     try {
         const Input input(entry.file);
         kit::Page page = quietPageOf(input, optionsFor(entry.file));
@@ -188,9 +199,10 @@ void PageFolder::refresh(Entry& entry) {
         throw;
     } catch (const Interrupted&) {
         throw;
-    } catch (const std::exception&) {
-        // This run does not make this page, so it stays as it is.
+    } catch (const std::exception& failure) {
+        // This run does not make this page, so it stays as it is, and that is no failure of the run.
         entry.summary.file = entry.file;
+        console.say(std::string("a page that was made before stays as it is: ") + failure.what());
     }
 }
 
@@ -201,7 +213,7 @@ void PageFolder::finish(Console& console, bool prune) {
     for (auto& [source, entry] : entries_) {
         if (!entry.isNamed) {
             sources_.emplace(entry.file, source);
-            refresh(entry);
+            refresh(console, entry);
         }
     }
     tellStale(console, prune);

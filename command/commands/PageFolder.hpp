@@ -22,6 +22,13 @@ namespace flowbook::tool {
 ///              page, may be replaced; else they are a Failure.
 void putPage(SafeFolder& folder, const std::string& path, const std::string& name, std::string_view html, bool replace);
 
+/// What the index of a folder lists.
+enum class IndexKind { Flowbooks, Changes };
+
+/// Refuses a folder whose index lists the other kind, which would be lost: each kind has a folder of its own.
+/// @throws Failure, unless `replace`.
+void requireIndexOf(SafeFolder& folder, const std::string& path, IndexKind kind, bool replace);
+
 /// Removes a page that shows nothing any more, or names it. One that somebody changed is not removed.
 /// @param reason  why it shows nothing. @param replace  whether one that was changed is removed too. @throws Failure.
 void dropPage(Console& console, SafeFolder& folder, const std::string& path, const std::string& name,
@@ -70,7 +77,7 @@ private:
     void namePages(const std::map<std::string, std::string>& wanted);
     void findPages();
     void takePage(const std::string& name, const std::string& source);
-    void refresh(Entry& entry);
+    void refresh(Console& console, Entry& entry);
     void put(const std::string& name, std::string_view html) { putPage(folder(), path_, name, html, replace_); }
     void tellStale(Console& console, bool prune);
     SafeFolder& folder();

@@ -6,8 +6,6 @@ namespace flowbook::kit {
 
 namespace {
 
-bool isBlock(const XmlNode& node) { return node.local == "p" || node.local == "tbl" || node.local == "txbxContent"; }
-
 class HeadingCollector {
 public:
     explicit HeadingCollector(const Styles& styles) : styles_(&styles) {}
@@ -40,6 +38,8 @@ private:
 };
 
 }  // namespace
+
+bool isBlock(const XmlNode& node) { return node.local == "p" || node.local == "tbl" || node.local == "txbxContent"; }
 
 const XmlNode* codeIn(const XmlNode& paragraph) {
     const XmlNode* const properties = paragraph.child(kWordNamespace, "pPr");

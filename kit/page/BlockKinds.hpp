@@ -12,6 +12,9 @@ namespace flowbook::kit {
 /// the style is "code", as the library reads it. Null for other paragraphs.
 const XmlNode* codeIn(const XmlNode& paragraph);
 
+/// Whether the element is a paragraph or a table, or holds those of a box.
+bool isBlock(const XmlNode& node);
+
 /// Whether there are paragraphs or tables below an element.
 bool holdsBlocks(const XmlNode& node);
 

@@ -7,11 +7,14 @@
 #include "kit/document/StoredText.hpp"
 #include "kit/page/BlockKinds.hpp"
 #include "kit/page/CodeTree.hpp"
+#include "kit/page/Description.hpp"
 #include "kit/page/TableGrid.hpp"
 #include "kit/page/Wording.hpp"
 
 #include <algorithm>
 #include <cctype>
+#include <functional>
+#include <utility>
 
 namespace flowbook::kit {
 
@@ -22,16 +25,48 @@ constexpr char kBeside[] = "beside";
 constexpr std::size_t kMostRows = 20000;
 constexpr std::size_t kLongestForWords = 10000;
 
+/// A line that is put together from pieces, with how each stretch of it looks.
+class LookedLine {
+public:
+    explicit LookedLine(const VersionLine& start) : start_(start), line_(start) {}
+
+    void add(std::string_view text, const std::string& look) {
+        if (!text.empty() && look != last_) {
+            line_.look += std::to_string(length_) + last_ + ";";
+            last_ = look;
+            length_ = 0;
+        }
+        line_.text += text;
+        length_ += text.size();
+    }
+
+    /// Ends the line and begins the next one.
+    VersionLine take() {
+        line_.look += std::to_string(length_) + last_;
+        last_.clear();
+        length_ = 0;
+        return std::exchange(line_, start_);
+    }
+
+private:
+    VersionLine start_;
+    VersionLine line_;
+    std::string last_;
+    std::size_t length_ = 0;
+};
+
 /// Takes the lines from a document's tree.
 class LineCollector {
 public:
+    explicit LineCollector(const Document& document) : definitions_(document), description_(document, definitions_) {}
+
     void collect(const XmlNode& node, bool isBody) {
         for (const XmlNode& child : node.children) {
             collectOne(child, isBody);
         }
     }
 
-    std::vector<VersionLine> take() { return std::move(lines_); }
+    VersionText take() { return {std::move(lines_), std::hash<std::string>()(around_)}; }
 
 private:
     void collectOne(const XmlNode& node, bool isBody) {
@@ -39,65 +74,101 @@ private:
             forEachShown(node, [&](const XmlNode& each) { collectOne(each, false); });
         } else if (node.local == "p") {
             addParagraph(node, isBody);
-        } else if (node.local == "tbl") {
-            if (const std::string words = wordsAboutTable(node); !words.empty()) {
-                addLines(words, "Table", false);
-            }
-            collect(node, false);
-        } else if (holdsBlocks(node)) {
-            collect(node, false);
-        } else if (!isSettings(node)) {
+        } else if (node.local == "tbl" || holdsBlocks(node)) {
+            around_ += "<" + description_.ofTag(node);
+            collectInside(node);
+            around_ += ">";
+        } else if (isSettings(node)) {
+            around_ += description_.ofMarkup(node);
+        } else {
             XmlNode loose;  // what stands outside of any paragraph
             loose.children.push_back(node);
             addParagraph(loose, false);
         }
     }
 
+    void collectInside(const XmlNode& node) {
+        if (const std::string words = wordsAboutTable(node); !words.empty()) {
+            addLines({words, "Table"});
+        }
+        collect(node, false);
+    }
+
     void addParagraph(const XmlNode& paragraph, bool isBody) {
         const XmlNode* const code = isBody ? codeIn(paragraph) : nullptr;
+        const std::vector<Piece> pieces = piecesOf(paragraph, &definitions_.styles());
+        VersionLine line{"", std::string(styleOf(paragraph)), false, description_.ofParagraph(paragraph)};
+        line.markup = std::hash<std::string>()(description_.ofMarkup(paragraph));
         if (code != nullptr) {
-            addLines(code->allText(), "", true);
+            addLines({code->allText(), "", true, line.look, line.markup});
+            line.label = kBeside;
         }
-        const std::string text = textBeside(code, paragraph);
-        const XmlNode* const properties = paragraph.child("pPr");
-        const std::string style(properties == nullptr ? "" : properties->valueOf("pStyle"));
-        if (!isBlankText(text)) {
-            addLines(text, code != nullptr ? kBeside : style, false);
-        }
-        for (const Piece& piece : piecesOf(paragraph)) {
+        addText(pieces, code, line);
+        for (const Piece& piece : pieces) {
             if (piece.kind == Piece::Kind::Blocks) {
-                XmlNode box;
-                box.children.push_back(*piece.node);
-                collect(box, false);
+                collectOne(*piece.node, false);
             }
         }
     }
 
-    /// What a paragraph shows in words, but for its code.
-    static std::string textBeside(const XmlNode* code, const XmlNode& paragraph) {
-        std::string text;
-        for (const Piece& piece : piecesOf(paragraph)) {
-            if (piece.kind == Piece::Kind::Formula) {
-                text += piece.node->allText();
-            } else if (piece.kind == Piece::Kind::Picture) {
-                text += "[picture " + (piece.words.empty() ? piece.text : piece.words) + "]";
-            } else if (isInline(piece) && (code == nullptr || piece.node != code)) {
-                text += piece.kind == Piece::Kind::Remark ? "[" + piece.text + "]" : piece.text;
+    /// Adds what a paragraph shows in words, but for its code. A blank paragraph is a line too, unless it only holds a
+    /// box or the like.
+    void addText(const std::vector<Piece>& pieces, const XmlNode* code, const VersionLine& start) {
+        const auto isOfText = [&](const Piece& piece) {
+            return piece.kind != Piece::Kind::Blocks && (code == nullptr || piece.node != code);
+        };
+        const bool isBlank = std::none_of(pieces.begin(), pieces.end(),
+                                          [&](const Piece& each) { return isOfText(each) && isShown(each); });
+        const bool hasBoxes = !std::all_of(pieces.begin(), pieces.end(), isOfText);
+        if (isBlank && hasBoxes) {
+            return;
+        }
+        LookedLine line(start);
+        for (const Piece& piece : pieces) {
+            if (isOfText(piece) && piece.kind != Piece::Kind::Bookmark) {
+                std::string text = wordsOf(piece);
+                const std::string look = description_.ofPiece(piece);
+                for (std::size_t end = text.find('\n'); end != std::string::npos; end = text.find('\n')) {
+                    line.add(text.substr(0, end), look);
+                    lines_.push_back(line.take());
+                    text.erase(0, end + 1);
+                }
+                line.add(text, look);
             }
         }
-        return text;
+        lines_.push_back(line.take());
     }
 
-    void addLines(std::string_view text, const std::string& label, bool isCode) {
+    static std::string wordsOf(const Piece& piece) {
+        switch (piece.kind) {
+        case Piece::Kind::Formula:
+            return piece.node->allText();
+        case Piece::Kind::Picture:
+            return "[picture" + (piece.words.empty() ? "" : " " + piece.words) + "]";
+        case Piece::Kind::Remark:
+            return "[" + piece.text + "]";
+        default:
+            return piece.text;
+        }
+    }
+
+    /// Adds a line for each of the given one's text.
+    void addLines(const VersionLine& whole) {
+        std::string_view text = whole.text;
         for (bool isMore = true; isMore;) {
             const std::size_t end = text.find('\n');
             isMore = end != std::string_view::npos;
-            lines_.push_back({std::string(text.substr(0, end)), isCode ? std::to_string(++number_) : label, isCode});
+            lines_.push_back(whole);
+            lines_.back().text = text.substr(0, end);
+            lines_.back().label = whole.isCode ? std::to_string(++number_) : whole.label;
             text.remove_prefix(isMore ? end + 1 : 0);
         }
     }
 
+    Definitions definitions_;
+    Description description_;
     std::vector<VersionLine> lines_;
+    std::string around_;
     std::size_t number_ = 0;
 };
 
@@ -169,6 +240,26 @@ std::pair<MarkedLine, MarkedLine> markedLines(std::string_view before, std::stri
     return {std::move(a), std::move(b)};
 }
 
+/// Lines as they are compared: code and a paragraph of the same text differ.
+std::vector<std::string> keysOf(const std::vector<VersionLine>& lines, std::size_t begin, std::size_t end) {
+    std::vector<std::string> keys;
+    keys.reserve(end - begin);
+    for (; begin < end; ++begin) {
+        const VersionLine& line = lines[begin];
+        keys.push_back((line.isCode ? "code\n" : line.label + "\n") + line.text);
+    }
+    return keys;
+}
+
+/// The same with their looks.
+std::vector<std::string> fullKeysOf(const std::vector<VersionLine>& lines) {
+    std::vector<std::string> keys = keysOf(lines, 0, lines.size());
+    for (std::size_t i = 0; i < keys.size(); ++i) {
+        keys[i] += "\n" + lines[i].look;
+    }
+    return keys;
+}
+
 /// Writes the rows of the table.
 class RowWriter {
 public:
@@ -230,12 +321,41 @@ private:
         const std::size_t added = each.bEnd - each.bBegin;
         count_.removed += removed;
         count_.added += added;
+        // Lines whose text is the same stand beside each other.
+        const std::vector<std::string> a = keysOf(*before_, each.aBegin, each.aEnd);
+        const std::vector<std::string> b = keysOf(*after_, each.bBegin, each.bEnd);
+        std::size_t at = 0, atB = 0;
+        for (const Difference& inside : differencesOf({a.begin(), a.end()}, {b.begin(), b.end()})) {
+            writeSameTexts(each.aBegin + at, each.bBegin + atB, inside.aBegin - at);
+            writeLines(each.aBegin + inside.aBegin, each.aBegin + inside.aEnd, each.bBegin + inside.bBegin,
+                       each.bBegin + inside.bEnd);
+            at = inside.aEnd;
+            atB = inside.bEnd;
+        }
+        writeSameTexts(each.aBegin + at, each.bBegin + atB, a.size() - at);
+    }
+
+    /// Lines that only look different.
+    void writeSameTexts(std::size_t a, std::size_t b, std::size_t count) {
+        for (std::size_t i = 0; i < count; ++i) {
+            if (mayWrite()) {
+                out_->open("tr");
+                writeCell((*before_)[a + i], nullptr, "removed", "");
+                writeCell((*after_)[b + i], nullptr, "added", "after", "[the same text, which looks different]");
+                out_->close();
+            }
+        }
+    }
+
+    void writeLines(std::size_t aBegin, std::size_t aEnd, std::size_t bBegin, std::size_t bEnd) {
+        const std::size_t removed = aEnd - aBegin;
+        const std::size_t added = bEnd - bBegin;
         for (std::size_t i = 0; i < std::max(removed, added); ++i) {
             if (!mayWrite()) {
                 continue;
             }
-            const VersionLine* const a = i < removed ? &(*before_)[each.aBegin + i] : nullptr;
-            const VersionLine* const b = i < added ? &(*after_)[each.bBegin + i] : nullptr;
+            const VersionLine* const a = i < removed ? &(*before_)[aBegin + i] : nullptr;
+            const VersionLine* const b = i < added ? &(*after_)[bBegin + i] : nullptr;
             out_->open("tr");
             if (a != nullptr && b != nullptr) {
                 const auto [marksOfA, marksOfB] = markedLines(a->text, b->text);
@@ -251,7 +371,8 @@ private:
 
     void writeNothing() { out_->element("td", {{"class", "nothing"}}, "").element("td", {{"class", "nothing"}}, ""); }
 
-    void writeCell(const VersionLine& line, const MarkedLine* marks, const std::string& kind, const std::string& side) {
+    void writeCell(const VersionLine& line, const MarkedLine* marks, const std::string& kind, const std::string& side,
+                   std::string_view remark = {}) {
         const std::string kinds = kind + (kind.empty() || side.empty() ? "" : " ") + side;
         out_->element("td", {{"class", kinds + (kinds.empty() ? "place" : " place")}}, line.label);
         out_->open("td", {{"class", kinds + (line.isCode             ? " code"
@@ -264,6 +385,9 @@ private:
             kind == "removed" ? out_->open("del") : out_->open("ins");
             marks == nullptr ? static_cast<void>(out_->text(line.text)) : marks->write(*out_, "mark");
             out_->close();
+        }
+        if (!remark.empty()) {
+            out_->text(" ").element("span", {{"class", "remark"}}, remark);
         }
         out_->close();
     }
@@ -281,37 +405,44 @@ private:
     std::size_t unshown_ = 0;
 };
 
-/// Lines as they are compared: code and a paragraph of the same text differ.
-std::vector<std::string> keysOf(const std::vector<VersionLine>& lines) {
-    std::vector<std::string> keys;
-    keys.reserve(lines.size());
-    for (const VersionLine& line : lines) {
-        keys.push_back((line.isCode ? "code\n" : line.label + "\n") + line.text);
+/// How many lines are the same but for markup that no page shows.
+std::size_t countOtherMarkup(const std::vector<VersionLine>& before, const std::vector<VersionLine>& after,
+                             const std::vector<Difference>& differences) {
+    std::size_t count = 0;
+    std::size_t a = 0;
+    std::size_t b = 0;
+    for (std::size_t i = 0; i <= differences.size(); ++i) {
+        const bool isRest = i == differences.size();
+        for (const std::size_t end = isRest ? before.size() : differences[i].aBegin; a < end; ++a, ++b) {
+            count += before[a].markup == after[b].markup ? 0 : 1;
+        }
+        a = isRest ? a : differences[i].aEnd;
+        b = isRest ? b : differences[i].bEnd;
     }
-    return keys;
+    return count;
 }
 
 }  // namespace
 
-std::vector<VersionLine> linesOf(const Document& document) {
+VersionText textOf(const Document& document, const fl::Bytes& remains) {
     const std::optional<opc::model::Part> part = document.codePart();
     if (!part || formOf(*part) == CodeForm::Encrypted) {
         return {};
     }
-    const fl::Bytes stored = contentOf(*part);
+    const fl::Bytes stored = remains.empty() ? contentOf(*part) : remains;
     const CodeTree code = readCodeTree(stored, document.where(*part));
-    LineCollector collector;
+    LineCollector collector(document);
     if (const XmlNode* const root = code.tree.root()) {
         const XmlNode* const body = root->child(kWordNamespace, "body");
         for (const XmlNode& child : root->children) {
             collector.collect(child, &child == body);
         }
     }
-    std::vector<VersionLine> lines = collector.take();
+    VersionText text = collector.take();
     if (code.rest) {
-        lines.push_back({textIn(stored, *code.rest), "as stored", false});
+        text.lines.push_back({textIn(stored, *code.rest), "as stored", false});
     }
-    return lines;
+    return text;
 }
 
 std::vector<VersionLine> linesOf(const std::string& text) {
@@ -330,11 +461,12 @@ std::vector<VersionLine> linesOf(const std::string& text) {
 
 ChangesCount writeChangedLines(Markup& out, std::string_view label, const std::vector<VersionLine>& before,
                                const std::vector<VersionLine>& after) {
-    const std::vector<std::string> a = keysOf(before);
-    const std::vector<std::string> b = keysOf(after);
+    const std::vector<std::string> a = fullKeysOf(before);
+    const std::vector<std::string> b = fullKeysOf(after);
     const std::vector<Difference> differences = differencesOf({a.begin(), a.end()}, {b.begin(), b.end()});
+    const std::size_t otherMarkup = countOtherMarkup(before, after, differences);
     if (differences.empty()) {
-        return {};
+        return {0, 0, otherMarkup};
     }
     out.open("div", {{"class", "table"}, {"tabindex", "0"}, {"role", "region"}, {"aria-label", label}});
     out.open("table", {{"class", "changes"}}).open("colgroup");
@@ -347,7 +479,9 @@ ChangesCount writeChangedLines(Markup& out, std::string_view label, const std::v
     RowWriter rows(out, before, after);
     rows.write(differences);
     out.close().close().close();
-    return rows.count();
+    ChangesCount count = rows.count();
+    count.otherMarkup = otherMarkup;
+    return count;
 }
 
 }  // namespace flowbook::kit

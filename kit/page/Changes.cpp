@@ -17,6 +17,7 @@
 #include <algorithm>
 #include <map>
 #include <optional>
+#include <utility>
 
 namespace flowbook::kit {
 
@@ -58,6 +59,9 @@ struct PartState {
     std::string about;  ///< size and digest
 };
 
+/// The same part of two versions, by its folded name.
+using PartPairs = std::map<std::string, std::pair<PartState, PartState>>;
+
 /// The page of changes while it is written.
 class ChangesWriter {
 public:
@@ -67,6 +71,9 @@ public:
         for (const ChangesSide* side : {&before_, &after_}) {
             if (!side->fault.empty()) {
                 writeNotice(out, "Damaged", side->name + ": " + side->fault);
+            } else if (side->damage != nullptr) {
+                writeNotice(out, "Damaged", side->name + ": " + side->damage->reason);
+                writeLosses(out, *side->damage);
             }
         }
         const bool canCompare = before_.fault.empty() && after_.fault.empty();
@@ -77,16 +84,32 @@ public:
         faults_.attempt(out, [&] { writeText(out); });
         faults_.attempt(out, [&] { writeParts(out); });
         if (!hasChanges_ && canCompare) {
-            out.element("p", "The contents are the same.");
+            out.element(
+                "p",
+                areEqual()
+                    ? "The contents are the same."
+                    : "What the versions show is the same. They differ in what is not compared here, such as ids.");
         }
         count_ = canCompare ? count_ : ChangesCount();
     }
 
     ChangesCount count() const { return count_; }
 
-    bool isDamaged() const { return !before_.fault.empty() || !after_.fault.empty() || !faults_.all().empty(); }
+    bool isDamaged() const {
+        return !faults_.all().empty() || !before_.fault.empty() || !after_.fault.empty() || before_.damage != nullptr ||
+               after_.damage != nullptr;
+    }
 
 private:
+    bool areEqual() const {
+        try {
+            return before_.document == nullptr || after_.document == nullptr ||
+                   contentDigest(*before_.document) == contentDigest(*after_.document);
+        } catch (const opc::Exception&) {
+            return true;  // What cannot be read is the same by what can be told of it.
+        }
+    }
+
     static Values propertiesOf(const ChangesSide& side) {
         Values values;
         if (side.document == nullptr) {
@@ -147,26 +170,39 @@ private:
         out.close().close().open("tbody");
     }
 
+    static VersionText textOf(const ChangesSide& side) {
+        const fl::Bytes none;
+        return side.document == nullptr
+                   ? VersionText()
+                   : kit::textOf(*side.document, side.damage == nullptr ? none : side.damage->code);
+    }
+
     void writeText(Markup& out) {
-        const auto linesIn = [](const ChangesSide& side) {
-            return side.document == nullptr ? std::vector<VersionLine>() : linesOf(*side.document);
-        };
+        const VersionText before = textOf(before_);
+        const VersionText after = textOf(after_);
         Markup lines;
-        count_ = writeChangedLines(lines, "Text and code", linesIn(before_), linesIn(after_));
-        if (!lines.finished().empty()) {
+        count_ = writeChangedLines(lines, "Text and code", before.lines, after.lines);
+        const bool isAlone = before_.document == nullptr || after_.document == nullptr;
+        const std::string other = isAlone ? "" : aboutMarkup(before.around != after.around);
+        if (!lines.finished().empty() || !other.empty()) {
             begin(out, "Text and code");
             out.append(lines);
-        } else if (before_.document != nullptr && after_.document != nullptr &&
-                   documentOf(*before_.document) != documentOf(*after_.document)) {
-            begin(out, "Text and code");
-            out.element("p",
-                        "The text is the same, but not its markup, such as formatting, which is not compared here.");
+        }
+        if (!other.empty()) {
+            out.element("p", other);
         }
     }
 
-    static fl::Bytes documentOf(const Document& document) {
-        const std::optional<Part> part = document.codePart();
-        return part && document.form() != CodeForm::Encrypted ? contentOf(*part) : fl::Bytes();
+    /// What is to be said of markup that changed and of which a page shows nothing; empty for nothing.
+    std::string aboutMarkup(bool isAroundChanged) const {
+        if (count_.otherMarkup != 0) {
+            return "The markup of " + counted(count_.otherMarkup, "line") +
+                   " changed too in a way that no page shows; it is not compared here.";
+        }
+        if (isAroundChanged) {
+            return "The markup around paragraphs changed too, such as that of tables; it is not compared here.";
+        }
+        return {};
     }
 
     /// By folded name, less what is compared otherwise.
@@ -204,24 +240,52 @@ private:
     void writeParts(Markup& out) {
         std::map<std::string, PartState> before = partsOf(before_);
         std::map<std::string, PartState> after = partsOf(after_);
-        std::map<std::string, std::pair<PartState, PartState>> changed;
+        PartPairs changed;
         for (const auto& [name, state] : before) {
             changed[name].first = state;
         }
         for (const auto& [name, state] : after) {
             changed[name].second = state;
         }
+        takeRenamed(changed);
         bool isFirst = true;
         for (const auto& [name, states] : changed) {
             const auto& [a, b] = states;
-            if (a.about != b.about || a.type != b.type) {
+            const bool isRenamed = a.part && b.part && a.part->getName().folded() != b.part->getName().folded();
+            if (a.about != b.about || a.type != b.type || isRenamed) {
                 if (isFirst) {
                     begin(out, "Outputs, pictures and other parts");
                 }
                 isFirst = false;
-                writePart(out, (a.part ? a : b).part->getName().ascii(), a, b);
+                isRenamed ? writeRenamed(out, a, b) : writePart(out, (a.part ? a : b).part->getName().ascii(), a, b);
             }
         }
+    }
+
+    /// Puts a part that is gone and a new one with the same content together.
+    static void takeRenamed(PartPairs& changed) {
+        std::map<std::string, PartPairs::iterator> gone;
+        for (auto at = changed.begin(); at != changed.end(); ++at) {
+            const auto& [before, after] = at->second;
+            if (before.part && !after.part) {
+                gone.emplace(before.type + before.about, at);
+            }
+        }
+        for (auto& [name, states] : changed) {
+            auto& [before, after] = states;
+            const auto found = before.part || !after.part ? gone.end() : gone.find(after.type + after.about);
+            if (found != gone.end()) {
+                before = std::exchange(found->second->second.first, {});
+                gone.erase(found);
+            }
+        }
+    }
+
+    static void writeRenamed(Markup& out, const PartState& a, const PartState& b) {
+        out.open("h3").element("span", {{"class", "name"}}, b.part->getName().ascii()).close();
+        out.open("p").text("Renamed, before ").element("span", {{"class", "name"}}, a.part->getName().ascii());
+        out.text("; the content is the same.").close();
+        out.element("p", {{"class", "remark"}}, b.type + ", " + b.about);
     }
 
     void writePart(Markup& out, const std::string& name, const PartState& a, const PartState& b) {

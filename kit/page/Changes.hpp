@@ -2,6 +2,7 @@
 
 #include "kit/document/Document.hpp"
 #include "kit/page/Faults.hpp"
+#include "kit/page/Page.hpp"
 
 #include <string>
 #include <vector>
@@ -13,12 +14,14 @@ struct ChangesSide {
     std::string name;                    ///< bytes of any kind
     const Document* document = nullptr;  ///< null when there is no such version, or it cannot be read
     std::string fault;                   ///< why it cannot be read; empty otherwise
+    const PageDamage* damage = nullptr;  ///< when the document is what could be saved of a damaged file; else null
 };
 
 /// How many lines of text and code a page of changes shows as removed and added.
 struct ChangesCount {
     std::size_t removed = 0;
     std::size_t added = 0;
+    std::size_t otherMarkup = 0;  ///< lines that are the same but for markup that no page shows
 };
 
 struct ChangesPage {

@@ -11,20 +11,20 @@ namespace {
 
 constexpr std::size_t kLongestCode = 10000;
 
-bool isBlankByte(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+bool isBlankInCode(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 
 /// The words of the code. In quotes a backslash takes the next character as it is.
-std::vector<std::string> wordsIn(std::string_view code) {
+std::vector<std::string> wordsOfCode(std::string_view code) {
     std::vector<std::string> words;
     for (std::size_t at = 0; at < code.size();) {
-        if (isBlankByte(code[at])) {
+        if (isBlankInCode(code[at])) {
             ++at;
             continue;
         }
         const bool isQuoted = code[at] == '"';
         at += isQuoted ? 1 : 0;
         std::string word;
-        for (; at < code.size() && (isQuoted ? code[at] != '"' : !isBlankByte(code[at])); ++at) {
+        for (; at < code.size() && (isQuoted ? code[at] != '"' : !isBlankInCode(code[at])); ++at) {
             at += isQuoted && code[at] == '\\' && at + 1 < code.size() ? 1 : 0;
             word += code[at];
         }
@@ -51,7 +51,7 @@ FieldTarget targetOfHyperlink(std::vector<std::string> words) {
 }  // namespace
 
 FieldTarget targetOfField(std::string_view code) {
-    std::vector<std::string> words = wordsIn(code.substr(0, kLongestCode));
+    std::vector<std::string> words = wordsOfCode(code.substr(0, kLongestCode));
     const auto isKind = [&words](const char* kind) { return strcasecmp(words.front().c_str(), kind) == 0; };
     if (words.size() < 2) {
         return {};

@@ -11,7 +11,7 @@ namespace flowbook::kit {
 namespace {
 
 // The target of one link may be that of any number of runs.
-constexpr std::size_t kMostBytes = std::size_t{16} << 20;
+constexpr std::size_t kMostLinkBytes = std::size_t{16} << 20;
 constexpr std::size_t kLongestBookmark = 200;
 
 /// An address has "%" where an id has ":", so that the id itself stands in the address.
@@ -52,7 +52,7 @@ std::string Links::targetOf(const Look& look) {
         target = "#" + idOf(look.bookmark);
     }
     bytes_ += target.size();
-    return bytes_ <= kMostBytes ? target : std::string();
+    return bytes_ <= kMostLinkBytes ? target : std::string();
 }
 
 std::string Links::idFor(std::string_view bookmark) {

@@ -1,17 +1,13 @@
 #include "kit/page/Look.hpp"
 
-#include <algorithm>
+#include "kit/page/Wording.hpp"
+
 #include <cctype>
-#include <initializer_list>
 #include <tuple>
 
 namespace flowbook::kit {
 
 namespace {
-
-bool isOneOf(std::string_view name, std::initializer_list<std::string_view> names) {
-    return std::find(names.begin(), names.end(), name) != names.end();
-}
 
 bool isSwitchedOn(std::string_view value) { return !isOneOf(value, {"false", "0", "off", "none"}); }
 

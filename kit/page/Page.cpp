@@ -66,25 +66,10 @@ public:
 
 private:
     void tellDamage(Markup& out) {
-        if (!options_->damage) {
-            return;
+        if (options_->damage) {
+            faults_.tell(out, options_->damage->reason);
+            writeLosses(out, *options_->damage);
         }
-        constexpr std::size_t kMostLosses = 50;
-        const std::vector<std::string>& losses = options_->damage->losses;
-        faults_.tell(out, options_->damage->reason);
-        out.open("div", {{"class", "remark"}, {"lang", "en"}});
-        out.element("p", "This page shows what 'flowbook repair' can save of the file.");
-        if (!losses.empty()) {
-            out.open("ul");
-            for (std::size_t i = 0; i < std::min(losses.size(), kMostLosses); ++i) {
-                out.element("li", losses[i]);
-            }
-            out.close();
-        }
-        if (losses.size() > kMostLosses) {
-            out.element("p", "And " + grouped(losses.size() - kMostLosses) + " more.");
-        }
-        out.close();
     }
 
     void tellForm(Markup& out) {
@@ -213,6 +198,24 @@ private:
 }  // namespace
 
 Page makePage(const Document& document, const PageOptions& options) { return PageWriter(document, options).write(); }
+
+void writeLosses(Markup& out, const PageDamage& damage) {
+    constexpr std::size_t kMostLosses = 50;
+    const std::vector<std::string>& losses = damage.losses;
+    out.open("div", {{"class", "remark"}, {"lang", "en"}});
+    out.element("p", "This page shows what 'flowbook repair' can save of the file.");
+    if (!losses.empty()) {
+        out.open("ul");
+        for (std::size_t i = 0; i < std::min(losses.size(), kMostLosses); ++i) {
+            out.element("li", losses[i]);
+        }
+        out.close();
+    }
+    if (losses.size() > kMostLosses) {
+        out.element("p", "And " + grouped(losses.size() - kMostLosses) + " more.");
+    }
+    out.close();
+}
 
 Page makeFailurePage(const PageOptions& options, const PageFault& reason) {
     Markup body;

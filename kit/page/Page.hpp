@@ -19,7 +19,7 @@ struct PageLinks {
     std::string next;
 };
 
-/// What is known of a damaged file when its page shows what could be saved of it.
+/// What is known of a damaged file when a page shows what could be saved of it.
 struct PageDamage {
     std::string reason;               ///< why the file itself cannot be shown
     std::vector<std::string> losses;  ///< what is not as it was, in words
@@ -63,6 +63,19 @@ Page makePage(const Document& document, const PageOptions& options);
 /// @throws opc::Exception, std::bad_alloc.
 std::optional<Page> makeSalvagedPage(const fl::Bytes& remains, const std::u16string& name, const std::string& reason,
                                      PageOptions options);
+
+/// What could be saved of a damaged file.
+struct SavedVersion {
+    Document document;
+    PageDamage damage;
+};
+
+/// Saves what can be saved of a file, as makeSalvagedPage() shows it. @throws as that.
+std::optional<SavedVersion> saveVersion(const fl::Bytes& remains, const std::u16string& name,
+                                        const std::string& reason);
+
+/// Writes that a page shows what could be saved, and what is not as it was.
+void writeLosses(Markup& out, const PageDamage& damage);
 
 /// The page of a file of which nothing can be read.
 Page makeFailurePage(const PageOptions& options, const PageFault& reason);

@@ -20,10 +20,6 @@ namespace flowbook::kit {
 
 namespace {
 
-bool isOneOf(std::string_view name, std::initializer_list<std::string_view> names) {
-    return std::find(names.begin(), names.end(), name) != names.end();
-}
-
 /// Elements that say how their siblings look or are edited.
 constexpr std::string_view kSettings[] = {"pPr",         "rPr",     "tblPr",  "tblPrEx",  "tblGrid",
                                           "trPr",        "tcPr",    "sdtPr",  "sdtEndPr", "smartTagPr",

@@ -21,17 +21,26 @@ fl::Bytes remainsOfCode(const Document& document) {
 
 }  // namespace
 
-std::optional<Page> makeSalvagedPage(const fl::Bytes& remains, const std::u16string& name, const std::string& reason,
-                                     PageOptions options) {
+std::optional<SavedVersion> saveVersion(const fl::Bytes& remains, const std::u16string& name,
+                                        const std::string& reason) {
     Salvaged salvaged = salvage(remains);
     if (!salvaged.flowbook) {
         return std::nullopt;
     }
-    const Document document(std::move(*salvaged.flowbook), name);
-    PageDamage damage{reason, std::move(salvaged.lost), remainsOfCode(document)};
-    damage.losses.insert(damage.losses.end(), salvaged.rebuilt.begin(), salvaged.rebuilt.end());
-    options.damage = std::move(damage);
-    return makePage(document, options);
+    SavedVersion saved{Document(std::move(*salvaged.flowbook), name), {reason, std::move(salvaged.lost), {}}};
+    saved.damage.code = remainsOfCode(saved.document);
+    saved.damage.losses.insert(saved.damage.losses.end(), salvaged.rebuilt.begin(), salvaged.rebuilt.end());
+    return saved;
+}
+
+std::optional<Page> makeSalvagedPage(const fl::Bytes& remains, const std::u16string& name, const std::string& reason,
+                                     PageOptions options) {
+    std::optional<SavedVersion> saved = saveVersion(remains, name, reason);
+    if (!saved) {
+        return std::nullopt;
+    }
+    options.damage = std::move(saved->damage);
+    return makePage(saved->document, options);
 }
 
 }  // namespace flowbook::kit

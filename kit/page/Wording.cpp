@@ -17,6 +17,10 @@ std::string counted(std::uint64_t count, const std::string& thing) {
     return grouped(count) + " " + thing + (count == 1 ? "" : "s");
 }
 
+bool isOneOf(std::string_view name, std::initializer_list<std::string_view> names) {
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
+
 bool isBlankText(std::string_view text) { return text.find_first_not_of(" \t\r\n") == std::string_view::npos; }
 
 std::string_view startOf(std::string_view utf8, std::size_t most) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 
@@ -11,6 +12,9 @@ std::string grouped(std::uint64_t count);
 
 /// "1 line", "20,000 lines".
 std::string counted(std::uint64_t count, const std::string& thing);
+
+/// Whether a name is one of some.
+bool isOneOf(std::string_view name, std::initializer_list<std::string_view> names);
 
 /// Whether a text holds no more than blanks, tabs and ends of lines.
 bool isBlankText(std::string_view text);

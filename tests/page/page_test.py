@@ -304,13 +304,35 @@ class Pages(unittest.TestCase):
         page = self.html("--html", "one.tqx", "two.tqx", command="diff", code=1)[0]
         self.assertEqual([e.text() for e in Page(page).root.find("mark")], ["Old", "New"])
         self.assertIn("<del>loose</del>", page)
-        self.change("one.tqx", document=made.rich("<w:p><w:r><w:rPr><w:b/></w:rPr><w:t>x</w:t></w:r></w:p>"))
-        self.change("two.tqx", document=made.rich("<w:p><w:r><w:t>x</w:t></w:r></w:p>"))
-        page = self.html("--html", "one.tqx", "two.tqx", command="diff", code=1)[0]
-        self.assertIn("not its markup", page)
+        self.change("new.tqx", document=made.rich(made.paragraph("a = 1;\nb = 20;\nc")))
+        (self.folder / "cut.tqx").write_bytes((self.folder / "new.tqx").read_bytes()[:-40])
+        page = self.html("--html", "old.tqx", "cut.tqx", command="diff", code=1)[0]
+        self.assertIn("can save of the file", page)
+        self.assertEqual([e.text() for e in Page(page).root.find("mark")], ["2", "20"])
         self.html("--html", "/dev/null", "new.tqx", "-o", "c.html", command="diff", code=1)
         self.html("--html", "old.tqx", "nosuch.tqx", command="diff", code=3)
         self.html("--git", "HEAD", "-d", "changes", command="diff", code=2)
+
+    def test_changes_that_are_no_text(self):
+        def write(name, inside, target="http://a.example/", link="l", picture="p.png", style="text"):
+            parts = {picture: PICTURE}
+            run = f'<w:hyperlink r:id="{link}"><w:r>{inside}<w:t>x</w:t></w:r></w:hyperlink>'
+            self.change(name, document=made.rich(f'<w:p><w:pPr><w:pStyle w:val="{style}"/></w:pPr>{run}</w:p>',
+                                                 attributes=f' xmlns:r="{OFFICE}relationships"'),
+                        document_rels=made.relationships((link, "x:y", target, "External"),
+                                                         ("p", "image", f"../{picture}")), parts=parts)
+
+        for told, row, change in (("looks different", True, {"inside": "<w:rPr><w:b/></w:rPr>"}),
+                                  ("looks different", True, {"target": "http://b.example/"}),
+                                  ("", True, {"style": "y"}),
+                                  ("Renamed, before /p.png", False, {"picture": "q.png"}),
+                                  ("of 1 line changed too", False, {"inside": "<w:rPr><w:sz/></w:rPr>"}),
+                                  ("is the same. They differ in", False, {"link": "other"})):
+            write("one.tqx", "")
+            write("two.tqx", **{"inside": "", **change})
+            tree = Page(self.html("--html", "one.tqx", "two.tqx", command="diff", code=1)[0]).root.find("main")[0]
+            self.assertIn(told, tree.text())
+            self.assertEqual([e.text() for e in tree.find("del") + tree.find("ins")], ["x", "x"] if row else [], change)
 
     def test_changes_in_git(self):
         self.git("init", "-q", "-b", "master")
@@ -340,6 +362,14 @@ class Pages(unittest.TestCase):
         self.assertRegex(" ".join(sorted(self.pages())), "^index.html kept.html x-[0-9a-f]+.html$")
         self.html("--html", "--git", "HEAD~1", "in/b", "-d", "b", command="diff")
         self.assertEqual(len(list((self.folder / "b").iterdir())), 2)
+        # An index of the other kind stays.
+        self.html("in/b", "-d", "c")
+        for folder, command, *arguments in (("b", "html", "in/b"), ("c", "diff", "--html", "--git", "HEAD~1")):
+            names = set((self.folder / folder).iterdir())
+            told = self.html(*arguments, "-d", folder, command=command, code=3)[1]
+            self.assertIn("index.html: is the index of pages of", told)
+            self.assertEqual(set((self.folder / folder).iterdir()), names)
+        self.html("--html", "--git", "HEAD~1", "-d", "c", "--force", command="diff")
         # From a subfolder, whatever is configured; a version that is damaged; links are no flowbooks; merges.
         self.git("config", "diff.relative", "true")
         self.change("in/b/x.tqx", document=made.rich(made.paragraph("again")))
