@@ -6,7 +6,6 @@
 #include "terminal/Failure.hpp"
 
 #include <algorithm>
-#include <atomic>
 #include <condition_variable>
 #include <filesystem>
 #include <mutex>
@@ -112,7 +111,8 @@ private:
     void workOnAll() {
         std::size_t index = 0;
         try {
-            for (index = next_++; index < names_.size() && reports_.mayBegin(index); index = next_++) {
+            std::optional<LargeFiles::Place> place;
+            for (index = take(place); index < names_.size() && reports_.mayBegin(index); index = take(place)) {
                 if (isCareful_) {
                     Interruption::check();
                 }
@@ -124,12 +124,26 @@ private:
             }
         } catch (const Interrupted&) {
             reports_.stop();
-            const std::lock_guard<std::mutex> lock(mutex_);
-            undone_.insert(index);
         } catch (...) {
             reports_.stop();  // Others would wait for the report of this one.
             throw;
         }
+        // One that was taken when another thread stopped the work is not done either.
+        const std::lock_guard<std::mutex> lock(mutex_);
+        undone_.insert(index);
+    }
+
+    /// Returns the number of the next input, and gives a large one a place. Places are given in the order of the
+    /// inputs: one that has much to print holds its place until those before it are done, so these must have theirs
+    /// already.
+    std::size_t take(std::optional<LargeFiles::Place>& place) {
+        place.reset();
+        const std::lock_guard<std::mutex> lock(taking_);
+        const std::size_t index = next_++;
+        if (index < names_.size()) {
+            place.emplace(largeFiles_, names_[index].path);
+        }
+        return index;
     }
 
     /// Several are worked on at once, so that some before the last that is done may not be done.
@@ -148,7 +162,6 @@ private:
     }
 
     void workOn(const InputName& name, Report& report) {
-        const LargeFiles::Place place(largeFiles_, name.path);
         std::optional<Input> input;
         report.attempt(nullptr, [&] {
             if (name.problem) {
@@ -176,7 +189,8 @@ private:
     Input::Purpose purpose_;
     bool isCareful_;  ///< whether a signal waits for what is being done
     OrderedReports reports_;
-    std::atomic<std::size_t> next_{0};
+    std::mutex taking_;
+    std::size_t next_ = 0;
     std::mutex mutex_;
     std::size_t done_ = 0;  ///< the number of the last input that is done
     std::set<std::size_t> undone_;

@@ -126,6 +126,16 @@ class Process(CommandTest):
                     self.assertIn(alone[0], code)
                     self.assertEqual(run(job, file, "4"), alone)
 
+    def test_large_files_that_print_much_come_to_an_end(self):
+        text = base64.b85encode(random.Random(1).randbytes(1 << 20)).decode()
+        (self.folder / "code").write_text("\n".join("x" + text[at:at + 99] for at in range(0, len(text), 99)))
+        names = [f"l{i}.tqx" for i in range(9)]
+        for name in names:
+            self.flowbook("new", name, "--code", "code")
+        done = subprocess.run([COMMAND, "replace", "--dry-run", "^x", "y", *names], cwd=self.folder, timeout=300,
+                              check=False, capture_output=True)
+        self.assertEqual(re.findall(r"^--- (.*)$", done.stdout.decode(), re.MULTILINE), names)
+
     def test_a_folder_that_cannot_be_entered_is_told(self):
         (self.folder / "shut").mkdir()
         self.write({"shut/a.tqx": self.fixtures["plain.tqx"], "shut/b.tqx": b""})
