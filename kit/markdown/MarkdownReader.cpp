@@ -4,15 +4,13 @@
 #include "kit/document/Characters.hpp"
 #include "kit/document/CodeParagraphs.hpp"
 #include "kit/document/Document.hpp"
-#include "kit/markdown/PipeTable.hpp"
+#include "kit/markdown/MarkdownTables.hpp"
 
 #include <algorithm>
 #include <array>
 #include <cctype>
-#include <cmark.h>
 #include <map>
-#include <memory>
-#include <new>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -22,15 +20,11 @@ namespace flowbook::kit {
 namespace {
 
 constexpr std::size_t kDeepestLevel = 8;
-constexpr std::string_view kStartOfCell = "} ";  // no mark of anything, and a blank as before the start of a line
 constexpr char kRelationships[] = "http://schemas.openxmlformats.org/officeDocument/2006/relationships";
 constexpr char kHyperlinkType[] = "http://schemas.openxmlformats.org/officeDocument/2006/relationships/hyperlink";
 constexpr char kNumberingType[] = "http://schemas.openxmlformats.org/officeDocument/2006/relationships/numbering";
 constexpr char kNumberingContent[] = "application/vnd.openxmlformats-officedocument.wordprocessingml.numbering+xml";
 constexpr char kNumberingPart[] = "/tarmic/numbering.xml";
-
-using NodePtr = std::unique_ptr<cmark_node, void (*)(cmark_node*)>;
-using IteratorPtr = std::unique_ptr<cmark_iter, void (*)(cmark_iter*)>;
 
 /// What XML has of a text; the characters that it cannot hold, which are controls and two others, are U+FFFD.
 std::string escaped(std::string_view text) {
@@ -86,14 +80,8 @@ struct List {
 /// Writes the blocks of a document that cmark has taken apart as rich code.
 class RichCodeWriter {
 public:
-    /// @param text  the Markdown, with line feeds, which must outlive this object.
-    RichCodeWriter(opc::model::Package& package, const PictureSource& pictures, std::string_view text)
-        : package_(package), pictures_(pictures), text_(text) {
-        for (std::size_t at = 0; at != std::string_view::npos; at = text.find('\n', at)) {
-            at += lines_.empty() ? 0 : 1;
-            lines_.push_back(at);
-        }
-    }
+    RichCodeWriter(opc::model::Package& package, const PictureSource& pictures, const MarkdownTables& tables)
+        : package_(package), pictures_(pictures), tables_(tables) {}
 
     void write(cmark_node* document) {
         writeInside(document);
@@ -123,23 +111,25 @@ private:
         }
     }
 
-    /// A paragraph that stands by itself and holds a table. @returns false for other nodes.
+    /// A paragraph that is a table. @returns false for other nodes.
     bool takeTable(cmark_node* node) {
-        const bool isAlone = !isInCell_ && cmark_node_get_type(node) == CMARK_NODE_PARAGRAPH &&
-                             cmark_node_get_type(cmark_node_parent(node)) == CMARK_NODE_DOCUMENT;
-        const PipeTable table = isAlone ? pipeTableIn(linesOf(node)) : PipeTable();
-        if (table.empty()) {
+        const MarkdownTable* const table = tables_.at(node);
+        if (table == nullptr) {
             return false;
         }
-        body_ += "<w:tbl><w:tblPr/><w:tblGrid>";
-        for (std::size_t i = 0; i < table.front().size(); ++i) {
+        endEmptyItem();
+        const std::size_t indent = twipsHere();
+        body_ += indent == 0 ? "<w:tbl><w:tblPr/><w:tblGrid>"
+                             : "<w:tbl><w:tblPr><w:tblInd w:w=\"" + std::to_string(indent) +
+                                   "\" w:type=\"dxa\"/></w:tblPr><w:tblGrid>";
+        for (std::size_t i = 0; i < table->columns.size(); ++i) {
             body_ += "<w:gridCol/>";
         }
         body_ += "</w:tblGrid>";
-        for (const std::vector<std::string>& row : table) {
-            body_ += &row == &table.front() ? "<w:tr><w:trPr><w:tblHeader/></w:trPr>" : "<w:tr>";
-            for (const std::string& cell : row) {
-                writeCell(cell);
+        for (const std::vector<cmark_node*>& row : table->rows) {
+            body_ += &row == &table->rows.front() ? "<w:tr><w:trPr><w:tblHeader/></w:trPr>" : "<w:tr>";
+            for (std::size_t i = 0; i < row.size(); ++i) {
+                writeCell(row[i], i < table->columns.size() ? table->columns[i] : Alignment::None);
             }
             body_ += "</w:tr>";
         }
@@ -148,32 +138,29 @@ private:
         return true;
     }
 
-    /// The lines of the text that a block of the document was read from.
-    std::string_view linesOf(cmark_node* block) const {
-        const auto first = static_cast<std::size_t>(cmark_node_get_start_line(block));
-        const auto last = static_cast<std::size_t>(cmark_node_get_end_line(block));
-        const std::size_t begin = lines_.at(first - 1);
-        const std::size_t end = last < lines_.size() ? lines_[last] - 1 : text_.size();
-        return text_.substr(begin, end - begin);
-    }
-
-    /// Reads a cell as the line of a paragraph. Words before it keep its start from being the mark of a block.
-    void writeCell(const std::string& cell) {
+    void writeCell(cmark_node* cell, Alignment alignment) {
+        cellProperties_ = (quotes_ > 0 && open_.empty() ? styled("Quote") : "") + justified(alignment);
         body_ += "<w:tc><w:tcPr/>";
-        if (cell.empty()) {
-            body_ += "<w:p/>";
+        if (cell == nullptr) {
+            beginParagraph(*cellProperties_);
+            endParagraph();
         } else {
-            const std::string line = std::string(kStartOfCell) + cell;
-            const NodePtr inside(cmark_parse_document(line.data(), line.size(), CMARK_OPT_DEFAULT), &cmark_node_free);
-            if (inside == nullptr) {
-                throw std::bad_alloc();
-            }
-            isInCell_ = true;
-            unseen_ = kStartOfCell.size();
-            writeInside(inside.get());
-            isInCell_ = false;
+            unseen_ = MarkdownTables::kUnseen;
+            writeInside(cell);
         }
         body_ += "</w:tc>";
+        cellProperties_.reset();
+    }
+
+    static std::string justified(Alignment alignment) {
+        constexpr std::pair<Alignment, const char*> kWords[] = {
+            {Alignment::Left, "left"}, {Alignment::Center, "center"}, {Alignment::Right, "right"}};
+        for (const auto& [each, word] : kWords) {
+            if (each == alignment) {
+                return std::string("<w:jc w:val=\"") + word + "\"/>";
+            }
+        }
+        return "";
     }
 
     /// What holds blocks. @returns false for other nodes.
@@ -233,6 +220,9 @@ private:
 
     /// The first paragraph of an item carries its number; those that follow it have a style of their own.
     std::string propertiesHere() {
+        if (cellProperties_) {
+            return *cellProperties_;
+        }
         if (open_.empty()) {
             return quotes_ > 0 ? styled("Quote") : "";
         }
@@ -246,10 +236,13 @@ private:
 
     /// What belongs to an item, and is not its first paragraph, is indented.
     std::string indentHere() const {
+        const std::size_t twips = twipsHere();
+        return twips == 0 ? "" : "<w:ind w:left=\"" + std::to_string(twips) + "\"/>";
+    }
+
+    std::size_t twipsHere() const {
         constexpr std::size_t kTwipsOfLevel = 720;
-        return open_.empty()
-                   ? ""
-                   : "<w:ind w:left=\"" + std::to_string(kTwipsOfLevel * (lists_[open_.back() - 1].level + 1)) + "\"/>";
+        return open_.empty() ? 0 : kTwipsOfLevel * (lists_[open_.back() - 1].level + 1);
     }
 
     void beginParagraph(const std::string& properties) {
@@ -466,11 +459,10 @@ private:
 
     opc::model::Package& package_;
     const PictureSource& pictures_;
-    std::string_view text_;
-    std::vector<std::size_t> lines_;  ///< where the lines of the text begin
+    const MarkdownTables& tables_;
     std::string body_;
-    bool isInCell_ = false;
-    std::size_t unseen_ = 0;  ///< so many bytes of the next text are none of the document's
+    std::optional<std::string> cellProperties_;  ///< of the paragraph in the present cell
+    std::size_t unseen_ = 0;                     ///< so many bytes of the next text are none of the document's
     std::vector<List> lists_;
     std::vector<std::size_t> open_;  ///< the numbers, from 1 on, of the lists around the present place
     bool isItemNew_ = false;         ///< whether the item has no paragraph yet
@@ -489,11 +481,9 @@ private:
 
 void readMarkdown(opc::model::Package& package, std::string_view utf8, const PictureSource& pictures) {
     const std::string text = withLineFeeds(utf8);
-    const NodePtr document(cmark_parse_document(text.data(), text.size(), CMARK_OPT_DEFAULT), &cmark_node_free);
-    if (document == nullptr) {
-        throw std::bad_alloc();
-    }
-    RichCodeWriter writer(package, pictures, text);
+    const NodePtr document = parseMarkdown(text);
+    const MarkdownTables tables(document.get(), text);
+    RichCodeWriter writer(package, pictures, tables);
     writer.write(document.get());
     apply(SetRichCode{writer.document()}, package);
 }

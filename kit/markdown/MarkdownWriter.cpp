@@ -24,17 +24,37 @@ namespace {
 
 constexpr int kDeepestHeading = 6;
 constexpr std::size_t kTwipsOfLevel = 720;
+constexpr char kQuoteMark[] = "> ";
 
-/// How many levels of lists a paragraph is indented by.
-std::size_t indentedLevels(const XmlNode& paragraph) {
-    const XmlNode* const properties = paragraph.child("pPr");
-    const XmlNode* const indent = properties == nullptr ? nullptr : properties->child("ind");
+/// How many levels of lists a block is indented by.
+/// @param settings  the element with its settings. @param indent, attribute  what tells the indentation.
+std::size_t indentedLevels(const XmlNode& block, const char* settings, const char* indent, const char* attribute) {
+    const XmlNode* const properties = block.child(settings);
+    const XmlNode* const element = properties == nullptr ? nullptr : properties->child(indent);
     std::size_t twips = 0;
-    if (indent != nullptr) {
-        const std::string_view left = indent->attribute("left");
-        std::from_chars(left.data(), left.data() + left.size(), twips);
+    if (element != nullptr) {
+        const std::string_view text = element->attribute(attribute);
+        std::from_chars(text.data(), text.data() + text.size(), twips);
     }
     return twips / kTwipsOfLevel;
+}
+
+Alignment alignmentOf(std::string_view justification) {
+    if (justification == "center") {
+        return Alignment::Center;
+    }
+    if (justification == "right" || justification == "end") {
+        return Alignment::Right;
+    }
+    return justification == "left" || justification == "start" ? Alignment::Left : Alignment::None;
+}
+
+/// The text of each line with `mark` before it.
+std::string withMark(std::string text, const std::string& mark, bool isBeforeEmpty) {
+    for (std::size_t at = 0; at < text.size(); at = text.find('\n', at) + 1) {
+        text.insert(at, isBeforeEmpty || text[at] != '\n' ? mark : "");
+    }
+    return text;
 }
 
 /// A list that is open in the text.
@@ -63,7 +83,7 @@ public:
 private:
     /// Code paragraphs that follow each other are one block. One that is indented belongs to the item before it.
     void addCode(const XmlNode& paragraph, const XmlNode& code) {
-        const std::size_t depth = indentedLevels(paragraph);
+        const std::size_t depth = indentedLevels(paragraph, "pPr", "ind", "left");
         if (code_ && depth != codeDepth_) {
             endCode();
         }
@@ -98,18 +118,18 @@ private:
             return;
         }
         const std::string fence = backticksFor(*code_, 3);
-        if (codeDepth_ == 0 || open_.size() < codeDepth_) {
+        writeInLists(fence + "\n" + *code_ + "\n" + fence + "\n", codeDepth_);
+        code_.reset();
+    }
+
+    /// Writes a block that belongs to the last item of so many lists, if they are open.
+    void writeInLists(const std::string& text, std::size_t depth) {
+        if (depth == 0 || open_.size() < depth) {
             leaveLists();
         }
-        open_.resize(std::min(open_.size(), codeDepth_));
+        open_.resize(std::min(open_.size(), depth));
         isInItems_ = false;
-        const std::string indent(open_.empty() ? 0 : open_.back().indent, ' ');
-        std::string text = indent + fence + "\n" + *code_ + "\n" + fence + "\n";
-        for (std::size_t at = text.find('\n'); at + 1 < text.size(); at = text.find('\n', at + 1)) {
-            text.insert(at + 1, text[at + 1] == '\n' ? "" : indent);
-        }
-        open_.empty() ? writeApart(text) : writeInItem(text);
-        code_.reset();
+        open_.empty() ? writeApart(text) : writeInItem(withMark(text, std::string(open_.back().indent, ' '), false));
     }
 
     void writeBlock(const XmlNode& node) {
@@ -163,7 +183,7 @@ private:
             continueItem(style, pieces);
         } else {
             leaveLists();
-            writePieces(pieces, definitions_.styles().isCalled(paragraph, "quote") ? "> " : "", false);
+            writePieces(pieces, definitions_.styles().isCalled(paragraph, "quote") ? kQuoteMark : "", false);
         }
         writeBoxes(pieces);
     }
@@ -229,9 +249,12 @@ private:
             return;
         }
         const std::string text = lines(pieces, isHeading, mark, isHeading ? "" : mark);
-        const bool isQuote = mark == "> ";
-        isQuote&& isQuoteOpen_ ? void(text_ += ">\n" + text) : writeApart(text);
-        isQuoteOpen_ = isQuote;
+        mark == kQuoteMark ? writeQuoted(text) : writeApart(text);
+    }
+
+    void writeQuoted(const std::string& text) {
+        isQuoteOpen_ ? void(text_ += ">\n" + text) : writeApart(text);
+        isQuoteOpen_ = true;
     }
 
     std::string lines(const std::vector<Piece>& pieces, bool isHeading, const std::string& first,
@@ -249,25 +272,38 @@ private:
         return text;
     }
 
-    /// The number of each column in which a cell begins, by its place in the grid.
-    static std::map<std::size_t, std::size_t> placesOf(const TableGrid& grid) {
-        std::map<std::size_t, std::size_t> places;
+    /// What is the same for all cells that have a paragraph: how each column is aligned, and whether they are quotes.
+    struct TableLook {
+        std::map<std::size_t, Alignment> alignments;
+        bool isQuote = true;
+    };
+
+    TableLook lookOf(const TableGrid& grid) const {
+        TableLook look;
         for (const TableGrid::Row& row : grid.rows()) {
             for (const TableGrid::Cell& cell : row.cells) {
-                places[cell.column];
+                const XmlNode* const paragraph = cell.node == nullptr ? nullptr : cell.node->child("p");
+                const XmlNode* const properties = paragraph == nullptr ? nullptr : paragraph->child("pPr");
+                look.isQuote =
+                    look.isQuote && paragraph != nullptr && definitions_.styles().isCalled(*paragraph, "quote");
+                const Alignment own = properties == nullptr ? Alignment::None : alignmentOf(properties->valueOf("jc"));
+                const auto [known, isNew] = look.alignments.emplace(cell.column, own);
+                known->second = isNew || known->second == own ? own : Alignment::None;
             }
         }
-        std::size_t count = 0;
-        for (auto& [column, place] : places) {
-            place = count++;
-        }
-        return places;
+        return look;
     }
 
     /// A row is a line with as many cells as the table has columns: a merged one stands in the first of its places.
     void writeTable(const XmlNode& table) {
         const TableGrid grid(table);
-        std::map<std::size_t, std::size_t> places = placesOf(grid);
+        const TableLook look = lookOf(grid);
+        std::vector<Alignment> columns;
+        std::map<std::size_t, std::size_t> places;
+        for (const auto& [column, alignment] : look.alignments) {
+            places[column] = columns.size();
+            columns.push_back(alignment);
+        }
         std::string lines;
         for (const TableGrid::Row& row : grid.rows()) {
             // Only the first row has to have all cells; the others end with their last one.
@@ -277,12 +313,14 @@ private:
                 cells.resize(std::max(cells.size(), place + 1));
                 cells[place] = cell.node == nullptr ? "" : wordsOf(*cell.node);
             }
-            const std::string rule = lines.empty() ? pipeRule(places.size()) : "";
-            lines += pipeRow(cells) + rule;
+            lines += pipeRow(cells) + (lines.empty() ? pipeRule(columns) : "");
         }
-        if (!lines.empty()) {
+        const std::size_t depth = indentedLevels(table, "tblPr", "tblInd", "w");
+        if (!lines.empty() && look.isQuote && depth == 0) {
             leaveLists();
-            writeApart(lines);
+            writeQuoted(withMark(lines, kQuoteMark, true));
+        } else if (!lines.empty()) {
+            writeInLists(lines, depth);
         }
         for (const XmlNode* loose : grid.loose()) {
             writeBlock(*loose);

@@ -3,6 +3,7 @@
 #include "kit/document/Characters.hpp"
 
 #include <algorithm>
+#include <iterator>
 
 namespace flowbook::kit {
 
@@ -46,25 +47,43 @@ bool isRule(std::string_view cell) {
     return !cell.empty() && cell.find_first_not_of('-') == std::string_view::npos;
 }
 
+Alignment alignmentOf(std::string_view rule) {
+    const bool isLeft = startsWith(rule, ":");
+    if (endsWith(rule, ":")) {
+        return isLeft ? Alignment::Center : Alignment::Right;
+    }
+    return isLeft ? Alignment::Left : Alignment::None;
+}
+
+std::string_view dashesOf(Alignment alignment) {
+    switch (alignment) {
+    case Alignment::Left:
+        return ":--";
+    case Alignment::Center:
+        return ":-:";
+    case Alignment::Right:
+        return "--:";
+    case Alignment::None:
+        break;
+    }
+    return "---";
+}
+
 }  // namespace
 
-PipeTable pipeTableIn(std::string_view paragraph) {
-    PipeTable rows;
-    for (std::size_t number = 0; !paragraph.empty(); ++number) {
-        const std::string_view line = paragraph.substr(0, paragraph.find('\n'));
-        paragraph.remove_prefix(std::min(line.size() + 1, paragraph.size()));
-        std::vector<std::string> cells = cellsOf(line);
-        if (number != 1) {
-            rows.push_back(std::move(cells));
-        } else if (line.find('|') == std::string_view::npos || cells.size() != rows[0].size() ||
-                   !std::all_of(cells.begin(), cells.end(), isRule)) {
-            return {};
-        }
-        if (number == 0 && (rows[0].empty() || paragraph.empty())) {
-            return {};
-        }
+PipeTable pipeTableIn(const std::vector<std::string_view>& paragraph) {
+    if (paragraph.size() < 2 || paragraph[1].find('|') == std::string_view::npos) {
+        return {};
     }
-    return rows;
+    PipeTable table;
+    table.rows.push_back(cellsOf(paragraph[0]));
+    const std::vector<std::string> rules = cellsOf(paragraph[1]);
+    if (rules.size() != table.rows[0].size() || !std::all_of(rules.begin(), rules.end(), isRule)) {
+        return {};
+    }
+    std::transform(rules.begin(), rules.end(), std::back_inserter(table.columns), alignmentOf);
+    std::transform(paragraph.begin() + 2, paragraph.end(), std::back_inserter(table.rows), cellsOf);
+    return table;
 }
 
 std::string pipeRow(const std::vector<std::string>& cells) {
@@ -79,10 +98,10 @@ std::string pipeRow(const std::vector<std::string>& cells) {
     return line + "\n";
 }
 
-std::string pipeRule(std::size_t columns) {
+std::string pipeRule(const std::vector<Alignment>& columns) {
     std::string line = "|";
-    for (std::size_t i = 0; i < columns; ++i) {
-        line += " --- |";
+    for (const Alignment alignment : columns) {
+        line.append(" ").append(dashesOf(alignment)).append(" |");
     }
     return line + "\n";
 }

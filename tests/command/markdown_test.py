@@ -182,7 +182,12 @@ CASES = [
 TEXTS = {
     "# A\n\nb\\\nc **d** *e* `` f` `` [g](<h i>)\n": None,
     "| a\\|b | **c** |\n| --- | --- |\n| `d` <code>e\\|f</code> |  |\n": None,
-    "a|b\n-|:-:\nc|d|e\\\\\n\n> f|g\n> -|-\n": "| a | b |  |\n| --- | --- | --- |\n| c | d | e\\\\ |\n\n> f|g -|-\n",
+    "a|b\n-|:-:\nc|d|e\\\\\n\n> f|g\n> -|-\n": "| a | b |  |\n| --- | :-: | --- |\n| c | d | e\\\\ |\n\n"
+                                              "> | f | g |\n> | --- | --- |\n",
+    "| [a] |\n| --- |\n\n[a]: http://b \"c\"\n": "| [a](http://b) |\n| --- |\n",
+    "1.\n   - a\n\n     | b | c | d |\n     | :-- | --: | :-: |\n     | e |  | f |\n\n   g\n"
+    "\n> h\n>\n> | i |\n> | --- |\n>\n> j\n": None,
+    "- | a | b |\n  |---|---|\n": "-\n  | a | b |\n  | --- | --- |\n",
     "1. a\n2.\n   - b\n     1. c\n\n        -\n3. d\n": None,
     "1. a\n2. ```\n   b\n   ```\n3. c\n": "1. a\n2.\n   ```\n   b\n   ```\n\n3. c\n",
     "\u0e01\u200b\u0e02 \x85 \x7f \x01\n": "\u0e01\u200b\u0e02 \x85 \x7f \ufffd\n",
