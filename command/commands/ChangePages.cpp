@@ -1,3 +1,5 @@
+// Pages of what changed between commits. git finds out which files changed, by records that end in NUL, since names of
+// files may hold anything else; the contents come from one `git cat-file` for all of them.
 #include "commands/ChangePages.hpp"
 
 #include "commands/GitSetup.hpp"
@@ -146,6 +148,7 @@ std::vector<GitChange> changesIn(const GitChanges& wanted) {
     if (wanted.range.empty() || wanted.range.front() == '-') {
         throw Failure(ExitCode::Usage, "'" + wanted.range + "' is no range of commits");
     }
+    // The user's configuration must not change the records: no external program, and paths from the top.
     std::vector<std::string> arguments{"diff", "--raw", "-z", "--no-abbrev", "-M", "--no-ext-diff", "--no-relative"};
     for (std::string& revision : revisionsOf(wanted.range)) {
         arguments.push_back(std::move(revision));
@@ -189,6 +192,7 @@ private:
         }
         Bytes content = objects_.read(size, kMost);
         objects_.read(1, 1);  // a line feed ends the object
+        // All of the object has been read by then, so that the next answer of git begins where it is expected.
         if (size > kMost) {
             throw Failure(ExitCode::LimitExceeded, "object " + id + " of git has " + std::to_string(size) +
                                                        " bytes, more than a package may have");

@@ -1,3 +1,5 @@
+// Compares two flowbooks. The texts that `git diff` shows are written into two files for diff(1), so both show the same
+// lines. Pages, folders and JSON only need to know whether the texts are equal, and start no program.
 #include "Commands.hpp"
 #include "commands/ChangePages.hpp"
 #include "commands/PageOf.hpp"
@@ -50,9 +52,11 @@ void diffText(Console& console, const DiffOptions& options) {
     const std::string b = folder.put("b", textOf(nameOfB, !options.noOutputs, &limit));
     const char* const noColour = std::getenv("NO_COLOR");
     const std::string colour = noColour != nullptr && *noColour != '\0' ? "never" : "auto";
+    // Names may hold what a terminal obeys; a file or a pipe gets them as they are, for patch(1).
     const auto label = [](const std::string& name) { return Output::isTerminal() ? printable(name) : name; };
     const int code =
         runProgram({"diff", "-u", "--color=" + colour, "--label", label(nameOfA), "--label", label(nameOfB), a, b});
+    // diff(1) ends with 1 for a difference, and with 2 or more for trouble.
     if (code > 1) {
         throw Failure(ExitCode::InputOutput, "diff failed with exit code " + std::to_string(code));
     }

@@ -1,3 +1,6 @@
+// A long-running filter of git (gitattributes(5)): one process serves all files of a checkout or commit, as starting
+// one for each would take longer than its work. What is no flowbook, or damaged, is passed on byte for byte: a filter
+// that fails would keep users from committing it.
 #include "commands/GitFilter.hpp"
 
 #include "commands/DelayedFiles.hpp"
@@ -80,6 +83,7 @@ public:
     struct HangUp {};
 
 private:
+    /// One read may bring several packets, or a part of one; what is left over is moved to the front.
     /// Reads until there are so many bytes. @returns whether there are.
     bool fill(std::size_t wanted) {
         std::copy(in_.begin() + static_cast<std::ptrdiff_t>(begin_), in_.begin() + static_cast<std::ptrdiff_t>(end_),
@@ -143,6 +147,7 @@ private:
         return found != fields.end() && ("\n" + found->second).find("\n" + value + "\n") != std::string::npos;
     }
 
+    /// Both sides say which version of the protocol they speak and what they can do; only what both can do is used.
     void greet() {
         const Fields greeting = readFields();
         if (greeting.count("git-filter-client") == 0 || !has(greeting, "version", "2")) {
@@ -184,6 +189,7 @@ private:
             } else {
                 give(smudged(std::move(content), path));
             }
+            // git then says which file it cannot have, and goes on with the others.
         } catch (const std::bad_alloc&) {
             tell({"status=error"});
         }

@@ -1,3 +1,6 @@
+// Writes what git needs to know into its configuration, attributes and hooks, and takes it away again without a loss.
+// Each value that is in the way is kept under a key of its own and comes back with --undo; what the user changed after
+// the setup is the user's and stays.
 #include "commands/GitSetup.hpp"
 
 #include "io/Input.hpp"
@@ -161,6 +164,7 @@ std::string ownCommand(Console& console) {
     return quoted(own);
 }
 
+/// git takes a percent sign in a driver's command for one of its placeholders.
 std::string doubled(const std::string& text, char what) {
     std::string result;
     for (const char c : text) {
@@ -185,6 +189,7 @@ std::vector<Setting> settingsOf(const GitSetup& setup, const std::string& comman
     // Earlier versions of git do not pass the names of the sides, which merge looks for elsewhere then.
     constexpr unsigned kTellsLabels = 244;
     const std::string labels = gitVersion() < kTellsLabels ? "" : " --base-label=%S --ours-label=%X --theirs-label=%Y";
+    // The texts are cached by git until the command that makes them changes, so the form's version stands in it.
     std::vector<Setting> settings{
         {"diff.flowbook.textconv", textconvOf(command)},
         {"diff.flowbook.cachetextconv", "true"},
@@ -318,6 +323,7 @@ void removeAttributes(Console& console, const Config& config, const std::string&
     if (lines.size() == before) {
         return;
     }
+    // The file gets the end that it had: without a line feed, if our lines are still the last ones.
     const bool isCutAgain = end == "unended" && isLast;
     if (lines.empty() && end != "empty") {
         std::filesystem::remove(file);
@@ -345,6 +351,7 @@ bool isOurHook(const std::string& file) {
 void addHook(Console& console, const std::string& command) {
     const std::string file = hookFile();
     const std::string call = command + " git hook";
+    // A hook of the user's may be of any language, so nothing is added to it.
     if (std::filesystem::exists(file) && !isOurHook(file)) {
         throw Failure(ExitCode::NegativeFinding, file,
                       "there is a hook already, which is left alone; '" + call + "' in it checks what is staged");
@@ -512,6 +519,7 @@ void setUpGit(Console& console, const GitSetup& asked) {
     setup.filter = setup.filter || setup.stripOutputs;
     const std::string command = ownCommand(console);
     const std::vector<Setting> settings = settingsOf(setup, command);
+    // All former values are kept before the first is replaced, so an interruption in between loses none.
     for (const auto& [key, value] : settings) {
         keepFormer(config, key);
     }
@@ -561,6 +569,7 @@ void undoGitSetup(Console& console, const GitSetup& setup) {
     if (!setup.isGlobal) {
         removeHook(console);
     }
+    // The cached texts are of no use to git without the command that made them.
     if (isRepository() && askProgram({"git", "show-ref", "--verify", "--quiet", kNotes}).code == 0) {
         requireGit({"update-ref", "-d", kNotes});
         console.out().line(std::string("git update-ref -d ") + kNotes);

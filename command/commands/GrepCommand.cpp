@@ -1,3 +1,5 @@
+// Searches the texts of flowbooks. A whole text is searched at once, as most texts hold no match and cutting them into
+// lines would take longer than searching them; only around what is found are lines cut and counted.
 #include "Commands.hpp"
 #include "commands/Ignored.hpp"
 #include "commands/LineSearch.hpp"
@@ -176,6 +178,7 @@ public:
           file_(std::move(file)),
           place_(std::move(place)) {}
 
+    /// Groups of lines that do not follow each other are divided by "--", as grep(1) does it.
     void match(std::size_t number, std::string_view line) {
         const bool hasContext = options_->linesBefore() + options_->linesAfter() != 0;
         const std::size_t first = before_.empty() ? number : before_.front().first;
@@ -257,6 +260,7 @@ private:
     template <class Printer>
     void search(const std::string& text, std::size_t& count, Printer& printer) const {
         const std::size_t most = options_->most.value_or(0);
+        // Lines around a match have to be seen, so nothing can be skipped when they are wanted.
         const bool needsAll = options_->linesBefore() + options_->linesAfter() != 0;
         const auto skip = [&](std::size_t from) {
             return needsAll ? std::optional(Match{from, text.size() + 1}) : search_.skip(text, from);
@@ -368,6 +372,7 @@ private:
     std::atomic<bool> found_{false};
 };
 
+/// So a file of patterns can be passed by "$(cat patterns)", as grep(1) takes it.
 /// A pattern of several lines stands for several patterns.
 void addPatterns(std::vector<std::string>& all, const std::string& pattern) {
     std::size_t begin = 0;
@@ -388,6 +393,7 @@ void grepAll(Console& console, GrepOptions& options) {
     }
     options.search.patterns = std::move(patterns);
     Grep grep(options);
+    // The group of one file ends with it, so the next one needs the same mark between them.
     const bool hasContext = options.lines() && options.linesBefore() + options.linesAfter() != 0;
     options.inputs.separator = hasContext && !options.inputs.json ? "--\n" : "";
     std::vector<InputName> names = options.inputs.names();

@@ -1,3 +1,5 @@
+// Patterns over RE2. One expression is compiled twice: for a line by itself, whose answer counts, and for a whole text,
+// which finds the next line that may match. Where the two could differ, every line is looked at by itself.
 #include "commands/LineSearch.hpp"
 
 #include "terminal/Failure.hpp"
@@ -32,6 +34,7 @@ std::string checked(const std::string& pattern, const SearchOptions& options) {
     if (options.literal) {
         return RE2::QuoteMeta(pattern);
     }
+    // The message names the pattern that the user gave, not the one it becomes a part of.
     if (const RE2 alone(pattern, optionsOf(options)); !alone.ok()) {
         throwInvalid(pattern, alone.error());
     }
@@ -55,6 +58,7 @@ std::unique_ptr<RE2> compiled(const std::string& pattern, const SearchOptions& o
     return expression;
 }
 
+/// Groups with flags change what ^, $ and a dot mean, and \A and \z stand for the ends of the text.
 /// Whether a search of the whole text finds all that a search of its single lines finds, once ^ and $ stand for the
 /// ends of lines.
 bool isForTexts(const std::string& pattern) {
@@ -139,6 +143,7 @@ std::vector<Match> LineSearch::findAll(std::string_view line) const {
         if (!match) {
             break;
         }
+        // A match of no characters cannot be shown, and looking on from its end would find it for ever.
         if (match->begin != match->end) {
             all.push_back(*match);
         }

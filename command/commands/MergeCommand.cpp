@@ -1,3 +1,6 @@
+// Merges three files, as git calls it for its driver. git passes temporary files whose names say nothing, so messages
+// name the file that the user knows. OURS is replaced by the version that was opened: if another program changes it
+// meanwhile, that is a conflict and not a lost save.
 #include "Commands.hpp"
 #include "fl/i18n/Conversion.hpp"
 #include "io/Input.hpp"
@@ -84,7 +87,7 @@ private:
     std::optional<kit::Document> document_;
 };
 
-/// What git calls the version that is being merged: a merge passes it in a variable whose name that ends in the digest
+/// What git calls the version that is being merged: a merge passes it in a variable whose name ends in the digest
 /// of the commit, and any command by the words for the log of references, such as "merge topic".
 std::optional<std::string> theirsOfGit() {
     constexpr std::string_view kHead = "GITHEAD_";
@@ -92,6 +95,7 @@ std::optional<std::string> theirsOfGit() {
     for (char** each = environ; *each != nullptr; ++each) {
         const std::string_view variable = *each;
         if (variable.substr(0, kHead.size()) == kHead) {
+            // Of several branches at once it cannot be known which one this is.
             if (found) {
                 return std::nullopt;
             }
@@ -154,12 +158,14 @@ void merge(Console& console, MergeOptions& options) {
     Version base(options.base, u"base", options.file);
     Version ours(options.ours, u"ours", options.file);
     Version theirs(options.theirs, u"theirs", options.file);
+    // git passes an empty file where both sides added the flowbook.
     const kit::Document* const ancestor = base.isEmpty() ? nullptr : &base.open();
     const kit::Document& mine = ours.open();
     const kit::Document& yours = theirs.open();
     kit::MergeResult result;
     try {
         result = kit::merge(ancestor, mine, yours, kitOptions(options));
+        // A repository that stores flowbooks undeflated, by the filter, gets the result in that form too.
         result.flowbook = kit::inFormOf(std::move(result.flowbook), mine);
     } catch (const std::exception&) {
         const Diagnosis diagnosis = diagnose();

@@ -1,3 +1,6 @@
+// Pages of many flowbooks in one folder, where earlier runs have left pages that people have linked to. A page says in
+// its start which flowbook it shows, so the folder itself is the list of pages and there is no second one that could be
+// wrong. Runs in one folder take turns, by a lock that is taken before the pages are looked at.
 #include "commands/PageFolder.hpp"
 
 #include "commands/PageOf.hpp"
@@ -25,6 +28,7 @@ std::string canonicalOf(const std::string& path) {
     return fs::canonical(path, error).string();
 }
 
+/// Pages show paths, and those from the working folder are short and do not give away where that lies.
 /// A canonical path as people write it: from the working folder where it lies in there.
 std::string shortOf(const std::string& canonical) {
     std::error_code error;
@@ -36,6 +40,7 @@ std::string shortOf(const std::string& canonical) {
 
 void putPage(SafeFolder& folder, const std::string& path, const std::string& name, std::string_view html,
              bool replace) {
+    // A page that would not change keeps its time of modification, so that nothing is copied to a server again.
     const std::optional<Bytes> old = folder.read(name, SIZE_MAX);
     if (old && kit::asText(*old) == html) {
         return;

@@ -1,3 +1,5 @@
+// Saves what is whole of damaged files. Inputs are not opened as flowbooks but read as bytes, and each message says
+// what was saved, made anew or lost, so that the user can decide whether the result will do.
 #include "Commands.hpp"
 #include "io/ForEachInput.hpp"
 #include "io/HeldFile.hpp"
@@ -93,6 +95,7 @@ public:
                           "nothing of it can be saved");
         }
         ++(isWhole ? whole_ : repaired_);
+        // Scripts have to be able to distinguish a whole file from one of which something was lost.
         report.note(isAsItWas ? ExitCode::Fine : ExitCode::NegativeFinding);
         report.note(salvaged.isOverLimit ? ExitCode::LimitExceeded : ExitCode::Fine);
     }
@@ -121,6 +124,7 @@ private:
         } else if (folder_) {
             folder_->write(input.nameInFolder(), flowbook);
         } else if (!file.holds(flowbook)) {
+            // The second name is there before the file is replaced, and goes again if replacing fails.
             KeptDamaged damaged(input.argument());
             file.replace(flowbook);
             damaged.keep();

@@ -1,3 +1,6 @@
+// Runs other programs: git, diff, editors, browsers. Whether a program can be run is only known in the new process,
+// which reports it through a pipe that a successful exec closes; so a missing program is an error with a reason, not
+// exit code 127.
 #include "io/Program.hpp"
 
 #include "io/Interruption.hpp"
@@ -68,6 +71,7 @@ private:
     int ends_[2] = {-1, -1};
 };
 
+/// A program gets the signals as this command got them: an editor has to stop at Ctrl-C as it always does.
 void restoreSignals() {
     for (std::size_t i = 0; isTakenOver && i < std::size(kTakenOver); ++i) {
         ::sigaction(kTakenOver[i], &callers[i], nullptr);
@@ -118,6 +122,7 @@ int waitFor(pid_t process, const std::string& program) {
         if (errno != EINTR) {
             fail(program, errno);
         }
+        // The program may not have got the signal itself, if it was sent to this process alone.
         if (Interruption::hasCome()) {
             ::kill(process, Interruption::signal());
         }
@@ -137,6 +142,7 @@ void takeOverSignals() {
     }
     isTakenOver = true;
     std::signal(SIGXFSZ, SIG_IGN);
+    // Where the caller ignores it, the kernel drops the exit codes of programs before they can be asked for.
     std::signal(SIGCHLD, SIG_DFL);
 }
 
@@ -177,6 +183,7 @@ Conversation::~Conversation() {
 
 void Conversation::send(std::string_view text) {
     while (!text.empty()) {
+        // A program that has ended must not end this one by SIGPIPE.
         const ssize_t count = ::send(socket_, text.data(), text.size(), MSG_NOSIGNAL);
         if (count < 0 && errno != EINTR) {
             throw Failure(ExitCode::InputOutput, program_ + " ended before it was asked all");

@@ -1,3 +1,6 @@
+// Writes files whose names come out of a flowbook, which may come from anyone. Each folder on the way is opened by
+// itself, and never through a symbolic link, so that nothing is written outside, not even by a program that swaps
+// folders meanwhile.
 #include "io/SafeFolder.hpp"
 
 #include "io/Interruption.hpp"
@@ -93,6 +96,7 @@ public:
 
     void rename(const std::string& name, bool replace) {
         Interruption::check();
+        // A link, unlike a rename, fails when the name has been taken meanwhile.
         const int result = replace ? ::renameat(folder_, name_.c_str(), folder_, name.c_str())
                                    : ::linkat(folder_, name_.c_str(), folder_, name.c_str(), 0);
         if (result != 0) {
@@ -186,6 +190,7 @@ void SafeFolder::lock() const noexcept {
 std::optional<Bytes> SafeFolder::read(const std::string& name, std::size_t most) const {
     const std::string file = path_ + "/" + name;
     const Descriptor folder = openParent(folder_, file, path_.size() + 1, false);
+    // Opening a pipe or a device must not wait, nor do anything.
     constexpr int kFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
     const Descriptor descriptor(folder.get() < 0 ? -1 : ::openat(folder.get(), baseName(file).c_str(), kFlags));
     if (descriptor.get() < 0 && errno == ENOENT) {

@@ -1,3 +1,5 @@
+// Reads a command line by the table of a command's options. The table also makes help, man page and completions, so
+// that no option is parsed in one way and described in another.
 #include "terminal/Command.hpp"
 
 #include "terminal/Failure.hpp"

@@ -1,3 +1,5 @@
+// Prints help from the tables of options: for people, and as JSON lines from which the man page, the completions and
+// README's list are made.
 #include "terminal/Help.hpp"
 
 #include "terminal/Failure.hpp"
@@ -158,8 +160,8 @@ void printOverview(Sink& out, const CommandList& commands) {
         out.line(line + std::string(command->summary));
     }
     out.line("");
-    out.line("'flowbook help COMMAND' or 'flowbook COMMAND --help' explains a command, and");
-    out.line("'flowbook --version' which version this is. '-' names standard input or output.");
+    out.line("'flowbook help COMMAND' or 'flowbook COMMAND --help' explains a command,");
+    out.line("'flowbook --version' prints the version. '-' names standard input or output.");
     out.line("");
     printWrapped(out, "", kExitCodes, 0);
 }

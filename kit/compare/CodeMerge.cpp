@@ -1,3 +1,7 @@
+// Merges three texts of code with what stands around it. Each version is cut into lines, equal lines get one number,
+// and git merges the three lists of numbers (LineMerge). The hard part is to make paragraphs of the merged lines again:
+// a paragraph has text beside its code, such as a picture, that must come out once, and all its lines may come from
+// different sides. Where that cannot be, the caller keeps both documents whole.
 #include "kit/compare/CodeMerge.hpp"
 
 #include "kit/compare/LineMerge.hpp"
@@ -90,6 +94,8 @@ public:
     Writer(bool declares, bool isOneParagraph, bool divides)
         : declares_(declares), isOneParagraph_(isOneParagraph), divides_(divides) {}
 
+    /// Lines of one side that follow each other in a paragraph stay in it; a line of the other side goes on with it
+    /// too.
     void add(const Taken& taken) {
         if (!taken.isCode()) {
             close();
@@ -190,6 +196,7 @@ private:
     bool beganTwice_ = false;
 };
 
+/// Lines are put together as text, so a parser has the last word on whether the result is a document.
 /// Does not depend on the ids that the result will have.
 bool isWellFormed(const std::string& marked) {
     fl::Bytes document;
@@ -205,6 +212,7 @@ public:
         sides_[0].text = base;
         sides_[1].text = &ours;
         sides_[2].text = &theirs;
+        // A side that became plain, or rich, changed the style of every line; then lines are compared without it.
         const bool isBasePlain = base == nullptr ? ours.isPlain : base->isPlain;
         withStyle_ = ours.isPlain == theirs.isPlain && ours.isPlain == isBasePlain;
     }
@@ -216,6 +224,7 @@ public:
             }
         }
         const Namespaces& declared = sides_[1].lines->namespaces();
+        // One prefix with two meanings would change what the elements of a side are.
         if (!agree(declared, sides_[2].lines->namespaces()) || !agree(sides_[2].lines->namespaces(), declared)) {
             return std::nullopt;
         }
@@ -261,6 +270,7 @@ private:
         if (choice == Choice::Conflict) {
             choice = choose(style(base), style(sides_[1]), style(sides_[2]));
         }
+        // A plain document has nothing around its code, so the frame of the rich one is all there is.
         if (sides_[1].text->isPlain != sides_[2].text->isPlain) {
             choice = sides_[1].text->isPlain ? Choice::Theirs : Choice::Ours;
         }
@@ -383,6 +393,7 @@ private:
             lines[i] = sides_[i].text == nullptr ? nullptr : sides_[i].next(number);
             ++sides_[i].used[number];
         }
+        // A side had the line more often than the other; its first one is as good as any.
         if (lines[1] == nullptr && lines[2] == nullptr) {
             lines[1] = sides_[1].any(number);
             lines[2] = lines[1] != nullptr ? nullptr : sides_[2].any(number);
@@ -516,6 +527,7 @@ fl::Bytes unmarked(const std::string& marked, const std::vector<std::string>& id
 std::optional<MergedCode> mergeCode(const CodeText* base, const CodeText& ours, const CodeText& theirs,
                                     const MergeOptions& options) {
     const std::string texts[] = {base == nullptr ? "" : marked(*base), marked(ours), marked(theirs)};
+    // Most often only one side changed the code; it is taken as it is, without being cut into lines.
     const Choice choice = choose(texts[0], texts[1], texts[2]);
     if (choice != Choice::Conflict) {
         const bool isTheirs = choice == Choice::Theirs;

@@ -1,3 +1,6 @@
+// Finds what differs in two sequences. Lines that stand once on each side are paired first (patience diff), since they
+// are what people see as the same, and only between them the shortest way is searched (Myers). That search is limited:
+// beyond so many steps the rest counts as different, which is true, if longer than need be.
 #include "kit/compare/Differences.hpp"
 
 #include <algorithm>

@@ -1,3 +1,6 @@
+// Digests of contents. What two programs may do in different ways without a difference is brought into one form
+// first: the order of parts and relationships, the way targets and content types are written, the time of the last
+// save. Each field is preceded by its length, so that no two contents run together into one.
 #include "kit/compare/Digest.hpp"
 
 #include "fl/i18n/Conversion.hpp"

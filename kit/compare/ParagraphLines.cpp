@@ -1,3 +1,6 @@
+// Cuts a document into lines that can be compared. Two lines are equal when people see the same, so white space between
+// tags, the order of attributes, prefixes and the marks of editing sessions do not count. What does count of a
+// paragraph is spelled into one string, its style, with characters between the pieces that no XML can hold.
 #include "kit/compare/ParagraphLines.hpp"
 
 #include "kit/document/CodeParagraphs.hpp"
@@ -149,6 +152,7 @@ std::vector<std::string> codeLines(const std::string& text) {
 std::optional<ParagraphLines> ParagraphLines::cut(const fl::Bytes& document, std::vector<Reference> references,
                                                   const SpellReference& compared) {
     RichText text = readRichText(document, "");
+    // Nothing can be put into <w:body/>.
     const bool isOneTag = text.body.begin > 1 && document[text.body.begin - 2] == '/';
     if (!text.fault.empty() || text.body.begin == 0 || isOneTag) {
         return std::nullopt;
@@ -234,6 +238,7 @@ std::string ParagraphLines::spelled(const MergeBlock& block, const std::optional
     const std::string before = spelled({block.span.begin, paragraph.codeText.begin}, spell);
     const std::string text = spelled(paragraph.codeText, spell);
     const std::string all = before + text + spelled({paragraph.codeText.end, block.span.end}, spell);
+    // The spelling of references before the code may be longer or shorter, so the places of the code have moved.
     Paragraph moved;
     moved.codeText = {before.size(), before.size() + text.size()};
     moved.span = {0, all.size()};

@@ -1,3 +1,5 @@
+// Merges the parts of properties element by element, in the text of ours. What both sides left alone keeps its bytes,
+// and an element of theirs brings the declarations of the prefixes that it uses.
 #include "kit/compare/PropertyMerge.hpp"
 
 #include "kit/document/References.hpp"
@@ -171,6 +173,7 @@ private:
         const Element* const base = base_ == nullptr ? nullptr : base_->find(key);
         const Element* const ours = ours_.find(key);
         const Element* const theirs = theirs_.find(key);
+        // Each save sets it, so both sides always differ in it; the later one is true of the merged flowbook.
         if (key == std::string(kTerms) + "|modified#0") {
             if (ours == nullptr || (theirs != nullptr && isTheirsLater_)) {
                 take(ours, theirs);

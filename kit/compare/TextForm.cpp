@@ -1,3 +1,6 @@
+// The text of a flowbook for `git diff`. Equal contents give equal texts and different contents different ones, so what
+// a line does not show in words stands in it as a digest: of the markup around code, and of each paragraph of prose
+// that is written in another way than the plainest. Ids and the order of parts are left out where they mean nothing.
 #include "kit/compare/TextForm.hpp"
 
 #include "fl/i18n/Conversion.hpp"
@@ -78,6 +81,7 @@ void tellProperty(TextWriter& out, const Property& property) {
 
 void tellProperties(TextWriter& out, const Document& document) {
     for (const Property& property : document.properties()) {
+        // The time of each save would be a difference in every commit.
         if (property.label != "modified") {
             tellProperty(out, property);
         }
@@ -91,6 +95,7 @@ std::vector<Part> sortedParts(const Document& document, Key key) {
     return parts;
 }
 
+/// Digests of decoded pictures are those of the files that users have, so they can be compared with sha256sum.
 /// A picture in its usual form is described as decoded; of any other form, the stored bytes are described too.
 std::string describePicture(const Part& part) {
     const fl::Bytes content = contentOf(part);
@@ -144,6 +149,7 @@ std::string plainestMarkup(const Paragraph& paragraph, bool keepsSpace) {
     return isEmpty ? "<w:p/>" : isTold ? markup + "</w:p>" : "";
 }
 
+/// Programs write xml:space always, or only where it is needed; either is plain if the document does it throughout.
 /// Which of both ways a document has for its prose, by the first paragraph that shows it.
 bool keepsSpace(const fl::Bytes& document, const RichText& text) {
     for (const Paragraph& each : text.paragraphs) {

@@ -1,3 +1,6 @@
+// Code between the text that a user edits and the paragraphs that hold it. Editors see one text of lines. Which line
+// belongs to which paragraph is clear as long as the number of lines stays, or changes within one paragraph; where it
+// could be either of two, nothing is guessed.
 #include "kit/document/CodeParagraphs.hpp"
 
 #include "fl/i18n/Conversion.hpp"
@@ -113,6 +116,7 @@ RichText requireRichText(const fl::Bytes& document) {
 
 std::string withText(std::string_view document, const Paragraph& paragraph, std::size_t begin, std::string_view text) {
     const XmlSpan old = paragraph.codeText;
+    // An empty element, <w:t/>, is opened, so that text can stand in it.
     std::string_view before = document.substr(begin, old.begin - begin);
     std::string after(document.substr(old.end, paragraph.span.end - old.end));
     if (endsWith(before, "/>")) {
@@ -120,6 +124,8 @@ std::string withText(std::string_view document, const Paragraph& paragraph, std:
         after = "</" + std::string(tag.substr(0, tag.find_first_of(" \t\r\n/"))) + ">" + after;
         before.remove_suffix(2);
     }
+    // A section stays one, for those who read the markup; but it cannot hold a carriage return, which needs a
+    // reference.
     const bool isCdata = startsWith(document.substr(old.begin, old.end - old.begin), kCdataBegin) &&
                          text.find('\r') == std::string_view::npos;
     return std::string(before) + (endsWith(before, ">") ? "" : ">") + (isCdata ? inSections(text) : escapedText(text)) +
@@ -223,6 +229,7 @@ std::optional<std::vector<std::string>> divideCode(const std::vector<std::string
     if (!isAdded || replacesLastLine) {
         return divide(before, old, fresh);
     }
+    // Editors end a file with a line feed that the code did not have; it is no new line of the code.
     fresh.pop_back();
     auto divided = divide(before, old, fresh);
     if (divided && final == FinalLineFeed::Counts) {

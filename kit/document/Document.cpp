@@ -1,3 +1,5 @@
+// A flowbook as the command and Python look at it. The library reads one file strictly and says no to the first fault;
+// here each question is answered by itself, with its own failure, so that one bad property does not hide the code.
 #include "kit/document/Document.hpp"
 
 #include "fl/i18n/Conversion.hpp"

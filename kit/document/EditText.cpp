@@ -1,3 +1,6 @@
+// A rich document as a text for an editor: code as it is, and for all else a line that begins with "::" and shows what
+// stands there. A line can be moved or removed and not changed, as it only names the block that it stands for. Code
+// that was edited gets the markup of the paragraph that it most likely was.
 #include "kit/document/EditText.hpp"
 
 #include "fl/i18n/Conversion.hpp"
@@ -133,6 +136,7 @@ private:
     }
 
     /// The line, with a number behind it if it already stands for other bytes than these.
+    /// Two pictures may show the same words, and moving their lines must not mix them up.
     std::string distinct(const std::string& line, const std::string& meaning) {
         std::string result = line;
         while (!line.empty() && meanings_.emplace(result, meaning).first->second != meaning) {
@@ -223,6 +227,7 @@ public:
 
     std::vector<Item> read() {
         if (rest_.empty() && !kept_.empty()) {
+            // An editor that failed leaves an empty file more often than a user means one.
             fail("the text is empty, and would remove all prose");
         }
         std::vector<Item> items;

@@ -1,3 +1,5 @@
+// Changes the text of paragraphs within the bytes of a document. Only the characters that differ are replaced, in the
+// elements that hold them, so formatting, links and pictures around them stay byte for byte.
 #include "kit/document/ParagraphEdits.hpp"
 
 #include "kit/document/CodeParagraphs.hpp"
@@ -111,6 +113,7 @@ struct Changed {
     std::string_view text;
 };
 
+/// What two texts have in common at their begin and end, without cutting a character of several bytes in two.
 Changed changeOf(std::string_view old, std::string_view fresh) {
     const std::size_t most = std::min(old.size(), fresh.size());
     std::size_t begin = 0;
@@ -155,6 +158,7 @@ public:
     }
 
     fl::Bytes take() {
+        // Edits come in the order of the caller, and each is about the document as it was before all of them.
         std::stable_sort(splices_.begin(), splices_.end(), [](const Splice& a, const Splice& b) {
             return a.span.begin != b.span.begin ? a.span.begin < b.span.begin : a.span.end < b.span.end;
         });

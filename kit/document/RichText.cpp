@@ -1,3 +1,6 @@
+// Reads a document twice at once: as the library does, which takes the first text of the first run of a paragraph whose
+// first style is "code", and as people see it, with all runs and their look. The places of both in the bytes are kept,
+// so that code can be replaced without touching anything else.
 #include "kit/document/RichText.hpp"
 
 #include "opc/Exception.hpp"
@@ -82,6 +85,7 @@ private:
     Paragraph& paragraph() { return paragraphs_[inside_.back().index]; }
     std::size_t depthInParagraph() const { return open_.size() - inside_.back().depth; }
 
+    /// Only blocks of the first body count as code; a second body, or one elsewhere, is text at most.
     void noteBody(const std::string& local, XmlSpan tag) {
         if (open_.size() == 1) {
             isFirstBody_ = local == "body" && !sawBody_;
@@ -121,6 +125,7 @@ private:
 
     void leave(const std::string& local, XmlSpan tag) {
         if (local == "r") {
+            // A link goes on over several runs, and ends with its own element.
             const std::string link = look_.link;
             look_ = Run();
             look_.link = link;

@@ -1,3 +1,6 @@
+// The lines of a paragraph in Markdown. An asterisk is a mark only beside certain characters (CommonMark, 6.2), and
+// which ones depends on the whole line. Where it is certain, asterisks are written; everywhere else an HTML element,
+// which means the same and cannot be misread.
 #include "kit/markdown/MarkdownLines.hpp"
 
 #include "fl/i18n/Conversion.hpp"
@@ -219,6 +222,7 @@ std::string withEscapes(std::string_view text, bool isHeading) {
     for (std::size_t i = 0; i < text.size(); ++i) {
         const char c = text[i];
         const char next = i + 1 < text.size() ? text[i + 1] : '\0';
+        // Within a word an underscore is never a mark, and names such as x_y_z stay readable.
         const bool isInWord = i != 0 && isAsciiWord(text[i - 1]) && isAsciiWord(next);
         const bool isMark = kMarks.find(c) != std::string_view::npos || (c == '_' && !isInWord) ||
                             (c == '&' && (isAsciiWord(next) || next == '#')) || (c == '!' && next == '\0') ||
@@ -243,6 +247,7 @@ std::string withBlanks(std::string line) {
 
 std::string guarded(std::string line) {
     line = withBlanks(std::move(line));
+    // A line that begins as a list, heading, quote, rule or fence does would become one.
     const std::size_t digits = std::min(line.find_first_not_of("0123456789"), line.size());
     const auto isBlankAt = [&](std::size_t at) { return at == line.size() || line[at] == ' ' || line[at] == '&'; };
     if (digits != 0 && digits < line.size() && (line[digits] == '.' || line[digits] == ')') && isBlankAt(digits + 1)) {

@@ -1,3 +1,6 @@
+// The lists of a damaged package. What a list names is what there was, so a list decides about doubtful names, and
+// about entries that only it can miss. A list that was found twice may be an older one; the one that is whole comes
+// first.
 #include "kit/package/FoundLists.hpp"
 
 #include "fl/i18n/Conversion.hpp"

@@ -1,3 +1,6 @@
+// Inflates what may be damaged. libdeflate gives nothing at all of data with a fault, so what comes before one is
+// inflated here, bit by bit (RFC 1951). The memory for both is bounded for the whole file, as each of thousands of
+// headers may claim as much as it likes.
 #include "kit/package/Inflater.hpp"
 
 #include <algorithm>
@@ -41,6 +44,7 @@ public:
         unsigned first = 0;
         unsigned index = 0;
         for (std::size_t length = 1; length < counts_.size(); ++length) {
+            // Codes of one length are consecutive numbers, so the first one and their count are all there is to know.
             code |= bit();
             if (code < first + counts_[length]) {
                 return symbols_[index + code - first];
@@ -244,6 +248,7 @@ void Inflater::reserve(std::size_t size) {
 
 std::optional<Inflater::Inflated> Inflater::whole(std::string_view data, std::uint64_t expected) {
     const std::uint64_t most = std::min<std::uint64_t>(kMostInflated, kMaxRatio * (data.size() + 1));
+    // The recorded size may be what is damaged, so it is a first guess and not a limit.
     std::uint64_t size = std::min(std::max<std::uint64_t>(expected, kUsualContent), most);
     while (take(size, budget_)) {
         reserve(size);

@@ -1,3 +1,5 @@
+// Whole packages as values, and the one place that writes such a value. The same content always gives the same bytes,
+// which canon promises and tests of all writers stand on.
 #include "kit/package/PackageContent.hpp"
 
 #include "fl/i18n/Conversion.hpp"
@@ -184,6 +186,7 @@ fl::Bytes writeContent(PackageContent content, CompressionType compression, cons
     const auto memory = std::make_shared<MemoryStorage>();
     const opc::FileSystemOpsSelector files{StorageSystemReference(memory)};
     std::vector<PartRecord> likeOthers = takeLikeOthers(content);
+    // In this order, so that no entry that is no part takes the name of a part that comes after it.
     const std::map<std::string, fl::Bytes> others = std::move(content.others);
     writeParts(files, opc::interfaces::OpenMode::Create, std::move(content), compression, read);
     if (!likeOthers.empty()) {
@@ -209,6 +212,7 @@ bool isSigned(const Document& document) {
                        [&](const auto& each) { return each.getType().compare(0, kOrigin.size(), kOrigin) == 0; });
 }
 
+/// Entry by entry, so that what the package says of itself is not even looked at.
 fl::Bytes recompressed(const Document& document, CompressionType compression) {
     const auto& entries = document.container().entries();
     std::vector<fl::Bytes> contents;

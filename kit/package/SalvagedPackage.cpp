@@ -1,3 +1,5 @@
+// The package that is made of what was saved. It is written as any other, so all rules of packages hold; what the
+// writer refuses is found by halving, and left out by name, so that one impossible part does not cost the others.
 #include "kit/package/SalvagedPackage.hpp"
 
 #include "fl/i18n/Conversion.hpp"
@@ -115,6 +117,7 @@ bool SalvagedPackage::isThatOf(const fl::Bytes& file) const {
     }
 }
 
+/// First all of it; then without the parts that cannot be written by themselves; then as much as the limits permit.
 void SalvagedPackage::write() {
     if (size() == 0) {
         return;
@@ -184,6 +187,7 @@ void SalvagedPackage::findUnwritable(std::size_t begin, std::size_t end, std::ve
     findUnwritable(middle, end, isFaulty);
 }
 
+/// A first guess that is nearly always right, as every attempt writes the whole package.
 /// How many parts and other entries come to the number of entries that a package may have.
 std::size_t SalvagedPackage::countOfMostEntries() const {
     std::uint64_t left = opc::Limits().maxEntries - 1 - (content.relationships.empty() ? 0 : 1);

@@ -1,3 +1,6 @@
+// The manifest of an unpacked flowbook: what names of files and their bytes do not say. It has one part a line, so that
+// git merges two changes of it. Pictures are files of their own format; how each one was stored is kept beside it, so
+// that packing gives the same bytes again.
 #include "kit/package/Unpacked.hpp"
 
 #include "fl/i18n/Conversion.hpp"

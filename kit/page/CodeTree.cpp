@@ -1,3 +1,6 @@
+// Reads a document past its faults, so that a page shows the text of a damaged one. What an XML parser refuses is
+// mended first: tags that lack their partner, bare "<" and "&", bytes that are no characters. The result is only looked
+// at, never saved, so a wrong guess costs the look of a paragraph and no content.
 #include "kit/page/CodeTree.hpp"
 
 #include "fl/i18n/Conversion.hpp"
@@ -17,7 +20,8 @@ namespace {
 constexpr std::string_view kReplacement = "\uFFFD";
 constexpr std::size_t kLongestReference = 12;
 
-/// Elements of which there are none in settings.
+/// When the end of a settings element is lost, the text behind it would be taken for settings and hidden. These ones
+/// end it. Elements of which there are none in settings.
 constexpr std::string_view kShown[] = {"p",
                                        "r",
                                        "t",
@@ -139,6 +143,7 @@ private:
         leaveSettings();
         at_ += std::string_view("<![CDATA[").size();
         const std::size_t end = std::min(text_.find("]]>", at_), text_.size());
+        // The section becomes escaped text, in which only its ampersands are not what they seem to be.
         Mender inside(text_.substr(at_, end - at_));
         for (; inside.at_ < inside.text_.size();) {
             inside.rest().front() == '&' ? inside.takeAs("&amp;") : inside.takeCharacter();
@@ -179,6 +184,7 @@ private:
         }
         at_ = end + 1;
         const auto found = std::find(open_.rbegin(), open_.rend(), name);
+        // An end without a beginning is dropped; one whose beginning lies further out ends all that is open in between.
         const auto depth = static_cast<std::size_t>(open_.rend() - found);
         // The root element ends with the document, so that nothing is left behind it.
         if (depth > 1) {
@@ -218,6 +224,7 @@ private:
             leaveSettings();
         }
         const std::string_view around = open_.empty() ? std::string_view() : localOf(open_.back());
+        // These hold characters alone, so an element in them shows that their end is lost.
         if (around == "t" || around == "delText" || around == "instrText") {
             closeTo(open_.size() - 1);
         }
@@ -245,6 +252,7 @@ private:
         if (end == std::string_view::npos || text_.substr(quote, end - quote).find('<') != std::string_view::npos) {
             return false;
         }
+        // Values may hold bad references and characters as well as text may.
         Mender value(text_.substr(quote + 1, end - quote - 1));
         while (value.at_ < value.text_.size()) {
             value.takeCharacter();
@@ -292,6 +300,7 @@ std::string utf8Of(const fl::Bytes& stored) {
     const std::string bytes(stored.begin(), stored.end());
     const std::string start = bytes.substr(0, bytes.find('>'));
     const bool isOfBytes = bytes.find('\0') == std::string::npos;
+    // A damaged byte must not make a UTF-8 document look like another encoding, so the declaration decides.
     const bool isLatin = start.find("8859-1") != std::string::npos;
     std::string text = isOfBytes && !isLatin ? fl::i18n::to_string(fl::i18n::to_ustring(bytes)) : textIn(stored);
     return startsWith(text, "\uFEFF") ? text.substr(3) : text;

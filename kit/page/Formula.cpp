@@ -1,3 +1,6 @@
+// Writes formulas of office suites (OMML, ECMA-376-1, part 1, 22.1) as MathML. Each element has a counterpart that
+// takes a fixed number of arguments; where the formula has others, such as a second exponent, it is written as a plain
+// row: that loses its shape, but no symbol of it.
 #include "kit/page/Formula.hpp"
 
 #include "kit/document/Characters.hpp"
@@ -67,6 +70,7 @@ void writeSymbols(Markup& out, std::string_view text) {
             out.element("mn", symbol);
         } else if (std::isspace(first) != 0) {
             out.element("mtext", symbol);
+            // From U+0380 on: Greek and other letters; what is below are Latin letters with marks and signs.
         } else if (std::isalpha(first) != 0 || first >= 0xCE) {
             out.element("mi", symbol);
         } else {
@@ -92,6 +96,7 @@ void writeMathRun(Markup& out, const XmlNode& node) {
 
 void writeRoot(Markup& out, const XmlNode& node) {
     const XmlNode* const degree = node.child("deg");
+    // The degree is dropped only when it holds nothing: a hidden one may have been edited since.
     const bool isSquare = degree == nullptr || isSet(node, "radPr", "degHide") || degree->allText().empty();
     if (isSquare && (degree == nullptr || degree->allText().empty())) {
         writeWith(out, "msqrt", node, "e");

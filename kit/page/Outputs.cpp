@@ -1,3 +1,6 @@
+// Shows stored outputs as results. No standard says what outputs look like, and each version of an engine may store
+// others. So XML is read by what its names suggest (rows, pictures, errors), and what is not understood is shown as
+// text; nothing that is stored is left out without a word.
 #include "kit/page/Outputs.hpp"
 
 #include "fl/i18n/Conversion.hpp"

@@ -1,3 +1,5 @@
+// The page of one flowbook. What cannot be read is named at the place where it would stand, and the rest of the page
+// is made all the same, so that a page of a damaged flowbook shows all that can be shown.
 #include "kit/page/Page.hpp"
 
 #include "fl/i18n/Conversion.hpp"
@@ -25,6 +27,7 @@ void writeLink(Markup& out, std::string_view target, std::string_view relation, 
     }
 }
 
+/// People who use a keyboard or a screen reader would otherwise pass the list of pages on each page.
 /// What comes before the header: ways to skip it and to leave the page.
 void writeStart(Markup& out, const PageLinks& links) {
     out.element("a", {{"class", "skip"}, {"href", "#text"}, {"lang", "en"}}, "Skip to the text");
@@ -136,6 +139,7 @@ private:
     }
 
     void writeDocument(Markup& out) {
+        // Pictures that the text shows come first; those left over follow it, and outputs come last, as in an editor.
         Figures figures(*document_, faults_);
         faults_.attempt(out, [&] {
             const bool isCodeLost = options_->damage && !options_->damage->code.empty();

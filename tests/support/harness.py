@@ -5,6 +5,7 @@ import json
 import os
 import re
 import shutil
+import signal
 import subprocess
 import sys
 import tempfile
@@ -13,6 +14,11 @@ from collections import namedtuple
 from pathlib import Path
 
 import make_fixtures as made
+
+# A shell that runs the tests in its background has them ignore these, and the command would inherit that.
+for number in (signal.SIGINT, signal.SIGQUIT, signal.SIGHUP):
+    if signal.getsignal(number) == signal.SIG_IGN:
+        signal.signal(number, signal.SIG_DFL)
 
 RICH = made.rich(made.paragraph("größe = 2;"), made.paragraph("x &lt; y"))
 PICTURE = b"\x89PNG\r\n\x1a\n" + bytes(range(256))
