@@ -84,6 +84,7 @@ void runChild() {
 int main(int count, char** arguments) {
     moments().insert(moments().end(), arguments + 1, arguments + count);
     std::atexit([] { at("atexit"); });
+    std::at_quick_exit([] { at("quick-exit"); });
     thread_local AtThreadEnd end;
     end.moment = "main-thread-end";
     at("main");
@@ -107,6 +108,13 @@ int main(int count, char** arguments) {
         while (!isBusy) {
             ::usleep(1000);
         }
+    }
+    // Ends that run no destructors, the first with handlers of its own.
+    if (std::getenv("QUICK_EXIT") != nullptr) {
+        std::quick_exit(0);
+    }
+    if (std::getenv("UNDERSCORE_EXIT") != nullptr) {
+        ::_exit(0);
     }
     return 0;
 }

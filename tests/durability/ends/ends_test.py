@@ -62,8 +62,11 @@ def main(linked, loaded, sanitized, *libraries):
         wrong += run(host, MOMENTS, PX_DIAGNOSTIC_LEVELS="12")
         wrong += run(host, [], BEFORE_MAIN="1")
         wrong += sum(run(host, [moment]) for moment in MOMENTS)
+        wrong += run(host, ["main", "quick-exit"], QUICK_EXIT="1")
+        wrong += run(host, ["main"], UNDERSCORE_EXIT="1")
         # What still works while the process ends is stopped, and stops nothing.
-        wrong += sum(run(host, [], busy=True) for _ in range(10))
+        for end in ({}, {"QUICK_EXIT": "1"}, {"UNDERSCORE_EXIT": "1"}):
+            wrong += sum(run(host, [], busy=True, **end) for _ in range(10))
     if not sanitized and shutil.which("valgrind"):
         wrong += run(linked, MOMENTS, VALGRIND) + run(loaded, MOMENTS, VALGRIND)
     for library in libraries:

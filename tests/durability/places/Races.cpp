@@ -1,8 +1,10 @@
-// Saves of several processes in one folder, some of which are killed, beside a program that knows of no lock and
-// replaces the file: races FOLDER WRITERS SECONDS EXCHANGES. Each save adds a line to the code. What was told to be
-// saved has to be in the last version, or in one that lies beside it. EXCHANGES: whether the file system can exchange
-// names; else there is no other program, as its changes could be lost.
+// Saves of several processes in one folder, some of which are killed, beside two programs that know of no lock, one of
+// which replaces the file, and one of which rewrites it in place: races FOLDER WRITERS SECONDS EXCHANGES. Each save
+// adds a line to the code. What was told to be saved has to be in the last version, or in one that lies beside it; what
+// is rewritten in place may be lost, but takes nothing else with it. EXCHANGES: whether the file system can exchange
+// names; else no other program replaces the file, as its changes could be lost.
 #include "fl/i18n/Conversion.hpp"
+#include "flowbook/FlowbookExceptions.hpp"
 #include "flowbook/FlowbookFileReader.hpp"
 #include "flowbook/FlowbookFileWriter.hpp"
 #include "foundation/storage/vfs/LocalStorage.hpp"
@@ -44,10 +46,14 @@ Lines linesOf(const flowbook::FlowbookFileReader& reader) {
     return linesOf(fl::i18n::to_string(reader.getTARMICCode()));
 }
 
-/// A file system in user space may for a moment have no file under a name that is being replaced.
-bool isConflict(const char* failure) {
-    const char* const known[] = {"since it was opened", "has appeared", "No such file", "cannot find package"};
-    return std::any_of(std::begin(known), std::end(known), [=](auto each) { return std::strstr(failure, each); });
+/// A file system in user space may for a moment have no file under a name that is being replaced. What is being
+/// rewritten in place is no container for a moment, or ends before its size.
+bool isConflict(const std::exception& failure) {
+    using flowbook::FlowbookErrorKind;
+    const FlowbookErrorKind known[] = {FlowbookErrorKind::Conflict, FlowbookErrorKind::NotFound,
+                                       FlowbookErrorKind::Damaged};
+    return std::count(std::begin(known), std::end(known), flowbook::kindOf(failure)) != 0 ||
+           std::strstr(failure.what(), "ends before") != nullptr;
 }
 
 Lines read(const fs::path& file) { return linesOf(flowbook::FlowbookFileReader(wide(file))); }
@@ -100,6 +106,7 @@ public:
     Record& operator=(const Record&) = delete;
     ~Record() { ::unlink(path_.c_str()); }
 
+    const fs::path& path() const { return path_; }
     void add(const std::string& line) const { ::dprintf(file_, "%s\n", line.c_str()); }
     Lines lines() const {
         std::ifstream stream(path_);
@@ -122,7 +129,7 @@ private:
             setLines(writer, lines);
             record.add(line);
         } catch (const std::exception& failure) {
-            if (!isConflict(failure.what())) {
+            if (!isConflict(failure)) {
                 record.add(kFailed + failure.what());
             }
         }
@@ -131,13 +138,14 @@ private:
 
 volatile std::sig_atomic_t isToEnd = 0;
 
-/// Reads although the file is being replaced meanwhile. What the caller has displaced is in its memory alone.
+/// Reads although the file is being replaced meanwhile. What the caller has displaced is in its memory alone. A file
+/// system in user space may remember for a second that the file was shorter under its other name.
 Lines readPatiently(const fs::path& file) {
-    for (;;) {
+    for (const auto last = Clock::now() + std::chrono::seconds(60);; ::usleep(100)) {
         try {
             return read(file);
         } catch (const std::exception& failure) {
-            if (!isConflict(failure.what())) {
+            if (!isConflict(failure) || Clock::now() > last) {
                 throw;
             }
         }
@@ -162,6 +170,25 @@ Lines readPatiently(const fs::path& file) {
         record.add("o" + std::to_string(number));
         ::usleep(3000);
     }
+    std::_Exit(0);
+}
+
+/// Rewrites the file in place, through another name of it, with one more line than it has.
+[[noreturn]] void rewrite(const fs::path& file, const Record& record) {
+    std::signal(SIGTERM, [](int) { isToEnd = 1; });
+    const fs::path same = file.parent_path() / "same.tqx", own = record.path().string() + ".tqx";
+    for (unsigned number = 0; isToEnd == 0; ++number) {
+        ::usleep(5000);
+        if (::link(file.c_str(), same.c_str()) == -1) {
+            continue;  // as on a file system without links, or while the name leads nowhere
+        }
+        Lines lines = readPatiently(same);
+        lines.insert("r" + std::to_string(number));
+        write(own, lines);
+        fs::copy_file(own, same, fs::copy_options::overwrite_existing);
+        fs::remove(same);
+    }
+    fs::remove(own);
     std::_Exit(0);
 }
 
@@ -194,7 +221,10 @@ int main(int, char** arguments) {
     for (pid_t& writer : writers) {
         writer = start([&] { save(file, record); });
     }
-    const pid_t other = std::stoi(arguments[4]) != 0 ? start([&] { replace(file, record); }) : 0;
+    std::vector<pid_t> others{start([&] { rewrite(file, record); })};
+    if (std::stoi(arguments[4]) != 0) {
+        others.push_back(start([&] { replace(file, record); }));
+    }
     std::mt19937 random(1);
     std::size_t kills = 0;
     for (const auto last = Clock::now() + std::chrono::seconds(std::stoi(arguments[3])); Clock::now() < last; ++kills) {
@@ -209,12 +239,14 @@ int main(int, char** arguments) {
     for (const pid_t writer : writers) {
         end(writer);
     }
-    int otherEnded = 0;
-    if (other != 0) {
+    int failedOthers = 0;
+    for (const pid_t other : others) {
+        int ended = 0;
         ::kill(other, SIGTERM);
-        ::waitpid(other, &otherEnded, 0);
+        ::waitpid(other, &ended, 0);
+        failedOthers += ended != 0 ? 1 : 0;
     }
-    Lines found = read(file);
+    Lines found = readPatiently(file);
     std::size_t beside = 0;
     for (const auto& entry : fs::directory_iterator(folder)) {
         if (entry.path() != file && entry.is_regular_file()) {
@@ -237,5 +269,5 @@ int main(int, char** arguments) {
     }
     std::cout << record.lines().size() << " saves, " << kills << " kills, " << beside << " beside, " << failed
               << " failed, " << lost << " lost\n";
-    return lost == 0 && failed == 0 && otherEnded == 0 && record.lines().size() > 1 ? 0 : 1;
+    return lost == 0 && failed == 0 && failedOthers == 0 && record.lines().size() > 1 ? 0 : 1;
 }
