@@ -9,15 +9,13 @@ namespace flowbook::kit {
 
 namespace {
 
-// A tree takes some 120 bytes a node.
-constexpr std::size_t kMostNodes = std::size_t{4} << 20;
-
 // What walks a tree, its destructor among them, takes some of the stack for each level.
 constexpr std::size_t kMostDepth = 512;
 
 class TreeHandler : public XmlHandler {
 public:
-    TreeHandler(XmlTree& tree, const std::string& where) : tree_(&tree), where_(&where), open_(1) {}
+    TreeHandler(XmlTree& tree, const std::string& where, std::size_t most)
+        : tree_(&tree), where_(&where), most_(most), open_(1) {}
 
     void startElement(const XmlName& name, const std::vector<XmlAttribute>& attributes, XmlSpan tag) override {
         count(1 + attributes.size());
@@ -72,14 +70,15 @@ private:
 
     void count(std::size_t more) {
         nodes_ += more;
-        if (nodes_ > kMostNodes) {
-            throw opc::Exception(opc::ErrorKind::LimitExceeded, *where_ + ": more than " + std::to_string(kMostNodes) +
-                                                                    " elements, attributes and texts");
+        if (nodes_ > most_) {
+            throw opc::Exception(opc::ErrorKind::LimitExceeded,
+                                 *where_ + ": more than " + std::to_string(most_) + " elements, attributes and texts");
         }
     }
 
     XmlTree* tree_;
     const std::string* where_;
+    std::size_t most_;
     std::vector<XmlNode> open_;  ///< the document and the elements whose end has not come
     std::size_t nodes_ = 0;
 };
@@ -132,13 +131,14 @@ std::string XmlNode::allText() const {
     return all;
 }
 
-XmlTree readXmlTree(const fl::Bytes& document, const std::string& where, XmlEncoding encoding) {
+XmlTree readXmlTree(const fl::Bytes& document, const std::string& where, XmlEncoding encoding, std::size_t most) {
     XmlTree tree;
-    TreeHandler handler(tree, where);
+    TreeHandler handler(tree, where, most);
     try {
         readXml(document, where, encoding, handler);
     } catch (const opc::Exception& failure) {
         tree.fault = failure.what();
+        tree.isOverLimit = failure.kind() == opc::ErrorKind::LimitExceeded;
     }
     handler.finish();
     return tree;

@@ -49,6 +49,7 @@ struct XmlTree {
     std::set<std::string, std::less<>> names;  ///< what the names in the nodes point into
     XmlNode document;                          ///< has the root element as its child
     std::string fault;                         ///< why the tree ends before the document does; empty when it is whole
+    bool isOverLimit = false;                  ///< whether that is a limit on what is read
     std::size_t end = 0;                       ///< the byte behind the last tag that was read
 
     XmlTree() = default;
@@ -62,9 +63,13 @@ struct XmlTree {
     const XmlNode* root() const { return document.children.empty() ? nullptr : &document.children.front(); }
 };
 
-/// A tree of more than four million elements, attributes and texts ends with a fault.
+/// What the trees of documents are limited to.
+inline constexpr std::size_t kMostTreeNodes = std::size_t{4} << 20;
+
+/// A tree of more elements, attributes and texts than `most` ends with a fault.
 /// @param where  opens the text of a fault.
 /// @throws std::bad_alloc only.
-XmlTree readXmlTree(const fl::Bytes& document, const std::string& where, XmlEncoding encoding);
+XmlTree readXmlTree(const fl::Bytes& document, const std::string& where, XmlEncoding encoding,
+                    std::size_t most = kMostTreeNodes);
 
 }  // namespace flowbook::kit

@@ -2,7 +2,7 @@
 
 #include "fl/i18n/Conversion.hpp"
 #include "kit/document/Characters.hpp"
-#include "opc/Exception.hpp"
+#include "kit/page/Notes.hpp"
 
 #include <utility>
 
@@ -33,14 +33,7 @@ XmlTree Definitions::read(const Document& document, const std::vector<Relationsh
         if (!part) {
             continue;
         }
-        try {
-            tree = readXmlTree(contentOf(*part), document.where(*part), XmlEncoding::AsDeclared);
-            if (!tree.fault.empty()) {
-                faults_.push_back(tree.fault);
-            }
-        } catch (const opc::Exception& failure) {
-            faults_.emplace_back(failure.what());
-        }
+        tree = readBesideDocument(document, *part, faults_);
     }
     return tree;
 }

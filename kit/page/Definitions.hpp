@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kit/document/Document.hpp"
+#include "kit/page/Faults.hpp"
 #include "kit/page/Lists.hpp"
 #include "kit/page/Styles.hpp"
 
@@ -18,13 +19,13 @@ public:
     const Numbering& numbering() const noexcept { return numbering_; }
 
     /// Why something that they define is not known.
-    const std::vector<std::string>& faults() const noexcept { return faults_; }
+    const std::vector<PageFault>& faults() const noexcept { return faults_; }
 
 private:
     XmlTree read(const Document& document, const std::vector<opc::model::Relationship>& all, std::string_view type);
     XmlTree readStyles(const Document& document);
 
-    std::vector<std::string> faults_;
+    std::vector<PageFault> faults_;
     XmlTree styleTree_;
     XmlTree numberingTree_;
     Styles styles_;

@@ -73,16 +73,22 @@ std::optional<std::size_t> DocumentText::write(Markup& out, Figures& figures, Fa
     }
     tellFaults(out, faults);
     const Definitions& definitions = *definitions_;
-    for (const std::string& fault : definitions.faults()) {
-        faults.tell(out, fault);
+    for (const PageFault& fault : definitions.faults()) {
+        faults.tell(out, fault.words, fault.isOfLimit);
     }
     const XmlNode* const root = code_.tree.root();
     Headings headings(root == nullptr ? std::vector<int>() : headingStylesIn(*root, definitions.styles()));
     Markup text;
-    Links links(figures, root);
+    const Notes notes(*document_);
+    for (const PageFault& fault : notes.faults()) {
+        faults.tell(out, fault.words, fault.isOfLimit);
+    }
+    Links links(figures, notes, root);
     Blocks blocks(text, figures, links, definitions, headings);
     blocks.write(root);
-    if (blocks.hasTextBesideCode()) {
+    Markup ofNotes;
+    const bool hasTextBesideCode = writeNotes(ofNotes, figures, links, headings, notes) || blocks.hasTextBesideCode();
+    if (hasTextBesideCode) {
         out.open("p", {{"class", "remark"}, {"lang", "en"}}).element("span", {{"class", "beside"}}, "Text set off so");
         out.text(" stands beside the code: programs that read the code do not see it.").close();
     }
@@ -91,9 +97,41 @@ std::optional<std::size_t> DocumentText::write(Markup& out, Figures& figures, Fa
         faults.tell(out, code_.fault);
         writeRest(out, stored_, *code_.rest);
     }
+    out.append(ofNotes);
     headings.writeOutline(outline);
     const bool isWhole = code_.fault.empty() || blocks.lineCount() != 0;
     return isWhole ? std::make_optional(blocks.lineCount()) : std::nullopt;
+}
+
+/// Writes all notes but those that nothing refers to and that show nothing, such as the lines above footnotes.
+/// @returns whether text in the style of code is in them.
+bool DocumentText::writeNotes(Markup& out, Figures& figures, Links& links, Headings& headings,
+                              const Notes& notes) const {
+    Markup all;
+    bool hasTextBesideCode = false;
+    for (const Notes::Note& note : notes.all()) {
+        Markup text;
+        Blocks blocks(text, figures, links, *definitions_, headings);
+        const auto ofDocument = figures.follow(notes.relationshipsOf(note));
+        blocks.writeInside(*note.text);
+        figures.follow(ofDocument);
+        const auto [id, place] = links.idsOfNote(note.name);
+        if (text.finished().empty() && place.empty()) {
+            continue;
+        }
+        all.open("div", {{"class", "box"}, {"id", id}}).open("p", {{"class", "remark"}, {"lang", "en"}});
+        all.text(note.name + (note.about.empty() ? "" : ", " + note.about));
+        if (!place.empty()) {
+            all.text(" ").element("a", {{"href", "#" + place}}, "Back to the text");
+        }
+        all.close().append(text).close();
+        hasTextBesideCode = hasTextBesideCode || blocks.hasTextBesideCode();
+    }
+    if (!all.finished().empty()) {
+        out.open("section", {{"aria-labelledby", "notes"}}).element("h2", {{"id", "notes"}, {"lang", "en"}}, "Notes");
+        out.append(all).close();
+    }
+    return hasTextBesideCode;
 }
 
 std::string DocumentText::language() const {

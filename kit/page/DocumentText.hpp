@@ -5,6 +5,9 @@
 #include "kit/page/Definitions.hpp"
 #include "kit/page/Faults.hpp"
 #include "kit/page/Figures.hpp"
+#include "kit/page/Headings.hpp"
+#include "kit/page/Links.hpp"
+#include "kit/page/Notes.hpp"
 
 #include <cstddef>
 #include <optional>
@@ -30,6 +33,7 @@ public:
 
 private:
     void tellFaults(Markup& out, Faults& faults) const;
+    bool writeNotes(Markup& out, Figures& figures, Links& links, Headings& headings, const Notes& notes) const;
 
     const Document* document_;
     std::optional<opc::model::Part> part_;  ///< nothing when there is no document that can be read

@@ -18,7 +18,7 @@ void writeNotice(Markup& out, std::string_view what, std::string_view why) {
 
 void Faults::tell(Markup& out, const std::string& message, bool isOfLimit) {
     const std::string words = inWords_ ? inWords_(message) : message;
-    writeNotice(out, "Damaged", words);
+    writeNotice(out, isOfLimit ? "Beyond a limit" : "Damaged", words);
     const auto isTold = [&words](const PageFault& fault) { return fault.words == words; };
     if (all_.size() < kMostKept && std::none_of(all_.begin(), all_.end(), isTold)) {
         all_.push_back({words, isOfLimit});

@@ -61,7 +61,14 @@ void writeWords(Markup& out, const std::string& words) {
 }  // namespace
 
 Figures::Figures(const Document& document, Faults& faults, std::string ids)
-    : document_(&document), faults_(&faults), relationships_(document.codeRelationships()), ids_(std::move(ids)) {
+    : document_(&document), faults_(&faults), ids_(std::move(ids)) {
+    follow(document.codeRelationships());
+}
+
+std::vector<Relationship> Figures::follow(std::vector<Relationship> relationships) {
+    std::swap(relationships_, relationships);
+    byId_.clear();
+    links_.clear();
     for (std::size_t i = 0; i < relationships_.size(); ++i) {
         const std::string id = fl::i18n::to_string(relationships_[i].getID());
         byId_.emplace(id, i);
@@ -69,6 +76,7 @@ Figures::Figures(const Document& document, Faults& faults, std::string ids)
             addLink(id, fl::i18n::to_string(relationships_[i].getTarget()));
         }
     }
+    return relationships;
 }
 
 bool isLinkAddress(std::string_view address) {

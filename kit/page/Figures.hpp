@@ -29,6 +29,9 @@ public:
     /// @param ids  what the ids of the figures begin with.
     Figures(const Document& document, Faults& faults, std::string ids = "picture-");
 
+    /// From now on ids are those of other relationships. @returns those that they were of.
+    std::vector<opc::model::Relationship> follow(std::vector<opc::model::Relationship> relationships);
+
     /// The picture that a relationship names, or a link to where it stands already.
     /// @param words    describe the picture; may be empty.
     /// @param caption  inline content for below the picture; null for none.

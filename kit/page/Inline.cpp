@@ -3,6 +3,8 @@
 #include "kit/page/Formula.hpp"
 #include "kit/page/Wording.hpp"
 
+#include <utility>
+
 namespace flowbook::kit {
 
 void InlineWriter::write(const Piece& piece) {
@@ -13,10 +15,22 @@ void InlineWriter::write(const Piece& piece) {
             out_->element("span", {{"id", id}}, "");
         }
     } else if (piece.kind == Piece::Kind::Remark) {
-        out_->element("span", {{"class", "remark"}}, "[" + piece.text + "]");
+        writeRemark(piece);
     } else {
         writeText(piece);
     }
+}
+
+void InlineWriter::writeRemark(const Piece& piece) {
+    const auto [target, id] =
+        piece.node == nullptr ? std::pair<std::string, std::string>() : links_->noteOf(*piece.node);
+    if (target.empty()) {
+        out_->element("span", {{"class", "remark"}}, "[" + piece.text + "]");
+        return;
+    }
+    const std::string words = "[" + nameOfNote(*piece.node) + "]";
+    id.empty() ? out_->element("a", {{"class", "remark"}, {"href", target}}, words)
+               : out_->element("a", {{"class", "remark"}, {"href", target}, {"id", id}}, words);
 }
 
 void InlineWriter::writeText(const Piece& piece) {

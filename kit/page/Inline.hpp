@@ -15,6 +15,7 @@ public:
 
 private:
     void writeText(const Piece& piece);
+    void writeRemark(const Piece& piece);
 
     Markup* out_;
     Links* links_;

@@ -15,15 +15,17 @@ constexpr std::size_t kMostLinkBytes = std::size_t{16} << 20;
 constexpr std::size_t kLongestBookmark = 200;
 
 /// An address has "%" where an id has ":", so that the id itself stands in the address.
-std::string idOf(std::string_view bookmark) {
-    std::string id = "bookmark-" + addressOf(bookmark);
+std::string idWith(std::string_view name) {
+    std::string id = addressOf(name);
     std::replace(id.begin(), id.end(), '%', ':');
     return id;
 }
 
+std::string idOf(std::string_view bookmark) { return "bookmark-" + idWith(bookmark); }
+
 }  // namespace
 
-Links::Links(const Figures& figures, const XmlNode* root) : figures_(&figures) {
+Links::Links(const Figures& figures, const Notes& notes, const XmlNode* root) : figures_(&figures), notes_(&notes) {
     if (root != nullptr) {
         collect(*root);
     }
@@ -58,6 +60,21 @@ std::string Links::targetOf(const Look& look) {
 std::string Links::idFor(std::string_view bookmark) {
     const auto found = bookmarks_.find(bookmark);
     return found == bookmarks_.end() || std::exchange(found->second, true) ? std::string() : idOf(bookmark);
+}
+
+std::pair<std::string, std::string> Links::noteOf(const XmlNode& node) {
+    const std::string name = nameOfNote(node);
+    if (!notes_->has(name)) {
+        return {};
+    }
+    const bool isFirst = toldNotes_.insert(name).second;
+    auto [id, place] = idsOfNote(name);
+    return {"#" + id, isFirst ? place : ""};
+}
+
+std::pair<std::string, std::string> Links::idsOfNote(const std::string& name) const {
+    const std::string id = "note-" + idWith(name);
+    return {id, toldNotes_.count(name) == 0 ? "" : "to-" + id};
 }
 
 std::vector<std::string> Links::idsLeft() const {

@@ -14,6 +14,7 @@ namespace flowbook::kit {
 namespace {
 
 constexpr std::size_t kDeepest = kListLevels - 1;
+constexpr std::size_t kLongestLabel = 200;  // as any number of items may have it
 constexpr unsigned kLetters = 26;
 constexpr unsigned kLargestRoman = 3999;
 constexpr unsigned kLargest = 1000000;
@@ -123,27 +124,36 @@ Numbering::Numbering(const XmlNode* part, const Styles& styles) : styles_(&style
     if (part == nullptr) {
         return;
     }
-    ById kinds;
-    ById lists;
     for (const XmlNode& node : part->children) {
         if (node.local == "abstractNum") {
-            kinds.emplace(node.attribute("abstractNumId"), &node);
+            kinds_.emplace(node.attribute("abstractNumId"), &node);
         } else if (node.local == "num") {
-            lists[node.attribute("numId")] = &node;
+            lists_[node.attribute("numId")] = &node;
         }
     }
-    std::map<std::string_view, std::shared_ptr<const ListLevels>> levels;  // of the abstract lists
-    for (const auto& [id, list] : lists) {
-        const std::string_view kind = kindOf(*list, kinds, lists);
-        auto& shared = levels[kind];
-        if (shared == nullptr) {
-            const auto definition = kinds.find(kind);
-            shared = levelsOf(definition == kinds.end() ? nullptr : definition->second, {});
-        }
-        const bool isChanged = list->child("lvlOverride") != nullptr;
-        lists_[std::string(id)] = {isChanged ? std::string(id) : "kind " + std::string(kind),
-                                   isChanged ? levelsOf(list, *shared) : shared};
+}
+
+/// Null when nothing defines the list.
+const Numbering::List* Numbering::listOf(const std::string& id) const {
+    if (const auto known = used_.find(id); known != used_.end()) {
+        return &known->second;
     }
+    const auto found = lists_.find(id);
+    if (found == lists_.end()) {
+        return nullptr;
+    }
+    const XmlNode& list = *found->second;
+    const std::string_view kind = kindOf(list);
+    auto& shared = levels_[kind];
+    if (shared == nullptr) {
+        const auto definition = kinds_.find(kind);
+        shared = levelsOf(definition == kinds_.end() ? nullptr : definition->second, {});
+    }
+    const bool isChanged = list.child("lvlOverride") != nullptr;
+    return &used_
+                .emplace(id, List{isChanged ? id : "kind " + std::string(kind),
+                                  isChanged ? levelsOf(&list, *shared) : shared})
+                .first->second;
 }
 
 /// The levels of an abstract list, or those that a list has changed. @param node  may be null.
@@ -156,13 +166,13 @@ std::shared_ptr<const ListLevels> Numbering::levelsOf(const XmlNode* node, const
 }
 
 /// The abstract list that a list is of. One that only names a style is defined by the list of that style.
-std::string_view Numbering::kindOf(const XmlNode& list, const ById& kinds, const ById& lists) const {
+std::string_view Numbering::kindOf(const XmlNode& list) const {
     const std::string_view kind = list.valueOf("abstractNumId");
-    const auto found = kinds.find(kind);
-    const XmlNode* const link = found == kinds.end() ? nullptr : found->second->child("numStyleLink");
+    const auto found = kinds_.find(kind);
+    const XmlNode* const link = found == kinds_.end() ? nullptr : found->second->child("numStyleLink");
     const auto linked = link == nullptr ? std::nullopt : styles_->numberingOf(link->attribute("val"));
-    const auto other = linked ? lists.find(linked->list) : lists.end();
-    return other == lists.end() ? kind : other->second->valueOf("abstractNumId");
+    const auto other = linked ? lists_.find(linked->list) : lists_.end();
+    return other == lists_.end() ? kind : other->second->valueOf("abstractNumId");
 }
 
 void Numbering::readLevels(const XmlNode& from, ListLevels& levels) {
@@ -195,13 +205,13 @@ std::optional<ListItem> Numbering::itemOf(const XmlNode& paragraph) const {
     if (id == "0" || (own == nullptr && id.empty())) {
         return id == "0" ? std::nullopt : byName;
     }
-    const auto list = lists_.find(id);
-    if (list == lists_.end()) {
+    const List* const list = listOf(id);
+    if (list == nullptr) {
         return ListItem{id, std::min<std::size_t>(numberIn(level, 0), kDeepest), byName && byName->isOrdered};
     }
-    const ListLevels& levels = *list->second.levels;
+    const ListLevels& levels = *list->levels;
     level = level.empty() && ofStyle ? levelOfStyle(levels, *ofStyle) : level;
-    ListItem item{list->second.counter, std::min<std::size_t>(numberIn(level, 0), kDeepest), false, &levels};
+    ListItem item{list->counter, std::min<std::size_t>(numberIn(level, 0), kDeepest), false, &levels};
     const std::string& format = levels[item.level].format;
     item.isOrdered = format != "bullet" && format != "none";
     return item;
@@ -227,9 +237,10 @@ ItemCounts::Counted ItemCounts::next(const ListItem& item) {
 /// The text of the level with the numbers in it. A level that had no item yet is at its start.
 std::string ItemCounts::labelOf(const ListItem& item, const Counts& counts) {
     const ListLevel& own = (*item.levels)[item.level];
-    const std::string text = own.text.value_or("");
+    static const std::string& none = *new std::string;
+    const std::string& text = own.text ? *own.text : none;
     std::string label;
-    for (std::size_t i = 0; i < text.size(); ++i) {
+    for (std::size_t i = 0; i < text.size() && label.size() < kLongestLabel; ++i) {
         const bool isNumber = text[i] == '%' && i + 1 < text.size() && text[i + 1] >= '1' && text[i + 1] <= '9';
         if (!isNumber) {
             label += text[i];

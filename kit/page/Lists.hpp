@@ -37,11 +37,16 @@ struct ListItem {
     unsigned start() const { return levels == nullptr ? 1 : (*levels)[level].start; }
 };
 
-/// The kinds of lists that a document's numbering part defines (ECMA-376-1, part 1, 17.9).
+/// The kinds of lists that a document's numbering part defines (ECMA-376-1, part 1, 17.9). A list is looked at when an
+/// item is of it, as a part may define a million. Used by one thread at a time.
 class Numbering {
 public:
-    /// @param part  the root of the numbering part; null when there is none. @param styles  must outlive this object.
+    /// @param part  the root of the numbering part; null when there is none. @param styles  both must outlive this
+    /// object.
     Numbering(const XmlNode* part, const Styles& styles);
+    Numbering(const Numbering&) = delete;
+    Numbering& operator=(const Numbering&) = delete;
+    ~Numbering() = default;
 
     /// Nothing for a paragraph that is no item. A list without a definition has bullets, unless its style has numbers.
     /// The item is good as long as this object.
@@ -55,12 +60,16 @@ private:
 
     using ById = std::map<std::string_view, const XmlNode*>;
 
-    std::string_view kindOf(const XmlNode& list, const ById& kinds, const ById& lists) const;
+    const List* listOf(const std::string& id) const;
+    std::string_view kindOf(const XmlNode& list) const;
     static std::shared_ptr<const ListLevels> levelsOf(const XmlNode* node, const ListLevels& base);
     static void readLevels(const XmlNode& from, ListLevels& levels);
 
     const Styles* styles_;
-    std::map<std::string, List> lists_;  ///< by the id of the numbering
+    ById kinds_;  ///< abstract lists
+    ById lists_;
+    mutable std::map<std::string, List> used_;  ///< lists that items are of, by their ids
+    mutable std::map<std::string_view, std::shared_ptr<const ListLevels>> levels_;  ///< of the abstract ones of these
 };
 
 /// How many items there were so far, by list and level: a list goes on in the cells of a table, and behind it.

@@ -192,7 +192,7 @@ private:
         } else {
             addPicture(node, look);
             if (const std::string remark = remarkOn(node); !remark.empty()) {
-                add(Piece::Kind::Remark, remark, look);
+                add(Piece::Kind::Remark, remark, look, &node);
             }
             return false;
         }
@@ -294,7 +294,13 @@ private:
 
 std::vector<Piece> piecesOf(const XmlNode& paragraph, const Styles* styles, const Look& around) {
     std::vector<Piece> pieces;
-    Collector(pieces, styles).collectInside(paragraph, around);
+    Collector collector(pieces, styles);
+    collector.collectInside(paragraph, around);
+    // The last paragraph of a section refers to what stands above and below its pages.
+    const XmlNode* const properties = paragraph.child("pPr");
+    if (const XmlNode* const section = properties == nullptr ? nullptr : properties->child("sectPr")) {
+        collector.collectInside(*section, {});
+    }
     return pieces;
 }
 
@@ -320,14 +326,19 @@ bool isShownIn(const XmlNode& child, const XmlNode* shownAlternative) {
     return &child == shownAlternative || !isAlternative(child);
 }
 
-std::string remarkOn(const XmlNode& node) {
+std::string nameOfNote(const XmlNode& node) {
     const auto* const found =
         std::find_if(std::begin(kElsewhere), std::end(kElsewhere), [&](auto& each) { return each.name == node.local; });
     if (found == std::end(kElsewhere)) {
         return {};
     }
     const std::string_view id = node.attribute("id");
-    return std::string(found->called) + (id.empty() ? "" : " " + std::string(id)) + ", not shown";
+    return std::string(found->called) + (id.empty() ? "" : " " + std::string(id));
+}
+
+std::string remarkOn(const XmlNode& node) {
+    const std::string name = nameOfNote(node);
+    return name.empty() ? "" : name + ", not shown";
 }
 
 bool isSettings(std::string_view local) {

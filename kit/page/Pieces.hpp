@@ -13,7 +13,7 @@ namespace flowbook::kit {
 struct Piece {
     enum class Kind {
         Text,      ///< tabs and line feeds included
-        Remark,    ///< words about something that no page can show
+        Remark,    ///< words about something that is not shown here, which `node` refers to, if it refers to something
         Formula,   ///< `node` is one
         Bookmark,  ///< a place that `words` name, with nothing to see
         Picture,   ///< `text` is its relationship, `words` describe it
@@ -57,7 +57,10 @@ void forEachShown(const XmlNode& alternateContent, Work work) {
     }
 }
 
-/// Words about an element whose content lies elsewhere, such as a footnote; empty for other elements.
+/// What an element is called whose content lies elsewhere, such as "footnote 3"; empty for other elements.
+std::string nameOfNote(const XmlNode& node);
+
+/// Words about such an element; empty for others.
 std::string remarkOn(const XmlNode& node);
 
 /// Whether an element of this local name holds settings and nothing to show.

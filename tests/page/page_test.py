@@ -70,6 +70,11 @@ class Pages(unittest.TestCase):
         self.assertEqual(page.count('<span id="L'), 200000)
         self.assertIn("100,000 lines of code after line 200,000 left out.", page)
 
+        label = '<w:abstractNum w:abstractNumId="0"><w:lvl w:ilvl="0"><w:lvlText w:val="%s"/></w:lvl></w:abstractNum>'
+        page = self.rich_page('<w:p><w:pPr><w:numPr><w:numId w:val="1"/></w:numPr></w:pPr></w:p>' * 200, numbering=(
+            label % ("%1" * 100000) + '<w:num w:numId="1"><w:abstractNumId w:val="0"/></w:num>'))
+        self.assertLess(len(page), 100000)
+
         # Of alternatives in alternatives, each is looked at once.
         nested = "<c:AlternateContent><c:Choice>" * 200 + "<w:t>deep</w:t>" + "</c:Choice></c:AlternateContent>" * 200
         nested = made.rich(f"<w:p><w:r>{nested}</w:r></w:p>", attributes=' xmlns:c="urn:c"')
@@ -198,6 +203,30 @@ class Pages(unittest.TestCase):
             self.assertEqual(Page(self.rich_page(
                 f'<w:p><w:pPr><w:pStyle w:val="{style}"/></w:pPr><w:r><w:t>a</w:t>{box}<w:t>b</w:t></w:r></w:p>')
             ).root.text(lambda e: e.text().startswith("Text set off")), shown)
+
+    def test_notes(self):
+        def text(words, *more):
+            return f"<w:p><w:r><w:t>{words}</w:t></w:r>{''.join(more)}</w:p>"
+
+        body = text("a", '<w:r><w:footnoteReference w:id="2"/></w:r>', '<w:r><w:commentReference w:id="0"/></w:r>') \
+            + text("b", '<w:r><w:footnoteReference w:id="2"/><w:endnoteReference w:id="9"/></w:r>') + (
+                f'<w:p><w:pPr><w:sectPr><w:headerReference xmlns:r="{OFFICE}relationships" r:id="header"/></w:sectPr>'
+                "</w:pPr></w:p>")
+        notes = {"footnotes": '<w:footnote w:id="0"><w:p><w:r><w:separator/></w:r></w:p></w:footnote><w:footnote '
+                              f'w:id="2">{text("foot")}</w:footnote><w:footnote w:id="3">{text("lone")}</w:footnote>',
+                 "comments": f'<w:comment w:id="0" w:author="Ann">{text("why")}</w:comment>', "header": text("above")}
+        page = Page(self.rich_page(body, **notes)).root
+        links = [(a.attributes["href"], a.attributes.get("id"), a.text()) for a in page.find("a")]
+        self.assertEqual(links, [
+            ("#note-footnote:202", "to-note-footnote:202", "[footnote 2]"),
+            ("#note-comment:200", "to-note-comment:200", "[comment 0]"), ("#note-footnote:202", None, "[footnote 2]"),
+            ("#note-page:20header:20header", "to-note-page:20header:20header", "[page header header]"),
+            *((f"#to-note-{note}", None, "Back to the text")
+              for note in ("footnote:202", "comment:200", "page:20header:20header"))])
+        self.assertEqual(page.find("section")[0].text(),
+                         "Notesfootnote 2 Back to the textfootfootnote 3lonecomment 0, Ann Back to the textwhy"
+                         "page header header Back to the textabove")
+        self.assertIn("[endnote 9, not shown]", page.text())
 
     def test_folder_of_pages(self):
         told = self.html("in", "-d", "out", code=4)[1]

@@ -1,0 +1,80 @@
+#include "kit/page/Notes.hpp"
+
+#include "fl/i18n/Conversion.hpp"
+#include "kit/document/Characters.hpp"
+#include "opc/Exception.hpp"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+namespace flowbook::kit {
+
+using opc::model::Relationship;
+
+namespace {
+
+// Definitions and notes of real documents have some thousands.
+constexpr std::size_t kMostNodes = 500000;
+
+/// The parts of notes, by the end of the type of the relationship that leads to them.
+constexpr struct {
+    std::string_view type;
+    std::string_view called;
+    bool isOne;  ///< whether the part is one note, named by the relationship; else each of its elements with an id is
+} kNoteParts[] = {{"/footnotes", "footnote", false},
+                  {"/endnotes", "endnote", false},
+                  {"/comments", "comment", false},
+                  {"/header", "page header", true},
+                  {"/footer", "page footer", true}};
+
+std::string named(std::string_view called, std::string_view id) { return std::string(called) + " " + std::string(id); }
+
+}  // namespace
+
+Notes::Notes(const Document& document) {
+    for (const Relationship& each : document.codeRelationships()) {
+        const std::string type = fl::i18n::to_string(each.getType());
+        const auto* const kind = std::find_if(std::begin(kNoteParts), std::end(kNoteParts),
+                                              [&](const auto& known) { return endsWith(type, known.type); });
+        const auto part = kind == std::end(kNoteParts) ? std::nullopt : document.partAt(each);
+        if (!part) {
+            continue;
+        }
+        parts_.push_back(
+            {readBesideDocument(document, *part, faults_), part->getRelationships(opc::model::ExcludeMode::None)});
+        const XmlNode* const root = parts_.back().tree.root();
+        if (root != nullptr && kind->isOne) {
+            add(named(kind->called, fl::i18n::to_string(each.getID())), *root);
+        }
+        for (std::size_t i = 0; root != nullptr && !kind->isOne && i < root->children.size(); ++i) {
+            const XmlNode& note = root->children[i];
+            if (!note.attribute("id").empty()) {
+                add(named(kind->called, note.attribute("id")), note);
+            }
+        }
+    }
+}
+
+void Notes::add(std::string name, const XmlNode& text) {
+    if (names_.emplace(name, all_.size()).second) {
+        std::string about(text.attribute("author"));
+        about += (about.empty() || text.attribute("date").empty() ? "" : ", ") + std::string(text.attribute("date"));
+        all_.push_back({std::move(name), std::move(about), &text, parts_.size() - 1});
+    }
+}
+
+XmlTree readBesideDocument(const Document& document, const opc::model::Part& part, std::vector<PageFault>& faults) {
+    try {
+        XmlTree tree = readXmlTree(contentOf(part), document.where(part), XmlEncoding::AsDeclared, kMostNodes);
+        if (!tree.fault.empty()) {
+            faults.push_back({tree.fault, tree.isOverLimit});
+        }
+        return tree;
+    } catch (const opc::Exception& failure) {
+        faults.push_back({failure.what(), failure.kind() == opc::ErrorKind::LimitExceeded});
+        return {};
+    }
+}
+
+}  // namespace flowbook::kit
