@@ -66,7 +66,8 @@ private:
 
 ElementHandler readElements(const Part& part, const fl::Bytes& content) {
     ElementHandler handler;
-    readXml(content, "part " + part.getName().ascii(), XmlEncoding::AsDeclared, handler);
+    opc::inPart(part.getName().ascii(),
+                [&] { readXml(content, "part " + part.getName().ascii(), XmlEncoding::AsDeclared, handler); });
     return handler;
 }
 

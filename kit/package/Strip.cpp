@@ -68,7 +68,8 @@ private:
         code_ = code ? code->getName().folded() : "";
         if (document_.form() == CodeForm::Rich) {
             const fl::Bytes content = contentOf(*code);
-            readXml(content, document_.where(*code), encodingOf(content), mentioned_);
+            opc::inPart(code->getName().ascii(),
+                        [&] { readXml(content, document_.where(*code), encodingOf(content), mentioned_); });
         }
     }
 
@@ -171,12 +172,11 @@ void strip(Package& package, const Strippable& what) {
     }
 }
 
-std::optional<fl::Bytes> stripped(const fl::Bytes& flowbook) {
-    const Strippable what = findStrippable(Document(flowbook));
+std::optional<fl::Bytes> stripped(const fl::Bytes& flowbook, const std::u16string& name) {
+    const Strippable what = findStrippable(Document(flowbook, name));
     if (what.empty()) {
         return std::nullopt;
     }
-    const std::u16string name = u"flowbook";
     const auto memory = std::make_shared<MemoryStorage>();
     memory->put(name, flowbook);
     opc::zippackage::ZipPhysicalPackage container(name, opc::FileSystemOpsSelector{StorageSystemReference(memory)},

@@ -28,7 +28,7 @@ Strippable findStrippable(const Document& document);
 void strip(opc::model::Package& package, const Strippable& what);
 
 /// The flowbook without what can be stripped; nothing when there is nothing.
-/// @throws opc::Exception as findStrippable() and strip().
-std::optional<fl::Bytes> stripped(const fl::Bytes& flowbook);
+/// @param name  for messages. @throws opc::Exception as findStrippable() and strip().
+std::optional<fl::Bytes> stripped(const fl::Bytes& flowbook, const std::u16string& name = u"flowbook");
 
 }  // namespace flowbook::kit

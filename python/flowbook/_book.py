@@ -16,7 +16,7 @@ from flowbook import _native
 from flowbook._errors import EncryptedError, Error, MisuseError, error_of
 from flowbook._paragraphs import Paragraphs
 from flowbook._parts import Finding, Image, Part, Relationship
-from flowbook._places import UTF16, Memory, Place, Source, Target, binary, place_of
+from flowbook._places import UTF16, Binary, Memory, Place, Source, Target, binary, place_of
 from flowbook._properties import Properties
 
 Self = TypeVar("Self", bound="Flowbook")
@@ -271,7 +271,7 @@ class Flowbook:
         return tuple(Image(self, part.name, part.content_type, part.size, None, targets.get(part.name.lower(), ""))
                      for part in native.parts() if part.is_picture)
 
-    def add_image(self, data: bytes, media_type: str) -> Image:
+    def add_image(self, data: Binary, media_type: str) -> Image:
         """Adds a picture to those that belong to the code, and returns it.
 
         >>> book = Flowbook.new(code="x")
@@ -288,12 +288,13 @@ class Flowbook:
         """All parts but those that hold relationships, in the order of the file."""
         return tuple(Part(self, part.name, part.content_type, part.size) for part in self._current().parts())
 
-    def add_part(self, name: str, data: bytes, content_type: str) -> Part:
+    def add_part(self, name: str, data: Binary, content_type: str) -> Part:
         """Adds a part, to which nothing leads yet; see `add_relationship()`.
 
         Raises `ConflictError` when there is one of that name, and `MisuseError` for what no part can be called.
         """
-        self._checked(name, "name"), self._checked(content_type, "content_type")
+        self._checked(name, "name")
+        self._checked(content_type, "content_type")
         self._current().put_part(name, content_type, binary(data, "data"), True, False)
         info = self._part_info(name)
         return Part(self, info.name, info.content_type, info.size)
@@ -456,7 +457,11 @@ class Flowbook:
 
     def _refuse_encrypted(self, permitted: bool) -> None:
         if not permitted and not self._encrypted_here and self._current().form() == "encrypted":
-            raise EncryptedError("the code is encrypted; set_code(text, flatten=True) replaces it", self.name)
+            try:
+                self._native.rich_code()
+            except EncryptedError as encrypted:
+                raise EncryptedError("the code is encrypted; set_code(text, flatten=True) replaces it", self.name,
+                                     encrypted.part) from None
 
     def _set_property(self, label: str, text: str | None) -> None:
         self._current().set_property(label, None if text is None else self._property_text(text, label))
@@ -482,7 +487,7 @@ class Flowbook:
     def _picture_of(self, name: str) -> bytes:
         return self._current().picture(name)
 
-    def _put_part(self, name: str, data: bytes, content_type: str | None, *, is_picture: bool) -> None:
+    def _put_part(self, name: str, data: Binary, content_type: str | None, *, is_picture: bool) -> None:
         content, kind = binary(data, "data"), self._checked(content_type or "", "content_type")
         with self._changing_code():
             self._current().put_part(name, kind, content, False, is_picture)

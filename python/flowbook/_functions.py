@@ -7,7 +7,7 @@ from typing import NamedTuple, Union
 
 from flowbook import _native
 from flowbook._book import Flowbook, open as open_flowbook
-from flowbook._errors import DamagedError
+from flowbook._errors import DamagedError, Error
 from flowbook._parts import Finding
 from flowbook._places import Source, place_of
 
@@ -84,8 +84,9 @@ def strip(source: Given) -> bytes:
     >>> [part.name for part in open(strip(Flowbook.new(code="x"))).parts if "output" in part.name]
     []
     """
-    content = _book(source).to_bytes()
-    return _native.stripped(content) or content
+    book = _book(source)
+    content = book.to_bytes()
+    return _native.stripped(content, book.name) or content
 
 
 def diff(a: Given, b: Given, *, context: int = 3) -> str:
@@ -159,8 +160,15 @@ def merge(base: Given | None, ours: Given, theirs: Given, *, favour: str | None 
                                ("outputs", outputs, ("ours", "theirs", "drop", "conflict"))):
         if given is not None and given not in known:
             raise ValueError(f"{name} is one of {', '.join(known)}, not {given!r}")
-    data, conflicts, notes = _native.merge(None if base is None else _book(base).to_bytes(), _book(ours).to_bytes(),
-                                           _book(theirs).to_bytes(), favour or "", outputs or "", labels[0], labels[1])
+    old, mine, other = None if base is None else _book(base), _book(ours), _book(theirs)
+    try:
+        data, conflicts, notes = _native.merge(None if old is None else old.to_bytes(), mine.to_bytes(),
+                                               other.to_bytes(), favour or "", outputs or "", labels[0], labels[1])
+    except Error:
+        for each in (old, mine, other):
+            if each is not None:
+                each.digest  # raises the failure of the one that cannot be read, with its name
+        raise
     return Merged(data, tuple(Conflict(*each) for each in conflicts), tuple(notes))
 
 

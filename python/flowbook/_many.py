@@ -140,7 +140,8 @@ def _web_files(files: Any, paths: list[str]) -> Iterator[File]:
         requests = [files._info(path) for path in single]
         return await _run_coros_in_chunks(requests, batch_size=REQUESTS, return_exceptions=True)
 
-    for path, info in zip(single, sync(files.loop, ask)):
+    infos: Any = sync(files.loop, ask)
+    for path, info in zip(single, infos):
         # A server may answer no question but the one for the content, as where addresses are signed for that.
         known = info if isinstance(info, dict) else {}
         yield File(files, path, path, int(known.get("size") or 0), known.get("ETag"))

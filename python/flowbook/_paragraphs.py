@@ -152,7 +152,8 @@ class Paragraphs(Sequence[Paragraph]):
         with self._alone():
             self._load()
             at = slice(operator.index(index), None).indices(len(self._all))[0]
-            self._book._checked(text, "text"), self._book._checked(style, "style")
+            self._book._checked(text, "text")
+            self._book._checked(style, "style")
             if not self._known or not _PLAIN_STYLE.fullmatch(style):
                 return self._insert_now(at, text, style)
             if at < len(self._all):

@@ -6,6 +6,7 @@ from typing import TYPE_CHECKING, Any, NamedTuple
 
 from flowbook._errors import MisuseError
 from flowbook._pictures import dimensions_of, media_type_of
+from flowbook._places import Binary
 
 if TYPE_CHECKING:
     from flowbook._book import Flowbook
@@ -52,7 +53,7 @@ class Part:
         """Those that lead from this part to others."""
         return tuple(each for each in self._owner.relationships if each.source == self.name)
 
-    def replace(self, data: bytes, content_type: str | None = None) -> None:
+    def replace(self, data: Binary, content_type: str | None = None) -> None:
         """Gives the part other content, and another type if one is given. Relationships to it stay.
 
         >>> import flowbook
@@ -144,7 +145,7 @@ class Image(Part):
         """Width and height in pixels, as PNG, GIF, JPEG, BMP and WebP have them; None for others."""
         return dimensions_of(self.data)
 
-    def replace(self, data: bytes, content_type: str | None = None) -> None:
+    def replace(self, data: Binary, content_type: str | None = None) -> None:
         """Gives it another picture, of another media type if one is given; the text that shows it shows the new one."""
         self._owner._put_part(self.name, data, content_type, is_picture=True)
         self._note(content_type)

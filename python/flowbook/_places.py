@@ -49,6 +49,7 @@ class Place(Protocol):
 
     def content(self) -> bytes:
         """All bytes of it, which may be no flowbook."""
+        ...
 
     def save_back(self, book: _native.Book, overwrite: bool) -> None:
         """Saves what was opened from here, if it is still the same or is to be overwritten."""
@@ -58,6 +59,7 @@ class Place(Protocol):
 
     def pickled(self, book: _native.Book) -> Place:
         """A place that can be pickled."""
+        ...
 
     def refuse_if_changed(self) -> None:
         """Raises when the file is another version than the one that was pickled."""

@@ -9,6 +9,7 @@ import threading
 import time
 from collections.abc import Callable, Iterator, Mapping
 from typing import Any
+from urllib.parse import urlsplit, urlunsplit
 
 from flowbook import _native
 from flowbook._errors import ConflictError, Error, MisuseError, NotFoundError
@@ -238,9 +239,40 @@ class WebStore(Store):
     updates. Where it has locks (RFC 4918, 6), the file is locked while tags are compared and content is put.
     """
 
+    # Where servers were seen to look at If-Match: scheme and host of their addresses.
+    _comparing: set[tuple[str, str]] = set()
+
     @property
     def compares(self) -> bool:  # type: ignore[override]
-        return self._tag is not None
+        if self._tag is None:
+            return False
+        where = urlsplit(self.path)[:2]
+        if where not in self._comparing and (self._has_locks() or self._refuses_another_tag()):
+            self._comparing.add(where)
+        return where in self._comparing
+
+    def _refuses_another_tag(self) -> bool:
+        """Whether the server refuses to make a file that a request takes to be there already. Some put what they get
+        without a look at If-Match, so that any update may be lost."""
+        address = urlsplit(self.path)
+        folder, _, name = address.path.rpartition("/")
+        if address.query:
+            return True  # signed for this file alone, so no other can be tried
+        _, _, present = self._request("GET", {})  # so that nothing is lost where a server has but one file
+        other = urlunsplit((*address[:2], f"{folder}/.~{name}.{os.getpid()}-{threading.get_ident()}~", "", ""))
+        try:
+            status, _, _ = self._request("PUT", {"If-Match": '"another"'}, present, other)
+        except Exception:
+            return True  # it may be that this file alone can be put, so that nothing is known
+        if status == 412:
+            return True
+        with contextlib.suppress(Exception):
+            self._request("DELETE", {}, None, other)
+        return False
+
+    def _has_locks(self) -> bool:
+        _, headers, _ = self._request("OPTIONS", {})
+        return "2" in [each.strip() for each in headers.get("DAV", "").split(",")]
 
     @property
     def _tag(self) -> str | None:
@@ -277,8 +309,7 @@ class WebStore(Store):
     @contextlib.contextmanager
     def _locked(self) -> Iterator[dict[str, str]]:
         """Locks the file where the server can do so, for the headers that a request needs then."""
-        _, headers, _ = self._request("OPTIONS", {})
-        if "2" not in [each.strip() for each in headers.get("DAV", "").split(",")]:
+        if not self._has_locks():
             yield {}
             return
         until = time.monotonic() + _UNTIL_UNLOCKED
@@ -343,22 +374,23 @@ class WebStore(Store):
             self.version = _version(headers, len(present))
         return is_expected(present)
 
-    def _request(self, method: str, headers: Mapping[str, str],
-                 content: bytes | None = None) -> tuple[int, Mapping[str, str], bytes]:
+    def _request(self, method: str, headers: Mapping[str, str], content: bytes | None = None,
+                 address: str | None = None) -> tuple[int, Mapping[str, str], bytes]:
         from fsspec.asyn import sync  # type: ignore[import]
 
-        answer: tuple[int, Mapping[str, str], bytes] = sync(self.files.loop, self._ask, method, headers, content)
-        return answer
+        answer: Any = sync(self.files.loop, self._ask, method, headers, content, address or self.path)
+        status, given, read = answer
+        return status, given, read
 
-    async def _ask(self, method: str, headers: Mapping[str, str],
-                   content: bytes | None) -> tuple[int, Mapping[str, str], bytes]:
+    async def _ask(self, method: str, headers: Mapping[str, str], content: bytes | None,
+                   address: str) -> tuple[int, Mapping[str, str], bytes]:
         session = await self.files.set_session()
         given = dict(self.files.kwargs)
         all_headers = {"Accept-Encoding": "identity", **given.pop("headers", {}), **headers}
-        async with session.request(method, self.files.encode_url(self.path), headers=all_headers, data=content,
+        async with session.request(method, self.files.encode_url(address), headers=all_headers, data=content,
                                    **given) as answer:
             if answer.status == 404:
-                raise FileNotFoundError(self.path)
+                raise FileNotFoundError(address)
             if answer.status not in {412, 416, 423} and method != "OPTIONS":
                 answer.raise_for_status()
             return answer.status, answer.headers, await answer.read()
@@ -367,9 +399,28 @@ class WebStore(Store):
 class ObjectStore(Store):
     """S3: an object is replaced with IfMatch where the client and the server know that."""
 
+    # Of those that were seen to look at IfMatch, the file system and the bucket.
+    _comparing: set[tuple[Any, str]] = set()
+
     @property
     def compares(self) -> bool:  # type: ignore[override]
-        return bool(self.version) and "IfMatch" in self.files._kwargs_helper._get_valid_keys("put_object")
+        if not self.version or "IfMatch" not in self.files._kwargs_helper._get_valid_keys("put_object"):
+            return False
+        bucket, key, _ = self.files.split_path(self.path)
+        if (self.files, bucket) not in self._comparing and self._refuses_another_tag(bucket, key):
+            self._comparing.add((self.files, bucket))
+        return (self.files, bucket) in self._comparing
+
+    def _refuses_another_tag(self, bucket: str, key: str) -> bool:
+        """As that of WebStore, for servers of which some take no notice of IfMatch."""
+        other = f"{key}.~{os.getpid()}-{threading.get_ident()}~"
+        try:
+            self.files.call_s3("put_object", Bucket=bucket, Key=other, Body=b"", IfMatch='"another"')
+        except Exception:
+            return True
+        with contextlib.suppress(Exception):
+            self.files.call_s3("delete_object", Bucket=bucket, Key=other)
+        return False
 
     def _version_of(self, info: Mapping[str, Any]) -> object:
         return info.get("ETag")

@@ -439,7 +439,7 @@ void Book::moveToObject(pybind11::object object, std::uint64_t revision) {
 
 bool Book::strip() {
     return run(true, [](State& state) {
-        auto stripped = kit::stripped(state.bytes());
+        auto stripped = kit::stripped(state.bytes(), kName);
         if (stripped) {
             state.hold(std::move(*stripped));
         }

@@ -38,8 +38,8 @@ kit::Salvaged repair(const std::string& remains) {
     return runCall("", true, [bytes = copyOf(remains)] { return kit::salvage(bytes); });
 }
 
-std::optional<fl::Bytes> stripped(const std::string& flowbook) {
-    return runCall("", true, [bytes = copyOf(flowbook)] { return kit::stripped(bytes); });
+std::optional<fl::Bytes> stripped(const std::string& flowbook, const std::string& name) {
+    return runCall(name, true, [bytes = copyOf(flowbook)] { return kit::stripped(bytes, kName); });
 }
 
 kit::MergeResult merge(const std::optional<std::string>& base, const std::string& ours, const std::string& theirs,

@@ -26,7 +26,8 @@ std::string diff(const kit::NamedText& a, const kit::NamedText& b, std::size_t c
 kit::Salvaged repair(const std::string& remains);
 
 /// The flowbook without outputs and pictures that nothing refers to; nothing when there are none.
-std::optional<fl::Bytes> stripped(const std::string& flowbook);
+/// @param name  the user's name of it, UTF-8.
+std::optional<fl::Bytes> stripped(const std::string& flowbook, const std::string& name);
 
 /// Merges three versions. @param base  none when there is no common ancestor.
 kit::MergeResult merge(const std::optional<std::string>& base, const std::string& ours, const std::string& theirs,

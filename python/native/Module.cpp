@@ -323,8 +323,8 @@ py::tuple toPython(const kit::MergeResult& result) {
 }
 
 void addFunctions(py::module_& module) {
-    module.def("stripped", [](const std::string& flowbook) {
-        const auto result = stripped(flowbook);
+    module.def("stripped", [](const std::string& flowbook, const std::string& name) {
+        const auto result = stripped(flowbook, name);
         return result ? py::object(toPython(*result)) : py::none();
     });
     module.def("merge", [](const std::optional<std::string>& base, const std::string& ours, const std::string& theirs,

@@ -8,6 +8,7 @@ import pickle
 import sys
 import threading
 import weakref
+import zipfile
 from datetime import timedelta
 from pathlib import Path
 
@@ -321,11 +322,23 @@ def test_pictures_that_are_none(media_type):
         flowbook.Flowbook.new().add_image(PNG, media_type)
 
 
-def test_damage_names_the_part():
-    content = bytearray(make.zipped(make.package(document=os.urandom(64)), compression=0))
+WHOLE = make.zipped(make.package(**make.core(make.title("a"))), compression=0)
+
+
+@pytest.mark.parametrize("entry, act", [
+    ("[Content_Types].xml", flowbook.open), ("_rels/.rels", flowbook.open),
+    ("tarmic/document.xml", lambda content: flowbook.open(content).code),
+    ("tarmic/document.xml", lambda content: flowbook.merge(None, WHOLE, content)),
+    ("tarmic/document.xml", flowbook.strip), ("core.xml", lambda content: flowbook.open(content).title),
+    ("core.xml", lambda content: len(flowbook.open(content).properties)), ("core.xml", flowbook.digest)])
+def test_damage_names_the_part(entry, act):
+    content = bytearray(WHOLE)
+    with zipfile.ZipFile(io.BytesIO(WHOLE)) as archive:
+        at = archive.getinfo(entry).header_offset + 30 + len(entry)
+    content[at + 9] ^= 1  # so that its checksum is wrong
     with pytest.raises(flowbook.DamagedError) as damage:
-        flowbook.open(content).code
-    assert damage.value.part == "/tarmic/document.xml" and damage.value.file == "<bytes>" and damage.value.words
+        act(bytes(content))
+    assert (damage.value.part, damage.value.file) == (f"/{entry}", "<bytes>") and damage.value.words
 
 
 def test_threads(path):

@@ -61,11 +61,15 @@ class Handler(http.server.BaseHTTPRequestHandler):
 
     do_HEAD = do_GET
 
+    def do_DELETE(self):
+        del self.files[self.path]
+        return self.answer(204)
+
     def do_PUT(self):
         content = self.rfile.read(int(self.headers["Content-Length"]))
         with self.lock:
             version, _ = self.files.get(self.path, (0, b""))
-            if self.headers.get("If-Match") not in {None, f'"{version}"'}:
+            if not self.blind and self.headers.get("If-Match") not in {None, f'"{version}"'}:
                 return self.answer(412)
             self.files[self.path] = version + 1, content
         return self.answer(204)
@@ -74,6 +78,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
 @pytest.fixture
 def server():
     Handler.files, Handler.swaps, Handler.refused, Handler.weak = {"/a.tqx": (1, SMALL)}, {}, set(), False
+    Handler.blind = False
     with http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler) as server:
         threading.Thread(target=server.serve_forever, daemon=True).start()
         yield f"http://127.0.0.1:{server.server_port}"
@@ -116,6 +121,17 @@ def test_no_update_is_lost_where_versions_are_compared(server):
         first.save()
         second.save(overwrite=True)
         assert flowbook.open(address).title == "second"
+
+
+def test_a_server_that_takes_no_notice_of_tags_is_not_gone_back_to(server):
+    Handler.blind = True
+    book = flowbook.open(f"{server}/a.tqx")
+    book.title = "new"
+    with pytest.raises(flowbook.MisuseError, match="overwrite=True"):
+        book.save()
+    assert Handler.files == {"/a.tqx": (1, SMALL)}
+    book.save(overwrite=True)
+    assert list(Handler.files) == ["/a.tqx"] and flowbook.open(f"{server}/a.tqx").title == "new"
 
 
 def test_web_addresses(server):
@@ -183,7 +199,7 @@ def test_an_interrupted_save_to_an_address_is_no_conflict(server, monkeypatch):
 class ObjectFiles(fsspec.AbstractFileSystem):
     """Stands in for s3fs: objects with entity tags, replaced with IfMatch in one step."""
 
-    protocol, objects, lock = "s3", {}, threading.Lock()
+    protocol, objects, lock, blind = "s3", {}, threading.Lock(), False
     _kwargs_helper = types.SimpleNamespace(_get_valid_keys=lambda _: {"IfMatch"})
 
     def info(self, path, **_):
@@ -196,11 +212,13 @@ class ObjectFiles(fsspec.AbstractFileSystem):
     def split_path(self, path):
         return *path.split("/", 1), None
 
-    def call_s3(self, method, Bucket, Key, Body, IfMatch=None):
+    def call_s3(self, method, Bucket, Key, Body=None, IfMatch=None):
         path = f"{Bucket}/{Key}"
         with self.lock:
+            if method == "delete_object":
+                return self.objects.pop(path)
             version, _ = self.objects.get(path, (0, b""))
-            if IfMatch not in {None, f'"{version}"'}:
+            if not self.blind and IfMatch not in {None, f'"{version}"'}:
                 raise OSError("An error occurred (PreconditionFailed) when calling the PutObject operation")
             self.objects[path] = version + 1, Body
             return {"ETag": f'"{version + 1}"'}
@@ -209,6 +227,12 @@ class ObjectFiles(fsspec.AbstractFileSystem):
 def test_objects_with_entity_tags():
     fsspec.register_implementation("s3", ObjectFiles, clobber=True)
     flowbook.open(SMALL).save("s3://bucket/a.tqx")
+    book, ObjectFiles.blind = flowbook.open("s3://bucket/a.tqx"), True
+    book.title = "lost"
+    with pytest.raises(flowbook.MisuseError, match="overwrite=True"):
+        book.save()
+    ObjectFiles.blind = False
+    assert list(ObjectFiles.objects) == ["bucket/a.tqx"]
     assert race("s3://bucket/a.tqx") == str(4 * ROUNDS)
     book, other = flowbook.open("s3://bucket/a.tqx"), flowbook.open("s3://bucket/a.tqx")
     other.title = "other"

@@ -76,7 +76,9 @@ std::optional<fl::Bytes> writtenXml(const Package& package, const PropertyPart& 
     const PackageStore& store = StoreAccess::storeOf(package);
     auto xml = part.written(store.physical().limits().maxPackageXmlSize);
     if (xml) {
-        store.refuseLargerXml(xml->size(), fl::i18n::to_string(place.folder + place.name));
+        const auto present = findPart(package, place);
+        store.refuseLargerXml(xml->size(),
+                              present ? present->getName().ascii() : fl::i18n::to_string(place.folder + place.name));
     }
     return xml;
 }
