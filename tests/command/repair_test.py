@@ -259,6 +259,8 @@ CONTAINERS = [
      bytes(999), 0, None, {}),
     (lambda e: zipped(e) + zipped({CODE: b"other"}, compression=zipfile.ZIP_STORED).replace(b"other", b"ether"), 1,
      "joined to this one, and damaged or gone; 5 bytes", {"damaged/" + CODE: b"ether"}),
+    (lambda e: zipped(e) + zipped({CODE: b"other" * 9}).replace(struct.pack("<I", zlib.crc32(b"other" * 9)), b"1234"),
+     1, "joined to this one, and damaged or gone; 45 bytes", {"damaged/" + CODE: b"other" * 9}),
     (lambda e: zeroed(without_index(zipped(e, compression=zipfile.ZIP_STORED)), b"PK\3\4", CODE, 18, 20), 0,
      None, {}),
     (lambda e: zeroed(zipped(e), b"PK\1\2", "tarmic/output.xml", 10, 28), 0, None, {}),

@@ -22,7 +22,8 @@ Lines findingsOf(const support::Bytes& content) {
         EXPECT_TRUE(std::any_of(std::begin(kFindingKinds), std::end(kFindingKinds), [&](const FindingKind& kind) {
             return kind.id == finding.id;
         })) << finding.id;
-        lines.push_back(finding.id + " " + finding.part + (finding.place.empty() ? "" : " " + finding.place));
+        const char* const mark = finding.severity == Severity::Error ? "! " : " ";
+        lines.push_back(finding.id + mark + finding.part + (finding.place.empty() ? "" : " " + finding.place));
     }
     std::sort(lines.begin(), lines.end());
     return lines;
@@ -64,18 +65,18 @@ TEST(Check, TellsWhatReadingRefusesAndWhatItLetsPass) {
     const std::string end = "</Relationships>";
     const std::pair<std::map<std::string, std::string>, Lines> cases[] = {
         {{}, {}},
-        {{{"d.xml", "-"}}, {"part.unreached /i.png", "relationship.dangling / a", "type.unused /d.xml"}},
-        {{{"_rels/.rels", kRels + end}}, {"code.missing /", "part.unreached /d.xml", "part.unreached /i.png"}},
+        {{{"d.xml", "-"}}, {"part.unreached /i.png", "relationship.dangling! / a", "type.unused /d.xml"}},
+        {{{"_rels/.rels", kRels + end}}, {"code.missing! /", "part.unreached /d.xml", "part.unreached /i.png"}},
         {{{"_rels/.rels",
            kRels + relationship("a", "document", "/d.xml") + relationship("b", "document", "/i.png") + end}},
          {"code.several /"}},
         {{{"i.png", "PNG"}}, {"picture.no-data-uri /i.png"}},
-        {{{"i.png", "data:image/png;base64,?"}}, {"picture.malformed /i.png"}},
+        {{{"i.png", "data:image/png;base64,?"}}, {"picture.malformed! /i.png"}},
         {{{"i.png", "data:image/gif;base64,AAEC"}}, {"picture.type /i.png"}},
-        {{{"_rels/d.xml.rels", "<"}}, {"part.unreached /i.png", "relationships.malformed /"}},
+        {{{"_rels/d.xml.rels", "<"}}, {"part.unreached /i.png", "relationships.malformed! /"}},
         {{{"x.unknown", ""}}, {"part.untyped /x.unknown"}},
-        {{{"d.xml", "<"}}, {"code.malformed /d.xml"}},
-        {{{"d.xml", "\xFF"}}, {"code.malformed /d.xml"}},
+        {{{"d.xml", "<"}}, {"code.malformed! /d.xml"}},
+        {{{"d.xml", "\xFF"}}, {"code.malformed! /d.xml"}},
         {{{"d.xml", richCode(codeParagraph("a\nb\xE2\x80\x8B"))}}, {"code.replaced /d.xml line 2, column 2"}},
         {{{"d.xml", richCode("<w:p r:id='i'/><w:p r:id=''/><w:p r:link='j'/>")}}, {"reference.dangling /d.xml j"}},
         {{{"d.xml",
@@ -90,18 +91,18 @@ TEST(Check, TellsWhatReadingRefusesAndWhatItLetsPass) {
     for (const auto& [changes, expected] : cases) {
         EXPECT_EQ(findingsOf(package(changes)), expected) << (changes.empty() ? "" : changes.begin()->first);
     }
-    EXPECT_EQ(findingsOf(support::bytes("no package")), (Lines{"package.unreadable /"}));
+    EXPECT_EQ(findingsOf(support::bytes("no package")), (Lines{"package.unreadable! /"}));
     EXPECT_THROW(check(u"absent", support::Book().storage()), opc::Exception);
 }
 
 TEST(Check, TellsFaultyPropertiesAndUnreadableParts) {
-    const std::string wanted = "property.faulty / title";
+    const std::string wanted = "property.faulty! / title";
     const Lines found = findingsOf(support::fixture("core_faulty"));
     EXPECT_EQ(std::count(found.begin(), found.end(), wanted), 1);
     support::Bytes content = package({});
     const std::string picture = "base64,AAEC";
     *std::search(content.begin(), content.end(), picture.begin(), picture.end()) = 'B';
-    EXPECT_EQ(findingsOf(content), (Lines{"part.unreadable /i.png"}));
+    EXPECT_EQ(findingsOf(content), (Lines{"part.unreadable! /i.png"}));
 }
 
 }  // namespace

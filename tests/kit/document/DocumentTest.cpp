@@ -1,5 +1,6 @@
 #include "flowbook/FlowbookFileUtils.hpp"
 #include "kit/KitTesting.hpp"
+#include "kit/document/PictureSize.hpp"
 #include "kit/document/Pictures.hpp"
 #include "opc/Exception.hpp"
 
@@ -129,6 +130,41 @@ TEST(Document, TellsFormCodeAndProperties) {
     EXPECT_FALSE(open(book).properties()[1].value);
     EXPECT_THROW(Document(bytes("no package")), opc::Exception);
     EXPECT_EQ(text(Document(book.get()).code()), "x");
+}
+
+TEST(PictureSize, IsReadFromTheFirstBytes) {
+    const auto fromHex = [](const std::string& hex) {
+        support::Bytes result;
+        for (std::size_t at = 0; at + 1 < hex.size(); at += 2) {
+            result.push_back(static_cast<unsigned char>(std::stoul(hex.substr(at, 2), nullptr, 16)));
+        }
+        return result;
+    };
+    const std::string riff = "524946460000000057454250";
+    const std::pair<support::Bytes, std::string> cases[] = {
+        {fromHex("89504E470D0A1A0A0000000D494844520000030000000200"), "768 512"},
+        {fromHex("FFD8FFE00004ABCDFFFFC20011080102030403"), "772 258"},
+        {fromHex("FFD8FFE00004ABCD"), "unknown"},
+        {fromHex("4749463839610A000800800000AABBCCDDEEFF21F904000000000"
+                 "02C050000000A000900"),
+         "15 9"},
+        {fromHex("424D0000000000000000000000002800000007000000F7FFFFFF"), "7 9"},
+        {fromHex("424D0000000000000000000000000C00000007000900"), "7 9"},
+        {fromHex(riff + "565038580A00000000000000100000200000"), "17 33"},
+        {fromHex(riff + "5650384C0A0000002F10000800"), "17 33"},
+        {fromHex(riff + "565038200A0000000000009D012A11402100"), "17 33"},
+        {bytes("<?xml version='1.0'?><svg\n stroke-width='5' width='2in' height = \"3\">"), "192 3"},
+        {bytes("<svg width='1cm' height='50%'/>"), "37 0"},
+        {bytes("<x:svg/>"), "unknown"},
+        {bytes("text"), "none"},
+    };
+    for (const auto& [picture, expected] : cases) {
+        const PictureSize size = sizeOfPicture(picture);
+        EXPECT_EQ(size.kind == PictureSize::Kind::Known ? std::to_string(size.width) + " " + std::to_string(size.height)
+                  : size.kind == PictureSize::Kind::Unknown ? "unknown"
+                                                            : "none",
+                  expected);
+    }
 }
 
 }  // namespace
