@@ -4,16 +4,14 @@
 #include "flowbook/FlowbookFileUtils.hpp"
 #include "flowbook/FlowbookFileWriter.hpp"
 #include "io/OpenDocument.hpp"
-#include "kit/compare/Conflicts.hpp"
+#include "kit/compare/Settlement.hpp"
 #include "kit/document/AroundCode.hpp"
+#include "kit/document/Change.hpp"
 #include "kit/document/CodeParagraphs.hpp"
-#include "kit/document/RichCodePart.hpp"
 #include "kit/document/SearchedText.hpp"
 #include "opc/pxservices/CorePropertiesManager.hpp"
 #include "opc/zippackage/ZipPhysicalPackage.hpp"
 #include "terminal/Failure.hpp"
-
-#include <algorithm>
 
 namespace flowbook::tool {
 
@@ -75,28 +73,34 @@ std::optional<Bytes> withCodeInParagraphs(const Change& change, const kit::Docum
     return divided ? std::make_optional(kit::withCodeParagraphs(stored, *divided)) : std::nullopt;
 }
 
-/// Reduces a change to what is left to do.
-/// @param hasOutputs  becomes whether a merge left outputs that the change is to settle.
-/// @returns whether anything is. @throws Failure when the code would replace more than code.
-bool reduce(Change& change, const Input& input, bool& hasOutputs) {
+/// What is left to do of a change.
+struct Rest {
+    Change change;
+    bool isAny = true;          ///< whether anything is
+    bool hasConflicts = false;  ///< whether a merge left something that is settled with the code
+};
+
+/// @throws Failure when the code would replace more than code.
+Rest restOf(const Change& change, const Input& input) {
     const kit::Document document = openDocument(input);
-    hasOutputs = !change.keepsOutputs && !input.isStandardInput() &&
-                 !document.package().getRelationshipsByType(kit::kConflictType).empty();
+    Rest rest{change};
     if (hasCode(change, document)) {
-        change.code.reset();
-        change.rich.reset();
-        return !change.properties.agreeWith(document.properties());
+        rest.change.code.reset();
+        rest.change.rich.reset();
+        rest.isAny = !change.properties.agreeWith(document.properties());
+        return rest;
     }
     requireReplaceable(change, document);
+    rest.hasConflicts = !document.package().getRelationshipsByType(kit::kConflictType).empty();
     if (change.code) {
-        change.rich = withCodeInParagraphs(change, document);
+        rest.change.rich = withCodeInParagraphs(change, document);
     }
-    if (change.rich) {
-        change.code.reset();
+    if (rest.change.rich) {
+        rest.change.code.reset();
     } else if (!change.flatten) {
         requireOnlyCode(document);
     }
-    return true;
+    return rest;
 }
 
 void setProperties(Package& package, const PropertyOptions& properties) {
@@ -108,31 +112,20 @@ void setProperties(Package& package, const PropertyOptions& properties) {
     manager.setCoreProperties(present);
 }
 
-/// The writer has no call for rich code, so this is its work on the package itself.
-void saveRich(const Change& change, const Input& input) {
+/// The writer has no call for rich code, nor for what a merge left, so this is work on the package itself: one save.
+void saveInPackage(const Rest& rest, const Input& input) {
     opc::zippackage::ZipPhysicalPackage container(input.name(), opc::FileSystemOpsSelector(input.storage()), true);
     Package package(container);
     package.open(OpenMode::Update);
-    kit::richCodePart(package).getOutputStream()->write(change.rich->data(), change.rich->size());
-    setProperties(package, change.properties);
-    package.close();
-}
-
-/// Outputs that a merge kept until its code is settled go once no version of it is left to choose.
-void settleOutputs(const std::string& file) {
-    const Input input(file, Input::Purpose::Update);
-    std::vector<kit::OpenConflict> open = kit::openConflicts(openDocument(input));
-    const auto isOf = [](kit::OpenConflict::Kind kind) {
-        return [kind](const kit::OpenConflict& each) { return each.kind == kind; };
-    };
-    const auto end = std::partition(open.begin(), open.end(), isOf(kit::OpenConflict::Kind::Outputs));
-    if (end == open.begin() || std::any_of(end, open.end(), isOf(kit::OpenConflict::Kind::Code))) {
-        return;
+    if (rest.change.rich) {
+        kit::apply(kit::SetRichCode{*rest.change.rich}, package);
+    } else {
+        kit::apply(kit::SetPlainCode{*rest.change.code, true}, package);
     }
-    opc::zippackage::ZipPhysicalPackage container(input.name(), opc::FileSystemOpsSelector(input.storage()), true);
-    Package package(container);
-    package.open(OpenMode::Update);
-    std::for_each(open.begin(), end, [&](const auto& each) { kit::settle(package, each, kit::Side::Ours); });
+    if (rest.hasConflicts) {
+        kit::settleWithCode(package, std::nullopt);
+    }
+    setProperties(package, rest.change.properties);
     package.close();
 }
 
@@ -148,16 +141,12 @@ void save(const Change& change, const Input& input) {
 }  // namespace
 
 bool apply(const Change& change, const Input& input, bool dryRun) {
-    Change rest = change;
-    bool hasOutputs = false;
-    const bool isLeft = reduce(rest, input, hasOutputs);
-    if (isLeft && !dryRun) {
-        rest.rich ? saveRich(rest, input) : save(rest, input);
-        if (hasOutputs && (rest.rich || rest.code)) {
-            settleOutputs(input.argument());
-        }
+    const Rest rest = restOf(change, input);
+    if (rest.isAny && !dryRun) {
+        const bool isPackage = rest.change.rich || (rest.change.code && rest.hasConflicts);
+        isPackage ? saveInPackage(rest, input) : save(rest.change, input);
     }
-    return isLeft;
+    return rest.isAny;
 }
 
 }  // namespace flowbook::tool

@@ -14,7 +14,6 @@ struct Change {
     std::optional<Bytes> rich;      ///< a rich code document; not together with `code`
     bool flatten = false;           ///< whether `code` may replace a document that holds more than code
     bool replaceEncrypted = false;  ///< whether `code` or `rich` may replace encrypted code
-    bool keepsOutputs = false;      ///< whether outputs that a merge kept for settled code stay
     PropertyOptions properties;
 
     bool empty() const { return !code && !rich && properties.empty(); }

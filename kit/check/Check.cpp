@@ -96,22 +96,31 @@ private:
     void checkConflicts(const Document& document) {
         attempt("property.conflict", "/", [&] {
             for (const OpenConflict& open : openBesideMarkers(document)) {
-                const auto inWords = [](const std::optional<std::string>& value) {
-                    return value ? '"' + *value + '"' : "none";
-                };
-                if (open.kind == OpenConflict::Kind::Property) {
-                    add(Severity::Warning, "property.conflict", "/", open.name,
-                        "a merge left open which value counts: ours " + inWords(open.ours) + ", theirs " +
-                            inWords(open.theirs));
-                } else if (open.kind == OpenConflict::Kind::Deletion) {
-                    add(Severity::Warning, "part.conflict", open.name, "",
-                        "a merge kept this, which one side deleted and the other changed");
-                } else {
-                    add(Severity::Warning, "part.conflict", *open.theirs, "",
-                        "a merge left this beside " + open.name + ", which both sides changed");
-                }
+                addConflict(open);
             }
         });
+    }
+
+    void addConflict(const OpenConflict& open) {
+        using Kind = OpenConflict::Kind;
+        const auto inWords = [](const std::optional<std::string>& value) {
+            return value ? '"' + *value + '"' : "none";
+        };
+        if (open.kind == Kind::Property) {
+            add(Severity::Warning, "property.conflict", "/", open.name,
+                "a merge left open which value counts: ours " + inWords(open.ours) + ", theirs " +
+                    inWords(open.theirs));
+        } else if (open.kind == Kind::Relationship) {
+            const std::size_t hash = open.name.rfind('#');
+            add(Severity::Warning, "relationship.conflict", open.name.substr(0, hash), open.name.substr(hash + 1),
+                "a merge left open where this leads: ours " + inWords(open.ours) + ", theirs " + inWords(open.theirs));
+        } else if (open.kind == Kind::Deletion) {
+            add(Severity::Warning, open.isCode ? "code.conflict" : "part.conflict", open.name, "",
+                "a merge kept this, which one side deleted and the other changed");
+        } else {
+            add(Severity::Warning, "part.conflict", *open.theirs, "",
+                "a merge left this beside " + open.name + ", which both sides changed");
+        }
     }
 
     void checkEntries(const Document& document) {

@@ -39,6 +39,7 @@ inline constexpr FindingKind kFindingKinds[] = {
     {"code.conflict", "markers of a conflict were left in the code"},
     {"property.conflict", "a merge left open which value of a property counts"},
     {"part.conflict", "a merge left the other side's version of a part beside it"},
+    {"relationship.conflict", "a merge left open where a relationship leads"},
     {"property.faulty", "a property cannot be read"},
     {"picture.no-data-uri", "a picture is stored in another form than a data URI"},
     {"picture.malformed", "the data URI of a picture cannot be decoded"},

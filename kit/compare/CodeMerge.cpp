@@ -232,7 +232,10 @@ public:
         const auto word = declared.find("w");
         const bool declares = word == declared.end() || word->second != kWordNamespace;
         Writer writer(declares, isPlain && !withStyle_, !isPlain && !withStyle_);
-        std::string head = mergedHead();
+        if (!chooseFrame()) {
+            return std::nullopt;  // No marker can stand around the paragraphs.
+        }
+        const std::string head = withNamespacesOf(sides_[frame_ == &sides_[2] ? 1 : 2]);
         writeHunks(writer, mergeLines(sides_[0].numbers, sides_[1].numbers, sides_[2].numbers));
         writer.close();
         if (!withStyle_ && !isPlain && (!writer.hasOnce(*sides_[1].lines) || !writer.hasOnce(*sides_[2].lines))) {
@@ -257,8 +260,8 @@ private:
         return true;
     }
 
-    /// What stands before the paragraphs; also finds out whose frame goes around them.
-    std::string mergedHead() {
+    /// Finds out whose frame goes around the paragraphs. @returns false when both sides have changed it.
+    bool chooseFrame() {
         const CodeSide& base = sides_[0].text != nullptr ? sides_[0] : sides_[1];
         const auto written = [](const CodeSide& side) {
             const SpellReference spell = marking(*side.text);
@@ -274,14 +277,8 @@ private:
         if (sides_[1].text->isPlain != sides_[2].text->isPlain) {
             choice = sides_[1].text->isPlain ? Choice::Theirs : Choice::Ours;
         }
-        if (choice == Choice::Conflict && options_.favour == Favour::None) {
-            conflicts_.push_back(
-                {ConflictKind::Code, "code", "what stands around the paragraphs is kept as ours has it"});
-        }
-        const bool isTheirs =
-            choice == Choice::Theirs || (choice == Choice::Conflict && options_.favour == Favour::Theirs);
-        frame_ = &sides_[isTheirs ? 2 : 1];
-        return withNamespacesOf(sides_[isTheirs ? 1 : 2]);
+        frame_ = &sides_[choice == Choice::Theirs ? 2 : 1];
+        return choice != Choice::Conflict;
     }
 
     /// The head of the frame, which declares what the other side does too.

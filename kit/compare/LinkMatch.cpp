@@ -69,6 +69,8 @@ public:
 
 private:
     using Places = std::array<std::size_t, 3>;
+    /// By key, and by whether they have the third version: only one of two that come together may.
+    using Waiting = std::map<std::pair<std::string, bool>, std::vector<std::size_t>>;
     static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
 
     /// The link of one version in a trio that has none of another; null for any other trio.
@@ -78,30 +80,38 @@ private:
 
     void combine(std::size_t one, std::size_t other, const KeyOf& keyOf) {
         const std::size_t third = kBase + kOurs + kTheirs - one - other;
-        // By key, and by whether they have the third version: only one of two that come together may.
-        std::map<std::pair<std::string, bool>, std::vector<std::size_t>> waiting;
+        Waiting waiting;
         for (std::size_t i = places_.size(); i-- > 0;) {
             const Link* const link = open(places_[i], one, other);
             if (const auto key = link == nullptr ? std::nullopt : keyOf(*link)) {
                 waiting[{*key, places_[i][third] != kNone}].push_back(i);
             }
         }
-        for (Places& trio : places_) {
-            const Link* const link = waiting.empty() ? nullptr : open(trio, other, one);
-            const auto key = link == nullptr ? std::nullopt : keyOf(*link);
-            for (const bool hasThird : {true, false}) {
-                const auto found = key ? waiting.find({*key, hasThird}) : waiting.end();
-                const bool fits = !hasThird || trio[third] == kNone;
-                if (fits && found != waiting.end() && !found->second.empty() && trio[one] == kNone) {
-                    Places& match = places_[found->second.back()];
-                    found->second.pop_back();
-                    trio[one] = match[one];
-                    trio[third] = std::min(trio[third], match[third]);
-                    match = {kNone, kNone, kNone};
+        for (const bool withThird : {true, false}) {  // What two versions have alike, the third one has sooner.
+            for (Places& trio : places_) {
+                const bool isMeant = !waiting.empty() && (trio[third] != kNone) == withThird;
+                const Link* const link = isMeant ? open(trio, other, one) : nullptr;
+                if (const auto key = link == nullptr ? std::nullopt : keyOf(*link)) {
+                    take(*key, trio, one, third, waiting);
                 }
             }
         }
         places_.erase(std::remove(places_.begin(), places_.end(), Places{kNone, kNone, kNone}), places_.end());
+    }
+
+    /// Puts the first that waits with this key into a trio that lacks it.
+    void take(const std::string& key, Places& trio, std::size_t one, std::size_t third, Waiting& waiting) {
+        for (const bool hasThird : {true, false}) {
+            const auto found = waiting.find({key, hasThird});
+            const bool fits = trio[one] == kNone && (!hasThird || trio[third] == kNone);
+            if (fits && found != waiting.end() && !found->second.empty()) {
+                Places& match = places_[found->second.back()];
+                found->second.pop_back();
+                trio[one] = match[one];
+                trio[third] = std::min(trio[third], match[third]);
+                match = {kNone, kNone, kNone};
+            }
+        }
     }
 
     void combineLast(std::size_t one, std::size_t other) {

@@ -38,7 +38,6 @@ MergeResult Merger::run() {
     mergeUnreached();
     finishParts();
     mergeOthers();
-    addPropertyConflicts();
     return finish();
 }
 
@@ -96,11 +95,8 @@ void Merger::settleDeletion(const LinkTrio& trio, std::vector<MergedLink>& links
         return;
     }
     addLink(only(keeper, trio[keeper]), keeper, links);
-    const Link& link = *trio[keeper];
-    if (link.target != nullptr) {
-        tellOfDeletion(links.back().part, keeper);
-    } else {
-        tell({ConflictKind::Relationship, placeOf(link), deletionIn(keeper)});
+    if (options_.favour == Favour::None) {
+        links.back().of = keeper;
     }
 }
 
@@ -108,39 +104,30 @@ std::string Merger::deletionIn(std::size_t keeper) {
     return std::string(keeper == kOurs ? "theirs" : "ours") + " deleted it; kept as the other changed it";
 }
 
-void Merger::tellOfDeletion(std::size_t part, std::size_t keeper) {
-    tell({ConflictKind::Part, "", deletionIn(keeper)}, kNoPart, part, keeper == kOurs ? kTheirs : kOurs);
-}
-
 void Merger::settleTargets(const LinkTrio& trio, std::vector<MergedLink>& links) {
     addLink(only(favoured(), trio[favoured()]), favoured(), links);
     if (options_.favour != Favour::None) {
         return;
     }
+    links.back().of = kOurs;
+    const std::size_t ours = links.size() - 1;
     addLink(only(kTheirs, trio[kTheirs]), kTheirs, links);
-    links.back().record.id.clear();
-    const auto targetOf = [&](std::size_t i) {
-        return trio[i] == nullptr ? std::nullopt : std::make_optional(to_string(trio[i]->record.target));
-    };
-    tell({ConflictKind::Relationship, placeOf(*trio[kOurs]),
-          "ours leads to " + *targetOf(kOurs) + ", theirs to " + *targetOf(kTheirs) + "; both are kept",
-          targetOf(kBase), targetOf(kOurs), targetOf(kTheirs)});
-}
-
-std::string Merger::placeOf(const Link& link) {
-    return "relationship " + to_string(link.record.id) + " of " +
-           (link.source == nullptr ? "/" : to_string(nameOf(*link.source)));
+    MergedLink& theirs = links.back();
+    theirs.record.id.clear();
+    theirs.of = kTheirs;
+    theirs.base = trio[kBase];
+    theirs.rival = ours;
 }
 
 MergeResult Merger::finish() {
-    const auto isDeletion = [](const ToldConflict& told) { return told.deleter.has_value(); };
-    if (std::any_of(told_.begin(), told_.end(), isDeletion)) {
-        listOf(kKeptParts);  // It takes part when names are given.
-    }
-    for (const std::string& entry : result_.giveNames()) {
-        tell({ConflictKind::Entry, "the entry " + entry, "left out, as a part has its name"});
-    }
-    fillKeptParts();
+    planLists();
+    result_.giveNames();
+    MergedPackage::giveIds(result_.links());
+    fillLists();
+    std::set<std::size_t> deleted;
+    forEachSource(
+        [&](const std::string& source, const std::vector<MergedLink>& links) { tellOfLinks(source, links, deleted); });
+    tellOfEntries();
     MergeResult result;
     for (ToldConflict& told : told_) {
         if (told.part != kNoPart) {
@@ -154,6 +141,48 @@ MergeResult Merger::finish() {
     result.notes = std::move(notes_);
     result.flowbook = result_.write();
     return result;
+}
+
+void Merger::tellOfLinks(const std::string& source, const std::vector<MergedLink>& links,
+                         std::set<std::size_t>& deleted) {
+    const auto targetOf = [](const Link* link) {
+        return link == nullptr ? std::nullopt : std::make_optional(to_string(link->record.target));
+    };
+    std::set<std::size_t> rivals;
+    for (const MergedLink& link : links) {
+        rivals.insert(link.rival);
+    }
+    for (std::size_t i = 0; i < links.size(); ++i) {
+        const MergedLink& link = links[i];
+        const bool isTold = link.isWithCode || rivals.count(i) != 0 || (link.part != kNoPart && link.part == code_);
+        if (!link.of || isTold) {
+            continue;
+        }
+        const std::string what = "relationship " + source + "#" + to_string(link.record.id);
+        if (link.rival != kNoPart) {
+            const auto ours = targetOf(links[link.rival].from), theirs = targetOf(link.from);
+            tell({ConflictKind::Relationship, "relationship " + source + "#" + to_string(links[link.rival].record.id),
+                  "ours leads to " + *ours + ", theirs to " + *theirs + "; both are kept", targetOf(link.base), ours,
+                  theirs});
+        } else if (link.part == kNoPart) {
+            tell({ConflictKind::Relationship, what, deletionIn(*link.of)});
+        } else if (deleted.insert(link.part).second) {
+            tell({ConflictKind::Part, "", deletionIn(*link.of)}, kNoPart, link.part);
+        }
+    }
+}
+
+void Merger::tellOfEntries() {
+    for (const MergedEntry& entry : result_.entries()) {
+        if (entry.isBeside) {
+            tell({ConflictKind::Entry, "entry " + entry.wanted,
+                  "kept as ours has it; theirs is added as " + entry.name});
+        } else if (entry.deleter) {
+            tell({ConflictKind::Entry, "entry " + entry.name, deletionIn(*entry.deleter == kOurs ? kTheirs : kOurs)});
+        } else if (entry.name != entry.wanted) {
+            notes_.push_back("entry " + entry.wanted + ": kept as " + entry.name + ", as a part has its name");
+        }
+    }
 }
 
 const char* nameOf(ConflictKind kind) {

@@ -52,8 +52,9 @@ struct MergeResult {
 /// markers, and of anything else ours is kept, unless the favour decides: a part of theirs is added beside it as
 /// NAME-theirs1, and properties of both sides stand in the part /conflicts/properties.json. What one side deleted and
 /// the other changed is kept, part and relationship. Encrypted code is taken whole, or conflicts whole, with the
-/// pictures of both sides. Entries that are no parts stay, changed where only theirs changed one. The time of the last
-/// modification is the later one.
+/// pictures of both sides, and so does code around whose paragraphs both sides changed something. Entries that are no
+/// parts are merged whole. The time of the last
+/// modification is the later one. What is left open, openConflicts() finds in the result.
 /// @param base  null when the sides have no ancestor.
 /// @throws opc::Exception when one of the files cannot be read whole, or git cannot be run.
 MergeResult merge(const Document* base, const Document& ours, const Document& theirs, const MergeOptions& options = {});

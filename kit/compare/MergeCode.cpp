@@ -124,10 +124,11 @@ void Merger::mergeOutputs(const LinkTrio& trio) {
     if (trio[side] == nullptr && rule == Outputs::OfCode) {
         side = side == kOurs ? kTheirs : kOurs;  // What one side deleted and the other changed is kept.
     }
+    const bool isOpen = rule == Outputs::OfCode && isCodeOpen();
     if (trio[side] != nullptr) {
         addLink(only(side, trio[side]), side, result_.links());
+        keepOther(trio, side, isOpen);
     }
-    const bool isOpen = rule == Outputs::OfCode && side == kOurs && isCodeOpen() && keepTheirs(trio[kTheirs]);
     note(trio, std::string("kept as ") + (side == kOurs ? "ours has" : "theirs has") + " them" +
                    (isOpen        ? " until the code is settled"
                     : isOfNeither ? "; they are older than the merged code"
@@ -140,15 +141,22 @@ bool Merger::isCodeOpen() const {
     });
 }
 
-bool Merger::keepTheirs(const Link* link) {
-    if (link == nullptr || link->target == nullptr) {
-        return false;
+void Merger::keepOther(const LinkTrio& trio, std::size_t side, bool isOpen) {
+    MergedLink& kept = result_.links().back();
+    const Link* const other = trio[side == kOurs ? kTheirs : kOurs];
+    if (!isOpen) {
+        return;
     }
-    MergedPart part;
-    part.name = to_ustring(kTheirOutputs) + nameOf(*link->target);
-    const std::size_t index = planAlone(kTheirs, link->target, std::move(part));
-    result_.links().push_back({{kConflictType, u"", u"", true}, index, nullptr});
-    return true;
+    if (other == nullptr) {
+        kept.of = side;
+        kept.isWithCode = true;
+    } else if (other->target != nullptr && kept.part != kNoPart) {
+        MergedPart part;
+        part.beside = kept.part;
+        part.isOutput = true;
+        const std::size_t index = planAlone(kTheirs, other->target, std::move(part));
+        result_.links().push_back({{kConflictType, u"", u"", true}, index, nullptr});
+    }
 }
 
 void Merger::note(const LinkTrio& trio, const std::string& words) {
@@ -160,6 +168,7 @@ void Merger::note(const LinkTrio& trio, const std::string& words) {
 void Merger::mergeCodeLink(const LinkTrio& trio) {
     const Trio code = targetsOf(trio);
     const bool isDeletion = trio[kOurs] == nullptr || trio[kTheirs] == nullptr;
+    bool isOpenDeletion = false;
     if (!isDeletion) {
         planCode(code);
     } else {
@@ -173,9 +182,13 @@ void Merger::mergeCodeLink(const LinkTrio& trio) {
         code_ = planAlone(keeper, code[keeper], named(only(keeper, code[keeper])));
         if (isConflict) {
             tell({ConflictKind::Code, "code", deletionIn(keeper)});
+            isOpenDeletion = options_.favour == Favour::None;
         }
     }
     addLink(trio, trio[kOurs] != nullptr ? kOurs : kTheirs, result_.links());
+    if (isOpenDeletion) {
+        result_.links().back().of = codeSide_;
+    }
 }
 
 /// Falls back to whole documents where one version is encrypted or malformed, as its paragraphs are not known.
@@ -293,6 +306,8 @@ void Merger::linkHanging(const LinkTrio& thing, const Texts& texts, std::vector<
         const std::size_t side = refers(kOurs) ? kTheirs : kOurs;
         addLink(only(side, thing[side]), side, links);
         links.back().record.id.clear();
+        links.back().of = side;
+        links.back().isWithCode = true;
     }
 }
 

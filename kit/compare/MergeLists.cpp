@@ -1,7 +1,6 @@
 #include "fl/i18n/Conversion.hpp"
 #include "kit/compare/Conflicts.hpp"
 #include "kit/compare/Merger.hpp"
-#include "kit/compare/PropertyMerge.hpp"
 #include "kit/document/StoredText.hpp"
 
 #include <algorithm>
@@ -46,41 +45,103 @@ std::optional<std::size_t> Merger::planProperties(const Trio& trio) {
     if (!merged) {
         return std::nullopt;
     }
-    for (MergeConflict& conflict : merged->conflicts) {
-        tell(std::move(conflict));
-    }
     const std::size_t index = planPart(trio, Choice::Ours, false);
+    if (options_.favour == Favour::None) {
+        addPropertyConflicts(std::move(merged->conflicts), index);
+    }
     result_.at(index).made = std::move(merged->content);
     return index;
 }
 
-void Merger::addPropertyConflicts() {
+void Merger::addPropertyConflicts(std::vector<PropertyConflict>&& conflicts, std::size_t part) {
+    for (PropertyConflict& conflict : conflicts) {
+        const std::string label = conflict.told.what;
+        const auto isTaken = [&](const auto& each) { return each.first.told.what == conflict.told.what; };
+        for (std::size_t number = 2; std::any_of(properties_.begin(), properties_.end(), isTaken); ++number) {
+            conflict.told.what = label + "-" + std::to_string(number);
+        }
+        tell(conflict.told);
+        properties_.emplace_back(std::move(conflict), part);
+    }
+}
+
+void Merger::planLists() {
+    bool isOpen = false;
+    forEachSource([&](const std::string&, const std::vector<MergedLink>& links) {
+        isOpen = isOpen || std::any_of(links.begin(), links.end(), [](const MergedLink& link) { return link.of; });
+    });
+    const auto isDeletion = [](const auto& each) { return each.deleter.has_value(); };
+    const std::vector<MergedEntry>& entries = result_.entries();
+    if (isOpen) {
+        listOf(kOpenLinks);
+    }
+    if (!properties_.empty()) {
+        listOf(kPropertiesPart);
+    }
+    if (std::any_of(told_.begin(), told_.end(), isDeletion) ||
+        std::any_of(entries.begin(), entries.end(), isDeletion)) {
+        listOf(kKeptParts);
+    }
+}
+
+void Merger::fillLists() {
+    boost::json::object links;
+    forEachSource([&](const std::string& source, const std::vector<MergedLink>& of) { listLinks(source, of, links); });
+    for (auto& [name, values] : {std::make_pair(kOpenLinks, links), std::make_pair(kPropertiesPart, listProperties()),
+                                 std::make_pair(kKeptParts, listKept())}) {
+        if (!values.empty()) {
+            addTo(listOf(name), values);
+        }
+    }
+}
+
+boost::json::object Merger::listProperties() {
     boost::json::object values;
     const auto jsonOf = [](const std::optional<std::string>& text) {
         return text ? boost::json::value(*text) : boost::json::value();
     };
-    for (const ToldConflict& told : told_) {
-        const MergeConflict& conflict = told.conflict;
-        if (conflict.kind == ConflictKind::Property) {
-            values[conflict.what] = {
-                {"base", jsonOf(conflict.base)}, {"ours", jsonOf(conflict.ours)}, {"theirs", jsonOf(conflict.theirs)}};
-        }
+    for (const auto& [conflict, part] : properties_) {
+        values[conflict.told.what] = {{"base", jsonOf(conflict.told.base)},
+                                      {"ours", jsonOf(conflict.told.ours)},
+                                      {"theirs", jsonOf(conflict.told.theirs)},
+                                      {"part", to_string(result_.at(part).name)},
+                                      {"element", conflict.element},
+                                      {"xml", jsonOf(conflict.theirs)}};
     }
-    if (!values.empty()) {
-        addTo(listOf(kPropertiesPart), std::move(values));
-    }
+    return values;
 }
 
-void Merger::fillKeptParts() {
+boost::json::object Merger::listKept() {
     boost::json::object values;
+    const auto add = [&](const std::string& name, std::size_t deleter) {
+        values[name] = {{"deleted", deleter == kTheirs ? "theirs" : "ours"}};
+    };
     for (const ToldConflict& told : told_) {
         if (told.deleter) {
-            const char* const side = *told.deleter == kTheirs ? "theirs" : "ours";
-            values[to_string(result_.at(told.about).name)] = {{"deleted", side}};
+            add(to_string(result_.at(told.about).name), *told.deleter);
         }
     }
-    if (!values.empty()) {
-        addTo(listOf(kKeptParts), std::move(values));
+    for (const MergedEntry& entry : result_.entries()) {
+        if (entry.deleter) {
+            add(entry.name, *entry.deleter);
+        }
+    }
+    return values;
+}
+
+void Merger::listLinks(const std::string& source, const std::vector<MergedLink>& links, boost::json::object& list) {
+    for (const MergedLink& link : links) {
+        if (!link.of) {
+            continue;
+        }
+        boost::json::object value{{"of", *link.of == kTheirs ? "theirs" : "ours"}};
+        if (link.rival != kNoPart) {
+            value["insteadOf"] = to_string(links[link.rival].record.id);
+        }
+        if (link.isWithCode) {
+            value["with"] = "code";
+        }
+        list[source + "#" + to_string(link.record.id)] = std::move(value);
     }
 }
 

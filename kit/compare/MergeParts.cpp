@@ -4,6 +4,8 @@
 #include "kit/compare/Merger.hpp"
 
 #include <algorithm>
+#include <iterator>
+#include <set>
 
 namespace flowbook::kit {
 
@@ -18,14 +20,6 @@ std::size_t namingVersion(const Trio& trio) {
         return trio[kOurs] != nullptr ? kOurs : kTheirs;
     }
     return trio[kBase] != nullptr && chooseBy(trio, &Node::name) == Choice::Theirs ? kTheirs : kOurs;
-}
-
-/// "/x/image-theirs1.png" for "/x/image.png".
-std::u16string besideName(const std::u16string& part) {
-    const std::string name = to_string(part);
-    const std::size_t last = name.rfind('.');
-    const std::size_t dot = last != std::string::npos && last > name.rfind('/') ? last : name.size();
-    return to_ustring(name.substr(0, dot) + "-theirs1" + name.substr(dot));
 }
 
 }  // namespace
@@ -77,12 +71,14 @@ std::size_t Merger::planPart(const Trio& trio, Choice choice, bool isWhole) {
     // Equal parts that several relationships of a side lead to become one, as they were before.
     const auto key = std::make_pair(opc::model::PartName(part.name).folded(), node.deep);
     const auto same = isWhole ? whole_.find(key) : whole_.end();
-    if (same != whole_.end()) {
-        return same->second;
+    const auto known = isWhole ? wholeNodes_.find(&node) : wholeNodes_.end();
+    if (known != wholeNodes_.end() || same != whole_.end()) {
+        return known != wholeNodes_.end() ? known->second : same->second;
     }
     const std::size_t index = result_.add(std::move(part));
     if (isWhole) {
         whole_.emplace(key, index);
+        wholeNodes_.emplace(&node, index);
     }
     open_.push_back({index, {linksOf(trio[kBase]), linksOf(trio[kOurs]), linksOf(trio[kTheirs])}});
     return index;
@@ -108,7 +104,7 @@ std::size_t Merger::planAlone(std::size_t side, const Node* node, MergedPart par
 
 std::size_t Merger::addBeside(std::size_t index, const Node& theirs) {
     MergedPart part;
-    part.name = besideName(result_.at(index).name);
+    part.beside = index;
     const std::size_t beside = planAlone(kTheirs, &theirs, std::move(part));
     result_.at(index).alternative = beside;
     return beside;
@@ -143,7 +139,8 @@ void Merger::mergeUnreached() {
             const Node* const kept = trio[kOurs] != nullptr ? trio[kOurs] : trio[kTheirs];
             if (options_.favour == Favour::None || kept == trio[favoured()]) {
                 const std::size_t side = kept == trio[kOurs] ? kOurs : kTheirs;
-                tellOfDeletion(partOf(only(side, kept)), side);
+                tell({ConflictKind::Part, "", deletionIn(side)}, kNoPart, partOf(only(side, kept)),
+                     side == kOurs ? kTheirs : kOurs);
             }
         } else if (isDeletion && chosen != nullptr) {
             partOf(only(chosen == trio[kOurs] ? kOurs : kTheirs, chosen));
@@ -154,21 +151,40 @@ void Merger::mergeUnreached() {
 }
 
 void Merger::mergeOthers() {
-    const auto base = base_->document() == nullptr ? Others() : readOthers(*base_->document());
-    result_.others() = readOthers(*ours_.document());
-    for (auto& [name, content] : readOthers(*theirs_.document())) {
-        const auto [mine, isNew] = result_.others().emplace(name, content);
-        const auto old = base.find(name);
-        const Choice choice =
-            isNew || old == base.end() ? Choice::Conflict : choose(old->second, mine->second, content);
-        if (isNew || mine->second == content || choice == Choice::Ours) {
-            continue;
+    using Others = std::map<std::string, fl::Bytes>;
+    std::array<Others, 3> all;
+    std::set<std::string> names;
+    for (const std::size_t i : {kBase, kOurs, kTheirs}) {
+        all[i] = version(i).document() == nullptr ? Others() : readOthers(*version(i).document());
+        std::transform(all[i].begin(), all[i].end(), std::inserter(names, names.end()),
+                       [](const Others::value_type& each) { return each.first; });
+    }
+    for (const std::string& name : names) {
+        std::array<std::optional<fl::Bytes>, 3> contents;
+        for (std::size_t i = 0; i < contents.size(); ++i) {
+            const auto found = all[i].find(name);
+            contents[i] = found == all[i].end() ? std::nullopt : std::make_optional(std::move(found->second));
         }
-        if (choice == Choice::Theirs || options_.favour == Favour::Theirs) {
-            mine->second = content;
-        } else {
-            tell({ConflictKind::Entry, "the entry " + name, "kept as ours has it"});
-        }
+        mergeEntry(name, contents[kBase], contents[kOurs], contents[kTheirs]);
+    }
+}
+
+void Merger::mergeEntry(const std::string& name, const std::optional<fl::Bytes>& base,
+                        const std::optional<fl::Bytes>& ours, const std::optional<fl::Bytes>& theirs) {
+    Choice choice = choose(base, ours, theirs);
+    const bool isConflict = choice == Choice::Conflict && options_.favour == Favour::None;
+    if (choice == Choice::Conflict) {
+        const bool isTheirs = options_.favour == Favour::None ? !ours.has_value() : favoured() == kTheirs;
+        choice = isTheirs ? Choice::Theirs : Choice::Ours;
+    }
+    const std::optional<fl::Bytes>& chosen = choice == Choice::Theirs ? theirs : ours;
+    if (chosen) {
+        result_.entries().push_back({name, *chosen});
+    }
+    if (isConflict && (!ours || !theirs)) {
+        result_.entries().back().deleter = ours ? kTheirs : kOurs;
+    } else if (isConflict) {
+        result_.entries().push_back({name, *theirs, true});
     }
 }
 

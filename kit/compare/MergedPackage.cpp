@@ -1,6 +1,7 @@
 #include "kit/compare/MergedPackage.hpp"
 
 #include "fl/i18n/Conversion.hpp"
+#include "kit/compare/Conflicts.hpp"
 #include "kit/document/EntryNames.hpp"
 #include "opc/Exception.hpp"
 #include "opc/model/PartName.hpp"
@@ -75,35 +76,54 @@ std::size_t MergedPackage::add(MergedPart part) {
     return parts_.size() - 1;
 }
 
-std::vector<std::string> MergedPackage::giveNames() {
+void MergedPackage::giveNames() {
     TakenNames taken;
     std::vector<std::size_t> homeless;
     for (const bool isOfOurs : {true, false}) {
         for (std::size_t i = 0; i < parts_.size(); ++i) {
-            if (parts_[i].isOfOurs == isOfOurs && !taken.take(foldedOf(parts_[i].name))) {
+            const bool isMeant = parts_[i].isOfOurs == isOfOurs && parts_[i].beside == kNoPart;
+            if (isMeant && !taken.take(foldedOf(parts_[i].name))) {
                 homeless.push_back(i);
             }
         }
     }
-    for (const std::size_t i : homeless) {
+    const auto giveFresh = [&](std::size_t i) {
         parts_[i].name = to_ustring(taken.takeFresh(PartName(parts_[i].name).ascii()));
-    }
-    std::set<std::string> entries;
-    for (const MergedPart& part : parts_) {
-        const std::string entry = foldedOf(part.name).substr(1);
-        entries.insert(entry);
-        entries.insert(relationshipsEntry(entry));
-    }
-    std::vector<std::string> gone;
-    for (auto each = others_.begin(); each != others_.end();) {
-        if (entries.count(fold(each->first)) != 0) {
-            gone.push_back(each->first);
-            each = others_.erase(each);
-        } else {
-            ++each;
+    };
+    std::for_each(homeless.begin(), homeless.end(), giveFresh);
+    // What stands beside a part is found again by that part's name.
+    for (std::size_t i = 0; i < parts_.size(); ++i) {
+        if (parts_[i].beside != kNoPart) {
+            const std::string ours = PartName(parts_[parts_[i].beside].name).ascii();
+            parts_[i].name = to_ustring(parts_[i].isOutput ? kTheirOutputs + ours : besideName(ours));
+            taken.take(foldedOf(parts_[i].name)) ? void() : giveFresh(i);
         }
     }
-    return gone;
+    giveEntryNames();
+}
+
+void MergedPackage::giveEntryNames() {
+    std::set<std::string> taken;
+    for (const MergedPart& part : parts_) {
+        const std::string entry = foldedOf(part.name).substr(1);
+        taken.insert(entry);
+        taken.insert(relationshipsEntry(entry));
+    }
+    for (const bool isBeside : {false, true}) {
+        for (MergedEntry& entry : entries_) {
+            if (entry.isBeside != isBeside) {
+                continue;
+            }
+            entry.wanted = entry.name;
+            std::size_t number = 0;
+            if (isBeside) {
+                entry.name = besideName(entry.wanted, ++number);
+            }
+            while (!taken.insert(fold(entry.name)).second) {
+                entry.name = besideName(entry.wanted, ++number);
+            }
+        }
+    }
 }
 
 void MergedPackage::giveIds(std::vector<MergedLink>& links) {
@@ -159,7 +179,9 @@ fl::Bytes MergedPackage::write() {
         }
     }
     content.relationships = recordsOf(links_, "");
-    content.others = std::move(others_);
+    for (MergedEntry& entry : entries_) {
+        content.others[entry.name] = std::move(entry.content);
+    }
     return writeContent(std::move(content), opc::interfaces::CompressionType::Normal, [&](const std::u16string& name) {
         const auto node = nodes.find(name);
         return node == nodes.end() ? fl::Bytes() : contentOf(node->second->part);

@@ -1,9 +1,11 @@
 #pragma once
 
+#include "fl/i18n/Conversion.hpp"
 #include "kit/compare/CodeMerge.hpp"
 #include "kit/compare/LinkMatch.hpp"
 #include "kit/compare/Merge.hpp"
 #include "kit/compare/MergedPackage.hpp"
+#include "kit/compare/PropertyMerge.hpp"
 #include "kit/compare/ThreeWay.hpp"
 #include "kit/compare/Version.hpp"
 
@@ -59,7 +61,7 @@ struct ToldConflict {
     MergeConflict conflict;
     std::size_t part = kNoPart;
     std::size_t about = kNoPart;  ///< the part that is in conflict, which may get another name than ours gave it
-    std::optional<std::size_t> deleter{};  ///< the side that deleted the part
+    std::optional<std::size_t> deleter{};  ///< the side that deleted the part, to which no relationship leads
 };
 
 class Things;
@@ -89,10 +91,8 @@ private:
     static std::size_t writingVersion(const LinkTrio& trio, std::size_t side);
     void settleDeletion(const LinkTrio& trio, std::vector<MergedLink>& links);
     static std::string deletionIn(std::size_t keeper);
-    void tellOfDeletion(std::size_t part, std::size_t keeper);
     /// Both sides have the relationship lead elsewhere, at least one of them to no part.
     void settleTargets(const LinkTrio& trio, std::vector<MergedLink>& links);
-    static std::string placeOf(const Link& link);
 
     // Parts, in MergeParts.cpp ----------------------------------------------------------------------------------------
 
@@ -113,17 +113,33 @@ private:
     void finishParts();
     /// Parts that no relationship leads to, by their names.
     void mergeUnreached();
-    /// Entries that are no parts: nothing is known of them, so none is taken away.
+    /// Entries that are no parts.
     void mergeOthers();
+    void mergeEntry(const std::string& name, const std::optional<fl::Bytes>& base, const std::optional<fl::Bytes>& ours,
+                    const std::optional<fl::Bytes>& theirs);
 
     // Lists of properties and of kept parts, in MergeLists.cpp --------------------------------------------------------
 
     /// A part of properties that the sides hold in different bytes; nothing for any other part.
     std::optional<std::size_t> planProperties(const Trio& trio);
-    /// Leaves both values of properties in conflict where `flowbook resolve` finds them.
-    void addPropertyConflicts();
-    /// The parts that one side deleted, under the names that they have been given.
-    void fillKeptParts();
+    /// Notes properties in conflict, each under a name of its own.
+    void addPropertyConflicts(std::vector<PropertyConflict>&& conflicts, std::size_t part);
+    /// Makes room for the lists of what is open, before names are given.
+    void planLists();
+    /// Leaves what is open where `flowbook resolve` finds it, under the names and ids that it has been given.
+    void fillLists();
+    boost::json::object listProperties();
+    boost::json::object listKept();
+    /// Adds what is open among the relationships of one source.
+    static void listLinks(const std::string& source, const std::vector<MergedLink>& links, boost::json::object& list);
+    /// Calls `work` with the name and the relationships of the package and of each part.
+    template <class Work>
+    void forEachSource(Work work) {
+        work("/", result_.links());
+        for (std::size_t i = 0; i < result_.size(); ++i) {
+            work(fl::i18n::to_string(result_.at(i).name), result_.at(i).links);
+        }
+    }
     /// The part with a list of what is open, which an earlier merge may have left.
     MergedPart& listOf(const char* name);
     /// What an earlier merge left is still open.
@@ -135,8 +151,8 @@ private:
     void mergeOutputs(const LinkTrio& trio);
     /// Whether the user is to choose between two versions of code, between markers or whole.
     bool isCodeOpen() const;
-    /// Keeps the outputs of theirs for when its code is chosen. @returns whether there are any.
-    bool keepTheirs(const Link* link);
+    /// Keeps the outputs of the other side too, or notes that it has none, for when its code is chosen.
+    void keepOther(const LinkTrio& trio, std::size_t side, bool isOpen);
     void note(const LinkTrio& trio, const std::string& words);
 
     // Code, in MergeCode.cpp ------------------------------------------------------------------------------------------
@@ -172,7 +188,9 @@ private:
     // Result, in Merge.cpp --------------------------------------------------------------------------------------------
 
     MergeResult finish();
-    using Others = std::map<std::string, fl::Bytes>;
+    /// Tells of the relationships of a source in conflict. @param deleted  the parts that have been told of.
+    void tellOfLinks(const std::string& source, const std::vector<MergedLink>& links, std::set<std::size_t>& deleted);
+    void tellOfEntries();
     /// A planned part whose relationships are not merged yet.
     struct Open {
         std::size_t part;
@@ -187,8 +205,10 @@ private:
     std::optional<std::size_t> codeSide_;  ///< the side whose code the merged code is
     std::map<Trio, std::size_t> parts_;
     std::map<std::pair<std::string, std::string>, std::size_t> whole_;  ///< by name and digest
+    std::map<const Node*, std::size_t> wholeNodes_;  ///< the same, whatever name the part has been given
     std::vector<Open> open_;
     std::vector<ToldConflict> told_;
+    std::vector<std::pair<PropertyConflict, std::size_t>> properties_;  ///< in conflict, and their part
     std::vector<std::string> notes_;
 };
 

@@ -182,49 +182,57 @@ private:
         }
         const Choice choice = choose(canonicalOf(base), canonicalOf(ours), canonicalOf(theirs));
         if (choice == Choice::Conflict) {
-            settle(base, ours, theirs);
+            settle(key, base, ours, theirs);
         } else if (choice == Choice::Theirs) {
             take(ours, theirs);
         }
     }
 
-    void settle(const Element* base, const Element* ours, const Element* theirs) {
+    void settle(const std::string& key, const Element* base, const Element* ours, const Element* theirs) {
         const bool keepsTheirs = favour_ == Favour::None ? ours == nullptr : favour_ == Favour::Theirs;
         if (keepsTheirs) {
             take(ours, theirs);
         }
         const std::string words = "ours has " + quoted(ours) + ", theirs " + quoted(theirs) + "; kept as " +
                                   (keepsTheirs ? "theirs" : "ours") + " has it";
-        conflicts_.push_back({ConflictKind::Property, (ours != nullptr ? ours : theirs)->label, words, valueIn(base),
-                              valueIn(ours), valueIn(theirs)});
+        const MergeConflict told{
+            ConflictKind::Property, (ours != nullptr ? ours : theirs)->label, words, valueIn(base), valueIn(ours),
+            valueIn(theirs)};
+        const auto xml = theirs == nullptr ? std::nullopt : std::make_optional(standingAlone(*theirs, {}));
+        conflicts_.push_back({told, key, xml});
     }
 
     void take(const Element* ours, const Element* theirs) {
-        const std::string fresh = theirs == nullptr ? "" : standingAlone(*theirs);
+        const std::string fresh = theirs == nullptr ? "" : standingAlone(*theirs, ours_.declared);
         ours == nullptr ? editor_.add(fresh) : editor_.replace(*ours, fresh);
     }
 
-    /// The text of an element of theirs, which declares what ours does not declare around it in the same way.
-    std::string standingAlone(const Element& element) const {
+    /// The text of an element of theirs, which declares what is not declared around it in the same way.
+    std::string standingAlone(const Element& element, const Namespaces& around) const {
         Namespaces missing;
-        for (const auto& [prefix, uri] : ours_.declared) {
+        for (const auto& [prefix, uri] : around) {
             if (prefix.empty() && theirs_.declared.count("") == 0) {
                 missing[""] = "";
             }
         }
         for (const auto& [prefix, uri] : theirs_.declared) {
-            const auto found = ours_.declared.find(prefix);
-            if (found == ours_.declared.end() || found->second != uri) {
+            const auto found = around.find(prefix);
+            if (found == around.end() || found->second != uri) {
                 missing[prefix] = uri;
             }
         }
         std::string text = theirs_.text.substr(element.span.begin, element.nameEnd - element.span.begin);
         for (const auto& [prefix, uri] : missing) {
-            if (element.declared.count(prefix) == 0) {
+            if (element.declared.count(prefix) == 0 && (prefix.empty() || mentions(element, prefix))) {
                 text += (prefix.empty() ? " xmlns=\"" : " xmlns:" + prefix + "=\"") + escapedValue(uri) + "\"";
             }
         }
         return text + theirs_.text.substr(element.nameEnd, element.span.end - element.nameEnd);
+    }
+
+    bool mentions(const Element& element, const std::string& prefix) const {
+        const std::size_t found = theirs_.text.find(prefix + ":", element.span.begin);
+        return found < element.span.end;
     }
 
     const PropertyElements* base_;
@@ -233,7 +241,7 @@ private:
     bool isTheirsLater_;
     Favour favour_;
     Editor editor_;
-    std::vector<MergeConflict> conflicts_;
+    std::vector<PropertyConflict> conflicts_;
 };
 
 }  // namespace
@@ -250,6 +258,24 @@ std::optional<MergedProperties> mergeProperties(const fl::Bytes* base, const fl:
         return PropertyMerger(baseElements ? &*baseElements : nullptr, ourElements, theirElements, isTheirsLater,
                               favour)
             .run();
+    } catch (const opc::Exception&) {
+        return std::nullopt;
+    }
+}
+
+std::optional<fl::Bytes> withElement(const fl::Bytes& properties, const std::string& element,
+                                     const std::optional<std::string>& xml) {
+    try {
+        const PropertyElements elements(inUtf8(properties, ""));
+        Editor editor(elements);
+        const Element* const old = elements.find(element);
+        if (old != nullptr) {
+            editor.replace(*old, xml.value_or(""));
+        } else if (xml) {
+            editor.add(*xml);
+        }
+        const std::string text = editor.run();
+        return fl::Bytes(text.begin(), text.end());
     } catch (const opc::Exception&) {
         return std::nullopt;
     }

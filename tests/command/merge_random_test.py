@@ -198,13 +198,13 @@ class Found:
         self.reached, self.faults = set(), []
         root = self.links("")
         to_code = [link for link in root.values() if link[0] == made.FLOWBOOK + "document"]
-        self.code_name = to_code[0][1]
+        self.code_name = to_code[0][1] if to_code else None
         self.package = {kind: self.at(target) for kind, target, mode in root.values()}
         self.root_count = Counter(kind for kind, _, _ in root.values())
         self.read_code()
         for link in root.values():
             self.reach(link)
-        parts = {name for name in self.entries if not name.endswith(".rels") and name != "[Content_Types].xml"}
+        parts = {name for name in self.entries if not name.endswith((".rels", ".x")) and name != "[Content_Types].xml"}
         self.faults += [f"orphan {name}" for name in sorted(parts - self.reached)]
         core = tree.fromstring(self.package[CORE_TYPE_OF_LINK])
         self.properties = {child.tag.partition("}")[2]: child.text for child in core if "modified" not in child.tag}

@@ -27,18 +27,27 @@ def book(*paragraphs, pictures="", encoding=None, secret=None, props=(), outputs
     xml = (f'<w:document xmlns:w="{made.WORD}" xmlns:r="{random_test.OFFICE}"><w:body>{body}</w:body></w:document>')
     if encoding:
         xml = f'<?xml version="1.0" encoding="{encoding}"?>{xml}'
-    core = made.core(*(f"<{key}>{value}</{key}>" for key, value in props))
+    core = made.core(*(f"<{key}>{value}</{key.split()[0]}>" for key, value in props))
     parts = {f"media/{each}.png": ("image/png", each.encode()) for each in pictures}
     rows = [(f"rId{i + 1}", "image", f"/media/{each}.png") for i, each in enumerate(pictures)]
     rows += [("rId1", random_test.KINDS["link"], "http://" + link, "External")] if link else []
     for number, content in enumerate(outputs):
-        parts[f"out{number}.xml"] = ("text/xml", content.encode())
-        core["root"].append((f"o{number}", "output", f"out{number}.xml"))
+        name = ("results/" if content.isupper() else "") + f"out{number}.xml"
+        parts[name] = ("text/xml", content.encode())
+        core["root"].append((f"o{number}", "output", name))
+    core["root"] += more.pop("root", [])
+    if gone := more.pop("gone", False):
+        core["root"].remove(made.TO_DOCUMENT)
+    entries = more.pop("entries", {})
+    parts.update((name, ("application/x-data", content)) for name, content in more.pop("more", {}).items())
     core["parts"]["core.xml"] = (made.CORE_TYPE, made.utf16(core["parts"]["core.xml"][1])
                                  if more.pop("wide", False) else core["parts"]["core.xml"][1])
-    return made.zipped(made.package(document=secret.encode() if secret else xml.encode(encoding or "utf-8"),
-                                    parameters=parameters, root=core["root"],
-                                    parts={**core["parts"], **parts}, document_rels=made.relationships(*rows)))
+    xml = xml.replace("<w:body>", more.pop("frame", "") + "<w:body>")
+    package = made.package(document=secret.encode() if secret else xml.encode(encoding or "utf-8"),
+                           parameters=parameters, root=core["root"], parts={**core["parts"], **parts},
+                           document_rels=made.relationships(*rows))
+    return made.zipped({name: content for name, content in {**package, **entries}.items()
+                        if not gone or made.DOCUMENT not in name and not name.startswith("tarmic/_rels")})
 
 
 def drawn(number, text="Figure"):
@@ -51,6 +60,7 @@ def beside(text):
 
 BASE = ("Why", "a\nb\nc\nd", "End")
 TITLE, CREATOR = "dc:title", "dc:creator"
+SITE, OTHER = ("s", "http://example.com/site"), ("o", "http://example.com/site", "x")
 # What it is, BASE (None for an empty file), OURS, THEIRS, options, the words or CLEAN, and what is shown then, or with
 # ours and with theirs chosen: texts, pictures at paragraphs, properties, outputs.
 MERGES = [
@@ -103,6 +113,29 @@ MERGES = [
      [], WHOLE, "o/b<o>", "t/b"),
     ("outputs that theirs deleted", book("a", outputs="b"), book("a", outputs="o"), book("a"), ["--outputs=conflict"],
      "conflict in /out0.xml: theirs deleted it; kept as the other changed it", "a |o", "a"),
+    ("outputs of other names, code in conflict", book("a", outputs="b"), book("o", outputs="o"),
+     book("t", outputs="T"), [], "until the code is settled", "o |o", "t |T"),
+    ("outputs that theirs deleted, code in conflict", book("a", outputs="b"), book("o", outputs="o"), book("t"), [],
+     "until the code is settled", "o |o", "t"),
+    ("links of the package", book("a", root=[SITE + ("b", "External")]), book("a", root=[SITE + ("o", "External")]),
+     book("a", root=[SITE + ("t", "External")]), [],
+     "conflict in relationship /#s: ours leads to o, theirs to t; both are kept", "a |o", "a |t"),
+    ("a link that theirs deleted", book("a", root=[SITE + ("b", "External")]),
+     book("a", root=[SITE + ("o", "External")]), book("a"), [],
+     "conflict in relationship /#s: theirs deleted it", "a |o", "a"),
+    ("one of two relationships to a part deleted", book("a", root=[SITE + ("x",), OTHER], more={"x": b"b"}),
+     book("a", root=[OTHER], more={"x": b"b"}), book("a", root=[SITE + ("x",), OTHER], more={"x": b"t"}), [],
+     "conflict in /x: ours deleted it", "a |t", "a |t t"),
+    ("code that theirs deleted", book("a"), book("o"), book("a", gone=True), [],
+     "conflict in code: theirs deleted it", "o", ""),
+    ("entries that are no parts", book("a", entries={"r.x": b"b", "s.x": b"b", "u.x": b"b"}),
+     book("a", entries={"r.x": b"o", "u.x": b"b"}), book("a", entries={"r.x": b"t", "s.x": b"t"}), [],
+     "conflict in entry r.x: kept as ours has it; theirs is added as r-theirs1.x", "a |r.x=o", "a |r.x=t s.x=t"),
+    ("the language of a property", book("a", props=[(TITLE, "T")]), book("a", props=[(TITLE + ' xml:lang="de"', "T")]),
+     book("a", props=[(TITLE + ' xml:lang="fr"', "T")]), [], "conflict in title", "a |title=T (de)",
+     "a |title=T (fr)"),
+    ("what stands around the paragraphs", book("a"), book("o", frame='<w:background w:color="o"/>'),
+     book("t", frame='<w:background w:color="t"/>'), [], WHOLE, "o", "t"),
     ("labels", book("a"), book("b"), book("c"), ["--ours-label=my side", "--theirs-label=y\u00f6u", "--file=x/y.tqx"],
      "x/y.tqx: " + CODE, "b", "c"),
 ]
@@ -119,7 +152,9 @@ def shown(path):
 class Found(random_test.Found):
     def read_code(self):
         self.text, self.code = "", ""
-        if b"cipher" in self.entries[self.code_name]:
+        if self.code_name is None:
+            words = ""
+        elif b"cipher" in self.entries[self.code_name]:
             self.hanging = [target for kind, target, _ in self.links(self.code_name).values() if kind.endswith("image")]
             words = "cipher |" + "".join(f"<{self.entries[name].decode()}>" for name in self.hanging)
         else:
@@ -130,9 +165,12 @@ class Found(random_test.Found):
             words = " ".join(text.replace("\n", "/") + pictures[text] for text in self.texts) + hanging
         root = self.links("").values()
         core = self.package[random_test.CORE_TYPE_OF_LINK]
-        values = [f"{each.tag.partition('}')[2]}={each.text}" for each in random_test.tree.fromstring(core)
-                  if each.text and "W3CDTF" not in str(each.attrib)]
+        values = [f"{each.tag.partition('}')[2]}={each.text}" + "".join(f" ({lang})" for lang in each.attrib.values())
+                  for each in random_test.tree.fromstring(core) if each.text and "W3CDTF" not in str(each.attrib)]
         values += [self.entries[target].decode() for kind, target, _ in root if kind.endswith("/output")]
+        values += [self.entries[target].decode() if target in self.entries else target
+                   for kind, target, _ in root if kind == SITE[1]]
+        values += [f"{name}={text.decode()}" for name, text in sorted(self.entries.items()) if name.endswith(".x")]
         self.text = words + (" |" + " ".join(values) if values else "")
 
 
