@@ -1,3 +1,5 @@
+// Copies what a flowbook consists of, and nothing else: parts that no relationship leads to, and entries that are no
+// parts, are left behind. That makes it a way to get rid of what does not belong in a flowbook that is passed on.
 #include "Commands.hpp"
 #include "flowbook/FlowbookExceptions.hpp"
 #include "io/ForEachInput.hpp"
@@ -55,6 +57,7 @@ public:
                 to_.createInternalRelationship(type, part.getName().getURI(), u"");
             }
         }
+        // With a list of what is left to do, as the parts of a hostile file may form a chain of any depth.
         while (!pending_.empty()) {
             const Part part = pending_.back();
             pending_.pop_back();
@@ -105,6 +108,7 @@ void copyCreatedTime(const FlowbookFileReader& reader, Package& to) {
 Bytes copyOf(const Input& input, const std::u16string& name) {
     const FlowbookFileReader reader = input.openReader();
     const kit::Document document = openDocument(input);
+    // The library's writer gives the copy its own release and times, as to any file that it makes.
     const Bytes empty = makeFlowbook(name, [&](FlowbookFileWriter& writer) {
         copyProperty(reader, &FlowbookFileReader::getTitle, writer, &FlowbookFileWriter::setTitle);
         copyProperty(reader, &FlowbookFileReader::getDescription, writer, &FlowbookFileWriter::setDescription);

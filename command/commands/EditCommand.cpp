@@ -1,3 +1,5 @@
+// Has the user's editor change the code. The text that was typed is worth more than anything else here: where it cannot
+// be saved, for any reason, it is kept in a file that the message names.
 #include "Commands.hpp"
 #include "commands/CodeEditing.hpp"
 #include "io/ForEachInput.hpp"
@@ -63,6 +65,7 @@ std::string editorCommand() {
 }
 
 void runEditor(const std::string& file) {
+    // Signals are the editor's as long as it runs; this process ends when the editor does.
     const UntroubledBySignals untroubled;
     const int code = runProgram({"sh", "-c", editorCommand(), "flowbook", file});
     if (code != 0) {

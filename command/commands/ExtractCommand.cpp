@@ -1,3 +1,6 @@
+// Unpacks flowbooks into files that people and other programs can work on. The manifest is written last, and only if
+// all that it lists is there: 'flowbook pack' must never make a flowbook with less in it than the one that was
+// unpacked.
 #include "Commands.hpp"
 #include "io/CodeText.hpp"
 #include "io/ForEachInput.hpp"
@@ -50,6 +53,7 @@ public:
         : document_(document), folder_(std::move(folder)), input_(input), report_(report), options_(options) {}
 
     void run() {
+        // These names are ours first; a part that has one of them gets another.
         if (options_.all()) {
             names_.take(kit::kManifestName);
         }
@@ -169,6 +173,7 @@ void extractFrom(Console& console, ExtractOptions& options) {
     const bool isOne =
         names.size() == 1 && !options.inputs.files.empty() && names.front().path == options.inputs.files.front();
     std::unique_ptr<SafeFolder> folder;
+    // The folder is made once the first input has turned out to be a flowbook, so a wrong name leaves no empty folder.
     std::once_flag isMade;
     const auto work = [&](const Input& input, Report& report) {
         const kit::Document document = openDocument(input);

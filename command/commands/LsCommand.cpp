@@ -1,3 +1,5 @@
+// Lists flowbooks, a line each. Rows are sorted when all are known, so they are kept until then; with --json there is a
+// record as soon as a file has been read, in the order of the inputs.
 #include "Commands.hpp"
 #include "io/ForEachInput.hpp"
 #include "io/OpenDocument.hpp"
@@ -56,6 +58,7 @@ void readInto(Listed& row, const Input& input) {
     if (form == kit::CodeForm::Plain || form == kit::CodeForm::Rich) {
         row.lines = countLines(document.code());
     }
+    // After the rest has been read, so that the row has all that can be known.
     for (const kit::Property& property : row.properties) {
         if (!property.fault.empty()) {
             throw kit::failureOf(property);
@@ -108,6 +111,7 @@ void sortRows(std::vector<Listed>& rows, const std::string& key) {
         }
         return key == "title" ? a.valueOf(key) < b.valueOf(key) : a.file < b.file;
     };
+    // Equal keys are in the order of names, and not in that in which the threads came to an end.
     std::sort(rows.begin(), rows.end(), [](const Listed& a, const Listed& b) { return a.file < b.file; });
     std::stable_sort(rows.begin(), rows.end(), isBefore);
 }

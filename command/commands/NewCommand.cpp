@@ -1,3 +1,4 @@
+// Makes new flowbooks by the library's own calls, so that they are what any other program makes with it.
 #include "Commands.hpp"
 #include "commands/PropertyOptions.hpp"
 #include "commands/Sources.hpp"
@@ -51,6 +52,7 @@ FlowbookFilePackage withImages(SnapshotPart document, std::vector<std::string> i
     std::vector<SnapshotPart> parts = package.getParts();
     std::vector<FlowbookFilePackage::Relationship> relationships = package.getRelationships();
     for (SnapshotPart& part : parts) {
+        // The snapshot has made the document anew, and given it the type of rich code.
         if (part.partName == document.partName) {
             part.contentType = document.contentType;
         }

@@ -1,3 +1,5 @@
+// Sets code and properties. What is to be set is read and checked before the first flowbook is opened, so that a fault
+// in it changes none of them.
 #include "Commands.hpp"
 #include "commands/Change.hpp"
 #include "commands/PropertyTable.hpp"

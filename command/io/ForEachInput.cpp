@@ -12,6 +12,7 @@
 #include <optional>
 #include <set>
 #include <thread>
+#include <utility>
 
 namespace flowbook::tool {
 
@@ -37,25 +38,31 @@ class LargeFiles {
 public:
     explicit LargeFiles(unsigned places) : free_(places) {}
 
-    /// Holds a place until it is destroyed, if the file is large.
+    /// The place of one thread.
     class Place {
     public:
-        Place(LargeFiles& all, const std::string& path) : all_(isLarge(path) ? &all : nullptr) {
-            if (all_ != nullptr) {
+        explicit Place(LargeFiles& all) : all_(&all) {}
+        Place(const Place&) = delete;
+        Place& operator=(const Place&) = delete;
+        ~Place() { release(); }
+
+        /// Waits for a place, if the file is large.
+        void take(const std::string& path) {
+            isHeld_ = isLarge(path);
+            if (isHeld_) {
                 std::unique_lock<std::mutex> lock(all_->mutex_);
                 all_->freed_.wait(lock, [this] { return all_->free_ != 0; });
                 --all_->free_;
             }
         }
-        ~Place() {
-            if (all_ != nullptr) {
+
+        void release() {
+            if (std::exchange(isHeld_, false)) {
                 const std::lock_guard<std::mutex> lock(all_->mutex_);
                 ++all_->free_;
                 all_->freed_.notify_one();
             }
         }
-        Place(const Place&) = delete;
-        Place& operator=(const Place&) = delete;
 
     private:
         static bool isLarge(const std::string& path) {
@@ -65,6 +72,7 @@ public:
         }
 
         LargeFiles* all_;
+        bool isHeld_ = false;
     };
 
 private:
@@ -111,7 +119,7 @@ private:
     void workOnAll() {
         std::size_t index = 0;
         try {
-            std::optional<LargeFiles::Place> place;
+            LargeFiles::Place place(largeFiles_);
             for (index = take(place); index < names_.size() && reports_.mayBegin(index); index = take(place)) {
                 if (isCareful_) {
                     Interruption::check();
@@ -136,12 +144,12 @@ private:
     /// Returns the number of the next input, and gives a large one a place. Places are given in the order of the
     /// inputs: one that has much to print holds its place until those before it are done, so these must have theirs
     /// already.
-    std::size_t take(std::optional<LargeFiles::Place>& place) {
-        place.reset();
+    std::size_t take(LargeFiles::Place& place) {
+        place.release();
         const std::lock_guard<std::mutex> lock(taking_);
         const std::size_t index = next_++;
         if (index < names_.size()) {
-            place.emplace(largeFiles_, names_[index].path);
+            place.take(names_[index].path);
         }
         return index;
     }

@@ -1,3 +1,6 @@
+// Finds the files that a command works on. A file that is named is taken under any name; in a folder only names of
+// flowbooks count. What cannot be looked at becomes an input with a problem, so that it is reported in its place and
+// counted in the exit code, while the others are worked on.
 #include "io/InputOptions.hpp"
 
 #include "io/FlowbookName.hpp"
@@ -66,6 +69,8 @@ void take(FTS* walk, FTSENT& entry, const std::string& root, std::vector<InputNa
     }
 }
 
+/// Links to folders are not followed, as they may lead in a circle; files are sorted, so that every run prints the
+/// same.
 void addFolder(std::vector<InputName>& names, std::string folder) {
     char* roots[] = {folder.data(), nullptr};
     const Walk walk(fts_open(roots, FTS_PHYSICAL | FTS_COMFOLLOW | FTS_NOCHDIR, nullptr), &fts_close);
@@ -98,6 +103,7 @@ void add(std::vector<InputName>& names, const std::string& argument, bool allowE
     }
 }
 
+/// Empty lines name nothing and are passed over.
 std::vector<std::string> split(const Bytes& list, char separator) {
     std::vector<std::string> names;
     for (auto at = list.begin(); at != list.end();) {
@@ -137,6 +143,7 @@ std::vector<InputName> InputOptions::names() const {
     return names;
 }
 
+/// Two inputs of one name would overwrite each other in the folder; the second one is refused before any is written.
 std::vector<InputName> namesForFolder(const InputOptions& inputs) {
     std::vector<InputName> names = inputs.names();
     std::map<std::string, std::string> taken;

@@ -1,3 +1,6 @@
+// The flowbook that Python holds. It is a source that never changes, the list of changes made to it, and the package
+// with those changes in memory. Each save applies the list to the source anew: so a save that failed, or was left at
+// Ctrl-C, can be tried again, and what Python shows is what a save writes.
 #include "Book.hpp"
 
 #include "fl/i18n/Conversion.hpp"
@@ -72,6 +75,7 @@ void save(const Source& source, const Changes& changes, const HeldStorage::Sink&
     changed(StorageSystemReference(storage), changes).package().close();
 }
 
+/// How much work a change is, in bytes: only what is much is worth a thread of its own.
 std::uint64_t weightOf(const kit::Change& change) {
     struct Weigh {
         std::uint64_t operator()(const kit::SetPlainCode& each) const { return each.text.size(); }
@@ -129,6 +133,7 @@ struct Book::State {
 
     kit::Made make(kit::Change change) {
         const auto made = std::make_shared<const kit::Change>(std::move(change));
+        // Memory is taken first: once the change is made to the package, noting it must not fail.
         changes.reserve(changes.size() + 1);
         try {
             if (changes.empty()) {
@@ -140,6 +145,7 @@ struct Book::State {
             ++revision;
             weight += weightOf(*made);
             return result;
+            // A change may have failed half way; the package is made again from the source and the list.
         } catch (...) {
             open.reset();
             throw;
@@ -164,6 +170,8 @@ struct Book::State {
         isChanged = true;
     }
 
+    /// After a save to an object of Python, during which other threads may have made changes: these are kept.
+    /// Does nothing if it cannot be known which of the changes the save holds.
     void moveToSaved(const Source& saved, std::uint64_t savedRevision) {
         const bool isKnown = revision - savedRevision == changes.size();
         if (isKnown) {
@@ -257,6 +265,7 @@ std::string Book::richCode() {
         const fl::Bytes stored = document.codeInUtf8();
         std::string text(stored.begin(), stored.end());
         // Strict, so that bytes which are no text are damage.
+        // Only the check counts; Python makes its own text of the bytes.
         fl::i18n::utf8_to_ustring(text);
         return text;
     });
@@ -397,6 +406,7 @@ void Book::saveAt(const LocalPath& path, const std::optional<std::string>& moveT
         const LocalStorage local;
         std::shared_ptr<const ReadableFile> present;
         if (local.exists(path.utf16)) {
+            // The file that is there is the one that is replaced; if another comes into its place, that is a conflict.
             present = local.openForReading(path.utf16);
         }
         save(state.source, state.changes, sinkAt(path.utf16, present));
@@ -405,6 +415,7 @@ void Book::saveAt(const LocalPath& path, const std::optional<std::string>& moveT
         }
         return true;
     });
+    // Under the interpreter lock again, as messages of other threads use the name.
     state_->file = moveThere.value_or(state_->file);
 }
 

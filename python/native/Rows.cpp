@@ -1,3 +1,5 @@
+// Reads columns of many flowbooks in one call, without the interpreter lock, so that a partition of a data frame is one
+// piece of work. A flowbook that cannot be read gives an empty row and its failure; it never ends the others.
 #include "Rows.hpp"
 
 #include "Book.hpp"
@@ -151,6 +153,7 @@ Row Rows::rowOf(const std::vector<std::string>& columns, Entry& entry) {
             noting(row, entry.name, [&] { row.cells[at] = columnOf(columns[at]).ask(answers); });
         }
     });
+    // The bytes of an entry are freed as soon as its row is there; there may be thousands.
     entry.open = nullptr;
     if (const auto gone = Call::current()->takeGone()) {
         row.failure = {"not-found", *gone};
@@ -175,6 +178,7 @@ std::vector<Row> Rows::rowsOf(const std::vector<std::string>& columns, std::vect
 std::vector<Row> Rows::read(unsigned threads) {
     // Taken first, so that another thread reads none of them.
     const auto entries = std::make_shared<std::vector<Entry>>(std::exchange(entries_, {}));
+    // File objects are read under the interpreter lock, by the thread that called.
     const unsigned count = hasObjects_ ? 1 : threads;
     return runCall("", true, [columns = columns_, entries, count] { return rowsOf(columns, *entries, count); });
 }
