@@ -1,3 +1,4 @@
+// Writes findings for people, and in the form that services which review code read (SARIF 2.1.0).
 #include "commands/Findings.hpp"
 
 #include "flowbook/FlowbookVersion.hpp"

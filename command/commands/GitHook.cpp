@@ -1,3 +1,4 @@
+// Checks what a commit is going to hold, which may differ from the files of the working tree.
 #include "commands/GitHook.hpp"
 
 #include "commands/Findings.hpp"

@@ -1,3 +1,5 @@
+// Finds out what .gitignore and .ignore leave out, by asking git: the rules of patterns are many, and only git's own
+// answer is what users of git expect.
 #include "commands/Ignored.hpp"
 
 #include "io/Program.hpp"
@@ -25,6 +27,7 @@ std::set<std::string> splitAtNul(const std::string& list) {
 /// The paths below a folder that the .gitignore files of its repository name; none when it lies in no repository.
 std::set<std::string> ignoredByGit(const std::string& folder, const std::string& paths) {
     const TemporaryFolder scratch;
+    // A file and not a pipe: git answers while it still reads, and both could wait for each other.
     const std::string list = scratch.put("paths", paths);
     const Answer answer =
         askProgram({"sh", "-c", "git -C \"$1\" check-ignore -z --stdin <\"$2\" 2>/dev/null", "sh", folder, list});
@@ -34,6 +37,7 @@ std::set<std::string> ignoredByGit(const std::string& folder, const std::string&
 /// The paths below a folder that are not named by its .ignore files, as a repository without any commit sees them.
 std::set<std::string> keptByIgnoreFiles(const std::string& folder) {
     const TemporaryFolder scratch;
+    // A repository of its own, as .ignore counts also outside of any, and must not mix with .gitignore.
     const std::string repository = scratch.path() + "/git";
     if (askProgram({"git", "init", "-q", "--bare", repository}).code != 0) {
         throw Failure(ExitCode::InputOutput, "git init failed; --gitignore takes git");

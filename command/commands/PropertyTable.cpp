@@ -1,3 +1,6 @@
+// Reads a table of properties (RFC 4180). It is read whole and checked before any file is changed, and each fault names
+// its line. An empty cell leaves a property as it is and an empty one in quotes empties it, as spreadsheets write the
+// first.
 #include "commands/PropertyTable.hpp"
 
 #include "commands/Sources.hpp"

@@ -1,3 +1,5 @@
+// Replaces text in code, line by line, as sed(1) does it: a pattern that could reach over lines would change which
+// paragraph a line belongs to.
 #include "Commands.hpp"
 #include "commands/Change.hpp"
 #include "commands/LineSearch.hpp"

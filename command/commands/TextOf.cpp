@@ -1,3 +1,5 @@
+// The text form of a file for diff and git. A damaged file has one too, so that `git diff` and `git log -p` show it and
+// go on.
 #include "commands/TextOf.hpp"
 
 #include "foundation/storage/vfs/MemoryStorage.hpp"

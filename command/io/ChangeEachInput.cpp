@@ -1,3 +1,5 @@
+// Changes many flowbooks and counts them. With several files a signal waits until the counts are printed, since the
+// user then has to know which ones were changed.
 #include "io/ChangeEachInput.hpp"
 
 #include "io/Interruption.hpp"

@@ -1,3 +1,5 @@
+// Shares inputs out among threads. Each takes the next one when it is done with its last, so that large files do not
+// leave the others without work, and what is printed comes in the order of the inputs.
 #include "io/ForEachInput.hpp"
 
 #include "io/Interruption.hpp"

@@ -1,3 +1,5 @@
+// The storage of what the command changes. A replacement holds signals back until its temporary file is gone or has
+// taken its name: otherwise Ctrl-C would leave temporaries beside the user's files.
 #include "io/GuardedStorage.hpp"
 
 #include "fl/i18n/Conversion.hpp"

@@ -1,3 +1,5 @@
+// One input of a command. A file is opened once, by a descriptor, so that what was judged is what is read and replaced,
+// and its name may be of any bytes. Standard input and pipes are read whole, as a package is read from its end.
 #include "io/Input.hpp"
 
 #include "fl/i18n/Conversion.hpp"

@@ -1,3 +1,6 @@
+// Lets a signal wait until what is being done is whole. The handler only notes the signal, as a handler may do hardly
+// anything else; work looks for it at places where it can be left. When the last holder is gone the signal is raised
+// again, so that the caller sees the command ended by it.
 #include "io/Interruption.hpp"
 
 #include <atomic>

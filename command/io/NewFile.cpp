@@ -1,3 +1,5 @@
+// Writes files that did not exist, or that the user allows to be replaced. A flowbook is made whole in memory and read
+// once more before anything is written, so that a fault leaves no half of a file.
 #include "io/NewFile.hpp"
 
 #include "fl/i18n/Conversion.hpp"
@@ -54,6 +56,7 @@ Bytes makeFlowbook(const std::u16string& name, const std::function<void(Flowbook
     FlowbookFileWriter writer(name, storage, {});
     fill(writer);
     writer.close(false);
+    // What cannot be read again must not be written.
     const FlowbookFileReader check(name, storage);
     return memory->get(name);
 }

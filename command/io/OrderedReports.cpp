@@ -1,3 +1,5 @@
+// Shows reports in the order of the inputs. Threads that are far ahead wait, so that one slow file does not make the
+// reports of thousands of others pile up in memory.
 #include "io/OrderedReports.hpp"
 
 #include "io/Interruption.hpp"

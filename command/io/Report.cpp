@@ -1,3 +1,5 @@
+// What a command has to say about one input. It is kept until the inputs before it have been shown, so that several
+// threads print what one would print; what is more than a mebibyte waits for its turn instead.
 #include "io/Report.hpp"
 
 #include "fl/i18n/Conversion.hpp"

@@ -1,3 +1,5 @@
+// A folder for texts that other programs read. It is private from the start, as the code of a flowbook may not be for
+// others, and goes with its contents unless they are kept for the user.
 #include "io/TemporaryFolder.hpp"
 
 #include "terminal/Failure.hpp"

@@ -1,3 +1,5 @@
+// Turns what was thrown into an exit code and words for a user. It is called in a handler, so that all failures take
+// one way, whether they come from the library, the kit or the command.
 #include "terminal/Diagnosis.hpp"
 
 #include "fl/i18n/Conversion.hpp"

@@ -1,3 +1,5 @@
+// Standard output. The first failure is remembered and reported once, at the end: a pipe that was closed, or a full
+// device, would otherwise be reported for every line.
 #include "terminal/Output.hpp"
 
 #include "terminal/Failure.hpp"

@@ -1,3 +1,5 @@
+// A bar on standard error for work that takes long. It appears after half a second, as most work is done by then, and
+// only on a terminal whose standard output goes elsewhere, where it cannot get between the lines.
 #include "terminal/Progress.hpp"
 
 #include <algorithm>

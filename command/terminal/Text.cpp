@@ -1,3 +1,5 @@
+// Text on its way in and out. Names and contents of flowbooks may come from anyone; what a terminal would obey or not
+// show is printed as an escape.
 #include "terminal/Text.hpp"
 
 #include "fl/i18n/Conversion.hpp"

@@ -1,3 +1,5 @@
+// Merges three lists of numbers by git, which merges lines better than what would be written here, and in the way that
+// its users know. The texts are in memory only (memfd_create), so nothing of them is left on a disk.
 #include "kit/compare/LineMerge.hpp"
 
 #include "opc/Exception.hpp"

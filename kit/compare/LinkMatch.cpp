@@ -1,3 +1,6 @@
+// Finds out which relationships of three versions are the same. Ids are no help, as every program gives its own, so
+// what a relationship leads to and where it stands decide: first what agrees in both, then in one, and last what is the
+// only one of its type that is left.
 #include "kit/compare/LinkMatch.hpp"
 
 #include "fl/i18n/Conversion.hpp"

@@ -1,3 +1,5 @@
+// The result of a merge as it grows. Names and ids are given at the end: a part of ours keeps its name, and one of
+// theirs that clashes with it gets a fresh one, since what refers to it does so by relationship.
 #include "kit/compare/MergedPackage.hpp"
 
 #include "fl/i18n/Conversion.hpp"

@@ -1,3 +1,4 @@
+// Puts into words what plain code would drop, for messages that ask the user to decide.
 #include "kit/document/AroundCode.hpp"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// Reads the size of a picture from its header. Pages need it before a browser decodes the picture: a few bytes can
+// decode to gigabytes. A header that lies only costs the picture its place on the page.
 #include "kit/document/PictureSize.hpp"
 
 #include "kit/document/Characters.hpp"

@@ -1,3 +1,5 @@
+// Pictures as flowbooks store them: a part holds a data URI, base64 of the picture's bytes. What a picture is its first
+// bytes decide, as names and media types are often wrong.
 #include "kit/document/Pictures.hpp"
 
 #include "fl/i18n/Conversion.hpp"

@@ -1,3 +1,5 @@
+// Inflates parts on other threads before they are asked for. A part that is not yet read when it is asked for is read
+// by the one who asks, so that no work waits for a thread that has not begun it.
 #include "kit/document/ReadAhead.hpp"
 
 #include "kit/document/HelperThreads.hpp"

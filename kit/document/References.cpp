@@ -1,3 +1,6 @@
+// Finds the attributes that refer to relationships, with the places of their values: ids are replaced in the bytes, so
+// that all else of a document stays as it was written. Both namespaces of the standard are known, transitional and
+// strict.
 #include "kit/document/References.hpp"
 
 #include "kit/document/StoredText.hpp"

@@ -1,3 +1,5 @@
+// A document as a tree, for pages and Markdown, which need to look ahead. It is limited in nodes and in depth: a small
+// file can hold a document that is neither.
 #include "kit/document/XmlTree.hpp"
 
 #include "opc/Exception.hpp"

@@ -1,3 +1,4 @@
+// Tables of Markdown (GitHub's extension), which the parser does not know: it hands them over as paragraphs.
 #include "kit/markdown/PipeTable.hpp"
 
 #include "kit/document/Characters.hpp"

@@ -1,3 +1,5 @@
+// Makes a package of what was found in a damaged file. The order matters for names: what something refers to comes
+// first and keeps its name; what is set aside, damaged or doubtful comes later and gets another where its own is taken.
 #include "kit/package/Salvage.hpp"
 
 #include "fl/i18n/Conversion.hpp"

@@ -1,3 +1,5 @@
+// What all pages share: the skeleton, the style, and the marks by which a page is recognised later. The digest of a
+// page stands in it, so a page that somebody has edited is not taken for one that may be replaced.
 #include "kit/page/Frame.hpp"
 
 #include "flowbook/FlowbookVersion.hpp"

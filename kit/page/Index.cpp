@@ -1,3 +1,5 @@
+// The index of a folder of pages. It has to open with thousands of flowbooks, so rows out of sight are not laid out,
+// and pictures are limited in all.
 #include "kit/page/Index.hpp"
 
 #include "fl/i18n/Conversion.hpp"

@@ -1,3 +1,5 @@
+// Writes HTML. All text passes through the escapes of this file, and what a reader of the page would not see is marked:
+// text that looks like other text is how people are deceived.
 #include "kit/page/Markup.hpp"
 
 #include "fl/i18n/Conversion.hpp"

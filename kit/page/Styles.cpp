@@ -1,3 +1,5 @@
+// Styles with what they take over from the styles that they are based on. A hostile document bases styles on each other
+// in a ring, so the way up is limited.
 #include "kit/page/Styles.hpp"
 
 #include "kit/document/RichText.hpp"
