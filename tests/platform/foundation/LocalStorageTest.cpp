@@ -97,6 +97,10 @@ int fstat(int fd, struct stat* status) noexcept { return scripted<int>("fstat", 
 
 int fsync(int fd) { return scripted<int>("fsync", SYS_fsync, fd); }
 
+int sync_file_range(int fd, off64_t from, off64_t count, unsigned flags) {
+    return scripted<int>("sync_file_range", SYS_sync_file_range, fd, from, count, flags);
+}
+
 int linkat(int fromDir, const char* from, int toDir, const char* to, int flags) noexcept {
     return scripted<int>("linkat", SYS_linkat, fromDir, from, toDir, to, flags);
 }
@@ -337,6 +341,19 @@ TEST_F(LocalStorageTest, HasTheKernelCopyWhatItCan) {
         EXPECT_LT(failing.passing, passing) << "the kernel was not asked";
         replacement->commit();
         EXPECT_TRUE(folder_.get(std::to_string(passing)) == kLarge);
+    }
+}
+
+TEST_F(LocalStorageTest, WritesLargeContentToTheDiskAsItComes) {
+    const std::string large(std::size_t{20} << 20, 'n');
+    const std::pair<int, Failure> cases[] = {
+        {EIO, StorageErrorKind::Other}, {ENOSPC, StorageErrorKind::NoSpace}, {ENOSYS, std::nullopt}};
+    for (const auto& [error, failure] : cases) {
+        folder_.put("file", "old");
+        failing = {"sync_file_range", error, 0};
+        EXPECT_EQ(save("file", large), failure);
+        failing = {};
+        EXPECT_TRUE(folder_.get("file") == (failure ? "old" : large)) << error;
     }
 }
 

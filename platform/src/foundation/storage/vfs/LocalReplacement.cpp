@@ -231,6 +231,24 @@ void LocalReplacement::writeThrough(const unsigned char* from, std::size_t count
         }
         from += written;
         count -= static_cast<std::size_t>(written);
+        startWriteBack(static_cast<std::uint64_t>(written));
+    }
+}
+
+/// Has the system begin to bring large content to the disk while the rest of it is still being made, so that the sync
+/// at the end has less to wait for. A system that cannot do that is none the worse; a failure of the disk is one of the
+/// save.
+/// @param count  bytes that the temporary got since the last call.
+void LocalReplacement::startWriteBack(std::uint64_t count) {
+    constexpr std::uint64_t kWorthwhile = 8 << 20;
+    waitingForDisk_ += count;
+    if (waitingForDisk_ < kWorthwhile) {
+        return;
+    }
+    waitingForDisk_ = 0;
+    const bool isStarted = ::sync_file_range(temporary_.get(), 0, 0, SYNC_FILE_RANGE_WRITE) == 0;
+    if (!isStarted && (errno == EIO || errno == ENOSPC || errno == EDQUOT)) {
+        throwErrno("write the temporary for", target_.path);
     }
 }
 
@@ -253,7 +271,7 @@ void LocalReplacement::append(const ReadableFile& source, std::uint64_t offset, 
 /// two file systems, or fails with the reason.
 std::uint64_t LocalReplacement::copyInKernel(const LocalFile& source, std::uint64_t offset, std::uint64_t count) {
     flush();
-    constexpr std::uint64_t kAtOnce = 1 << 30;
+    constexpr std::uint64_t kAtOnce = 16 << 20;
     auto at = static_cast<off_t>(offset);
     std::uint64_t copied = 0;
     while (copied != count) {
@@ -263,6 +281,7 @@ std::uint64_t LocalReplacement::copyInKernel(const LocalFile& source, std::uint6
             break;
         }
         copied += static_cast<std::uint64_t>(got);
+        startWriteBack(static_cast<std::uint64_t>(got));
     }
     return copied;
 }

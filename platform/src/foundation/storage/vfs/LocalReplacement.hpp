@@ -52,6 +52,7 @@ private:
     void requireTemporary() const;
     void writeBuffered(const unsigned char* from, std::size_t count);
     void writeThrough(const unsigned char* from, std::size_t count);
+    void startWriteBack(std::uint64_t count);
     void flush();
     std::uint64_t copyInKernel(const LocalFile& source, std::uint64_t offset, std::uint64_t count);
     void setFinalAttributes();
@@ -75,6 +76,7 @@ private:
     std::string temporaryName_;  ///< empty while there is no temporary
     Descriptor temporary_;
     std::optional<FileLock> temporaryLock_;  ///< held so that no sweep takes the temporary for a leftover
+    std::uint64_t waitingForDisk_ = 0;       ///< bytes written since the system was asked to begin with them
     mode_t newFileMode_ = 0;
     std::unique_ptr<const ReadableFile> written_;  ///< what written() handed out last
     std::function<bool()> isUnchanged_;            ///< what askWhenTouched() was given; may be empty
