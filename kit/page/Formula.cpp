@@ -14,6 +14,8 @@ namespace flowbook::kit {
 
 namespace {
 
+constexpr std::size_t kLongestForPage = 25;
+
 void writeMathNode(Markup& out, const XmlNode& node);
 void writeMathInside(Markup& out, const XmlNode& node);
 
@@ -258,7 +260,10 @@ void writeFormula(Markup& out, const XmlNode& formula, FormulaPlace place) {
             writeFormula(out, child, FormulaPlace::Apart);
         }
     } else if (!endsWith(formula.local, "Pr") && !formula.allText().empty()) {
-        place == FormulaPlace::Apart ? out.open("math", {{"display", "block"}}) : out.open("math");
+        const std::string_view display = place == FormulaPlace::Apart ? "block" : "inline";
+        // One that may be wider than the page is scrolled, which has to be possible by keys.
+        formula.allText().size() > kLongestForPage ? out.open("math", {{"display", display}, {"tabindex", "0"}})
+                                                   : out.open("math", {{"display", display}});
         writeMathInside(out, formula);
         out.close();
     }

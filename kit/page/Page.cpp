@@ -58,7 +58,10 @@ public:
         Markup body;
         writeStart(body, options_->links);
         writeHeader(body);
-        body.append(start).append(outline_).append(main_);
+        if (!start.finished().empty()) {
+            body.open("section", {{"aria-label", "What is damaged"}}).append(start).close();
+        }
+        body.append(outline_).append(main_);
         body.open("aside", {{"aria-label", "What the file holds"}, {"lang", "en"}});
         writePartTables(body, *document_, faults_);
         body.close();

@@ -62,7 +62,7 @@ async function checkLooks(page, name) {
         expect(schemes.includes(new URL(link).protocol) || /^data:image\/[a-z+]+;base64,/.test(link),
             `${name}: leads to ${link.slice(0, 80)}`);
     }
-    for (const width of [360, 768, 1280]) {
+    for (const width of [320, 360, 768, 1280]) {
         await page.setViewportSize({ width, height: 900 });
         const over = await page.evaluate(() => document.scrollingElement.scrollWidth - window.innerWidth);
         expect(over <= 0, `${name}: ${over} pixels wider than a window of ${width}`);

@@ -122,6 +122,20 @@ def hostile():
     return flowbook(properties, texts, images, links, EVIL)
 
 
+def wide():
+    """What would be wider than a narrow window, and what a file that is cut off shows."""
+    labels = "".join(f'<w:lvl w:ilvl="{i}"><w:lvlText w:val="{".".join("%%%d" % (j + 1) for j in range(i + 1))}"/>'
+                     "</w:lvl>" for i in range(9))
+    numbering = (f'<w:numbering xmlns:w="{made.WORD}"><w:abstractNum w:abstractNumId="0">{labels}</w:abstractNum>'
+                 '<w:num w:numId="1"><w:abstractNumId w:val="0"/></w:num></w:numbering>')
+    items = [f'<w:p><w:pPr><w:numPr><w:ilvl w:val="{i}"/><w:numId w:val="1"/></w:numPr></w:pPr>{run("an item")}</w:p>'
+             for i in range(9)]
+    formula = f'<m:oMath xmlns:m="urn:m"><m:r><m:t>{"a + b" * 40}</m:t></m:r></m:oMath>'
+    parts = {"tarmic/numbering.xml": ("application/xml", numbering.encode())}
+    return made.zipped(made.package(made.rich(*items, paragraph("text", formula)), parts=parts,
+                                    document_rels=made.relationships(("n", "x:y/numbering", "numbering.xml"))))
+
+
 def example():
     texts = [paragraph("Heading1", run("Smoothing")),
              paragraph("text", run("A "), run("moving window", "b"), run(" of "), run("five", "i"),
@@ -150,7 +164,8 @@ def main(command, npm, pictures):
         folder = Path(scratch)
         encrypted = made.zipped(made.package(document=b"secret", parameters=";encryption=AES"))
         for name, content in {"hostile": hostile(), EVIL.replace("/", "-")[:200]: hostile(), "example": example(),
-                              "large": large_pictures(), "encrypted": encrypted, "damaged": EVIL.encode()}.items():
+                              "large": large_pictures(), "encrypted": encrypted, "damaged": EVIL.encode(),
+                              "wide": wide(), "cut": wide()[:-30]}.items():
             (folder / f"{name}.tqx").write_bytes(content)
         subprocess.run([command, "html", ".", "-d", "pages"], cwd=folder, check=False)
         compared = {"changes": ["example.tqx", "hostile.tqx"], "added": ["/dev/null", "example.tqx"]}
