@@ -20,6 +20,7 @@ STUBS = {"jq": "cat", "pandoc": "cat", "make-code": "echo x"}
 
 CASES = [
     Case("cta rich.tqx", 2, err="there is no command 'cta'; did you mean 'cat'? (see flowbook help)"),
+    Case("cat -- plain.tqx", 0, ("a = 1;",)),
     Case("help cat", 0, ("Examples:", "flowbook cat analysis.tqx")),
     Case("help", 0, ("\n  cat ",)),
     Case("", 2, err="flowbook: no command is named (see flowbook help)"),

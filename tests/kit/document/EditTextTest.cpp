@@ -2,6 +2,7 @@
 
 #include "kit/KitTesting.hpp"
 #include "kit/document/CodeParagraphs.hpp"
+#include "kit/document/ParagraphEdits.hpp"
 #include "opc/Exception.hpp"
 
 #include <gtest/gtest.h>
@@ -207,6 +208,25 @@ TEST(CodeParagraphsTest, DividesCodeAmongParagraphs) {
     EXPECT_EQ(withCodeParagraphs(document, code), bytes(richCode(with(kAll, "<w:t>c<", "<w:t>\xEF\xBF\xBD<"))));
     code.pop_back();
     EXPECT_THROW(withCodeParagraphs(document, code), opc::Exception);
+}
+
+TEST(ParagraphEdits, ChangeTheElementsThatHoldTheText) {
+    const std::string begin =
+        "<x:document xmlns:x=\"http://schemas.openxmlformats.org/wordprocessingml/2006/main\"><x:body>";
+    const std::tuple<std::string, std::string, std::string> cases[] = {
+        {"<x:p><x:r><x:t>one</x:t></x:r></x:p>", "one two",
+         "<x:p><x:r><x:t xml:space=\"preserve\">one two</x:t></x:r></x:p>"},
+        {"<x:p><x:r><x:br/></x:r></x:p>", "a\n", "<x:p><x:r><x:t xml:space=\"preserve\">a</x:t><x:br/></x:r></x:p>"},
+        {"<x:p><x:r><x:t>a</x:t><x:tab/><x:t>b</x:t></x:r></x:p>", "a\tc",
+         "<x:p><x:r><x:t>a</x:t><x:tab/><x:t xml:space=\"preserve\">c</x:t></x:r></x:p>"},
+        {"<x:p/>", "a", "<x:p><x:r><x:t xml:space=\"preserve\">a</x:t></x:r></x:p>"},
+    };
+    for (const auto& [before, text, after] : cases) {
+        const std::string end = "</x:body></x:document>";
+        const fl::Bytes edited =
+            withParagraphEdits(bytes(begin + before + end), {{ParagraphEdit::Kind::Replace, 0, text}});
+        EXPECT_EQ(std::string(edited.begin(), edited.end()), begin + after + end);
+    }
 }
 
 }  // namespace
