@@ -109,12 +109,16 @@ bool DocumentText::writeNotes(Markup& out, Figures& figures, Links& links, Headi
                               const Notes& notes) const {
     Markup all;
     bool hasTextBesideCode = false;
+    const Notes::Note* last = nullptr;
+    const auto ofDocument = figures.follow({});
     for (const Notes::Note& note : notes.all()) {
+        if (last == nullptr || last->part != note.part) {
+            figures.follow(notes.relationshipsOf(note));
+        }
+        last = &note;
         Markup text;
         Blocks blocks(text, figures, links, *definitions_, headings);
-        const auto ofDocument = figures.follow(notes.relationshipsOf(note));
         blocks.writeInside(*note.text);
-        figures.follow(ofDocument);
         const auto [id, place] = links.idsOfNote(note.name);
         if (text.finished().empty() && place.empty()) {
             continue;
@@ -127,6 +131,7 @@ bool DocumentText::writeNotes(Markup& out, Figures& figures, Links& links, Headi
         all.close().append(text).close();
         hasTextBesideCode = hasTextBesideCode || blocks.hasTextBesideCode();
     }
+    figures.follow(ofDocument);
     if (!all.finished().empty()) {
         out.open("section", {{"aria-labelledby", "notes"}}).element("h2", {{"id", "notes"}, {"lang", "en"}}, "Notes");
         out.append(all).close();
