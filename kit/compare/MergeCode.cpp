@@ -268,6 +268,8 @@ std::size_t Merger::formSide(const Trio& code, const Texts& texts, bool isPlain)
     return chooseBy(code, &Node::contentType) == Choice::Theirs ? kTheirs : kOurs;
 }
 
+/// Where the text holds both sides of a conflict, one of them will be removed, and with it perhaps the only reference
+/// to a part, which must not be lost with it.
 std::vector<std::string> Merger::linkThings(const Things& things, const Texts& texts, const std::string& marked,
                                             bool isOpen, std::vector<MergedLink>& links) {
     const std::map<std::size_t, std::string> nowhere = things.nowhere();
@@ -287,7 +289,6 @@ std::vector<std::string> Merger::linkThings(const Things& things, const Texts& t
         addLink(things.at(thing), things.at(thing)[kOurs] != nullptr ? kOurs : kTheirs, links);
     }
     linkRest(used, texts, links);
-    // The text between markers may be removed, and with it the only reference; the part must not be lost with it.
     for (const std::size_t thing : isOpen ? linked : std::vector<std::size_t>()) {
         linkHanging(things.at(thing), texts, links);
     }
