@@ -160,10 +160,11 @@ def merge(base: Given | None, ours: Given, theirs: Given, *, favour: str | None 
                                ("outputs", outputs, ("ours", "theirs", "drop", "conflict"))):
         if given is not None and given not in known:
             raise ValueError(f"{name} is one of {', '.join(known)}, not {given!r}")
+    first, second = labels
     old, mine, other = None if base is None else _book(base), _book(ours), _book(theirs)
     try:
         data, conflicts, notes = _native.merge(None if old is None else old.to_bytes(), mine.to_bytes(),
-                                               other.to_bytes(), favour or "", outputs or "", labels[0], labels[1])
+                                               other.to_bytes(), favour or "", outputs or "", first, second)
     except Error:
         for each in (old, mine, other):
             if each is not None:

@@ -11,8 +11,9 @@ from typing import Any, NamedTuple, Union
 
 from flowbook import _native
 from flowbook._book import _time
-from flowbook._errors import ConflictError, error_of
+from flowbook._errors import ConflictError, Error, error_of
 from flowbook._places import local_path, name_of, native_path, path_bytes
+from flowbook._remote import Watched, store_in, told
 
 Locations = Union[str, "os.PathLike[str]", Sequence[Union[str, "os.PathLike[str]"]]]
 
@@ -46,10 +47,9 @@ class File(NamedTuple):
 
 def files_of(locations: Locations, options: Mapping[str, Any] | None) -> Iterator[File]:
     """The files that paths, folders, patterns and addresses mean, in their order; those of one of them are sorted.
-    Raises FileNotFoundError for one that means none."""
-    given = [locations] if isinstance(locations, (str, os.PathLike)) else list(locations)
+    Raises NotFoundError for one that means none."""
     remote: list[str] = []
-    for location in given:
+    for location in _single(locations):
         each = _location(location)
         path = local_path(each) if "://" in each else each
         if path is None:
@@ -57,8 +57,18 @@ def files_of(locations: Locations, options: Mapping[str, Any] | None) -> Iterato
             continue
         yield from remote_files(remote, options)
         remote = []
-        yield from _local_files(path)
+        with told(name_of(os.fsencode(each))):
+            yield from _local_files(path)
     yield from remote_files(remote, options)
+
+
+def _single(locations: Locations) -> Iterable[Any]:
+    """One path or address, or each of several."""
+    if isinstance(locations, (str, os.PathLike)):
+        return [locations]
+    if isinstance(locations, (bytes, bytearray, memoryview)):
+        raise TypeError(f"paths and addresses are needed, not {type(locations).__name__}")
+    return locations
 
 
 def _location(given: Any) -> str:
@@ -117,7 +127,8 @@ def remote_files(urls: list[str], options: Mapping[str, Any] | None) -> Iterator
 
     systems: dict[Any, dict[str, str]] = {}
     for url in urls:
-        files, path = fsspec.core.url_to_fs(url, **(options or {}))
+        with told(url):
+            files, path = fsspec.core.url_to_fs(url, **(options or {}))
         systems.setdefault(files, {}).setdefault(path, url)
     for files, paths in systems.items():
         yield from _web_files(files, list(paths)) if _is_web(files) else _stored_files(files, paths)
@@ -134,7 +145,9 @@ def _web_files(files: Any, paths: list[str]) -> Iterator[File]:
     single = [path for path in paths if not path.endswith("/")]
     for path in paths:
         if path.endswith("/"):
-            single += [name for name in sorted(files.find(path)) if _NAME.search(name.partition("?")[0])]
+            with told(path):
+                found = sorted(files.find(path))
+            single += [name for name in found if _NAME.search(name.partition("?")[0])]
 
     async def ask() -> Any:
         requests = [files._info(path) for path in single]
@@ -149,7 +162,8 @@ def _web_files(files: Any, paths: list[str]) -> Iterator[File]:
 
 def _stored_files(files: Any, paths: dict[str, str]) -> Iterator[File]:
     for path, url in paths.items():
-        found = _listed(files, path)
+        with told(url):
+            found = _listed(files, path)
         begin = _begin_of(url, path)
         for name in sorted(found):
             info = found[name]
@@ -231,9 +245,10 @@ def sources(files: Any, paths: Sequence[str], sizes: Sequence[int]) -> Iterator[
 
 
 def _opened(files: Any, path: str) -> Any:
-    from flowbook._remote import store_in
-
-    return store_in(files, path).open()
+    name = files.unstrip_protocol(path)
+    with told(name):
+        content = store_in(files, path).open()
+    return content if isinstance(content, bytes) else Watched(content, name)
 
 
 def _unless_gone(read: Any, *arguments: Any) -> Any:
@@ -246,13 +261,19 @@ def _unless_gone(read: Any, *arguments: Any) -> Any:
 def _contents(files: Any, paths: list[str]) -> list[Any]:
     """The bytes of each file, or a FileNotFoundError; by several requests at a time where the file system can."""
     if not files.async_impl:
-        return [_unless_gone(files.cat_file, path) for path in paths]
+        return [_unless_gone(_content, files, path) for path in paths]
     whole = [None] * len(paths)
     found: list[Any] = files.cat_ranges(paths, whole, whole, batch_size=REQUESTS)
-    for each in found:
+    for path, each in zip(paths, found):
         if isinstance(each, BaseException) and not isinstance(each, FileNotFoundError):
-            raise each
+            with told(files.unstrip_protocol(path)):
+                raise each
     return found
+
+
+def _content(files: Any, path: str) -> Any:
+    with told(files.unstrip_protocol(path)):
+        return files.cat_file(path)
 
 
 def read_many(paths: Locations, columns: str | Sequence[str] | None = None, threads: int | None = None, *,
@@ -276,7 +297,8 @@ def read_many(paths: Locations, columns: str | Sequence[str] | None = None, thre
         threads: how many read at once; as many as processors when it is None.
         storage_options: for fsspec.
 
-    Raises FileNotFoundError when `paths` is a single path or address that does not exist.
+    Raises `NotFoundError` when `paths` is a single path or address that does not exist, and another `Error` for
+    failures of file systems at addresses.
     """
     wanted = checked_columns(columns)
     found = files_of(paths, storage_options) if isinstance(paths, (str, os.PathLike)) else _each(paths, storage_options)
@@ -293,12 +315,12 @@ def read_many(paths: Locations, columns: str | Sequence[str] | None = None, thre
     return rows
 
 
-def _each(paths: Iterable[Any], options: Mapping[str, Any] | None) -> Iterator[File]:
+def _each(paths: Any, options: Mapping[str, Any] | None) -> Iterator[File]:
     """As `files_of()`, but that one which is missing, or cannot be looked at, stands for itself."""
-    for path in map(_location, paths):
+    for path in map(_location, _single(paths)):
         try:
             yield from files_of(path, options)
-        except OSError as failure:
+        except Error as failure:
             if "://" in path and not isinstance(failure, FileNotFoundError):
                 raise
             yield _local_file(path)

@@ -154,7 +154,9 @@ def _place_of(url: str, source: Any) -> Place:
         return Memory(source, url)
     if isinstance(source, str):
         return LocalFile(source)
-    return FileObject(source)
+    place = FileObject(source)
+    place.name = url
+    return place
 
 
 def _frame(cells: Mapping[str, list[Any]], columns: list[str]) -> Any:

@@ -283,6 +283,9 @@ def test_many_of_which_some_cannot_be_looked_at(tmp_path):
     assert [(row["title"], bool(row["error"])) for row in rows] == [(None, True), (None, True), ("t", False),
                                                                       (None, True)]
     assert flowbook.read_many(given, []) == [{}] * 4
+    for single in given[:2] + given[3:]:
+        with pytest.raises(flowbook.Error):
+            flowbook.read_many(single)
     for wrong, error in ((["a\0b"], flowbook.MisuseError), ([b"a.tqx"], TypeError), ([None], TypeError)):
         with pytest.raises(error):
             flowbook.read_many(wrong)

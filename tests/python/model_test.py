@@ -1,5 +1,6 @@
 """Any order of calls, held against a model. PXFLOWBOOK_PYTHON_STEPS=20000 runs longer, and PXFLOWBOOK_PYTHON_SEED makes
 other calls, which are the same in each run."""
+import copy
 import os
 import pickle
 import tempfile
@@ -104,6 +105,40 @@ class Calls(RuleBasedStateMachine):
         setattr(self.book, name, text)
         self.properties[name] = text
 
+    @rule(name=st.sampled_from(["creator", "last_modified_by", "title"]), text=TEXT)
+    def change_properties(self, name, text):
+        self.book.properties[name] = text
+        if name == "title":
+            self.properties[name] = text
+        assert self.book.properties[name] == text == flowbook.open(self.book.to_bytes()).properties[name]
+        if name != "title":
+            del self.book.properties[name]
+
+    @precondition(lambda self: self.readable() and self.paragraphs)
+    @rule(acts=st.lists(st.tuples(st.integers(0, 2), st.integers(0, 99), LINES, STYLES), min_size=2, max_size=12))
+    def edit(self, acts):
+        """Without a look at anything else meanwhile."""
+        for act, number, text, style in acts:
+            at = number % (len(self.paragraphs) + 1)
+            if act == 0 or at == len(self.paragraphs):
+                held = self.book.paragraphs[max(at - 1, 0)] if at else None
+                held.insert_after(text, style) if held else self.book.paragraphs.insert(at, text, style)
+                self.paragraphs.insert(at, (style, text))
+            elif act == 1:
+                self.book.paragraphs.replace(at, text)
+                self.paragraphs[at] = self.paragraphs[at][0], text
+            else:
+                self.book.paragraphs.remove(self.book.paragraphs[at])
+                del self.paragraphs[at]
+
+    @rule(is_kept=st.booleans(), source=st.sampled_from(["/", "/docProps/core.xml"]))
+    def change_relationships(self, is_kept, source):
+        link = self.book.add_relationship("http://example.com/", "http://a.b/", source=source, is_internal=False)
+        assert link in flowbook.open(self.book.to_bytes()).relationships
+        if not is_kept:
+            link.remove()
+            assert link not in self.book.relationships
+
     @rule(data=st.binary(max_size=30))
     def add_image(self, data):
         self.images[self.book.add_image(data, "image/png").name] = data
@@ -158,9 +193,24 @@ class Calls(RuleBasedStateMachine):
         self.paragraphs, self.properties = list(paragraphs), dict(properties)
         self.images, self.parts = dict(images), dict(parts)
 
+    @rule(made=st.sampled_from([lambda book: pickle.loads(pickle.dumps(book)), copy.copy, copy.deepcopy]))
+    def copied(self, made):
+        self.book = made(self.book)
+
     @rule()
-    def pickled(self):
-        self.book = pickle.loads(pickle.dumps(self.book))
+    def save_over(self):
+        """By name, whatever somebody else has saved."""
+        flowbook.Flowbook.new(code="other").save(self.path)
+        self.book.save(self.path)
+        self.stored = self.model()
+
+    @rule()
+    def made_whole(self):
+        content = self.book.to_bytes()
+        assert flowbook.digest(content) == self.book.digest == flowbook.digest(flowbook.repair(content).data)
+        if self.readable():
+            merged = flowbook.merge(content, self.book, content)
+            assert not merged.conflicts and merged.book.code == self.book.code
 
     @invariant()
     def holds_what_was_set(self):

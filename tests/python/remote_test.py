@@ -147,6 +147,10 @@ def test_web_addresses(server):
         with pytest.raises(error) as raised:
             flowbook.open(failing)
         assert raised.value.file == failing and raised.value.kind == error._kind
+        for read in (flowbook.read_many, flowbook.dask.read_flowbooks) if error is not flowbook.NotFoundError else ():
+            with pytest.raises(error) as raised:
+                getattr(read([failing]), "compute", list)()
+            assert raised.value.file == failing
 
 
 def test_a_web_file_that_changes_between_ranges(server):
