@@ -82,7 +82,7 @@ def times(scratch, command, kind, books):
     repository.git("commit", "-qm", "all")
     for path in repository.folder.glob("*.tqx"):
         path.unlink()
-    checkout = repository.timed("checkout", "-q", "--", ".")
+    checkout = repository.timed("checkout", "-q", "HEAD", "--", ".")
     if repository.git("status", "--short"):
         sys.exit(f"{kind}: the status is not clean after a checkout")
     return add, checkout, repository.peak()

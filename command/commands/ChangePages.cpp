@@ -167,7 +167,7 @@ std::vector<GitChange> changesIn(const GitChanges& wanted) {
 /// Takes versions from git's objects, by one process for all of them, and from the working tree, which has no ids.
 class GitVersions {
 public:
-    explicit GitVersions(std::string top) : top_(std::move(top)), objects_({"git", "cat-file", "--batch"}) {}
+    GitVersions() : objects_({"git", "cat-file", "--batch"}) {}
 
     /// @returns nothing where there is no file. @throws Failure.
     std::optional<Bytes> read(const GitChange::Side& side) {
@@ -175,10 +175,19 @@ public:
             return std::nullopt;
         }
         const bool isInTree = side.id.find_first_not_of('0') == std::string::npos;
-        return isInTree ? readBytes(top_ + "/" + side.path, kMost) : readObject(side.id);
+        return isInTree ? readBytes(top() + "/" + side.path, kMost) : readObject(side.id);
     }
 
 private:
+    /// A repository without a working tree has none, and needs none for two commits.
+    const std::string& top() {
+        if (top_.empty()) {
+            top_ = askGitFor({"rev-parse", "--show-toplevel"});
+            top_.pop_back();
+        }
+        return top_;
+    }
+
     static constexpr std::uint64_t kMost = opc::Limits().maxPackageSize;
 
     Bytes readObject(const std::string& id) {
@@ -223,13 +232,11 @@ kit::ChangesPage changesBetween(const std::string& title, const std::string& bef
 
 void writeGitChanges(Console& console, const GitChanges& wanted) {
     requireRepository();
-    std::string top = askGitFor({"rev-parse", "--show-toplevel"});
-    top.pop_back();
     const std::vector<GitChange> changes = changesIn(wanted);
     SafeFolder folder(wanted.folder, true);
     folder.lock();
     requireIndexOf(folder, wanted.folder, IndexKind::Changes, wanted.replace);
-    GitVersions versions(top);
+    GitVersions versions;
     std::set<std::string> names;
     std::vector<kit::ChangesRow> rows;
     for (const GitChange& change : changes) {

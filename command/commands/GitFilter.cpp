@@ -184,7 +184,7 @@ private:
                 give(cleaned(std::move(content), path));
             } else if (!has(request, "command", "smudge")) {
                 tell({"status=error"});
-            } else if (has(request, "can-delay", "1") && delayed_.take(path, content)) {
+            } else if (canDelay(request) && delayed_.take(path, content)) {
                 tell({"status=delayed"});
             } else {
                 give(smudged(std::move(content), path));
@@ -193,6 +193,12 @@ private:
         } catch (const std::bad_alloc&) {
             tell({"status=error"});
         }
+    }
+
+    /// git 2.39 crashes when "git checkout --merge" or "--conflict" gets a file late, which it then has merged anew.
+    /// Such a file comes from no tree.
+    static bool canDelay(const Fields& request) {
+        return has(request, "can-delay", "1") && request.count("treeish") != 0;
     }
 
     static std::string valueOf(const Fields& request, const std::string& key) {

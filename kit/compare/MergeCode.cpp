@@ -305,7 +305,7 @@ void Merger::linkHanging(const LinkTrio& thing, const Texts& texts, std::vector<
     const auto refers = [&](std::size_t i) { return texts[i]->things.count(to_string(thing[i]->record.id)) != 0; };
     if (thing[kOurs] != nullptr && thing[kTheirs] != nullptr && refers(kOurs) != refers(kTheirs)) {
         const std::size_t side = refers(kOurs) ? kTheirs : kOurs;
-        addLink(only(side, thing[side]), side, links);
+        addLink(thing, side, links);
         links.back().record.id.clear();
         links.back().of = side;
         links.back().isWithCode = true;

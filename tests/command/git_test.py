@@ -290,7 +290,7 @@ class Git(unittest.TestCase):
         self.git("config", "merge.tool", "pick")
         self.git("config", "mergetool.pick.cmd", "cat \"$REMOTE\" >\"$MERGED\"")
         self.git("config", "mergetool.pick.trustExitCode", "true")
-        self.flowbook("git", "setup")
+        self.flowbook("git", "setup", "--filter")
         self.write("a.tqx", document=PROSE)
         (self.folder / "b.txt").write_text("base\n", encoding="utf-8")
         self.commit()
@@ -300,6 +300,9 @@ class Git(unittest.TestCase):
             (self.folder / "b.txt").write_text(value + "\n", encoding="utf-8")
             self.commit()
         self.git("merge", "-q", "side", code=1)
+        (self.folder / "a.tqx").unlink()
+        self.git("checkout", "-q", "--conflict=diff3", "a.tqx")  # git 2.39 crashes when its filter answers late here
+        self.assertRegex(self.flowbook("resolve", "a.tqx", code=1), "^code: both versions stand between markers\n$")
         self.git("mergetool", "--no-prompt")
         self.assertEqual(self.flowbook("cat", "a.tqx"), "a = 7;\nx\ny\nb = 2;\n")
         self.assertEqual((self.folder / "b.txt").read_text(encoding="utf-8"), "7\n")

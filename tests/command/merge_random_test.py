@@ -28,7 +28,9 @@ import make_fixtures as made
 
 OFFICE = "http://schemas.openxmlformats.org/officeDocument/2006/relationships"
 CORE_TYPE_OF_LINK = made.PACKAGE + "relationships/metadata/core-properties"
+SITE = "http://example.com/site"
 W, R = "{" + made.WORD + "}", "{" + OFFICE + "}"
+SINGLE = ("site", "entry", "alias", "language", "frame")  # a link of the package, an entry that is no part, and so on
 KINDS = {"picture": made.FLOWBOOK + "image", "link": OFFICE + "/hyperlink", "part": "http://example.com/data"}
 PROPERTIES = {"title": "dc:title", "description": "dc:description", "creator": "dc:creator", "version": "cp:version"}
 
@@ -42,6 +44,7 @@ class Book:
         self.hanging = {f"hanging {i}" for i in range(rng.randrange(3))}
         self.output, self.styles, self.deep = "output 0", rng.choice([None, "styles 0"]), rng.choice([None, "deep 0"])
         self.code_name = made.DOCUMENT
+        self.single = {key: f"{key} 0" for key in SINGLE if rng.random() < 0.5}
 
     @staticmethod
     def thing(rng, name):
@@ -59,7 +62,8 @@ class Book:
         book = copy.deepcopy(self)
         for number in range(rng.choice([0, 1, 1, 2, 4])):
             rng.choice([book.insert, book.insert, book.remove, book.rewrite, book.show, book.show, book.set, book.hang,
-                        book.unhang, book.rerun, book.restyle, book.redeep, book.rename])(rng, f"{side}{number}")
+                        book.unhang, book.rerun, book.restyle, book.redeep, book.rename,
+                        book.change])(rng, f"{side}{number}")
         return book
 
     def pick(self, rng):
@@ -110,6 +114,13 @@ class Book:
     def redeep(self, rng, name):
         self.deep = rng.choice([None, "deep " + name])
 
+    def change(self, rng, name):
+        key = rng.choice(SINGLE)
+        if rng.random() < 0.3:
+            self.single.pop(key, None)
+        else:
+            self.single[key] = f"{key} " + rng.choice([name, "alike"])
+
     def rename(self, rng, _):
         self.code_name = rng.choice([made.DOCUMENT, "other/main.xml"])
 
@@ -151,11 +162,14 @@ class Program:
             ids.pop(("picture", name))
         root = [("rId1", "document", "/" + book.code_name)]
         self.around(book, parts, root)
-        document = (f'<w:document xmlns:w="{made.WORD}" xmlns:r="{OFFICE}"><w:body>{body}{self.indent}</w:body>'
+        frame = f'<w:background w:color="{book.single["frame"]}"/>' if "frame" in book.single else ""
+        document = (f'<w:document xmlns:w="{made.WORD}" xmlns:r="{OFFICE}">{frame}<w:body>{body}{self.indent}</w:body>'
                     "</w:document>").encode()
         code = PurePosixPath(book.code_name)
         entries = made.package(document=document, name=book.code_name, root=root, parts=parts)
         entries["_rels/.rels"] = self.encoded(entries["_rels/.rels"])
+        if "entry" in book.single:
+            entries["an.entry"] = book.single["entry"].encode()
         if rows:
             entries[f"{code.parent}/_rels/{code.name}.rels"] = self.encoded(made.relationships(*rows))
         return made.zipped(entries)
@@ -183,7 +197,12 @@ class Program:
             parts["data/_rels/top.bin.rels"] = (None, made.relationships(("d1", "http://example.com/deep", "deep.bin")))
             parts["data/deep.bin"] = ("application/x-deep", book.deep.encode())
             root.append(("t1", "http://example.com/top", "data/top.bin"))
-        core = made.core(*(f"<{PROPERTIES[key]}>{value}</{PROPERTIES[key]}>"
+        if "site" in book.single:
+            root.append(("e1", SITE, "http://" + book.single["site"].replace(" ", "/"), "External"))
+        if "alias" in book.single and book.deep is not None:
+            root.append(("a1", "http://example.com/alias", "data/deep.bin"))
+        language = f' xml:lang="{book.single["language"]}"' if "language" in book.single else ""
+        core = made.core(*(f"<{PROPERTIES[key]}{language if key == 'title' else ''}>{value}</{PROPERTIES[key]}>"
                            for key, value in sorted(book.properties.items(), key=lambda _: self.rng.random())))
         parts["docProps/core.xml"] = core["parts"]["core.xml"]
         root.append(("c1", CORE_TYPE_OF_LINK, "docProps/core.xml"))
@@ -199,15 +218,18 @@ class Found:
         root = self.links("")
         to_code = [link for link in root.values() if link[0] == made.FLOWBOOK + "document"]
         self.code_name = to_code[0][1] if to_code else None
-        self.package = {kind: self.at(target) for kind, target, mode in root.values()}
+        self.package = {kind: target if mode else self.at(target) for kind, target, mode in root.values()}
+        self.entry = self.at("an.entry")
         self.root_count = Counter(kind for kind, _, _ in root.values())
         self.read_code()
         for link in root.values():
             self.reach(link)
-        parts = {name for name in self.entries if not name.endswith((".rels", ".x")) and name != "[Content_Types].xml"}
+        others = ("[Content_Types].xml", "an.entry", "an-theirs1.entry")
+        parts = {name for name in self.entries if not name.endswith((".rels", ".x")) and name not in others}
         self.faults += [f"orphan {name}" for name in sorted(parts - self.reached)]
         core = tree.fromstring(self.package[CORE_TYPE_OF_LINK])
-        self.properties = {child.tag.partition("}")[2]: child.text for child in core if "modified" not in child.tag}
+        self.properties = {child.tag.partition("}")[2]: (child.text, *child.attrib.values()) for child in core
+                           if not {"modified", "created"} & set(child.tag.split("}"))}
 
     def links(self, source):
         folder, _, name = source.rpartition("/")
@@ -320,12 +342,13 @@ class Round:
         self.check(not found.faults, "result", found.faults)
         with open(f"{self.folder}/m.tqx", "rb") as file:
             merged = file.read()
+        self.listed(conflicts)
         self.paragraphs(found, any("conflict in code" in line for line in conflicts), told)
         self.rest(found, conflicts, told)
         other, others, _ = self.merge("b", "t", "o")
         self.check(len(others) == len(conflicts), "exchange", conflicts, others)
         if not conflicts:
-            for field in ("texts", "shown", "hanging", "properties"):
+            for field in ("texts", "shown", "hanging", "properties", "entry"):
                 self.check(getattr(found, field) == getattr(other, field), "exchange of", field)
         has_conflicts = bool(conflicts)
         for side in ("ours", "theirs"):
@@ -334,6 +357,14 @@ class Round:
                 self.resolve(merged, side, found)
             self.check(not conflicts and not found.faults, side, conflicts, found.faults)
             self.check("<<<<<<<" not in found.code, side, found.code)
+
+    def listed(self, conflicts):
+        """What is told at the merge, `resolve` lists and `check` finds."""
+        open_ones, found = (subprocess.run([self.command, what, "m.tqx"], cwd=self.folder, capture_output=True,
+                                           timeout=120, check=False).stdout.decode() for what in ("resolve", "check"))
+        lines = [line for line in open_ones.splitlines() if not line.startswith("outputs ")]
+        self.check(len(lines) == len(conflicts), "listed", lines, "told", conflicts)
+        self.check(("conflict]" in found) == bool(conflicts), "found", found, "told", conflicts)
 
     def resolve(self, merged, side, wanted):
         """To settle all conflicts with a side is to have had them settled by the merge."""
@@ -346,8 +377,10 @@ class Round:
         with open(f"{self.folder}/r.tqx", "rb") as file:
             found = Found(file.read())
         self.check(not found.faults, "resolve", side, found.faults)
-        for field in ("texts", "shown"):
+        for field in ("texts", "shown", "hanging", "entry"):
             self.check(getattr(found, field) == getattr(wanted, field), "resolve", side, field)
+        for kind in (made.FLOWBOOK + "output", SITE, "http://example.com/alias"):
+            self.check(found.package.get(kind) == wanted.package.get(kind), "resolve", side, kind)
         self.check(all(found.properties.get(key) == wanted.properties.get(key) for key in PROPERTIES), "resolve", side)
 
     def paragraphs(self, result, is_conflict, told):
@@ -373,6 +406,12 @@ class Round:
             is_told = any(f"conflict in {key}:" in line for line in conflicts)
             self.check(is_told == differ, key, "told" if is_told else "not told", told)
             self.check(differ or result.properties.get(key) == wanted, key, result.properties.get(key), wanted)
+        for what, values, kept in (("relationship /#", [self.found[name].package.get(SITE) for name in "bot"],
+                                    result.package.get(SITE)),
+                                   ("entry an.entry", [self.found[name].entry for name in "bot"], result.entry)):
+            wanted, differ = expected(*values)
+            self.check(any("conflict in " + what in line for line in conflicts) == differ, what, values, told)
+            self.check(differ or kept == wanted, what, kept, wanted)
         styles = made.FLOWBOOK + "styles"
         wanted, differ = expected(*(self.found[name].package.get(styles) for name in "bot"))
         self.check(any("styles.xml:" in line for line in conflicts) == differ, "styles", told)
