@@ -29,7 +29,7 @@ struct Property {
     std::string part{};      ///< that the fault is about; empty for none
 };
 
-/// The failure that a property's fault is. @param property  one with a fault.
+/// Returns the fault of a property as the failure to throw for it. @param property  one with a fault.
 opc::Exception failureOf(const Property& property);
 
 /// A flowbook opened for looking. Any name will do: what the file holds decides whether it is one. What is damaged

@@ -71,8 +71,8 @@ std::string withoutLinks(const std::string& path) {
     return *std::move(resolved);
 }
 
-/// Opens a folder that may be written but not listed too, as a folder for letters to others is, in a way that gives the
-/// names in it and nothing else. Such a folder cannot be synced by itself; see LocalReplacement::syncFolder().
+/// Opens a folder. One that may be written but not listed, such as a drop box for others, is opened as a path only,
+/// which serves all calls here but fsync(2); see LocalReplacement::syncFolder().
 Descriptor openFolder(const std::string& folder) {
     const auto open = [&](int how) {
         return Descriptor(retryInterrupted([&] { return ::open(folder.c_str(), how | O_DIRECTORY | O_CLOEXEC); }));
