@@ -96,7 +96,7 @@ def _files_in(folder: str) -> Iterator[File]:
     for entry in found:
         if entry.is_dir(follow_symlinks=False):
             folders.append(entry.path)
-        elif _NAME.search(entry.name) and _may_be_file(entry.path):
+        elif _NAME.search(entry.name) and (entry.is_file() or _may_be_file(entry.path)):  # the first asks no disk
             yield _local_file(entry.path)
     for each in folders:
         try:
