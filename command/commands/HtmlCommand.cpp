@@ -42,7 +42,8 @@ void makeAll(Console& console, const HtmlOptions& options) {
 
 constexpr char kHtmlDescription[] =
     "A page is one file that runs nothing and loads nothing: properties, prose and code with numbered "
-    "lines, pictures, stored outputs as results, and, folded, outputs as they are stored, parts and relationships. "
+    "lines, pictures, notes, stored outputs as results, "
+    "and, folded, outputs as they are stored, parts and relationships. "
     "The lines of code are "
     "numbered as 'flowbook cat' prints them and can be linked to (#L12). A damaged file gets a page that "
     "says what is wrong and shows what 'flowbook repair' could save of it, and of encrypted code the page gives size "

@@ -270,6 +270,7 @@ class Pages(unittest.TestCase):
         page.write_text(page.read_text().replace("three", "four"))
         self.assertIn("was changed since", self.html("in", "-d", "out", code=4)[1])
         self.assertIn("four", page.read_text())
+        self.assertIn("stays as it is", self.html("in/b", "-d", "out")[1])
         (self.folder / "in/a/x.tqx").unlink()
         self.assertIn(f"out/{x}: its flowbook is gone", self.html("in/b", "-d", "out")[1])
         self.assertNotIn(x, self.pages()["index.html"][1])
