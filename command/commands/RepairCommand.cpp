@@ -89,15 +89,18 @@ public:
         if (salvaged.flowbook && !options_->dryRun) {
             put(input, report, file, *salvaged.flowbook);
         }
-        tell(input, report, salvaged, isWhole);
-        if (!salvaged.flowbook) {
-            throw Failure(salvaged.isOverLimit ? ExitCode::LimitExceeded : ExitCode::Damaged,
-                          "nothing of it can be saved");
-        }
-        ++(isWhole ? whole_ : repaired_);
+        report.attempt(&input, [&] { requireSaved(salvaged); });
         // Scripts have to be able to distinguish a whole file from one of which something was lost.
         report.note(isAsItWas ? ExitCode::Fine : ExitCode::NegativeFinding);
         report.note(salvaged.isOverLimit ? ExitCode::LimitExceeded : ExitCode::Fine);
+        if (options_->inputs.json) {
+            tellRecord(report, salvaged, salvaged.flowbook && !isWhole);
+        } else {
+            tell(input, report, salvaged, isWhole);
+        }
+        if (salvaged.flowbook) {
+            ++(isWhole ? whole_ : repaired_);
+        }
     }
 
     void finish(Console& console) {
@@ -115,6 +118,13 @@ private:
         const std::uint64_t most = opc::Limits().maxPackageSize;
         if (file.size() > most) {
             throw Failure(ExitCode::LimitExceeded, "larger than " + std::to_string(most) + " bytes");
+        }
+    }
+
+    static void requireSaved(const kit::Salvaged& salvaged) {
+        if (!salvaged.flowbook) {
+            throw Failure(salvaged.isOverLimit ? ExitCode::LimitExceeded : ExitCode::Damaged,
+                          "nothing of it can be saved");
         }
     }
 
@@ -137,8 +147,29 @@ private:
         if (!options_->quiet && !(areSeveral_ && isWhole)) {
             say(report, file + "saved: ", salvaged.saved);
         }
-        say(report, file + "made anew: ", salvaged.rebuilt);
-        say(report, file + "lost: ", salvaged.lost);
+        say(report, file + "made anew: ", kit::wordsOf(salvaged.rebuilt));
+        say(report, file + "lost: ", kit::wordsOf(salvaged.lost));
+    }
+
+    static void tellRecord(Report& report, const kit::Salvaged& salvaged, bool isChanged) {
+        Json json = report.openRecord();
+        json.key("saved").openArray();
+        for (const std::string& name : salvaged.saved) {
+            json.text(name);
+        }
+        json.closeArray().key("findings").openArray();
+        tellFindings(json, "warning", "repair.guessed", salvaged.rebuilt);
+        tellFindings(json, "error", "repair.lost", salvaged.lost);
+        json.closeArray().truth("changed", isChanged);
+        report.closeRecord(json);
+    }
+
+    static void tellFindings(Json& json, std::string_view severity, std::string_view id,
+                             const std::vector<kit::SalvageNote>& notes) {
+        for (const kit::SalvageNote& note : notes) {
+            json.openObject().field("severity", severity).field("id", id).field("part", note.part);
+            json.field("place", "").field("message", note.message()).closeObject();
+        }
     }
 
     static void say(Report& report, const std::string& what, const std::vector<std::string>& all) {
@@ -168,6 +199,9 @@ std::vector<InputName> namesFor(const RepairOptions& options) {
 }
 
 void repairAll(Console& console, RepairOptions& options) {
+    if (options.inputs.json && options.output == "-") {
+        throw Failure(ExitCode::Usage, "--json cannot be given when standard output takes the repaired flowbook");
+    }
     const std::vector<InputName> names = namesFor(options);
     Repairs repairs(options, names.size() > 1);
     forEachInput(console, options.inputs, names, std::ref(repairs),
@@ -186,7 +220,8 @@ constexpr char kRepairDescription[] =
     "--in-place only files in which something is damaged are replaced, and each is kept as it was under its name with "
     "'.damaged' behind it. Of several files only what is damaged is reported.\n\n"
     "Ends with 0 when all is as it was, with 1 when something is lost or made anew, with 4 when nothing can be saved, "
-    "with 6 when what was found is more than the limits permit: what fits is saved.";
+    "with 6 when what was found is more than the limits permit: what fits is saved. With --json standard output lists "
+    "the same as the names that were saved, and findings 'repair.guessed' and 'repair.lost'.";
 
 constexpr char kRepairExamples[] = "flowbook repair damaged.tqx -o saved.tqx\n"
                                    "flowbook repair folder -d repaired\n"
@@ -197,11 +232,12 @@ constexpr auto kRepairOptions = optionTable(
     kFolder<&RepairOptions::folder>.excludes("--in-place"),
     flag<&RepairOptions::inPlace>("--in-place", '\0', "Replace what is damaged, and keep it as NAME.damaged")
         .in(OptionGroup::Output),
-    kDryRun<&RepairOptions::dryRun>, kQuiet<&RepairOptions::quiet>, kPermission<&RepairOptions::permission>);
+    kDryRun<&RepairOptions::dryRun>, kJson<&RepairOptions::inputs>, kQuiet<&RepairOptions::quiet>,
+    kPermission<&RepairOptions::permission>);
 
 }  // namespace
 
 const Command kRepair = makeCommand<RepairOptions, kRepairOptions, repairAll>(
-    {"repair", "Save what is whole of damaged flowbooks", kRepairDescription, kRepairExamples});
+    {"repair", "Save what is whole of damaged flowbooks", kRepairDescription, kRepairExamples, "saved[] findings[]"});
 
 }  // namespace flowbook::tool

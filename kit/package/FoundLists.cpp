@@ -100,7 +100,7 @@ void FoundLists::readRelationships(const std::string& folded, const Candidates& 
     relationships_[folded] = std::move(all);
 }
 
-std::vector<std::string> FoundLists::settleNames(std::vector<ZipPiece>& pieces) {
+std::vector<SalvageNote> FoundLists::settleNames(std::vector<ZipPiece>& pieces) {
     knowTargets(pieces);
     PackageNames sure;
     for (const ZipPiece& piece : pieces) {
@@ -108,7 +108,7 @@ std::vector<std::string> FoundLists::settleNames(std::vector<ZipPiece>& pieces) 
             sure.take(piece.name);
         }
     }
-    std::vector<std::string> doubts;
+    std::vector<SalvageNote> doubts;
     for (ZipPiece& piece : pieces) {
         if (!piece.otherName.empty()) {
             settleName(piece, sure, doubts);
@@ -118,7 +118,7 @@ std::vector<std::string> FoundLists::settleNames(std::vector<ZipPiece>& pieces) 
 }
 
 /// @param sure  the names that are settled, none of which another entry can have.
-void FoundLists::settleName(ZipPiece& piece, PackageNames& sure, std::vector<std::string>& doubts) {
+void FoundLists::settleName(ZipPiece& piece, PackageNames& sure, std::vector<SalvageNote>& doubts) {
     const int rank = piece.isSpare || !sure.isFree(piece.name) ? -1 : rankOf(piece.name);
     const int otherRank = sure.isFree(piece.otherName) ? rankOf(piece.otherName) : -1;
     if (rank < otherRank) {
@@ -128,7 +128,8 @@ void FoundLists::settleName(ZipPiece& piece, PackageNames& sure, std::vector<std
         piece.name.swap(piece.otherName);
     }
     if (rank == otherRank || std::max(rank, otherRank) == 0) {
-        doubts.push_back("the name /" + piece.name + ", which the file elsewhere gives as /" + piece.otherName);
+        doubts.push_back(
+            {"/" + piece.name, "the name /" + piece.name + ", which the file elsewhere gives as /" + piece.otherName});
     }
     piece.isSpare = !sure.take(piece.name);
     reread(piece);

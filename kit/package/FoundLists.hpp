@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kit/package/PackageLists.hpp"
+#include "kit/package/Salvage.hpp"
 #include "kit/package/ZipRemains.hpp"
 
 namespace flowbook::kit {
@@ -16,7 +17,7 @@ public:
 
     /// Decides on the names of the pieces of which the file has two, each in another place: one that the lists speak
     /// of is the right one. @returns in words, which could be settled by nothing.
-    std::vector<std::string> settleNames(std::vector<ZipPiece>& pieces);
+    std::vector<SalvageNote> settleNames(std::vector<ZipPiece>& pieces);
 
     const PartTypes& types() const noexcept { return types_; }
     bool areTypesWhole() const noexcept { return areTypesWhole_; }
@@ -36,7 +37,7 @@ private:
     void readTypes(const Candidates& candidates);
     void readRelationships(const std::string& folded, const Candidates& candidates);
     void reread(const ZipPiece& piece);
-    void settleName(ZipPiece& piece, PackageNames& sure, std::vector<std::string>& doubts);
+    void settleName(ZipPiece& piece, PackageNames& sure, std::vector<SalvageNote>& doubts);
     int rankOf(const std::string& entry) const;
     void know(const std::string& partName);
     void knowTargets(const std::vector<ZipPiece>& pieces);

@@ -55,9 +55,9 @@ private:
     void readLists() {
         lists_.read(pieces_);
         if (!lists_.areTypesWhole() && !pieces_.empty()) {
-            package_.account.rebuilt.emplace_back("the content types, from names");
+            package_.account.rebuilt.push_back({"/[Content_Types].xml", "the content types, from names"});
         }
-        const std::vector<std::string> doubts = lists_.settleNames(pieces_);
+        const std::vector<SalvageNote> doubts = lists_.settleNames(pieces_);
         package_.account.rebuilt.insert(package_.account.rebuilt.end(), doubts.begin(), doubts.end());
     }
 
@@ -249,6 +249,12 @@ Salvaged salvage(const fl::Bytes& file, ZipRemains found) {
 }
 
 }  // namespace
+
+std::vector<std::string> wordsOf(const std::vector<SalvageNote>& notes) {
+    std::vector<std::string> words;
+    std::transform(notes.begin(), notes.end(), std::back_inserter(words), [](const auto& note) { return note.words; });
+    return words;
+}
 
 Salvaged salvage(const fl::Bytes& remains) {
     ZipRemains found = findEntries(asText(remains));

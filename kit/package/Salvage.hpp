@@ -8,12 +8,26 @@
 
 namespace flowbook::kit {
 
+/// Something of a damaged flowbook that is not as it was.
+struct SalvageNote {
+    std::string part;   ///< the name of the part or other entry that it is about; "/" for the package
+    std::string words;  ///< complete: they name the part
+
+    /// The words without the name of the part, where they begin with it.
+    std::string message() const {
+        const std::string opening = part + ": ";
+        return words.rfind(opening, 0) == 0 ? words.substr(opening.size()) : words;
+    }
+};
+
+std::vector<std::string> wordsOf(const std::vector<SalvageNote>& notes);
+
 /// What could be had of a damaged flowbook.
 struct Salvaged {
     std::optional<fl::Bytes> flowbook;  ///< none when nothing was found
     std::vector<std::string> saved;     ///< names of the parts and other entries that are as they were
-    std::vector<std::string> rebuilt;   ///< what was lost and made anew, which may be wrong, in words
-    std::vector<std::string> lost;      ///< what is not as it was, in words, and where what is left of it is now
+    std::vector<SalvageNote> rebuilt;   ///< what was lost and made anew, which may be wrong, in words
+    std::vector<SalvageNote> lost;      ///< what is not as it was, in words, and where what is left of it is now
     bool isOverLimit = false;           ///< something is lost because a package with it would exceed a limit
 };
 

@@ -49,7 +49,10 @@ public:
     }
 
 private:
-    void tellRebuilt(const std::string& words) { package_.account.rebuilt.push_back(words); }
+    void tellRebuilt(const std::string& part, const std::string& words) {
+        package_.account.rebuilt.push_back({part, words});
+    }
+    void tellLost(const std::string& part, const std::string& words) { package_.account.lost.push_back({part, words}); }
 
     /// Takes the relationships of a source that its list holds.
     /// @param type  of the source; empty for the package.
@@ -62,7 +65,7 @@ private:
         }
         records = list->records;
         for (const std::string& id : list->faulty) {
-            package_.account.lost.push_back("a faulty relationship of " + name + ": " + id + " has no target mode");
+            tellLost(name, "a faulty relationship of " + name + ": " + id + " has no target mode");
         }
         if (list->isWhole) {
             return package_.dropFaulty(records, name) || !list->faulty.empty();
@@ -105,7 +108,7 @@ private:
         for (const PartRecord* const part : partsLeft()) {
             const std::string name = to_string(part->partName);
             if (!package_.isAside(name)) {
-                package_.account.lost.push_back("what led to " + name + ": no relationship to it is left");
+                tellLost(name, "what led to " + name + ": no relationship to it is left");
             }
         }
     }
@@ -137,7 +140,7 @@ private:
         };
         records.erase(std::remove_if(records.begin(), records.end(), isDoubtful), records.end());
         package_.dropFaulty(records, source);
-        tellRebuilt("relationships of " + source + ", from what is left of their list");
+        tellRebuilt(source, "relationships of " + source + ", from what is left of their list");
     }
 
     /// Pictures and links that a text names and no relationship leads to.
@@ -148,24 +151,22 @@ private:
         }
         for (const std::string& id : shownPictures(document)) {
             if (ids.erase(id) != 0) {
-                package_.account.lost.push_back("the picture that " + source + " shows by " + id +
-                                                ": no relationship to it is left");
+                tellLost(source, "the picture that " + source + " shows by " + id + ": no relationship to it is left");
             }
         }
         for (const std::string& id : ids) {
-            package_.account.lost.push_back("what " + source + " refers to by " + id +
-                                            ": no relationship to it is left");
+            tellLost(source, "what " + source + " refers to by " + id + ": no relationship to it is left");
         }
     }
 
     void addGuesses(Records& records, const std::string& name, Records guesses) {
         const FoundRelationships* const list = lists_.of(name);
         if (list != nullptr && !list->isWhole && guesses.empty()) {
-            package_.account.lost.push_back("relationships of " + name + ": their list is damaged");
+            tellLost(name, "relationships of " + name + ": their list is damaged");
         }
         for (Record& guess : guesses) {
-            tellRebuilt("the relationship " + to_string(guess.id) + " of " + name + " to " + to_string(guess.target) +
-                        ", a guess from names");
+            tellRebuilt(name, "the relationship " + to_string(guess.id) + " of " + name + " to " +
+                                  to_string(guess.target) + ", a guess from names");
             records.push_back(std::move(guess));
         }
     }
@@ -223,7 +224,7 @@ private:
         }
         led->target = target == name ? led->target : to_ustring(name);
         package_.addPart(name, code.contentType, std::move(code.content));
-        tellRebuilt("empty code in " + name + ", in the place of the code that is lost");
+        tellRebuilt(name, "empty code in " + name + ", in the place of the code that is lost");
     }
 
     /// Reports the parts of which only a relationship is left.

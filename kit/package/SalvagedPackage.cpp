@@ -71,7 +71,7 @@ const fl::Bytes& SalvagedPackage::contentOf(const std::string& partName) const {
 }
 
 void SalvagedPackage::tellLost(const std::string& partName, const std::string& words) {
-    account.lost.push_back(words);
+    account.lost.push_back({partName.empty() ? "/" : partName, words});
     told_.insert(fold(partName));
 }
 
@@ -87,8 +87,8 @@ bool SalvagedPackage::dropFaulty(std::vector<Record>& records, const std::string
         if (ids.insert(record.id).second && canBeWritten({{}, {record}, {}})) {
             good.push_back(std::move(record));
         } else {
-            account.lost.push_back("a faulty relationship of " + source + ": " + to_string(record.id) + " to " +
-                                   to_string(record.target));
+            account.lost.push_back({source, "a faulty relationship of " + source + ": " + to_string(record.id) +
+                                                " to " + to_string(record.target)});
         }
     }
     records = std::move(good);
@@ -130,7 +130,7 @@ void SalvagedPackage::write() {
     }
     if (!account.flowbook) {
         account.saved.clear();
-        account.lost.push_back("everything, as it makes no package: " + fault_);
+        account.lost.push_back({"/", "everything, as it makes no package: " + fault_});
     }
     auto& saved = account.saved;
     saved.erase(std::remove_if(saved.begin(), saved.end(), [&](auto& each) { return dropped_.count(each) != 0; }),
@@ -270,7 +270,7 @@ void SalvagedPackage::indexParts() {
 }
 
 void SalvagedPackage::tellDropped(const std::string& name) {
-    account.lost.push_back(name + ": it cannot be written: " + fault_);
+    account.lost.push_back({name, name + ": it cannot be written: " + fault_});
     dropped_.insert(name);
 }
 

@@ -27,9 +27,10 @@ std::optional<SavedVersion> saveVersion(const fl::Bytes& remains, const std::u16
     if (!salvaged.flowbook) {
         return std::nullopt;
     }
-    SavedVersion saved{Document(std::move(*salvaged.flowbook), name), {reason, std::move(salvaged.lost), {}}};
+    SavedVersion saved{Document(std::move(*salvaged.flowbook), name), {reason, wordsOf(salvaged.lost), {}}};
     saved.damage.code = remainsOfCode(saved.document);
-    saved.damage.losses.insert(saved.damage.losses.end(), salvaged.rebuilt.begin(), salvaged.rebuilt.end());
+    const std::vector<std::string> rebuilt = wordsOf(salvaged.rebuilt);
+    saved.damage.losses.insert(saved.damage.losses.end(), rebuilt.begin(), rebuilt.end());
     return saved;
 }
 

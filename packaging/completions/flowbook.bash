@@ -35,7 +35,7 @@ _flowbook() {
     check) options='--files-from -0 --null -j --jobs --allow-empty --json --format' ;;
     canon) options='--files-from -0 --null -j --jobs --allow-empty --json --dry-run -q --quiet --binary --check --stored' ;;
     strip) options='--files-from -0 --null -j --jobs --allow-empty --json --dry-run -q --quiet --binary --check' ;;
-    repair) options='--files-from -0 --null -j --jobs --allow-empty -o --output -d --directory --in-place --dry-run -q --quiet --force --binary' ;;
+    repair) options='--files-from -0 --null -j --jobs --allow-empty -o --output -d --directory --in-place --dry-run --json -q --quiet --force --binary' ;;
     help) options='--json' ;;
     *)
         options='--version -V'

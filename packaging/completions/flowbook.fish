@@ -218,6 +218,7 @@ complete -c flowbook -n '__fish_seen_subcommand_from repair' -s o -l output -r -
 complete -c flowbook -n '__fish_seen_subcommand_from repair' -s d -l directory -x -a '(__fish_complete_directories)' -d 'Folder for the results; made if there is none'
 complete -c flowbook -n '__fish_seen_subcommand_from repair' -l in-place -d 'Replace what is damaged, and keep it as NAME.damaged'
 complete -c flowbook -n '__fish_seen_subcommand_from repair' -l dry-run -d 'Change nothing; print what would change'
+complete -c flowbook -n '__fish_seen_subcommand_from repair' -l json -d 'Print one JSON object a line and file'
 complete -c flowbook -n '__fish_seen_subcommand_from repair' -s q -l quiet -d 'Print nothing but failures'
 complete -c flowbook -n '__fish_seen_subcommand_from repair' -l force -d 'Replace files that are there'
 complete -c flowbook -n '__fish_seen_subcommand_from repair' -l binary -d 'Write bytes to a terminal, too'

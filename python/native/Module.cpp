@@ -342,7 +342,8 @@ void addFunctions(py::module_& module) {
     module.def("repair", [](const std::string& remains) {
         const kit::Salvaged salvaged = repair(remains);
         return py::make_tuple(salvaged.flowbook ? py::object(toPython(*salvaged.flowbook)) : py::none(),
-                              toPython(salvaged.saved), toPython(salvaged.rebuilt), toPython(salvaged.lost));
+                              toPython(salvaged.saved), toPython(wordsOf(salvaged.rebuilt)),
+                              toPython(wordsOf(salvaged.lost)));
     });
 }
 

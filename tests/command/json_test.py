@@ -17,7 +17,7 @@ from harness import COMMAND, CommandTest
 SCHEMA = Path(__file__).resolve().parents[2] / "docs/flowbook.schema.json"
 # What a command takes before its inputs.
 ARGUMENTS = {"grep": ["-i", "A"], "replace": ["a", "b", "--dry-run"], "set": ["--title", "x", "--dry-run"],
-             "canon": ["--check"], "strip": ["--check"]}
+             "canon": ["--check"], "strip": ["--check"], "repair": ["--dry-run"]}
 
 
 class Json(CommandTest):

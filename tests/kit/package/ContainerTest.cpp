@@ -50,8 +50,8 @@ TEST(Salvage, SavesWhatIsWhole) {
     const std::string types = "[Content_Types].xml", rels = "_rels/.rels";
     for (const Bytes& remains : {whole, noIndex, support::fixture("streamed")}) {
         const Salvaged salvaged = salvage(remains);
-        EXPECT_EQ(salvaged.lost, support::Lines());
-        EXPECT_EQ(salvaged.rebuilt, support::Lines());
+        EXPECT_EQ(wordsOf(salvaged.lost), support::Lines());
+        EXPECT_EQ(wordsOf(salvaged.rebuilt), support::Lines());
     }
     EXPECT_EQ(contentDigest(Document(*salvage(noIndex).flowbook)), digest);
     for (const std::string& name : {types, rels}) {
@@ -69,8 +69,9 @@ TEST(Salvage, TellsWhatIsLost) {
     Bytes damaged = whole;
     *(std::search(damaged.begin(), damaged.end(), name.begin(), name.end()) + 20) ^= 1;
     const Salvaged salvaged = salvage(damaged);
-    EXPECT_EQ(salvaged.lost, (support::Lines{"/media/image1.png: the content is damaged or gone; 26 bytes of it are in "
-                                             "/damaged/media/image1.png"}));
+    EXPECT_EQ(wordsOf(salvaged.lost),
+              (support::Lines{"/media/image1.png: the content is damaged or gone; 26 bytes of it are in "
+                              "/damaged/media/image1.png"}));
     EXPECT_EQ(support::text(Document(*salvaged.flowbook).code()), "a");
 
     const Bytes half(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(whole.size() / 2));
