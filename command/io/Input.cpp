@@ -7,16 +7,20 @@
 #include "foundation/storage/vfs/MemoryStorage.hpp"
 #include "io/FlowbookName.hpp"
 #include "io/GuardedStorage.hpp"
+#include "io/Interruption.hpp"
 #include "opc/Limits.hpp"
 #include "terminal/Failure.hpp"
 
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <system_error>
+#include <thread>
 #include <unistd.h>
 
 namespace flowbook::tool {
@@ -28,6 +32,8 @@ namespace {
 
 // The reader insists on an extension; the writer would look for a plain name among the machine's files.
 const std::u16string kOtherName = u"input://flowbook.tqx";
+
+constexpr std::chrono::seconds kLongestWait{5};
 
 using FilePtr = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
@@ -45,6 +51,57 @@ void requireEnd(int descriptor, const std::string& argument) {
     if (isDevice && ::isatty(descriptor) == 0 && status.st_rdev != makedev(1, 3)) {
         throw Failure(ExitCode::InputOutput, argument, "cannot read: it is a device");
     }
+}
+
+bool isFifo(int descriptor) {
+    struct stat status {};
+    return ::fstat(descriptor, &status) == 0 && S_ISFIFO(status.st_mode);
+}
+
+/// What a pipe that is opened without blocking has: data, or its end; a writer that has written nothing yet; or
+/// nothing, as no program has opened it for writing.
+enum class PipeState { Readable, Open, Unopened };
+
+/// @param file  gets back the byte that is read where data come in just now.
+PipeState stateOf(std::FILE* file) {
+    pollfd asked{fileno(file), POLLIN, 0};
+    unsigned char byte = 0;
+    if (::poll(&asked, 1, 0) == 1) {
+        return PipeState::Readable;
+    }
+    const ssize_t count = ::read(asked.fd, &byte, 1);
+    if (count == 1) {
+        std::ungetc(byte, file);
+    }
+    return count == 1 ? PipeState::Readable : count == 0 ? PipeState::Unopened : PipeState::Open;
+}
+
+/// Waits for a program that writes to a pipe, which may have been started at the same time as this one, but not for
+/// ever.
+void waitForWriter(std::FILE* file, const std::string& argument) {
+    const auto end = std::chrono::steady_clock::now() + kLongestWait;
+    while (stateOf(file) == PipeState::Unopened) {
+        Interruption::check();
+        if (std::chrono::steady_clock::now() > end) {
+            throw Failure(ExitCode::InputOutput, argument, "cannot read: no program writes to this pipe");
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+}
+
+FilePtr openFile(const std::string& argument) {
+    // Not blocking, as opening a FIFO would wait for a writer that may never come.
+    const int descriptor = ::open(argument.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+    FilePtr file(descriptor == -1 ? nullptr : ::fdopen(descriptor, "rb"), &std::fclose);
+    if (file == nullptr) {
+        throwReadingFailure(argument);
+    }
+    requireEnd(descriptor, argument);
+    if (isFifo(descriptor)) {
+        waitForWriter(file.get(), argument);
+    }
+    ::fcntl(descriptor, F_SETFL, ::fcntl(descriptor, F_GETFL) & ~O_NONBLOCK);
+    return file;
 }
 
 Bytes readAll(std::FILE* file, const std::string& argument, std::uint64_t limit) {
@@ -100,12 +157,7 @@ Bytes readBytes(const std::string& argument, std::uint64_t limit) {
         }
         return readAll(stdin, argument, limit);
     }
-    const FilePtr file(std::fopen(argument.c_str(), "rbe"), &std::fclose);
-    if (file == nullptr) {
-        throwReadingFailure(argument);
-    }
-    requireEnd(fileno(file.get()), argument);
-    return readAll(file.get(), argument, limit);
+    return readAll(openFile(argument).get(), argument, limit);
 }
 
 Input::Input(const std::string& argument, Purpose purpose) : argument_(argument), storage_(machine()) {

@@ -147,6 +147,17 @@ class Process(CommandTest):
         self.assertIn("shut: cannot read: Permission denied\n", told)
 
     @unittest.skipIf("ASAN_OPTIONS" in os.environ, "the first write is the sanitizer's own")
+    def test_a_pipe_is_read_when_a_program_writes_to_it(self):
+        os.mkfifo(pipe := self.folder / "pipe.tqx")
+        self.flowbook("cat", "pipe.tqx", code=3, err="pipe.tqx: cannot read: no program writes to this pipe")
+        writer = os.open(pipe, os.O_RDWR)
+        with subprocess.Popen([COMMAND, "cat", "pipe.tqx"], cwd=self.folder, stdout=subprocess.PIPE) as reader:
+            os.write(writer, self.fixtures["plain.tqx"])
+            while struct.unpack("i", fcntl.ioctl(writer, termios.FIONREAD, b"\0\0\0\0"))[0] != 0:
+                time.sleep(0.01)
+            os.close(writer)
+            self.assertEqual(reader.communicate(timeout=300)[0], b"a = 1;\nb = 2;\n")
+
     def test_an_interruption_cuts_no_line(self):
         self.write({f"t{i}.tqx": self.fixtures["tree.tqx"] for i in range(60)})
         done = subprocess.run(["strace", "-f", "-qq", "-o", "trace", "-e", "trace=write", "-e",
