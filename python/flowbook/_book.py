@@ -294,7 +294,8 @@ class Flowbook:
         Raises `ConflictError` when there is one of that name, and `MisuseError` for what no part can be called.
         """
         self._checked(name, "name")
-        self._checked(content_type, "content_type")
+        if not self._checked(content_type, "content_type"):
+            raise MisuseError("a part has a content type", self.name, name)
         self._current().put_part(name, content_type, binary(data, "data"), True, False)
         info = self._part_info(name)
         return Part(self, info.name, info.content_type, info.size)
@@ -479,6 +480,7 @@ class Flowbook:
         return found.value
 
     def _part_info(self, name: str) -> _native.PartInfo:
+        """Raises `MisuseError` for one that is not there any more."""
         return self._current().part(name)
 
     def _content_of(self, name: str) -> bytes:
@@ -489,14 +491,17 @@ class Flowbook:
 
     def _put_part(self, name: str, data: Binary, content_type: str | None, *, is_picture: bool) -> None:
         content, kind = binary(data, "data"), self._checked(content_type or "", "content_type")
+        self._part_info(name)
         with self._changing_code():
             self._current().put_part(name, kind, content, False, is_picture)
 
     def _remove_part(self, name: str) -> None:
+        self._part_info(name)
         with self._changing_code():
             self._current().remove_part(name)
 
     def _rename_part(self, name: str, to: str) -> None:
+        self._part_info(name)
         self._current().rename_part(name, self._checked(to, "name"))
 
     def _remove_relationship(self, source: str, id: str) -> None:

@@ -210,7 +210,7 @@ class Paragraphs(Sequence[Paragraph]):
         return iter(list(self._loaded()))
 
     def __repr__(self) -> str:
-        return f"<Paragraphs of {self._book.name!r}: {len(self)}>"
+        return f"<Paragraphs of {self._book.name!r}: {'closed' if self._book._is_closed else len(self)}>"
 
     def _alone(self) -> threading.RLock:
         return self._book._alone()

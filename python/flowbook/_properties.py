@@ -62,4 +62,4 @@ class Properties(MutableMapping[str, str]):
         return len(self._all())
 
     def __repr__(self) -> str:
-        return repr({name: value for name, (_, value) in self._all().items()})
+        return repr({} if self._book._is_closed else dict(self))

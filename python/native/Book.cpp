@@ -180,7 +180,13 @@ struct Book::State {
     }
 
     Part part(const std::string& name) {
-        return opc::inPart(name, [&] { return document().package().getPart(kit::partNamed(name)); });
+        return opc::inPart(name, [&] {
+            const auto wanted = kit::partNamed(name);
+            if (!document().package().hasPart(wanted)) {
+                throw Refusal("misuse", "there is no such part in the flowbook any more", name);
+            }
+            return document().package().getPart(wanted);
+        });
     }
 
     Turns turns;

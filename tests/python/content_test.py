@@ -171,6 +171,10 @@ def test_pictures(media_type):
     read, = flowbook.open(book.to_bytes()).images
     assert (read.name, read.data, read.media_type) == ("/pictures/new.bin", PNG, "image/png")
     assert read.relationship_id == image.relationship_id and not book.check()
+    for act in (lambda: other.data, lambda: other.replace(PNG), lambda: other.rename("/a.gif"), other.remove):
+        with pytest.raises(flowbook.MisuseError) as removed:
+            act()
+        assert removed.value.part == other.name
 
 
 def test_parts_and_relationships():
@@ -191,6 +195,7 @@ def test_parts_and_relationships():
     read.parts[-1].remove()
     assert not [each for each in read.relationships if "notes" in each.type] and len(read.parts) == 4
     for wrong in (lambda: book.add_part("/notes/B.TXT", b"", "text/plain"), lambda: book.add_part("no", b"", "a/b"),
+                  lambda: book.add_part("/notes/c.txt", b"", ""),
                   lambda: book.add_relationship("t", "/a", source="/none"), lambda: part.rename("/tarmic/output.xml"),
                   lambda: book.add_relationship("t", "/a", source="/other/code.xml", id="n1")):
         before = book.to_bytes()

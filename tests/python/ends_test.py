@@ -219,6 +219,7 @@ def test_closed_flowbooks(tmp_path):
                 lambda: book.code, lambda: book.save(), lambda: setattr(book, "title", "t"), lambda: book.images):
         with pytest.raises(flowbook.MisuseError, match="closed"):
             act()
+    assert "closed" in repr(book.paragraphs) and repr(book.properties) == "{}" and repr(book)
     assert book.name.endswith("a.tqx") and flowbook.open(tmp_path / "a.tqx").title == "old"
 
 
