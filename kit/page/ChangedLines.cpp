@@ -74,7 +74,7 @@ private:
             forEachShown(node, [&](const XmlNode& each) { collectOne(each, false); });
         } else if (node.local == "p") {
             addParagraph(node, isBody);
-        } else if (node.local == "tbl" || holdsBlocks(node)) {
+        } else if (isBlock(node) || holdsBlocks(node)) {
             around_ += "<" + description_.ofTag(node);
             collectInside(node);
             around_ += ">";
@@ -126,14 +126,15 @@ private:
         LookedLine line(start);
         for (const Piece& piece : pieces) {
             if (isOfText(piece) && piece.kind != Piece::Kind::Bookmark) {
-                std::string text = wordsOf(piece);
+                const std::string text = wordsOf(piece);
                 const std::string look = description_.ofPiece(piece);
-                for (std::size_t end = text.find('\n'); end != std::string::npos; end = text.find('\n')) {
-                    line.add(text.substr(0, end), look);
+                std::string_view rest = text;
+                for (std::size_t end = rest.find('\n'); end != std::string_view::npos; end = rest.find('\n')) {
+                    line.add(rest.substr(0, end), look);
                     lines_.push_back(line.take());
-                    text.erase(0, end + 1);
+                    rest.remove_prefix(end + 1);
                 }
-                line.add(text, look);
+                line.add(rest, look);
             }
         }
         lines_.push_back(line.take());

@@ -364,6 +364,12 @@ class Pages(unittest.TestCase):
             self.assertIn(told, tree.text())
             self.assertEqual([e.text() for e in tree.find("del") + tree.find("ins")], ["x", "x"] if row else [], change)
 
+        # A box need not hold paragraphs.
+        for inside in ("", "<w:r><w:t>x</w:t></w:r>"):
+            box = f"<w:p><w:r><w:pict><w:txbxContent>{inside}</w:txbxContent></w:pict></w:r></w:p>"
+            self.change("two.tqx", document=made.rich(box))
+            self.html("--html", "one.tqx", "two.tqx", command="diff", code=1)
+
     def test_changes_in_git(self):
         self.git("init", "-q", "-b", "master")
         self.git("add", "in/a", "in/b")
