@@ -18,7 +18,7 @@ struct GitSetup {
 /// Has git use this command for flowbooks: how it compares, merges and filters them, in its configuration, and for
 /// which files, in its attributes. Prints every line that it writes; what is there already is left alone, and what the
 /// user had in the place of a setting is kept for undoGitSetup(). @throws Failure.
-void setUpGit(Console& console, const GitSetup& setup);
+void setUpGit(Console& console, const GitSetup& asked);
 
 /// Takes back what setUpGit() wrote, puts back what it replaced, and removes the texts that git has cached.
 /// @throws Failure.

@@ -169,22 +169,23 @@ void packOne(Console& console, const PackOptions& options) {
     });
 }
 
+/// Makes a flowbook in a folder. @param taken  the folders that were packed before, by the names of their flowbooks.
+void packInto(Console& console, SafeFolder& folder, std::map<std::string, std::string>& taken, const Packing& packing) {
+    const auto [first, isNew] = taken.emplace(packing.name, packing.folder);
+    if (!isNew) {
+        throw Failure(ExitCode::InputOutput, packing.folder,
+                      "would have the same name in the folder as '" + first->second + "'", FlowbookErrorKind::Conflict);
+    }
+    pack(console, packing, [&](const std::string& name, const Bytes& flowbook) { folder.write(name, flowbook); });
+}
+
 void packAll(Console& console, const PackOptions& options) {
     SafeFolder folder(*options.directory, options.permission.force);
     std::map<std::string, std::string> taken;
-    const auto packInto = [&](const Packing& packing) {
-        const auto [first, isNew] = taken.emplace(packing.name, packing.folder);
-        if (!isNew) {
-            throw Failure(ExitCode::InputOutput, packing.folder,
-                          "would have the same name in the folder as '" + first->second + "'",
-                          FlowbookErrorKind::Conflict);
-        }
-        pack(console, packing, [&](const std::string& name, const Bytes& flowbook) { folder.write(name, flowbook); });
-    };
     for (const std::string& argument : options.folders) {
         attempt(console, argument, [&] {
             for (const Packing& packing : packingsOf(argument, true)) {
-                attempt(console, packing.folder, [&] { packInto(packing); });
+                attempt(console, packing.folder, [&] { packInto(console, folder, taken, packing); });
             }
         });
     }

@@ -10,8 +10,8 @@ inline kit::Document openDocument(const Input& input) { return {input.name(), in
 
 /// Reads parts of a document on as many threads as may work on the input. The input must live as long.
 inline kit::ReadAhead readAhead(const kit::Document& document, const Input& input,
-                                std::vector<opc::model::Part> parts) {
-    return {document, [&input] { return openDocument(input); }, std::move(parts), input.threads()};
+                                const std::vector<opc::model::Part>& parts) {
+    return {document, [&input] { return openDocument(input); }, parts, input.threads()};
 }
 
 }  // namespace flowbook::tool

@@ -439,11 +439,15 @@ private:
             const List& list = lists_[i];
             const std::string id = std::to_string(i + 1);
             const std::string text = list.isOrdered ? "%" + std::to_string(list.level + 1) + "." : "\u2022";
-            kinds += "<w:abstractNum w:abstractNumId=\"" + id + "\"><w:lvl w:ilvl=\"" + std::to_string(list.level) +
-                     "\"><w:start w:val=\"" + std::to_string(list.isOrdered ? list.start : 1) +
-                     "\"/><w:numFmt w:val=\"" + (list.isOrdered ? "decimal" : "bullet") + "\"/><w:lvlText w:val=\"" +
-                     text + "\"/></w:lvl></w:abstractNum>";
-            lists += "<w:num w:numId=\"" + id + "\"><w:abstractNumId w:val=\"" + id + "\"/></w:num>";
+            const std::string level = std::to_string(list.level);
+            const std::string start = std::to_string(list.isOrdered ? list.start : 1);
+            const std::string_view kind = list.isOrdered ? "decimal" : "bullet";
+            kinds.append("<w:abstractNum w:abstractNumId=\"").append(id);
+            kinds.append("\"><w:lvl w:ilvl=\"").append(level).append("\"><w:start w:val=\"").append(start);
+            kinds.append("\"/><w:numFmt w:val=\"").append(kind).append("\"/><w:lvlText w:val=\"").append(text);
+            kinds.append("\"/></w:lvl></w:abstractNum>");
+            lists.append("<w:num w:numId=\"").append(id);
+            lists.append("\"><w:abstractNumId w:val=\"").append(id).append("\"/></w:num>");
         }
         const std::string xml =
             "<w:numbering xmlns:w=\"" + std::string(kWordNamespace) + "\">" + kinds + lists + "</w:numbering>";

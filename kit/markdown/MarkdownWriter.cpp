@@ -57,6 +57,8 @@ std::string withMark(std::string text, const std::string& mark, bool isBeforeEmp
     return text;
 }
 
+bool isInLine(const Piece& piece) { return piece.kind != Piece::Kind::Blocks && isShown(piece); }
+
 /// A list that is open in the text.
 struct OpenList {
     std::string id;
@@ -197,9 +199,9 @@ private:
                     true);
     }
 
-    /// An item ends the lists that are deeper, and one of another kind or numbering in its place.
-    void writeItem(const ListItem& item, unsigned number, const std::vector<Piece>& pieces) {
-        const std::size_t level = std::min(item.level, open_.size());
+    /// Opens the list of an item at this level. It ends the lists that are deeper, and one of another kind or numbering
+    /// in its place. @returns whether it was not open yet.
+    bool openList(const ListItem& item, std::size_t level) {
         char mark = item.isOrdered ? '.' : '-';
         open_.resize(std::min(open_.size(), level + 1));
         if (open_.size() == level + 1 && (open_.back().id != item.list || open_.back().isOrdered != item.isOrdered)) {
@@ -209,16 +211,21 @@ private:
             }
             open_.pop_back();
         }
-        const std::size_t outer = level == 0 ? 0 : open_[level - 1].indent;
         const bool isNew = open_.size() == level;
         if (isNew) {
             open_.push_back({item.list, item.isOrdered, mark, 0});
         }
+        return isNew;
+    }
+
+    void writeItem(const ListItem& item, unsigned number, const std::vector<Piece>& pieces) {
+        const std::size_t level = std::min(item.level, open_.size());
+        const bool isNew = openList(item, level);
+        const std::size_t outer = level == 0 ? 0 : open_[level - 1].indent;
         OpenList& list = open_.back();
         const std::string label = (item.isOrdered ? std::to_string(number) : "") + std::string{list.mark} + " ";
         list.indent = outer + label.size();
-        const bool isEmpty = std::none_of(pieces.begin(), pieces.end(),
-                                          [](auto& each) { return each.kind != Piece::Kind::Blocks && isShown(each); });
+        const bool isEmpty = std::none_of(pieces.begin(), pieces.end(), isInLine);
         const std::string text =
             isEmpty ? std::string(outer, ' ') + label.substr(0, label.size() - 1) + "\n"
                     : lines(pieces, false, std::string(outer, ' ') + label, std::string(list.indent, ' '));
@@ -244,7 +251,6 @@ private:
     }
 
     void writePieces(const std::vector<Piece>& pieces, const std::string& mark, bool isHeading) {
-        const auto isInLine = [](const Piece& each) { return each.kind != Piece::Kind::Blocks && isShown(each); };
         if (std::none_of(pieces.begin(), pieces.end(), isInLine)) {
             return;
         }

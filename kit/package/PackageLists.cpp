@@ -200,7 +200,7 @@ FoundRelationships readRelationships(const fl::Bytes& xml) {
     FoundRelationships list;
     list.isWhole = readList(xml, "Relationships", [&list](std::string_view element, auto values) {
         const std::string_view mode = values["TargetMode"];
-        if (element == "Relationship" && mode != "" && mode != "Internal" && mode != "External") {
+        if (element == "Relationship" && !mode.empty() && mode != "Internal" && mode != "External") {
             list.faulty.emplace_back(values["Id"]);
         } else if (element == "Relationship") {
             list.records.push_back({to_ustring(values["Type"]), to_ustring(values["Target"]), to_ustring(values["Id"]),

@@ -27,15 +27,6 @@ namespace {
 
 StandardPartInfo standardInfo() { return {CompressionType::Normal, 0}; }
 
-/// Returns none for what is no URI reference.
-boost::optional<URI> parse(const std::u16string& target) {
-    try {
-        return URI(target);
-    } catch (const opc::Exception&) {
-        return boost::none;
-    }
-}
-
 /// Keeps the target as it stands. This overload exists where the platform has the function; a host's own need not.
 template <class Source>
 auto carryAsItStands(const Relationship& relationship, Source& to, int)
@@ -49,9 +40,13 @@ auto carryAsItStands(const Relationship& relationship, Source& to, int)
 /// the code from being saved.
 template <class Source>
 void carryAsItStands(const Relationship& relationship, Source& to, long) {
-    if (const auto target = parse(relationship.getTarget())) {
-        to.createInternalRelationship(relationship.getType(), *target, relationship.getID());
+    boost::optional<URI> target;
+    try {
+        target = URI(relationship.getTarget());
+    } catch (const opc::Exception&) {
+        return;
     }
+    to.createInternalRelationship(relationship.getType(), *target, relationship.getID());
 }
 
 void carry(const Relationship& relationship, Part& to) {
