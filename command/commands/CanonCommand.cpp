@@ -1,3 +1,5 @@
+// Rewrites flowbooks in one fixed form, in which equal contents are equal bytes: git and other stores then keep them
+// once. A file that has this form already is not written, so its time stays.
 #include "Commands.hpp"
 #include "io/ForEachInput.hpp"
 #include "io/HeldFile.hpp"
@@ -26,6 +28,7 @@ bool canon(const Input& input, const CanonOptions& options) {
     if (file.holds(canonical)) {
         return false;
     }
+    // A signature covers bytes; in another form it would be broken.
     if (kit::isSigned(document)) {
         throw Failure(ExitCode::NegativeFinding, "it is signed, and left as it is");
     }

@@ -1,3 +1,4 @@
+// Prints code. Plain code is printed in pieces while it is converted, so that a large one is not in memory twice.
 #include "Commands.hpp"
 #include "fl/i18n/Conversion.hpp"
 #include "io/CodeText.hpp"

@@ -1,3 +1,5 @@
+// Prints what is wrong with flowbooks. The exit code is that of the worst finding, so that a script or a hook can stop
+// at errors and let warnings pass.
 #include "Commands.hpp"
 #include "commands/Findings.hpp"
 #include "io/ForEachInput.hpp"
@@ -16,6 +18,7 @@ struct CheckOptions {
     std::string format = "text";
 };
 
+/// SARIF is one text for all files, so nothing can be printed before the last of them has been checked.
 /// What is found by several threads, for a report on all files at once.
 struct AllFindings {
     std::mutex mutex;

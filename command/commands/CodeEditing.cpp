@@ -1,3 +1,5 @@
+// Code on its way to an editor or a merge tool, and back. The flowbook is looked at again before the text is saved,
+// because hours may have passed, and what another program saved meanwhile must not be lost.
 #include "commands/CodeEditing.hpp"
 
 #include "fl/i18n/Conversion.hpp"

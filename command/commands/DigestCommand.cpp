@@ -1,3 +1,4 @@
+// Prints digests in the form of sha256sum, so that other tools for lists of digests can read it.
 #include "Commands.hpp"
 #include "io/ForEachInput.hpp"
 #include "io/OpenDocument.hpp"

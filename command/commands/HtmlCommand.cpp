@@ -1,3 +1,5 @@
+// Makes pages: one, or a folder of them with an index. All names of a folder are planned before the first page is made,
+// since each page links to its neighbours.
 #include "Commands.hpp"
 #include "commands/PageFolder.hpp"
 #include "commands/PageOf.hpp"

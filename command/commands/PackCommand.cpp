@@ -1,3 +1,5 @@
+// Makes flowbooks of unpacked files. Files that the manifest does not name are reported, and code that is not that of
+// the document stops it: dropping either without a word would lose what a user has just written.
 #include "Commands.hpp"
 #include "io/FlowbookName.hpp"
 #include "io/ForEachInput.hpp"

@@ -1,3 +1,5 @@
+// The page of an input, also of one that is damaged: of such a file what repair would save is shown. A failure is
+// reported as well, so that a script learns of it though there is a page.
 #include "commands/PageOf.hpp"
 
 #include "io/OpenDocument.hpp"
@@ -45,6 +47,7 @@ kit::Page quietPageOf(const Input& input, kit::PageOptions options) {
         throw;
     } catch (const std::exception&) {
         const Diagnosis diagnosis = diagnose();
+        // A file that is not there, or may not be read, has nothing to show.
         if (diagnosis.code == ExitCode::InputOutput) {
             throw;
         }

@@ -1,3 +1,5 @@
+// Shows pages in the browser, one after the other in the order in which they are named: browsers open tabs as they
+// come.
 #include "Commands.hpp"
 #include "commands/PageOf.hpp"
 #include "io/ForEachInput.hpp"

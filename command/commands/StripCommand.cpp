@@ -1,3 +1,5 @@
+// Removes outputs and pictures that nothing refers to, which make most of the size of a flowbook and can be made again
+// by running its code.
 #include "Commands.hpp"
 #include "io/OpenDocument.hpp"
 #include "io/SharedOptions.hpp"

@@ -1,3 +1,5 @@
+// Writes JSON piece by piece, so that a record of any size is never in memory as a tree. What a terminal would obey is
+// written as an escape, which JSON permits for any character.
 #include "terminal/Json.hpp"
 
 #include "fl/i18n/Conversion.hpp"

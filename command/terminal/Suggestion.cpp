@@ -1,3 +1,5 @@
+// Finds the known word that a mistyped one is nearest to. What is too far away is not suggested, as a wrong suggestion
+// is worse than none.
 #include "terminal/Suggestion.hpp"
 
 #include <algorithm>
