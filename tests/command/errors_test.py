@@ -79,7 +79,8 @@ ERRORS = [
     ("diff plain.tqx", 2, "'diff' takes two flowbooks or two folders"),
     ("diff - -", 2, "standard input can be read only once, and '-' names it again"),
     ("merge plain.tqx plain.tqx", 2, "merge takes BASE, OURS and THEIRS; THEIRS is missing (see flowbook help merge)"),
-    ("resolve plain.tqx colour", 2, "plain.tqx: what is to be settled is 'code', 'property NAME' or 'part NAME'"),
+    ("resolve plain.tqx colour", 2, "plain.tqx: what is to be settled is 'code', 'property NAME', 'part NAME', "
+     "'relationship SOURCE#ID' or 'entry NAME'"),
     ("git colour", 2,
      "'git' takes 'setup', 'textconv FILE', 'hook', 'filter', 'clean', 'smudge', "
      "'mergetool BASE LOCAL REMOTE MERGED' or 'difftool LOCAL REMOTE MERGED' (see flowbook help git)"),
