@@ -189,7 +189,7 @@ const FoundRelationships* FoundLists::of(const std::string& partName) const {
 
 bool FoundLists::isAnyDamaged() const {
     return std::any_of(relationships_.begin(), relationships_.end(),
-                       [](const auto& each) { return !each.second.isWhole || !each.second.faulty.empty(); });
+                       [](const auto& each) { return each.second.isDamaged(); });
 }
 
 bool isTypesEntry(const std::string& entry) { return fold(entry) == fold(kTypesEntry); }

@@ -35,6 +35,8 @@ struct FoundRelationships {
     std::vector<FlowbookFilePackage::Relationship> records;
     std::vector<std::string> faulty;  ///< ids of those with a target mode that there is none of
     bool isWhole = false;
+
+    bool isDamaged() const noexcept { return !isWhole || !faulty.empty(); }
 };
 
 FoundRelationships readRelationships(const fl::Bytes& xml);

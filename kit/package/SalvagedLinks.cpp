@@ -43,7 +43,7 @@ public:
         for (const PartRecord& part : content.parts) {
             reportGone(part.relationships, to_string(part.partName));
         }
-        if (ofPackage == nullptr || lists_.isAnyDamaged()) {
+        if (ofPackage == nullptr || isAnyLinkLost()) {
             tellUnreached();
         }
     }
@@ -72,6 +72,19 @@ private:
         }
         keepCredible(records, name);
         return true;
+    }
+
+    /// Whether a list that counts is damaged. One whose part is not there does only where something is lost: else there
+    /// never was such a part.
+    bool isAnyLinkLost() const {
+        const auto isDamaged = [this](const std::string& source) {
+            const FoundRelationships* const list = lists_.of(source);
+            return list != nullptr && list->isDamaged();
+        };
+        const auto& parts = package_.content.parts;
+        return isDamaged("/") || (!package_.account.lost.empty() && lists_.isAnyDamaged()) ||
+               std::any_of(parts.begin(), parts.end(),
+                           [&](const PartRecord& part) { return isDamaged(to_string(part.partName)); });
     }
 
     /// The parts that no relationship leads to.
