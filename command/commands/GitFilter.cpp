@@ -83,8 +83,8 @@ public:
     struct HangUp {};
 
 private:
-    /// One read may bring several packets, or a part of one; what is left over is moved to the front.
-    /// Reads until there are so many bytes. @returns whether there are.
+    /// Reads until there are so many bytes. One read may bring several packets, or a part of one; what is left over is
+    /// moved to the front. @returns whether there are.
     bool fill(std::size_t wanted) {
         std::copy(in_.begin() + static_cast<std::ptrdiff_t>(begin_), in_.begin() + static_cast<std::ptrdiff_t>(end_),
                   in_.begin());

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <condition_variable>
+#include <csignal>
 #include <filesystem>
 #include <mutex>
 #include <optional>
@@ -113,7 +114,9 @@ public:
         reports_.summarize(names_.size());
         if (isCareful_ && Interruption::hasCome()) {
             tellInterrupted();
-            console_->finish();
+            if (Interruption::signal() != SIGPIPE) {
+                console_->finish();  // Whoever closed the pipe does not miss what is left.
+            }
         }
     }
 

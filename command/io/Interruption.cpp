@@ -1,6 +1,7 @@
 // Lets a signal wait until what is being done is whole. The handler only notes the signal, as a handler may do hardly
 // anything else; work looks for it at places where it can be left. When the last holder is gone the signal is raised
-// again, so that the caller sees the command ended by it.
+// again, so that the caller sees the command ended by it. SIGPIPE is one of them, as the reader of standard output may
+// leave while a file is being saved.
 #include "io/Interruption.hpp"
 
 #include <atomic>
@@ -11,7 +12,7 @@ namespace flowbook::tool {
 
 namespace {
 
-constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE};
 
 std::atomic<int> signalThatCame{0};
 static_assert(std::atomic<int>::is_always_lock_free, "a signal handler may use no other");

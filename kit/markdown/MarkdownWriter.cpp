@@ -300,6 +300,18 @@ private:
         return look;
     }
 
+    /// The cells of a row as Markdown, at their places; at least so many.
+    std::vector<std::string> cellsOf(const TableGrid::Row& row, const std::map<std::size_t, std::size_t>& places,
+                                     std::size_t least) {
+        std::vector<std::string> cells(least);
+        for (const TableGrid::Cell& cell : row.cells) {
+            const std::size_t place = places.at(cell.column);
+            cells.resize(std::max(cells.size(), place + 1));
+            cells[place] = cell.node == nullptr ? "" : wordsOf(*cell.node);
+        }
+        return cells;
+    }
+
     /// A row is a line with as many cells as the table has columns: a merged one stands in the first of its places.
     void writeTable(const XmlNode& table) {
         const TableGrid grid(table);
@@ -313,13 +325,8 @@ private:
         std::string lines;
         for (const TableGrid::Row& row : grid.rows()) {
             // Only the first row has to have all cells; the others end with their last one.
-            std::vector<std::string> cells(lines.empty() ? places.size() : 1);
-            for (const TableGrid::Cell& cell : row.cells) {
-                const std::size_t place = places[cell.column];
-                cells.resize(std::max(cells.size(), place + 1));
-                cells[place] = cell.node == nullptr ? "" : wordsOf(*cell.node);
-            }
-            lines += pipeRow(cells) + (lines.empty() ? pipeRule(columns) : "");
+            lines += lines.empty() ? pipeRow(cellsOf(row, places, places.size())) + pipeRule(columns)
+                                   : pipeRow(cellsOf(row, places, 1));
         }
         const std::size_t depth = indentedLevels(table, "tblPr", "tblInd", "w");
         if (!lines.empty() && look.isQuote && depth == 0) {

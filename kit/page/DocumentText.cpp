@@ -41,6 +41,12 @@ void writeRest(Markup& out, const fl::Bytes& stored, std::size_t from) {
     }
 }
 
+void tellAll(Markup& out, Faults& faults, const std::vector<PageFault>& found) {
+    for (const PageFault& fault : found) {
+        faults.tell(out, fault.words, fault.isOfLimit);
+    }
+}
+
 }  // namespace
 
 DocumentText::DocumentText(const Document& document, const fl::Bytes* remains) : document_(&document) {
@@ -73,16 +79,12 @@ std::optional<std::size_t> DocumentText::write(Markup& out, Figures& figures, Fa
     }
     tellFaults(out, faults);
     const Definitions& definitions = *definitions_;
-    for (const PageFault& fault : definitions.faults()) {
-        faults.tell(out, fault.words, fault.isOfLimit);
-    }
+    tellAll(out, faults, definitions.faults());
     const XmlNode* const root = code_.tree.root();
     Headings headings(root == nullptr ? std::vector<int>() : headingStylesIn(*root, definitions.styles()));
     Markup text;
     const Notes notes(*document_);
-    for (const PageFault& fault : notes.faults()) {
-        faults.tell(out, fault.words, fault.isOfLimit);
-    }
+    tellAll(out, faults, notes.faults());
     Links links(figures, notes, root);
     Blocks blocks(text, figures, links, definitions, headings);
     blocks.write(root);

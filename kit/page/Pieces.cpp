@@ -15,6 +15,7 @@
 #include <cctype>
 #include <iterator>
 #include <tuple>
+#include <utility>
 
 namespace flowbook::kit {
 
@@ -24,6 +25,10 @@ namespace {
 constexpr std::string_view kSettings[] = {"pPr",         "rPr",     "tblPr",  "tblPrEx",  "tblGrid",
                                           "trPr",        "tcPr",    "sdtPr",  "sdtEndPr", "smartTagPr",
                                           "customXmlPr", "fldData", "ffData", "rubyPr"};
+
+/// Elements that stand for a character.
+constexpr std::pair<std::string_view, const char*> kCharacters[] = {
+    {"tab", "\t"}, {"ptab", "\t"}, {"br", "\n"}, {"cr", "\n"}, {"noBreakHyphen", "\u2011"}, {"softHyphen", "\u00AD"}};
 
 /// Elements that stand for something which lies elsewhere, and what they are called.
 constexpr struct {
@@ -131,17 +136,13 @@ private:
     /// What an element that is text, or stands for characters, adds. @returns whether it is one.
     bool addText(const XmlNode& node, const Look& look) {
         const std::string_view name = node.local;
-        if (name == "t" || name == "delText") {
+        const auto* const character = std::find_if(std::begin(kCharacters), std::end(kCharacters),
+                                                   [&](const auto& each) { return each.first == name; });
+        if (character != std::end(kCharacters)) {
+            add(Piece::Kind::Text, character->second, look);
+        } else if (name == "t" || name == "delText") {
             // Alone, so that the text that counts as code is a piece of its own.
             add(Piece::Kind::Text, node.allText(), look, &node);
-        } else if (name == "tab" || name == "ptab") {
-            add(Piece::Kind::Text, "\t", look);
-        } else if (name == "br" || name == "cr") {
-            add(Piece::Kind::Text, "\n", look);
-        } else if (name == "noBreakHyphen") {
-            add(Piece::Kind::Text, "\u2011", look);
-        } else if (name == "softHyphen") {
-            add(Piece::Kind::Text, "\u00AD", look);
         } else if (name == "sym") {
             addSymbol(node, look);
         } else if (name == "textpath") {

@@ -166,14 +166,14 @@ class Process(CommandTest):
         self.assertEqual((done.returncode, done.stdout[-1:]), (-signal.SIGINT, b"\n"))
 
     def test_an_interruption_tells_what_was_changed(self):
-        for jobs in ("1", "4"):
+        for jobs, name in (("1", "SIGTERM"), ("4", "SIGTERM"), ("4", "SIGPIPE")):
             names = [f"b{i:03}.tqx" for i in range(90)]
             self.write({name: self.fixtures["plain.tqx"] for name in names})
             done = subprocess.run(["strace", "-f", "-qq", "-o", "trace", "-e", "trace=/^rename", "-e",
-                                   "inject=/^rename:signal=SIGTERM:when=5", COMMAND, "replace", "-j", jobs, "a",
+                                   f"inject=/^rename:signal={name}:when=5", COMMAND, "replace", "-j", jobs, "a",
                                    "total", *names], cwd=self.folder, capture_output=True, timeout=300, check=False)
             told = done.stderr.decode()
-            self.assertEqual(done.returncode, -signal.SIGTERM)
+            self.assertEqual(done.returncode, -signal.Signals[name])
             first = re.search("interrupted: (.*) and what comes after it is as it was\n", told)[1]
             left = set(re.findall("flowbook: (.*): interrupted, and left as it was\n", told))
             changed = {name for name in names if (self.folder / name).read_bytes() != self.fixtures["plain.tqx"]}
