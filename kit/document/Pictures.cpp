@@ -11,6 +11,7 @@
 #include <array>
 #include <cctype>
 #include <cstring>
+#include <nettle/base64.h>
 #include <optional>
 
 namespace flowbook::kit {
@@ -58,18 +59,8 @@ const Kind& kindOf(std::string_view picture, const std::string& file) {
 }
 
 std::string encodeBase64(const fl::Bytes& bytes) {
-    std::string text;
-    text.reserve((bytes.size() + 2) / 3 * 4);
-    for (std::size_t at = 0; at < bytes.size(); at += 3) {
-        const std::size_t count = std::min<std::size_t>(3, bytes.size() - at);
-        unsigned group = 0;
-        for (std::size_t i = 0; i < 3; ++i) {
-            group = group << 8 | (i < count ? bytes[at + i] : 0U);
-        }
-        for (std::size_t i = 0; i < 4; ++i) {
-            text += i <= count ? kBase64Digits[group >> (18 - 6 * i) & 63U] : '=';
-        }
-    }
+    std::string text(BASE64_ENCODE_RAW_LENGTH(bytes.size()), '\0');
+    base64_encode_raw(text.data(), bytes.size(), bytes.data());
     return text;
 }
 
@@ -91,6 +82,7 @@ std::optional<std::string_view> digitsOf(std::string_view text) {
     return text.size() % 4 == 0 ? std::make_optional(text.substr(0, text.size() - padding)) : std::nullopt;
 }
 
+/// Nettle's decoder would pass over blanks, and refuse bits behind the last byte, which other programs write.
 bool decodeBase64(std::string_view text, fl::Bytes& bytes) {
     static_assert(std::is_trivially_destructible_v<DigitTable>);
     static const DigitTable values = valuesOf(kBase64Digits);
