@@ -22,6 +22,7 @@ namespace {
 struct EditOptions {
     std::string file;
     bool flatten = false;
+    bool force = false;
 };
 
 std::string editor() {
@@ -88,16 +89,32 @@ bool keepIfChanged(TemporaryFolder& folder, const std::string& file, const std::
     return isChanged;
 }
 
+/// Saves the text; with --force also into what the name leads to by now, if something else was saved meanwhile.
+void save(const CodeEditing& editing, const std::string& file, const EditOptions& options) {
+    const Bytes edited = readBytes(file, opc::Limits().maxPartSize);
+    if (toText(edited) == editing.text()) {
+        return;
+    }
+    try {
+        editing.save(edited, file);
+    } catch (const Interrupted&) {
+        throw;
+    } catch (const std::exception&) {
+        if (!options.force || diagnose().kind != FlowbookErrorKind::Conflict) {
+            throw;
+        }
+        const Input now(options.file, Input::Purpose::Update);
+        CodeEditing(now, options.flatten).save(edited, file);
+    }
+}
+
 void edit(const Input& input, const EditOptions& options) {
     const CodeEditing editing(input, options.flatten);
     TemporaryFolder folder;
     const std::string file = folder.put("code.txt", editing.text());
     try {
         runEditor(file);
-        const Bytes edited = readBytes(file, opc::Limits().maxPartSize);
-        if (toText(edited) != editing.text()) {
-            editing.save(edited, file);
-        }
+        save(editing, file, options);
     } catch (const Interrupted&) {
         keepIfChanged(folder, file, editing.text());
         throw;
@@ -119,13 +136,15 @@ constexpr char kEditDescription[] =
     "that was changed is refused with its number and 1. With --flatten the code alone is opened, and what "
     "is around it is dropped.\n\n"
     "A flowbook that something else changed meanwhile is not overwritten, nor saved under another name "
-    "than the one given. When saving fails, the text is kept, and the message names its place.";
+    "than the one given. When saving fails, the text is kept, and the message names its place. With --force the text "
+    "takes the place of the code that the name leads to by then; all else that was changed meanwhile stays.";
 
 constexpr char kEditExamples[] = "EDITOR='sed -i s/mean/median/' flowbook edit analysis.tqx";
 
 constexpr auto kEditOptions =
     optionTable(place<&EditOptions::file>("FILE", "Flowbook"),
-                flag<&EditOptions::flatten>("--flatten", '\0', "Drop what is around the code, if need be"));
+                flag<&EditOptions::flatten>("--flatten", '\0', "Drop what is around the code, if need be"),
+                flag<&EditOptions::force>("--force", '\0', "Replace code that something else has saved meanwhile"));
 
 void editIn(Console& console, EditOptions& options) {
     forInput(

@@ -24,7 +24,7 @@ _flowbook() {
     import) options='-o --output --title --description --version --force --binary' ;;
     set) options='--files-from -0 --null -j --jobs --allow-empty --json --dry-run -q --quiet --binary --from --code --rich --flatten --replace-encrypted --title --description --version' ;;
     replace) options='--files-from -0 --null -j --jobs --allow-empty --json --dry-run -q --quiet --binary -i --ignore-case -F --fixed-strings -w --word-regexp' ;;
-    edit) options='--flatten' ;;
+    edit) options='--flatten --force' ;;
     pack) options='-o --output -d --directory --force --binary' ;;
     copy) options='--files-from -0 --null -j --jobs --allow-empty -o --output -d --directory --force --binary' ;;
     digest) options='--files-from -0 --null -j --jobs --allow-empty --code --json' ;;

@@ -133,6 +133,7 @@ complete -c flowbook -n '__fish_seen_subcommand_from replace' -s i -l ignore-cas
 complete -c flowbook -n '__fish_seen_subcommand_from replace' -s F -l fixed-strings -d 'PATTERN and TEXT are text, not expressions'
 complete -c flowbook -n '__fish_seen_subcommand_from replace' -s w -l word-regexp -d 'Replace whole words only'
 complete -c flowbook -n '__fish_seen_subcommand_from edit' -l flatten -d 'Drop what is around the code, if need be'
+complete -c flowbook -n '__fish_seen_subcommand_from edit' -l force -d 'Replace code that something else has saved meanwhile'
 complete -c flowbook -n '__fish_seen_subcommand_from pack' -s o -l output -r -d 'Where the result goes; \'-\' is standard output'
 complete -c flowbook -n '__fish_seen_subcommand_from pack' -s d -l directory -x -a '(__fish_complete_directories)' -d 'Folder for the results; made if there is none'
 complete -c flowbook -n '__fish_seen_subcommand_from pack' -l force -d 'Replace files that are there'

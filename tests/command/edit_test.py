@@ -116,6 +116,12 @@ class Edit(unittest.TestCase):
             self.assertEqual((self.folder / "backup.tqx").read_bytes(), before)
             self.assertEqual(len(self.kept()), 1)
             (self.folder / "backup.tqx").rename(self.folder / "plain.tqx")
+        self.flowbook("edit", "plain.tqx", editor=f"echo x >>$1; echo y | {COMMAND} set plain.tqx --code - --title t",
+                      code=3, err="no longer leads to")
+        self.flowbook("edit", "--force", "plain.tqx", editor=f"echo z >>$1; {COMMAND} set plain.tqx --title new")
+        self.assertEqual(self.flowbook("cat", "plain.tqx"), "y\nz\n")
+        self.assertIn('"title":"new"', self.flowbook("info", "--json", "plain.tqx"))
+        (self.folder / "plain.tqx").write_bytes(before)
         (self.folder / "link.tqx").symlink_to("plain.tqx")
         self.flowbook("edit", "link.tqx", editor="echo c >>$1")
         self.assertEqual(self.flowbook("cat", "plain.tqx"), "a\nb\nc\n")
