@@ -77,16 +77,20 @@ std::vector<Found> findTables(cmark_node* document, std::string_view text) {
     return found;
 }
 
+void addParagraphs(std::string& text, const std::vector<std::string>& row) {
+    for (const std::string& cell : row) {
+        if (!cell.empty()) {
+            text.append(kStartOfCell).append(cell).append("\n\n");
+        }
+    }
+}
+
 /// A text with a paragraph for each cell that is not empty.
 std::string asParagraphs(const std::vector<Found>& tables) {
     std::string text;
     for (const Found& each : tables) {
         for (const auto& row : each.table.rows) {
-            for (const std::string& cell : row) {
-                if (!cell.empty()) {
-                    text.append(kStartOfCell).append(cell).append("\n\n");
-                }
-            }
+            addParagraphs(text, row);
         }
     }
     return text;
