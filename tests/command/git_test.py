@@ -167,8 +167,9 @@ class Git(unittest.TestCase):
         greeting = (r"0016git-filter-server\n000eversion=2\n0000"
                     r"0015capability=clean\n0016capability=smudge\n0015capability=delay\n0000")
         delayed = r"0013status=delayed\n00000013pathname=a.tqx\n00000013status=success\n0000"
-        for answer in ("", r"0013status=success\n000000ffPK", delayed):  # of a filter that dies then
-            self.git("config", "filter.flowbook.process", f"printf '{greeting}{answer}'")
+        for answer in ("", r"0013status=success\n000000ffPK", delayed):  # of a filter that says no more then
+            # It reads on, or it would be a matter of time whether git fails to write to it or to read from it.
+            self.git("config", "filter.flowbook.process", f"printf '{greeting}{answer}'; exec >&-; cat >/dev/null")
             (self.folder / "a.tqx").unlink()
             self.git("checkout", "-q", "--", ".", code=128)
             self.assertFalse((self.folder / "a.tqx").exists())
