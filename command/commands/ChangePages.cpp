@@ -4,6 +4,7 @@
 
 #include "commands/GitSetup.hpp"
 #include "commands/PageFolder.hpp"
+#include "commands/PageOf.hpp"
 #include "fl/i18n/Conversion.hpp"
 #include "io/FlowbookName.hpp"
 #include "io/ForEachInput.hpp"
@@ -49,13 +50,6 @@ public:
     const kit::ChangesSide& side() const { return side_; }
 
 private:
-    /// @throws opc::Exception when the code cannot be read as it is stored.
-    static void requireCode(const kit::Document& document) {
-        if (document.form() != kit::CodeForm::Encrypted) {
-            document.storedCode();
-        }
-    }
-
     /// Of a damaged file what can be saved stands for it.
     void save(const Bytes& bytes, const Diagnosis& diagnosis) {
         if (diagnosis.code == ExitCode::Damaged) {

@@ -17,9 +17,7 @@ namespace {
 /// Why the code cannot be read as it is stored; nothing when it can, or is encrypted.
 std::optional<Diagnosis> whyCodeIsLost(const kit::Document& document) {
     try {
-        if (document.form() != kit::CodeForm::Encrypted) {
-            document.storedCode();
-        }
+        requireCode(document);
         return std::nullopt;
     } catch (const opc::Exception&) {
         return diagnose();
@@ -35,6 +33,12 @@ kit::Page damagedPageOf(const Input& input, const Diagnosis& diagnosis, const ki
 }
 
 }  // namespace
+
+void requireCode(const kit::Document& document) {
+    if (document.form() != kit::CodeForm::Encrypted) {
+        document.storedCode();
+    }
+}
 
 kit::Page quietPageOf(const Input& input, kit::PageOptions options) {
     options.inWords = [&input](std::string message) { return input.inWords(std::move(message)); };

@@ -6,6 +6,9 @@
 
 namespace flowbook::tool {
 
+/// @throws opc::Exception when the code cannot be read as it is stored; encrypted code is not looked at.
+void requireCode(const kit::Document& document);
+
 /// The page of an input. What is wrong with it is said on the page and in the report.
 /// @throws Failure when the input cannot be read at all for a reason that is not its own, such as permissions.
 kit::Page pageOf(const Input& input, Report& report, kit::PageOptions options);

@@ -7,9 +7,8 @@
 #include "kit/compare/PropertyMerge.hpp"
 #include "kit/document/Characters.hpp"
 #include "kit/document/PropertyElements.hpp"
-#include "kit/document/References.hpp"
-#include "kit/document/StoredText.hpp"
 #include "kit/package/PackageContent.hpp"
+#include "kit/package/PackageLists.hpp"
 #include "opc/Exception.hpp"
 #include "opc/model/StandardPartInfo.hpp"
 #include "opc/pxservices/CorePropertiesManager.hpp"
@@ -136,18 +135,12 @@ void settleProperty(Package& package, const OpenConflict& conflict, Side side) {
 
 /// None of code that cannot be read, of which no relationship is taken away then.
 std::set<std::string> idsMentionedIn(const Package& package) {
-    std::set<std::string> ids;
     const std::optional<Part> code = codePartIn(package);
     try {
-        if (code && formOf(*code) == CodeForm::Rich) {
-            for (const Reference& each : findReferences(inUtf8(contentOf(*code), ""), "")) {
-                ids.insert(each.id);
-            }
-        }
+        return code && formOf(*code) == CodeForm::Rich ? namedRelationships(contentOf(*code)) : std::set<std::string>();
     } catch (const opc::Exception&) {
-        ids.clear();
+        return {};
     }
-    return ids;
 }
 
 std::set<std::string> partsReachedIn(const Package& package) {
@@ -281,9 +274,10 @@ void settleDeletion(Package& package, EntryChanges& entries, const OpenConflict&
 }
 
 /// Whether the text of the code refers to what a relationship of the code leads to by another one.
-bool isDouble(const Package& package, const opc::model::Relationship& relationship) {
+/// @param mentioned  the ids that the text refers to.
+bool isDouble(const Package& package, const std::set<std::string>& mentioned,
+              const opc::model::Relationship& relationship) {
     const std::optional<Part> code = codePartIn(package);
-    const std::set<std::string> mentioned = idsMentionedIn(package);
     const auto all = code ? code->getRelationships(opc::model::ExcludeMode::None) : RelationshipList();
     const auto place = [](const opc::model::Relationship& each) {
         return foldedTarget(each).value_or(fl::i18n::to_string(each.getTarget()));
@@ -330,14 +324,16 @@ void settleWithCode(Package& package, std::optional<Side> side) {
             settleBeside(package, conflict, side.value_or(Side::Ours));
         }
     }
-    for (const auto& each : readList(package, kOpenLinks)) {
+    const boost::json::object links = readList(package, kOpenLinks);
+    const std::set<std::string> mentioned = links.empty() ? std::set<std::string>() : idsMentionedIn(package);
+    for (const auto& each : links) {
         const std::string link(each.key());
         const auto relationship = relationshipAt(package, link);
         if (!textAt(each.value(), "with") || !relationship) {
             continue;
         }
         const bool isOfOther = side && sideAt(each.value(), "of") != *side;
-        if (isOfOther || (splitLink(link).first != "/" && isDouble(package, *relationship))) {
+        if (isOfOther || (splitLink(link).first != "/" && isDouble(package, mentioned, *relationship))) {
             removeLink(package, link);
         }
         takeOff(package, kOpenLinks, link);

@@ -41,6 +41,17 @@ void writeRest(Markup& out, const fl::Bytes& stored, std::size_t from) {
     }
 }
 
+/// @param place  the id of where the text refers to the note; empty for nowhere.
+void writeNote(Markup& out, const Notes::Note& note, const std::string& id, const std::string& place,
+               const Markup& text) {
+    out.open("div", {{"class", "box"}, {"id", id}}).open("p", {{"class", "remark"}, {"lang", "en"}});
+    out.text(note.name + (note.about.empty() ? "" : ", " + note.about));
+    if (!place.empty()) {
+        out.text(" ").element("a", {{"href", "#" + place}}, "Back to the text");
+    }
+    out.close().append(text).close();
+}
+
 void tellAll(Markup& out, Faults& faults, const std::vector<PageFault>& found) {
     for (const PageFault& fault : found) {
         faults.tell(out, fault.words, fault.isOfLimit);
@@ -125,12 +136,7 @@ bool DocumentText::writeNotes(Markup& out, Figures& figures, Links& links, Headi
         if (text.finished().empty() && place.empty()) {
             continue;
         }
-        all.open("div", {{"class", "box"}, {"id", id}}).open("p", {{"class", "remark"}, {"lang", "en"}});
-        all.text(note.name + (note.about.empty() ? "" : ", " + note.about));
-        if (!place.empty()) {
-            all.text(" ").element("a", {{"href", "#" + place}}, "Back to the text");
-        }
-        all.close().append(text).close();
+        writeNote(all, note, id, place, text);
         hasTextBesideCode = hasTextBesideCode || blocks.hasTextBesideCode();
     }
     figures.follow(ofDocument);
