@@ -1,5 +1,6 @@
 #include "durability/common/Disturbance.hpp"
 #include "durability/common/Place.hpp"
+#include "flowbook/FlowbookFileUtils.hpp"
 #include "support/Flowbooks.hpp"
 
 #include <boost/scope_exit.hpp>
@@ -126,6 +127,19 @@ TEST(OutOfMemoryInACall, IsFollowedByNoSaveOfHalfAPart) {
             EXPECT_TRUE(closed.empty() || book.get() == old.get()) << closed;
         });
     }
+}
+
+// What Xerces-C abandons then is lost, so here memory is not counted.
+TEST(OutOfMemoryInATree, IsReportedAndTheNextDocumentIsRead) {
+    const std::u16string rich = u"<w:document xmlns:w='http://schemas.openxmlformats.org/wordprocessingml/2006/main'>"
+                                u"<w:body><b a = ''/><w:p><w:pPr><w:pStyle w:val='code'/></w:pPr><w:r><w:t>x</w:t>"
+                                u"</w:r></w:p></w:body></w:document>";
+    const auto read = [&] { return support::text(flowbook::FlowbookFileUtils::getTARMICCodeFromRichTARMICCode(rich)); };
+    disturbEach([&](Disturbance& latest) {
+        const std::string found = support::outcome([&] { return disturbed(&latest, read); });
+        EXPECT_TRUE(found == "x" || found == "bad_alloc: std::bad_alloc") << found;
+        EXPECT_EQ(read(), "x");
+    });
 }
 
 // Without the large file, as each runs a thousand times.
