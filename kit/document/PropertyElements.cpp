@@ -112,13 +112,15 @@ std::optional<std::string> withNewProperty(const std::string& xml, const Element
     return xml.substr(0, found.end.begin) + withText(tag, text) + xml.substr(found.end.begin);
 }
 
-/// @throws opc::Exception when properties of so many bytes could not be read again.
-void refuseUnreadable(std::size_t size) {
+/// @throws opc::Exception when the library does not read properties of so many bytes.
+void refuseLarger(std::size_t size, const Part& part) {
     const std::uint64_t most = opc::Limits().maxPackageXmlSize;
     if (size > most) {
-        throw opc::Exception(opc::ErrorKind::LimitExceeded, "its " + std::to_string(size) +
-                                                                " bytes are more than the limit maxPackageXmlSize of " +
-                                                                std::to_string(most) + " permits");
+        throw opc::Exception(opc::ErrorKind::LimitExceeded,
+                             "part " + part.getName().ascii() + ": its " + std::to_string(size) +
+                                 " bytes are more than the limit maxPackageXmlSize of " + std::to_string(most) +
+                                 " permits",
+                             part.getName().ascii());
     }
 }
 
@@ -128,7 +130,9 @@ std::vector<PropertyElement> carriedProperties(const Package& package) {
     std::vector<PropertyElement> all;
     for (const Part& part : package.getParts()) {
         if (isCore(part)) {
-            const auto found = elementsOf(part, contentOf(part));
+            const fl::Bytes content = contentOf(part);
+            refuseLarger(content.size(), part);
+            const auto found = elementsOf(part, content);
             all.insert(all.end(), found.begin(), found.end());
         }
     }
@@ -153,7 +157,7 @@ bool setPropertyText(Package& package, const std::string& name, const std::strin
             const fl::Bytes content = inUtf8(contentOf(part), "part " + part.getName().ascii());
             const auto changed = change({content.begin(), content.end()}, readElements(part, content), name, value);
             if (changed) {
-                refuseUnreadable(changed->size());
+                refuseLarger(changed->size(), part);
                 part.getOutputStream()->write(changed->data(), changed->size());
                 return true;
             }

@@ -17,7 +17,7 @@ struct PropertyElement {
 };
 
 /// The elements of the part of core properties, in the order of the file; nothing where there is no such part.
-/// @throws opc::Exception when it cannot be read.
+/// @throws opc::Exception when it cannot be read, or is larger than the library reads.
 std::vector<PropertyElement> carriedProperties(const opc::model::Package& package);
 
 /// The name of the part of core properties; nothing when there is none.

@@ -476,7 +476,7 @@ class Flowbook:
             self._properties = known
         found = known[1][label]
         if found.fault:
-            raise error_of("damaged", found.fault, self.name, found.part)
+            raise error_of("limit" if found.is_of_limit else "damaged", found.fault, self.name, found.part)
         return found.value
 
     def _part_info(self, name: str) -> _native.PartInfo:

@@ -290,10 +290,9 @@ kit::RichText Book::richText() {
 
 std::vector<PropertyInfo> Book::properties() {
     return ask([file = state_->file](const kit::Document& document) {
-        const auto part = kit::corePropertiesPart(document.package());
         std::vector<PropertyInfo> properties;
         for (const kit::Property& each : document.properties()) {
-            properties.push_back({each.label, each.value, withName(each.fault, file), part.value_or("")});
+            properties.push_back({each.label, each.value, withName(each.fault, file), each.isOfLimit, each.part});
         }
         return properties;
     });

@@ -26,6 +26,7 @@ struct PropertyInfo {
     std::string label;
     std::optional<std::string> value;
     std::string fault;
+    bool isOfLimit;    ///< whether the fault is a limit
     std::string part;  ///< that a fault is in
 };
 

@@ -88,6 +88,7 @@ void addValues(py::module_& module) {
         .def_property_readonly("label", text(&PropertyInfo::label))
         .def_readonly("value", &PropertyInfo::value)
         .def_property_readonly("fault", text(&PropertyInfo::fault))
+        .def_readonly("is_of_limit", &PropertyInfo::isOfLimit)
         .def_property_readonly("part", text(&PropertyInfo::part));
     addClass<kit::Finding>(module, "Finding")
         .def_property_readonly("severity", [](const kit::Finding& finding) { return nameOf(finding.severity); })

@@ -39,7 +39,7 @@ public:
         const auto found = std::find_if(properties_.begin(), properties_.end(),
                                         [&](const kit::Property& each) { return each.label == label; });
         if (!found->fault.empty()) {
-            throw Refusal("damaged", found->fault);
+            throw kit::failureOf(*found);
         }
         return found->value ? Cell(*found->value) : Cell();
     }

@@ -229,6 +229,11 @@ def test_properties():
     with pytest.raises(flowbook.LimitError):
         book.properties["creator"] = "x" * 20_000_000
     assert "creator" not in book.properties
+    large = flowbook.open(make.zipped(make.package(**make.core(make.title("x" * (16 << 20))))))
+    for read in (lambda: large.title, lambda: large.properties["creator"]):
+        with pytest.raises(flowbook.LimitError) as limit:
+            read()
+        assert limit.value.part == "/core.xml"
 
 
 def test_mistyped_attributes_are_errors():
