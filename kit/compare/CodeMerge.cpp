@@ -5,6 +5,7 @@
 #include "kit/compare/CodeMerge.hpp"
 
 #include "kit/compare/LineMerge.hpp"
+#include "kit/compare/MarkedCode.hpp"
 #include "kit/compare/ParagraphLines.hpp"
 #include "kit/document/CodeParagraphs.hpp"
 #include "kit/document/StoredText.hpp"
@@ -139,6 +140,8 @@ public:
         }
     }
 
+    bool isOpen() const { return open_.has_value(); }
+
     bool canGoOn(const Taken& taken) const {
         const bool isOfSame = !divides_ || (open_ && &open_->block() == &taken.block());
         return open_ && isOfSame && taken.isCode() && (isOneParagraph_ || taken.line->line > 0);
@@ -212,52 +215,153 @@ public:
         sides_[0].text = base;
         sides_[1].text = &ours;
         sides_[2].text = &theirs;
-        // A side that became plain, or rich, changed the style of every line; then lines are compared without it.
-        const bool isBasePlain = base == nullptr ? ours.isPlain : base->isPlain;
-        withStyle_ = ours.isPlain == theirs.isPlain && ours.isPlain == isBasePlain;
     }
 
     std::optional<MergedCode> run() {
         for (CodeSide& side : sides_) {
-            if (side.text != nullptr && !number(side)) {
+            if (side.text != nullptr && !cut(side)) {
                 return std::nullopt;
             }
+        }
+        chooseForm();
+        for (CodeSide& side : sides_) {
+            number(side);
         }
         const Namespaces& declared = sides_[1].lines->namespaces();
         // One prefix with two meanings would change what the elements of a side are.
         if (!agree(declared, sides_[2].lines->namespaces()) || !agree(sides_[2].lines->namespaces(), declared)) {
             return std::nullopt;
         }
-        const bool isPlain = sides_[1].text->isPlain && sides_[2].text->isPlain;
         const auto word = declared.find("w");
         const bool declares = word == declared.end() || word->second != kWordNamespace;
-        Writer writer(declares, isPlain && !withStyle_, !isPlain && !withStyle_);
+        Writer writer(declares, isOneParagraph_, !isPlain_ && !withStyle_);
         if (!chooseFrame()) {
             return std::nullopt;  // No marker can stand around the paragraphs.
         }
         const std::string head = withNamespacesOf(sides_[frame_ == &sides_[2] ? 1 : 2]);
-        writeHunks(writer, mergeLines(sides_[0].numbers, sides_[1].numbers, sides_[2].numbers));
+        writeHunks(writer, mergedHunks());
         writer.close();
-        if (!withStyle_ && !isPlain && (!writer.hasOnce(*sides_[1].lines) || !writer.hasOnce(*sides_[2].lines))) {
+        if (!withStyle_ && !isPlain_ && (!writer.hasOnce(*sides_[1].lines) || !writer.hasOnce(*sides_[2].lines))) {
             return std::nullopt;  // What stands beside code would be lost, or shown twice.
         }
         return MergedCode{head + writer.take() + frame_->lines->spelled(frame_->lines->tail(), marking(*frame_->text)),
-                          isPlain, std::move(conflicts_)};
+                          isPlain_, std::move(conflicts_)};
     }
 
 private:
-    bool number(CodeSide& side) {
+    static bool cut(CodeSide& side) {
         side.lines = ParagraphLines::cut(side.text->document, side.text->references, marking(*side.text));
-        if (!side.lines) {
-            return false;
-        }
-        for (std::size_t i = 0; i < side.lines->lines().size(); ++i) {
+        return side.lines.has_value();
+    }
+
+    /// A side that became plain, or rich, changed the style of every line; then lines are compared without it. So they
+    /// are where all is one paragraph, whose first line is not to differ from one that is moved or added there.
+    void chooseForm() {
+        const auto isPlain = [](const CodeSide& side) { return side.text == nullptr || side.text->isPlain; };
+        const auto isRich = [](const CodeSide& side) { return side.text == nullptr || !side.text->isPlain; };
+        const auto isOne = [](const CodeSide& side) { return !side.lines || side.lines->blocks().size() == 1; };
+        const bool isAllPlain = std::all_of(sides_.begin(), sides_.end(), isPlain);
+        isPlain_ = isPlain(sides_[1]) && isPlain(sides_[2]);
+        isOneParagraph_ = isPlain_ && (!isAllPlain || std::all_of(sides_.begin(), sides_.end(), isOne));
+        withStyle_ = std::all_of(sides_.begin(), sides_.end(), isRich) || (isAllPlain && !isOneParagraph_);
+    }
+
+    void number(CodeSide& side) {
+        for (std::size_t i = 0; side.lines && i < side.lines->lines().size(); ++i) {
             const std::string key = side.lines->keyOf(side.lines->lines()[i], withStyle_);
             const std::size_t number = numbers_.emplace(key, numbers_.size()).first->second;
             side.places[number].push_back(i);
             side.numbers.push_back(number);
         }
-        return true;
+    }
+
+    /// Counts lines by number.
+    using Counts = std::map<std::size_t, std::size_t>;
+
+    /// The lines as git merges them. For git, a line that both sides moved, each to another place, is one that both
+    /// deleted and each added. It would stand there twice: once each side's has a number of its own, it is known whose
+    /// place it stands at.
+    std::vector<Hunk> mergedHunks() {
+        const auto merge = [&] { return mergeLines(sides_[0].numbers, sides_[1].numbers, sides_[2].numbers); };
+        std::vector<Hunk> hunks = merge();
+        const Counts surplus = surplusOf(hunks);
+        std::set<std::size_t> moved;
+        for (const auto& [number, count] : surplus) {
+            isSingle(number) ? void(moved.insert(number)) : void();
+        }
+        if (moved.empty()) {
+            return hunks;
+        }
+        renumberMoved(sides_[1], moved, surplus);
+        renumberMoved(sides_[2], moved, surplus);
+        return merge();
+    }
+
+    std::size_t countIn(const CodeSide& side, std::size_t number) const {
+        const auto found = side.places.find(number);
+        return found == side.places.end() ? 0 : found->second.size();
+    }
+
+    bool isSingle(std::size_t number) const {
+        return std::all_of(sides_.begin(), sides_.end(),
+                           [&](const CodeSide& side) { return countIn(side, number) == 1; });
+    }
+
+    /// How often lines stand in the result beyond what the sides have, and what each of them added.
+    Counts surplusOf(const std::vector<Hunk>& hunks) const {
+        std::array<Counts, 2> counts;  // with what ours has in a conflict, and with what theirs has
+        for (const Hunk& hunk : hunks) {
+            for (const std::size_t line : hunk.lines) {
+                ++counts[0][line];
+                counts[1][line] += hunk.isConflict ? 0 : 1;
+            }
+            for (const std::size_t line : hunk.theirs) {
+                ++counts[1][line];
+            }
+        }
+        Counts surplus;
+        for (const Counts& each : counts) {
+            for (const auto& [number, count] : each) {
+                const std::size_t base = countIn(sides_[0], number);
+                const std::size_t ours = countIn(sides_[1], number), theirs = countIn(sides_[2], number);
+                const std::size_t most = std::max({base, ours, theirs, ours + theirs - std::min(base, ours + theirs)});
+                if (count > most) {
+                    surplus[number] = std::max(surplus[number], count - most);
+                }
+            }
+        }
+        return surplus;
+    }
+
+    /// Gives the moved lines of a side new numbers. Lines that stand there more than once, such as empty ones, go with
+    /// a moved line beside them.
+    void renumberMoved(CodeSide& side, const std::set<std::size_t>& moved, Counts surplus) {
+        LineNumbers& numbers = side.numbers;
+        std::vector<bool> isMoved(numbers.size());
+        const auto move = [&](std::size_t at) {
+            isMoved[at] = surplus[numbers[at]] > 0;
+            surplus[numbers[at]] -= isMoved[at] ? 1 : 0;
+        };
+        for (std::size_t i = 0; i < numbers.size(); ++i) {
+            if (moved.count(numbers[i]) != 0) {
+                move(i);
+            }
+        }
+        for (std::size_t i = 1; i < numbers.size(); ++i) {
+            isMoved[i - 1] && !isMoved[i] ? move(i) : void();
+        }
+        for (std::size_t i = numbers.size(); i-- > 1;) {
+            isMoved[i] && !isMoved[i - 1] ? move(i - 1) : void();
+        }
+        for (std::size_t i = 0; i < numbers.size(); ++i) {
+            if (isMoved[i]) {
+                std::vector<std::size_t>& places = side.places[numbers[i]];
+                places.erase(std::find(places.begin(), places.end(), i));
+                numbers[i] = numbers_.size() + movers_.size();
+                side.places[numbers[i]] = {i};
+                movers_[numbers[i]] = &side;
+            }
+        }
     }
 
     /// Finds out whose frame goes around the paragraphs. @returns false when both sides have changed it.
@@ -313,10 +417,23 @@ private:
             }
             places.push_back({false, {}, {}});
             for (const std::size_t line : hunk.lines) {
-                places.back().ours.push_back(takeMerged(line));
+                takeInto(places, line);
             }
         }
         return places;
+    }
+
+    /// Adds a merged line. One that both sides moved is in conflict at both places: each side has it at one of them.
+    void takeInto(std::vector<Place>& places, std::size_t line) {
+        const auto mover = movers_.find(line);
+        const bool isMoved = mover != movers_.end();
+        const bool isOfTheirs = isMoved && mover->second == &sides_[2];
+        const auto& others = isOfTheirs ? places.back().ours : places.back().theirs;
+        if (places.back().isConflict != isMoved || !others.empty()) {
+            places.push_back({isMoved, {}, {}});
+        }
+        (isOfTheirs ? places.back().theirs : places.back().ours)
+            .push_back(isMoved ? takeFrom(*mover->second, {line}).front() : takeMerged(line));
     }
 
     void writeHunks(Writer& writer, const std::vector<Hunk>& hunks) {
@@ -420,8 +537,8 @@ private:
     }
 
     void writeConflict(Writer& writer, const std::vector<Taken>& ours, const std::vector<Taken>& theirs) {
-        if (isBeginOfOneParagraph(ours, theirs)) {
-            writer.open(ours.front());
+        if (isBeginOfOneParagraph(ours, theirs) || (isOneParagraph_ && !writer.isOpen())) {
+            writer.open((ours.empty() ? theirs : ours).front());
         } else if (!goOn(writer, ours) || !goOn(writer, theirs)) {
             writer.close();
             writeApart(writer, ours, theirs);
@@ -487,9 +604,13 @@ private:
 
     const MergeOptions& options_;
     std::array<CodeSide, 3> sides_{};
-    bool withStyle_ = true;
+    bool isPlain_ = false;         ///< the result
+    bool isOneParagraph_ = false;  ///< as all its code is
+    bool withStyle_ = true;        ///< whether lines of another style are other lines
     const CodeSide* frame_ = nullptr;
     std::map<std::string, std::size_t> numbers_;
+    std::map<std::size_t, CodeSide*>
+        movers_;  ///< of lines that both sides moved, by the number that each has on a side
     std::vector<MergeConflict> conflicts_;
 };
 
@@ -521,6 +642,46 @@ fl::Bytes unmarked(const std::string& marked, const std::vector<std::string>& id
     return document;
 }
 
+namespace {
+
+/// A marked document with one side's version of what is in conflict, as `settledCode` leaves it.
+std::string settledMarks(const std::string& marked, Side side) {
+    std::string stand = "thing";  // stands for marks, which no XML can hold; the document has it nowhere else
+    while (marked.find(stand) != std::string::npos) {
+        stand += '-';
+    }
+    fl::Bytes document;
+    const auto append = [&](std::string_view text) { document.insert(document.end(), text.begin(), text.end()); };
+    walkMarks(marked, append, [&](std::size_t thing) { append(stand + std::to_string(thing) + ";"); });
+    document = settledCode(document, side);
+    const std::string_view text = asText(document);
+    std::string result;
+    std::size_t done = 0;
+    for (std::size_t at = text.find(stand); at != std::string_view::npos; at = text.find(stand, done)) {
+        const std::size_t number = at + stand.size(), end = text.find(';', number);
+        result.append(text.substr(done, at - done)) += kThingMark;
+        result.append(text.substr(number, end - number)) += kThingEnd;
+        done = end + 1;
+    }
+    return result.append(text.substr(done));
+}
+
+/// Between plain and rich code, to merge in favour of a side is to settle what a merge leaves between markers: which of
+/// the paragraphs are divided, and whether lines can be merged at all, is decided by what both sides have.
+std::optional<MergedCode> mergeMixed(const CodeText* base, const CodeText& ours, const CodeText& theirs,
+                                     const MergeOptions& options) {
+    MergeOptions open = options;
+    open.favour = Favour::None;
+    std::optional<MergedCode> merged = CodeMerger(base, ours, theirs, open).run();
+    if (merged && !merged->conflicts.empty() && isWellFormed(merged->marked)) {
+        merged->marked = settledMarks(merged->marked, options.favour == Favour::Theirs ? Side::Theirs : Side::Ours);
+        merged->conflicts.clear();
+    }
+    return merged;
+}
+
+}  // namespace
+
 std::optional<MergedCode> mergeCode(const CodeText* base, const CodeText& ours, const CodeText& theirs,
                                     const MergeOptions& options) {
     const std::string texts[] = {base == nullptr ? "" : marked(*base), marked(ours), marked(theirs)};
@@ -530,7 +691,9 @@ std::optional<MergedCode> mergeCode(const CodeText* base, const CodeText& ours, 
         const bool isTheirs = choice == Choice::Theirs;
         return MergedCode{texts[isTheirs ? 2 : 1], (isTheirs ? theirs : ours).isPlain, {}};
     }
-    std::optional<MergedCode> merged = CodeMerger(base, ours, theirs, options).run();
+    const bool isMixed = options.favour != Favour::None && ours.isPlain != theirs.isPlain;
+    std::optional<MergedCode> merged =
+        isMixed ? mergeMixed(base, ours, theirs, options) : CodeMerger(base, ours, theirs, options).run();
     return merged && isWellFormed(merged->marked) ? std::move(merged) : std::nullopt;
 }
 

@@ -288,10 +288,14 @@ std::vector<std::string> Merger::linkThings(const Things& things, const Texts& t
     for (const std::size_t thing : linked) {
         addLink(things.at(thing), things.at(thing)[kOurs] != nullptr ? kOurs : kTheirs, links);
     }
-    linkRest(used, texts, links);
+    std::set<const Link*> hanging;
     for (const std::size_t thing : isOpen ? linked : std::vector<std::size_t>()) {
-        linkHanging(things.at(thing), texts, links);
+        addHanging(things.at(thing), texts, hanging);
     }
+    for (const Link* link : hanging) {
+        used.erase(link);
+    }
+    linkRest(used, hanging, texts, links);
     MergedPackage::giveIds(links);
     std::vector<std::string> ids(things.size());
     for (std::size_t i = 0; i < linked.size(); ++i) {
@@ -301,14 +305,10 @@ std::vector<std::string> Merger::linkThings(const Things& things, const Texts& t
     return ids;
 }
 
-void Merger::linkHanging(const LinkTrio& thing, const Texts& texts, std::vector<MergedLink>& links) {
+void Merger::addHanging(const LinkTrio& thing, const Texts& texts, std::set<const Link*>& hanging) {
     const auto refers = [&](std::size_t i) { return texts[i]->things.count(to_string(thing[i]->record.id)) != 0; };
     if (thing[kOurs] != nullptr && thing[kTheirs] != nullptr && refers(kOurs) != refers(kTheirs)) {
-        const std::size_t side = refers(kOurs) ? kTheirs : kOurs;
-        addLink(thing, side, links);
-        links.back().record.id.clear();
-        links.back().of = side;
-        links.back().isWithCode = true;
+        hanging.insert(thing[refers(kOurs) ? kTheirs : kOurs]);
     }
 }
 
@@ -326,30 +326,35 @@ void Merger::keepNowhere(const std::map<std::size_t, std::string>& nowhere, cons
     }
 }
 
-void Merger::linkRest(const std::set<const Link*>& used, const Texts& texts, std::vector<MergedLink>& links) {
+void Merger::linkRest(const std::set<const Link*>& used, const std::set<const Link*>& hanging, const Texts& texts,
+                      std::vector<MergedLink>& links) {
     LinkLists rest;
-    std::set<const Link*> referred;
+    std::array<std::multiset<std::string>, 3> mentioned;  // by the text of a version, and by the merged text no more
     for (std::size_t i = 0; i < rest.size(); ++i) {
         for (const Link* link : linksOf(version(i).code())) {
+            const bool isMentioned = texts[i] && texts[i]->things.count(to_string(link->record.id)) != 0;
             if (used.count(link) == 0) {
-                rest[i].push_back(link);
-            }
-            if (texts[i] && texts[i]->things.count(to_string(link->record.id)) != 0) {
-                referred.insert(link);
+                isMentioned ? void(mentioned[i].insert(link->leadsTo)) : rest[i].push_back(link);
             }
         }
     }
     for (LinkTrio trio : matchLinks(rest)) {
-        const auto hangs = [&](std::size_t i) { return trio[i] != nullptr && referred.count(trio[i]) == 0; };
-        // A side whose text refers to the thing, in a text that the merge left out, does not count as having it.
-        const std::size_t lost = hangs(kOurs) ? kTheirs : kOurs;
-        if (!hangs(kOurs) && !hangs(kTheirs)) {
+        const std::size_t side = trio[kOurs] != nullptr ? kOurs : kTheirs, other = side == kOurs ? kTheirs : kOurs;
+        if (trio[side] == nullptr) {
             continue;
         }
-        if (trio[lost] != nullptr && !hangs(lost)) {
-            trio = only(lost == kOurs ? kTheirs : kOurs, trio[lost == kOurs ? kTheirs : kOurs]);
+        // The other side has the thing at a mention, so it did not delete it.
+        const auto mention = mentioned[other].find(trio[side]->leadsTo);
+        const bool isAlone = trio[other] == nullptr, isHanging = isAlone && hanging.count(trio[side]) != 0;
+        if (isHanging || (isAlone && mention != mentioned[other].end())) {
+            trio = only(side, trio[side]);
+            isHanging ? void() : void(mentioned[other].erase(mention));
         }
         decide(trio, links);
+        if (isHanging) {
+            links.back().of = side;
+            links.back().isWithCode = true;
+        }
     }
 }
 

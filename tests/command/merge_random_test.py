@@ -157,7 +157,7 @@ class Program:
             return key
 
         body = "".join(self.paragraph(line, put) for line in book.lines)
-        for name in sorted(book.hanging, key=lambda _: rng.random()):
+        for name in sorted(sorted(book.hanging), key=lambda _: rng.random()):
             put("picture", name)
             ids.pop(("picture", name))
         root = [("rId1", "document", "/" + book.code_name)]

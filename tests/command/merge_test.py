@@ -134,6 +134,18 @@ MERGES = [
     ("the language of a property", book("a", props=[(TITLE, "T")]), book("a", props=[(TITLE + ' xml:lang="de"', "T")]),
      book("a", props=[(TITLE + ' xml:lang="fr"', "T")]), [], "conflict in title", "a |title=T (de)",
      "a |title=T (fr)"),
+    ("two properties of one local name", book("a", props=[(TITLE, "B"), ('x:title xmlns:x="y"', "B")]),
+     book("a", props=[(TITLE, "O"), ('x:title xmlns:x="y"', "X")]),
+     book("a", props=[(TITLE, "T"), ('x:title xmlns:x="y"', "B")]), [],
+     'conflict in title: ours has "O", theirs "T"', "a |title=O title=X", "a |title=T title=X"),
+    ("a paragraph that both moved", book(*"abcde"), book(*"cabde"), book(*"abdec"), [], CODE + ", in 2 places",
+     "c a b d e", "a b d e c"),
+    ("lines that both moved", book("a\nb\nf\n}\nx\n}\ny\nz", plain=True), book("f\n}\na\nb\nx\n}\ny\nz", plain=True),
+     book("a\nb\nx\n}\ny\nf\n}\nz", plain=True), [], CODE + ", in 2 places", "f/}/a/b/x/}/y/z", "a/b/x/}/y/f/}/z"),
+    ("a line above the first one", book("a\nb\nc", plain=True), book("X\na\nb\nc", plain=True),
+     book("a\nB\nc", plain=True), [], CLEAN, "X/a/B/c"),
+    ("plain against rich, with a picture in conflict", book("a\nb\nc", plain=True), book("a\nb\no", plain=True),
+     book("a", "b", beside("t"), pictures="t"), [], CODE, "a b o", "a b t<t>"),
     ("what stands around the paragraphs", book("a"), book("o", frame='<w:background w:color="o"/>'),
      book("t", frame='<w:background w:color="t"/>'), [], WHOLE, "o", "t"),
     ("labels", book("a"), book("b"), book("c"), ["--ours-label=my side", "--theirs-label=y\u00f6u", "--file=x/y.tqx"],
@@ -198,6 +210,8 @@ class Merges(unittest.TestCase):
                     self.assertIn("conflict]", self.flowbook("check", "m", codes=(1,))[1])
                     self.flowbook("resolve", "m", side)
                     self.assertEqual((self.flowbook("resolve", "m")[1], shown(self.folder / "m")), ("", text))
+                    self.flowbook("merge", "b", "o", "t", "-o", "f", side, "--force")
+                    self.assertEqual(shown(self.folder / "f"), text)
                 if base is None:
                     self.flowbook("merge", "b", "o", "t", codes=(1,))
                     self.assertEqual((self.folder / "o").read_bytes(), merged)
