@@ -25,7 +25,7 @@ struct AllFindings {
     std::map<std::string, std::vector<kit::Finding>> byFile;
 };
 
-void tellRecord(Report& report, const std::vector<kit::Finding>& findings) {
+void writeRecord(Report& report, const std::vector<kit::Finding>& findings) {
     Json json = report.openRecord();
     json.key("findings").openArray();
     for (const kit::Finding& finding : findings) {
@@ -51,7 +51,7 @@ void check(const Input& input, Report& report, bool asJson, AllFindings* sarif) 
         }
     }
     if (asJson) {
-        tellRecord(report, findings);
+        writeRecord(report, findings);
     } else if (sarif != nullptr) {
         const std::lock_guard<std::mutex> lock(sarif->mutex);
         sarif->byFile[input.argument()] = std::move(findings);

@@ -41,14 +41,14 @@ void CodeEditing::save(const Bytes& edited, const std::string& file) const {
     if (openDocument(input_).storedCode() != stored_) {
         throw Failure(ExitCode::InputOutput, "", "the code was changed meanwhile", FlowbookErrorKind::Conflict);
     }
-    Change change;
-    change.flatten = flatten_;
+    NewContent content;
+    content.flatten = flatten_;
     if (isRich_) {
-        change.rich = documentOf(text);
+        content.rich = documentOf(text);
     } else {
-        change.code = codeFrom(text, code_);
+        content.code = codeFrom(text, code_);
     }
-    apply(change, input_, false);
+    apply(content, input_, false);
 }
 
 Bytes CodeEditing::documentOf(const std::u16string& text) const {

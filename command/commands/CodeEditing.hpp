@@ -1,6 +1,6 @@
 #pragma once
 
-#include "commands/Change.hpp"
+#include "commands/NewContent.hpp"
 #include "io/Input.hpp"
 
 #include <string>

@@ -28,7 +28,7 @@ std::string digestOfAll(const kit::Document& document, const Input& input) {
     return contentDigest(document, kit::Dates::Count, std::ref(read));
 }
 
-void tellDigest(const Input& input, Report& report, const DigestOptions& options) {
+void printDigest(const Input& input, Report& report, const DigestOptions& options) {
     const kit::Document document = openDocument(input);
     const std::string digest = options.code ? codeDigest(document) : digestOfAll(document, input);
     if (!options.inputs.json) {
@@ -55,7 +55,7 @@ constexpr auto kDigestOptions = optionTable(
 
 void digestAll(Console& console, DigestOptions& options) {
     forEachInput(console, options.inputs,
-                 [&](const Input& input, Report& report) { tellDigest(input, report, options); });
+                 [&](const Input& input, Report& report) { printDigest(input, report, options); });
 }
 
 }  // namespace

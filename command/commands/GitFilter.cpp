@@ -153,7 +153,7 @@ private:
         if (greeting.count("git-filter-client") == 0 || !has(greeting, "version", "2")) {
             throw Failure(ExitCode::InputOutput, "git does not speak version 2 of its protocol for filters");
         }
-        tell({"git-filter-server", "version=2"});
+        send({"git-filter-server", "version=2"});
         const Fields offered = readFields();
         std::vector<std::string> wanted;
         for (const char* const ability : {"clean", "smudge", "delay"}) {
@@ -161,10 +161,10 @@ private:
                 wanted.push_back(std::string("capability=") + ability);
             }
         }
-        tell(wanted);
+        send(wanted);
     }
 
-    void tell(const std::vector<std::string>& lines) {
+    void send(const std::vector<std::string>& lines) {
         for (const std::string& line : lines) {
             packets_.write(line + "\n");
         }
@@ -183,15 +183,15 @@ private:
             if (has(request, "command", "clean")) {
                 give(cleaned(std::move(content), path));
             } else if (!has(request, "command", "smudge")) {
-                tell({"status=error"});
+                send({"status=error"});
             } else if (canDelay(request) && delayed_.take(path, content)) {
-                tell({"status=delayed"});
+                send({"status=delayed"});
             } else {
                 give(smudged(std::move(content), path));
             }
             // git then says which file it cannot have, and goes on with the others.
         } catch (const std::bad_alloc&) {
-            tell({"status=error"});
+            send({"status=error"});
         }
     }
 
@@ -211,8 +211,8 @@ private:
         for (std::string& line : lines) {
             line.insert(0, "pathname=");
         }
-        tell(lines);
-        tell({"status=success"});
+        send(lines);
+        send({"status=success"});
     }
 
     /// Hands over the first packets together, so that git is woken once for a small file.
@@ -223,7 +223,7 @@ private:
             packets_.write(toText(content, at, std::min(kMostData, content.size() - at)));
         }
         packets_.writeFlush();
-        tell({});
+        send({});
     }
 
     static std::string_view toText(const Bytes& bytes, std::size_t at, std::size_t count) {

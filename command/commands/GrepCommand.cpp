@@ -246,7 +246,7 @@ public:
 
     void operator()(const Input& input, Report& report) {
         const std::size_t count =
-            options_->inputs.json ? tellRecord(input, report) : tell(input, report, style_.file(input.argument()));
+            options_->inputs.json ? writeRecord(input, report) : print(input, report, style_.file(input.argument()));
         if (count != 0) {
             found_ = true;
         }
@@ -298,7 +298,7 @@ private:
         });
     }
 
-    std::size_t tell(const Input& input, Report& report, const std::string& file) const {
+    std::size_t print(const Input& input, Report& report, const std::string& file) const {
         std::size_t count = 0;
         forEachPlace(input, report, [&](const std::string& place, const std::string& text) {
             if (options_->lines()) {
@@ -347,7 +347,7 @@ private:
         std::string place;
     };
 
-    std::size_t tellRecord(const Input& input, Report& report) const {
+    std::size_t writeRecord(const Input& input, Report& report) const {
         std::size_t count = 0;
         Json json = report.openRecord();
         json.key("matches").openArray();

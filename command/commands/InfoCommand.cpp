@@ -23,7 +23,7 @@ struct FileInfo {
 };
 
 /// One fault may be that of several properties.
-void tellFaults(const std::vector<kit::Property>& properties, const Input& input, Report& report) {
+void printFaults(const std::vector<kit::Property>& properties, const Input& input, Report& report) {
     const std::string* last = nullptr;
     for (const kit::Property& property : properties) {
         if (!property.fault.empty() && (last == nullptr || *last != property.fault)) {
@@ -38,7 +38,7 @@ FileInfo look(const kit::Document& document, const Input& input, Report& report)
     FileInfo info;
     report.attempt(&input, [&] { info.form = document.form(); });
     info.properties = document.properties();
-    tellFaults(info.properties, input, report);
+    printFaults(info.properties, input, report);
     info.parts = document.package().getParts();
     return info;
 }

@@ -134,7 +134,7 @@ kit::MergeOptions kitOptions(const MergeOptions& options) {
     return result;
 }
 
-void tell(Console& console, const MergeOptions& options, const kit::MergeResult& result) {
+void sayOutcome(Console& console, const MergeOptions& options, const kit::MergeResult& result) {
     const std::string file = options.file ? printable(*options.file) + ": " : "";
     for (const std::string& note : result.notes) {
         console.say(file + printable(note));
@@ -143,11 +143,11 @@ void tell(Console& console, const MergeOptions& options, const kit::MergeResult&
         return each.kind == kit::ConflictKind::Code && each.ours;
     };
     const auto places = std::count_if(result.conflicts.begin(), result.conflicts.end(), isPlace);
-    bool isTold = false;
+    bool isSaid = false;
     for (const kit::MergeConflict& conflict : result.conflicts) {
         if (!isPlace(conflict)) {
             console.say(file + "conflict in " + printable(conflict.what) + ": " + printable(conflict.words));
-        } else if (!std::exchange(isTold, true)) {
+        } else if (!std::exchange(isSaid, true)) {
             console.say(file + "conflict in code: both versions stand between markers" +
                         (places > 1 ? ", in " + std::to_string(places) + " places" : ""));
         }
@@ -172,7 +172,7 @@ void merge(Console& console, MergeOptions& options) {
         throw Failure(diagnosis.code, options.file.value_or(""),
                       base.inWords(ours.inWords(theirs.inWords(diagnosis.message))), diagnosis.kind, diagnosis.part);
     }
-    tell(console, options, result);
+    sayOutcome(console, options, result);
     if (options.output) {
         putFile(console.out(), *options.output, result.flowbook, options.permission);
     } else {

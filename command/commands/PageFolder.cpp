@@ -221,7 +221,7 @@ void PageFolder::finish(Console& console, bool prune) {
             refresh(console, entry);
         }
     }
-    tellStale(console, prune);
+    dropStale(console, prune);
     std::vector<kit::IndexRow> rows;
     for (auto& [source, entry] : entries_) {
         if (entry.hasPage) {
@@ -235,7 +235,7 @@ void PageFolder::finish(Console& console, bool prune) {
     }
 }
 
-void PageFolder::tellStale(Console& console, bool prune) {
+void PageFolder::dropStale(Console& console, bool prune) {
     for (const auto& [name, reason] : stale_) {
         dropPage(console, folder(), path_, name, reason, prune, replace_);
     }

@@ -79,7 +79,7 @@ private:
     void takePage(const std::string& name, const std::string& source);
     void refresh(Console& console, Entry& entry);
     void put(const std::string& name, std::string_view html) { putPage(folder(), path_, name, html, replace_); }
-    void tellStale(Console& console, bool prune);
+    void dropStale(Console& console, bool prune);
     SafeFolder& folder();
 
     std::string path_;

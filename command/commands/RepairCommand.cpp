@@ -94,9 +94,9 @@ public:
         report.note(isAsItWas ? ExitCode::Fine : ExitCode::NegativeFinding);
         report.note(salvaged.isOverLimit ? ExitCode::LimitExceeded : ExitCode::Fine);
         if (options_->inputs.json) {
-            tellRecord(report, salvaged, salvaged.flowbook && !isWhole);
+            writeRecord(report, salvaged, salvaged.flowbook && !isWhole);
         } else {
-            tell(input, report, salvaged, isWhole);
+            print(input, report, salvaged, isWhole);
         }
         if (salvaged.flowbook) {
             ++(isWhole ? whole_ : repaired_);
@@ -142,7 +142,7 @@ private:
     }
 
     /// Of several files only what is not as it was is reported.
-    void tell(const Input& input, Report& report, const kit::Salvaged& salvaged, bool isWhole) const {
+    void print(const Input& input, Report& report, const kit::Salvaged& salvaged, bool isWhole) const {
         const std::string file = areSeveral_ ? input.argument() + ": " : "";
         if (!options_->quiet && !(areSeveral_ && isWhole)) {
             say(report, file + "saved: ", salvaged.saved);
@@ -151,21 +151,21 @@ private:
         say(report, file + "lost: ", kit::wordsOf(salvaged.lost));
     }
 
-    static void tellRecord(Report& report, const kit::Salvaged& salvaged, bool isChanged) {
+    static void writeRecord(Report& report, const kit::Salvaged& salvaged, bool isChanged) {
         Json json = report.openRecord();
         json.key("saved").openArray();
         for (const std::string& name : salvaged.saved) {
             json.text(name);
         }
         json.closeArray().key("findings").openArray();
-        tellFindings(json, "warning", "repair.guessed", salvaged.rebuilt);
-        tellFindings(json, "error", "repair.lost", salvaged.lost);
+        writeFindings(json, "warning", "repair.guessed", salvaged.rebuilt);
+        writeFindings(json, "error", "repair.lost", salvaged.lost);
         json.closeArray().truth("changed", isChanged);
         report.closeRecord(json);
     }
 
-    static void tellFindings(Json& json, std::string_view severity, std::string_view id,
-                             const std::vector<kit::SalvageNote>& notes) {
+    static void writeFindings(Json& json, std::string_view severity, std::string_view id,
+                              const std::vector<kit::SalvageNote>& notes) {
         for (const kit::SalvageNote& note : notes) {
             json.openObject().field("severity", severity).field("id", id).field("part", note.part);
             json.field("place", "").field("message", note.message()).closeObject();

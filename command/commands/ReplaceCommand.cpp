@@ -1,8 +1,8 @@
 // Replaces text in code, line by line, as sed(1) does it: a pattern that could reach over lines would change which
 // paragraph a line belongs to.
 #include "Commands.hpp"
-#include "commands/Change.hpp"
 #include "commands/LineSearch.hpp"
+#include "commands/NewContent.hpp"
 #include "fl/i18n/Conversion.hpp"
 #include "io/CodeText.hpp"
 #include "io/SharedOptions.hpp"
@@ -89,9 +89,9 @@ bool replaceIn(const Input& input, Report& report, const LineSearch& search, con
     if (replaced.difference.empty()) {
         return false;
     }
-    Change change;
-    change.code = fl::i18n::to_ustring(replaced.code);
-    const bool isChanged = apply(change, input, options.changes.dryRun);
+    NewContent content;
+    content.code = fl::i18n::to_ustring(replaced.code);
+    const bool isChanged = apply(content, input, options.changes.dryRun);
     if (isChanged && options.changes.dryRun && !options.changes.quiet && !options.changes.inputs.json) {
         const std::string text = "--- " + input.argument() + "\n+++ " + input.argument() + "\n" + replaced.difference;
         report.write(std::string_view(Output::isTerminal() ? printableLines(text) : text));

@@ -1,7 +1,7 @@
 // Sets code and properties. What is to be set is read and checked before the first flowbook is opened, so that a fault
 // in it changes none of them.
 #include "Commands.hpp"
-#include "commands/Change.hpp"
+#include "commands/NewContent.hpp"
 #include "commands/PropertyTable.hpp"
 #include "commands/Sources.hpp"
 #include "io/ForEachInput.hpp"
@@ -20,32 +20,32 @@ struct SetOptions {
     std::optional<std::string> table;
     std::optional<std::string> code;
     std::optional<std::string> rich;
-    Change change;
+    NewContent content;
     PropertyTable rows;
 };
 
 /// Reads what is to be set once for all files.
 void prepare(SetOptions& options) {
-    Change& change = options.change;
+    NewContent& content = options.content;
     const std::vector<std::string>& files = options.changes.inputs.files;
     if ((options.code == "-" || options.rich == "-") && std::count(files.begin(), files.end(), "-") != 0) {
         throw Failure(ExitCode::Usage, "standard input cannot be both the flowbook and what is set");
     }
     if (options.code) {
-        change.code = fromUtf8(readSource(*options.code), *options.code);
+        content.code = fromUtf8(readSource(*options.code), *options.code);
     }
     if (options.rich) {
-        change.rich = readRichCode(*options.rich);
+        content.rich = readRichCode(*options.rich);
     }
     if (options.table) {
         options.rows = readPropertyTable(*options.table);
         for (const auto& [file, properties] : options.rows) {
             options.changes.inputs.files.push_back(file);
         }
-    } else if (change.empty()) {
+    } else if (content.empty()) {
         throw Failure(ExitCode::Usage, "'set' takes files and at least one thing to set (see flowbook help set)");
     }
-    change.properties.check();
+    content.properties.check();
 }
 
 void setAll(Console& console, SetOptions& options) {
@@ -56,11 +56,11 @@ void setAll(Console& console, SetOptions& options) {
             throw Failure(ExitCode::Usage, "the table names a folder, where it takes a file");
         }
         if (!options.table) {
-            return apply(options.change, input, options.changes.dryRun);
+            return apply(options.content, input, options.changes.dryRun);
         }
-        Change change = options.change;
-        change.properties.add(row->second);
-        return apply(change, input, options.changes.dryRun);
+        NewContent content = options.content;
+        content.properties.add(row->second);
+        return apply(content, input, options.changes.dryRun);
     });
 }
 
@@ -85,11 +85,11 @@ constexpr auto kSetOptions = optionTable(
             "is; one that is \"\" empties it."),
     option<&SetOptions::code>("--code", '\0', "SOURCE", "File with plain code").excludes("--rich"),
     option<&SetOptions::rich>("--rich", '\0', "SOURCE", "File with a rich code document"),
-    flag<&SetOptions::change, &Change::flatten>("--flatten", '\0', "Drop what is around the code, if need be")
+    flag<&SetOptions::content, &NewContent::flatten>("--flatten", '\0', "Drop what is around the code, if need be")
         .needs("--code"),
-    flag<&SetOptions::change, &Change::replaceEncrypted>("--replace-encrypted", '\0',
-                                                         "Let new code replace encrypted code"),
-    kPropertyOptions<&SetOptions::change, &Change::properties>);
+    flag<&SetOptions::content, &NewContent::replaceEncrypted>("--replace-encrypted", '\0',
+                                                              "Let new code replace encrypted code"),
+    kPropertyOptions<&SetOptions::content, &NewContent::properties>);
 
 }  // namespace
 

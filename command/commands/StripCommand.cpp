@@ -18,7 +18,7 @@ struct StripOptions {
     bool check = false;
 };
 
-void tell(const std::string& file, const kit::Strippable& what, Report& report) {
+void print(const std::string& file, const kit::Strippable& what, Report& report) {
     for (const std::string& part : what.parts) {
         report.line(printable(file + ": " + part));
     }
@@ -44,7 +44,7 @@ bool stripFile(const Input& input, Report& report, const ChangeOptions& options)
         package.close();
     }
     if (!options.quiet && !options.inputs.json && !input.isStandardInput()) {
-        tell(input.argument(), what, report);
+        print(input.argument(), what, report);
     }
     return true;
 }

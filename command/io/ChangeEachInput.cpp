@@ -38,7 +38,7 @@ public:
         }
     }
 
-    void tell(Console& console) const {
+    void sayCounts(Console& console) const {
         if (changed_ + unchanged_ > 1 && !options_->quiet) {
             console.say(filesInWords(changed_) + (options_->dryRun ? " would be changed, " : " changed, ") +
                         std::to_string(unchanged_) + " not");
@@ -63,9 +63,9 @@ private:
 
 void changeEachInput(Console& console, const ChangeOptions& options, const ChangeWork& work) {
     Changes changes(options, work);
-    const Interruption untilTold;
+    const Interruption untilSaid;
     forEachInput(console, options.inputs, std::ref(changes), Input::Purpose::UpdateOrFilter);
-    changes.tell(console);
+    changes.sayCounts(console);
 }
 
 }  // namespace flowbook::tool

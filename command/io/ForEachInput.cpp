@@ -113,7 +113,7 @@ public:
         helpers.join();
         reports_.summarize(names_.size());
         if (isCareful_ && Interruption::hasCome()) {
-            tellInterrupted();
+            sayInterrupted();
             if (Interruption::signal() != SIGPIPE) {
                 console_->finish();  // Whoever closed the pipe does not miss what is left.
             }
@@ -160,7 +160,7 @@ private:
     }
 
     /// Several are worked on at once, so that some before the last that is done may not be done.
-    void tellInterrupted() {
+    void sayInterrupted() {
         if (purpose_ == Input::Purpose::Read) {
             return;
         }

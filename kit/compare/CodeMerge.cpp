@@ -549,7 +549,7 @@ private:
         writer.addMarker("=======");
         addTexts(writer, theirs);
         writer.addMarker(">>>>>>> " + options_.theirsLabel);
-        tell(ours, theirs);
+        addConflict(ours, theirs);
     }
 
     void writeApart(Writer& writer, const std::vector<Taken>& ours, const std::vector<Taken>& theirs) {
@@ -563,7 +563,7 @@ private:
         add("<<<<<<< " + options_.oursLabel, ours);
         add("=======", theirs);
         add(">>>>>>> " + options_.theirsLabel, {});
-        tell(ours, theirs);
+        addConflict(ours, theirs);
     }
 
     static void addTexts(Writer& writer, const std::vector<Taken>& lines) {
@@ -590,7 +590,7 @@ private:
                (hasLines(ours.front()) || hasLines(theirs.front()));
     }
 
-    void tell(const std::vector<Taken>& ours, const std::vector<Taken>& theirs) {
+    void addConflict(const std::vector<Taken>& ours, const std::vector<Taken>& theirs) {
         const auto textOf = [](const std::vector<Taken>& lines) {
             std::string text;
             for (const Taken& line : lines) {

@@ -39,13 +39,8 @@ Side sideAt(const boost::json::value& value, const char* name) {
 }
 
 std::optional<Part> codePartIn(const Package& package) {
-    for (const auto& each : package.getRelationshipsByType(documentRelationshipType())) {
-        const auto isCode = [&](const Part& part) { return foldedTarget(each) == part.getName().folded(); };
-        const std::vector<Part> parts = package.getParts();
-        const auto found = std::find_if(parts.begin(), parts.end(), isCode);
-        return found == parts.end() ? std::nullopt : std::make_optional(*found);
-    }
-    return std::nullopt;
+    const auto all = package.getRelationshipsByType(documentRelationshipType());
+    return all.empty() ? std::nullopt : partAt(package, all.front());
 }
 
 std::pair<std::string, std::string> splitLink(const std::string& link) {

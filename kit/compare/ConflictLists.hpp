@@ -19,7 +19,8 @@ std::optional<std::string> textAt(const boost::json::value& item, const char* na
 /// The side that a member of an item names.
 Side sideAt(const boost::json::value& item, const char* name);
 
-/// The code of a package; nothing when there is none.
+/// The code of a package that is being settled. Unlike Document::codePart() it reports a relationship that leads to no
+/// part as no code, since a side of a merge may have deleted that part.
 std::optional<opc::model::Part> codePartIn(const opc::model::Package& package);
 
 /// The source and the id of a relationship that a list names as "SOURCE#ID".

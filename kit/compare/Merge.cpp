@@ -45,9 +45,10 @@ const Version& Merger::version(std::size_t which) const {
     return which == kBase ? *base_ : which == kOurs ? ours_ : theirs_;
 }
 
-void Merger::tell(MergeConflict conflict, std::size_t part, std::size_t about, std::optional<std::size_t> deleter) {
+void Merger::addConflict(MergeConflict conflict, std::size_t part, std::size_t about,
+                         std::optional<std::size_t> deleter) {
     if (options_.favour == Favour::None) {
-        told_.push_back({std::move(conflict), part, about, deleter});
+        conflicts_.push_back({std::move(conflict), part, about, deleter});
     }
 }
 
@@ -125,26 +126,27 @@ MergeResult Merger::finish() {
     MergedPackage::giveIds(result_.links());
     fillLists();
     std::set<std::size_t> deleted;
-    forEachSource(
-        [&](const std::string& source, const std::vector<MergedLink>& links) { tellOfLinks(source, links, deleted); });
-    tellOfEntries();
+    forEachSource([&](const std::string& source, const std::vector<MergedLink>& links) {
+        addLinkConflicts(source, links, deleted);
+    });
+    addEntryConflicts();
     MergeResult result;
-    for (ToldConflict& told : told_) {
-        if (told.part != kNoPart) {
-            told.conflict.words += to_string(result_.at(told.part).name);
+    for (FoundConflict& found : conflicts_) {
+        if (found.part != kNoPart) {
+            found.conflict.words += to_string(result_.at(found.part).name);
         }
-        if (told.about != kNoPart) {
-            told.conflict.what = to_string(result_.at(told.about).name);
+        if (found.about != kNoPart) {
+            found.conflict.what = to_string(result_.at(found.about).name);
         }
-        result.conflicts.push_back(std::move(told.conflict));
+        result.conflicts.push_back(std::move(found.conflict));
     }
     result.notes = std::move(notes_);
     result.flowbook = result_.write();
     return result;
 }
 
-void Merger::tellOfLinks(const std::string& source, const std::vector<MergedLink>& links,
-                         std::set<std::size_t>& deleted) {
+void Merger::addLinkConflicts(const std::string& source, const std::vector<MergedLink>& links,
+                              std::set<std::size_t>& deleted) {
     const auto targetOf = [](const Link* link) {
         return link == nullptr ? std::nullopt : std::make_optional(to_string(link->record.target));
     };
@@ -154,31 +156,33 @@ void Merger::tellOfLinks(const std::string& source, const std::vector<MergedLink
     }
     for (std::size_t i = 0; i < links.size(); ++i) {
         const MergedLink& link = links[i];
-        const bool isTold = link.isWithCode || rivals.count(i) != 0 || (link.part != kNoPart && link.part == code_);
-        if (!link.of || isTold) {
+        const bool isReported = link.isWithCode || rivals.count(i) != 0 || (link.part != kNoPart && link.part == code_);
+        if (!link.of || isReported) {
             continue;
         }
         const std::string what = "relationship " + source + "#" + to_string(link.record.id);
         if (link.rival != kNoPart) {
             const auto ours = targetOf(links[link.rival].from), theirs = targetOf(link.from);
-            tell({ConflictKind::Relationship, "relationship " + source + "#" + to_string(links[link.rival].record.id),
-                  "ours leads to " + *ours + ", theirs to " + *theirs + "; both are kept", targetOf(link.base), ours,
-                  theirs});
+            addConflict({ConflictKind::Relationship,
+                         "relationship " + source + "#" + to_string(links[link.rival].record.id),
+                         "ours leads to " + *ours + ", theirs to " + *theirs + "; both are kept", targetOf(link.base),
+                         ours, theirs});
         } else if (link.part == kNoPart) {
-            tell({ConflictKind::Relationship, what, deletionIn(*link.of)});
+            addConflict({ConflictKind::Relationship, what, deletionIn(*link.of)});
         } else if (deleted.insert(link.part).second) {
-            tell({ConflictKind::Part, "", deletionIn(*link.of)}, kNoPart, link.part);
+            addConflict({ConflictKind::Part, "", deletionIn(*link.of)}, kNoPart, link.part);
         }
     }
 }
 
-void Merger::tellOfEntries() {
+void Merger::addEntryConflicts() {
     for (const MergedEntry& entry : result_.entries()) {
         if (entry.isBeside) {
-            tell({ConflictKind::Entry, "entry " + entry.wanted,
-                  "kept as ours has it; theirs is added as " + entry.name});
+            addConflict({ConflictKind::Entry, "entry " + entry.wanted,
+                         "kept as ours has it; theirs is added as " + entry.name});
         } else if (entry.deleter) {
-            tell({ConflictKind::Entry, "entry " + entry.name, deletionIn(*entry.deleter == kOurs ? kTheirs : kOurs)});
+            addConflict(
+                {ConflictKind::Entry, "entry " + entry.name, deletionIn(*entry.deleter == kOurs ? kTheirs : kOurs)});
         } else if (entry.name != entry.wanted) {
             notes_.push_back("entry " + entry.wanted + ": kept as " + entry.name + ", as a part has its name");
         }

@@ -136,8 +136,8 @@ void Merger::mergeOutputs(const LinkTrio& trio) {
 }
 
 bool Merger::isCodeOpen() const {
-    return std::any_of(told_.begin(), told_.end(), [](const ToldConflict& told) {
-        return told.conflict.kind == ConflictKind::Code && (told.conflict.ours || told.part != kNoPart);
+    return std::any_of(conflicts_.begin(), conflicts_.end(), [](const FoundConflict& found) {
+        return found.conflict.kind == ConflictKind::Code && (found.conflict.ours || found.part != kNoPart);
     });
 }
 
@@ -181,7 +181,7 @@ void Merger::mergeCodeLink(const LinkTrio& trio) {
         codeSide_ = keeper;
         code_ = planAlone(keeper, code[keeper], named(only(keeper, code[keeper])));
         if (isConflict) {
-            tell({ConflictKind::Code, "code", deletionIn(keeper)});
+            addConflict({ConflictKind::Code, "code", deletionIn(keeper)});
             isOpenDeletion = options_.favour == Favour::None;
         }
     }
@@ -243,7 +243,7 @@ bool Merger::planText(const Trio& code, Texts& texts) {
     result_.at(code_).made = asStored(code, texts, std::move(document));
     result_.at(code_).links = std::move(links);
     for (MergeConflict& conflict : merged->conflicts) {
-        tell(std::move(conflict));
+        addConflict(std::move(conflict));
     }
     return true;
 }
@@ -381,7 +381,7 @@ void Merger::planWhole(const Trio& code) {
     code_ = planAlone(favoured(), code[favoured()], named(code));
     if (options_.favour == Favour::None) {
         const std::size_t beside = addBeside(code_, *code[kTheirs]);
-        tell({ConflictKind::Code, "code", "kept as ours has it; theirs is added as "}, beside);
+        addConflict({ConflictKind::Code, "code", "kept as ours has it; theirs is added as "}, beside);
     }
 }
 

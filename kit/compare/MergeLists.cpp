@@ -55,12 +55,12 @@ std::optional<std::size_t> Merger::planProperties(const Trio& trio) {
 
 void Merger::addPropertyConflicts(std::vector<PropertyConflict>&& conflicts, std::size_t part) {
     for (PropertyConflict& conflict : conflicts) {
-        const std::string label = conflict.told.what;
-        const auto isTaken = [&](const auto& each) { return each.first.told.what == conflict.told.what; };
+        const std::string label = conflict.report.what;
+        const auto isTaken = [&](const auto& each) { return each.first.report.what == conflict.report.what; };
         for (std::size_t number = 2; std::any_of(properties_.begin(), properties_.end(), isTaken); ++number) {
-            conflict.told.what = label + "-" + std::to_string(number);
+            conflict.report.what = label + "-" + std::to_string(number);
         }
-        tell(conflict.told);
+        addConflict(conflict.report);
         properties_.emplace_back(std::move(conflict), part);
     }
 }
@@ -78,7 +78,7 @@ void Merger::planLists() {
     if (!properties_.empty()) {
         listOf(kPropertiesPart);
     }
-    if (std::any_of(told_.begin(), told_.end(), isDeletion) ||
+    if (std::any_of(conflicts_.begin(), conflicts_.end(), isDeletion) ||
         std::any_of(entries.begin(), entries.end(), isDeletion)) {
         listOf(kKeptParts);
     }
@@ -101,12 +101,12 @@ boost::json::object Merger::listProperties() {
         return text ? boost::json::value(*text) : boost::json::value();
     };
     for (const auto& [conflict, part] : properties_) {
-        values[conflict.told.what] = {{"base", jsonOf(conflict.told.base)},
-                                      {"ours", jsonOf(conflict.told.ours)},
-                                      {"theirs", jsonOf(conflict.told.theirs)},
-                                      {"part", to_string(result_.at(part).name)},
-                                      {"element", conflict.element},
-                                      {"xml", jsonOf(conflict.theirs)}};
+        values[conflict.report.what] = {{"base", jsonOf(conflict.report.base)},
+                                        {"ours", jsonOf(conflict.report.ours)},
+                                        {"theirs", jsonOf(conflict.report.theirs)},
+                                        {"part", to_string(result_.at(part).name)},
+                                        {"element", conflict.element},
+                                        {"xml", jsonOf(conflict.theirs)}};
     }
     return values;
 }
@@ -116,9 +116,9 @@ boost::json::object Merger::listKept() {
     const auto add = [&](const std::string& name, std::size_t deleter) {
         values[name] = {{"deleted", deleter == kTheirs ? "theirs" : "ours"}};
     };
-    for (const ToldConflict& told : told_) {
-        if (told.deleter) {
-            add(to_string(result_.at(told.about).name), *told.deleter);
+    for (const FoundConflict& found : conflicts_) {
+        if (found.deleter) {
+            add(to_string(result_.at(found.about).name), *found.deleter);
         }
     }
     for (const MergedEntry& entry : result_.entries()) {

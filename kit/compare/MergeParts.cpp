@@ -88,7 +88,7 @@ std::size_t Merger::planConflict(const Trio& trio) {
     const std::size_t index = planAlone(favoured(), trio[favoured()], named(trio));
     if (options_.favour == Favour::None) {
         const std::size_t beside = addBeside(index, *trio[kTheirs]);
-        tell({ConflictKind::Part, "", "kept as ours has it; theirs is added as "}, beside, index);
+        addConflict({ConflictKind::Part, "", "kept as ours has it; theirs is added as "}, beside, index);
     }
     return index;
 }
@@ -139,8 +139,8 @@ void Merger::mergeUnreached() {
             const Node* const kept = trio[kOurs] != nullptr ? trio[kOurs] : trio[kTheirs];
             if (options_.favour == Favour::None || kept == trio[favoured()]) {
                 const std::size_t side = kept == trio[kOurs] ? kOurs : kTheirs;
-                tell({ConflictKind::Part, "", deletionIn(side)}, kNoPart, partOf(only(side, kept)),
-                     side == kOurs ? kTheirs : kOurs);
+                addConflict({ConflictKind::Part, "", deletionIn(side)}, kNoPart, partOf(only(side, kept)),
+                            side == kOurs ? kTheirs : kOurs);
             }
         } else if (isDeletion && chosen != nullptr) {
             partOf(only(chosen == trio[kOurs] ? kOurs : kTheirs, chosen));

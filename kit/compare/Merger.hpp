@@ -57,7 +57,7 @@ std::array<Pointer, 3> only(std::size_t version, Pointer pointer) {
 }
 
 /// A conflict whose words end in the name that a part will be given.
-struct ToldConflict {
+struct FoundConflict {
     MergeConflict conflict;
     std::size_t part = kNoPart;
     std::size_t about = kNoPart;  ///< the part that is in conflict, which may get another name than ours gave it
@@ -78,8 +78,8 @@ private:
     using Texts = std::array<std::optional<CodeText>, 3>;
     const Version& version(std::size_t which) const;
     std::size_t favoured() const { return options_.favour == Favour::Theirs ? kTheirs : kOurs; }
-    void tell(MergeConflict conflict, std::size_t part = kNoPart, std::size_t about = kNoPart,
-              std::optional<std::size_t> deleter = std::nullopt);
+    void addConflict(MergeConflict conflict, std::size_t part = kNoPart, std::size_t about = kNoPart,
+                     std::optional<std::size_t> deleter = std::nullopt);
 
     // Relationships, in Merge.cpp -------------------------------------------------------------------------------------
 
@@ -190,9 +190,10 @@ private:
     // Result, in Merge.cpp --------------------------------------------------------------------------------------------
 
     MergeResult finish();
-    /// Tells of the relationships of a source in conflict. @param deleted  the parts that have been told of.
-    void tellOfLinks(const std::string& source, const std::vector<MergedLink>& links, std::set<std::size_t>& deleted);
-    void tellOfEntries();
+    /// Reports the relationships of a source that are in conflict. @param deleted  the parts that have been reported.
+    void addLinkConflicts(const std::string& source, const std::vector<MergedLink>& links,
+                          std::set<std::size_t>& deleted);
+    void addEntryConflicts();
     /// A planned part whose relationships are not merged yet.
     struct Open {
         std::size_t part;
@@ -209,7 +210,7 @@ private:
     std::map<std::pair<std::string, std::string>, std::size_t> whole_;  ///< by name and digest
     std::map<const Node*, std::size_t> wholeNodes_;  ///< the same, whatever name the part has been given
     std::vector<Open> open_;
-    std::vector<ToldConflict> told_;
+    std::vector<FoundConflict> conflicts_;
     std::vector<std::pair<PropertyConflict, std::size_t>> properties_;  ///< in conflict, and their part
     std::vector<std::string> notes_;
 };

@@ -195,11 +195,11 @@ private:
         }
         const std::string words = "ours has " + quoted(ours) + ", theirs " + quoted(theirs) + "; kept as " +
                                   (keepsTheirs ? "theirs" : "ours") + " has it";
-        const MergeConflict told{
+        const MergeConflict report{
             ConflictKind::Property, (ours != nullptr ? ours : theirs)->label, words, valueIn(base), valueIn(ours),
             valueIn(theirs)};
         const auto xml = theirs == nullptr ? std::nullopt : std::make_optional(standingAlone(*theirs, {}));
-        conflicts_.push_back({told, key, xml});
+        conflicts_.push_back({report, key, xml});
     }
 
     void take(const Element* ours, const Element* theirs) {

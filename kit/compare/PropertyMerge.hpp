@@ -10,8 +10,8 @@
 namespace flowbook::kit {
 
 struct PropertyConflict {
-    MergeConflict told;
-    std::string element;                ///< tells it from all others of the part
+    MergeConflict report;
+    std::string element;                ///< the name that no other element of the part has
     std::optional<std::string> theirs;  ///< its XML as theirs has it, which stands in any part of properties
 };
 
@@ -30,7 +30,7 @@ std::optional<MergedProperties> mergeProperties(const fl::Bytes* base, const fl:
                                                 bool isTheirsLater, Favour favour);
 
 /// A part of properties with the XML of one of its elements in the place of what it has there, added where it has none.
-/// @param element  as PropertyConflict tells it. @param xml  none removes the element.
+/// @param element  as in PropertyConflict. @param xml  none removes the element.
 /// @returns nothing when the part cannot be read; UTF-8 else.
 std::optional<fl::Bytes> withElement(const fl::Bytes& properties, const std::string& element,
                                      const std::optional<std::string>& xml);

@@ -100,7 +100,7 @@ void addProperty(Package& package, const std::string& name, const std::string& v
     manager.setCoreProperties(properties);
 }
 
-/// Has a part of properties hold an element as theirs has it. @returns whether the list of properties tells how.
+/// Has a part of properties hold an element as theirs has it. @returns whether the list of properties says how.
 bool settleElement(Package& package, const OpenConflict& conflict, Side side) {
     const boost::json::object list = readList(package, kPropertiesPart);
     const boost::json::value* const values = list.if_contains(conflict.name);

@@ -71,7 +71,7 @@ private:
     std::string text_;
 };
 
-void tellProperty(TextWriter& out, const Property& property) {
+void writeProperty(TextWriter& out, const Property& property) {
     if (!property.fault.empty()) {
         out.line(property.label + ": [damaged: " + withoutControls(property.fault) + "]");
     } else if (property.value) {
@@ -79,11 +79,11 @@ void tellProperty(TextWriter& out, const Property& property) {
     }
 }
 
-void tellProperties(TextWriter& out, const Document& document) {
+void writeProperties(TextWriter& out, const Document& document) {
     for (const Property& property : document.properties()) {
         // The time of each save would be a difference in every commit.
         if (property.label != "modified") {
-            tellProperty(out, property);
+            writeProperty(out, property);
         }
     }
 }
@@ -116,12 +116,12 @@ std::string_view bytesIn(const fl::Bytes& document, XmlSpan span) {
 }
 
 /// A paragraph of code alone, as this library's programs write it: its lines hold all of it.
-bool isToldByItsLines(std::string_view bytes, const std::string& code) {
+bool isShownByItsLines(std::string_view bytes, const std::string& code) {
     return bytes == newCodeParagraph(code, false);
 }
 
 /// Whether the line of some prose holds all that a run is, and no other run would give the same line.
-bool isToldByItsLine(const Run& run) {
+bool isShownByItsLine(const Run& run) {
     const bool isPlain = run.link.empty() && run.picture.empty() && !run.underline && !run.strike;
     return isPlain && !run.text.empty() && run.text.find_first_of("*\t\n") == std::string::npos &&
            run.text.find(kMarkup) == std::string::npos && withoutControls(run.text) == run.text;
@@ -134,11 +134,12 @@ std::string plainestMarkup(const Paragraph& paragraph, bool keepsSpace) {
     if (!paragraph.style.empty()) {
         markup += "<w:pPr><w:pStyle w:val=\"" + escapedValue(paragraph.style) + "\"/></w:pPr>";
     }
-    bool isTold = paragraph.style.find(']') == std::string::npos && withoutControls(paragraph.style) == paragraph.style;
+    bool isShown =
+        paragraph.style.find(']') == std::string::npos && withoutControls(paragraph.style) == paragraph.style;
     bool hadLook = false;
     for (const Run& run : paragraph.runs) {
         const std::string look = std::string(run.bold ? "<w:b/>" : "") + (run.italic ? "<w:i/>" : "");
-        isTold = isTold && isToldByItsLine(run) && !(hadLook && !look.empty());
+        isShown = isShown && isShownByItsLine(run) && !(hadLook && !look.empty());
         hadLook = !look.empty();
         const bool hasBlankEnd = !run.text.empty() && (run.text.front() == ' ' || run.text.back() == ' ');
         markup += "<w:r>" + (look.empty() ? "" : "<w:rPr>" + look + "</w:rPr>") + "<w:t" +
@@ -146,7 +147,7 @@ std::string plainestMarkup(const Paragraph& paragraph, bool keepsSpace) {
                   "</w:t></w:r>";
     }
     const bool isEmpty = paragraph.style.empty() && paragraph.runs.empty();
-    return isEmpty ? "<w:p/>" : isTold ? markup + "</w:p>" : "";
+    return isEmpty ? "<w:p/>" : isShown ? markup + "</w:p>" : "";
 }
 
 /// Programs write xml:space always, or only where it is needed; either is plain if the document does it throughout.
@@ -201,9 +202,9 @@ std::string markupDigest(const fl::Bytes& document, const RichText& text) {
             }
             continue;
         }
-        const bool isTold = !hasLines && isToldByItsLines(bytesIn(document, paragraph.span), *paragraph.code);
-        const XmlSpan leftOut = isTold ? paragraph.span : paragraph.codeText;
-        const bool isCdata = !isTold && startsWith(bytesIn(document, leftOut), "<![CDATA[");
+        const bool isShown = !hasLines && isShownByItsLines(bytesIn(document, paragraph.span), *paragraph.code);
+        const XmlSpan leftOut = isShown ? paragraph.span : paragraph.codeText;
+        const bool isCdata = !isShown && startsWith(bytesIn(document, leftOut), "<![CDATA[");
         digest.add(bytesIn(document, {done, leftOut.begin})).add(std::string_view(isCdata ? "CDATA" : ""));
         done = leftOut.end;
     }
@@ -243,8 +244,8 @@ std::vector<Part> outputsOf(const Document& document) {
     return outputs;
 }
 
-void tellRelationships(TextWriter& out, const std::string& source, const opc::model::RelationshipSource& from,
-                       bool withIds) {
+void writeRelationships(TextWriter& out, const std::string& source, const opc::model::RelationshipSource& from,
+                        bool withIds) {
     std::vector<std::string> lines;
     for (const Relationship& relationship : from.getRelationships(opc::model::ExcludeMode::None)) {
         const bool isInternal = relationship.getTargetMode() == opc::model::TargetMode::Internal;
@@ -270,7 +271,7 @@ std::string describeContent(const Document& document, const Part& part, const st
     return isPrinted ? "" : ", " + sizeAndDigest(part.getSize(), partDigest(part));
 }
 
-void tellParts(TextWriter& out, const Document& document, const std::set<std::string>& printed) {
+void writeParts(TextWriter& out, const Document& document, const std::set<std::string>& printed) {
     const std::vector<Part> parts = sortedParts(document, [](const Part& part) { return part.getName().folded(); });
     for (const Part& part : parts) {
         const std::string start = (isPicture(part) ? "picture " : "part ") + part.getName().ascii() + " ";
@@ -279,10 +280,10 @@ void tellParts(TextWriter& out, const Document& document, const std::set<std::st
                      describeContent(document, part, printed));
         });
     }
-    out.attempt("relationship / ", [&] { tellRelationships(out, "/", document.package(), false); });
+    out.attempt("relationship / ", [&] { writeRelationships(out, "/", document.package(), false); });
     for (const Part& part : parts) {
         const std::string& name = part.getName().ascii();
-        out.attempt("relationship " + name + " ", [&] { tellRelationships(out, name, part, true); });
+        out.attempt("relationship " + name + " ", [&] { writeRelationships(out, name, part, true); });
     }
 }
 
@@ -295,7 +296,7 @@ std::string marked(const Run& run) {
 }
 
 /// @param digest  of the markup, where the line is to hold it.
-void tellParagraph(TextWriter& out, const Paragraph& paragraph, const std::string& digest) {
+void writeParagraph(TextWriter& out, const Paragraph& paragraph, const std::string& digest) {
     if (paragraph.code) {
         out.lines("  ", *paragraph.code);
         return;
@@ -308,7 +309,7 @@ void tellParagraph(TextWriter& out, const Paragraph& paragraph, const std::strin
     out.lines("[" + withoutControls(paragraph.style) + "] ", text);
 }
 
-void tellCode(TextWriter& out, const Document& document) {
+void writeCode(TextWriter& out, const Document& document) {
     out.line("");
     if (document.form() == CodeForm::Encrypted) {
         const fl::Bytes code = document.storedCode();
@@ -322,8 +323,8 @@ void tellCode(TextWriter& out, const Document& document) {
     const bool keeps = keepsSpace(stored, text);
     for (std::size_t i = 0; i < text.paragraphs.size(); ++i) {
         const Paragraph& paragraph = text.paragraphs[i];
-        const bool isTold = !paragraph.code && alone[i];
-        tellParagraph(out, paragraph, isTold ? proseDigest(bytesIn(stored, paragraph.span), paragraph, keeps) : "");
+        const bool isShown = !paragraph.code && alone[i];
+        writeParagraph(out, paragraph, isShown ? proseDigest(bytesIn(stored, paragraph.span), paragraph, keeps) : "");
     }
     if (!text.fault.empty()) {
         out.line("[damaged: " + withoutControls(text.fault) + "]");
@@ -331,14 +332,14 @@ void tellCode(TextWriter& out, const Document& document) {
 }
 
 /// What the core properties hold besides those that have a line of their own.
-void tellOtherProperties(TextWriter& out, const Document& document) {
-    constexpr std::string_view kTold[] = {"title", "description", "version", "created"};
+void writeOtherProperties(TextWriter& out, const Document& document) {
+    constexpr std::string_view kWritten[] = {"title", "description", "version", "created"};
     for (const Part& part : document.package().getParts()) {
         for (const std::string& element :
              isCoreProperties(part) ? propertyElements(contentOf(part)) : std::vector<std::string>()) {
             const std::string name = element.substr(0, element.find_first_of(" >"));
             const std::string local = name.substr(name.find('|') + 1);
-            if (std::find(std::begin(kTold), std::end(kTold), local) == std::end(kTold)) {
+            if (std::find(std::begin(kWritten), std::end(kWritten), local) == std::end(kWritten)) {
                 out.lines("property: ", element);
             }
         }
@@ -346,7 +347,7 @@ void tellOtherProperties(TextWriter& out, const Document& document) {
 }
 
 /// Markup with an element a line: "|" opens the lines that are lines of the text itself.
-void tellMarkup(TextWriter& out, std::string_view text) {
+void writeMarkup(TextWriter& out, std::string_view text) {
     std::string start = "| ";
     while (!text.empty()) {
         const std::size_t tag = std::min(text.find("><"), text.size() - 1) + 1;
@@ -358,13 +359,13 @@ void tellMarkup(TextWriter& out, std::string_view text) {
     }
 }
 
-void tellOutputs(TextWriter& out, const std::vector<Part>& outputs) {
+void writeOutputs(TextWriter& out, const std::vector<Part>& outputs) {
     for (const Part& output : outputs) {
         out.line("");
         out.attempt("output " + output.getName().ascii() + " ", [&] {
             const fl::Bytes content = contentOf(output);
             out.line("output " + output.getName().ascii());
-            tellMarkup(out, asText(content));
+            writeMarkup(out, asText(content));
         });
     }
 }
@@ -384,7 +385,7 @@ std::vector<Part> printedOutputs(const Document& document) {
     return printed;
 }
 
-void tell(TextWriter& out, const Document& document, bool withOutputs) {
+void writeText(TextWriter& out, const Document& document, bool withOutputs) {
     std::vector<Part> outputs;
     out.attempt("", [&] { outputs = withOutputs ? printedOutputs(document) : outputs; });
     std::set<std::string> printed;
@@ -392,11 +393,11 @@ void tell(TextWriter& out, const Document& document, bool withOutputs) {
         printed.insert(output.getName().folded());
     }
     out.attempt("code: ", [&] { out.line(std::string("code: ") + nameOf(document.form())); });
-    tellProperties(out, document);
-    out.attempt("properties: ", [&] { tellOtherProperties(out, document); });
-    out.attempt("", [&] { tellParts(out, document, printed); });
-    out.attempt("", [&] { tellCode(out, document); });
-    tellOutputs(out, outputs);
+    writeProperties(out, document);
+    out.attempt("properties: ", [&] { writeOtherProperties(out, document); });
+    out.attempt("", [&] { writeParts(out, document, printed); });
+    out.attempt("", [&] { writeCode(out, document); });
+    writeOutputs(out, outputs);
 }
 
 }  // namespace
@@ -404,7 +405,7 @@ void tell(TextWriter& out, const Document& document, bool withOutputs) {
 std::string textForm(const std::u16string& name, const foundation::storage::vfs::StorageSystemReference& storage,
                      bool outputs) {
     TextWriter out;
-    out.attempt("", [&] { tell(out, Document(name, storage), outputs); });
+    out.attempt("", [&] { writeText(out, Document(name, storage), outputs); });
     return out.take();
 }
 

@@ -107,7 +107,7 @@ void setCodeByWriter(Package& package, Set set) {
     writer.close(false);
     const Document made(name, StorageSystemReference(memory));
     const fl::Bytes content = made.storedCode();
-    fill(codePart(package, made.codePart()->getContentType()), content.data(), content.size());
+    fill(codePartOfType(package, made.codePart()->getContentType()), content.data(), content.size());
 }
 
 class Applying {

@@ -205,18 +205,6 @@ std::vector<opc::model::Relationship> Document::codeRelationships() const {
     return part ? part->getRelationships(opc::model::ExcludeMode::None) : std::vector<opc::model::Relationship>();
 }
 
-std::optional<Part> Document::partAt(const opc::model::Relationship& relationship) const {
-    if (relationship.getTargetMode() == opc::model::TargetMode::External) {
-        return std::nullopt;
-    }
-    try {
-        const opc::model::PartName name(relationship.getTargetURI());
-        return package().hasPart(name) ? std::make_optional(package().getPart(name)) : std::nullopt;
-    } catch (const opc::Exception&) {
-        return std::nullopt;  // The target is no name of a part.
-    }
-}
-
 CodeForm Document::form() const {
     const std::optional<Part> part = codePart();
     return part ? formOf(*part) : CodeForm::None;
@@ -270,6 +258,18 @@ RichText Document::richText() const {
     }
     const auto utf8 = transcoded(stored);
     return utf8 || !isPlainBytes ? readRichText(utf8.value_or(stored), where(*part)) : std::move(text);
+}
+
+std::optional<Part> partAt(const opc::model::Package& package, const opc::model::Relationship& relationship) {
+    if (relationship.getTargetMode() == opc::model::TargetMode::External) {
+        return std::nullopt;
+    }
+    try {
+        const opc::model::PartName name(relationship.getTargetURI());
+        return package.hasPart(name) ? std::make_optional(package.getPart(name)) : std::nullopt;
+    } catch (const opc::Exception&) {
+        return std::nullopt;  // The target is no name of a part.
+    }
 }
 
 CodeForm formOf(const Part& codePart) {

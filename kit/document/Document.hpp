@@ -32,6 +32,10 @@ struct Property {
 /// Returns the fault of a property as the failure to throw for it. @param property  one with a fault.
 opc::Exception failureOf(const Property& property);
 
+/// The part that an internal relationship leads to; nothing when it leads to none.
+std::optional<opc::model::Part> partAt(const opc::model::Package& package,
+                                       const opc::model::Relationship& relationship);
+
 /// A flowbook opened for looking. Any name will do: what the file holds decides whether it is one. What is damaged
 /// fails the question about it and no other. Used by one thread at a time.
 class Document {
@@ -73,7 +77,9 @@ public:
     std::vector<opc::model::Relationship> codeRelationships() const;
 
     /// The part that an internal relationship leads to; nothing when it leads to none.
-    std::optional<opc::model::Part> partAt(const opc::model::Relationship& relationship) const;
+    std::optional<opc::model::Part> partAt(const opc::model::Relationship& relationship) const {
+        return kit::partAt(package(), relationship);
+    }
 
     /// @throws opc::Exception as codePart().
     CodeForm form() const;

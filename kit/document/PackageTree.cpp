@@ -12,8 +12,8 @@ using opc::model::Relationship;
 using opc::model::TargetMode;
 
 // Not recursive: a hostile package may chain as many parts as the limits permit.
-void PackageTree::walk(const ShowRow& show, const TellFailure& tell) {
-    enter("/", *package_, tell);
+void PackageTree::walk(const ShowRow& show, const ReportFailure& report) {
+    enter("/", *package_, report);
     while (!levels_.empty()) {
         Level& level = levels_.back();
         if (level.next == level.relationships.size()) {
@@ -24,17 +24,17 @@ void PackageTree::walk(const ShowRow& show, const TellFailure& tell) {
         show(row);
         if (row.kind == Target::Part) {
             const Part part = *row.part;
-            enter(part.getName().ascii(), part, tell);
+            enter(part.getName().ascii(), part, report);
         }
     }
 }
 
 void PackageTree::enter(const std::string& source, const opc::model::RelationshipSource& relationships,
-                        const TellFailure& tell) {
+                        const ReportFailure& report) {
     try {
         levels_.push_back({source, relationships.getRelationships(opc::model::ExcludeMode::None)});
     } catch (const opc::Exception&) {
-        tell();
+        report();
     }
 }
 

@@ -31,11 +31,11 @@ public:
 
     using ShowRow = std::function<void(const Row&)>;
     /// Called, with an exception being handled, for a relationships part that cannot be read.
-    using TellFailure = std::function<void()>;
+    using ReportFailure = std::function<void()>;
 
     explicit PackageTree(const opc::model::Package& package) : package_(&package) {}
 
-    void walk(const ShowRow& show, const TellFailure& tell);
+    void walk(const ShowRow& show, const ReportFailure& report);
 
     /// The parts that no relationship led to.
     std::vector<opc::model::Part> unreached() const;
@@ -54,7 +54,8 @@ private:
         std::map<std::u16string_view, Found*> found{};  ///< by target text; null: no part
     };
 
-    void enter(const std::string& source, const opc::model::RelationshipSource& relationships, const TellFailure& tell);
+    void enter(const std::string& source, const opc::model::RelationshipSource& relationships,
+               const ReportFailure& report);
     Row follow(Level& level);
     Found* find(Level& level, const opc::model::Relationship& relationship);
     Found* find(const opc::model::Relationship& relationship);

@@ -32,10 +32,10 @@ Part withContentType(Package& package, const Part& old, const ContentType& type)
 }
 
 Part richCodePart(Package& package) {
-    return codePart(package, ContentType(FlowbookFilePackage::createEmptyDocumentPart().contentType));
+    return codePartOfType(package, ContentType(FlowbookFilePackage::createEmptyDocumentPart().contentType));
 }
 
-Part codePart(Package& package, const ContentType& type) {
+Part codePartOfType(Package& package, const ContentType& type) {
     const auto relationships = package.getRelationshipsByType(documentRelationshipType());
     if (!relationships.empty()) {
         return withContentType(package, package.getPart(PartName(relationships.front().getTargetURI())), type);

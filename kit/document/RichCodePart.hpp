@@ -11,7 +11,7 @@ namespace flowbook::kit {
 opc::model::Part richCodePart(opc::model::Package& package);
 
 /// As above, of another content type, which says the form of the code.
-opc::model::Part codePart(opc::model::Package& package, const opc::model::ContentType& type);
+opc::model::Part codePartOfType(opc::model::Package& package, const opc::model::ContentType& type);
 
 /// The part with another content type and its own relationships; its content is kept only if that type is the same.
 /// @throws opc::Exception.

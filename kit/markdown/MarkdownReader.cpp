@@ -19,6 +19,7 @@ namespace flowbook::kit {
 
 namespace {
 
+// A numbering has nine levels, from 0 on (ECMA-376-1, part 1, 17.9.6). Lists that lie deeper share the last one.
 constexpr std::size_t kDeepestLevel = 8;
 constexpr char kRelationships[] = "http://schemas.openxmlformats.org/officeDocument/2006/relationships";
 constexpr char kHyperlinkType[] = "http://schemas.openxmlformats.org/officeDocument/2006/relationships/hyperlink";
@@ -58,7 +59,8 @@ std::string urlOf(cmark_node* node) {
     return url == nullptr ? "" : url;
 }
 
-/// The look of a text by the marks that are open around it.
+/// The look of a text by the marks that are open around it. Marks are counted and not switched, since HTML tags and the
+/// marks of Markdown may lie in each other.
 enum Mark { kBold, kItalic, kUnderline, kStrike, kRaised, kLowered, kFixed, kMarkCount };
 
 struct Tag {
@@ -70,7 +72,7 @@ constexpr Tag kTags[] = {{"b", kBold},        {"strong", kBold},   {"i", kItalic
                          {"u", kUnderline},   {"ins", kUnderline}, {"s", kStrike},    {"del", kStrike},
                          {"strike", kStrike}, {"sup", kRaised},    {"sub", kLowered}, {"code", kFixed}};
 
-/// A list of the text, which becomes a numbering of its own.
+/// A list of the text. Each becomes a numbering of its own, so that it begins to count anew.
 struct List {
     std::size_t level;
     bool isOrdered;
@@ -104,6 +106,8 @@ private:
             if (image_ != nullptr) {
                 continueImage(node, isStart);
             } else if (isStart && takeTable(node)) {
+                // The cells have been written already; without this the walk would write the lines of the table once
+                // more as text.
                 cmark_iter_reset(walk.get(), node, CMARK_EVENT_EXIT);
             } else if (!takeContainer(node, isStart) && !takeBlock(node, isStart)) {
                 takeInline(node, isStart);
@@ -145,6 +149,8 @@ private:
             beginParagraph(*cellProperties_);
             endParagraph();
         } else {
+            // Cells are read as paragraphs that begin with bytes of our own, which keep cmark from taking them as
+            // another block.
             unseen_ = MarkdownTables::kUnseen;
             writeInside(cell);
         }
@@ -166,6 +172,7 @@ private:
     /// What holds blocks. @returns false for other nodes.
     bool takeContainer(cmark_node* node, bool isStart) {
         const cmark_node_type type = cmark_node_get_type(node);
+        // A list is left on the way out, so its number stays the last of open_ as long as its items are written.
         if (type == CMARK_NODE_LIST) {
             isStart ? beginList(node) : open_.pop_back();
         } else if (type == CMARK_NODE_ITEM) {
@@ -269,6 +276,7 @@ private:
 
     void writeHtml(std::string html) {
         html.erase(html.find_last_not_of(" \n") + 1);
+        // A block that is one comment and nothing else shows nothing. One with text behind the comment is kept as text.
         if (html.rfind("<!--", 0) == 0 && html.find("-->") + 3 == html.size()) {
             return;
         }
@@ -314,6 +322,7 @@ private:
     }
 
     void addText(std::string text) {
+        // An empty run would still be an element, and make two texts that are read differ.
         text.erase(0, std::exchange(unseen_, 0));
         if (!text.empty()) {
             addRun("<w:t xml:space=\"preserve\">" + escaped(text) + "</w:t>");
@@ -329,6 +338,7 @@ private:
     void addBreak() { addRun("<w:br/>"); }
 
     void addRun(const std::string& content) {
+        // In the order that the schema requires of the properties of a run (ECMA-376-1, part 1, 17.3.2.28).
         constexpr std::pair<Mark, const char*> kProperties[] = {{kFixed, "<w:rStyle w:val=\"VerbatimChar\"/>"},
                                                                 {kBold, "<w:b/>"},
                                                                 {kItalic, "<w:i/>"},
@@ -352,6 +362,7 @@ private:
         const auto* const tag =
             std::find_if(std::begin(kTags), std::end(kTags), [&](const Tag& each) { return each.name == name; });
         if (tag != std::end(kTags)) {
+            // An end tag without a start would otherwise make the next start tag do nothing.
             marks_[tag->mark] = std::max(0, marks_[tag->mark] + (isEnd ? -1 : 1));
         } else if (name == "br") {
             addBreak();
@@ -373,7 +384,7 @@ private:
     std::string linkTo(const std::string& target) {
         std::string& id = links_[target];
         if (id.empty()) {
-            const std::string source = codePart();
+            const std::string source = codePartName();
             id = apply(AddRelationship{source, "", kHyperlinkType, target, false}, package_).relationship;
         }
         return id;
@@ -399,10 +410,12 @@ private:
                 picture ? apply(AddPicture{picture->mediaType, picture->content}, package_).relationship : "";
             known = drawn_.emplace(destination, id).first;
         }
+        // A picture that is not stored, because it lies elsewhere, is still of use as a link.
         known->second.empty() ? addLinkToPicture(destination) : addDrawing(known->second);
     }
 
     void addLinkToPicture(const std::string& destination) {
+        // A link in a link cannot be stored. The outer one stays, as it is where a click on the picture leads.
         const bool isAlone = !isInLink_;
         if (isAlone) {
             beginLink(destination);
@@ -451,12 +464,13 @@ private:
         }
         const std::string xml =
             "<w:numbering xmlns:w=\"" + std::string(kWordNamespace) + "\">" + kinds + lists + "</w:numbering>";
-        const std::string source = codePart();
+        const std::string source = codePartName();
         apply(PutPart{kNumberingPart, kNumberingContent, {xml.begin(), xml.end()}, true}, package_);
         apply(AddRelationship{source, "", kNumberingType, kNumberingPart, true}, package_);
     }
 
-    std::string codePart() const {
+    std::string codePartName() const {
+        // The package is one that was made for this text, so it has a code part.
         const auto relationships = package_.getRelationshipsByType(documentRelationshipType());
         return opc::model::PartName(relationships.at(0).getTargetURI()).ascii();
     }
@@ -489,6 +503,7 @@ void readMarkdown(opc::model::Package& package, std::string_view utf8, const Pic
     const MarkdownTables tables(document.get(), text);
     RichCodeWriter writer(package, pictures, tables);
     writer.write(document.get());
+    // The document comes last: pictures and links have been added meanwhile, and it refers to their relationships.
     apply(SetRichCode{writer.document()}, package);
 }
 

@@ -27,7 +27,7 @@ constexpr std::size_t kTwipsOfLevel = 720;
 constexpr char kQuoteMark[] = "> ";
 
 /// How many levels of lists a block is indented by.
-/// @param settings  the element with its settings. @param indent, attribute  what tells the indentation.
+/// @param settings  the element with its settings. @param indent, attribute  what the indentation is measured by.
 std::size_t indentedLevels(const XmlNode& block, const char* settings, const char* indent, const char* attribute) {
     const XmlNode* const properties = block.child(settings);
     const XmlNode* const element = properties == nullptr ? nullptr : properties->child(indent);

@@ -39,6 +39,7 @@ public:
 
     void startElement(const XmlName& name, const std::vector<XmlAttribute>& attributes, XmlSpan) override {
         const bool isOfPackage = startsWith(name.ns, kPackageNamespace);
+        // In a list of another kind no element is taken, even if it is called like one of this kind.
         if (!hasRoot_) {
             hasRoot_ = true;
             isList_ = isOfPackage && name.local == root_;
@@ -93,6 +94,7 @@ bool isType(const std::string& text) {
 }
 
 std::u16string pictureType(const std::string& name, const fl::Bytes& content) {
+    // A data URI names its media type in its first bytes; pictures of megabytes are not searched for a comma.
     const std::size_t size = std::min<std::size_t>(64, content.size());
     const std::string text(content.begin(), content.begin() + static_cast<std::ptrdiff_t>(size));
     const std::string named = startsWith(text, "data:") ? text.substr(5, text.find_first_of(";,") - 5) : "";
@@ -110,6 +112,7 @@ std::pair<std::uint64_t, std::string> numberIn(const std::string& name) {
     const std::size_t before = name.find_last_not_of(kDigits, last);
     const std::size_t first = before == std::string::npos ? 0 : before + 1;
     std::uint64_t number = 0;
+    // Eighteen digits always fit into 64 bits.
     for (std::size_t i = first; i <= last && i < first + 18; ++i) {
         number = 10 * number + static_cast<std::uint64_t>(name[i] - '0');
     }
@@ -164,17 +167,21 @@ bool PartTypes::read(const fl::Bytes& xml) {
         }
         const std::string name(values[element == "Default" ? "Extension" : "PartName"]);
         const std::string type(values["ContentType"]);
+        // The first entry for a name counts, and a second one makes the list unsound. A default is stored with a dot
+        // before it, which no part name begins with.
         isSound = isType(type) && own.emplace((element == "Default" ? "." : "") + fold(name), type).second && isSound;
         if (element == "Override") {
             names_.insert(name);
         }
     });
+    // What an earlier list named stays, since lists are read in the order of how far they can be trusted.
     types_.merge(own);
     return isWhole && isSound;
 }
 
-std::u16string PartTypes::told(const std::string& partName) const {
+std::u16string PartTypes::declared(const std::string& partName) const {
     const auto own = types_.find(fold(partName));
+    // An override decides before the default of the extension.
     const auto found = own != types_.end() ? own : types_.find("." + fold(extensionOf(partName)));
     return found != types_.end() && isType(found->second) ? to_ustring(found->second) : u"";
 }
@@ -201,6 +208,7 @@ FoundRelationships readRelationships(const fl::Bytes& xml) {
     list.isWhole = readList(xml, "Relationships", [&list](std::string_view element, auto values) {
         const std::string_view mode = values["TargetMode"];
         if (element == "Relationship" && !mode.empty() && mode != "Internal" && mode != "External") {
+            // Taken as internal it could lead to a part that it never meant, so it is left out and reported.
             list.faulty.emplace_back(values["Id"]);
         } else if (element == "Relationship") {
             list.records.push_back({to_ustring(values["Type"]), to_ustring(values["Target"]), to_ustring(values["Id"]),
@@ -318,6 +326,8 @@ std::vector<Record> guessPictures(const fl::Bytes& document, const std::vector<s
         const std::uint64_t number = haveOneExtension(left) ? numberOfPicture(left[i]) : i + 1;
         const bool isNth = number > 0 && number <= all.size();
         std::string id = shown.size() == left.size() ? shown[i] : isNth ? all[number - 1] : freeOf(number, named);
+        // The id may be taken by a relationship that is known already. Numbers above those of all pictures are tried
+        // then.
         for (std::size_t next = left.size() + 1; id.empty() || !taken.insert(id).second; ++next) {
             id = freeOf(next, named);
         }
@@ -350,6 +360,7 @@ std::set<std::string> namedRelationships(const fl::Bytes& document) {
             }
         }
     } catch (const opc::Exception&) {
+        // Text that is no XML names no relationships.
         // What is no XML names none.
     }
     return ids;

@@ -18,7 +18,7 @@ public:
     bool read(const fl::Bytes& xml);
 
     /// The type that the list gives a part; empty when it gives nothing that is a content type.
-    std::u16string told(const std::string& partName) const;
+    std::u16string declared(const std::string& partName) const;
 
     /// The names of the parts that the list names, as it writes them.
     const std::set<std::string>& names() const noexcept { return names_; }

@@ -42,7 +42,7 @@ public:
         linkParts(package_, lists_, areAll_,
                   std::any_of(pieces_.begin(), pieces_.end(), [this](const auto& each) { return isListLeft(each); }));
         carryListsLeft();
-        tellTypesLeft();
+        reportTypesLeft();
         if (sound != nullptr && package_.isThatOf(*sound)) {
             package_.account.flowbook = *sound;
         } else {
@@ -110,12 +110,12 @@ private:
 
     /// Empty for what is no part. A list that is damaged counts less than the names and content of what is needed.
     std::u16string typeOf(const std::string& name, const fl::Bytes& content) const {
-        std::u16string told = lists_.types().told(name);
+        std::u16string declared = lists_.types().declared(name);
         if (lists_.areTypesWhole()) {
-            return told;
+            return declared;
         }
-        const std::u16string guess = isCodeType(told) ? guessCodeType(content) : PartTypes::guess(name, content);
-        return told.empty() || isCodeType(guess) || isNeededXml(guess) ? guess : told;
+        const std::u16string guess = isCodeType(declared) ? guessCodeType(content) : PartTypes::guess(name, content);
+        return declared.empty() || isCodeType(guess) || isNeededXml(guess) ? guess : declared;
     }
 
     void carry(ZipPiece& piece) {
@@ -144,7 +144,7 @@ private:
             words += "; " + countOf(piece.content.size()) + " of it are in ";
             words += package_.addAside(place.folder, piece.name, std::move(piece.content));
         }
-        package_.tellLost(name, words);
+        package_.reportLost(name, words);
     }
 
     bool isListLeft(const ZipPiece& piece) const {
@@ -187,10 +187,10 @@ private:
     bool isTaken(const std::string& source) const { return source == "/" || package_.find(source) != nullptr; }
 
     /// Of parts that may be missing, those that have a content type.
-    void tellTypesLeft() {
+    void reportTypesLeft() {
         for (const std::string& name : areAll_ ? std::set<std::string>() : lists_.types().names()) {
-            if (package_.find(name) == nullptr && !isRelationshipsEntry(name) && !package_.isToldLost(name)) {
-                package_.tellLost(name, name + ": only its content type is left");
+            if (package_.find(name) == nullptr && !isRelationshipsEntry(name) && !package_.isReportedLost(name)) {
+                package_.reportLost(name, name + ": only its content type is left");
             }
         }
     }

@@ -44,15 +44,17 @@ public:
             reportGone(part.relationships, to_string(part.partName));
         }
         if (ofPackage == nullptr || isAnyLinkLost()) {
-            tellUnreached();
+            reportUnreached();
         }
     }
 
 private:
-    void tellRebuilt(const std::string& part, const std::string& words) {
+    void reportRebuilt(const std::string& part, const std::string& words) {
         package_.account.rebuilt.push_back({part, words});
     }
-    void tellLost(const std::string& part, const std::string& words) { package_.account.lost.push_back({part, words}); }
+    void reportLost(const std::string& part, const std::string& words) {
+        package_.account.lost.push_back({part, words});
+    }
 
     /// Takes the relationships of a source that its list holds.
     /// @param type  of the source; empty for the package.
@@ -65,7 +67,7 @@ private:
         }
         records = list->records;
         for (const std::string& id : list->faulty) {
-            tellLost(name, "a faulty relationship of " + name + ": " + id + " has no target mode");
+            reportLost(name, "a faulty relationship of " + name + ": " + id + " has no target mode");
         }
         if (list->isWhole) {
             return package_.dropFaulty(records, name) || !list->faulty.empty();
@@ -117,11 +119,11 @@ private:
         return pictures;
     }
 
-    void tellUnreached() {
+    void reportUnreached() {
         for (const PartRecord* const part : partsLeft()) {
             const std::string name = to_string(part->partName);
             if (!package_.isAside(name)) {
-                tellLost(name, "what led to " + name + ": no relationship to it is left");
+                reportLost(name, "what led to " + name + ": no relationship to it is left");
             }
         }
     }
@@ -132,7 +134,7 @@ private:
         const fl::Bytes& content = package_.contentOf(name);
         addGuesses(part.relationships, name, isCode ? guessPictures(content, pictures, part.relationships) : Records());
         if (isCode) {
-            tellNamed(part.relationships, name, content);
+            reportNamed(part.relationships, name, content);
         }
     }
 
@@ -153,33 +155,34 @@ private:
         };
         records.erase(std::remove_if(records.begin(), records.end(), isDoubtful), records.end());
         package_.dropFaulty(records, source);
-        tellRebuilt(source, "relationships of " + source + ", from what is left of their list");
+        reportRebuilt(source, "relationships of " + source + ", from what is left of their list");
     }
 
     /// Pictures and links that a text names and no relationship leads to.
-    void tellNamed(const Records& records, const std::string& source, const fl::Bytes& document) {
+    void reportNamed(const Records& records, const std::string& source, const fl::Bytes& document) {
         std::set<std::string> ids = namedRelationships(document);
         for (const Record& record : records) {
             ids.erase(to_string(record.id));
         }
         for (const std::string& id : shownPictures(document)) {
             if (ids.erase(id) != 0) {
-                tellLost(source, "the picture that " + source + " shows by " + id + ": no relationship to it is left");
+                reportLost(source,
+                           "the picture that " + source + " shows by " + id + ": no relationship to it is left");
             }
         }
         for (const std::string& id : ids) {
-            tellLost(source, "what " + source + " refers to by " + id + ": no relationship to it is left");
+            reportLost(source, "what " + source + " refers to by " + id + ": no relationship to it is left");
         }
     }
 
     void addGuesses(Records& records, const std::string& name, Records guesses) {
         const FoundRelationships* const list = lists_.of(name);
         if (list != nullptr && !list->isWhole && guesses.empty()) {
-            tellLost(name, "relationships of " + name + ": their list is damaged");
+            reportLost(name, "relationships of " + name + ": their list is damaged");
         }
         for (Record& guess : guesses) {
-            tellRebuilt(name, "the relationship " + to_string(guess.id) + " of " + name + " to " +
-                                  to_string(guess.target) + ", a guess from names");
+            reportRebuilt(name, "the relationship " + to_string(guess.id) + " of " + name + " to " +
+                                    to_string(guess.target) + ", a guess from names");
             records.push_back(std::move(guess));
         }
     }
@@ -224,8 +227,8 @@ private:
         if (isNothing || package_.find(target) != nullptr) {
             return;
         }
-        if (!package_.isToldLost(target)) {
-            package_.tellLost(target, "the code: there is no document part");
+        if (!package_.isReportedLost(target)) {
+            package_.reportLost(target, "the code: there is no document part");
         }
         if (led == all.end() && isPackageListWhole && !(content.parts.empty() && all.empty())) {
             return;
@@ -237,15 +240,15 @@ private:
         }
         led->target = target == name ? led->target : to_ustring(name);
         package_.addPart(name, code.contentType, std::move(code.content));
-        tellRebuilt(name, "empty code in " + name + ", in the place of the code that is lost");
+        reportRebuilt(name, "empty code in " + name + ", in the place of the code that is lost");
     }
 
     /// Reports the parts of which only a relationship is left.
     void reportGone(const Records& records, const std::string& source) {
         for (const Record& record : records) {
             const std::string name = targetPartOf(record, source);
-            if (!name.empty() && package_.find(name) == nullptr && !package_.isToldLost(name)) {
-                package_.tellLost(name, name + ": only a relationship to it is left");
+            if (!name.empty() && package_.find(name) == nullptr && !package_.isReportedLost(name)) {
+                package_.reportLost(name, name + ": only a relationship to it is left");
             }
         }
     }

@@ -70,12 +70,14 @@ const fl::Bytes& SalvagedPackage::contentOf(const std::string& partName) const {
     return part == nullptr ? none_ : part->content;
 }
 
-void SalvagedPackage::tellLost(const std::string& partName, const std::string& words) {
+void SalvagedPackage::reportLost(const std::string& partName, const std::string& words) {
     account.lost.push_back({partName.empty() ? "/" : partName, words});
-    told_.insert(fold(partName));
+    reportedLost_.insert(fold(partName));
 }
 
-bool SalvagedPackage::isToldLost(const std::string& partName) const { return told_.count(fold(partName)) != 0; }
+bool SalvagedPackage::isReportedLost(const std::string& partName) const {
+    return reportedLost_.count(fold(partName)) != 0;
+}
 
 bool SalvagedPackage::dropFaulty(std::vector<Record>& records, const std::string& source) {
     if (records.empty() || canBeWritten({{}, records, {}})) {
@@ -139,6 +141,7 @@ void SalvagedPackage::write() {
 
 /// @returns whether it was written.
 bool SalvagedPackage::tryToWrite(const PackageContent& tried) {
+    // Contents are handed over one by one while they are written, so that an attempt does not copy them all.
     PackageContent light{{}, tried.relationships, tried.others};
     std::transform(tried.parts.begin(), tried.parts.end(), std::back_inserter(light.parts), withoutContent);
     try {
@@ -147,6 +150,7 @@ bool SalvagedPackage::tryToWrite(const PackageContent& tried) {
         return true;
     } catch (const opc::Exception& failure) {
         account.flowbook.reset();
+        // The report says so then, as a file beyond a limit may be whole.
         account.isOverLimit |= failure.kind() == opc::ErrorKind::LimitExceeded;
         fault_ = failure.what();
         return false;
@@ -179,7 +183,7 @@ void SalvagedPackage::findUnwritable(std::size_t begin, std::size_t end, std::ve
     }
     if (end - begin == 1) {
         isFaulty[begin] = true;
-        tellDropped(to_string(content.parts[begin].partName));
+        reportDropped(to_string(content.parts[begin].partName));
         return;
     }
     const std::size_t middle = begin + (end - begin) / 2;
@@ -187,9 +191,10 @@ void SalvagedPackage::findUnwritable(std::size_t begin, std::size_t end, std::ve
     findUnwritable(middle, end, isFaulty);
 }
 
-/// A first guess that is nearly always right, as every attempt writes the whole package.
-/// How many parts and other entries come to the number of entries that a package may have.
+/// How many parts and other entries come to the number of entries that a package may have. It is a first guess that is
+/// nearly always right, and it matters, as every attempt writes the whole package.
 std::size_t SalvagedPackage::countOfMostEntries() const {
+    // One entry is the list of content types, and one the relationships of the package.
     std::uint64_t left = opc::Limits().maxEntries - 1 - (content.relationships.empty() ? 0 : 1);
     std::size_t count = 0;
     for (const PartRecord& part : content.parts) {
@@ -214,6 +219,7 @@ std::size_t SalvagedPackage::countThatFits() {
         }
         bad = most;
     }
+    // Each step halves what is left, so even a package of the most entries takes some fifteen attempts.
     while (bad - good > 1) {
         const std::size_t middle = good + (bad - good) / 2;
         (tryToWrite(firstOf(middle)) ? good : bad) = middle;
@@ -227,10 +233,11 @@ void SalvagedPackage::dropBeyondLimits() {
     const std::size_t good = countThatFits();
     const std::size_t parts = std::min(good, content.parts.size());
     const auto firstPart = content.parts.begin() + static_cast<std::ptrdiff_t>(parts);
-    std::for_each(firstPart, content.parts.end(), [this](const auto& part) { tellDropped(to_string(part.partName)); });
+    std::for_each(firstPart, content.parts.end(),
+                  [this](const auto& part) { reportDropped(to_string(part.partName)); });
     content.parts.erase(firstPart, content.parts.end());
     const auto firstOther = std::next(content.others.begin(), static_cast<std::ptrdiff_t>(good - parts));
-    std::for_each(firstOther, content.others.end(), [this](const auto& other) { tellDropped("/" + other.first); });
+    std::for_each(firstOther, content.others.end(), [this](const auto& other) { reportDropped("/" + other.first); });
     content.others.erase(firstOther, content.others.end());
     indexParts();
     account.flowbook.reset();
@@ -257,6 +264,7 @@ void SalvagedPackage::putCodeFirst() {
         led == content.relationships.end() ? partsByName_.end() : partsByName_.find(fold(targetPartOf(*led, "/")));
     if (code != partsByName_.end()) {
         const auto at = content.parts.begin() + static_cast<std::ptrdiff_t>(code->second);
+        // What comes last is dropped first, and the code is what the user misses most.
         std::rotate(content.parts.begin(), at, std::next(at));
         indexParts();
     }
@@ -269,7 +277,7 @@ void SalvagedPackage::indexParts() {
     }
 }
 
-void SalvagedPackage::tellDropped(const std::string& name) {
+void SalvagedPackage::reportDropped(const std::string& name) {
     account.lost.push_back({name, name + ": it cannot be written: " + fault_});
     dropped_.insert(name);
 }

@@ -26,8 +26,8 @@ public:
     /// Empty for what is no part.
     const fl::Bytes& contentOf(const std::string& partName) const;
 
-    void tellLost(const std::string& partName, const std::string& words);
-    bool isToldLost(const std::string& partName) const;
+    void reportLost(const std::string& partName, const std::string& words);
+    bool isReportedLost(const std::string& partName) const;
 
     /// Whether a part was added by addAside().
     bool isAside(const std::string& partName) const { return asides_.count(partName) != 0; }
@@ -55,11 +55,11 @@ private:
     PackageContent firstOf(std::size_t count) const;
     void putCodeFirst();
     void indexParts();
-    void tellDropped(const std::string& name);
+    void reportDropped(const std::string& name);
     std::size_t size() const { return content.parts.size() + content.others.size(); }
 
     std::map<std::string, std::size_t> partsByName_;  ///< by folded names
-    std::set<std::string> told_;                      ///< folded names of what is lost
+    std::set<std::string> reportedLost_;              ///< folded names of what is lost
     std::set<std::string> asides_;
     std::set<std::string> dropped_;  ///< names of what was found and cannot be written
     std::string fault_;              ///< why it could not be written the last time

@@ -42,7 +42,7 @@ public:
         std::size_t at = bytes_.rfind(kEndRecord);
         for (std::size_t tried = 0; at != std::string_view::npos && tried < kMostEndRecords; ++tried) {
             const std::optional<End> end = endAt(at);
-            std::optional<ZipIndex> index = end ? toldBy(*end) : std::nullopt;
+            std::optional<ZipIndex> index = end ? indexOf(*end) : std::nullopt;
             if (index) {
                 return std::move(*index);
             }
@@ -93,7 +93,7 @@ private:
     }
 
     /// The index that an end record leads to, if as many records as it counts end where it begins.
-    std::optional<ZipIndex> toldBy(const End& end) const {
+    std::optional<ZipIndex> indexOf(const End& end) const {
         if (end.size == 0 || end.size > end.recordsEnd) {
             return std::nullopt;
         }

@@ -28,7 +28,7 @@ struct ZipIndex {
     std::size_t begin = 0;           ///< where the first record lies; the end of the file when there is none
     std::uint64_t shift = 0;         ///< by how much all lies behind the recorded offsets, modulo 2^64
     /// Whether the records follow each other from where the last entry ends to the end record, and are as many as that
-    /// tells. Then they are all.
+    /// says. Then no record is missing.
     bool isWhole = false;
 };
 

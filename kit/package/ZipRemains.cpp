@@ -22,12 +22,12 @@ constexpr unsigned kHasDescriptor = 8;
 constexpr unsigned kVersionOfZip64 = 45;
 constexpr std::uint64_t kHeldOfSmallFile = std::uint64_t{1} << 30;
 constexpr std::uint64_t kMostHeldRatio = 64;
-constexpr std::size_t kLongestTold = 1024;  ///< of names of which it is not known whether they are names
+constexpr std::size_t kLongestUnsure = 1024;  ///< of names of which it is not known whether they are names
 /// How well it is deflated, that there is a descriptor, and that the name is UTF-8.
 constexpr unsigned kUsualFlags = 1U << 1 | 1U << 2 | kHasDescriptor | 1U << 11;
 
 /// What describes an entry: records of the index and local headers have the same fields.
-using Tellers = std::vector<const ZipRecord*>;
+using Witnesses = std::vector<const ZipRecord*>;
 
 struct LocalHeader : ZipRecord {
     std::size_t dataAt = 0;
@@ -51,12 +51,12 @@ struct Placed {
 };
 
 /// Whether a record or header has a checksum and sizes, and does not leave them to a data descriptor.
-bool tellsChecksum(const ZipRecord& teller) {
-    return (teller.flags & kHasDescriptor) == 0 || teller.size != 0 || teller.crc != 0;
+bool statesChecksum(const ZipRecord& witness) {
+    return (witness.flags & kHasDescriptor) == 0 || witness.size != 0 || witness.crc != 0;
 }
 
-bool tellsSizes(const ZipRecord& teller) {
-    return tellsChecksum(teller) && teller.size != kInZip64 && teller.storedSize != kInZip64;
+bool statesSizes(const ZipRecord& witness) {
+    return statesChecksum(witness) && witness.size != kInZip64 && witness.storedSize != kInZip64;
 }
 
 class Search {
@@ -139,7 +139,7 @@ private:
 
     /// Whether the local header, or the data descriptor in its place, has the size and checksum of a record.
     bool agreesOnContent(const LocalHeader& header, const ZipRecord& record) const {
-        const bool isStreamed = (record.flags & kHasDescriptor) != 0 && !tellsChecksum(header);
+        const bool isStreamed = (record.flags & kHasDescriptor) != 0 && !statesChecksum(header);
         if (isStreamed && header.storedSize == 0 && record.storedSize <= bytes_.size() - header.dataAt) {
             return crcBehind(header.dataAt + static_cast<std::size_t>(record.storedSize)) == record.crc;
         }
@@ -180,10 +180,10 @@ private:
             const ZipRecord& record = *place.record;
             const std::optional<LocalHeader> header = headerAt(place.at);
             const bool agrees = header && header->name == record.name;
-            const Tellers tellers = agrees ? Tellers{&record, &*header} : Tellers{&record};
+            const Witnesses witnesses = agrees ? Witnesses{&record, &*header} : Witnesses{&record};
             std::optional<Found> found;
             if (index_.isWhole || isCredible(place, header)) {
-                found = readAny(place, header, tellers);
+                found = readAny(place, header, witnesses);
             }
             if (found) {
                 claimed_[place.at] = found->end;
@@ -211,10 +211,11 @@ private:
         return hasSize && differ() <= 1;
     }
 
-    std::optional<Found> readAny(const Place& place, const std::optional<LocalHeader>& header, const Tellers& tellers) {
+    std::optional<Found> readAny(const Place& place, const std::optional<LocalHeader>& header,
+                                 const Witnesses& witnesses) {
         const ZipRecord& record = *place.record;
         for (const std::size_t dataAt : dataPlaces(place, header)) {
-            std::optional<Found> found = read(dataAt, tellers, place.bound);
+            std::optional<Found> found = read(dataAt, witnesses, place.bound);
             // The checksum in the record may be what is damaged. An older entry of the name has another size, too.
             const bool hasSize = found && header && dataAt == header->dataAt && found->content.size() == record.size;
             if (hasSize || (found && crcOf(found->content) == record.crc)) {
@@ -255,10 +256,10 @@ private:
         }
         const auto left = left_.find(header->name);
         const ZipRecord* const record = left == left_.end() ? nullptr : left->second.record;
-        const Tellers tellers = record != nullptr ? Tellers{&*header, record} : Tellers{&*header};
-        std::optional<Found> found = read(header->dataAt, tellers, bytes_.size());
+        const Witnesses witnesses = record != nullptr ? Witnesses{&*header, record} : Witnesses{&*header};
+        std::optional<Found> found = read(header->dataAt, witnesses, bytes_.size());
         if (!found) {
-            return takeUnread(*header, record, tellers);
+            return takeUnread(*header, record, witnesses);
         }
         claimed_[at] = found->end;
         const std::uint64_t end = found->end;
@@ -268,7 +269,7 @@ private:
 
     /// What cannot be read may be no entry at all, but bytes that look like the signature of one: then the next one is
     /// looked for from here.
-    std::uint64_t takeUnread(const LocalHeader& header, const ZipRecord* record, const Tellers& tellers) {
+    std::uint64_t takeUnread(const LocalHeader& header, const ZipRecord* record, const Witnesses& witnesses) {
         const auto at = static_cast<std::size_t>(header.offset);
         const bool holdsSignature = hasSignatureIn(at + kLocalHeader.size(), header.dataAt);
         if (holdsSignature || (index_.isWhole && record == nullptr && !isOutside(at))) {
@@ -279,7 +280,7 @@ private:
             addCutOff(at);
             return at;
         }
-        return takeDamaged(header, record, tellers);
+        return takeDamaged(header, record, witnesses);
     }
 
     /// Whether a header holds what programs write: methods and versions have small numbers.
@@ -341,8 +342,8 @@ private:
         const auto alike = leftByChecksum_.find(crc);
         const auto byContent = alike == leftByChecksum_.end() ? left_.end() : left_.find(alike->second);
         if (byContent != left_.end()) {
-            const std::uint64_t told = byContent->second.record->size;
-            return told == size || told == kInZip64 ? byContent : left_.end();
+            const std::uint64_t stated = byContent->second.record->size;
+            return stated == size || stated == kInZip64 ? byContent : left_.end();
         }
         return byPlace;
     }
@@ -352,18 +353,18 @@ private:
         if (!index_.isWhole && leftByPlace_.count(at) == 0) {
             const std::size_t nameAt = std::min(at + kLocalSize, bytes_.size());
             const std::string name(bytes_.substr(nameAt, nameAt == bytes_.size() ? 0 : number(at + 26, 2)));
-            const bool isName = !name.empty() && name.size() < kLongestTold &&
+            const bool isName = !name.empty() && name.size() < kLongestUnsure &&
                                 std::all_of(name.begin(), name.end(), [](unsigned char c) { return c >= ' '; });
             add({isName ? name : "entry at byte " + std::to_string(at), "", {}, false}, at, Standing::Unlisted);
         }
     }
 
-    std::uint64_t takeDamaged(const LocalHeader& header, const ZipRecord* record, const Tellers& tellers) {
-        const std::size_t end = endOfDamaged(header, tellers);
+    std::uint64_t takeDamaged(const LocalHeader& header, const ZipRecord* record, const Witnesses& witnesses) {
+        const std::size_t end = endOfDamaged(header, witnesses);
         const bool isListed = record != nullptr && left_.at(header.name).at == header.offset;
         const bool isOfOtherFile = index_.isWhole && isOutside(header.offset) && leftByPlace_.count(header.at) == 0;
         if (isListed || isOfOtherFile || (record == nullptr && !index_.isWhole)) {
-            add({header.name, "", remainsAt(header.dataAt, end, tellers), false}, header.offset,
+            add({header.name, "", remainsAt(header.dataAt, end, witnesses), false}, header.offset,
                 isListed        ? Standing::Listed
                 : isOfOtherFile ? Standing::Outside
                                 : Standing::Unlisted);
@@ -376,12 +377,12 @@ private:
     }
 
     /// Where the data end by their recorded size, when something begins there; else the next signature.
-    std::size_t endOfDamaged(const LocalHeader& header, const Tellers& tellers) const {
-        for (const ZipRecord* teller : tellers) {
-            const std::uint64_t end = header.dataAt + teller->storedSize;
-            const bool isCutOff = end > bytes_.size() && teller->method == 0 && teller->storedSize == teller->size &&
+    std::size_t endOfDamaged(const LocalHeader& header, const Witnesses& witnesses) const {
+        for (const ZipRecord* witness : witnesses) {
+            const std::uint64_t end = header.dataAt + witness->storedSize;
+            const bool isCutOff = end > bytes_.size() && witness->method == 0 && witness->storedSize == witness->size &&
                                   index_.records.empty();
-            if (tellsSizes(*teller) && (end == bytes_.size() || isCutOff || isBoundary(end))) {
+            if (statesSizes(*witness) && (end == bytes_.size() || isCutOff || isBoundary(end))) {
                 return static_cast<std::size_t>(std::min<std::uint64_t>(end, bytes_.size()));
             }
         }
@@ -450,11 +451,11 @@ private:
         return possible;
     }
 
-    std::optional<Found> read(std::size_t at, const Tellers& tellers, std::uint64_t bound) {
+    std::optional<Found> read(std::size_t at, const Witnesses& witnesses, std::uint64_t bound) {
         std::optional<Found> found;
-        const bool isDeflated = tellers.front()->method == kDeflated;
+        const bool isDeflated = witnesses.front()->method == kDeflated;
         for (const bool inflates : {isDeflated, !isDeflated}) {
-            found = inflates ? readDeflated(at, tellers) : readStored(at, tellers, bound);
+            found = inflates ? readDeflated(at, witnesses) : readStored(at, witnesses, bound);
             if (found) {
                 break;
             }
@@ -462,21 +463,21 @@ private:
         return found;
     }
 
-    std::optional<Found> readDeflated(std::size_t at, const Tellers& tellers) {
-        std::optional<Inflater::Inflated> inflated = inflater_.whole(bytes_.substr(at), tellers.front()->size);
+    std::optional<Found> readDeflated(std::size_t at, const Witnesses& witnesses) {
+        std::optional<Inflater::Inflated> inflated = inflater_.whole(bytes_.substr(at), witnesses.front()->size);
         if (!inflated) {
             return std::nullopt;
         }
         Found found{std::move(inflated->content), at + inflated->consumed};
         const std::uint32_t crc = crcOf(found.content);
-        const bool isTold = std::any_of(tellers.begin(), tellers.end(), [&](const ZipRecord* teller) {
-            return tellsChecksum(*teller) && teller->crc == crc;
+        const bool isStated = std::any_of(witnesses.begin(), witnesses.end(), [&](const ZipRecord* witness) {
+            return statesChecksum(*witness) && witness->crc == crc;
         });
         // A descriptor counts for a local header only: a record may be one of another entry.
-        const bool isOwn = std::any_of(tellers.begin(), tellers.end(), [&](const ZipRecord* teller) {
-            return teller->at == teller->offset && crcBehind(found.end) == crc;
+        const bool isOwn = std::any_of(witnesses.begin(), witnesses.end(), [&](const ZipRecord* witness) {
+            return witness->at == witness->offset && crcBehind(found.end) == crc;
         });
-        return isTold || isOwn ? std::make_optional(std::move(found)) : std::nullopt;
+        return isStated || isOwn ? std::make_optional(std::move(found)) : std::nullopt;
     }
 
     /// The checksum in the data descriptor at a place, which may have a signature.
@@ -485,28 +486,28 @@ private:
         return bytes_.size() - at >= kDescriptor.size() + 4 ? number(place, 4) : kInZip64 + 1;
     }
 
-    std::optional<Found> readStored(std::size_t at, const Tellers& tellers, std::uint64_t bound) {
-        for (const ZipRecord* teller : tellers) {
-            for (const std::uint64_t size : {teller->storedSize, teller->size}) {
-                const bool fits = tellsSizes(*teller) && size <= std::min(bytes_.size() - at, kMostInflated);
+    std::optional<Found> readStored(std::size_t at, const Witnesses& witnesses, std::uint64_t bound) {
+        for (const ZipRecord* witness : witnesses) {
+            for (const std::uint64_t size : {witness->storedSize, witness->size}) {
+                const bool fits = statesSizes(*witness) && size <= std::min(bytes_.size() - at, kMostInflated);
                 const std::size_t end = fits ? at + static_cast<std::size_t>(size) : at;
-                if (fits && crcOf(at, end) == teller->crc && (size != 0 || isNothingAt(at, tellers))) {
+                if (fits && crcOf(at, end) == witness->crc && (size != 0 || isNothingAt(at, witnesses))) {
                     return stored(at, end);
                 }
             }
         }
-        const bool isStreamed = std::any_of(tellers.begin(), tellers.end(), [](const ZipRecord* teller) {
-            return (teller->flags & kHasDescriptor) != 0 && teller->method != kDeflated;
+        const bool isStreamed = std::any_of(witnesses.begin(), witnesses.end(), [](const ZipRecord* witness) {
+            return (witness->flags & kHasDescriptor) != 0 && witness->method != kDeflated;
         });
         return isStreamed ? readStreamed(at, bound) : std::nullopt;
     }
 
     /// Whether the record and the header of an entry both say that it is empty. Nothing has the checksum 0, as has a
     /// header whose numbers were lost.
-    bool isNothingAt(std::size_t at, const Tellers& tellers) const {
+    bool isNothingAt(std::size_t at, const Witnesses& witnesses) const {
         return (at == bytes_.size() || isBoundary(at)) &&
-               std::all_of(tellers.begin(), tellers.end(),
-                           [](const ZipRecord* teller) { return !tellsSizes(*teller) || teller->size == 0; });
+               std::all_of(witnesses.begin(), witnesses.end(),
+                           [](const ZipRecord* witness) { return !statesSizes(*witness) || witness->size == 0; });
     }
 
     static std::uint32_t crcOf(const fl::Bytes& content) { return libdeflate_crc32(0, content.data(), content.size()); }
@@ -536,10 +537,10 @@ private:
         const std::uint64_t size = end - at;
         for (const std::size_t signature : {std::size_t{0}, kDescriptor.size()}) {
             const std::size_t sizeAt = end + signature + 4;
-            const bool isTold = sizeAt + 4 <= bytes_.size() &&
-                                static_cast<unsigned char>(bytes_[sizeAt]) == (size & 255U) &&
-                                number(sizeAt, 4) == size && (signature == 0 || standsAt(end, kDescriptor));
-            if (isTold && (size != 0 || signature != 0) && size <= unsearched_) {
+            const bool isStated = sizeAt + 4 <= bytes_.size() &&
+                                  static_cast<unsigned char>(bytes_[sizeAt]) == (size & 255U) &&
+                                  number(sizeAt, 4) == size && (signature == 0 || standsAt(end, kDescriptor));
+            if (isStated && (size != 0 || signature != 0) && size <= unsearched_) {
                 unsearched_ -= size;
                 if (number(sizeAt - 4, 4) == crcOf(at, end)) {
                     return true;
@@ -550,16 +551,16 @@ private:
     }
 
     /// As much as can be read of an entry that is not whole.
-    fl::Bytes remainsAt(std::size_t at, std::size_t bound, const Tellers& tellers) {
-        const ZipRecord& teller = *tellers.front();
+    fl::Bytes remainsAt(std::size_t at, std::size_t bound, const Witnesses& witnesses) {
+        const ZipRecord& witness = *witnesses.front();
         const std::string_view data = bytes_.substr(at, std::max(at, bound) - at);
-        const std::uint64_t size = tellsSizes(teller) ? teller.size : kMostInflated;
-        if (teller.method == kDeflated) {
+        const std::uint64_t size = statesSizes(witness) ? witness.size : kMostInflated;
+        if (witness.method == kDeflated) {
             return inflater_.prefix(data, size);
         }
         const std::string_view kept =
             data.substr(0, static_cast<std::size_t>(std::min<std::uint64_t>(size, kMostInflated)));
-        return teller.method == 0 ? fl::Bytes(kept.begin(), kept.end()) : fl::Bytes();
+        return witness.method == 0 ? fl::Bytes(kept.begin(), kept.end()) : fl::Bytes();
     }
 
     void add(ZipPiece piece, std::uint64_t at, Standing standing) {

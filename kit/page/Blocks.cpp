@@ -53,7 +53,8 @@ std::size_t nextElement(const std::vector<XmlNode>& siblings, std::size_t at) {
     return at;
 }
 
-/// The pieces that stand in lines; each other one that text follows is told in its place, as it stands behind the line.
+/// The pieces that stand in lines. Any other one, which is shown behind its line, leaves a remark in its place where
+/// text follows it.
 std::vector<Piece> withPlaces(const std::vector<Piece>& pieces) {
     const auto lastShown = std::find_if(pieces.rbegin(), pieces.rend(), [](const Piece& piece) {
                                return isInline(piece) && isShown(piece);
@@ -92,7 +93,7 @@ void Blocks::write(const XmlNode* root) {
     for (const std::string& id : links_->idsLeft()) {
         out_->element("span", {{"id", id}}, "");
     }
-    listing_.tellRest();
+    listing_.writeRest();
 }
 
 void Blocks::writeInside(const XmlNode& node) {
@@ -352,8 +353,8 @@ void Blocks::writeApart(const Piece& piece, const Markup* caption) {
     out_->close();
 }
 
-/// A heading holds no pictures or boxes: they stand before it, where they begin it, or else behind it, and are told of
-/// in their place.
+/// A heading holds no pictures or boxes: those that begin it stand before it, all others behind it, with a remark in
+/// their place.
 void Blocks::writeHeading(int style, const Item& item, const std::vector<Piece>& pieces) {
     const auto first = std::find_if(pieces.begin(), pieces.end(),
                                     [](const Piece& piece) { return isInline(piece) && isShown(piece); });

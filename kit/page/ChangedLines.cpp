@@ -20,8 +20,11 @@ namespace flowbook::kit {
 
 namespace {
 
+// As many lines around a change as diff(1) shows with -u.
 constexpr std::size_t kAround = 3;
+// The label of text that stands in a paragraph of code, which has no number of its own.
 constexpr char kBeside[] = "beside";
+// A browser lays out a table of so many rows in seconds. Comparing words takes time that grows with their square.
 constexpr std::size_t kMostRows = 20000;
 constexpr std::size_t kLongestForWords = 10000;
 
@@ -32,6 +35,7 @@ public:
 
     void add(std::string_view text, const std::string& look) {
         if (!text.empty() && look != last_) {
+            // Lengths are part of the look, so that a stretch that became longer or shorter is seen as a change of it.
             line_.look += std::to_string(length_) + last_ + ";";
             last_ = look;
             length_ = 0;
@@ -71,6 +75,8 @@ public:
 private:
     void collectOne(const XmlNode& node, bool isBody) {
         if (node.local == "AlternateContent") {
+            // Only what a page shows of the alternatives counts. The library finds no code in them, so here it is none
+            // too.
             forEachShown(node, [&](const XmlNode& each) { collectOne(each, false); });
         } else if (node.local == "p") {
             addParagraph(node, isBody);
@@ -98,9 +104,12 @@ private:
         const XmlNode* const code = isBody ? codeIn(paragraph) : nullptr;
         const std::vector<Piece> pieces = piecesOf(paragraph, &definitions_.styles());
         VersionLine line{"", std::string(styleOf(paragraph)), false, description_.ofParagraph(paragraph)};
+        // The markup itself is never shown, so its hash is enough to see that it changed, and takes no memory of its
+        // size.
         line.markup = std::hash<std::string>()(description_.ofMarkup(paragraph));
         if (code != nullptr) {
             addLines({code->allText(), "", true, line.look, line.markup});
+            // The code has its own lines, with numbers; what stands beside it in the paragraph follows without one.
             line.label = kBeside;
         }
         addText(pieces, code, line);
@@ -156,6 +165,7 @@ private:
     /// Adds a line for each of the given one's text.
     void addLines(const VersionLine& whole) {
         std::string_view text = whole.text;
+        // An empty text is a line too, and a line feed at the end begins another one.
         for (bool isMore = true; isMore;) {
             const std::size_t end = text.find('\n');
             isMore = end != std::string_view::npos;
@@ -173,6 +183,7 @@ private:
     std::size_t number_ = 0;
 };
 
+// Bytes of 0x80 and above belong to words, so no character of UTF-8 is cut in the middle.
 bool isWordByte(char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_' || (c & 0x80) != 0; }
 
 std::vector<std::string_view> wordsIn(std::string_view line) {
@@ -233,7 +244,8 @@ std::pair<MarkedLine, MarkedLine> markedLines(std::string_view before, std::stri
         b.marks.emplace_back(each.bBegin, each.bEnd);
         changed += lengthOf(a.words, each.aBegin, each.aEnd) + lengthOf(b.words, each.bBegin, each.bEnd);
     }
-    // Words that two different lines share by chance would be read as what stayed.
+    // Words that two different lines share by chance would be read as what stayed, so a line is marked whole when more
+    // than three quarters of it changed.
     if (4 * changed > 3 * (before.size() + after.size())) {
         a.marks = {{0, a.words.size()}};
         b.marks = {{0, b.words.size()}};
@@ -247,6 +259,8 @@ std::vector<std::string> keysOf(const std::vector<VersionLine>& lines, std::size
     keys.reserve(end - begin);
     for (; begin < end; ++begin) {
         const VersionLine& line = lines[begin];
+        // A line feed cannot stand in a label or a line, so no two different lines have one key. The numbers of code
+        // lines are left out: one added line would change all that follow.
         keys.push_back((line.isCode ? "code\n" : line.label + "\n") + line.text);
     }
     return keys;
@@ -287,12 +301,13 @@ public:
 private:
     bool mayWrite() {
         const bool may = rows_ < kMostRows;
+        // Rows beyond the limit are counted and not written; the count of changes has them all.
         ++(may ? rows_ : unshown_);
         return may;
     }
 
-    /// Long stretches without a change would hide the changes, so only the lines next to one are shown.
-    /// The lines up to the next difference, or those next to it where there are many.
+    /// Writes the lines up to the next difference. Where there are many, only those next to a difference are shown,
+    /// since long stretches without a change would hide the changes.
     void writeSame(std::size_t begin, std::size_t end, std::size_t bEnd, bool isFirst, bool isLast = false) {
         const std::size_t count = end - begin;
         const std::size_t head = isFirst ? 0 : std::min(count, kAround);
@@ -322,6 +337,7 @@ private:
         const std::size_t added = each.bEnd - each.bBegin;
         count_.removed += removed;
         count_.added += added;
+        // The difference was found with looks. Without them some lines may be the same; these stand beside each other.
         // Lines whose text is the same stand beside each other.
         const std::vector<std::string> a = keysOf(*before_, each.aBegin, each.aEnd);
         const std::vector<std::string> b = keysOf(*after_, each.bBegin, each.bEnd);

@@ -33,7 +33,7 @@ VersionText textOf(const Document& document, const fl::Bytes& remains);
 std::vector<VersionLine> linesOf(const std::string& text);
 
 /// Writes where two versions differ, with some lines around, as a table of two columns that a narrow page shows as one.
-/// Lines of the same text that look different are told as such. Writes nothing when they do not differ.
+/// Lines of the same text that look different are marked as such. Writes nothing when the versions are the same.
 ChangesCount writeChangedLines(Markup& out, std::string_view label, const std::vector<VersionLine>& before,
                                const std::vector<VersionLine>& after);
 

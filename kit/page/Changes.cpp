@@ -90,6 +90,7 @@ public:
                     ? "The contents are the same."
                     : "What the versions show is the same. They differ in what is not compared here, such as ids.");
         }
+        // Against nothing every line counts as added, which would be no count of changes.
         count_ = canCompare ? count_ : ChangesCount();
     }
 
@@ -106,7 +107,7 @@ private:
             return before_.document == nullptr || after_.document == nullptr ||
                    contentDigest(*before_.document) == contentDigest(*after_.document);
         } catch (const opc::Exception&) {
-            return true;  // What cannot be read is the same by what can be told of it.
+            return true;  // Of what cannot be read only the faults can be compared, which the tables do.
         }
     }
 
@@ -141,6 +142,7 @@ private:
     void writeProperties(Markup& out) {
         const Values before = propertiesOf(before_);
         const Values after = propertiesOf(after_);
+        // Names of both versions count, so that a property that only one of them has is shown as well.
         std::vector<std::string> names = namesIn(before, after);
         names.erase(std::remove_if(names.begin(), names.end(),
                                    [&](const auto& name) { return valueIn(before, name) == valueIn(after, name); }),
@@ -215,8 +217,8 @@ private:
         try {
             code = side.document->codePart();
         } catch (const opc::Exception&) {
-            // The code part cannot be found.
-            // The comparison of the text shows it.
+            // The code part cannot be found. The comparison of the text reports it, so here it is one part among
+            // others.
         }
         for (const Part& part : side.document->package().getParts()) {
             if (!isCoreProperties(part) && (!code || code->getName().folded() != part.getName().folded())) {
@@ -268,6 +270,7 @@ private:
         for (auto at = changed.begin(); at != changed.end(); ++at) {
             const auto& [before, after] = at->second;
             if (before.part && !after.part) {
+                // Size and digest are in it, so parts that agree in it have the same content.
                 gone.emplace(before.type + before.about, at);
             }
         }
@@ -295,6 +298,7 @@ private:
         writeSide(out, "Before", before_, a, isPictures);
         writeSide(out, "After", after_, b, isPictures);
         out.close();
+        // Where one version has no such part, all lines would be changes; the size and the digest say enough then.
         if (!isPictures && a.part && b.part && isComparable(a) && isComparable(b)) {
             faults_.attempt(out, [&] {
                 writeChangedLines(out, name, linesOf(textIn(contentOf(*a.part))), linesOf(textIn(contentOf(*b.part))));

@@ -66,7 +66,7 @@ void CodeListing::finish() {
     gathered_ = 0;
 }
 
-void CodeListing::tellRest() {
+void CodeListing::writeRest() {
     if (unshownCount_ != 0) {
         writeNotice(*out_, "Too long to be shown whole",
                     counted(unshownCount_, "line") + " of code after line " + grouped(lineCount_) + " left out.");

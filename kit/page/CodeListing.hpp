@@ -22,7 +22,7 @@ public:
     void finish();
 
     /// Says what a page is too small for.
-    void tellRest();
+    void writeRest();
 
     /// How many lines of code there are, those included that are not shown.
     std::size_t lineCount() const noexcept { return lineCount_ + unshownCount_; }

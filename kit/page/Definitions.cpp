@@ -2,7 +2,6 @@
 
 #include "fl/i18n/Conversion.hpp"
 #include "kit/document/Characters.hpp"
-#include "kit/page/Notes.hpp"
 
 #include <utility>
 
@@ -33,7 +32,7 @@ XmlTree Definitions::read(const Document& document, const std::vector<Relationsh
         if (!part) {
             continue;
         }
-        tree = readBesideDocument(document, *part, faults_);
+        tree = readPartTree(document, *part, faults_);
     }
     return tree;
 }

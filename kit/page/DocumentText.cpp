@@ -52,9 +52,9 @@ void writeNote(Markup& out, const Notes::Note& note, const std::string& id, cons
     out.close().append(text).close();
 }
 
-void tellAll(Markup& out, Faults& faults, const std::vector<PageFault>& found) {
+void showAll(Markup& out, Faults& faults, const std::vector<PageFault>& found) {
     for (const PageFault& fault : found) {
-        faults.tell(out, fault.words, fault.isOfLimit);
+        faults.show(out, fault.words, fault.isOfLimit);
     }
 }
 
@@ -70,16 +70,16 @@ DocumentText::DocumentText(const Document& document, const fl::Bytes* remains) :
     }
 }
 
-void DocumentText::tellFaults(Markup& out, Faults& faults) const {
+void DocumentText::showFaults(Markup& out, Faults& faults) const {
     const bool isMended = !code_.fault.empty() && !code_.rest;
     if (isMended) {
-        faults.tell(out, code_.fault);
+        faults.show(out, code_.fault);
         out.open("p", {{"class", "remark"}, {"lang", "en"}});
         out.text("All text that is left of the damaged document is shown, as code where it seems to have been code. "
                  "\uFFFD stands for what is no character.");
         out.close();
     } else if (code_.encoding != XmlEncoding::Utf8) {
-        faults.tell(out, document_->where(*part_) + ": is not UTF-8, as its readers expect; this page reads it as it "
+        faults.show(out, document_->where(*part_) + ": is not UTF-8, as its readers expect; this page reads it as it "
                                                     "declares to be");
     }
 }
@@ -88,14 +88,14 @@ std::optional<std::size_t> DocumentText::write(Markup& out, Figures& figures, Fa
     if (!part_) {
         return std::nullopt;
     }
-    tellFaults(out, faults);
+    showFaults(out, faults);
     const Definitions& definitions = *definitions_;
-    tellAll(out, faults, definitions.faults());
+    showAll(out, faults, definitions.faults());
     const XmlNode* const root = code_.tree.root();
     Headings headings(root == nullptr ? std::vector<int>() : headingStylesIn(*root, definitions.styles()));
     Markup text;
     const Notes notes(*document_);
-    tellAll(out, faults, notes.faults());
+    showAll(out, faults, notes.faults());
     Links links(figures, notes, root);
     Blocks blocks(text, figures, links, definitions, headings);
     blocks.write(root);
@@ -107,7 +107,7 @@ std::optional<std::size_t> DocumentText::write(Markup& out, Figures& figures, Fa
     }
     out.append(text);
     if (code_.rest) {
-        faults.tell(out, code_.fault);
+        faults.show(out, code_.fault);
         writeRest(out, stored_, *code_.rest);
     }
     out.append(ofNotes);

@@ -32,7 +32,7 @@ public:
     std::string language() const;
 
 private:
-    void tellFaults(Markup& out, Faults& faults) const;
+    void showFaults(Markup& out, Faults& faults) const;
     bool writeNotes(Markup& out, Figures& figures, Links& links, Headings& headings, const Notes& notes) const;
 
     const Document* document_;

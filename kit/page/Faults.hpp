@@ -1,5 +1,7 @@
 #pragma once
 
+#include "kit/document/Document.hpp"
+#include "kit/document/XmlTree.hpp"
 #include "kit/page/Markup.hpp"
 #include "opc/Exception.hpp"
 
@@ -29,7 +31,7 @@ public:
     /// @param inWords  puts a message of the library as the reader is to see it; may be empty.
     explicit Faults(Words inWords) : inWords_(std::move(inWords)) {}
 
-    void tell(Markup& out, const std::string& message, bool isOfLimit = false);
+    void show(Markup& out, const std::string& message, bool isOfLimit = false);
 
     /// Does `work`, which must leave no element open when it throws.
     template <class Work>
@@ -39,9 +41,9 @@ public:
         } catch (const std::bad_alloc&) {
             throw;
         } catch (const opc::Exception& failure) {
-            tell(out, failure.what(), failure.kind() == opc::ErrorKind::LimitExceeded);
+            show(out, failure.what(), failure.kind() == opc::ErrorKind::LimitExceeded);
         } catch (const std::exception& failure) {
-            tell(out, failure.what());
+            show(out, failure.what());
         }
     }
 
@@ -51,5 +53,9 @@ private:
     Words inWords_;
     std::vector<PageFault> all_;
 };
+
+/// Reads a part that belongs to the document, such as its styles or its footnotes, as far as it can be read.
+/// @param faults  gets the reason for what cannot be read; the rest of the page does without it.
+XmlTree readPartTree(const Document& document, const opc::model::Part& part, std::vector<PageFault>& faults);
 
 }  // namespace flowbook::kit

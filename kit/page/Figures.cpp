@@ -114,7 +114,7 @@ void Figures::write(Markup& out, const std::string& relationship, const std::str
         writePart(out, *part, words, caption);
         return;
     }
-    faults_->tell(out, "a picture is missing: relationship " + relationship);
+    faults_->show(out, "a picture is missing: relationship " + relationship);
     writeWords(out, words);
     if (caption != nullptr) {
         out.open("p").append(*caption).close();

@@ -67,14 +67,14 @@ std::pair<std::string, std::string> Links::noteOf(const XmlNode& node) {
     if (!notes_->has(name)) {
         return {};
     }
-    const bool isFirst = toldNotes_.insert(name).second;
+    const bool isFirst = shownNotes_.insert(name).second;
     auto [id, place] = idsOfNote(name);
     return {"#" + id, isFirst ? place : ""};
 }
 
 std::pair<std::string, std::string> Links::idsOfNote(const std::string& name) const {
     const std::string id = "note-" + idWith(name);
-    return {id, toldNotes_.count(name) == 0 ? "" : "to-" + id};
+    return {id, shownNotes_.count(name) == 0 ? "" : "to-" + id};
 }
 
 std::vector<std::string> Links::idsLeft() const {

@@ -43,7 +43,7 @@ private:
 
     const Figures* figures_;
     const Notes* notes_;
-    std::set<std::string> toldNotes_;                     ///< names of those that a place refers to
+    std::set<std::string> shownNotes_;                    ///< names of those that a place refers to
     std::map<std::string, bool, std::less<>> bookmarks_;  ///< by name; whether the place was written
     std::size_t bytes_ = 0;
 };

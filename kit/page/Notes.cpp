@@ -14,9 +14,6 @@ using opc::model::Relationship;
 
 namespace {
 
-// Definitions and notes of real documents have some thousands.
-constexpr std::size_t kMostNodes = 500000;
-
 /// The parts of notes, by the end of the type of the relationship that leads to them.
 constexpr struct {
     std::string_view type;
@@ -42,7 +39,7 @@ Notes::Notes(const Document& document) {
             continue;
         }
         parts_.push_back(
-            {readBesideDocument(document, *part, faults_), part->getRelationships(opc::model::ExcludeMode::None)});
+            {readPartTree(document, *part, faults_), part->getRelationships(opc::model::ExcludeMode::None)});
         const XmlNode* const root = parts_.back().tree.root();
         if (root != nullptr && kind->isOne) {
             add(named(kind->called, fl::i18n::to_string(each.getID())), *root);
@@ -61,19 +58,6 @@ void Notes::add(std::string name, const XmlNode& text) {
         std::string about(text.attribute("author"));
         about += (about.empty() || text.attribute("date").empty() ? "" : ", ") + std::string(text.attribute("date"));
         all_.push_back({std::move(name), std::move(about), &text, parts_.size() - 1});
-    }
-}
-
-XmlTree readBesideDocument(const Document& document, const opc::model::Part& part, std::vector<PageFault>& faults) {
-    try {
-        XmlTree tree = readXmlTree(contentOf(part), document.where(part), XmlEncoding::AsDeclared, kMostNodes);
-        if (!tree.fault.empty()) {
-            faults.push_back({tree.fault, tree.isOverLimit});
-        }
-        return tree;
-    } catch (const opc::Exception& failure) {
-        faults.push_back({failure.what(), failure.kind() == opc::ErrorKind::LimitExceeded});
-        return {};
     }
 }
 

@@ -18,7 +18,7 @@ class Notes {
 public:
     struct Note {
         std::string name;   ///< as nameOfNote() has it
-        std::string about;  ///< who wrote it and when; empty when it does not tell
+        std::string about;  ///< who wrote it and when; empty when it does not say so
         const XmlNode* text;
         std::size_t part;  ///< for relationshipsOf()
     };
@@ -54,9 +54,5 @@ private:
     std::vector<Note> all_;
     std::map<std::string, std::size_t, std::less<>> names_;
 };
-
-/// The tree of a part beside the document, as far as it can be read.
-/// @param faults  gets why something of it cannot be read.
-XmlTree readBesideDocument(const Document& document, const opc::model::Part& part, std::vector<PageFault>& faults);
 
 }  // namespace flowbook::kit

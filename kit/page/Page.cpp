@@ -51,8 +51,8 @@ public:
 
     Page write() {
         Markup start;
-        tellDamage(start);
-        tellForm(start);
+        showDamage(start);
+        showForm(start);
         readProperties(start);
         writeText();
         Markup body;
@@ -71,20 +71,20 @@ public:
     }
 
 private:
-    void tellDamage(Markup& out) {
+    void showDamage(Markup& out) {
         if (options_->damage) {
-            faults_.tell(out, options_->damage->reason);
+            faults_.show(out, options_->damage->reason);
             writeLosses(out, *options_->damage);
         }
     }
 
-    void tellForm(Markup& out) {
+    void showForm(Markup& out) {
         faults_.attempt(out, [this] { form_ = document_->form(); });
     }
 
     void readProperties(Markup& out) {
         properties_ = document_->properties();
-        tellFaults(out);
+        showFaults(out);
         Markup ignored;
         Faults known({});  // The same faults, which stand above.
         known.attempt(ignored, [this] { furtherProperties_ = furtherPropertiesOf(*document_); });
@@ -101,11 +101,11 @@ private:
     }
 
     /// One fault may be that of several properties.
-    void tellFaults(Markup& out) {
+    void showFaults(Markup& out) {
         std::string_view last;
         for (const Property& property : properties_) {
             if (!property.fault.empty() && property.fault != last) {
-                faults_.tell(out, property.fault, property.isOfLimit);
+                faults_.show(out, property.fault, property.isOfLimit);
             }
             last = property.fault;
         }

@@ -94,26 +94,26 @@ private:
         } else if (!isSettings(node) && !addText(node, look) && !addApart(node, look)) {
             collectInside(node, lookInside(node, look));
             if (isOneOf(node.local, {"drawing", "pict", "object"})) {
-                tellWords(look);
+                addWords(look);
             }
         }
     }
 
     /// A drawing without a picture, such as a shape, may have a description that is all that can be shown of it.
     /// Words about a drawing that no picture took would otherwise be lost.
-    void tellWords(const Look& look) {
-        if (!areWordsTold_) {
+    void addWords(const Look& look) {
+        if (!areWordsAdded_) {
             add(Piece::Kind::Remark, "drawing: " + words_, look);
         }
         words_.clear();
-        areWordsTold_ = true;
+        areWordsAdded_ = true;
     }
 
     void takeWords(std::string words, const Look& look) {
         if (!words.empty() && words != words_) {
-            tellWords(look);
+            addWords(look);
             words_ = std::move(words);
-            areWordsTold_ = false;
+            areWordsAdded_ = false;
         }
     }
 
@@ -179,8 +179,8 @@ private:
         if (isFormula(node)) {
             add(Piece::Kind::Formula, "", look, &node);
         } else if (isOneOf(node.local, {"txbxContent", "p", "tbl"})) {
-            if (!areWordsTold_) {
-                tellWords(look);
+            if (!areWordsAdded_) {
+                addWords(look);
             }
             add(Piece::Kind::Blocks, "", look, &node);
         } else if (node.local == "AlternateContent") {
@@ -223,7 +223,7 @@ private:
         // A linked picture is not in the flowbook, and nothing outside is ever loaded.
         if (!stored.empty() || linked.empty()) {
             add(Piece::Kind::Picture, std::string(stored), look, &node);
-            areWordsTold_ = true;
+            areWordsAdded_ = true;
         } else {
             add(Piece::Kind::Remark, "picture outside of the flowbook, relationship " + std::string(linked), look);
         }
@@ -288,7 +288,7 @@ private:
     Alternatives alternatives_;
     std::vector<Field> fields_;  ///< that have begun and not ended, the innermost last
     std::string words_;          ///< about the drawing that is being read
-    bool areWordsTold_ = true;
+    bool areWordsAdded_ = true;
 };
 
 }  // namespace

@@ -44,7 +44,7 @@ public:
     /// How the text of a run looks. @param properties  of the run; may be null. @param around  as lookOf() returns.
     Look lookOfRun(const XmlNode* properties, const Look& around) const;
 
-    /// The language of text that names none (BCP 47); empty when the styles do not tell.
+    /// The language of text that names none (BCP 47); empty when the styles name none either.
     const std::string& language() const noexcept { return language_; }
 
 private:

@@ -1,4 +1,4 @@
-#include "commands/Change.hpp"
+#include "commands/NewContent.hpp"
 
 #include "fl/i18n/Conversion.hpp"
 #include "flowbook/FlowbookFileUtils.hpp"
@@ -37,13 +37,15 @@ std::u16string asStored(const std::u16string& code) {
     return text;
 }
 
-bool hasCode(const Change& change, const kit::Document& document) {
+/// Whether no code is given, or the flowbook has it already in a form that may stay. A save that changes nothing would
+/// change the file's time and make a commit of it.
+bool needsNoNewCode(const NewContent& content, const kit::Document& document) {
     const kit::CodeForm form = document.form();
-    if (change.rich) {
-        return form == kit::CodeForm::Rich && document.storedCode() == *change.rich;
+    if (content.rich) {
+        return form == kit::CodeForm::Rich && document.storedCode() == *content.rich;
     }
-    const bool isReadable = form == kit::CodeForm::Plain || (form == kit::CodeForm::Rich && !change.flatten);
-    return !change.code || (isReadable && document.code() == asStored(*change.code));
+    const bool isReadable = form == kit::CodeForm::Plain || (form == kit::CodeForm::Rich && !content.flatten);
+    return !content.code || (isReadable && document.code() == asStored(*content.code));
 }
 
 void requireOnlyCode(const kit::Document& document) {
@@ -56,48 +58,48 @@ void requireOnlyCode(const kit::Document& document) {
     }
 }
 
-void requireReplaceable(const Change& change, const kit::Document& document) {
-    if (document.form() == kit::CodeForm::Encrypted && !change.replaceEncrypted) {
+void requireReplaceable(const NewContent& content, const kit::Document& document) {
+    if (document.form() == kit::CodeForm::Encrypted && !content.replaceEncrypted) {
         throw Failure(ExitCode::Encrypted, "the code is encrypted; --replace-encrypted replaces it");
     }
 }
 
 /// The rich code document with this plain code in its paragraphs; nothing when it is not clear which line belongs
 /// where.
-std::optional<Bytes> withCodeInParagraphs(const Change& change, const kit::Document& document) {
-    if (change.flatten || document.form() != kit::CodeForm::Rich || !document.richText().fault.empty()) {
+std::optional<Bytes> withCodeInParagraphs(const NewContent& content, const kit::Document& document) {
+    if (content.flatten || document.form() != kit::CodeForm::Rich || !document.richText().fault.empty()) {
         return std::nullopt;
     }
     const Bytes stored = document.storedCode();
-    const auto divided = kit::divideCode(kit::codeParagraphs(stored), fl::i18n::to_string(*change.code));
+    const auto divided = kit::divideCode(kit::codeParagraphs(stored), fl::i18n::to_string(*content.code));
     return divided ? std::make_optional(kit::withCodeParagraphs(stored, *divided)) : std::nullopt;
 }
 
-/// What is left to do of a change.
+/// The part of the new content that the flowbook does not have yet.
 struct Rest {
-    Change change;
+    NewContent content;
     bool isAny = true;          ///< whether anything is
     bool hasConflicts = false;  ///< whether a merge left something that is settled with the code
 };
 
 /// @throws Failure when the code would replace more than code.
-Rest restOf(const Change& change, const Input& input) {
+Rest restOf(const NewContent& content, const Input& input) {
     const kit::Document document = openDocument(input);
-    Rest rest{change};
-    if (hasCode(change, document)) {
-        rest.change.code.reset();
-        rest.change.rich.reset();
-        rest.isAny = !change.properties.agreeWith(document.properties());
+    Rest rest{content};
+    if (needsNoNewCode(content, document)) {
+        rest.content.code.reset();
+        rest.content.rich.reset();
+        rest.isAny = !content.properties.agreeWith(document.properties());
         return rest;
     }
-    requireReplaceable(change, document);
+    requireReplaceable(content, document);
     rest.hasConflicts = !document.package().getRelationshipsByType(kit::kConflictType).empty();
-    if (change.code) {
-        rest.change.rich = withCodeInParagraphs(change, document);
+    if (content.code) {
+        rest.content.rich = withCodeInParagraphs(content, document);
     }
-    if (rest.change.rich) {
-        rest.change.code.reset();
-    } else if (!change.flatten) {
+    if (rest.content.rich) {
+        rest.content.code.reset();
+    } else if (!content.flatten) {
         requireOnlyCode(document);
     }
     return rest;
@@ -117,34 +119,34 @@ void saveInPackage(const Rest& rest, const Input& input) {
     opc::zippackage::ZipPhysicalPackage container(input.name(), opc::FileSystemOpsSelector(input.storage()), true);
     Package package(container);
     package.open(OpenMode::Update);
-    if (rest.change.rich) {
-        kit::apply(kit::SetRichCode{*rest.change.rich}, package);
+    if (rest.content.rich) {
+        kit::apply(kit::SetRichCode{*rest.content.rich}, package);
     } else {
-        kit::apply(kit::SetPlainCode{*rest.change.code, true}, package);
+        kit::apply(kit::SetPlainCode{*rest.content.code, true}, package);
     }
     if (rest.hasConflicts) {
         kit::settleWithCode(package, std::nullopt);
     }
-    setProperties(package, rest.change.properties);
+    setProperties(package, rest.content.properties);
     package.close();
 }
 
-void save(const Change& change, const Input& input) {
+void save(const NewContent& content, const Input& input) {
     FlowbookFileWriter writer(input.name(), input.storage(), {});
-    if (change.code) {
-        writer.setTARMICCode(*change.code);
+    if (content.code) {
+        writer.setTARMICCode(*content.code);
     }
-    change.properties.applyTo(writer);
+    content.properties.applyTo(writer);
     writer.close(false);
 }
 
 }  // namespace
 
-bool apply(const Change& change, const Input& input, bool dryRun) {
-    const Rest rest = restOf(change, input);
+bool apply(const NewContent& content, const Input& input, bool dryRun) {
+    const Rest rest = restOf(content, input);
     if (rest.isAny && !dryRun) {
-        const bool isPackage = rest.change.rich || (rest.change.code && rest.hasConflicts);
-        isPackage ? saveInPackage(rest, input) : save(rest.change, input);
+        const bool isPackage = rest.content.rich || (rest.content.code && rest.hasConflicts);
+        isPackage ? saveInPackage(rest, input) : save(rest.content, input);
     }
     return rest.isAny;
 }

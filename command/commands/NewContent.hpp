@@ -8,8 +8,8 @@
 
 namespace flowbook::tool {
 
-/// What is to be different about a flowbook.
-struct Change {
+/// What a flowbook is to hold. What is not set here stays as it is.
+struct NewContent {
     std::optional<std::u16string> code;
     std::optional<Bytes> rich;      ///< a rich code document; not together with `code`
     bool flatten = false;           ///< whether `code` may replace a document that holds more than code
@@ -19,11 +19,11 @@ struct Change {
     bool empty() const { return !code && !rich && properties.empty(); }
 };
 
-/// Makes the change and saves, unless the flowbook is like that already or `dryRun` is set. Plain code for rich code
+/// Gives the flowbook this content and saves it, unless it has it already or `dryRun` is set. Plain code for rich code
 /// goes into its code paragraphs where it is clear which line belongs to which; all else of the document then stays.
-/// @param input  for Purpose::Update. @returns whether the flowbook was not like that.
+/// @param input  for Purpose::Update. @returns whether the flowbook had other content.
 /// @throws Failure (a negative finding) when the code would replace more than code, (encrypted) when it would replace
 ///         encrypted code; what the library throws.
-bool apply(const Change& change, const Input& input, bool dryRun = false);
+bool apply(const NewContent& content, const Input& input, bool dryRun = false);
 
 }  // namespace flowbook::tool
