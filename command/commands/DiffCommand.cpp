@@ -48,6 +48,7 @@ void diffText(Console& console, const DiffOptions& options) {
     const std::string& nameOfB = options.files[1];
     const TemporaryFolder folder;
     ExitCode limit = ExitCode::Fine;
+    // Both files have fixed names, as the names of the flowbooks may hold anything; the labels show those.
     const std::string a = folder.put("a", textOf(nameOfA, !options.noOutputs, &limit));
     const std::string b = folder.put("b", textOf(nameOfB, !options.noOutputs, &limit));
     const char* const noColour = std::getenv("NO_COLOR");
@@ -74,6 +75,7 @@ void diffHtml(Console& console, const DiffOptions& options) {
                 {options.force, true});
     }
     ExitCode limit = ExitCode::Fine;
+    // The exit code is the same with and without --html, so the same texts decide.
     const bool isSame = textOf(a, true, &limit) == textOf(b, true, &limit);
     note(console, isSame, limit);
 }
@@ -104,6 +106,7 @@ void compare(const Pair& pair, Report& report, const DiffOptions& options) {
         json.field("difference", difference);
         report.closeRecord(json, std::max(limit, isSame ? ExitCode::Fine : ExitCode::NegativeFinding));
     } else if (!isSame && !options.quiet) {
+        // The longest of the words, "removed" and "changed", and two blanks.
         constexpr std::size_t kWidth = 9;
         const std::string path = pair.after ? *pair.after : *pair.before;
         report.line(difference + std::string(kWidth - difference.size(), ' ') +
@@ -129,6 +132,8 @@ void diffFolders(Console& console, const DiffOptions& options) {
     std::vector<InputName> all;
     for (const bool isAfter : {false, true}) {
         for (const InputName& name : namesIn(options.files[isAfter ? 1 : 0], options.inputs)) {
+            // A folder that cannot be read is reported, and its flowbooks are not taken for removed ones without a
+            // word.
             if (name.problem) {
                 all.push_back(name);
                 continue;

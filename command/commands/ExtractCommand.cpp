@@ -59,6 +59,7 @@ public:
         }
         if (options_.all() || options_.code) {
             names_.take(kExtractedCode);
+            // Each piece is tried by itself, so that damage in one does not keep the others from being unpacked.
             attempt([&] { extractCode(); });
         }
         const std::vector<Part> parts = wantedParts();

@@ -28,6 +28,7 @@ std::string textOrFault(const std::string& file, bool outputs) {
     try {
         return textOf(file, outputs);
     } catch (const std::exception& failure) {
+        // git ends its log at the first file whose text conversion fails, so a damaged file gets a text as well.
         return "[damaged: " + kit::withoutControls(failure.what()) + "]\n";
     }
 }
@@ -43,6 +44,8 @@ void setUp(Console& console, const GitOptions& options) {
 }
 
 void textconv(Console& console, const GitOptions& options) {
+    // git caches texts by the command line that makes them. The form is a part of it, so that texts of an older form
+    // are not used; a command that does not write the form that git asks for says so.
     if (options.form && *options.form != kit::kTextFormVersion) {
         console.say("git is set up for another form of texts; 'flowbook git setup' renews it");
     }

@@ -182,6 +182,7 @@ private:
         try {
             if (has(request, "command", "clean")) {
                 give(cleaned(std::move(content), path));
+                // A command that was not agreed on is answered, as git waits for an answer to each.
             } else if (!has(request, "command", "smudge")) {
                 send({"status=error"});
             } else if (canDelay(request) && delayed_.take(path, content)) {
@@ -203,6 +204,7 @@ private:
 
     static std::string valueOf(const Fields& request, const std::string& key) {
         const auto found = request.find(key);
+        // Each line of a value was stored with its line feed.
         return found == request.end() ? "" : found->second.substr(0, found->second.size() - 1);
     }
 
@@ -240,6 +242,7 @@ private:
     }
 
     Bytes cleaned(Bytes content, const std::string& path) {
+        // A file that is no flowbook passes unchanged: refusing it would keep the user from committing it.
         kit::Filtered result = kit::toStoredForm(std::move(content), strips_);
         if (!result.note.empty()) {
             console_.say(printable(path) + ": " + result.note);

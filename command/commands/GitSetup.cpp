@@ -26,7 +26,9 @@ namespace {
 
 using Setting = std::pair<std::string, std::string>;
 
+// git compares names with case, unless core.ignoreCase is set, so both cases of each letter are named.
 constexpr const char* kPatterns[] = {"*.[tT][qQ][xX]", "*.[tT][qQ][aA][pP][pP]"};
+// Where git keeps the texts that it caches for "git diff" (cachetextconv).
 constexpr char kNotes[] = "refs/notes/textconv/flowbook";
 constexpr char kFormer[] = "flowbook.before.";  // opens the key under which a setting of the user's is kept
 constexpr char kFormerEnd[] = "flowbook.before.attributes";
@@ -53,6 +55,7 @@ constexpr Trait kTraits[] = {{"diff.flowbook.textconv", " git textconv", nullptr
 
 /// @returns nothing when git fails; its own message is dropped, as the callers have a better one.
 std::optional<std::string> askGit(std::vector<std::string> arguments) {
+    // A shell drops git's message; it is replaced by git, so no further process waits for git's end.
     const std::vector<std::string> silently{"sh", "-c", "exec git \"$@\" 2>/dev/null", "flowbook"};
     arguments.insert(arguments.begin(), silently.begin(), silently.end());
     Answer answer = askProgram(std::move(arguments));
@@ -100,6 +103,7 @@ public:
     }
 
     void set(Console& console, const std::string& key, const std::string& value) const {
+        // The key may have several values, and git refuses to set such a key without this option.
         requireGit({"config", scope_, "--replace-all", key, value});
         console.out().line("git config " + scope_ + " " + key + " " + inShellQuotes(printable(value)));
     }
@@ -213,6 +217,7 @@ void keepFormer(const Config& config, const std::string& key) {
     const auto* const trait =
         std::find_if(std::begin(kTraits), std::end(kTraits), [&](const Trait& each) { return each.key == key; });
     const std::vector<std::string> present = config.values(key);
+    // What was kept before is the user's own value. Running setup twice must not put ours in its place.
     if (present.empty() || config.isOurs(*trait) || !config.values(kFormer + key).empty()) {
         return;
     }
@@ -233,6 +238,8 @@ std::string topOfTree() {
 
 std::string attributesFile(bool isGlobal) {
     if (!isGlobal) {
+        // A bare repository has no tree to put a file into; elsewhere the file is committed, so that all who clone have
+        // it.
         return isBare() ? requireGit({"rev-parse", "--git-path", "info/attributes"}) : topOfTree() + "/.gitattributes";
     }
     return askGit({"config", "--global", "--type=path", "--get", "core.attributesFile"})
@@ -257,6 +264,7 @@ void writeLines(Console& console, const std::string& file, const std::vector<std
     for (const std::string& line : lines) {
         text += line + "\n";
     }
+    // The file was not ended by a line feed before the setup, and gets the very same bytes back.
     text.resize(text.size() - (isEnded || text.empty() ? 0 : 1));
     putFile(console.out(), file, Bytes(text.begin(), text.end()), {true, false});
 }
@@ -292,12 +300,14 @@ void addAttributes(Console& console, const Config& config, const std::string& fi
         if (present != lines.end() && *present == wanted) {
             continue;
         }
+        // A line of an earlier setup is changed where it stands, since of several lines the last that matches decides.
         present == lines.end() ? lines.push_back(wanted) : void(*present = wanted);
         console.out().line(printable(file) + ": " + wanted);
     }
     if (lines == old) {
         return;
     }
+    // It is noted before the file is written: a setup that is interrupted in between can be undone all the same.
     if (!end.empty() && config.values(kFormerEnd).empty()) {
         config.add(kFormerEnd, end);
     }
@@ -339,6 +349,8 @@ std::string hookFile() {
     if (!configured) {
         return requireGit({"rev-parse", "--git-path", "hooks"}) + "/pre-commit";
     }
+    // git runs hooks at the top of the tree, or in a bare repository in its folder, and takes relative paths from
+    // there.
     const bool isRelative = !kit::startsWith(*configured, "/");
     return (isRelative && !isBare() ? topOfTree() + "/" : "") + *configured + "/pre-commit";
 }
@@ -361,6 +373,7 @@ void addHook(Console& console, const std::string& command) {
         return;
     }
     writeLines(console, file, lines);
+    // git passes over a hook that is not executable without a word.
     std::filesystem::permissions(file, std::filesystem::perms(0755));
     console.out().line(printable(file) + ": a hook that checks the flowbooks of a commit");
 }
@@ -413,6 +426,7 @@ std::vector<Setting> attributesOf(const std::string& name) {
     const std::vector<std::string> answer =
         split(requireGit({"check-attr", "-z", "diff", "merge", "filter", "--", name}), '\0');
     std::vector<Setting> attributes;
+    // The answer has three fields for each attribute: the path, the attribute, the value.
     for (std::size_t i = 2; i < answer.size(); i += 3) {
         attributes.emplace_back(answer[i - 1], answer[i]);
     }
@@ -425,6 +439,7 @@ public:
     explicit SetupCheck(Console& console) : console_(console) {}
 
     bool run() {
+        // One name of each extension and of each case; other lines of the attributes may match only one of them.
         for (const char* const name : {"a.tqx", "a.TQAPP"}) {
             for (const auto& [attribute, value] : attributesOf(name)) {
                 checkAttribute(name, attribute, value);
@@ -505,6 +520,7 @@ std::string formerTool(const std::string& key) {
     for (const std::string& each : {key, kFormer + key}) {
         const auto answer = askGit({"config", "-z", "--get-all", each});
         for (const std::string& value : answer ? split(*answer, '\0') : std::vector<std::string>()) {
+            // The last value that is not ours counts, as git has it.
             tool = value == "flowbook" ? tool : value;
         }
     }

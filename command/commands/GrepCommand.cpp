@@ -58,6 +58,7 @@ std::string codeLines(const kit::Document& document) {
     return kit::codeAsLines(document.code());
 }
 
+// Never destroyed, as other threads may still search while the process ends.
 const std::vector<Place>& allPlaces() {
     static const auto& places = *new std::vector<Place>{{"code", codeLines},
                                                         {"prose", kit::proseText},
@@ -133,6 +134,7 @@ public:
     }
 
 private:
+    // The resets before and after are ripgrep's, so what reads its colours reads these.
     std::string colored(const char* color, const std::string& text) const {
         return isColored_ ? std::string("\x1b[0m\x1b[") + color + "m" + text + "\x1b[0m" : text;
     }
@@ -182,6 +184,7 @@ public:
     void match(std::size_t number, std::string_view line) {
         const bool hasContext = options_->linesBefore() + options_->linesAfter() != 0;
         const std::size_t first = before_.empty() ? number : before_.front().first;
+        // Lines that follow each other are one group, also where they were shown for two matches.
         if (hasContext && last_ != 0 && first > last_ + 1) {
             report_->line("--");
         }
@@ -266,6 +269,7 @@ private:
             return needsAll ? std::optional(Match{from, text.size() + 1}) : search_.skip(text, from);
         };
         forEachLine(text, skip, [&](std::size_t number, std::string_view line, bool isKnown) {
+            // A name or an exit code needs one match and not all of them.
             const bool isOver =
                 (options_->most && count >= most) || (count != 0 && (options_->names || options_->quiet));
             if (isOver && !printer.isWaiting()) {
@@ -274,6 +278,7 @@ private:
             if (!isOver && (isKnown || search_.wants(line))) {
                 ++count;
                 printer.match(number, line);
+                // With -m, lines after the last match are shown up to the next match, as grep(1) does it.
             } else if (isOver && search_.wants(line)) {
                 return false;
             } else {

@@ -15,6 +15,7 @@ using re2::StringPiece;
 RE2::Options optionsOf(const SearchOptions& options) {
     RE2::Options all;
     all.set_case_sensitive(!options.ignoreCase);
+    // The message about an invalid pattern is ours; RE2 would write its own to standard error as well.
     all.set_log_errors(false);
     return all;
 }
@@ -104,6 +105,7 @@ bool LineSearch::wants(std::string_view line) const {
 
 std::optional<Match> LineSearch::skip(std::string_view text, std::size_t from) const {
     if (anywhere_ == nullptr) {
+        // An end behind the text says that the line is not known to match, so each line is looked at by itself.
         return Match{from, text.size() + 1};
     }
     StringPiece found;
@@ -171,6 +173,7 @@ std::string LineSearch::replaced(std::string_view line, const std::string& rewri
 
 void LineSearch::requireRewrite(const std::string& rewrite) const {
     const std::string start = "invalid replacement '" + rewrite + "': ";
+    // With -w the pattern lies in a group of our own, which the user does not count.
     const int most = expression_->NumberOfCapturingGroups() - firstGroup();
     if (RE2::MaxSubmatch(rewrite) > most) {
         throw Failure(ExitCode::Usage, start + "it names group " + std::to_string(RE2::MaxSubmatch(rewrite)) +

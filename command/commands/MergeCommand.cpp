@@ -174,6 +174,7 @@ void merge(Console& console, MergeOptions& options) {
     }
     sayOutcome(console, options, result);
     if (options.output) {
+        // Conflicts do not keep the result from being written: they are in it, and git expects the file with them.
         putFile(console.out(), *options.output, result.flowbook, options.permission);
     } else {
         ours.replace(result.flowbook);

@@ -29,6 +29,7 @@ std::u16string asStored(const std::u16string& code) {
     std::u16string text;
     char16_t before = u'\0';
     for (const char16_t unit : FlowbookFileUtils::encodeControlCharacters(code)) {
+        // XML makes one line feed of a carriage return, with or without a line feed behind it (XML 1.0, 2.11).
         if (unit != u'\n' || before != u'\r') {
             text.push_back(unit == u'\r' ? u'\n' : unit);
         }
@@ -124,6 +125,7 @@ void saveInPackage(const Rest& rest, const Input& input) {
     } else {
         kit::apply(kit::SetPlainCode{*rest.content.code, true}, package);
     }
+    // Code without markers settles what a merge left open about the code and the outputs that follow it.
     if (rest.hasConflicts) {
         kit::settleWithCode(package, std::nullopt);
     }

@@ -20,6 +20,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr char kIndex[] = "index.html";
+// The mark stands in the start of a page, so finding the pages of a folder does not read them whole.
 constexpr std::size_t kMarkBytes = std::size_t{32} << 10;
 
 /// The path from the root, without symbolic links; empty when there is no such file.
@@ -87,6 +88,7 @@ std::map<std::string, kit::PageMark> pagesIn(SafeFolder& folder, const std::stri
     for (const auto& found : fs::directory_iterator(path, error)) {
         const std::string name = found.path().filename().string();
         const bool mayBePage = kit::endsWith(name, ".html") && name != kIndex && name.front() != '.' &&
+                               // A link may lead out of the folder, and what it leads to was not made by this command.
                                fs::is_regular_file(found.symlink_status(error));
         const auto start = mayBePage ? folder.read(name, kMarkBytes) : std::nullopt;
         if (const auto mark = start ? kit::markOf(kit::asText(*start)) : std::nullopt) {

@@ -24,6 +24,7 @@ using CsvRow = std::vector<Cell>;
 class CsvReader {
 public:
     CsvReader(std::string file, const std::string& text) : file_(std::move(file)), text_(text) {
+        // Spreadsheets write a byte order mark; it would be a part of the first column's name.
         if (text_.rfind("\xEF\xBB\xBF", 0) == 0) {
             at_ = 3;
         }
@@ -36,6 +37,7 @@ public:
     }
 
     CsvRow next() {
+        // A cell in quotation marks may hold line feeds, so a row may have several lines.
         line_ += 1 + linesInRow_;
         linesInRow_ = 0;
         CsvRow row{cell()};
@@ -58,6 +60,7 @@ private:
         const std::size_t end = std::min(text_.find_first_of(",\n", at_), text_.size());
         std::string text = text_.substr(at_, end - at_);
         at_ = end;
+        // Rows end in CR and LF in the standard, and in LF alone in many files.
         if (!text.empty() && text.back() == '\r') {
             text.pop_back();
         }
@@ -142,6 +145,7 @@ PropertyTable readPropertyTable(const std::string& argument) {
     PropertyTable table;
     while (!reader.atEnd()) {
         const CsvRow row = reader.next();
+        // An empty line, as many programs leave one at the end.
         if (row.size() == 1 && row.front().text.empty()) {
             continue;
         }

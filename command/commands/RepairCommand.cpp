@@ -37,12 +37,13 @@ class KeptDamaged {
 public:
     /// @throws Failure when the name is taken by something else.
     explicit KeptDamaged(const std::string& file) : name_(file + ".damaged") {
+        // A second name and not a copy: it needs no room, and owner, mode and times stay those of the damaged file.
         if (::linkat(AT_FDCWD, file.c_str(), AT_FDCWD, name_.c_str(), AT_SYMLINK_FOLLOW) == 0) {
             isNew_ = true;
         } else if (errno != EEXIST) {
             throw Failure(ExitCode::InputOutput,
                           "cannot keep the damaged file as '" + name_ + "': " + std::generic_category().message(errno));
-        } else if (!isOneFile(file, name_)) {  // One file they are after a run that was ended here.
+        } else if (!isOneFile(file, name_)) {  // A run that was ended here left both names.
             throw Failure(ExitCode::InputOutput, file,
                           "the damaged file cannot be kept: '" + name_ + "' is there already",
                           FlowbookErrorKind::Conflict);
@@ -82,9 +83,11 @@ public:
 
     void operator()(const Input& input, Report& report) {
         HeldFile file(input);
+        // A repair needs the whole file in memory, and several times as much for what it finds.
         requireSize(file);
         const kit::Salvaged salvaged = kit::salvage(file.bytes());
         const bool isAsItWas = salvaged.lost.empty() && salvaged.rebuilt.empty();
+        // Compared byte by byte: a file that is damaged in no way must not be written again, not even the same.
         const bool isWhole = salvaged.flowbook && file.holds(*salvaged.flowbook);
         if (salvaged.flowbook && !options_->dryRun) {
             put(input, report, file, *salvaged.flowbook);
@@ -181,6 +184,7 @@ private:
     const RepairOptions* options_;
     bool areSeveral_;
     std::optional<SafeFolder> folder_;
+    // Files are repaired by several threads, which share these counts.
     std::atomic<std::size_t> repaired_{0};
     std::atomic<std::size_t> whole_{0};
 };

@@ -104,6 +104,7 @@ void replaceAll(Console& console, ReplaceOptions& options) {
         throw Failure(ExitCode::Usage, "TEXT holds a line feed; replace changes lines and adds none");
     }
     if (options.search.literal) {
+        // With -F the pattern has no groups, so a backslash in the text stands for itself.
         for (std::size_t at = options.text.find('\\'); at != std::string::npos; at = options.text.find('\\', at + 2)) {
             options.text.insert(at, 1, '\\');
         }

@@ -86,6 +86,7 @@ bool isMeant(const std::string& kind, const std::string& name, const OpenConflic
     const bool isPart = kind == "part" && !conflict.name.empty() && conflict.name[0] == '/' &&
                         conflict.kind != OpenConflict::Kind::Relationship;
     return own == kind + (kind == "code" ? "" : " " + printable(name)) ||
+           // Outputs were made by one version of the code, so they are settled with it and not apart from it.
            (kind == "code" && conflict.kind == OpenConflict::Kind::Outputs) ||
            (kind == "entry" && conflict.kind == OpenConflict::Kind::Entry && name == conflict.theirs) ||
            (isPart && (name == conflict.name || name == conflict.theirs));
@@ -97,6 +98,7 @@ Conflicts chosen(const Conflicts& open, const std::vector<std::string>& words) {
     for (std::size_t i = 0; i < words.size(); ++i) {
         const std::string& kind = words[i];
         const bool hasName = kind == "property" || kind == "part" || kind == "relationship" || kind == "entry";
+        // A name never counts as a kind, as each kind takes the word behind it: a property may be called "part".
         if ((!hasName && kind != "code") || (hasName && i + 1 == words.size())) {
             throw Failure(ExitCode::Usage, "what is to be settled is 'code', 'property NAME', 'part NAME', "
                                            "'relationship SOURCE#ID' or 'entry NAME'");

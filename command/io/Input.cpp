@@ -33,6 +33,7 @@ namespace {
 // The reader insists on an extension; the writer would look for a plain name among the machine's files.
 const std::u16string kOtherName = u"input://flowbook.tqx";
 
+// Long enough for a program of the same pipeline to start, and short enough to notice that none is there.
 constexpr std::chrono::seconds kLongestWait{5};
 
 using FilePtr = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
@@ -69,6 +70,7 @@ PipeState stateOf(std::FILE* file) {
     if (::poll(&asked, 1, 0) == 1) {
         return PipeState::Readable;
     }
+    // poll(2) does not distinguish a pipe without a writer from one whose writer has written nothing; read(2) does.
     const ssize_t count = ::read(asked.fd, &byte, 1);
     if (count == 1) {
         std::ungetc(byte, file);
@@ -100,6 +102,7 @@ FilePtr openFile(const std::string& argument) {
     if (isFifo(descriptor)) {
         waitForWriter(file.get(), argument);
     }
+    // Reading is to wait for the writer from here on.
     ::fcntl(descriptor, F_SETFL, ::fcntl(descriptor, F_GETFL) & ~O_NONBLOCK);
     return file;
 }
@@ -108,6 +111,7 @@ Bytes readAll(std::FILE* file, const std::string& argument, std::uint64_t limit)
     Bytes bytes;
     unsigned char block[65536];
     while (const std::size_t count = std::fread(block, 1, sizeof block, file)) {
+        // Subtracting cannot overflow, as no more than the limit has been read.
         if (count > limit - bytes.size()) {
             throw Failure(ExitCode::LimitExceeded, argument, "larger than " + std::to_string(limit) + " bytes");
         }

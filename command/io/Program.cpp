@@ -108,6 +108,7 @@ pid_t start(std::vector<std::string>& command, int output, int input = -1) {
         fail(command.front(), errno);
     }
     report.closeWriting();
+    // The pipe is closed by a successful exec, so it is empty then; otherwise it has the child's errno.
     const std::string error = report.readAll();
     if (error.size() == sizeof(int)) {
         ::waitpid(process, nullptr, 0);

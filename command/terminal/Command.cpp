@@ -23,12 +23,14 @@ public:
     bool read(const std::vector<std::string>& arguments) {
         for (auto at = arguments.begin(); at != arguments.end(); ++at) {
             if (*at == "--") {
+                // Behind "--" nothing is an option, so files may have names that begin with a hyphen.
                 words_.insert(words_.end(), at + 1, arguments.end());
                 break;
             }
             if (*at == "--help") {
                 return false;
             }
+            // A hyphen alone is standard input or output.
             const bool isOption = at->size() > 1 && at->front() == '-';
             if (!isOption) {
                 words_.push_back(*at);
@@ -73,6 +75,8 @@ private:
     }
 
     bool readLong(Place& at, Place end) {
+        // Options are not abbreviated: a script that uses a short form would break with the next option that begins
+        // alike.
         const std::string name = at->substr(0, at->find('='));
         const auto* const option =
             std::find_if(command_->begin(), command_->end(), [&](const Option& each) { return each.name == name; });
@@ -135,6 +139,7 @@ private:
     }
 
     void store(const Option& option, std::string_view text) {
+        // The words of help, such as "auto|always|never", are also what is checked, so the two cannot differ.
         const bool isChoice = !option.isPlace() && option.value.find('|') != std::string_view::npos;
         if ((isChoice && !isOneOf(option.value, text)) || !option.store(options_, text)) {
             fail(std::string(option.name) + " takes " + (isChoice ? "" : "a number, ") + std::string(option.value) +
@@ -171,6 +176,8 @@ private:
         const std::vector<const Option*> all = places();
         auto word = words_.cbegin();
         for (std::size_t i = 0; i < all.size(); ++i) {
+            // One word for each place that follows, so that a place for many words leaves the last one to a place
+            // behind it.
             const std::size_t reserved = all.size() - i - 1;
             const auto left = static_cast<std::size_t>(words_.cend() - word);
             const std::size_t count =

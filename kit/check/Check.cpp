@@ -132,6 +132,7 @@ private:
             }
         }
         for (std::size_t i = 0; i < entries.size(); ++i) {
+            // Names of entries are compared without case, as the package is read that way.
             if (fold(entries[i].name) == fold(kContentTypesEntry)) {
                 checkOverrides(document, document.container().read(i));
             }
@@ -144,6 +145,7 @@ private:
 
     void checkOverrides(const Document& document, const fl::Bytes& types) {
         Overrides overrides;
+        // It was read when the package was opened, so it is well-formed.
         readXml(types, kContentTypesEntry, XmlEncoding::AsDeclared, overrides);
         for (const std::string& name : overrides.names) {
             if (!isRelationships(fold(name)) && !isPart(document, name)) {
@@ -190,6 +192,7 @@ private:
                     addDangling(row);
                 }
             },
+            // The walk calls this while the exception is handled, so that it goes on with other parts.
             [&] { attempt("relationships.malformed", "/", [] { throw; }); });
         for (const Part& part : tree.unreached()) {
             add(Severity::Warning, "part.unreached", part.getName().ascii(), "", "no relationship leads here");
@@ -231,6 +234,8 @@ private:
             return;
         }
         attempt("code.malformed", part->getName().ascii(), [&] {
+            // First the code as the reader returns it: where that throws, the message is the one that users of the
+            // library get.
             checkCharacters(part->getName().ascii(), document.code());
             checkParagraphs(part->getName().ascii(), document.richText());
             if (encodingOf(document.storedCode()) != XmlEncoding::Utf8) {

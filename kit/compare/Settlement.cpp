@@ -40,6 +40,7 @@ void removeRelationshipsTo(opc::model::RelationshipSource& source, const PartNam
 }
 
 void removeWithLinks(Package& package, const PartName& name) {
+    // Relationships go first: deleting the part alone would leave them leading nowhere.
     removeRelationshipsTo(package, name);
     for (Part& part : package.getParts()) {
         removeRelationshipsTo(part, name);
@@ -67,6 +68,7 @@ void replacePart(Package& package, const PartName& old, const PartName& fresh) {
     const fl::Bytes content = contentOf(from);
     const auto relationships = relationshipsOf(from);
     const opc::model::ContentType type = from.getContentType();
+    // Made anew and not overwritten, as the other side may have given the part another content type.
     package.deletePart(old);
     Part to = package.createPart(
         old, type, opc::model::StandardPartInfo(opc::interfaces::CompressionType::Normal, content.size()));
@@ -110,6 +112,7 @@ bool settleElement(Package& package, const OpenConflict& conflict, Side side) {
         return false;
     }
     Part part = package.getPart(partNamed(*name));
+    // Ours is in the part already. It is only touched where ours had no such element, and the merge had kept theirs.
     const bool isKept = side == Side::Ours && conflict.ours;
     const auto content =
         withElement(contentOf(part), *element, side == Side::Ours ? std::nullopt : textAt(*values, "xml"));
@@ -120,6 +123,8 @@ bool settleElement(Package& package, const OpenConflict& conflict, Side side) {
 }
 
 void settleProperty(Package& package, const OpenConflict& conflict, Side side) {
+    // The list has the element as XML, with attributes that a text would lose. Where it lacks the XML, the texts
+    // decide.
     if (settleElement(package, conflict, side)) {
         takeOff(package, kPropertiesPart, conflict.name);
         return;
@@ -154,6 +159,7 @@ std::set<std::string> partsReachedIn(const Package& package) {
         const auto* const source = sources.back();
         sources.pop_back();
         for (const auto& each : source->getRelationships(opc::model::ExcludeMode::External)) {
+            // No part has an empty name, so a relationship without a target is passed over.
             const auto found = parts.find(foldedTarget(each).value_or(""));
             if (found != parts.end() && reached.insert(found->first).second) {
                 sources.push_back(&found->second);

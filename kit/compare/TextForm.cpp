@@ -252,6 +252,7 @@ void writeRelationships(TextWriter& out, const std::string& source, const opc::m
         lines.push_back("relationship " + source + " " + (withIds ? to_string(relationship.getID()) + " " : "") +
                         to_string(relationship.getType()) + (isInternal ? " -> " : " => ") + targetOf(relationship));
     }
+    // The order of relationships means nothing, and programs that save change it.
     std::sort(lines.begin(), lines.end());
     for (const std::string& line : lines) {
         out.line(withoutControls(line));
@@ -291,6 +292,7 @@ std::string marked(const Run& run) {
     if (!run.picture.empty()) {
         return "[picture " + run.picture + "]";
     }
+    // Markdown's marks, since people know how to read them. The text form is never read back.
     const std::string mark = std::string(run.bold ? "**" : "") + (run.italic ? "*" : "");
     return mark + run.text + std::string(mark.rbegin(), mark.rend());
 }

@@ -42,10 +42,9 @@ std::string checkedType(const std::string& mediaType) {
 }
 
 /// Pictures hang on the code, so a package without any gets an empty document.
-Part codePartOf(Package& package) {
-    const auto relationships = package.getRelationshipsByType(documentRelationshipType());
-    if (!relationships.empty()) {
-        return package.getPart(PartName(relationships.front().getTargetURI()));
+Part codePartFor(Package& package) {
+    if (auto present = codePartOf(package)) {
+        return *std::move(present);
     }
     Part part = richCodePart(package);
     const fl::Bytes empty = FlowbookFilePackage::createEmptyDocumentPart().content;
@@ -86,7 +85,7 @@ AddedPicture addPicture(Package& package, const std::string& mediaType, const fl
     package.createPart(name, ContentType(fl::i18n::to_ustring(type)), info)
         .getOutputStream()
         ->write(content.data(), content.size());
-    const auto made = codePartOf(package).createInternalRelationship(relationship.type, name.getURI(), u"");
+    const auto made = codePartFor(package).createInternalRelationship(relationship.type, name.getURI(), u"");
     return {name.ascii(), fl::i18n::to_string(made.getID())};
 }
 

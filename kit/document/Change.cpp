@@ -85,15 +85,14 @@ void retargetAll(Package& package, const PartName& name, const PartName* to) {
 
 /// @throws opc::Exception when there is no code, or it is encrypted.
 Part readableCodePart(Package& package) {
-    const auto relationships = package.getRelationshipsByType(documentRelationshipType());
-    if (relationships.empty()) {
+    const std::optional<Part> part = codePartOf(package);
+    if (!part) {
         throw opc::Exception(ErrorKind::Damaged, "there is no code in it");
     }
-    Part part = package.getPart(PartName(relationships.front().getTargetURI()));
-    if (formOf(part) == CodeForm::Encrypted) {
-        throw opc::Exception(ErrorKind::Misuse, "the code is encrypted", part.getName().ascii());
+    if (formOf(*part) == CodeForm::Encrypted) {
+        throw opc::Exception(ErrorKind::Misuse, "the code is encrypted", part->getName().ascii());
     }
-    return part;
+    return *part;
 }
 
 /// The form of the code, its content type and its empty document are the library's business, and decided in one place.
@@ -239,16 +238,12 @@ private:
     /// Sets code that has prose or the like around it, paragraph by paragraph. @returns false when there is only code.
     /// @throws opc::Exception (misuse) when it is not clear which line belongs to which paragraph.
     bool setInParagraphs(const std::u16string& text) const {
-        const auto relationships = package_.getRelationshipsByType(documentRelationshipType());
-        if (relationships.empty()) {
+        std::optional<Part> part = codePartOf(package_);
+        if (!part || formOf(*part) != CodeForm::Rich) {
             return false;
         }
-        const Part part = package_.getPart(PartName(relationships.front().getTargetURI()));
-        if (formOf(part) != CodeForm::Rich) {
-            return false;
-        }
-        const fl::Bytes stored = contentOf(part);
-        const RichText before = readRichText(stored, part.getName().ascii());
+        const fl::Bytes stored = contentOf(*part);
+        const RichText before = readRichText(stored, part->getName().ascii());
         const std::string what = aroundCode(before);
         if (what.empty()) {
             return false;
@@ -257,10 +252,10 @@ private:
                                  ? divideCode(codeParagraphs(stored), fl::i18n::to_string(text), FinalLineFeed::Counts)
                                  : std::nullopt;
         if (!divided) {
-            throw opc::Exception(ErrorKind::Misuse, "plain code would drop " + what, part.getName().ascii());
+            throw opc::Exception(ErrorKind::Misuse, "plain code would drop " + what, part->getName().ascii());
         }
         const fl::Bytes document = withCodeParagraphs(stored, *divided);
-        fill(part, document.data(), document.size());
+        fill(*part, document.data(), document.size());
         return true;
     }
 

@@ -190,16 +190,6 @@ opc::Exception failureOf(const Property& property) {
     return {kind, property.fault, property.part};
 }
 
-std::optional<Part> Document::codePart() const {
-    const auto relationships = package().getRelationshipsByType(documentRelationshipType());
-    if (relationships.empty()) {
-        return std::nullopt;
-    }
-    const std::string target = fl::i18n::to_string(relationships.front().getTarget());
-    return opc::inPart(target,
-                       [&] { return package().getPart(opc::model::PartName(relationships.front().getTargetURI())); });
-}
-
 std::vector<opc::model::Relationship> Document::codeRelationships() const {
     const std::optional<Part> part = codePart();
     return part ? part->getRelationships(opc::model::ExcludeMode::None) : std::vector<opc::model::Relationship>();
@@ -258,6 +248,16 @@ RichText Document::richText() const {
     }
     const auto utf8 = transcoded(stored);
     return utf8 || !isPlainBytes ? readRichText(utf8.value_or(stored), where(*part)) : std::move(text);
+}
+
+std::optional<Part> codePartOf(const opc::model::Package& package) {
+    const auto relationships = package.getRelationshipsByType(documentRelationshipType());
+    if (relationships.empty()) {
+        return std::nullopt;
+    }
+    const std::string target = fl::i18n::to_string(relationships.front().getTarget());
+    return opc::inPart(target,
+                       [&] { return package.getPart(opc::model::PartName(relationships.front().getTargetURI())); });
 }
 
 std::optional<Part> partAt(const opc::model::Package& package, const opc::model::Relationship& relationship) {

@@ -36,6 +36,10 @@ opc::Exception failureOf(const Property& property);
 std::optional<opc::model::Part> partAt(const opc::model::Package& package,
                                        const opc::model::Relationship& relationship);
 
+/// The part that holds the code: the target of the first document relationship; none when there is no such
+/// relationship. @throws opc::Exception when it leads to no part.
+std::optional<opc::model::Part> codePartOf(const opc::model::Package& package);
+
 /// A flowbook opened for looking. Any name will do: what the file holds decides whether it is one. What is damaged
 /// fails the question about it and no other. Used by one thread at a time.
 class Document {
@@ -68,9 +72,8 @@ public:
     /// All properties, in the order of Property::label. Throws std::bad_alloc only.
     std::vector<Property> properties() const;
 
-    /// The part that holds the code: the target of the first document relationship; none when there is no such
-    /// relationship. @throws opc::Exception when it leads to no part.
-    std::optional<opc::model::Part> codePart() const;
+    /// @throws opc::Exception as codePartOf().
+    std::optional<opc::model::Part> codePart() const { return codePartOf(package()); }
 
     /// The relationships of that part, in their order; none when there is no such part.
     /// @throws opc::Exception as codePart().

@@ -109,6 +109,7 @@ private:
 
     void addBlock(XmlSpan whole, XmlSpan span, const Paragraphs& paragraphs) {
         Block block{whole, nullptr, ""};
+        // A table or a box has paragraphs too, which begin behind its own start.
         const bool isParagraph = paragraphs.first != paragraphs.second && paragraphs.first->span.begin == span.begin;
         std::string words;
         if (isParagraph && paragraphs.first->code) {
@@ -181,9 +182,11 @@ private:
 
     std::string markupOf(const Item& item) const {
         if (!item.block) {
+            // Where the body has another prefix, a new paragraph declares the namespace itself.
             return newCodeParagraph(*item.code, bodyName() != "w:body");
         }
         const Block& block = blocks_[*item.block];
+        // Unchanged code keeps its bytes, also the line ends and escapes that the text does not show.
         if (!item.code || *item.code == withLineFeeds(*block.code->code)) {
             return std::string(bytes_.substr(block.span.begin, block.span.end - block.span.begin));
         }
@@ -339,6 +342,7 @@ public:
         }
         std::size_t oldEnd = old_.size();
         std::size_t freshEnd = fresh_.size();
+        // Most edits change a few lines, so what is the same at both ends is paired without any search.
         while (oldEnd > begin && freshEnd > begin && isSame(oldEnd - 1, freshEnd - 1)) {
             fresh_[--freshEnd]->block = old_[--oldEnd].first;
         }

@@ -35,6 +35,7 @@ public:
             inside_.push_back(tag.begin);
         } else if (!inside_.empty() && local == "t") {
             atoms[inside_.back()].push_back({tag, "", true});
+            // A tab in the settings of a paragraph is a tab stop and no text.
         } else if (!inside_.empty() && ((local == "tab" && open_.back() == "r") || local == "br" || local == "cr")) {
             atoms[inside_.back()].push_back({tag, local == "tab" ? "\t" : "\n", false});
         }
@@ -49,6 +50,7 @@ public:
         } else if (!inside_.empty() && (local == "t" || local == "br" || local == "cr" || local == "tab")) {
             std::vector<Atom>& all = atoms[inside_.back()];
             if (!all.empty()) {
+                // An element that closes itself ends where it began; its end is reported with the same tag.
                 all.back().span.end = std::max(all.back().span.end, tag.end);
             }
         }
@@ -91,6 +93,7 @@ std::string textElements(const std::string& prefix, std::string_view text) {
     while (true) {
         const std::size_t at = text.find_first_of("\n\t");
         const std::string_view piece = text.substr(0, at);
+        // An empty text becomes one empty element, so that its run keeps its place and its formatting.
         if (!piece.empty() || (result.empty() && at == text.npos)) {
             result.append(begin).append(escapedText(piece)).append(end);
         }
@@ -127,6 +130,7 @@ Changed changeOf(std::string_view old, std::string_view fresh) {
     while (same < most - begin && old[old.size() - 1 - same] == fresh[fresh.size() - 1 - same]) {
         ++same;
     }
+    // It is enough to look at the old text, as both have the same bytes from there on.
     while (isInsideCharacter(old, old.size() - same)) {
         --same;
     }
@@ -139,6 +143,8 @@ public:
         readXml(document, "the code", XmlEncoding::Utf8, handler_);
         const std::string_view start = bytes_.substr(0, text_.body.begin);
         const std::string declared = "xmlns:w=\"" + std::string(kWordNamespace) + "\"";
+        // Paragraphs are written with the prefix "w:". A document that binds the namespace to another one, or declares
+        // it further inside, does not know that prefix.
         declares_ = start.find(declared) == start.npos;
     }
 
@@ -216,6 +222,7 @@ private:
         const std::vector<Atom>& atoms = handler_.atoms[paragraph.span.begin];
         const std::string old = paragraph.text();
         const std::string fresh = storable(text);
+        // The shorter the change, the fewer elements it touches, and the more formatting stays.
         const Changed changed = changeOf(old, fresh);
         if (changed.begin == changed.end && changed.text.empty()) {
             return;
@@ -265,6 +272,7 @@ private:
             const std::size_t end = begin + atom.text.size();
             const bool isBefore = begin < changed.begin && changed.begin <= end;
             const bool isBehind = changed.begin <= begin && begin <= changed.end;
+            // Typed text takes the formatting of what is before it, as in an editor.
             const int worth = !isBefore && !isBehind ? 0 : (atom.isText ? 2 : 0) + (isBefore ? 2 : 1);
             if (worth > best) {
                 target = &atom;

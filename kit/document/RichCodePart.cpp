@@ -36,9 +36,8 @@ Part richCodePart(Package& package) {
 }
 
 Part codePartOfType(Package& package, const ContentType& type) {
-    const auto relationships = package.getRelationshipsByType(documentRelationshipType());
-    if (!relationships.empty()) {
-        return withContentType(package, package.getPart(PartName(relationships.front().getTargetURI())), type);
+    if (const auto part = codePartOf(package)) {
+        return withContentType(package, *part, type);
     }
     const PartName name(FlowbookFilePackage::createEmptyDocumentPart().partName);
     package.createInternalRelationship(documentRelationshipType(), name.getURI(), u"");

@@ -31,6 +31,7 @@ bool isBetweenLetters(std::string_view text) {
 }
 
 std::string codeSpan(const std::string& code) {
+    // A longer run of backticks than any in the code; CommonMark, 6.1, takes one blank at each side away again.
     const std::string marks = backticksFor(code, 1);
     const bool isPadded = code.front() == '`' || code.back() == '`' || (code.front() == ' ' && code.back() == ' ');
     const std::string pad = isPadded && code.find_first_not_of(' ') != std::string::npos ? " " : "";
@@ -45,6 +46,7 @@ std::string destination(std::string_view target) {
     if (isPlain) {
         return std::string(target);
     }
+    // A line feed cannot stand in it, and none does, as targets of relationships are URIs.
     std::string result = "<";
     for (const char c : target) {
         result += c == '<' || c == '>' || c == '\\' || c == '&' ? std::string{'\\', c} : std::string{c};
@@ -122,6 +124,7 @@ private:
 
     void writeText(const Segment& segment) {
         const std::string marks = marksOf(segment);
+        // Elements are ended in the reverse order, as HTML requires.
         std::vector<const char*> open;
         const auto openIf = [&](bool isWanted, const char* element) {
             if (isWanted) {
@@ -147,6 +150,7 @@ private:
     /// The asterisks of a text that is bold or italic; none where they would not be taken for marks.
     std::string marksOf(const Segment& segment) const {
         const Look& look = segment.look;
+        // Two runs of asterisks in a row would be read as one run with another meaning.
         const bool isBesideOthers = !lines_.back().empty() && lines_.back().back() == '*';
         return look.fixed || isBesideOthers || !isBetweenLetters(segment.text)
                    ? ""

@@ -471,8 +471,7 @@ private:
 
     std::string codePartName() const {
         // The package is one that was made for this text, so it has a code part.
-        const auto relationships = package_.getRelationshipsByType(documentRelationshipType());
-        return opc::model::PartName(relationships.at(0).getTargetURI()).ascii();
+        return codePartOf(package_).value().getName().ascii();
     }
 
     opc::model::Package& package_;

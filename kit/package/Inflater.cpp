@@ -12,6 +12,7 @@ namespace flowbook::kit {
 
 namespace {
 
+// A first guess for contents whose recorded size may be wrong. Most parts are smaller.
 constexpr std::size_t kUsualContent = 65536;
 constexpr std::size_t kMaxRatio = 1032;  ///< which no deflated data exceed
 
@@ -123,6 +124,7 @@ private:
     void stored() {
         at_ = (at_ + 7) / 8 * 8;
         const unsigned size = bits(16);
+        // The size is followed by its complement, the only check that a stored block has.
         if (bits(16) != (~size & 0xFFFFU)) {
             throw Fault();
         }
@@ -134,6 +136,7 @@ private:
     void fixed() {
         std::array<unsigned char, 288 + 30> lengths{};
         for (std::size_t i = 0; i < 288; ++i) {
+            // The lengths of the codes in a block with fixed codes (RFC 1951, 3.2.6).
             lengths[i] = i < 144 ? 8 : i < 256 ? 9 : i < 280 ? 7 : 8;
         }
         std::fill(lengths.begin() + 288, lengths.end(), static_cast<unsigned char>(5));
@@ -141,6 +144,8 @@ private:
     }
 
     void dynamic() {
+        // The lengths of the lengths come in this order, so that those at the end, which are mostly zero, can be left
+        // out.
         constexpr std::array<unsigned char, 19> kOrder = {16, 17, 18, 0, 8,  7, 9,  6, 10, 5,
                                                           11, 4,  12, 3, 13, 2, 14, 1, 15};
         const std::size_t literals = bits(5) + 257;
@@ -150,6 +155,7 @@ private:
         for (std::size_t i = 0; i < count; ++i) {
             own[kOrder[i]] = static_cast<unsigned char>(bits(3));
         }
+        // Five bits can say more codes than there are.
         if (literals > 286 || distances > 30) {
             throw Fault();
         }
@@ -165,6 +171,7 @@ private:
                 lengths[i++] = static_cast<unsigned char>(code);
                 continue;
             }
+            // 16 repeats the length before it, of which there is none yet.
             if (code == 16 && i == 0) {
                 throw Fault();
             }
@@ -193,6 +200,7 @@ private:
         if (code > 285) {
             throw Fault();
         }
+        // 285 stands for the longest copy and has no extra bits, though its number would give it five.
         if (code < 265 || code == 285) {
             return code == 285 ? 258 : code - 254;
         }
@@ -207,6 +215,7 @@ private:
         }
         const unsigned extra = code < 4 ? 0 : code / 2 - 1;
         const std::size_t distance = 1 + (code < 4 ? code : (2 + code % 2) << extra) + bits(extra);
+        // The copy begins before the content does. Data with a fault say so often, and sound data never.
         if (distance > content_.size()) {
             throw Fault();
         }
@@ -257,12 +266,14 @@ std::optional<Inflater::Inflated> Inflater::whole(std::string_view data, std::ui
         const libdeflate_result result = libdeflate_deflate_decompress_ex(decompressor_.get(), data.data(), data.size(),
                                                                           buffer_.get(), size, &consumed, &produced);
         if (result == LIBDEFLATE_SUCCESS) {
+            // Only what was inflated counts against the whole file, not the room that it might have taken.
             budget_ += size - produced;
             return Inflated{fl::Bytes(buffer_.get(), buffer_.get() + produced), consumed};
         }
         if (result != LIBDEFLATE_INSUFFICIENT_SPACE || size == most) {
             break;
         }
+        // By four, so that all attempts that fail cost about a third of the one that succeeds.
         size = std::min(4 * size, most);
     }
     return std::nullopt;

@@ -78,6 +78,8 @@ std::vector<Piece> withPlaces(const std::vector<Piece>& pieces) {
 void Blocks::write(const XmlNode* root) {
     const XmlNode* const body = bodyOf(root);
     if (body != nullptr) {
+        // The code ends with the last paragraph of it: a line feed at its end begins no line there, and one everywhere
+        // else.
         const auto last = std::find_if(body->children.rbegin(), body->children.rend(), [](const XmlNode& each) {
             return each.local == "p" && codeIn(each) != nullptr;
         });
@@ -90,6 +92,7 @@ void Blocks::write(const XmlNode* root) {
         place.isBody ? writeChildren(child, place) : writeLoose(child, place);
     }
     leave(place);
+    // A link of the page may lead to a bookmark that no block has shown. It then leads to the end and not nowhere.
     for (const std::string& id : links_->idsLeft()) {
         out_->element("span", {{"id", id}}, "");
     }
@@ -131,6 +134,7 @@ std::size_t Blocks::writeBlock(const std::vector<XmlNode>& siblings, std::size_t
         writeTable(node, nullptr);
     } else if (node.local != "p") {
         writeLoose(node, place);
+        // A caption stands above its table and below its picture, as editors write them.
     } else if (isCaption(node, *definitions_) && follower != nullptr && follower->local == "tbl") {
         leave(place);
         writeTable(*follower, &node);
@@ -270,6 +274,7 @@ Blocks::Item Blocks::countItem(const XmlNode& paragraph) {
 
 void Blocks::writeParagraph(const XmlNode& paragraph, const XmlNode* caption, Place& place) {
     const int heading = definitions_->styles().headingOf(paragraph);
+    // The page's own style shows headings and code. What the document's style says of them would be said twice.
     const bool isPlain = heading != 0 || styleOf(paragraph) == "code";
     const std::vector<Piece> pieces = isPlain ? plainPiecesIn(paragraph) : piecesIn(paragraph);
     const bool isBlank = std::none_of(pieces.begin(), pieces.end(), isShown);

@@ -88,6 +88,7 @@ private:
         const bool isControl = static_cast<unsigned char>(c) < 0x20 && !isBlankByte(c);
         // U+FFFE and U+FFFF.
         const bool isNoCharacter = startsWith(rest(), "\xEF\xBF\xBE") || startsWith(rest(), "\xEF\xBF\xBF");
+        // Any other ampersand is taken as the character itself, since it cannot have been a reference.
         const std::size_t reference = c == '&' ? referenceLength() : 0;
         if (reference != 0) {
             out_.append(text_, at_, reference);
@@ -119,6 +120,7 @@ private:
             return (isHex ? std::isxdigit(c) : std::isdigit(c)) != 0;
         });
         const unsigned long number = isNumber ? std::stoul(digits, nullptr, isHex ? 16 : 10) : 0;
+        // The characters of XML 1.0, 2.2. Others, even as references, make a document that no reader takes.
         const bool isPermitted = number >= 0x20 && number <= 0x10FFFF && (number < 0xD800 || number > 0xDFFF) &&
                                  number != 0xFFFE && number != 0xFFFF;
         return isPermitted || number == 9 || number == 10 || number == 13 ? reference.size() : 0;
@@ -207,6 +209,7 @@ private:
         if (!isEmpty && (at == text_.size() || text_[at] != '>')) {
             return false;
         }
+        // Nothing has been written for this start until here, so markup that proves to be text leaves no trace.
         beginElement(localOf(name));
         out_.append("<").append(name).append(attributes).append(isEmpty ? "/>" : ">");
         at_ = at + (isEmpty ? 2 : 1);

@@ -115,6 +115,7 @@ void writeLarge(Markup& out, const XmlNode& node) {
     } else {
         out.open("munderover");
     }
+    // Without a character of its own such a sign is an integral (ECMA-376-1, part 1, 22.1.2.20).
     out.element("mo", propertyOf(node, "naryPr", "chr", "\u222B"));
     writeMathRow(out, node.child("sub"));
     writeMathRow(out, node.child("sup"));

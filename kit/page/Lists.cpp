@@ -17,6 +17,7 @@ constexpr std::size_t kDeepest = kListLevels - 1;
 constexpr std::size_t kLongestLabel = 200;  // as any number of items may have it
 constexpr unsigned kLetters = 26;
 constexpr unsigned kLargestRoman = 3999;
+// A larger start or restart is no one's intention, and adding to it must not overflow.
 constexpr unsigned kLargest = 1000000;
 
 unsigned numberIn(std::string_view text, unsigned otherwise) {
@@ -42,6 +43,7 @@ std::optional<ListItem> itemOfStyle(std::string_view style) {
     if (!isOrdered && !startsFolded(rest, "bullet")) {
         return std::nullopt;
     }
+    // "List Bullet 2" is the second level; the first one has no number.
     const char last = style.back();
     const std::size_t level = last >= '2' && last <= '9' ? static_cast<std::size_t>(last - '1') : 0;
     return ListItem{isOrdered ? "number" : "bullet", level, isOrdered};
@@ -58,6 +60,7 @@ std::string_view listTypeOf(std::string_view format) {
 
 /// "a" to "z", then "aa", "bb" and so on.
 std::string letters(unsigned number, char first) {
+    // As word processors count after "z"; browsers go on with "aa", "ab", so such labels are written out.
     return std::string((number - 1) / kLetters + 1, static_cast<char>(first + (number - 1) % kLetters));
 }
 
@@ -99,6 +102,7 @@ ListLevel levelOf(const XmlNode& node) {
     ListLevel level;
     level.format = node.valueOf("numFmt");
     level.start = numberIn(node.valueOf("start"), 1);
+    // An empty text is a level without a label, and not the same as none given.
     if (node.child("lvlText") != nullptr) {
         level.text = node.valueOf("lvlText");
     }
@@ -143,6 +147,7 @@ const Numbering::List* Numbering::listOf(const std::string& id) const {
         return nullptr;
     }
     const XmlNode& list = *found->second;
+    // Lists of one kind share its levels and its counter, so each kind is read once, were there thousands of lists.
     const std::string_view kind = kindOf(list);
     auto& shared = levels_[kind];
     if (shared == nullptr) {
@@ -184,6 +189,7 @@ void Numbering::readLevels(const XmlNode& from, ListLevels& levels) {
         if (node.local == "lvl") {
             levels[number] = levelOf(node);
         } else if (node.local == "lvlOverride") {
+            // An override may hold a whole level, a new start, or both; the new start counts in any case.
             readLevels(node, levels);
             levels[number].start = numberIn(node.valueOf("startOverride"), levels[number].start);
         }
@@ -202,6 +208,7 @@ std::optional<ListItem> Numbering::itemOf(const XmlNode& paragraph) const {
     std::string level(own == nullptr ? "" : own->valueOf("ilvl"));
     id = id.empty() && ofStyle ? ofStyle->list : id;
     const std::optional<ListItem> byName = itemOfStyle(style);
+    // The id 0 takes a paragraph out of the list that its style would put it into (ECMA-376-1, part 1, 17.9.18).
     if (id == "0" || (own == nullptr && id.empty())) {
         return id == "0" ? std::nullopt : byName;
     }
@@ -220,6 +227,7 @@ std::optional<ListItem> Numbering::itemOf(const XmlNode& paragraph) const {
 ItemCounts::Counted ItemCounts::next(const ListItem& item) {
     Counts& counts = counts_[item.list];
     const unsigned number = item.start() + counts[item.level]++;
+    // Deeper levels begin anew after an item, unless they say after which levels they do, or that they never do (0).
     for (std::size_t deeper = item.level + 1; deeper < counts.size(); ++deeper) {
         const auto restarts = item.levels == nullptr ? std::nullopt : (*item.levels)[deeper].restarts;
         counts[deeper] = !restarts || item.level + 1 <= *restarts ? 0 : counts[deeper];
@@ -229,6 +237,7 @@ ItemCounts::Counted ItemCounts::next(const ListItem& item) {
         return {number, item.isOrdered ? std::to_string(number) + "." : "", true};
     }
     const std::string label = labelOf(item, counts);
+    // A browser's own mark is used only if it would be the same, since copying and speech then treat it as a mark.
     const bool isBeyondLetters = endsWith(level->format, "Letter") && number > kLetters;
     return {number, label,
             level->format != "none" && !isBeyondLetters && label == written(number, level->format) + "."};

@@ -24,6 +24,7 @@ using opc::model::Relationship;
 
 namespace {
 
+// A browser shows a megabyte of results without delay; the rest of an output is in the file.
 constexpr std::size_t kMostOfOutput = std::size_t{1} << 20;
 constexpr std::string_view kPictureUri = "data:image/";
 
@@ -71,12 +72,14 @@ bool isPhrase(const XmlNode& node) {
     return (hasText || smallName(node) == "p") && std::all_of(node.children.begin(), node.children.end(), isInLine);
 }
 
+// Programs that indent their XML put blanks around the address or the data of a picture.
 std::string_view trimmed(std::string_view text) {
     const std::size_t begin = std::min(text.find_first_not_of(" \t\r\n"), text.size());
     return text.substr(begin, text.find_last_not_of(" \t\r\n") + 1 - begin);
 }
 
 bool isBase64(std::string_view text) {
+    // No picture is that short, but words of four letters look like base64 too.
     return text.size() >= 8 && std::all_of(text.begin(), text.end(), [](unsigned char c) {
                return std::isalnum(c) != 0 || std::isspace(c) != 0 || c == '+' || c == '/' || c == '=';
            });
@@ -177,6 +180,7 @@ private:
 
     /// The picture that a relationship of the part, or the name of a part, leads to.
     std::optional<Part> pictureAt(const std::string& reference) const {
+        // Results are texts of any length. One that is longer than a name can be is not resolved as one.
         if (reference.empty() || reference.size() > 255) {
             return std::nullopt;
         }
@@ -220,6 +224,7 @@ private:
 
     void writeCell(const XmlNode& cell, bool isName) {
         const std::string name = smallName(cell);
+        // Word processors put settings of a row or cell in elements such as trPr and tcPr, which hold nothing to show.
         if (isBlank(cell) || endsWith(name, "pr")) {
             return;
         }

@@ -104,6 +104,7 @@ private:
     void showFaults(Markup& out) {
         std::string_view last;
         for (const Property& property : properties_) {
+            // One part of properties that cannot be read is the fault of each property in it.
             if (!property.fault.empty() && property.fault != last) {
                 faults_.show(out, property.fault, property.isOfLimit);
             }
@@ -148,6 +149,7 @@ private:
             const bool isCodeLost = options_->damage && !options_->damage->code.empty();
             const DocumentText text(*document_, isCodeLost ? &options_->damage->code : nullptr);
             summary_.lineCount = text.write(out, figures, faults_, outline_);
+            // What the properties say counts before the language of the text, which editors set to that of their user.
             language_ = language_.empty() ? text.language() : language_;
         });
         figures.writeOthers(out);
@@ -207,6 +209,7 @@ private:
 Page makePage(const Document& document, const PageOptions& options) { return PageWriter(document, options).write(); }
 
 void writeLosses(Markup& out, const PageDamage& damage) {
+    // A hostile file may have lost thousands of things. The number of all others is written below.
     constexpr std::size_t kMostLosses = 50;
     const std::vector<std::string>& losses = damage.losses;
     out.open("div", {{"class", "remark"}, {"lang", "en"}});

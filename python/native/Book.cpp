@@ -26,7 +26,8 @@ using opc::model::Part;
 
 namespace {
 
-/// Work on less than this takes no time that a person who presses Ctrl-C would notice, with any content of the file.
+// Work on less than this takes no time that a person who presses Ctrl-C would notice, even where the content inflates
+// to much more.
 constexpr std::uint64_t kMuch = 64 * 1024;
 
 using Changes = std::vector<std::shared_ptr<const kit::Change>>;
@@ -47,6 +48,7 @@ PartInfo infoOf(const Part& part) {
 
 /// A sink that replaces a file of the machine.
 HeldStorage::Sink sinkAt(const std::u16string& path, std::shared_ptr<const ReadableFile> replaced) {
+    // Each attempt to save begins a replacement of its own, so the sink makes one whenever it is called.
     return [path, replaced = std::move(replaced), local = std::make_shared<LocalStorage>()] {
         return local->beginReplacement(path, replaced.get());
     };
@@ -68,6 +70,8 @@ void save(const Source& source, const Changes& changes, const HeldStorage::Sink&
     const auto storage = std::make_shared<HeldStorage>(source.file, sink);
     if (changes.empty()) {
         const auto replacement = storage->beginReplacement(kName, nullptr);
+        // Without changes the file is copied byte by byte: the result is the same file, with all that this library does
+        // not know.
         replacement->append(*storage->openForReading(kName), 0, source.file->size());
         replacement->commit();
         return;
@@ -79,6 +83,7 @@ void save(const Source& source, const Changes& changes, const HeldStorage::Sink&
 std::uint64_t weightOf(const kit::Change& change) {
     struct Weigh {
         std::uint64_t operator()(const kit::SetPlainCode& each) const { return each.text.size(); }
+        // An edit counts as much as a kilobyte of code, so 64 of them are worth a thread.
         std::uint64_t operator()(const kit::EditParagraphs& each) const { return each.edits.size() * kMuch / 64; }
         std::uint64_t operator()(const kit::SetRichCode& each) const { return each.document.size(); }
         std::uint64_t operator()(const kit::SetEncryptedCode& each) const { return each.content.size(); }
@@ -173,6 +178,8 @@ struct Book::State {
     /// After a save to an object of Python, during which other threads may have made changes: these are kept.
     /// Does nothing if it cannot be known which of the changes the save holds.
     void moveToSaved(const Source& saved, std::uint64_t savedRevision) {
+        // Each change counts one revision. If as many revisions as changes have passed, the list begins at the saved
+        // state.
         const bool isKnown = revision - savedRevision == changes.size();
         if (isKnown) {
             moveTo(saved, std::move(changes));
@@ -270,8 +277,7 @@ std::string Book::richCode() {
         needReadable(document);
         const fl::Bytes stored = document.codeInUtf8();
         std::string text(stored.begin(), stored.end());
-        // Strict, so that bytes which are no text are damage.
-        // Only the check counts; Python makes its own text of the bytes.
+        // Only the check counts: bytes that are no UTF-8 are damage. Python makes its own text of the bytes.
         fl::i18n::utf8_to_ustring(text);
         return text;
     });
@@ -373,6 +379,8 @@ void Book::editParagraphs(kit::EditParagraphs edits, std::uint64_t number) {
     const bool apart = weightOf(edits) > kMuch;
     const auto shared = std::make_shared<kit::Change>(std::move(edits));
     run(apart, [shared, number](State& state) {
+        // A batch whose call was interrupted may have been made all the same. Python then gives it again, under its
+        // number.
         if (state.lastEdits != number) {
             state.make(std::move(*shared));
             state.lastEdits = number;
@@ -455,6 +463,7 @@ void Book::moveToObject(pybind11::object object, std::uint64_t revision) {
 
 bool Book::strip() {
     return run(true, [](State& state) {
+        // Unsaved changes are in these bytes. Nothing else is held as a list of changes after it.
         auto stripped = kit::stripped(state.bytes(), kName);
         if (stripped) {
             state.hold(std::move(*stripped));

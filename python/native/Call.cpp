@@ -49,6 +49,7 @@ Call::Worker::Worker(Call* call) noexcept : before_(currentCall) { currentCall =
 
 Call::Worker::~Worker() { currentCall = before_; }
 
+// Python runs the handlers of signals in the main thread alone, so calls of other threads need no thread apart.
 bool isMainThread() noexcept { return syscall(SYS_gettid) == getpid(); }
 
 void Call::refuseIfLeft() const {
@@ -81,6 +82,7 @@ bool Call::workApart() {
     isApart_ = true;
     try {
         const SignalsBlocked blocked;
+        // The thread keeps the call alive, as the caller may leave it when a handler raises.
         std::thread([self = shared_from_this()] {
             markAsOwnThread();
             self->workHere();
@@ -100,6 +102,8 @@ void Call::serveUntilDone() {
         {
             const Unlocked unlocked;
             std::unique_lock<std::mutex> lock(mutex_);
+            // A signal does not wake the wait: the system calls its handler, which notes the signal for Python, and
+            // goes on waiting.
             changed_.wait_for(lock, kBetweenLooks, [this] { return isDone_ || !requests_.empty(); });
             if (isDone_) {
                 return;
@@ -112,6 +116,7 @@ void Call::serveUntilDone() {
         if (request != nullptr) {
             serve(*request);
         }
+        // Requires the interpreter lock, which was taken again at the end of the block above.
         if (PyErr_CheckSignals() != 0) {
             leave();
             throw py::error_already_set();
@@ -152,6 +157,7 @@ void Call::read(const PythonFile& file, std::uint64_t offset, void* to, std::siz
     changed_.notify_all();
     changed_.wait(lock, [&] { return request.isDone || isLeft_; });
     if (!request.isDone) {
+        // The request lies on this thread's stack, and the caller could otherwise still find it in the queue.
         requests_.erase(std::remove(requests_.begin(), requests_.end(), &request), requests_.end());
         lock.unlock();
         refuseIfLeft();
@@ -167,6 +173,8 @@ void Call::readNow(const PythonFile& file, std::uint64_t offset, void* to, std::
         return;
     }
     if (raised_[0] == nullptr) {
+        // The first exception is kept for the caller, who gets it as it was raised. Later ones are often its
+        // consequence.
         PyErr_Fetch(&raised_[0], &raised_[1], &raised_[2]);
         noteIfGone();
     } else {

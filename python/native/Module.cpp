@@ -32,6 +32,7 @@ py::str utf16ToText(const std::u16string& text) {
                                                                 "replace", &order));
 }
 
+// A path comes twice: in UTF-16 for the library, and in the bytes that the system knows, as not every name is text.
 LocalPath toPath(const py::tuple& path) {
     return {fromUtf16(path[0].cast<std::string>()), path[1].cast<std::string>()};
 }
@@ -47,6 +48,7 @@ int visit(PyObject* self, visitproc visit, void* arg) {
     Py_VISIT(Py_TYPE(self));
     const auto holder = reinterpret_cast<py::detail::instance*>(self)->get_value_and_holder();
     const Book* book = holder.holder_constructed() ? holder.value_ptr<Book>() : nullptr;
+    // While an object is constructed, the collector may run and find it without its book.
     if (book != nullptr && book->fileObject() != nullptr) {
         Py_VISIT(book->fileObject());
     }
@@ -55,6 +57,7 @@ int visit(PyObject* self, visitproc visit, void* arg) {
 
 void setUpBook(PyHeapTypeObject* type) {
     refuseNew(type);
+    // There is no tp_clear: the collector breaks a cycle at an object of Python that belongs to it.
     type->ht_type.tp_flags |= Py_TPFLAGS_HAVE_GC;
     type->ht_type.tp_traverse = &visit;
 }
@@ -217,6 +220,7 @@ void addPartChanges(py::class_<Book, std::shared_ptr<Book>>& book) {
 }
 
 void addBook(py::module_& module) {
+    // Held by a shared pointer, since the work of a call that was interrupted goes on with it.
     auto book = addClass<Book, std::shared_ptr<Book>>(module, "Book", &setUpBook);
     book.def_static("of_path",
                     [](const py::tuple& path, const std::string& name) { return Book::ofPath(toPath(path), name); })
@@ -266,6 +270,7 @@ py::list failuresOf(const std::vector<Row>& rows) {
 }
 
 py::tuple tableOf(Rows& self, unsigned threads) {
+    // All values are made after reading: they are objects of Python, for which the lock is needed that reading lets go.
     const std::vector<Row> rows = self.read(threads);
     py::dict table;
     for (std::size_t at = 0; at != self.columns().size(); ++at) {
