@@ -132,6 +132,10 @@ std::vector<std::string> revisionsOf(const std::string& range) {
     const auto firstParent =
         std::stable_partition(found.begin(), found.end(), [](const std::string& each) { return each.front() != '^'; });
     const bool isMerge = firstParent - found.begin() == 1 && found.end() - firstParent > 1;
+    if (found.size() == 1 && !askGit({"rev-parse", "--show-toplevel"})) {
+        throw Failure(ExitCode::InputOutput, "there is no git working tree here to compare '" + range + "' with; '" +
+                                                 range + "^!' and A..B compare commits");
+    }
     if (!isMerge || range.find("...") != std::string::npos) {
         return {range};
     }

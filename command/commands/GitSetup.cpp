@@ -53,21 +53,6 @@ constexpr Trait kTraits[] = {{"diff.flowbook.textconv", " git textconv", nullptr
                              {"filter.flowbook.process", " git filter", nullptr},
                              {"filter.flowbook.required", nullptr, "filter.flowbook.process"}};
 
-/// @returns nothing when git fails; its own message is dropped, as the callers have a better one.
-std::optional<std::string> askGit(std::vector<std::string> arguments) {
-    // A shell drops git's message; it is replaced by git, so no further process waits for git's end.
-    const std::vector<std::string> silently{"sh", "-c", "exec git \"$@\" 2>/dev/null", "flowbook"};
-    arguments.insert(arguments.begin(), silently.begin(), silently.end());
-    Answer answer = askProgram(std::move(arguments));
-    if (answer.code != 0) {
-        return std::nullopt;
-    }
-    if (kit::endsWith(answer.output, "\n")) {
-        answer.output.pop_back();
-    }
-    return std::move(answer.output);
-}
-
 std::string environmentOr(const char* name, const std::string& otherwise) {
     const char* const value = std::getenv(name);
     return value == nullptr || *value == '\0' ? otherwise : value;
@@ -494,6 +479,20 @@ private:
 };
 
 }  // namespace
+
+std::optional<std::string> askGit(std::vector<std::string> arguments) {
+    // A shell drops git's message; it is replaced by git, so no further process waits for git's end.
+    const std::vector<std::string> silently{"sh", "-c", "exec git \"$@\" 2>/dev/null", "flowbook"};
+    arguments.insert(arguments.begin(), silently.begin(), silently.end());
+    Answer answer = askProgram(std::move(arguments));
+    if (answer.code != 0) {
+        return std::nullopt;
+    }
+    if (kit::endsWith(answer.output, "\n")) {
+        answer.output.pop_back();
+    }
+    return std::move(answer.output);
+}
 
 std::string requireGit(std::vector<std::string> arguments) {
     const std::string what = "git " + arguments.front();

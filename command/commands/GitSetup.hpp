@@ -2,6 +2,7 @@
 
 #include "terminal/Console.hpp"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,9 @@ void undoGitSetup(Console& console, const GitSetup& setup);
 
 /// Prints what is missing, one finding a line. @returns whether nothing is. @throws Failure.
 bool checkGitSetup(Console& console);
+
+/// What a git command prints, less the line feed at its end; nothing when it fails, whose message is dropped.
+std::optional<std::string> askGit(std::vector<std::string> arguments);
 
 /// What a git command prints, less the line feed at its end. @throws Failure when it ends with another code than 0.
 std::string requireGit(std::vector<std::string> arguments);

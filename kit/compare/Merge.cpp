@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <tuple>
+#include <utility>
 
 namespace flowbook::kit {
 
@@ -37,6 +38,7 @@ MergeResult Merger::run() {
     }
     mergeUnreached();
     finishParts();
+    finishLateLinks();
     mergeOthers();
     return finish();
 }
@@ -52,11 +54,13 @@ void Merger::addConflict(MergeConflict conflict, std::size_t part, std::size_t a
     }
 }
 
-void Merger::decide(const LinkTrio& trio, std::vector<MergedLink>& links) {
+void Merger::decide(const LinkTrio& trio, std::vector<MergedLink>& links, bool isAlone) {
     const Choice choice = choose(leadsTo(trio[kBase]), leadsTo(trio[kOurs]), leadsTo(trio[kTheirs]));
     if (choice != Choice::Conflict) {
         const std::size_t side = choice == Choice::Ours ? kOurs : kTheirs;
-        if (trio[side] != nullptr) {
+        if (trio[side] != nullptr && !isAlone && isNewTo(trio, side)) {
+            links.push_back({trio[side]->record, kNoPart, trio[side], targetsOf(trio)});
+        } else if (trio[side] != nullptr) {
             addLink(trio, side, links);
         }
     } else if (trio[kOurs] == nullptr || trio[kTheirs] == nullptr) {
@@ -77,6 +81,34 @@ void Merger::addLink(const LinkTrio& trio, std::size_t side, std::vector<MergedL
     const bool hasPart = trio[side]->target != nullptr;  // Under the same id the other may lead to a part.
     const Link& link = *trio[writingVersion(trio, side)];
     links.push_back({link.record, hasPart ? partOf(targets) : kNoPart, &link});
+    if (hasPart && targets[kOurs] != nullptr && targets[kTheirs] != nullptr) {
+        homes_.emplace(targets[kOurs], links.back().part);
+        homes_.emplace(targets[kTheirs], links.back().part);
+    }
+}
+
+bool Merger::isNewTo(const LinkTrio& trio, std::size_t side) {
+    const Link* const other = trio[side == kOurs ? kTheirs : kOurs];
+    const Node* const target = trio[side]->target;
+    return target != nullptr && !isPicture(*trio[side]) &&
+           (other == nullptr ||
+            (other->target != nullptr && other->target->name != target->name && other->leadsTo != trio[side]->leadsTo));
+}
+
+void Merger::finishLateLinks() {
+    for (std::size_t source = 0; source <= result_.size(); ++source) {  // The result grows meanwhile.
+        const auto links = [&]() -> std::vector<MergedLink>& {
+            return source == 0 ? result_.links() : result_.at(source - 1).links;
+        };
+        for (std::size_t i = 0; i < links().size(); ++i) {
+            if (const auto targets = std::exchange(links()[i].late, std::nullopt)) {
+                const auto home = homes_.find(links()[i].from->target);
+                const std::size_t part = home == homes_.end() ? partOf(*targets) : home->second;
+                links()[i].part = part;
+                finishParts();
+            }
+        }
+    }
 }
 
 std::size_t Merger::writingVersion(const LinkTrio& trio, std::size_t side) {

@@ -98,7 +98,7 @@ std::size_t Merger::planAlone(std::size_t side, const Node* node, MergedPart par
     const std::size_t index = result_.add(std::move(part));
     LinkLists lists;
     lists[side] = linksOf(node);
-    open_.push_back({index, std::move(lists)});
+    open_.push_back({index, std::move(lists), true});
     return index;
 }
 
@@ -116,7 +116,7 @@ void Merger::finishParts() {
         open_.pop_back();
         std::vector<MergedLink> links;
         for (const LinkTrio& trio : matchById(open.links)) {
-            decide(trio, links);
+            decide(trio, links, open.isAlone);
         }
         MergedPackage::giveIds(links);
         result_.at(open.part).links = std::move(links);

@@ -17,6 +17,7 @@ struct MergedLink {
     FlowbookFilePackage::Relationship record;
     std::size_t part = kNoPart;  ///< its number; none for what leads to no part
     const Link* from = nullptr;  ///< as it is in one of the versions; null for one that is made here
+    std::optional<Trio> late{};  ///< what it leads to, for one whose part is found when all other parts are planned
     // In a conflict:
     std::optional<std::size_t> of{};  ///< the side that has it: it goes when the other one is chosen
     const Link* base = nullptr;       ///< what both began with

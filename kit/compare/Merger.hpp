@@ -84,9 +84,15 @@ private:
     // Relationships, in Merge.cpp -------------------------------------------------------------------------------------
 
     /// Adds what becomes of a relationship, and plans the part that it leads to.
-    void decide(const LinkTrio& trio, std::vector<MergedLink>& links);
+    /// @param isAlone  whether its source is kept as one side has it, with all that it leads to.
+    void decide(const LinkTrio& trio, std::vector<MergedLink>& links, bool isAlone = false);
     /// Adds a relationship as one side has it, which leads to what becomes of the part in all versions.
     void addLink(const LinkTrio& trio, std::size_t side, std::vector<MergedLink>& links);
+    /// Whether one side has a relationship lead to a part to which it led nowhere before.
+    static bool isNewTo(const LinkTrio& trio, std::size_t side);
+    /// Relationships that one side made new lead to what becomes of the part by its other relationships, which the
+    /// other side may have changed; a picture stays the one that was shown.
+    void finishLateLinks();
     /// The version that says how a relationship is written whose meaning is that of a side.
     static std::size_t writingVersion(const LinkTrio& trio, std::size_t side);
     void settleDeletion(const LinkTrio& trio, std::vector<MergedLink>& links);
@@ -198,6 +204,7 @@ private:
     struct Open {
         std::size_t part;
         LinkLists links;
+        bool isAlone = false;
     };
 
     const MergeOptions& options_;
@@ -207,6 +214,7 @@ private:
     std::size_t code_ = kNoPart;
     std::optional<std::size_t> codeSide_;  ///< the side whose code the merged code is
     std::map<Trio, std::size_t> parts_;
+    std::map<const Node*, std::size_t> homes_;  ///< what becomes of a part that both sides have, by each version of it
     std::map<std::pair<std::string, std::string>, std::size_t> whole_;  ///< by name and digest
     std::map<const Node*, std::size_t> wholeNodes_;  ///< the same, whatever name the part has been given
     std::vector<Open> open_;

@@ -116,6 +116,8 @@ class Git(unittest.TestCase):
             self.flowbook("git", "setup", at=at)
             self.assertEqual(self.flowbook("git", "setup", "--check", at=at), "")
         self.assertIn("code: rich", self.git("log", "-p", "--reverse", at=self.folder / "bare"))
+        told = self.run_in("sh", "-c", f"'{COMMAND}' diff --html --git HEAD -d x 2>&1", at=self.folder / "bare", code=3)
+        self.assertRegex(told, "^flowbook: there is no git working tree here")
 
     def test_filter_keeps_status_clean(self):
         self.flowbook("git", "setup", "--filter")
