@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <system_error>
+#include <unistd.h>
 
 namespace flowbook::tool {
 
@@ -109,7 +110,9 @@ std::vector<InputName> PageFolder::plan(const std::vector<InputName>& names) {
     std::map<std::string, std::string> wanted;  // canonical paths, by the path from the folder
     for (const InputName& name : names) {
         const std::string canonical = name.problem || name.path == "-" ? "" : canonicalOf(name.path);
-        if (canonical.empty() && name.path != "-") {
+        // What cannot be read gets no page, so that no other page leads to it.
+        const bool mayBeRead = !canonical.empty() && ::access(canonical.c_str(), R_OK) == 0;
+        if (!mayBeRead && name.path != "-") {
             planned.push_back(name);
             continue;
         }

@@ -10,7 +10,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <cstring>
+#include <ctime>
+#include <dirent.h>
 #include <fcntl.h>
+#include <iterator>
+#include <string_view>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <system_error>
@@ -53,13 +58,15 @@ private:
     throw Failure(ExitCode::InputOutput, file, "cannot write: " + std::generic_category().message(errno) + hint);
 }
 
+constexpr char kTemporary[] = ".flowbook-";
+
 /// A name that nothing has: what a run left behind that was killed is not in the way of one with its process id.
 std::string temporaryName() {
     std::uint64_t random = 0;
     if (::getentropy(&random, sizeof random) != 0) {
         throw Failure(ExitCode::InputOutput, "cannot get random numbers: " + std::generic_category().message(errno));
     }
-    return ".flowbook-" + std::to_string(random);
+    return kTemporary + std::to_string(random);
 }
 
 /// Other programs see the file only once it is complete. A file that has its name stays until then, and its other
@@ -117,6 +124,31 @@ void createFile(int folder, const std::string& name, const Bytes& content, const
     const bool isThere = replace && ::faccessat(folder, name.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0;
     temporary.write(content, isThere);
     temporary.rename(name, replace);
+}
+
+/// Whether a file of this folder is what a run left behind that was killed: one that is being written is younger.
+bool isLeftover(int folder, const char* name) {
+    constexpr std::time_t kOldEnough = 3600;
+    const std::string_view digits =
+        std::string_view(name).substr(std::min(std::strlen(name), std::size(kTemporary) - 1));
+    struct stat status {};
+    return kit::startsWith(name, kTemporary) && !digits.empty() &&
+           digits.find_first_not_of("0123456789") == std::string_view::npos &&
+           ::fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(status.st_mode) &&
+           status.st_mtime < std::time(nullptr) - kOldEnough;
+}
+
+/// What cannot be listed or removed stays: nothing depends on it.
+void removeLeftovers(int folder) noexcept {
+    DIR* const all = ::fdopendir(::openat(folder, ".", kFolderFlags));
+    for (const dirent* each = nullptr; all != nullptr && (each = ::readdir(all)) != nullptr;) {
+        if (isLeftover(folder, each->d_name)) {
+            ::unlinkat(folder, each->d_name, 0);
+        }
+    }
+    if (all != nullptr) {
+        ::closedir(all);
+    }
 }
 
 void checkComponent(const std::string& name, const std::string& file) {
@@ -185,6 +217,7 @@ SafeFolder::SafeFolder(const std::string& path)
 void SafeFolder::lock() const noexcept {
     while (::flock(folder_, LOCK_EX) != 0 && errno == EINTR) {
     }
+    removeLeftovers(folder_);
 }
 
 std::optional<Bytes> SafeFolder::read(const std::string& name, std::size_t most) const {

@@ -24,7 +24,8 @@ public:
     ~SafeFolder();
 
     /// Waits until no other process holds the folder by this call, and holds it until the end of this object. Where the
-    /// file system has no locks, it does nothing.
+    /// file system has no locks, it does not wait. Removes what write() left in the folder an hour ago or earlier, when
+    /// its process was killed.
     void lock() const noexcept;
 
     /// Writes a new file, with the folders on its way.

@@ -221,7 +221,8 @@ std::vector<std::string> markdownLines(const std::vector<Piece>& pieces, const M
 }
 
 std::string withEscapes(std::string_view text, bool isHeading) {
-    constexpr std::string_view kMarks = "\\`*[]<";
+    // The tilde is no mark of CommonMark. Many programs that read more than that strike out what stands between two.
+    constexpr std::string_view kMarks = "\\`*[]<~";
     std::string result;
     for (std::size_t i = 0; i < text.size(); ++i) {
         const char c = text[i];
@@ -258,7 +259,7 @@ std::string guarded(std::string line) {
         return line.insert(digits, 1, '\\');
     }
     const char first = line.empty() ? '\0' : line.front();
-    const bool isMark = first == '#' || first == '>' || first == '~' || first == '=' ||
+    const bool isMark = first == '#' || first == '>' || first == '=' ||
                         ((first == '-' || first == '+') && (isBlankAt(1) || line[1] == first));
     return isMark ? '\\' + line : line;
 }

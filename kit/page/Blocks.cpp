@@ -73,6 +73,17 @@ std::vector<Piece> withPlaces(const std::vector<Piece>& pieces) {
     return line;
 }
 
+/// What the outline calls a heading: its words, and what is said of fields and the like where there is nothing else.
+std::string wordsOfHeading(const std::vector<Piece>& pieces) {
+    std::string words;
+    std::string remarks;
+    for (const Piece& piece : pieces) {
+        std::string& text = piece.kind == Piece::Kind::Remark ? remarks : words;
+        text += piece.kind == Piece::Kind::Formula ? piece.node->allText() : isInline(piece) ? piece.text : "";
+    }
+    return isBlankText(words) ? remarks : words;
+}
+
 }  // namespace
 
 void Blocks::write(const XmlNode* root) {
@@ -363,10 +374,7 @@ void Blocks::writeApart(const Piece& piece, const Markup* caption) {
 void Blocks::writeHeading(int style, const Item& item, const std::vector<Piece>& pieces) {
     const auto first = std::find_if(pieces.begin(), pieces.end(),
                                     [](const Piece& piece) { return isInline(piece) && isShown(piece); });
-    std::string text;
-    for (const Piece& piece : pieces) {
-        text += piece.kind == Piece::Kind::Formula ? piece.node->allText() : isInline(piece) ? piece.text : "";
-    }
+    const std::string text = wordsOfHeading(pieces);
     const bool hasLabel = item.kind && item.kind->levels != nullptr && !isBlankText(item.counted.label);
     const std::vector<Piece> before(pieces.begin(), first);
     out_->append(placesIn(before));

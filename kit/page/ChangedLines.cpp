@@ -6,13 +6,14 @@
 #include "kit/compare/Differences.hpp"
 #include "kit/document/StoredText.hpp"
 #include "kit/page/BlockKinds.hpp"
+#include "kit/page/ChangedWords.hpp"
 #include "kit/page/CodeTree.hpp"
 #include "kit/page/Description.hpp"
+#include "kit/page/Notes.hpp"
 #include "kit/page/TableGrid.hpp"
 #include "kit/page/Wording.hpp"
 
 #include <algorithm>
-#include <cctype>
 #include <functional>
 #include <utility>
 
@@ -26,7 +27,6 @@ constexpr std::size_t kAround = 3;
 constexpr char kBeside[] = "beside";
 // A browser lays out a table of so many rows in seconds. Comparing words takes time that grows with their square.
 constexpr std::size_t kMostRows = 20000;
-constexpr std::size_t kLongestForWords = 10000;
 
 /// A line that is put together from pieces, with how each stretch of it looks.
 class LookedLine {
@@ -62,12 +62,25 @@ private:
 /// Takes the lines from a document's tree.
 class LineCollector {
 public:
-    explicit LineCollector(const Document& document) : definitions_(document), description_(document, definitions_) {}
+    explicit LineCollector(const Document& document)
+        : notes_(document), definitions_(document), description_(document, definitions_) {}
 
     void collect(const XmlNode& node, bool isBody) {
         for (const XmlNode& child : node.children) {
             collectOne(child, isBody);
         }
+    }
+
+    /// The notes in the order in which the page has them. Who wrote them, and when, counts as their look.
+    void collectNotes() {
+        for (const Notes::Note& note : notes_.all()) {
+            if (note_ == nullptr || note_->part != note.part) {
+                description_.follow(notes_.relationshipsOf(note));
+            }
+            note_ = &note;
+            collect(*note.text, false);
+        }
+        note_ = nullptr;
     }
 
     VersionText take() { return {std::move(lines_), std::hash<std::string>()(around_)}; }
@@ -104,6 +117,10 @@ private:
         const XmlNode* const code = isBody ? codeIn(paragraph) : nullptr;
         const std::vector<Piece> pieces = piecesOf(paragraph, &definitions_.styles());
         VersionLine line{"", std::string(styleOf(paragraph)), false, description_.ofParagraph(paragraph)};
+        if (note_ != nullptr) {
+            line.label = note_->kind;
+            line.look += note_->about + "\n";
+        }
         // The markup itself is never shown, so its hash is enough to see that it changed, and takes no memory of its
         // size.
         line.markup = std::hash<std::string>()(description_.ofMarkup(paragraph));
@@ -149,18 +166,20 @@ private:
         lines_.push_back(line.take());
     }
 
-    static std::string wordsOf(const Piece& piece) {
+    std::string wordsOf(const Piece& piece) const {
         switch (piece.kind) {
         case Piece::Kind::Formula:
             return piece.node->allText();
         case Piece::Kind::Picture:
             return "[picture" + (piece.words.empty() ? "" : " " + piece.words) + "]";
         case Piece::Kind::Remark:
-            return "[" + piece.text + "]";
+            return "[" + (isNote(piece) ? nameOfNote(*piece.node) : piece.text) + "]";
         default:
             return piece.text;
         }
     }
+
+    bool isNote(const Piece& piece) const { return piece.node != nullptr && notes_.has(nameOfNote(*piece.node)); }
 
     /// Adds a line for each of the given one's text.
     void addLines(const VersionLine& whole) {
@@ -176,81 +195,35 @@ private:
         }
     }
 
+    Notes notes_;
     Definitions definitions_;
     Description description_;
+    const Notes::Note* note_ = nullptr;  ///< to which what is read belongs; null for the document
     std::vector<VersionLine> lines_;
     std::string around_;
     std::size_t number_ = 0;
 };
 
-// Bytes of 0x80 and above belong to words, so no character of UTF-8 is cut in the middle.
-bool isWordByte(char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_' || (c & 0x80) != 0; }
-
-std::vector<std::string_view> wordsIn(std::string_view line) {
-    std::vector<std::string_view> words;
-    while (!line.empty()) {
-        const auto* const end = std::find_if_not(line.begin(), line.end(), isWordByte);
-        const auto length = std::max<std::size_t>(static_cast<std::size_t>(end - line.begin()), 1);
-        words.push_back(line.substr(0, length));
-        line.remove_prefix(length);
-    }
-    return words;
-}
-
-std::size_t lengthOf(const std::vector<std::string_view>& words, std::size_t begin, std::size_t end) {
-    std::size_t length = 0;
+void writeWords(Markup& out, const MarkedLine& line, std::size_t begin, std::size_t end) {
+    std::string text;
     for (; begin < end; ++begin) {
-        length += words[begin].size();
+        text += line.words[begin];
     }
-    return length;
+    out.text(text);
 }
 
-/// A line whose words differ in some places from those of another.
-struct MarkedLine {
-    std::vector<std::string_view> words;
-    std::vector<std::pair<std::size_t, std::size_t>> marks;
-
-    void write(Markup& out, Markup::Name element) const {
-        std::size_t at = 0;
-        for (const auto& [begin, end] : marks) {
-            writeWords(out, at, begin);
-            if (begin != end) {
-                out.open(element);
-                writeWords(out, begin, end);
-                out.close();
-            }
-            at = end;
+void writeMarked(Markup& out, const MarkedLine& line) {
+    std::size_t at = 0;
+    for (const auto& [begin, end] : line.marks) {
+        writeWords(out, line, at, begin);
+        if (begin != end) {
+            out.open("mark");
+            writeWords(out, line, begin, end);
+            out.close();
         }
-        writeWords(out, at, words.size());
+        at = end;
     }
-
-    void writeWords(Markup& out, std::size_t begin, std::size_t end) const {
-        std::string text;
-        for (; begin < end; ++begin) {
-            text += words[begin];
-        }
-        out.text(text);
-    }
-};
-
-/// Marks what differs in two lines; lines that have little in common are marked whole.
-std::pair<MarkedLine, MarkedLine> markedLines(std::string_view before, std::string_view after) {
-    const bool isLong = before.size() + after.size() > kLongestForWords;
-    MarkedLine a{isLong ? std::vector<std::string_view>{before} : wordsIn(before), {}};
-    MarkedLine b{isLong ? std::vector<std::string_view>{after} : wordsIn(after), {}};
-    std::size_t changed = 0;
-    for (const Difference& each : differencesOf(a.words, b.words)) {
-        a.marks.emplace_back(each.aBegin, each.aEnd);
-        b.marks.emplace_back(each.bBegin, each.bEnd);
-        changed += lengthOf(a.words, each.aBegin, each.aEnd) + lengthOf(b.words, each.bBegin, each.bEnd);
-    }
-    // Words that two different lines share by chance would be read as what stayed, so a line is marked whole when more
-    // than three quarters of it changed.
-    if (4 * changed > 3 * (before.size() + after.size())) {
-        a.marks = {{0, a.words.size()}};
-        b.marks = {{0, b.words.size()}};
-    }
-    return {std::move(a), std::move(b)};
+    writeWords(out, line, at, line.words.size());
 }
 
 /// Lines as they are compared: code and a paragraph of the same text differ.
@@ -264,6 +237,14 @@ std::vector<std::string> keysOf(const std::vector<VersionLine>& lines, std::size
         keys.push_back((line.isCode ? "code\n" : line.label + "\n") + line.text);
     }
     return keys;
+}
+
+std::vector<std::string_view> textsOf(const std::vector<VersionLine>& lines, std::size_t begin, std::size_t end) {
+    std::vector<std::string_view> texts;
+    for (; begin < end; ++begin) {
+        texts.emplace_back(lines[begin].text);
+    }
+    return texts;
 }
 
 /// The same with their looks.
@@ -364,7 +345,20 @@ private:
         }
     }
 
+    /// A line stands beside the one that it became, which shares most words with it.
     void writeLines(std::size_t aBegin, std::size_t aEnd, std::size_t bBegin, std::size_t bEnd) {
+        const std::size_t aStart = aBegin;
+        const std::size_t bStart = bBegin;
+        for (const auto& [i, j] : likeLines_.pairsOf(textsOf(*before_, aBegin, aEnd), textsOf(*after_, bBegin, bEnd))) {
+            writeSideBySide(aBegin, aStart + i, bBegin, bStart + j);
+            writeSideBySide(aStart + i, aStart + i + 1, bStart + j, bStart + j + 1);
+            aBegin = aStart + i + 1;
+            bBegin = bStart + j + 1;
+        }
+        writeSideBySide(aBegin, aEnd, bBegin, bEnd);
+    }
+
+    void writeSideBySide(std::size_t aBegin, std::size_t aEnd, std::size_t bBegin, std::size_t bEnd) {
         const std::size_t removed = aEnd - aBegin;
         const std::size_t added = bEnd - bBegin;
         for (std::size_t i = 0; i < std::max(removed, added); ++i) {
@@ -400,7 +394,7 @@ private:
             out_->text(line.text);
         } else {
             kind == "removed" ? out_->open("del") : out_->open("ins");
-            marks == nullptr ? static_cast<void>(out_->text(line.text)) : marks->write(*out_, "mark");
+            marks == nullptr ? static_cast<void>(out_->text(line.text)) : writeMarked(*out_, *marks);
             out_->close();
         }
         if (!remark.empty()) {
@@ -417,6 +411,7 @@ private:
     const std::vector<VersionLine>* before_;
     const std::vector<VersionLine>* after_;
     ChangesCount count_;
+    LikeLines likeLines_;
     std::size_t b_ = 0;
     std::size_t rows_ = 0;
     std::size_t unshown_ = 0;
@@ -455,6 +450,7 @@ VersionText textOf(const Document& document, const fl::Bytes& remains) {
             collector.collect(child, &child == body);
         }
     }
+    collector.collectNotes();
     VersionText text = collector.take();
     if (code.rest) {
         text.lines.push_back({textIn(stored, *code.rest), "as stored", false});

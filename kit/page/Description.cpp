@@ -30,7 +30,13 @@ std::string ofLook(const Look& look) {
 
 Description::Description(const Document& document, const Definitions& definitions)
     : document_(&document), definitions_(&definitions) {
-    for (const Relationship& each : document.codeRelationships()) {
+    follow(document.codeRelationships());
+}
+
+void Description::follow(const std::vector<Relationship>& relationships) {
+    relationships_.clear();
+    targets_.clear();
+    for (const Relationship& each : relationships) {
         relationships_.emplace(fl::i18n::to_string(each.getID()), each);
     }
 }

@@ -8,6 +8,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace flowbook::kit {
 
@@ -17,6 +18,9 @@ class Description {
 public:
     /// @param document, definitions  must outlive this object.
     Description(const Document& document, const Definitions& definitions);
+
+    /// Takes ids from now on as these relationships have them; at first, as those of the document have them.
+    void follow(const std::vector<opc::model::Relationship>& relationships);
 
     /// Its place in a list, as a heading and from the margin.
     std::string ofParagraph(const XmlNode& paragraph) const;

@@ -25,8 +25,6 @@ constexpr struct {
                   {"/header", "page header", true},
                   {"/footer", "page footer", true}};
 
-std::string named(std::string_view called, std::string_view id) { return std::string(called) + " " + std::string(id); }
-
 }  // namespace
 
 Notes::Notes(const Document& document) {
@@ -42,22 +40,23 @@ Notes::Notes(const Document& document) {
             {readPartTree(document, *part, faults_), part->getRelationships(opc::model::ExcludeMode::None)});
         const XmlNode* const root = parts_.back().tree.root();
         if (root != nullptr && kind->isOne) {
-            add(named(kind->called, fl::i18n::to_string(each.getID())), *root);
+            add(kind->called, fl::i18n::to_string(each.getID()), *root);
         }
         for (std::size_t i = 0; root != nullptr && !kind->isOne && i < root->children.size(); ++i) {
             const XmlNode& note = root->children[i];
             if (!note.attribute("id").empty()) {
-                add(named(kind->called, note.attribute("id")), note);
+                add(kind->called, note.attribute("id"), note);
             }
         }
     }
 }
 
-void Notes::add(std::string name, const XmlNode& text) {
+void Notes::add(std::string_view kind, std::string_view id, const XmlNode& text) {
+    std::string name = std::string(kind) + " " + std::string(id);
     if (names_.emplace(name, all_.size()).second) {
         std::string about(text.attribute("author"));
         about += (about.empty() || text.attribute("date").empty() ? "" : ", ") + std::string(text.attribute("date"));
-        all_.push_back({std::move(name), std::move(about), &text, parts_.size() - 1});
+        all_.push_back({std::move(name), std::string(kind), std::move(about), &text, parts_.size() - 1});
     }
 }
 

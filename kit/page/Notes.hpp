@@ -18,6 +18,7 @@ class Notes {
 public:
     struct Note {
         std::string name;   ///< as nameOfNote() has it
+        std::string kind;   ///< what it is, such as "footnote": the name without an id
         std::string about;  ///< who wrote it and when; empty when it does not say so
         const XmlNode* text;
         std::size_t part;  ///< for relationshipsOf()
@@ -47,7 +48,7 @@ private:
         std::vector<opc::model::Relationship> relationships;
     };
 
-    void add(std::string name, const XmlNode& text);
+    void add(std::string_view kind, std::string_view id, const XmlNode& text);
 
     std::vector<PageFault> faults_;
     std::deque<NotePart> parts_;

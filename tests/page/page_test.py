@@ -7,7 +7,9 @@ import subprocess
 import sys
 import tempfile
 import unittest
+from itertools import count, islice
 from pathlib import Path
+from random import Random
 
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "support"))
 import make_fixtures as made
@@ -283,6 +285,27 @@ class Pages(unittest.TestCase):
         self.html("in/b", "-d", "out", "--force")
         self.assertIn("Flowbooks", self.pages()["index.html"][1])
 
+    def test_files_that_cannot_be_read_and_what_was_killed(self):
+        other = "setpriv --reuid 65534 --regid 65534 --clear-groups " if os.geteuid() == 0 else ""
+        self.folder.chmod(0o777)
+        shut = self.folder / "in/b/x.tqx"
+        shut.chmod(0)
+        done = subprocess.run(f"{other}{COMMAND} html in/a in/b -d out", shell=True, cwd=self.folder, check=False,
+                              capture_output=True)
+        self.assertEqual((done.returncode, b"in/b/x.tqx" in done.stderr), (3, True), done.stderr)
+        shut.chmod(0o644)
+        pages = self.pages()
+        links = {a.attributes["href"] for _, page in pages.values() for a in Page(page).root.find("a")}
+        self.assertEqual({link for link in links if link.endswith(".html")}, set(pages))
+        # A run that is killed leaves what it wrote; later ones remove it when it is old.
+        leftovers = [self.folder / "out" / name for name in (".flowbook-1", ".flowbook-2", ".flowbook-2x")]
+        for each in leftovers:
+            each.write_text("left")
+            os.utime(each, (0, 0))
+        os.utime(leftovers[0])
+        self.html("in/a", "-d", "out")
+        self.assertEqual([each.exists() for each in leftovers], [True, False, True])
+
     def test_names_and_runs_at_once(self):
         self.html("in/a", "-d", "out")
         (name,) = (each for each in self.pages() if each != "index.html")
@@ -342,6 +365,58 @@ class Pages(unittest.TestCase):
         self.html("--html", "/dev/null", "new.tqx", "-o", "c.html", command="diff", code=1)
         self.html("--html", "old.tqx", "nosuch.tqx", command="diff", code=3)
         self.html("--git", "HEAD", "-d", "changes", command="diff", code=2)
+
+    def changed_words(self, before, after):
+        """The words that the page of two versions shows as removed, and as added: the marked ones, or else the row."""
+        for name, arguments in (("one.tqx", before), ("two.tqx", after)):
+            self.change(name, **arguments)
+        rows = Page(self.html("--html", "one.tqx", "two.tqx", command="diff", code=int(before != after))[0]).root
+        rows = rows.find("main")[0]
+        return tuple([mark.text() for row in rows.find(kind) for mark in row.find("mark") or [row]]
+                     for kind in ("del", "ins"))
+
+    def test_changed_words(self):
+        def note(words):
+            notes = f'<w:footnotes xmlns:w="{made.WORD}"><w:footnote w:id="2">{words}</w:footnote></w:footnotes>'
+            return dict(document=made.rich('<w:p><w:r><w:footnoteReference w:id="2"/></w:r></w:p>'),
+                        parts={"tarmic/footnotes.xml": ("application/octet-stream", notes.encode())},
+                        document_rels=made.relationships(("n", "x:y/footnotes", "footnotes.xml")))
+
+        for before, after, shown in (
+                ("a b c d;", "more;\na b 3 d;", (["c"], ["more;", "3"])),
+                ("gone;\na b c d;\nx y z w;", "x y z 4;\nq;", (["gone;", "a b c d;", "w"], ["4", "q;"])),
+                ("\u4e2d\u6587\u6539\u53d8", "\u4e2d\u6587\u6539\u52d5", (["\u53d8"], ["\u52d5"])),
+                ("\u00e9t\u00e9 froid", "\u00e9t\u00e8 froid", (["\u00e9t\u00e9"], ["\u00e9t\u00e8"]))):
+            documents = [dict(document=made.rich(made.paragraph(text))) for text in (before, after)]
+            self.assertEqual(self.changed_words(*documents), shown)
+        notes = [note(made.paragraph(f"see {word} there", "text")) for word in ("old", "new")]
+        self.assertEqual(self.changed_words(*notes), (["old"], ["new"]))
+
+    def test_random_changes(self):
+        for seed in range(40):
+            random = Random(seed)
+            words = (f"w{i}" for i in count())
+            before, after, gone, new = [], [], [], []
+            for _ in range(random.randint(2, 30)):
+                line = list(islice(words, random.randint(4, 9)))
+                before.append((" ".join(line), random.choice(["code", "text"])))
+                change = random.choice(["same", "same", "remove", "add", "replace"])
+                added = " ".join(islice(words, 4)) if change == "add" else None
+                after += [(added, "text")] if added else []
+                new += [added] if added else []
+                if change == "remove":
+                    gone.append(before[-1][0])
+                    continue
+                if change == "replace":
+                    at = random.randrange(len(line))
+                    gone.append(line[at])
+                    line[at] = next(words)
+                    new.append(line[at])
+                after.append((" ".join(line), before[-1][1]))
+            documents = [dict(document=made.rich(*(made.paragraph(*line) for line in lines)))
+                         for lines in (before, after)]
+            shown = self.changed_words(*documents)
+            self.assertEqual([sorted(each) for each in shown], [sorted(gone), sorted(new)], seed)
 
     def test_changes_that_are_no_text(self):
         def write(name, inside, target="http://a.example/", link="l", picture="p.png", style="text"):
