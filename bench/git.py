@@ -4,9 +4,10 @@
 usage: git.py FLOWBOOK_COMMAND [COUNT]
 
 Prints the size of a packed repository with 60 revisions of a flowbook of 3,000 lines of which each changes one, for a
-flowbook without a filter, with the filter, and for its code as a plain text; then the seconds that adding and checking
-out COUNT (5,000) flowbooks of 100 lines and a picture take without a filter, with the filter as one process, and with a
-process a file, with the largest memory of the filter's process.
+flowbook without a filter, with the filter, and for its code as a plain text; then the seconds that adding and
+checking out COUNT (5,000) flowbooks of 100 lines and a picture take without a filter, with a filter that hands
+everything back as it came (peers/pass_on.c: the least that a filter costs, as git waits for each answer), with the
+filter as one process, and with a process a file, with the largest memory of the filter's process.
 """
 
 import os
@@ -23,7 +24,7 @@ from bulk import make
 REVISIONS = 60
 LINES = 3000
 NAMES = {f"GIT_{who}_{what}": "b@b" for who in ("AUTHOR", "COMMITTER") for what in ("NAME", "EMAIL")}
-PLAIN, PROCESS, EACH = "without a filter", "with the filter", "a process a file"
+PLAIN, LEAST, PROCESS, EACH = "without a filter", "handed back", "with the filter", "a process a file"
 
 
 class Repository:
@@ -33,6 +34,7 @@ class Repository:
         folder.mkdir()
         self.git("init", "-q")
         settings = {PROCESS: {"process": f"/usr/bin/time -ao '{folder}.memory' -f %M '{command}' git filter"},
+                    LEAST: {"process": f"'{folder.parent}/pass_on'"},
                     EACH: {way: f"'{command}' git {way}" for way in ("clean", "smudge")}}
         for key, value in settings.get(kind, {}).items():
             self.git("config", f"filter.flowbook.{key}", value)
@@ -99,7 +101,8 @@ def main(command, count):
         (scratch / "books").mkdir()
         make(scratch / "books", count)
         base = None
-        for kind in (PLAIN, PROCESS, EACH):
+        subprocess.run(["cc", "-O2", "-o", scratch / "pass_on", Path(__file__).parent / "peers/pass_on.c"], check=True)
+        for kind in (PLAIN, LEAST, PROCESS, EACH):
             add, checkout, peak = times(scratch, command, kind, scratch / "books")
             base = base or (add, checkout)
             memory = f"   {peak:4.0f} MB" if peak else ""

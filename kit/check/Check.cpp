@@ -127,7 +127,7 @@ private:
         const auto& entries = document.container().entries();
         for (const std::size_t i : otherEntries(document)) {
             if (!isRelationships(fold(entries[i].name))) {
-                add(Severity::Warning, "part.untyped", "/" + entries[i].name, "",
+                add(Severity::Warning, "part.untyped", "/" + std::string(entries[i].name), "",
                     "an entry without a content type is no part");
             }
         }

@@ -113,7 +113,7 @@ void addOpenLinks(const Package& package, std::vector<OpenConflict>& open) {
 void addOpenEntries(const Document& document, std::vector<OpenConflict>& open) {
     std::set<std::string> names;
     for (const std::size_t entry : otherEntries(document)) {
-        names.insert(document.container().entries()[entry].name);
+        names.emplace(document.container().entries()[entry].name);
     }
     for (const std::string& theirs : names) {
         const auto name = besideWhat(theirs);

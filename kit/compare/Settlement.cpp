@@ -219,7 +219,7 @@ void EntryChanges::replace(const std::string& name, const std::string& by) {
 void EntryChanges::commit(const std::vector<opc::interfaces::PlannedEntry>& plan) {
     std::vector<opc::interfaces::PlannedEntry> changed;
     for (const opc::interfaces::PlannedEntry& each : plan) {
-        const std::string& name = each.content == nullptr ? entries()[each.carried].name : each.name;
+        const std::string name(each.content == nullptr ? entries()[each.carried].name : each.name);
         const auto change = changes_.find(name);
         if (change == changes_.end()) {
             changed.push_back(each);

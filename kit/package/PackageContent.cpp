@@ -163,7 +163,7 @@ PackageContent readContent(const Document& document, const ReadContent& read) {
 std::map<std::string, fl::Bytes> readOthers(const Document& document) {
     std::map<std::string, fl::Bytes> others;
     for (const std::size_t entry : otherEntries(document)) {
-        others[document.container().entries()[entry].name] = document.container().read(entry);
+        others[std::string(document.container().entries()[entry].name)] = document.container().read(entry);
     }
     return others;
 }
@@ -220,7 +220,7 @@ fl::Bytes recompressed(const Document& document, CompressionType compression) {
     contents.reserve(entries.size());
     for (std::size_t i = 0; i < entries.size(); ++i) {
         contents.push_back(document.container().read(i));
-        plan.push_back({&contents.back(), 0, entries[i].name, compression});
+        plan.push_back({&contents.back(), 0, std::string(entries[i].name), compression});
     }
     const auto memory = std::make_shared<MemoryStorage>();
     ZipPhysicalPackage container(kName, opc::FileSystemOpsSelector{StorageSystemReference(memory)}, true);

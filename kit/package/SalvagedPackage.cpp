@@ -108,7 +108,7 @@ bool SalvagedPackage::isThatOf(const fl::Bytes& file) const {
                    areAlike(own->relationships, relationshipsOf(part)) && own->content == kit::contentOf(part);
         };
         const auto isCarried = [&](std::size_t entry) {
-            const auto own = content.others.find(document.container().entries()[entry].name);
+            const auto own = content.others.find(std::string(document.container().entries()[entry].name));
             return own != content.others.end() && own->second == document.container().read(entry);
         };
         return parts.size() == content.parts.size() && others.size() == content.others.size() &&

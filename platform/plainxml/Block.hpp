@@ -34,6 +34,12 @@ public:
 
     static Bytes either(Bytes a, Bytes b) { return _mm_or_si128(a, b); }
 
+    /// Returns those of the bytes that are followed by one of them; what follows the last byte counts as one.
+    static Bytes followed(Bytes bytes) {
+        const __m128i beyond = _mm_slli_si128(_mm_set1_epi8(-1), kSize - 1);
+        return _mm_and_si128(bytes, either(_mm_srli_si128(bytes, 1), beyond));
+    }
+
     /// Returns how many bytes at the front are `wanted` and not `unwanted`.
     static std::size_t front(Bytes wanted, Bytes unwanted) {
         const auto are = static_cast<unsigned>(_mm_movemask_epi8(_mm_andnot_si128(unwanted, wanted)));
@@ -72,6 +78,8 @@ public:
     }
 
     static Bytes either(Bytes a, Bytes b) { return a | b; }
+
+    static Bytes followed(Bytes bytes) { return bytes & (bytes >> 1 | 1U << (kSize - 1)); }
 
     static std::size_t front(Bytes wanted, Bytes unwanted) {
         return static_cast<std::size_t>(__builtin_ctz(~(wanted & ~unwanted)));

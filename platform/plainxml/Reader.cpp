@@ -161,7 +161,7 @@ public:
     /// Up to the next tag. @returns whether it was reached.
     bool takeText() {
         while (true) {
-            text_.takePlain(at_, end_);
+            text_.takePlain<false>(at_, end_);
             if (at_ == end_) {
                 return false;
             }
@@ -191,7 +191,7 @@ private:
 
     bool takeCdata() {
         while (true) {
-            text_.takePlain(at_, end_);
+            text_.takePlain<true>(at_, end_);
             if (at_ == end_) {
                 return false;
             }

@@ -8,27 +8,31 @@ namespace {
 
 constexpr char kLastControl = 0x1F;
 
+template <bool isCdata>
 bool isPlain(char c) {
     const bool isText = c == '\t' || c == '\n' || static_cast<signed char>(c) > kLastControl;
-    return isText && c != '<' && c != '&' && c != ']';
+    return isText && c != ']' && (isCdata || (c != '<' && c != '&'));
 }
 
-/// Returns how many bytes at the front of a block are plain.
+/// Returns how many bytes at the front of a block are plain. Code is full of "]", so only one before another counts.
+template <bool isCdata>
 std::size_t plainBytes(const Block& block) {
     const Block::Bytes text = Block::either(block.isAbove(kLastControl), block.isOneOf('\t', '\n'));
-    return Block::front(text, block.isOneOf('<', '&', ']'));
+    const Block::Bytes brackets = Block::followed(block.isOneOf(']'));
+    return Block::front(text, isCdata ? brackets : Block::either(brackets, block.isOneOf('<', '&')));
 }
 
 }  // namespace
 
 /// Whole blocks are widened before it is known how much of them is plain: what is not is written over by what comes
 /// next.
+template <bool isCdata>
 void Widening::takePlain(const char*& at, const char* end) {
     while (end - at >= static_cast<std::ptrdiff_t>(Block::kSize)) {
         makeRoomFor(Block::kSize);
         const Block block(at);
         block.widen(units_ + used_);
-        const std::size_t plain = plainBytes(block);
+        const std::size_t plain = plainBytes<isCdata>(block);
         at += plain;
         used_ += plain;
         if (plain != Block::kSize) {
@@ -36,10 +40,13 @@ void Widening::takePlain(const char*& at, const char* end) {
         }
     }
     makeRoomFor(Block::kSize);
-    for (; at != end && isPlain(*at); ++at) {
+    for (; at != end && isPlain<isCdata>(*at); ++at) {
         units_[used_++] = static_cast<unsigned char>(*at);
     }
 }
+
+template void Widening::takePlain<true>(const char*& at, const char* end);
+template void Widening::takePlain<false>(const char*& at, const char* end);
 
 void Widening::put(char32_t point) {
     makeRoomFor(2);

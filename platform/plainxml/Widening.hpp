@@ -13,7 +13,9 @@ public:
     explicit Widening(std::u16string* text) noexcept : text_(text) {}
 
     /// Takes the characters at `at` up to the first that is not ASCII, is no XML character, or may mean something else
-    /// than itself ("<", "&", "]", a carriage return), which `at` is moved to.
+    /// than itself (a carriage return, a "]" that may begin a "]]>", and outside of CDATA sections "<" and "&"), which
+    /// `at` is moved to.
+    template <bool isCdata>
     void takePlain(const char*& at, const char* end);
 
     /// @param point  an XML character.

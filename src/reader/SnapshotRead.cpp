@@ -12,6 +12,8 @@
 #include <cstring>
 #include <iterator>
 #include <set>
+#include <utility>
+#include <vector>
 
 namespace flowbook {
 
@@ -60,28 +62,40 @@ std::size_t sizeOf(const FlowbookFilePackage::Part& part) {
 
 }  // namespace
 
-/// Adds up the bytes of parts that are reached again, and refuses a file in which they exceed the limit.
+/// Adds up the bytes of parts that are reached again, and refuses a file in which they exceed the limit. While all
+/// parts together do not exceed it, none is looked for among the others: nearly all files are read without that.
 class FlowbookFileReader::FlowbookFileReaderImpl::Repeats {
 public:
     explicit Repeats(const std::u16string& fileName) : fileName_(fileName) {}
 
     void add(const SnapshotPart& part) {
-        if (names_.insert(fl::i18n::to_lower(part.partName)).second) {
+        const std::size_t size = sizeOf(part);
+        waiting_.emplace_back(part.partName, size);
+        allBytes_ += size;
+        if (allBytes_ > kMaxRepeatedBytes) {
+            for (const auto& [name, bytes] : std::exchange(waiting_, {})) {
+                count(name, bytes);
+            }
+        }
+    }
+
+private:
+    void count(const std::u16string& name, std::size_t size) {
+        if (names_.insert(fl::i18n::to_lower(name)).second) {
             return;
         }
-        bytes_ += sizeOf(part);
+        bytes_ += size;
         if (bytes_ > kMaxRepeatedBytes) {
             detail::throwInternal(FlowbookFileReaderGenericException(
                 fileName_,
                 "Internal Exception in reading Flowbook file : relationships lead to the same parts so "
                 "often that their copies take more than the limit kMaxRepeatedBytes of " +
                     std::to_string(kMaxRepeatedBytes) + " bytes permits, the last one " +
-                    fl::i18n::to_string(part.partName.substr(0, kShownName)),
+                    fl::i18n::to_string(name.substr(0, kShownName)),
                 FlowbookErrorKind::LimitExceeded));
         }
     }
 
-private:
     static constexpr std::size_t kShownName = 100;
 
     /// Orders by length first, which is cheaper; the order itself does not matter.
@@ -93,8 +107,10 @@ private:
     };
 
     const std::u16string& fileName_;
+    std::vector<std::pair<std::u16string, std::size_t>> waiting_;  ///< names and sizes that were not counted yet
+    std::size_t allBytes_ = 0;
     std::set<std::u16string, Before> names_;
-    std::size_t bytes_ = 0;
+    std::size_t bytes_ = 0;  ///< of what was reached again
 };
 
 /// Reads parts and relationships in the order of the known relationship types, not in that of the file, so

@@ -30,6 +30,7 @@ namespace opc::zippackage {
 template <class... Pieces>
 std::string text(const Pieces&... pieces) {
     std::string all;
+    all.reserve(80);  // as long as most are
     const auto add = [&all](const auto& piece) {
         if constexpr (std::is_integral_v<std::decay_t<decltype(piece)>>) {
             all += std::to_string(piece);

@@ -53,6 +53,9 @@ TEST(RichCode, GivesItsCodeParagraphs) {
         {body(code(times("\u00E4x", 9999))), times("\u00E4x", 9999)},
         // Text goes through a buffer of 2048 units, and is widened by blocks of 16.
         {body(code(times("x", 2047) + "\U0001F600]")), times("x", 2047) + "\U0001F600]"},
+        {body(code("<![CDATA[a[i[0]] && b[1] < c; ]]]>&amp;&lt;]x]")), "a[i[0]] && b[1] < c; ]&<]x]"},
+        {body(code("<![CDATA[" + times("x", 14) + "]]]]>" + times("y", 15) + "]<b/>]")),
+         times("x", 14) + "]]" + times("y", 15) + "]]"},
         {document("\n<w:body>\n " + code("a") + "\n</w:body>\n"), "a"},
         {body(paragraph("<w:r><w:t>1</w:t><w:t>no</w:t></w:r>" + run)), "1"},
         {body(paragraph("<w:r/>" + run) + paragraph("") + code("a")), "a"},
@@ -143,6 +146,9 @@ TEST(RichCode, GivesItsCodeParagraphs) {
                                     "<?p \x02?>",
                                     "<?p>"}) {
         refused.emplace_back(body(code(inner)), malformed);
+    }
+    for (int before = 0; before != 17; ++before) {  // at each place of a block
+        refused.emplace_back(body(code(times("x", before) + "]]>")), malformed);
     }
     const auto check = [](const auto& row, bool isUsual) {
         const auto& [xml, expected] = row;

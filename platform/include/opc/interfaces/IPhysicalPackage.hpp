@@ -9,13 +9,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace opc::interfaces {
 
 /// One named entry of a container, as the index describes it. Folder entries are not listed.
 struct PhysicalEntry {
-    std::string name;          ///< UTF-8, without a leading slash
+    std::string_view name;     ///< UTF-8, without a leading slash; a view that ends when the container is closed
     std::uint64_t size;        ///< bytes of the content
     std::uint64_t storedSize;  ///< bytes that the content takes up in the container
 };

@@ -32,17 +32,18 @@ public:
     const std::string& ascii() const noexcept { return text_; }
 
     /// The form under which equivalent names are equal.
-    const std::string& folded() const noexcept { return folded_; }
+    const std::string& folded() const noexcept { return folded_.empty() ? text_ : folded_; }
 
-    friend bool operator==(const PartName& a, const PartName& b) { return a.folded_ == b.folded_; }
+    friend bool operator==(const PartName& a, const PartName& b) { return a.folded() == b.folded(); }
     friend bool operator!=(const PartName& a, const PartName& b) { return !(a == b); }
 
 private:
     struct Checked {};
     PartName(Checked, std::string_view text);
+    void fold();
 
     std::string text_;
-    std::string folded_;
+    std::string folded_;  ///< empty when the text itself is folded
 };
 
 }  // namespace opc::model

@@ -72,7 +72,7 @@ private:
     const RelationshipList& package_;
     ContentTypes contentTypes_;
     std::vector<bool> entryDone_;
-    std::vector<bool> partDone_ = std::vector<bool>(parts_.all().empty() ? 0 : parts_.all().rbegin()->first + 1);
+    std::vector<bool> partDone_ = std::vector<bool>(parts_.placeCount());
     CommitPlan plan_;
     interfaces::CompressionType xmlCompression_ = interfaces::CompressionType::Normal;
 };
@@ -82,7 +82,7 @@ private:
 bool Planner::isAllStored() const {
     const auto& all = parts_.all();
     return !all.empty() && std::all_of(all.begin(), all.end(), [](const auto& each) {
-        return each.second->pending && each.second->compression == interfaces::CompressionType::None;
+        return each.pointer->pending && each.pointer->compression == interfaces::CompressionType::None;
     });
 }
 
@@ -93,16 +93,17 @@ void Planner::assignRelationshipsType(const RelationshipList* list, std::string_
         return;
     }
     const std::string name = relationshipsNameOf(sourceName);
-    markDone(parts_.otherEntries(name));
+    const std::string folded = fl::ascii::fold(name);
+    markDone(parts_.otherEntries(folded));
     if (list->isEmpty()) {
-        contentTypes_.removeOverride(fl::ascii::fold(name));
+        contentTypes_.removeOverride(folded);
     } else {
         contentTypes_.assignByDefault(*PartName::parse(name), relationshipsType());
     }
 }
 
 void Planner::addContentTypes() {
-    const Entries entries = parts_.otherEntries(ContentTypes::kName);
+    const Entries entries = parts_.otherEntries(ContentTypes::kFoldedName);
     if (!entries.empty() && !contentTypes_.isChanged()) {
         carry(entries);
         return;
@@ -120,7 +121,7 @@ void Planner::addPackageRelationships() {
 }
 
 void Planner::addLeadingPart() {
-    for (const auto& record : package_.all()) {
+    for (const auto& [number, record] : package_.records()) {
         const auto target = isDescriptive(*record) ? std::nullopt : internalTarget(Relationship(record));
         const PartState* part = target ? parts_.find(target->folded()) : nullptr;
         if (part != nullptr) {

@@ -35,6 +35,7 @@ public:
 
     /// The name of the stream in messages and in the index of names.
     static constexpr std::string_view kName = "/[Content_Types].xml";
+    static constexpr std::string_view kFoldedName = "/[content_types].xml";
 
     /// Fills an empty object. @throws as parseFlatXml().
     void parse(const fl::Bytes& bytes, const std::function<std::string()>& where);

@@ -75,8 +75,7 @@ Sequences findSequences(const std::vector<PhysicalEntry>& entries) {
     Sequences sequences;
     for (std::size_t at = 0; at != entries.size(); ++at) {
         if (const auto piece = parsePieceName(entries[at].name)) {
-            sequences[fold(std::string_view(entries[at].name).substr(0, piece->wholeLength))].push_back(
-                {piece->number, piece->last, at});
+            sequences[fold(entries[at].name.substr(0, piece->wholeLength))].push_back({piece->number, piece->last, at});
         }
     }
     return sequences;

@@ -34,8 +34,10 @@ void PartTable::read() {
 
 void PartTable::readContentTypes(const std::vector<LogicalEntry>& entries) {
     constexpr std::string_view name = ContentTypes::kName;
-    const auto found = std::find_if(entries.begin(), entries.end(), [folded = fold(name)](const LogicalEntry& entry) {
-        return entry.name.size() == folded.size() - 1 && "/" + fold(entry.name) == folded;
+    const auto found = std::find_if(entries.begin(), entries.end(), [](const LogicalEntry& entry) {
+        constexpr std::string_view folded = ContentTypes::kFoldedName.substr(1);
+        return std::equal(entry.name.begin(), entry.name.end(), folded.begin(), folded.end(),
+                          [](char c, char lower) { return fl::ascii::fold(c) == lower; });
     });
     if (found == entries.end()) {
         throw Exception(ErrorKind::Damaged, container_.where(name) + ": it is missing, so this is no package", name);
@@ -51,7 +53,7 @@ void PartTable::classify(const std::string& entryName, const Entries& entries) {
         throw Exception(ErrorKind::Damaged, container_.where(entryName) + reason, entryName);
     };
     std::optional<PartName> name = PartName::parse(entryName);
-    const std::string own = name ? std::string() : fold(entryName);
+    std::string own = name ? std::string() : fold(entryName);
     const std::string_view folded = name ? std::string_view(name->folded()) : own;
     const NameIndex::Place place = index_.placeOf(folded);
     if (index_.find(place, folded) != nullptr) {
@@ -62,20 +64,21 @@ void PartTable::classify(const std::string& entryName, const Entries& entries) {
         refuse(": its name and another part's derive one from the other (M1.11)");
     }
     if (!type || isRelationshipsName(folded)) {
-        index_.insert(NameIndex::prepare(type != nullptr, std::string(folded), entries));
+        index_.insert(NameIndex::prepare(type != nullptr, name ? name->folded() : std::move(own), entries));
         return;
     }
     container_.refuseLongerName(name->ascii());
     auto part = std::make_shared<PartState>(*std::move(name), nextPlace_);
     part->type = std::move(type);
     part->entries = entries;
+    parts_.reserveOne();
     index_.insert(place, NameIndex::prepare(part));
-    parts_.try_emplace(parts_.end(), nextPlace_, std::move(part));
+    parts_.add(nextPlace_, std::move(part));
     ++nextPlace_;
 }
 
-Entries PartTable::otherEntries(std::string_view name) const {
-    const NameIndex::Meaning* meaning = index_.find(fold(name));
+Entries PartTable::otherEntries(std::string_view folded) const {
+    const NameIndex::Meaning* meaning = index_.find(folded);
     return meaning == nullptr ? Entries() : meaning->entries;
 }
 
@@ -83,7 +86,7 @@ Entries PartTable::otherEntries(std::string_view name) const {
 
 bool PartTable::isChanged() const {
     return changed_ || contentTypes_.isChanged() ||
-           std::any_of(parts_.begin(), parts_.end(), [](const auto& each) { return each.second->pending != nullptr; });
+           std::any_of(parts_.begin(), parts_.end(), [](const auto& each) { return each.pointer->pending != nullptr; });
 }
 
 const PartState* PartTable::find(std::string_view folded) const noexcept {
@@ -111,17 +114,16 @@ const std::shared_ptr<PartState>& PartTable::create(const PartName& name, const 
     part->pending = std::make_shared<fl::Bytes>();
     part->compression = info.getCompressionType();
     part->sizeHint = info.getSizeHint();
-    Parts added;
-    added.emplace(nextPlace_, part);
+    parts_.reserveOne();
     NameIndex::Node node = NameIndex::prepare(part);
     const bool byDefault = mode == OpenMode::Create && !ContentTypes::hasMixedExtension(name);
     part->type = byDefault ? contentTypes_.assignByDefault(name, type) : contentTypes_.assign(name, type);
-    const auto place = parts_.insert(added.extract(added.begin())).position;
+    const std::shared_ptr<PartState>& added = parts_.add(nextPlace_, part);
     index_.insert(std::move(node));
     dropRelationships(leftBehind);
     ++nextPlace_;
     changed_ = true;
-    return place->second;
+    return added;
 }
 
 void PartTable::refuseTaken(const PartName& name) const {

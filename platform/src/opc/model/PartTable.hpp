@@ -6,9 +6,9 @@
 #include "opc/model/Entries.hpp"
 #include "opc/model/NameIndex.hpp"
 #include "opc/model/PartState.hpp"
+#include "opc/relationships/Numbered.hpp"
 
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -20,7 +20,7 @@ namespace opc::model::detail {
 class PartTable {
 public:
     /// The parts in their order: that of the container's list, new ones last.
-    using Parts = std::map<std::size_t, std::shared_ptr<PartState>>;
+    using Parts = Numbered<std::shared_ptr<PartState>>;
 
     explicit PartTable(const Container& container) : container_(container) {}
     PartTable(const PartTable&) = delete;
@@ -30,6 +30,9 @@ public:
     void read();
 
     const Parts& all() const noexcept { return parts_; }
+
+    /// Above the places of all parts.
+    std::size_t placeCount() const noexcept { return nextPlace_; }
 
     /// Null when there is no such part.
     const PartState* find(std::string_view folded) const noexcept;
@@ -43,7 +46,8 @@ public:
     const PartState& current(const PartState& part) const { return part.isDeleted ? *shared(part.name) : part; }
 
     /// The entries of what is in the container under a name but is not listed: a relationships part, or no part.
-    Entries otherEntries(std::string_view name) const;
+    /// @param folded  the name.
+    Entries otherEntries(std::string_view folded) const;
 
     const ContentTypes& contentTypes() const noexcept { return contentTypes_; }
 

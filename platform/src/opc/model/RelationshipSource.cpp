@@ -10,30 +10,30 @@
 namespace opc::model {
 namespace {
 
-std::vector<Relationship> handlesOn(std::vector<detail::RelationshipList::RecordPtr> records) {
-    std::vector<Relationship> handles;
-    handles.reserve(records.size());
-    for (auto& record : records) {
-        handles.emplace_back(std::move(record));
-    }
-    return handles;
-}
-
 bool isListed(TargetMode mode, ExcludeMode exclude) {
     return exclude == ExcludeMode::None || (mode == TargetMode::External) != (exclude == ExcludeMode::External);
+}
+
+template <class IsWanted>
+std::vector<Relationship> handles(const detail::RelationshipList& list, const IsWanted& isWanted) {
+    std::vector<Relationship> handles;
+    for (const auto& [number, record] : list.records()) {
+        if (isWanted(*record)) {
+            handles.emplace_back(record);
+        }
+    }
+    return handles;
 }
 
 }  // namespace
 
 std::vector<Relationship> RelationshipSource::getRelationships(ExcludeMode exclude) const {
-    auto records = store().relationships(partState()).all();
-    const auto isExcluded = [=](const auto& record) { return !isListed(record->mode, exclude); };
-    records.erase(std::remove_if(records.begin(), records.end(), isExcluded), records.end());
-    return handlesOn(std::move(records));
+    return handles(store().relationships(partState()),
+                   [=](const auto& record) { return isListed(record.mode, exclude); });
 }
 
 std::vector<Relationship> RelationshipSource::getRelationshipsByType(const std::u16string& type) const {
-    return handlesOn(store().relationships(partState()).ofType(type));
+    return handles(store().relationships(partState()), [&](const auto& record) { return record.type == type; });
 }
 
 Relationship RelationshipSource::createInternalRelationship(const std::u16string& type, const URI& target,

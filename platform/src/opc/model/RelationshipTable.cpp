@@ -25,7 +25,7 @@ bool isListChanged(const std::unique_ptr<RelationshipList>& list) { return list 
 bool RelationshipTable::isChanged() const {
     const auto& parts = parts_.all();
     return isListChanged(package_) || std::any_of(parts.begin(), parts.end(), [](const auto& each) {
-               return isListChanged(each.second->relationships);
+               return isListChanged(each.pointer->relationships);
            });
 }
 
@@ -33,17 +33,19 @@ RelationshipList& RelationshipTable::of(PartState* source) {
     PartState* const part = source == nullptr ? nullptr : &parts_.current(*source);
     std::unique_ptr<RelationshipList>& list = part == nullptr ? package_ : part->relationships;
     if (!list) {
-        list = read(part == nullptr ? kPackageSource : std::string_view(part->name.ascii()));
+        list = part == nullptr ? read(kPackageSource, kPackageSource) : read(part->name.ascii(), part->name.folded());
     }
     return *list;
 }
 
-std::unique_ptr<RelationshipList> RelationshipTable::read(std::string_view sourceName) const {
+std::unique_ptr<RelationshipList> RelationshipTable::read(std::string_view sourceName,
+                                                          std::string_view foldedSource) const {
     auto list = std::make_unique<RelationshipList>(container_.name(), sourceName);
-    const std::string name = relationshipsNameOf(sourceName);
-    const Entries entries = parts_.otherEntries(name);
+    const std::string folded = relationshipsNameOf(foldedSource);
+    const Entries entries = parts_.otherEntries(folded);
     if (!entries.empty()) {
-        const ContentTypes::Pointer type = parts_.contentTypes().find(fl::ascii::fold(name));
+        const std::string name = relationshipsNameOf(sourceName);
+        const ContentTypes::Pointer type = parts_.contentTypes().find(folded);
         if (!type || !isRelationshipsType(*type)) {
             throw Exception(ErrorKind::Damaged,
                             container_.where(name) + ": it has not the content type of relationships (M1.30)", name);

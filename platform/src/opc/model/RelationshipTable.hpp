@@ -26,7 +26,7 @@ public:
     bool isChanged() const;
 
 private:
-    std::unique_ptr<RelationshipList> read(std::string_view sourceName) const;
+    std::unique_ptr<RelationshipList> read(std::string_view sourceName, std::string_view foldedSource) const;
 
     const Container& container_;
     PartTable& parts_;

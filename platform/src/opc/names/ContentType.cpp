@@ -54,7 +54,10 @@ public:
         ++at_;
     }
 
-    std::u16string token() {
+    /// Returns all that was read up to here.
+    std::u16string_view taken() const { return std::u16string_view(text_).substr(0, at_); }
+
+    std::u16string_view token() {
         const std::size_t start = at_;
         while (!atEnd() && detail::isTokenCharacter(text_[at_])) {
             ++at_;
@@ -62,10 +65,10 @@ public:
         if (at_ == start) {
             failHere("a token");
         }
-        return text_.substr(start, at_ - start);
+        return std::u16string_view(text_).substr(start, at_ - start);
     }
 
-    std::u16string value() { return !atEnd() && text_[at_] == u'"' ? quoted() : token(); }
+    std::u16string value() { return !atEnd() && text_[at_] == u'"' ? quoted() : std::u16string(token()); }
 
 private:
     /// A quoted string (RFC 7230, 3.2.6): a backslash stands for the character behind it.
@@ -109,19 +112,22 @@ std::u16string quotedIfNeeded(const std::u16string& value) {
 
 ContentType::ContentType(const std::u16string& text) : text_(text) {
     Scanner scanner(text_);
-    mediaType_ = scanner.token();
+    scanner.token();
     scanner.expect(u'/');
-    mediaType_ += u'/' + scanner.token();
+    scanner.token();
+    mediaType_ = scanner.taken();
     std::transform(mediaType_.begin(), mediaType_.end(), mediaType_.begin(),
                    [](char16_t c) { return detail::fold(c); });
     while (!scanner.atEnd()) {
         scanner.skipSpace();
         scanner.expect(u';');
         scanner.skipSpace();
-        std::u16string name = scanner.token();
+        const std::u16string_view name = scanner.token();
         scanner.expect(u'=');
-        std::u16string value = scanner.value();
-        parameters_.emplace_back(std::move(name), std::move(value));
+        parameters_.emplace_back(name, scanner.value());
+    }
+    if (parameters_.size() < 2) {
+        return;
     }
     const Parameters inOrder = sorted(parameters_);
     const auto twice = std::adjacent_find(inOrder.begin(), inOrder.end(), haveSameName);

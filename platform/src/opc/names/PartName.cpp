@@ -90,7 +90,8 @@ std::string withUnreservedDecoded(const std::string& path) {
 
 }  // namespace
 
-PartName::PartName(const std::u16string& text) : text_(fl::i18n::to_string(text)), folded_(detail::fold(text_)) {
+PartName::PartName(const std::u16string& text) : text_(fl::i18n::to_string(text)) {
+    fold();
     if (const char* fault = faultOf(text_)) {
         refuseName(ErrorKind::Misuse, text_, fault);
     }
@@ -98,7 +99,8 @@ PartName::PartName(const std::u16string& text) : text_(fl::i18n::to_string(text)
 
 /// A reference that is no part name is reported as Damaged, as it comes from a file; text that is none is the mistake
 /// of a caller.
-PartName::PartName(const URI& uri) : text_(withUnreservedDecoded(uri.path())), folded_(detail::fold(text_)) {
+PartName::PartName(const URI& uri) : text_(withUnreservedDecoded(uri.path())) {
+    fold();
     if (uri.hasScheme() || uri.hasAuthority() || uri.hasQuery()) {
         refuseName(ErrorKind::Damaged, fl::i18n::to_string(uri.toString()), "it has a scheme, an authority or a query");
     }
@@ -107,7 +109,14 @@ PartName::PartName(const URI& uri) : text_(withUnreservedDecoded(uri.path())), f
     }
 }
 
-PartName::PartName(Checked, std::string_view text) : text_(text), folded_(detail::fold(text)) {}
+PartName::PartName(Checked, std::string_view text) : text_(text) { fold(); }
+
+/// Most names are in lower case already, and need no second text.
+void PartName::fold() {
+    if (std::any_of(text_.begin(), text_.end(), [](char c) { return c >= 'A' && c <= 'Z'; })) {
+        folded_ = detail::fold(text_);
+    }
+}
 
 std::optional<PartName> PartName::parse(std::string_view text) {
     return isValid(text) ? std::optional(PartName(Checked(), text)) : std::nullopt;

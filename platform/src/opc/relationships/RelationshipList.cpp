@@ -1,6 +1,6 @@
 // The relationships of one source. Records never change and are shared with handles; the list maps numbers, which give
-// the order and stay for ever, to records, and ids to numbers. Ids of a caller are kept, as content may refer to them;
-// ids that this library has chosen may still change until the file is written.
+// the order and stay for ever, to records, and ids to numbers once something is to be changed. Ids of a caller are
+// kept, as content may refer to them; ids that this library has chosen may still change until the file is written.
 #include "opc/relationships/RelationshipList.hpp"
 
 #include "fl/i18n/Conversion.hpp"
@@ -115,7 +115,7 @@ private:
     RelationshipRecord recordOf(const XmlElement& element) const {
         RelationshipRecord record;
         record.id = fl::i18n::to_ustring(required(element, "Id"));
-        const bool isTwice = list_.numbers_.count(record.id) != 0;
+        const bool isTwice = isReadAgain_ && list_.numbers().count(record.id) != 0;
         if (isTwice || !isNCName(record.id)) {
             throw XmlFault{"the id " + shown(record.id) + " is " + (isTwice ? "there twice" : "no NCName")};
         }
@@ -129,9 +129,16 @@ private:
         return record;
     }
 
-    void forget() override { list_ = RelationshipList(list_.packageName_, list_.sourceName_); }
+    /// Ids are compared all at once, and one by one only if a repeated one has to be found for the message.
+    bool isConsistent() const override { return list_.hasUniqueIds(); }
+
+    void forget() override {
+        list_ = RelationshipList(list_.packageName_, list_.sourceName_);
+        isReadAgain_ = true;
+    }
 
     RelationshipList& list_;
+    bool isReadAgain_ = false;
 };
 
 void RelationshipList::parse(const fl::Bytes& bytes, const std::function<std::string()>& where) {
@@ -139,23 +146,28 @@ void RelationshipList::parse(const fl::Bytes& bytes, const std::function<std::st
     parseFlatXml(bytes, where, handler);
 }
 
-std::vector<RelationshipList::RecordPtr> RelationshipList::all() const {
-    std::vector<RecordPtr> all;
-    all.reserve(records_.size());
-    for (const auto& [number, record] : records_) {
-        all.push_back(record);
+RelationshipList::Numbers& RelationshipList::numbers() {
+    if (!numbers_) {
+        Numbers numbers;
+        for (const auto& [number, record] : records_) {
+            // Ids mostly come in ascending order, so the end is the right hint.
+            numbers.emplace_hint(numbers.end(), record->id, number);
+        }
+        numbers_ = std::move(numbers);
     }
-    return all;
+    return *numbers_;
 }
 
-std::vector<RelationshipList::RecordPtr> RelationshipList::ofType(std::u16string_view type) const {
-    std::vector<RecordPtr> all;
+bool RelationshipList::hasUniqueIds() const {
+    std::vector<std::u16string_view> ids;
+    ids.reserve(records_.size());
     for (const auto& [number, record] : records_) {
-        if (record->type == type) {
-            all.push_back(record);
-        }
+        ids.push_back(record->id);
     }
-    return all;
+    if (!std::is_sorted(ids.begin(), ids.end(), Before())) {
+        std::sort(ids.begin(), ids.end(), Before());
+    }
+    return std::adjacent_find(ids.begin(), ids.end()) == ids.end();
 }
 
 RelationshipList::RecordPtr RelationshipList::add(RelationshipRecord record) {
@@ -170,9 +182,9 @@ RelationshipList::RecordPtr RelationshipList::add(RelationshipRecord record) {
     if (record.isIdChosen) {
         record.id = freshId();
     }
-    const auto holder = numbers_.find(record.id);
-    const std::size_t inTheWay = holder == numbers_.end() ? 0 : holder->second;
-    if (inTheWay != 0 && !records_.at(inTheWay)->isIdChosen) {
+    const auto holder = numbers().find(record.id);
+    const std::size_t inTheWay = holder == numbers().end() ? 0 : holder->second;
+    if (inTheWay != 0 && !(*records_.find(inTheWay))->isIdChosen) {
         refuse(ErrorKind::Conflict, "the id is taken");
     }
     RecordPtr added = insert(std::move(record), inTheWay);
@@ -180,66 +192,72 @@ RelationshipList::RecordPtr RelationshipList::add(RelationshipRecord record) {
     return added;
 }
 
-/// Makes all nodes before it changes anything, as inserting a node that exists needs no memory.
+/// Takes all memory before it changes anything: inserting a node that exists needs none.
 /// @param inTheWay  the number of the relationship that has the id, and gets another one; 0 for none.
 RelationshipList::RecordPtr RelationshipList::insert(RelationshipRecord record, std::size_t inTheWay) {
     record.origin = origin();
     record.number = lastNumber_ + 1;
     auto added = std::make_shared<const RelationshipRecord>(std::move(record));
-    Records records{{added->number, added}};
-    Numbers numbers{{added->id, added->number}};
-    if (inTheWay != 0) {
-        giveWay(inTheWay);
+    records_.reserveOne();
+    if (numbers_) {
+        Numbers single{{added->id, added->number}};
+        if (inTheWay != 0) {
+            giveWay(inTheWay);
+        }
+        numbers_->insert(numbers_->end(), single.extract(single.begin()));
     }
-    // Ids mostly come in ascending order, and numbers always do, so the end is the right hint.
-    records_.insert(records_.end(), records.extract(records.begin()));
-    numbers_.insert(numbers_.end(), numbers.extract(numbers.begin()));
+    records_.add(added->number, added);
     lastNumber_ = added->number;
     return added;
 }
 
 /// Puts a copy of a record, with another id, in its place. Handles that exist keep the old record and its id.
 void RelationshipList::giveWay(std::size_t number) {
-    RecordPtr& record = records_.at(number);
+    RecordPtr& record = *records_.find(number);
     RelationshipRecord other = *record;
     other.id = freshId();
     const auto moved = std::make_shared<const RelationshipRecord>(std::move(other));
-    numbers_.emplace(moved->id, number);
-    numbers_.erase(numbers_.find(record->id));
+    numbers_->emplace(moved->id, number);
+    numbers_->erase(record->id);
     record = moved;
 }
 
 void RelationshipList::remove(const std::u16string& id) {
-    const auto found = numbers_.find(id);
-    if (found == numbers_.end()) {
+    const auto found = numbers().find(id);
+    if (found == numbers().end()) {
         throw Exception(ErrorKind::NotFound, where() + ": there is no relationship " + shown(id), sourceName_);
     }
-    erase(found);
+    erase(*records_.find(found->second));
 }
 
 /// Finds a relationship by its number, as its id may have changed since the handle was got. The origin is compared
 /// first: a handle of another source may have the same number.
 void RelationshipList::remove(const RelationshipRecord& record) {
-    const auto found = records_.find(record.number);
-    if (record.origin != origin_ || found == records_.end()) {
+    const RecordPtr* const found = records_.find(record.number);
+    if (record.origin != origin_ || found == nullptr) {
         throw Exception(ErrorKind::NotFound, where() + ": there is no relationship " + shown(record.id), sourceName_);
     }
-    erase(numbers_.find(found->second->id));
+    erase(*found);
 }
 
-void RelationshipList::removeByType(std::u16string_view type) noexcept {
-    for (auto each = records_.begin(); each != records_.end();) {
-        const RecordPtr record = (each++)->second;
+void RelationshipList::removeByType(std::u16string_view type) {
+    std::vector<RecordPtr> removed;
+    for (const auto& [number, record] : records_) {
         if (record->type == type) {
-            erase(numbers_.find(record->id));
+            removed.push_back(record);
         }
+    }
+    for (RecordPtr& record : removed) {
+        erase(std::move(record));
     }
 }
 
-void RelationshipList::erase(Numbers::const_iterator place) noexcept {
-    const std::size_t number = place->second;
-    numbers_.erase(place);  // first, as its key is a view of the record's id
-    records_.erase(number);
+/// @param record  kept until the end, as the ids are views of records.
+void RelationshipList::erase(RecordPtr record) noexcept {
+    if (numbers_) {
+        numbers_->erase(record->id);
+    }
+    records_.erase(record->number);
     changed_ = true;
 }
 
@@ -261,7 +279,7 @@ std::u16string RelationshipList::freshId() {
     do {
         const std::string number = std::to_string(++lastFreshId_);
         id = u"rId" + std::u16string(number.begin(), number.end());
-    } while (numbers_.count(id) != 0);
+    } while (numbers().count(id) != 0);
     return id;
 }
 

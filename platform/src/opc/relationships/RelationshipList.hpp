@@ -2,12 +2,14 @@
 
 #include "fl/Bytes.hpp"
 #include "opc/model/ContentType.hpp"
+#include "opc/relationships/Numbered.hpp"
 #include "opc/relationships/RelationshipRecord.hpp"
 
 #include <cstring>
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,8 +28,7 @@ public:
     /// Fills an empty list. @throws as parseFlatXml().
     void parse(const fl::Bytes& bytes, const std::function<std::string()>& where);
 
-    std::vector<RecordPtr> all() const;
-    std::vector<RecordPtr> ofType(std::u16string_view type) const;
+    const Numbered<RecordPtr>& records() const noexcept { return records_; }
     bool isEmpty() const noexcept { return records_.empty(); }
 
     /// Whether anything was added or removed since it was read.
@@ -43,7 +44,8 @@ public:
     /// @throws opc::Exception of kind NotFound.
     void remove(const std::u16string& id);
     void remove(const RelationshipRecord& record);
-    void removeByType(std::u16string_view type) noexcept;
+    /// @throws std::bad_alloc, with nothing changed.
+    void removeByType(std::u16string_view type);
 
     fl::Bytes toXml() const;
 
@@ -57,12 +59,13 @@ private:
                                         : std::memcmp(a.data(), b.data(), a.size() * sizeof(char16_t)) < 0;
         }
     };
-    using Records = std::map<std::size_t, RecordPtr>;
     using Numbers = std::map<std::u16string_view, std::size_t, Before>;
 
     RecordPtr insert(RelationshipRecord record, std::size_t inTheWay = 0);
     void giveWay(std::size_t number);
-    void erase(Numbers::const_iterator place) noexcept;
+    Numbers& numbers();
+    bool hasUniqueIds() const;
+    void erase(RecordPtr record) noexcept;
     std::string where() const;
     const std::shared_ptr<const RelationshipOrigin>& origin();
     std::u16string freshId();
@@ -70,8 +73,8 @@ private:
     std::string_view packageName_;
     std::string_view sourceName_;
     std::shared_ptr<const RelationshipOrigin> origin_;  ///< null until there is a relationship
-    Records records_;                                   ///< by their numbers
-    Numbers numbers_;                                   ///< by id; the keys are views of the records'
+    Numbered<RecordPtr> records_;
+    std::optional<Numbers> numbers_;  ///< by id, once they are needed; the keys are views of the records'
     std::size_t lastNumber_ = 0;
     std::size_t lastFreshId_ = 0;
     bool changed_ = false;

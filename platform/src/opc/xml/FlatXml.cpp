@@ -66,7 +66,7 @@ bool takePlain(std::string_view document, FlatXmlHandler& handler) {
         }
         text.clear();
     }
-    return true;
+    return handler.isConsistent();
 }
 
 /// As above. A fault counts as not plain, so that the other parser finds it again and reports its place.

@@ -16,6 +16,10 @@ public:
     void endElement(const XmlName& name, XmlRange tag) final;
     void characters(std::string_view text) final;
 
+    /// Whether all that was listed may stand together. Asked when the document was read for the first time; if not, it
+    /// is read again, and listed() then refuses the element at fault, for the message to have its place.
+    virtual bool isConsistent() const { return true; }
+
     /// Prepares for the document being read once more, from its start, by another parser.
     void startOver() {
         depth_ = 0;

@@ -106,7 +106,7 @@ std::vector<PhysicalEntry> entriesOf(const ZipIndex& index) {
     std::vector<PhysicalEntry> entries;
     entries.reserve(index.entries.size());
     for (const ZipEntry& entry : index.entries) {
-        entries.push_back({std::string(entry.name), entry.size, entry.storedSize});
+        entries.push_back({entry.name, entry.size, entry.storedSize});
     }
     return entries;
 }

@@ -205,7 +205,15 @@ TEST(PackageWriteTest, RelationshipsKeepTheirOrderThroughManyDeletions) {
     EXPECT_EQ(left, listed);
     EXPECT_EQ(0U, package.getRelationshipsByType(u"t4").size());
     package.deleteRelationshipsByType(u"t5");
-    EXPECT_EQ(package.getRelationships(ExcludeMode::None).size(), package.getRelationshipsByType(u"t6").size());
+    const std::vector<Relationship> rest = package.getRelationshipsByType(u"t6");
+    EXPECT_EQ(package.getRelationships(ExcludeMode::None).size(), rest.size());
+    const Relationship added = package.createInternalRelationship(u"t6", URI(u"last"), u"i1");
+    for (const Relationship& each : rest) {
+        package.deleteRelationship(each);
+        EXPECT_THROW(package.deleteRelationship(each), Exception);
+    }
+    EXPECT_EQ(u"last", package.getRelationshipsByType(u"t6").at(0).getTarget());
+    package.deleteRelationship(added);
     package.revert();
 }
 
