@@ -3,6 +3,7 @@
 #include "kit/document/ParagraphEdits.hpp"
 
 #include "kit/document/CodeParagraphs.hpp"
+#include "kit/document/References.hpp"
 #include "kit/document/StoredText.hpp"
 #include "opc/Exception.hpp"
 
@@ -74,15 +75,6 @@ struct Splice {
     XmlSpan span;
     std::string text;
 };
-
-/// Text as an attribute in double quotes has it.
-std::string attributeOf(const std::string& text) {
-    std::string result = escapedText(storable(text));
-    for (std::size_t at = result.find('"'); at != result.npos; at = result.find('"', at)) {
-        result.replace(at, 1, "&quot;");
-    }
-    return result;
-}
 
 /// Text within a run: elements for text, line breaks and tabs.
 /// @param prefix  of the word namespace, with the colon.
@@ -210,7 +202,7 @@ private:
         }
         const std::string declaration = declares_ ? " xmlns:w=\"" + std::string(kWordNamespace) + "\"" : "";
         const std::string style =
-            edit.style.empty() ? "" : "<w:pPr><w:pStyle w:val=\"" + attributeOf(edit.style) + "\"/></w:pPr>";
+            edit.style.empty() ? "" : "<w:pPr><w:pStyle w:val=\"" + escapedValue(storable(edit.style)) + "\"/></w:pPr>";
         return "<w:p" + declaration + ">" + style + "<w:r>" + textElements("w:", storable(edit.text)) + "</w:r></w:p>";
     }
 

@@ -16,6 +16,11 @@ from pathlib import Path
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "support"))
 import make_fixtures as made
 
+# A shell that runs the tests in its background, or nohup(1), has them ignore these; the command would do so too.
+for number in (signal.SIGINT, signal.SIGHUP):
+    if signal.getsignal(number) == signal.SIG_IGN:
+        signal.signal(number, signal.SIG_DFL)
+
 COMMAND = None
 # The shell that runs the editor lies between it and the command.
 COMMANDS_ID = "$(cut -d' ' -f4 /proc/$PPID/stat)"

@@ -143,6 +143,11 @@ class Unpack(CommandTest):
         self.write({"books/cut.tqx": cut})
         self.flowbook("repair", "books/cut.tqx", "--in-place", code=3, err="'books/cut.tqx.damaged' is there already")
         self.assert_files("books", {**after, "cut.tqx": cut})
+        # A run that was ended when it had given the second name, and not replaced the file yet.
+        (self.folder / "books/cut.tqx.damaged").unlink()
+        os.link(self.folder / "books/cut.tqx", self.folder / "books/cut.tqx.damaged")
+        self.flowbook("repair", "books/cut.tqx", "--in-place", "-q")
+        self.assert_files("books", after)
 
     def test_extract_overwrites_nothing_and_writes_nowhere_else(self):
         for name in ("out", "elsewhere"):

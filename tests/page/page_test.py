@@ -65,6 +65,18 @@ class Pages(unittest.TestCase):
         self.html("in", code=2)
         self.assertIn("6 bytes, SHA-256 <code>2bb80d53", self.html("in/b/X.tqx")[0])
 
+    def test_what_is_missing_and_what_is_stored(self):
+        self.change("out.tqx", root=[made.TO_DOCUMENT, ("o", "output", "o.xml"), ("p", "output", "p.txt")],
+                    parts={"o.xml": ("text/xml", b"<o>seen</o>"), "p.txt": ("text/plain", b"as it is")})
+        page = self.html("out.tqx")[0]
+        self.assertRegex(page, '(?s)<p class="result".*>seen</p>.*<details><summary.*/o.xml.*<details open.*/p.txt')
+        self.assertIn(">as it is</code>", page)
+        body = '<w:p><w:r><w:drawing><a:blip xmlns:a="urn:a" r:embed="r9" xmlns:r="%s"/></w:drawing></w:r></w:p>%s'
+        self.change("out.tqx", document=made.rich(body % (OFFICE + "relationships",
+                                                          made.paragraph("Below it", "Caption"))))
+        page = self.html("out.tqx", code=4)[0]
+        self.assertRegex(page, "(?s)a picture is missing: relationship r9.*<p>Below it</p>")
+
     def test_what_a_small_file_can_make_large(self):
         lines = made.rich(made.paragraph("\n" * 300000))
         (self.folder / "bomb.tqx").write_bytes(made.zipped(made.package(lines)))
@@ -347,10 +359,18 @@ class Pages(unittest.TestCase):
         tree = Page(page).root
         self.assertEqual([e.text() for e in tree.find("mark")], ["2", "20"])
         self.assertEqual([e.text() for e in tree.find("del")], ["Old <b>", "b = 2;", "Gone"])
+        self.assertEqual(page.count("a = 1;"), 2)
         self.assertIn("There is none.", page)
         self.assertIn("3 bytes, SHA-256 709e80c8", page)
         self.assertIn("The contents are the same.", self.html("--html", "old.tqx", "old.tqx", command="diff")[0])
-        # What is outside of paragraphs, and what is no text.
+        # What is outside of paragraphs, or a formula in one, and what is no text.
+        body = '<w:p><w:oMath><w:r><w:t>%s</w:t></w:r></w:oMath></w:p><w:tbl><w:tblPr><w:tblW w:w="%s"/></w:tblPr></w:tbl>'
+        for name, words in (("one.tqx", ("q", 1)), ("two.tqx", ("p", 1)), ("three.tqx", ("p", 2))):
+            self.change(name, document=made.rich(body % words))
+        page = self.html("--html", "one.tqx", "two.tqx", command="diff", code=1)[0]
+        self.assertEqual([e.text() for e in Page(page).root.find("mark")], ["q", "p"])
+        self.assertIn("The markup around paragraphs changed",
+                      self.html("--html", "two.tqx", "three.tqx", command="diff", code=1)[0])
         table = '<w:tbl><w:tblPr><w:tblCaption w:val="%s"/></w:tblPr></w:tbl>%s'
         for name, words in (("one.tqx", ("Old words", "<w:r><w:t>loose</w:t></w:r>")), ("two.tqx", ("New words", ""))):
             self.change(name, document=made.rich(table % words))

@@ -1,6 +1,7 @@
 #include "kit/compare/Digest.hpp"
 
 #include "kit/KitTesting.hpp"
+#include "kit/compare/Differences.hpp"
 #include "kit/compare/TextForm.hpp"
 #include "opc/ByteArrayInAdaptor.hpp"
 
@@ -105,6 +106,37 @@ TEST(Digest, OfCodeIsThatOfItsLines) {
     });
     EXPECT_EQ(codeDigest(open(encrypted)), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
     EXPECT_NE(textOf(encrypted).find("\n[encrypted, 3 bytes, sha256 ba7816bf"), std::string::npos);
+}
+
+/// The letters of both that differ, in parentheses, with what is the same between.
+std::string differencesIn(std::string_view a, std::string_view b) {
+    std::vector<std::string_view> lettersOfA, lettersOfB;
+    for (std::size_t i = 0; i < std::max(a.size(), b.size()); ++i) {
+        i < a.size() ? lettersOfA.push_back(a.substr(i, 1)) : void();
+        i < b.size() ? lettersOfB.push_back(b.substr(i, 1)) : void();
+    }
+    std::string text;
+    std::size_t at = 0;
+    for (const Difference& each : differencesOf(lettersOfA, lettersOfB)) {
+        text.append(a.substr(at, each.aBegin - at)).append("(").append(a.substr(each.aBegin, each.aEnd - each.aBegin));
+        text.append("|").append(b.substr(each.bBegin, each.bEnd - each.bBegin)).append(")");
+        at = each.aEnd;
+    }
+    return text.append(a.substr(at));
+}
+
+TEST(Differences, AreFewAndShort) {
+    const std::array<const char*, 3> cases[] = {{"", "", ""},
+                                                {"a", "", "(a|)"},
+                                                {"", "b", "(|b)"},
+                                                {"same", "same", "same"},
+                                                {"abab", "baba", "(a|)bab(|a)"},  // none stands once
+                                                {"1x2", "1yz2", "1(x|yz)2"},
+                                                {"abcxab", "abxcab", "ab(c|)x(|c)ab"},
+                                                {"aabUbaa", "abaUaba", "a(a|)b(|a)U(b|)a(|b)a"}};
+    for (const auto& [a, b, expected] : cases) {
+        EXPECT_EQ(differencesIn(a, b), expected) << a << " and " << b;
+    }
 }
 
 TEST(TextForm, NeverFails) {

@@ -8,7 +8,6 @@
 #include "opc/pxservices/PropertyPart.hpp"
 #include "opc/pxservices/PropertyPlace.hpp"
 
-#include <utility>
 
 namespace opc::pxservices {
 namespace {
@@ -83,9 +82,9 @@ std::optional<fl::Bytes> writtenXml(const Package& package, const PropertyPart& 
     return xml;
 }
 
-void put(Package& package, const PropertyPlace& place, std::optional<fl::Bytes> xml) {
+void put(Package& package, const PropertyPlace& place, const std::optional<fl::Bytes>& xml) {
     if (xml) {
-        putPart(package, place, *std::move(xml));
+        putPart(package, place, *xml);
     }
 }
 
@@ -110,10 +109,10 @@ CoreProperties CorePropertiesManager::getCoreProperties() const {
 
 void CorePropertiesManager::setCoreProperties(const CoreProperties& properties) {
     // Both parts are written out before either is changed, as a value may be refused.
-    auto core = writtenXml(*package_, properties.impl_->core, detail::corePlace());
-    auto extension = writtenXml(*package_, properties.impl_->extension, detail::extensionPlace());
-    put(*package_, detail::corePlace(), std::move(core));
-    put(*package_, detail::extensionPlace(), std::move(extension));
+    const auto core = writtenXml(*package_, properties.impl_->core, detail::corePlace());
+    const auto extension = writtenXml(*package_, properties.impl_->extension, detail::extensionPlace());
+    put(*package_, detail::corePlace(), core);
+    put(*package_, detail::extensionPlace(), extension);
 }
 
 }  // namespace opc::pxservices

@@ -10,7 +10,6 @@
 #include "opc/relationships/RelationshipRecord.hpp"
 
 #include <algorithm>
-#include <utility>
 
 namespace opc::pxservices::detail {
 namespace {
@@ -30,9 +29,8 @@ std::vector<Relationship> relationshipsOf(const Package& package, const Property
     return all;
 }
 
-void putContent(Package& package, const PartName& name, fl::Bytes& content) {
-    auto& parts = model::detail::StoreAccess::storeOf(package).partsToChange();
-    parts.replaceContent(*parts.shared(name), std::make_shared<fl::Bytes>(std::move(content)));
+void putContent(Package& package, const PartName& name, const fl::Bytes& content) {
+    package.getPart(name).getOutputStream()->write(content.data(), content.size());
 }
 
 /// False when the package cannot have a part of that name.
@@ -107,7 +105,7 @@ boost::optional<Part> findPart(const Package& package, const PropertyPlace& plac
     return boost::none;
 }
 
-void putPart(Package& package, const PropertyPlace& place, fl::Bytes content) {
+void putPart(Package& package, const PropertyPlace& place, const fl::Bytes& content) {
     if (const auto part = findPart(package, place)) {
         putContent(package, part->getName(), content);
         return;

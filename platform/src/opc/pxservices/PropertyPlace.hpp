@@ -27,6 +27,6 @@ boost::optional<model::Part> findPart(const model::Package& package, const Prope
 /// Gives that part new content. Without one, it is made where a relationship leads to already, or else under the usual
 /// name or, where that is taken, another one, with a relationship in the place of those that lead nowhere, as there
 /// must be no two (M4.1). When it throws, nothing has changed.
-void putPart(model::Package& package, const PropertyPlace& place, fl::Bytes content);
+void putPart(model::Package& package, const PropertyPlace& place, const fl::Bytes& content);
 
 }  // namespace opc::pxservices::detail
