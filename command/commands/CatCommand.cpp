@@ -6,7 +6,6 @@
 #include "io/OpenDocument.hpp"
 #include "io/SharedOptions.hpp"
 #include "kit/markdown/MarkdownWriter.hpp"
-#include "terminal/Failure.hpp"
 #include "terminal/Text.hpp"
 
 namespace flowbook::tool {
@@ -34,11 +33,7 @@ void printRecord(const Input& input, Report& report) {
 
 void printMarkdown(const Input& input, Report& report) {
     const kit::Document document = openDocument(input);
-    const kit::CodeForm form = document.form();
-    if (form == kit::CodeForm::Encrypted || form == kit::CodeForm::None) {
-        throw form == kit::CodeForm::None ? Failure(ExitCode::Damaged, "there is no code in it")
-                                          : Failure(ExitCode::Encrypted, "the code is encrypted");
-    }
+    requireReadableCode(document);
     print(report, kit::writeMarkdown(document));
 }
 

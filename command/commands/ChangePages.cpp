@@ -35,6 +35,8 @@ public:
             try {
                 document_.emplace(*bytes);
                 side_.document = &*document_;
+                // The package may open though its code cannot be inflated; the page then shows what repair can save of
+                // it.
                 requireCode(*document_);
             } catch (const std::bad_alloc&) {
                 throw;

@@ -54,6 +54,7 @@ public:
             for (const Relationship& relationship : from_.getRelationshipsByType(type)) {
                 const Part part = from_.getPart(PartName(relationship.getTargetURI()));
                 add(part);
+                // Nothing refers to ids of the package's relationships, so the copy gives its own.
                 to_.createInternalRelationship(type, part.getName().getURI(), u"");
             }
         }
@@ -98,6 +99,7 @@ void copyCreatedTime(const FlowbookFileReader& reader, Package& to) {
         const boost::posix_time::ptime created = reader.getCreatedTime();
         CorePropertiesManager manager(to, CorePropertiesManager::DeterministicMode::Off);
         opc::pxservices::CoreProperties properties = manager.getCoreProperties();
+        // The writer has no call for the time of creation, as it sets that itself.
         properties.setCreatedTime(created);
         manager.setCoreProperties(properties);
     } catch (const FlowbookPropertyNotFound&) {
@@ -106,6 +108,7 @@ void copyCreatedTime(const FlowbookFileReader& reader, Package& to) {
 }
 
 Bytes copyOf(const Input& input, const std::u16string& name) {
+    // The library's reader is opened as well, since a copy of what it refuses would be no flowbook.
     const FlowbookFileReader reader = input.openReader();
     const kit::Document document = openDocument(input);
     // The library's writer gives the copy its own release and times, as to any file that it makes.

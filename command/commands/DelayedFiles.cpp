@@ -38,6 +38,7 @@ public:
     bool take(const std::string& path, fl::Bytes& content) {
         {
             const std::lock_guard<std::mutex> lock(mutex_);
+            // An empty content is also how git asks for a file that was delayed, so an empty file is never delayed.
             if (content.empty() || held_ + content.size() > kMaxHeld || !hasHelpers()) {
                 return false;
             }
@@ -51,6 +52,7 @@ public:
 
     std::vector<std::string> awaitReady() {
         std::unique_lock<std::mutex> lock(mutex_);
+        // git asks again as long as the answer is not empty, so an empty answer means that no file is left.
         changed_.wait(lock, [this] { return !ready_.empty() || unnamed_ == 0; });
         unnamed_ -= ready_.size();
         return std::exchange(ready_, {});
@@ -106,6 +108,7 @@ private:
     void end(const std::string& path, Result result, std::size_t sizeBefore) {
         {
             const std::lock_guard<std::mutex> lock(mutex_);
+            // The result counts until git has fetched it.
             held_ = held_ - sizeBefore + sizeOf(result);
             ready_.push_back(path);
             done_[path] = std::move(result);

@@ -18,6 +18,7 @@ namespace flowbook::tool {
 namespace {
 
 /// What git's own tools run another tool with; the arguments are the tool and the files.
+// git's own scripts know how each tool is called. They are run with the texts in the place of the flowbooks.
 constexpr char kRunMergeTool[] = R"(TOOL_MODE=merge
 . "$(git --exec-path)/git-mergetool--lib" || exit 3
 tool=$1 BASE=$2 LOCAL=$3 REMOTE=$4 MERGED=$5 BACKUP=$5.before
@@ -45,6 +46,7 @@ int runOwnTool(const MergeFiles& files) {
 
 std::string ownDiffTool() {
     const std::string tool = formerTool("diff.tool");
+    // git takes the merge tool where no other is configured for showing differences.
     return tool.empty() ? formerTool("merge.tool") : tool;
 }
 
@@ -71,6 +73,8 @@ bool showFolders(const std::filesystem::path& local, const std::filesystem::path
     };
     for (const std::string& name : all) {
         if (isFlowbookName(name)) {
+            // With --dir-diff git hands over two folders, in which a file that is in one of them only was added or
+            // removed.
             showInBrowser(changesBetween(name, fileIn(local, before, name), fileIn(remote, after, name)).html);
         }
     }
@@ -96,6 +100,7 @@ void saveMerged(const Input& merged, const CodeEditing& editing, const std::stri
 }  // namespace
 
 void runMergeTool(Console& console, const MergeFiles& files) {
+    // git asks the configured tool for all files; those that are no flowbooks go to the tool that the user had before.
     if (!isFlowbookName(files.merged)) {
         console.note(runOwnTool(files) == 0 ? ExitCode::Fine : ExitCode::NegativeFinding);
         return;

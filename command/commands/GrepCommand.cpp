@@ -50,11 +50,7 @@ struct Place {
 
 /// @throws what the reader throws where there is none.
 std::string codeLines(const kit::Document& document) {
-    const kit::CodeForm form = document.form();
-    if (form == kit::CodeForm::Encrypted || form == kit::CodeForm::None) {
-        throw form == kit::CodeForm::Encrypted ? Failure(ExitCode::Encrypted, "the code is encrypted")
-                                               : Failure(ExitCode::Damaged, "there is no code in it");
-    }
+    requireReadableCode(document);
     return kit::codeAsLines(document.code());
 }
 

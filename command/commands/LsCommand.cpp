@@ -48,6 +48,7 @@ struct Rows {
 
 std::size_t countLines(const std::u16string& code) {
     const auto feeds = static_cast<std::size_t>(std::count(code.begin(), code.end(), u'\n'));
+    // A line feed at the end ends the last line and begins no other, as with wc(1) of what 'flowbook cat' prints.
     return feeds + (code.empty() || code.back() == u'\n' ? 0 : 1);
 }
 
@@ -81,6 +82,7 @@ std::optional<Listed> rowOf(const Input& input, Report& report) {
             throw;
         }
     });
+    // A file that was opened has a row even if it is damaged, so that a list of a folder has all its flowbooks.
     return isThere ? row : std::nullopt;
 }
 
@@ -122,6 +124,7 @@ std::string padded(std::string text, std::size_t width, bool isNumber) {
 }
 
 void print(Output& out, const Listed& row, bool isLong) {
+    // The columns have a fixed width, so that rows of several runs stand below each other.
     constexpr std::size_t kFormWidth = 9;
     constexpr std::size_t kSizeWidth = 10;
     constexpr std::size_t kLinesWidth = 7;

@@ -59,6 +59,7 @@ kit::Page quietPageOf(const Input& input, kit::PageOptions options) {
     }
     kit::Page page = makePage(*document, options);
     const std::optional<Diagnosis> loss = page.faults.empty() ? std::nullopt : whyCodeIsLost(*document);
+    // Only where the code itself is lost does the page show what repair can save; other damage is shown in its place.
     return loss && loss->code == ExitCode::Damaged ? damagedPageOf(input, *loss, options) : page;
 }
 
@@ -81,6 +82,7 @@ kit::Page pageOf(const Input& input, Report& report) {
 void showInBrowser(std::string_view html) {
     TemporaryFolder folder;
     const std::string file = folder.put("page.html", html);
+    // The browser may read the page after this command has ended.
     folder.keep();
     try {
         if (const int code = runProgram({"xdg-open", file}); code != 0) {

@@ -30,6 +30,7 @@ std::string describeTarget(const Row& row) {
     switch (row.kind) {
     case Target::Part:
         return describe(*row.part);
+    // A part may be reached in a circle or thousands of times; entering it once keeps the list finite.
     case Target::Seen:
         return row.part->getName().ascii() + "  (see above)";
     case Target::External:
@@ -47,6 +48,7 @@ std::string describe(const Row& row) {
 }
 
 void addRow(Json& json, const Row& row) {
+    // In the order of PackageTree::Target.
     static constexpr const char* kKinds[] = {"part", "seen", "external", "missing"};
     json.openObject().count("depth", row.depth).field("source", row.source);
     json.field("id", toText(row.relationship.getID())).field("relationshipType", toText(row.relationship.getType()));

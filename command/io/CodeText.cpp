@@ -3,6 +3,7 @@
 #include "fl/i18n/Conversion.hpp"
 #include "io/OpenDocument.hpp"
 #include "kit/document/StoredText.hpp"
+#include "terminal/Failure.hpp"
 
 #include <algorithm>
 
@@ -36,6 +37,16 @@ auto readAsDeclared(const Input& input, Read read) {
 }
 
 }  // namespace
+
+void requireReadableCode(const kit::Document& document) {
+    const kit::CodeForm form = document.form();
+    if (form == kit::CodeForm::Encrypted) {
+        throw Failure(ExitCode::Encrypted, "the code is encrypted");
+    }
+    if (form == kit::CodeForm::None) {
+        throw Failure(ExitCode::Damaged, "there is no code in it");
+    }
+}
 
 std::u16string readCode(const Input& input) {
     try {

@@ -1,11 +1,15 @@
 #pragma once
 
 #include "io/Input.hpp"
+#include "kit/document/Document.hpp"
 
 #include <functional>
 #include <string>
 
 namespace flowbook::tool {
+
+/// @throws Failure (encrypted) when the code is encrypted, (damaged) when there is none.
+void requireReadableCode(const kit::Document& document);
 
 /// The plain code. Code in another encoding than UTF-8, which the reader refuses, is read as it declares.
 /// @throws what the reader throws.

@@ -21,6 +21,7 @@ namespace flowbook::tool {
 
 namespace {
 
+// Reports wait for those before them. So many of them keep the threads busy beside one long input.
 constexpr std::size_t kReportsPerThread = 32;
 
 /// A save waits for the disk, not for a core: of several saves that wait at once, the disk does a good part in one go.
@@ -108,6 +109,7 @@ public:
         }
         console_->progress().start(names_.size());
         kit::HelperThreads helpers;
+        // This thread works too, so a single input starts no other.
         helpers.start(std::max<std::size_t>(jobs_, 1) - 1, [this] { workOnAll(); });
         workOnAll();
         helpers.join();
@@ -182,12 +184,14 @@ private:
             }
             input.emplace(name.path, purpose_);
             input->setNameInFolder(name.nameInFolder);
+            // Where there are fewer inputs than cores, the cores that are left read the parts of one ahead.
             input->setThreads(std::max(1U, threads_ / static_cast<unsigned>(jobs_)));
         });
         if (input) {
             report.attempt(&*input, [&] { (*work_)(*input, report); });
         }
         if (json_ && !report.hasRecord()) {
+            // With --json each input has one line, also one that could not be opened.
             report.writeFailureRecord();
         }
     }

@@ -19,6 +19,7 @@ namespace flowbook::tool {
 
 namespace {
 
+// Millions of paths; a larger list is more likely to be another file than a list.
 constexpr std::uint64_t kLongestList = std::uint64_t{1} << 30;
 constexpr char kEmptyFolder[] = "no flowbook is in this folder; --allow-empty lets that pass";
 constexpr char kEmptyList[] = "this list names no file; --allow-empty lets that pass";
@@ -57,6 +58,7 @@ void addFolderOf(const FTSENT& entry, std::vector<InputName>& names) {
 }
 
 void take(FTS* walk, FTSENT& entry, const std::string& root, std::vector<InputName>& names) {
+    // A folder that is named itself may begin with a dot, such as "." or "..".
     const bool isHidden = entry.fts_level > 0 && entry.fts_name[0] == '.';
     if (isHidden) {
         fts_set(walk, &entry, FTS_SKIP);

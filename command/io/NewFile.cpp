@@ -29,6 +29,7 @@ void replaceFile(const std::u16string& name, const Bytes& content, bool replace)
     GuardedStorage storage;
     std::unique_ptr<ReadableFile> old;
     if (replace && storage.exists(name)) {
+        // What is replaced is the file that is there now. One that takes its name meanwhile is not overwritten.
         old = storage.openForReading(name);
     }
     const auto replacement = storage.beginReplacement(name, old.get());
@@ -87,6 +88,7 @@ void putFile(Sink& out, const std::string& argument, const Bytes& content, const
             putByBytes(argument, content, permission.force);
         }
     } catch (const StorageError& error) {
+        // Without --force no file may have the name, so a conflict means that one has it.
         const bool exists = error.kind() == StorageErrorKind::Conflict && !permission.force;
         throw Failure(ExitCode::InputOutput, argument, exists ? "exists already; --force replaces it" : error.what());
     }

@@ -8,6 +8,7 @@ namespace flowbook::tool {
 
 namespace {
 
+// The bound on memory for what waits, besides the one report that each thread is making.
 constexpr std::size_t kMostBytesWaiting = std::size_t{16} << 20;
 
 }  // namespace
@@ -20,6 +21,7 @@ bool OrderedReports::isStopped() const { return stopped_ || console_->out().hasF
 bool OrderedReports::mayBegin(std::size_t index) {
     std::unique_lock<std::mutex> lock(mutex_);
     const auto hasRoom = [&] { return index < next_ + most_ && bytesWaiting_ < kMostBytesWaiting; };
+    // The next one to be shown may always begin: all others wait for it, so it must not wait for them.
     changed_.wait(lock, [&] { return index == next_ || hasRoom() || isStopped(); });
     return !isStopped();
 }
@@ -54,6 +56,7 @@ void OrderedReports::show(const Report& report) {
         console_->report(report.file_, failure);
     }
     if (!report.failures_.empty()) {
+        // Each file counts once in the summary, by its first failure.
         ++failed_[report.failures_.front().kind];
     }
     console_->progress().step();

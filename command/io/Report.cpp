@@ -14,6 +14,7 @@ namespace flowbook::tool {
 
 namespace {
 
+// The records of nearly all files are smaller. A report that is larger waits for its turn and is then shown at once.
 constexpr std::size_t kMostKept = std::size_t{1} << 20;
 
 /// The version of the records of --json, which docs/json.md describes.
@@ -64,6 +65,7 @@ Json Report::openRecord() {
     json.openObject().count("schema", kSchema).field("command", reports_->console().command()).field("file", file_);
     if (!kit::isUtf8(file_)) {
         const std::string uri = kit::writeDataUri({";base64", toBytes(file_)});
+        // JSON is text, and a name of other bytes is changed in it; a program gets the exact name by this field.
         json.field("fileBase64", uri.substr(uri.find(',') + 1));
     }
     return json;
@@ -71,6 +73,7 @@ Json Report::openRecord() {
 
 void Report::writeFailureRecord() {
     Json json = openRecord();
+    // A record of a failure has all members that others have, empty, so that programs need not ask for each.
     std::string_view record = reports_->console().record();
     while (!record.empty()) {
         const std::string_view field = record.substr(0, record.find(' '));
@@ -82,6 +85,7 @@ void Report::writeFailureRecord() {
 }
 
 void Report::closeRecord(Json& json, ExitCode finding) {
+    // Of several failures the one that decides the exit code is the record's.
     const auto worst = std::max_element(failures_.begin(), failures_.end(),
                                         [](const auto& a, const auto& b) { return a.code < b.code; });
     const ExitCode code = std::max({noted_, finding, worst == failures_.end() ? ExitCode::Fine : worst->code});

@@ -26,7 +26,9 @@ namespace flowbook::tool {
 
 namespace {
 
+// Each level costs an open folder for a moment and a name on the disk. No flowbook needs that many.
 constexpr int kDeepest = 64;
+// So that an interruption need not wait until a file of gigabytes is written.
 constexpr std::size_t kAtOnce = std::size_t{1} << 20;
 constexpr int kFolderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 
@@ -121,6 +123,8 @@ private:
 
 void createFile(int folder, const std::string& name, const Bytes& content, const std::string& file, bool replace) {
     Temporary temporary(folder, file);
+    // Only a file that takes the place of another is synced at once: until then the old content would be lost in a
+    // crash. New ones are synced together, by sync().
     const bool isThere = replace && ::faccessat(folder, name.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0;
     temporary.write(content, isThere);
     temporary.rename(name, replace);
@@ -215,6 +219,8 @@ SafeFolder::SafeFolder(const std::string& path)
 }
 
 void SafeFolder::lock() const noexcept {
+    // Where the file system has no locks, runs in one folder do not take turns; each file is replaced at once all the
+    // same.
     while (::flock(folder_, LOCK_EX) != 0 && errno == EINTR) {
     }
     removeLeftovers(folder_);

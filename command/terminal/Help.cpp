@@ -21,6 +21,7 @@ constexpr std::string_view kExitCodes = "Exit codes: 0 fine, 1 a negative findin
 
 /// Breaks a paragraph into lines of at most kLineWidth characters. Sources are ASCII, so a byte is a column.
 void printWrapped(Sink& out, std::string line, std::string_view text, std::size_t indent) {
+    // A line that has nothing but its indentation, or its option, takes any word: a longer one has no better place.
     const std::size_t empty = line.size();
     while (!text.empty()) {
         const std::string_view word = text.substr(0, text.find_first_of(" \n"));
@@ -89,6 +90,7 @@ std::string usage(const Command& command) {
     for (const Option& option : command) {
         if (option.isPlace()) {
             const std::string name(option.name);
+            // Brackets are for what may be missing; the dots of a repeatable place say so already.
             line += option.isRequired || option.isRepeatable ? " " + name : " [" + name + "]";
         }
     }

@@ -12,6 +12,7 @@ namespace flowbook::tool {
 
 namespace {
 
+// ASCII that JSON takes as it stands. Most texts are that, and need not be converted twice.
 bool isPlain(unsigned char byte) { return byte >= 0x20 && byte < 0x7F && byte != '"' && byte != '\\'; }
 
 void appendNumber(std::string& text, unsigned char number) {
@@ -23,6 +24,7 @@ void appendNumber(std::string& text, unsigned char number) {
 void appendEscaped(std::string& text, unsigned char byte) {
     if (byte == '"' || byte == '\\') {
         text += {'\\', static_cast<char>(byte)};
+        // The only control character that texts have often; a short escape keeps code readable in a record.
     } else if (byte == '\n') {
         text += "\\n";
     } else if (byte < 0x20 || byte == 0x7F) {

@@ -15,6 +15,7 @@ namespace {
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
+// Refused when it is typed: a property that is saved with U+FFFD in its place would not be what the user gave.
 bool isForbiddenInXml(char16_t unit) {
     const bool isSpace = unit == u'\t' || unit == u'\n' || unit == u'\r';
     return (unit < 0x20 && !isSpace) || unit == 0xFFFE || unit == 0xFFFF;
@@ -75,6 +76,7 @@ std::u16string propertyFromArgument(const std::string& argument) {
 
 std::u16string fromUtf8(const Bytes& bytes, const std::string& file) {
     const std::string text = toText(bytes);
+    // Editors of other systems begin a text with the mark, which is no part of it.
     const std::size_t skipped = kit::startsWith(text, kByteOrderMark) ? kByteOrderMark.size() : 0;
     try {
         return fl::i18n::utf8_to_ustring(std::string_view(text).substr(skipped));

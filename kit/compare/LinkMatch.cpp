@@ -84,6 +84,7 @@ private:
     void combine(std::size_t one, std::size_t other, const KeyOf& keyOf) {
         const std::size_t third = kBase + kOurs + kTheirs - one - other;
         Waiting waiting;
+        // From the end, since the last that waits is taken first: pairs then come in the order of the lists.
         for (std::size_t i = places_.size(); i-- > 0;) {
             const Link* const link = open(places_[i], one, other);
             if (const auto key = link == nullptr ? std::nullopt : keyOf(*link)) {
@@ -111,6 +112,7 @@ private:
                 Places& match = places_[found->second.back()];
                 found->second.pop_back();
                 trio[one] = match[one];
+                // At most one of the two has the third version; the other one has kNone there, the largest number.
                 trio[third] = std::min(trio[third], match[third]);
                 match = {kNone, kNone, kNone};
             }
@@ -170,6 +172,7 @@ void addRoles(const Version& version, Roles& roles) {
     std::map<Role, bool> seen;
     for (const Link& link : version.links()) {
         const Role role = roleOf(link, version);
+        // The first of a role counts, as readers take it. Further ones are relationships like any other.
         if (role != Role::None && !std::exchange(seen[role], true)) {
             roles[&link] = role;
         }

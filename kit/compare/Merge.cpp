@@ -146,6 +146,7 @@ void Merger::settleTargets(const LinkTrio& trio, std::vector<MergedLink>& links)
     const std::size_t ours = links.size() - 1;
     addLink(only(kTheirs, trio[kTheirs]), kTheirs, links);
     MergedLink& theirs = links.back();
+    // Both had the same id. Ours keeps it, since the text of ours refers to it; theirs gets a free one at the end.
     theirs.record.id.clear();
     theirs.of = kTheirs;
     theirs.base = trio[kBase];

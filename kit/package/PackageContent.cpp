@@ -78,6 +78,7 @@ void addPart(Package& package, const PartRecord& record, CompressionType compres
 /// The package takes a copy of each part, so each goes as soon as it is written.
 void addParts(Package& package, std::vector<PartRecord>& parts, CompressionType compression, const ReadPart& read) {
     for (PartRecord& part : parts) {
+        // Contents that are read when they are needed keep a package of gigabytes out of memory.
         if (read && part.content.empty()) {
             part.content = read(part.partName);
         }
@@ -105,6 +106,7 @@ std::vector<PartRecord> takeLikeOthers(PackageContent& content) {
         extensions.insert(fold(extensionOf(other.first)));
     }
     extensions.erase("");
+    // Stable, so that the parts stay in the order of their names, and the same content gives the same bytes.
     const auto first = std::stable_partition(content.parts.begin(), content.parts.end(), [&](const PartRecord& part) {
         return extensions.count(fold(extensionOf(fl::i18n::to_string(part.partName)))) == 0;
     });
@@ -120,6 +122,7 @@ void appendOthers(const opc::FileSystemOpsSelector& files, const std::map<std::s
     container.open(opc::interfaces::OpenMode::Update);
     std::vector<opc::interfaces::PlannedEntry> plan(container.entries().size());
     for (std::size_t i = 0; i < plan.size(); ++i) {
+        // What was written before is taken over as it stands, without inflating it.
         plan[i].carried = i;
     }
     for (const auto& [name, content] : others) {

@@ -364,7 +364,8 @@ class Pages(unittest.TestCase):
         self.assertIn("3 bytes, SHA-256 709e80c8", page)
         self.assertIn("The contents are the same.", self.html("--html", "old.tqx", "old.tqx", command="diff")[0])
         # What is outside of paragraphs, or a formula in one, and what is no text.
-        body = '<w:p><w:oMath><w:r><w:t>%s</w:t></w:r></w:oMath></w:p><w:tbl><w:tblPr><w:tblW w:w="%s"/></w:tblPr></w:tbl>'
+        body = ('<w:p><w:oMath><w:r><w:t>%s</w:t></w:r></w:oMath></w:p>'
+                '<w:tbl><w:tblPr><w:tblW w:w="%s"/></w:tblPr></w:tbl>')
         for name, words in (("one.tqx", ("q", 1)), ("two.tqx", ("p", 1)), ("three.tqx", ("p", 2))):
             self.change(name, document=made.rich(body % words))
         page = self.html("--html", "one.tqx", "two.tqx", command="diff", code=1)[0]
