@@ -108,7 +108,7 @@ private:
 
     void collectInside(const XmlNode& node) {
         if (const std::string words = wordsAboutTable(node); !words.empty()) {
-            addLines({words, "Table"});
+            addLines({"", "Table"}, words);
         }
         collect(node, false);
     }
@@ -125,7 +125,7 @@ private:
         // size.
         line.markup = std::hash<std::string>()(description_.ofMarkup(paragraph));
         if (code != nullptr) {
-            addLines({code->allText(), "", true, line.look, line.markup});
+            addLines({"", "", true, line.look, line.markup}, code->allText());
             // The code has its own lines, with numbers; what stands beside it in the paragraph follows without one.
             line.label = kBeside;
         }
@@ -181,16 +181,16 @@ private:
 
     bool isNote(const Piece& piece) const { return piece.node != nullptr && notes_.has(nameOfNote(*piece.node)); }
 
-    /// Adds a line for each of the given one's text.
-    void addLines(const VersionLine& whole) {
-        std::string_view text = whole.text;
+    /// Adds a line for each of the text's. Each takes memory for its own text alone, as there may be any number of
+    /// them.
+    void addLines(const VersionLine& start, std::string_view text) {
         // An empty text is a line too, and a line feed at the end begins another one.
         for (bool isMore = true; isMore;) {
             const std::size_t end = text.find('\n');
             isMore = end != std::string_view::npos;
-            lines_.push_back(whole);
+            lines_.push_back(start);
             lines_.back().text = text.substr(0, end);
-            lines_.back().label = whole.isCode ? std::to_string(++number_) : whole.label;
+            lines_.back().label = start.isCode ? std::to_string(++number_) : start.label;
             text.remove_prefix(isMore ? end + 1 : 0);
         }
     }

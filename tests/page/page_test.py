@@ -3,6 +3,7 @@
 
 import os
 import re
+import resource
 import subprocess
 import sys
 import tempfile
@@ -88,6 +89,12 @@ class Pages(unittest.TestCase):
         page = self.rich_page('<w:p><w:pPr><w:numPr><w:numId w:val="1"/></w:numPr></w:pPr></w:p>' * 200, numbering=(
             label % ("%1" * 100000) + '<w:num w:numId="1"><w:abstractNumId w:val="0"/></w:num>'))
         self.assertLess(len(page), 100000)
+
+        # A line of a page of changes takes memory for itself, not for all the code that it was cut from.
+        for name, letter in (("one.tqx", "x"), ("two.tqx", "y")):
+            self.change(name, document=made.rich(made.paragraph(f"{letter * 60}\n" * 6000)))
+        self.html("--html", "one.tqx", "two.tqx", command="diff", code=1)
+        self.assertLess(resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss, 1 << 20, "kilobytes")
 
         # Of alternatives in alternatives, each is looked at once.
         nested = "<c:AlternateContent><c:Choice>" * 200 + "<w:t>deep</w:t>" + "</c:Choice></c:AlternateContent>" * 200
