@@ -22,17 +22,11 @@ namespace {
 
 constexpr std::string_view kTheirsSuffix = "-theirs";
 
-/// The name of the part that a part of theirs was added beside; nothing for any other part.
-std::optional<std::string> besideWhat(const std::string& name) {
-    const std::size_t at = name.rfind(kTheirsSuffix);
-    if (at == std::string::npos) {
-        return std::nullopt;
-    }
-    const std::size_t digits = at + kTheirsSuffix.size();
-    const std::size_t end = std::min(name.find_first_not_of("0123456789", digits), name.size());
-    const bool isNumbered =
-        end != digits && (end == name.size() || name[end] == '.') && name.find('/', end) == std::string::npos;
-    return isNumbered ? std::make_optional(name.substr(0, at) + name.substr(end)) : std::nullopt;
+/// The name of the part or entry that theirs was added beside; nothing for any other. The list of a merge says so and
+/// not its name, which a user may have given to something else.
+std::optional<std::string> besideWhat(const boost::json::object& kept, const std::string& name) {
+    const boost::json::value* const value = kept.if_contains(name);
+    return value == nullptr ? std::nullopt : textAt(*value, "theirsOf");
 }
 
 std::optional<std::string> partLedTo(const Package& package, const opc::model::Relationship& relationship) {
@@ -115,8 +109,9 @@ void addOpenEntries(const Document& document, std::vector<OpenConflict>& open) {
     for (const std::size_t entry : otherEntries(document)) {
         names.emplace(document.container().entries()[entry].name);
     }
+    const boost::json::object kept = readList(document.package(), kKeptParts);
     for (const std::string& theirs : names) {
-        const auto name = besideWhat(theirs);
+        const auto name = besideWhat(kept, theirs);
         if (name && names.count(*name) != 0) {
             open.push_back({OpenConflict::Kind::Entry, *name, std::nullopt, theirs});
         }
@@ -132,7 +127,7 @@ void addKept(const Document& document, std::vector<OpenConflict>& open) {
             PartName::isValid(name)
                 ? document.package().hasPart(partNamed(name))
                 : std::any_of(entries.begin(), entries.end(), [&](const auto& entry) { return entry.name == name; });
-        if (isThere) {
+        if (isThere && !textAt(each.value(), "theirsOf")) {
             OpenConflict conflict{OpenConflict::Kind::Deletion, name};
             conflict.deleter = sideAt(each.value(), "deleted");
             open.push_back(std::move(conflict));
@@ -161,14 +156,15 @@ std::vector<OpenConflict> openConflicts(const Document& document) {
 std::vector<OpenConflict> openParts(const Package& package) {
     using Kind = OpenConflict::Kind;
     const std::optional<Part> code = codePartIn(package);
+    const boost::json::object kept = readList(package, kKeptParts);
     std::map<std::string, OpenConflict> parts;
     for (const Part& part : package.getParts()) {
         const std::string& theirs = part.getName().ascii();
-        const auto name = besideWhat(theirs);
+        const auto name = besideWhat(kept, theirs);
         if (startsWith(theirs, std::string(kTheirOutputs) + "/")) {
             const std::string ours = theirs.substr(std::string_view(kTheirOutputs).size());
             parts.emplace(theirs, OpenConflict{Kind::Outputs, ours, std::nullopt, theirs});
-        } else if (name && package.hasPart(partNamed(*name))) {
+        } else if (name && PartName::isValid(*name) && package.hasPart(partNamed(*name))) {
             const bool isCode = code && code->getName() == partNamed(*name);
             parts.emplace(theirs, OpenConflict{isCode ? Kind::Code : Kind::Part, *name, std::nullopt, theirs});
         }

@@ -11,7 +11,8 @@ namespace flowbook::kit {
 // What a merge leaves in a flowbook for what is open: parts, to which relationships of the package lead.
 inline constexpr char16_t kConflictType[] = u"http://schemas.pellarion.com/tarmic/code/2013/relationships/conflict";
 inline constexpr char kPropertiesPart[] = "/conflicts/properties.json";  ///< both values of properties
-inline constexpr char kKeptParts[] = "/conflicts/parts.json";  ///< parts that one side deleted and the other changed
+/// Parts, and entries that are none, that one side deleted and the other changed, or that are theirs beside ours.
+inline constexpr char kKeptParts[] = "/conflicts/parts.json";
 /// Relationships of which the other side has none, or has another one in their place.
 inline constexpr char kOpenLinks[] = "/conflicts/relationships.json";
 inline constexpr char kTheirOutputs[] = "/conflicts/theirs";  ///< opens the names of outputs that theirs has

@@ -22,6 +22,9 @@ std::string modifiedTime(const Document& document) {
     return "";
 }
 
+/// Outputs of theirs have a folder of their own, by which they are found again.
+bool isBesideOurs(const MergedPart& part) { return part.beside != kNoPart && !part.isOutput; }
+
 }  // namespace
 
 std::optional<std::size_t> Merger::planProperties(const Trio& trio) {
@@ -71,15 +74,20 @@ void Merger::planLists() {
         isOpen = isOpen || std::any_of(links.begin(), links.end(), [](const MergedLink& link) { return link.of; });
     });
     const auto isDeletion = [](const auto& each) { return each.deleter.has_value(); };
+    const auto isListed = [](const MergedEntry& each) { return each.deleter || each.isBeside; };
     const std::vector<MergedEntry>& entries = result_.entries();
+    bool hasBeside = false;
+    for (std::size_t i = 0; i < result_.size(); ++i) {
+        hasBeside = hasBeside || isBesideOurs(result_.at(i));
+    }
     if (isOpen) {
         listOf(kOpenLinks);
     }
     if (!properties_.empty()) {
         listOf(kPropertiesPart);
     }
-    if (std::any_of(conflicts_.begin(), conflicts_.end(), isDeletion) ||
-        std::any_of(entries.begin(), entries.end(), isDeletion)) {
+    if (hasBeside || std::any_of(conflicts_.begin(), conflicts_.end(), isDeletion) ||
+        std::any_of(entries.begin(), entries.end(), isListed)) {
         listOf(kKeptParts);
     }
 }
@@ -116,6 +124,11 @@ boost::json::object Merger::listKept() {
     const auto add = [&](const std::string& name, std::size_t deleter) {
         values[name] = {{"deleted", deleter == kTheirs ? "theirs" : "ours"}};
     };
+    for (std::size_t i = 0; i < result_.size(); ++i) {
+        if (isBesideOurs(result_.at(i))) {
+            values[to_string(result_.at(i).name)] = {{"theirsOf", to_string(result_.at(result_.at(i).beside).name)}};
+        }
+    }
     for (const FoundConflict& found : conflicts_) {
         if (found.deleter) {
             add(to_string(result_.at(found.about).name), *found.deleter);
@@ -124,6 +137,8 @@ boost::json::object Merger::listKept() {
     for (const MergedEntry& entry : result_.entries()) {
         if (entry.deleter) {
             add(entry.name, *entry.deleter);
+        } else if (entry.isBeside) {
+            values[entry.name] = {{"theirsOf", entry.wanted}};
         }
     }
     return values;

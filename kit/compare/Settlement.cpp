@@ -299,6 +299,7 @@ void settleBeside(Package& package, const OpenConflict& conflict, Side side) {
         replacePart(package, partNamed(conflict.name), partNamed(*conflict.theirs));
     }
     removeWithLinks(package, partNamed(*conflict.theirs));
+    takeOff(package, kKeptParts, *conflict.theirs);
 }
 
 }  // namespace
@@ -312,6 +313,7 @@ void settle(Package& package, EntryChanges& entries, const OpenConflict& conflic
         settleDeletion(package, entries, conflict, side);
     } else if (conflict.kind == OpenConflict::Kind::Entry) {
         side == Side::Theirs ? entries.replace(conflict.name, *conflict.theirs) : entries.remove(*conflict.theirs);
+        takeOff(package, kKeptParts, *conflict.theirs);
     } else if (conflict.theirs) {
         settleBeside(package, conflict, side);
     }

@@ -266,13 +266,17 @@ class Git(unittest.TestCase):
     def test_conflicts_are_settled(self):
         parts = {"conflicts/properties.json": ("application/json", json.dumps({
             "title": {"ours": "A", "theirs": "B"}, "description": {"ours": "D", "theirs": None}}).encode()),
-            "media/p.png": ("image/png", b"ours"), "media/p-theirs1.png": ("image/gif", b"theirs")}
+            "conflicts/parts.json": ("application/json", b'{"/media/p-theirs1.png": {"theirsOf": "/media/p.png"}}'),
+            "media/p.png": ("image/png", b"ours"), "media/p-theirs1.png": ("image/gif", b"theirs"),
+            "x.bin": ("image/png", b"mine"), "x-theirs1.bin": ("image/png", b"mine too")}
         rels = made.relationships(("r1", "image", "/media/p.png"), ("r2", "image", "/media/p-theirs1.png"))
         marked = [made.paragraph("Why", "Text"), made.paragraph("&lt;" * 7 + " ours\na = 1;\n=======\na = 2;\n"
                                                                 + "&gt;" * 7 + " theirs\nend")]
         core = made.core(made.title("A"), "<dc:description>D</dc:description>")
         self.write("a.tqx", document=made.rich(*marked), parts={**core["parts"], **parts}, document_rels=rels,
-                   root=[*core["root"], ("c1", "conflict", "/conflicts/properties.json")])
+                   root=[*core["root"], ("c1", "conflict", "/conflicts/properties.json"),
+                         ("c2", "conflict", "/conflicts/parts.json"), ("x1", "x", "x.bin"),
+                         ("x2", "x", "x-theirs1.bin")])
         self.assertEqual(self.flowbook("resolve", "a.tqx", code=1).split("\n")[0:4:3],
                          ["code: both versions stand between markers",
                           "part /media/p.png: theirs is /media/p-theirs1.png"])
@@ -286,7 +290,8 @@ class Git(unittest.TestCase):
         self.assertEqual(self.flowbook("resolve", "a.tqx"), "")
         info = json.loads(self.flowbook("info", "--json", "a.tqx"))
         self.assertEqual([info["properties"][key] for key in ("title", "description")], ["B", None])
-        self.assertEqual([part["name"] for part in info["parts"] if "media" in part["name"]], ["/media/p.png"])
+        self.assertEqual({part["name"] for part in info["parts"] if part["name"][1] in "mxc"},
+                         {"/core.xml", "/media/p.png", "/x-theirs1.bin", "/x.bin"})
         self.assertIn("image/gif", self.flowbook("parts", "a.tqx"))
 
     def test_the_users_own_tool_merges_texts(self):
