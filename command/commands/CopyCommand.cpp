@@ -52,10 +52,9 @@ public:
     void operator()() {
         for (const std::u16string& type : FlowbookFilePackage::getPackageRelationshipTypes()) {
             for (const Relationship& relationship : from_.getRelationshipsByType(type)) {
-                const Part part = from_.getPart(PartName(relationship.getTargetURI()));
-                add(part);
                 // Nothing refers to ids of the package's relationships, so the copy gives its own.
-                to_.createInternalRelationship(type, part.getName().getURI(), u"");
+                to_.carryRelationship(type, relationship.getTarget(), relationship.getTargetMode(), u"");
+                follow(relationship);
             }
         }
         // With a list of what is left to do, as the parts of a hostile file may form a chain of any depth.
@@ -67,9 +66,13 @@ public:
     }
 
 private:
-    void add(const Part& part) {
-        if (known_.insert(part.getName().folded()).second) {
-            pending_.push_back(part);
+    /// One that leads nowhere, or out of the package, is carried as it stands, and that is all.
+    void follow(const Relationship& relationship) {
+        const std::optional<std::string> target = kit::foldedTarget(relationship);
+        const std::optional<PartName> name =
+            target ? std::make_optional(PartName(relationship.getTargetURI())) : std::nullopt;
+        if (name && from_.hasPart(*name) && known_.insert(*target).second) {
+            pending_.push_back(from_.getPart(*name));
         }
     }
 
@@ -81,9 +84,7 @@ private:
         copied.getOutputStream()->write(content.data(), content.size());
         kit::takeOver(relationships, copied);
         for (const Relationship& relationship : relationships) {
-            if (relationship.getTargetMode() == opc::model::TargetMode::Internal) {
-                add(from_.getPart(PartName(relationship.getTargetURI())));
-            }
+            follow(relationship);
         }
     }
 

@@ -68,6 +68,7 @@ std::string editorCommand() {
 void runEditor(const std::string& file) {
     // Signals are the editor's as long as it runs; this process ends when the editor does.
     const UntroubledBySignals untroubled;
+    Interruption::check();
     const int code = runProgram({"sh", "-c", editorCommand(), "flowbook", file});
     if (code != 0) {
         throw Failure(ExitCode::InputOutput, "the editor ended with " + std::to_string(code));
@@ -108,7 +109,7 @@ void save(const CodeEditing& editing, const std::string& file, const EditOptions
     }
 }
 
-void edit(const Input& input, const EditOptions& options) {
+void edit(Console& console, const Input& input, const EditOptions& options) {
     const CodeEditing editing(input, options.flatten);
     TemporaryFolder folder;
     const std::string file = folder.put("code.txt", editing.text());
@@ -116,7 +117,9 @@ void edit(const Input& input, const EditOptions& options) {
         runEditor(file);
         save(editing, file, options);
     } catch (const Interrupted&) {
-        keepIfChanged(folder, file, editing.text());
+        if (keepIfChanged(folder, file, editing.text())) {
+            console.say(input.argument() + ": interrupted, and left as it was; the edited text is kept in " + file);
+        }
         throw;
     } catch (const std::exception&) {
         if (!keepIfChanged(folder, file, editing.text())) {
@@ -148,7 +151,8 @@ constexpr auto kEditOptions =
 
 void editIn(Console& console, EditOptions& options) {
     forInput(
-        console, options.file, [&](const Input& input, Report&) { edit(input, options); }, Input::Purpose::Update);
+        console, options.file, [&](const Input& input, Report&) { edit(console, input, options); },
+        Input::Purpose::Update);
 }
 
 }  // namespace

@@ -24,11 +24,15 @@ struct GitOptions {
     std::optional<unsigned> form;
 };
 
+/// What makes a file no flowbook is shown in its place, as git would stop at a failure. A file that cannot be read is
+/// one: git keeps the text of a version, and shows it ever after.
 std::string textOrFault(const std::string& file, bool outputs) {
     try {
         return textOf(file, outputs);
     } catch (const std::exception& failure) {
-        // git ends its log at the first file whose text conversion fails, so a damaged file gets a text as well.
+        if (diagnose().code == ExitCode::InputOutput) {
+            throw;
+        }
         return "[damaged: " + kit::withoutControls(failure.what()) + "]\n";
     }
 }

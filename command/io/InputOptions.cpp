@@ -8,10 +8,8 @@
 #include "terminal/Failure.hpp"
 
 #include <algorithm>
-#include <cerrno>
-#include <fts.h>
+#include <filesystem>
 #include <map>
-#include <memory>
 #include <sys/stat.h>
 #include <system_error>
 
@@ -19,12 +17,12 @@ namespace flowbook::tool {
 
 namespace {
 
+namespace fs = std::filesystem;
+
 // Millions of paths; a larger list is more likely to be another file than a list.
 constexpr std::uint64_t kLongestList = std::uint64_t{1} << 30;
 constexpr char kEmptyFolder[] = "no flowbook is in this folder; --allow-empty lets that pass";
 constexpr char kEmptyList[] = "this list names no file; --allow-empty lets that pass";
-
-using Walk = std::unique_ptr<FTS, int (*)(FTS*)>;
 
 InputName unreadable(const std::string& path, int error) {
     return {path, "",
@@ -33,10 +31,10 @@ InputName unreadable(const std::string& path, int error) {
 }
 
 /// A link counts as what it leads to, unless that is a folder; one that leads nowhere is reported.
-bool isFile(const FTSENT& entry) {
-    struct stat status {};
-    return entry.fts_info == FTS_F ||
-           (entry.fts_info == FTS_SL && (::stat(entry.fts_accpath, &status) != 0 || S_ISREG(status.st_mode)));
+bool isFile(const std::string& path, fs::file_status status) {
+    std::error_code failure;
+    return fs::is_regular_file(status) ||
+           (fs::is_symlink(status) && (fs::is_regular_file(fs::status(path, failure)) || failure));
 }
 
 /// The path of a file below the folder that was searched.
@@ -48,47 +46,62 @@ std::string ownName(const std::string& argument) {
     return argument == "-" ? "stdin.tqx" : argument.substr(argument.find_last_of('/') + 1);
 }
 
-/// Of a folder that can be listed but not entered, nothing is known about what is in it: the folder is reported, once.
-void addFolderOf(const FTSENT& entry, std::vector<InputName>& names) {
-    const std::string path(entry.fts_path, entry.fts_pathlen - entry.fts_namelen);
-    const std::string folder = path.size() > 1 ? path.substr(0, path.size() - 1) : path;
-    if (names.empty() || !names.back().problem || names.back().path != folder) {
-        names.push_back(unreadable(folder, entry.fts_errno));
-    }
-}
+/// Looks for flowbooks in a folder and those below it. Links to folders are not followed, as they may lead in a circle.
+class Walk {
+public:
+    Walk(const std::string& root, std::vector<InputName>& names) : root_(root), names_(&names), folders_{root} {}
 
-void take(FTS* walk, FTSENT& entry, const std::string& root, std::vector<InputName>& names) {
-    // A folder that is named itself may begin with a dot, such as "." or "..".
-    const bool isHidden = entry.fts_level > 0 && entry.fts_name[0] == '.';
-    if (isHidden) {
-        fts_set(walk, &entry, FTS_SKIP);
-    } else if (entry.fts_info == FTS_DNR || entry.fts_info == FTS_ERR) {
-        names.push_back(unreadable(entry.fts_path, entry.fts_errno));
-    } else if (entry.fts_info == FTS_NS) {
-        addFolderOf(entry, names);
-    } else if (isFlowbookName(entry.fts_name) && isFile(entry)) {
-        names.push_back({entry.fts_path, placeBelow(root, entry.fts_path), std::nullopt});
+    void operator()() {
+        while (!folders_.empty()) {
+            const std::string folder = std::move(folders_.back());
+            folders_.pop_back();
+            list(folder);
+        }
     }
-}
 
-/// Links to folders are not followed, as they may lead in a circle; files are sorted, so that every run prints the
-/// same.
-void addFolder(std::vector<InputName>& names, std::string folder) {
-    char* roots[] = {folder.data(), nullptr};
-    const Walk walk(fts_open(roots, FTS_PHYSICAL | FTS_COMFOLLOW | FTS_NOCHDIR, nullptr), &fts_close);
-    if (walk == nullptr) {
-        names.push_back(unreadable(folder, errno));
-        return;
+private:
+    /// What could be read of a list that breaks off is worked on, and the failure is reported.
+    void list(const std::string& folder) {
+        std::error_code failure;
+        fs::directory_iterator at(folder, failure);
+        while (!failure && at != fs::directory_iterator()) {
+            if (!take(at->path().string(), at->path().filename().string(), failure)) {
+                break;
+            }
+            at.increment(failure);
+        }
+        if (failure) {
+            names_->push_back(unreadable(folder, failure.value()));
+        }
     }
+
+    /// @returns false when the folder can be listed but not entered: nothing is known then about what is in it.
+    bool take(const std::string& path, const std::string& name, std::error_code& failure) {
+        if (name.front() == '.') {
+            return true;
+        }
+        const fs::file_status status = fs::symlink_status(path, failure);
+        if (failure == std::errc::no_such_file_or_directory) {
+            failure.clear();  // It was removed after the folder had been listed.
+        } else if (failure) {
+            return false;
+        } else if (fs::is_directory(status)) {
+            folders_.push_back(path);
+        } else if (isFlowbookName(name) && isFile(path, status)) {
+            names_->push_back({path, placeBelow(root_, path), std::nullopt});
+        }
+        return true;
+    }
+
+    std::string root_;
+    std::vector<InputName>* names_;
+    std::vector<std::string> folders_;  ///< that are left to be listed
+};
+
+/// Files are sorted, so that every run prints the same.
+void addFolder(std::vector<InputName>& names, const std::string& folder) {
     const auto first = static_cast<std::ptrdiff_t>(names.size());
-    errno = 0;
-    while (FTSENT* entry = fts_read(walk.get())) {
-        take(walk.get(), *entry, folder, names);
-        errno = 0;
-    }
-    if (errno != 0) {
-        names.push_back(unreadable(folder, errno));
-    }
+    Walk(folder, names)();
     std::sort(names.begin() + first, names.end(), [](const auto& a, const auto& b) { return a.path < b.path; });
 }
 

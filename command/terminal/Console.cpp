@@ -1,5 +1,6 @@
 #include "terminal/Console.hpp"
 
+#include "kit/document/Characters.hpp"
 #include "terminal/Text.hpp"
 
 #include <algorithm>
@@ -13,7 +14,8 @@ void Console::report(const std::string& file, const Diagnosis& diagnosis) {
     const std::string& about = diagnosis.file.empty() ? file : diagnosis.file;
     // Some messages of the library end in a blank.
     const std::string& message = diagnosis.message;
-    say((about.empty() ? "" : about + ": ") + message.substr(0, message.find_last_not_of(" \n") + 1));
+    const std::string start = about.empty() ? "" : about + ": ";
+    say((kit::startsWith(message, start) ? "" : start) + message.substr(0, message.find_last_not_of(" \n") + 1));
 }
 
 void Console::say(const std::string& message) {

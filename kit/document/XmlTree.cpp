@@ -11,8 +11,9 @@ namespace flowbook::kit {
 
 namespace {
 
-// What walks a tree, its destructor among them, takes some of the stack for each level.
-constexpr std::size_t kMostDepth = 512;
+// What walks a tree, its destructor among them, takes some of the stack for each level. The library reads rich code
+// that is as deep, so what can be printed can be shown.
+constexpr std::size_t kMostDepth = 1024;
 
 class TreeHandler : public XmlHandler {
 public:

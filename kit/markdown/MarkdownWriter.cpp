@@ -405,7 +405,7 @@ std::string writeMarkdown(const Document& document) {
     const fl::Bytes stored = contentOf(*part);
     const XmlTree tree = readXmlTree(stored, document.where(*part), encodingOf(stored));
     if (!tree.fault.empty()) {
-        throw opc::Exception(opc::ErrorKind::Damaged, tree.fault);
+        throw opc::Exception(tree.isOverLimit ? opc::ErrorKind::LimitExceeded : opc::ErrorKind::Damaged, tree.fault);
     }
     const MarkdownTargets targets(document);
     const Definitions definitions(document);

@@ -67,15 +67,29 @@ private:
         return end;
     }
 
+    /// The size of the name in a record. One that seems to reach into the next record is damaged; the name then ends
+    /// where its extra fields and comment leave off.
+    std::size_t nameSizeAt(std::size_t at, bool isDamaged) const {
+        const std::size_t told = number(at + 28, 2);
+        const std::size_t begin = at + kIndexSize;
+        const std::size_t next =
+            isDamaged ? std::min(bytes_.find(kIndexRecord, begin), bytes_.find(kEndRecord, begin)) : begin + told;
+        const std::size_t behind = number(at + 30, 2) + number(at + 32, 2);
+        const bool fits = next == std::string_view::npos || begin + told <= next || begin + behind >= next;
+        return fits ? told : next - begin - behind;
+    }
+
     /// The record at a place, whose signature is not looked at, as it may be what is damaged.
-    std::optional<Parsed> recordAt(std::size_t at) const {
+    /// @param isDamaged  whether the index is known not to be whole.
+    std::optional<Parsed> recordAt(std::size_t at, bool isDamaged = false) const {
         if (at > bytes_.size() || bytes_.size() - at < kIndexSize) {
             return std::nullopt;
         }
-        const std::size_t nameSize = number(at + 28, 2);
+        const std::size_t nameSize = nameSizeAt(at, isDamaged);
         const std::size_t extraSize = number(at + 30, 2);
         const std::size_t end = at + kIndexSize + nameSize + extraSize + number(at + 32, 2);
-        if (nameSize == 0 || end > bytes_.size()) {
+        // What follows the name may be cut off; the name is what tells that the entry was there.
+        if (nameSize == 0 || at + kIndexSize + nameSize > bytes_.size()) {
             return std::nullopt;
         }
         ZipRecord record;
@@ -183,7 +197,7 @@ private:
             }
             isOneRow = isOneRow && (index.records.empty() || at == end);
             index.begin = index.records.empty() ? at : index.begin;
-            std::optional<Parsed> parsed = recordAt(at);
+            std::optional<Parsed> parsed = recordAt(at, true);
             // One whose sizes are damaged seems to end somewhere else, and would hide those that follow.
             const bool ends = parsed && (standsAt(parsed->end, kIndexRecord) || standsAt(parsed->end, kEndRecord) ||
                                          standsAt(parsed->end, kZip64EndRecord));

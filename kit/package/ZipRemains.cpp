@@ -33,9 +33,10 @@ struct LocalHeader : ZipRecord {
     std::size_t dataAt = 0;
 };
 
-/// An entry that is whole, and where its data end.
+/// An entry that is whole, and where its data lie.
 struct Found {
     fl::Bytes content;
+    std::size_t begin;
     std::size_t end;
 };
 
@@ -75,7 +76,7 @@ public:
                 leftByChecksum_.emplace(place.record->crc, name);
             }
         }
-        if (!index_.isWhole || !left_.empty() || hasSignatureIn(0, beginOfEntries()) ||
+        if (!index_.isWhole || !left_.empty() || isParted_ || hasSignatureIn(0, beginOfEntries()) ||
             hasSignatureIn(index_.begin, bytes_.size())) {
             scan();
         }
@@ -96,8 +97,9 @@ private:
         return claimed_.empty() ? index_.begin : static_cast<std::size_t>(claimed_.begin()->first);
     }
 
-    /// Whether a place lies before or behind all that the index lists, as another file does that was joined to it.
-    bool isOutside(std::uint64_t at) const { return at < firstEntry_ || at > index_.begin; }
+    /// Whether a place lies before or behind all that the index lists, as another file does that was joined to it. It
+    /// may lie between them, too, where some entries are where the index says and others are further on.
+    bool isOutside(std::uint64_t at) const { return at < firstEntry_ || at > index_.begin || isParted_; }
 
     /// Nothing when there is no local header; its signature is not looked at.
     std::optional<LocalHeader> headerAt(std::uint64_t place) const {
@@ -155,7 +157,7 @@ private:
 
     /// All records in the order of their entries. What lies behind a place where bytes are missing, or too many, is as
     /// much further as the index is.
-    std::vector<Place> places() const {
+    std::vector<Place> places() {
         std::vector<Place> all;
         for (const ZipRecord& record : index_.records) {
             all.push_back({&record, record.offset, 0});
@@ -167,6 +169,7 @@ private:
             const std::uint64_t moved = each->at + index_.shift;
             const bool isHere = hasHeaderAt(each->at, *each->record);
             isMoved = hasHeaderAt(moved, *each->record) || (isMoved && !isHere);
+            isParted_ = isParted_ || (isHere && !isMoved && index_.shift != 0);
             each->at = isMoved ? moved : each->at;
             each->bound = std::min<std::uint64_t>(bound, bytes_.size());
             bound = each->at;
@@ -186,7 +189,9 @@ private:
                 found = readAny(place, header, witnesses);
             }
             if (found) {
-                claimed_[place.at] = found->end;
+                // The data may be further on than the record says; what lies between is of others.
+                const bool isThere = found->begin > place.at && !hasSignatureIn(place.at + 1, found->begin);
+                claimed_[isThere ? place.at : found->begin] = found->end;
                 const bool hasHeader = header && standsAt(place.at, kLocalHeader);
                 add({record.name, hasHeader && !agrees ? header->name : "", std::move(found->content), true}, place.at,
                     Standing::Listed);
@@ -468,7 +473,7 @@ private:
         if (!inflated) {
             return std::nullopt;
         }
-        Found found{std::move(inflated->content), at + inflated->consumed};
+        Found found{std::move(inflated->content), at, at + inflated->consumed};
         const std::uint32_t crc = crcOf(found.content);
         const bool isStated = std::any_of(witnesses.begin(), witnesses.end(), [&](const ZipRecord* witness) {
             return statesChecksum(*witness) && witness->crc == crc;
@@ -518,7 +523,7 @@ private:
 
     Found stored(std::size_t at, std::size_t end) const {
         const std::string_view data = bytes_.substr(at, end - at);
-        return {fl::Bytes(data.begin(), data.end()), end};
+        return {fl::Bytes(data.begin(), data.end()), at, end};
     }
 
     /// Stored data that end where a data descriptor, with or without its signature, has their size and checksum.
@@ -646,6 +651,7 @@ private:
     std::uint64_t unsearched_;                             ///< bytes that may yet be searched for descriptors
     std::uint64_t held_ = 0;                               ///< bytes of all contents
     std::uint64_t firstEntry_ = 0;                         ///< where the first entry lies that the index led to
+    bool isParted_ = false;                                ///< whether bytes before the index were lost or put in
     std::map<std::string, Place> left_;                    ///< by name, records whose entries were not found
     std::map<std::uint64_t, std::string> leftByChecksum_;  ///< their names
     std::map<std::uint64_t, std::string> leftByPlace_;     ///< their names

@@ -73,7 +73,7 @@ DocumentText::DocumentText(const Document& document, const fl::Bytes* remains) :
 void DocumentText::showFaults(Markup& out, Faults& faults) const {
     const bool isMended = !code_.fault.empty() && !code_.rest;
     if (isMended) {
-        faults.show(out, code_.fault);
+        faults.show(out, code_.fault, code_.tree.isOverLimit);
         out.open("p", {{"class", "remark"}, {"lang", "en"}});
         out.text("All text that is left of the damaged document is shown, as code where it seems to have been code. "
                  "\uFFFD stands for what is no character.");
@@ -107,7 +107,7 @@ std::optional<std::size_t> DocumentText::write(Markup& out, Figures& figures, Fa
     }
     out.append(text);
     if (code_.rest) {
-        faults.show(out, code_.fault);
+        faults.show(out, code_.fault, code_.tree.isOverLimit);
         writeRest(out, stored_, *code_.rest);
     }
     out.append(ofNotes);

@@ -109,8 +109,8 @@ class Edit(unittest.TestCase):
                                   (f"kill -TERM {COMMANDS_ID}; exec sleep 2 >&- 2>&-", -signal.SIGTERM, "")):
             self.flowbook("edit", "prose.tqx", editor=editor, code=code, err=err)
             self.assertEqual(self.kept(), [], editor)
-        self.flowbook("edit", "prose.tqx", code=-signal.SIGHUP,
-                      editor=f"echo x >>$1; kill -HUP {COMMANDS_ID}; exec sleep 2 >&- 2>&-")
+        self.flowbook("edit", "prose.tqx", code=-signal.SIGHUP, err="prose.tqx: interrupted, and left as it was; the "
+                      "edited text is kept in ", editor=f"echo x >>$1; kill -HUP {COMMANDS_ID}; exec sleep 2 >&- 2>&-")
         self.assertEqual((len(self.kept()), (self.folder / "prose.tqx").read_bytes()), (1, before))
 
     def test_a_file_that_was_moved_is_a_conflict(self):

@@ -11,8 +11,10 @@ from pathlib import Path
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "support"))
 from harness import COMMAND, CommandTest, made
 
+TOO_DEEP = "abyss.tqx: part /tarmic/document.xml: elements are nested deeper than 1024"
 FILES = {"empty": b"", "latin": b"a\n\xff", "bad.xml": b"<w:document>", "bad.csv": b"file,colour\na,1\n",
          "worse.csv": b'file,title\nplain.tqx,"x\n', "control.csv": b"title,file\na,b\n\x01,plain.tqx\n",
+         "abyss.tqx": made.zipped(made.package(made.rich("<a>" * 1100 + "</a>" * 1100))),
          "largeprops.tqx": made.zipped(made.package(**made.core(made.title("x" * (16 << 20)))))}
 # Arguments, exit code, and what stands on standard error, a line each.
 ERRORS = [
@@ -33,6 +35,8 @@ ERRORS = [
     ("cat encrypted.tqx", 5, "encrypted.tqx: the code is encrypted"),
     ("cat no_code.tqx", 4, "no_code.tqx: there is no code in it, or none that can be read"),
     ("cat many.tqx", 6, "many.tqx: the number of entries is 16385, the limit maxEntries is 16384"),
+    ("cat abyss.tqx", 6, "abyss.tqx: its code is a document beyond the limits on what is parsed"),
+    ("cat --format=md abyss.tqx", 6, TOO_DEEP), ("html abyss.tqx -o -", 6, TOO_DEEP), ("check abyss.tqx", 6),
     ("cat dangling.tqx", 4, "dangling.tqx: there is no part '/tarmic/gone.xml'"),
     ("cat - --files-from -", 3, "-: this list names no file; --allow-empty lets that pass"),
     ("cat --format=raw plain.tqx", 1, "plain.tqx: the code is not encrypted"),

@@ -145,6 +145,9 @@ class Process(CommandTest):
         told = self.shell(other + '"$1" cat shut', 3)[1].decode()
         (self.folder / "shut").chmod(0o755)
         self.assertIn("shut: cannot read: Permission denied\n", told)
+        # Two calls list the first folder, to its end.
+        cut = "ASAN_OPTIONS=detect_leaks=0 strace -f -qq -o trace -e inject=getdents64:error=EIO:when=3+ "
+        self.assertIn(b"shut: cannot read: Input/output error\n", self.shell(cut + '"$1" ls b shut', 3)[1])
 
     @unittest.skipIf("ASAN_OPTIONS" in os.environ, "the first write is the sanitizer's own")
     def test_a_pipe_is_read_when_a_program_writes_to_it(self):

@@ -238,6 +238,14 @@ def without_index(file):
     return file[:struct.unpack_from("<I", file, file.rindex(b"PK\5\6") + 16)[0]]
 
 
+def numbered(numbers):
+    return {f"number{i}": bytes([i] * 99) for i in numbers}
+
+
+def without_first(file):
+    return file[file.index(b"PK\3\4", 1):]
+
+
 def zeroed(file, signature, name, begin, end):
     """With zeros in the last header or record of a name."""
     at = file.rindex(name.encode()) - (46 if signature == b"PK\1\2" else 30)
@@ -267,6 +275,12 @@ CONTAINERS = [
     (lambda e: zeroed(zipped(e), b"PK\1\2", "media/image1.png", 20, 54), 0, None, {}),
     (lambda e: b"PK\7\x08" + without_index(zipped({"z": zipped({CODE: b"other"}), **e},
                                                  compression=zipfile.ZIP_STORED)), 0, None, {}),
+    (lambda e: without_index(zipped({TYPES: e[TYPES], CODE: b"other"})) + without_first(zipped(e)), 1,
+     "joined to this one", {"renamed/" + CODE: b"other"}),
+    (lambda e: without_index(zipped({**e, TYPES: bytes(len(e[TYPES])), **numbered(range(9))},
+                                    compression=zipfile.ZIP_STORED))
+     + without_first(zipped({**e, **numbered(range(1, 4))}, compression=zipfile.ZIP_STORED)), 1, "content types",
+     numbered(range(9))),
 ]
 
 
@@ -371,6 +385,12 @@ class Repair(unittest.TestCase):
                 self.assertNotEqual(self.new.read_bytes(), damaged)
                 for name, content in {**entries, **more}.items():
                     self.assertTrue(name in (TYPES, RELS, CODE_RELS) or result.get(name) == content, (name, told))
+        # Only the index tells of the last entry: its record is cut off, or the size of the name in it is damaged.
+        listed = zeroed(zipped({**entries, "xyz": b"1"}, extra=b"\xfe\xca\0\0" * 9), b"PK\1\2", "xyz", 0, 0)
+        listed = listed.replace(b"PK\3\4" + listed[(at := listed.index(b"xyz")) - 26:at + 40], bytes(70))
+        at = listed.index(b"xyz")
+        for damaged in (listed[:at + 9], listed[:at - 17] + b"\x7f" + listed[at - 16:]):
+            self.assertIn("lost: /xyz: the content is damaged or gone", self.repair(damaged)[1])
         self.assertEqual(self.run_command("repair", "/dev/zero", "-o", self.new).returncode, 3)
 
     def test_names_that_claim_each_other(self):

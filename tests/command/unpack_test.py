@@ -58,6 +58,7 @@ class Unpack(CommandTest):
 
     def test_what_is_unusual_goes_there_and_back(self):
         entries = made.package(root=[made.TO_DOCUMENT, ("r2", "t", "%zz"), ("r3", "t", "code.txt")],
+                               document_rels=made.relationships(("r1", "t", "%zz")),
                                parts={"code.txt": ("text/plain", b"mine"), "flowbook.json": ("text/json", b"1"),
                                       "a.png": ("image/png", b"data:,")})
         entries.update({"no part": b"loose", "loose.png": b"no part either", "media/x.unknown": b"?",
@@ -70,6 +71,9 @@ class Unpack(CommandTest):
         digests = self.flowbook("digest", "odd.tqx", "again.tqx", "merged.tqx").splitlines()
         self.assertEqual(len({line[:64] for line in digests}), 1)
         self.flowbook("repair", "odd.tqx", "-o", "repaired.tqx", err="saved: /no part\n")
+        self.flowbook("copy", "odd.tqx", "copied.tqx")
+        with zipfile.ZipFile(self.folder / "copied.tqx") as file:
+            self.assertIn(b'Target="%zz"', file.read("tarmic/_rels/document.xml.rels"))
         for name in ("canon again.tqx", "canon odd.tqx", "set again.tqx --code same"):
             self.flowbook(*name.split())
         for name in ("again", "merged", "repaired", "odd"):

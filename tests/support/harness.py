@@ -36,6 +36,7 @@ FIXTURES = {
     "badimage": dict(parts={"media/image1.png": ("image/png", b"data:image/png;base64,A*=="),
                             "media/image2.png": ("image/png", PICTURE)}),
     "prose": dict(document=made.rich(made.paragraph("Why", "text"), made.paragraph("a = 1;"), made.paragraph("b|two"))),
+    "nested": dict(document=made.rich(made.paragraph("<a>" * 1018 + "a" + "</a>" * 1018))),
     "badprops": made.core("<cut"),
     "bidi": made.core(made.title("a\u202eb\u200b\U000e0041")),
     "torn": dict(root=[made.TO_DOCUMENT, ("rId1", "t", "a"), ("r3", "t", "%zz"), ("r4", "t", "gone.png")]),
