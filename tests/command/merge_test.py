@@ -220,6 +220,19 @@ class Merges(unittest.TestCase):
                     self.assertEqual((self.folder / "o").read_bytes(), merged)
 
 
+    def test_a_part_that_nothing_leads_to(self):
+        with tempfile.TemporaryDirectory() as folder:
+            self.folder = Path(folder)
+            for file, more in (("b", {"x": b"b"}), ("o", {"x": b"changed"}), ("t", {})):
+                (self.folder / file).write_bytes(book("a", more=more))
+            for ours, theirs, side in (("o", "t", "--ours"), ("o", "t", "--theirs"), ("t", "o", "--theirs")):
+                self.assertIn("conflict in /x: ", self.flowbook("merge", "b", ours, theirs, "-o", "m", "--force",
+                                                                codes=(1,))[1])
+                self.flowbook("resolve", "m", "part", "/x", side)
+                is_kept = (side == "--ours") == (ours == "o")
+                self.assertEqual("/x" in self.flowbook("parts", "m")[1], is_kept, (ours, side))
+
+
 if __name__ == "__main__":
     COMMAND = os.path.abspath(sys.argv.pop(1))
     unittest.main()

@@ -86,9 +86,12 @@ class Pages(unittest.TestCase):
         self.assertIn("100,000 lines of code after line 200,000 left out.", page)
 
         label = '<w:abstractNum w:abstractNumId="0"><w:lvl w:ilvl="0"><w:lvlText w:val="%s"/></w:lvl></w:abstractNum>'
-        page = self.rich_page('<w:p><w:pPr><w:numPr><w:numId w:val="1"/></w:numPr></w:pPr></w:p>' * 200, numbering=(
-            label % ("%1" * 100000) + '<w:num w:numId="1"><w:abstractNumId w:val="0"/></w:num>'))
+        item = '<w:p><w:pPr><w:numPr><w:ilvl w:val="%s"/><w:numId w:val="1"/></w:numPr></w:pPr></w:p>'
+        num = '<w:num w:numId="1"><w:abstractNumId w:val="0"/></w:num>'
+        page = self.rich_page(item % 0 * 200, numbering=label % ("%1" * 100000) + num)
         self.assertLess(len(page), 100000)
+        page = self.rich_page(item % 999999, numbering=(label % "%9").replace('ilvl="0"', 'ilvl="999999"') + num)
+        self.assertEqual(page.count("<li"), 9)
 
         # A line of a page of changes takes memory for itself, not for all the code that it was cut from.
         for name, letter in (("one.tqx", "x"), ("two.tqx", "y")):
