@@ -10,6 +10,7 @@
 #include "opc/names/RelationshipsName.hpp"
 
 #include <algorithm>
+#include <functional>
 #include <iterator>
 #include <utility>
 
@@ -17,6 +18,13 @@ namespace opc::model::detail {
 
 using fl::ascii::fold;
 using interfaces::OpenMode;
+
+namespace {
+
+/// The place of a name in a set of bits.
+std::size_t slotOf(std::string_view folded) { return std::hash<std::string_view>()(folded) % 1024; }
+
+}  // namespace
 
 // ---- from the container
 
@@ -64,6 +72,7 @@ void PartTable::classify(const std::string& entryName, const Entries& entries) {
         refuse(": its name and another part's derive one from the other (M1.11)");
     }
     if (!type || isRelationshipsName(folded)) {
+        otherNames_.set(slotOf(folded));
         index_.insert(NameIndex::prepare(type != nullptr, name ? name->folded() : std::move(own), entries));
         return;
     }
@@ -77,7 +86,12 @@ void PartTable::classify(const std::string& entryName, const Entries& entries) {
     ++nextPlace_;
 }
 
+/// Most parts are asked for relationships and have none. The bits spare them the way through the index; a file that
+/// chooses its names to collide only takes that way.
 Entries PartTable::otherEntries(std::string_view folded) const {
+    if (!otherNames_[slotOf(folded)]) {
+        return {};
+    }
     const NameIndex::Meaning* meaning = index_.find(folded);
     return meaning == nullptr ? Entries() : meaning->entries;
 }
@@ -94,11 +108,17 @@ const PartState* PartTable::find(std::string_view folded) const noexcept {
     return meaning == nullptr ? nullptr : meaning->part.get();
 }
 
+/// Tries the part first that follows the last one: parts are mostly asked for in their order.
 const std::shared_ptr<PartState>& PartTable::shared(const PartName& name) const {
+    if (const auto* const likely = parts_.at(likelyNext_); likely != nullptr && (*likely)->name == name) {
+        ++likelyNext_;
+        return *likely;
+    }
     const NameIndex::Meaning* meaning = index_.find(name.folded());
     if (meaning == nullptr || meaning->part == nullptr) {
         throw PartNotFound(container_.where() + ": there is no part " + shown(name.ascii()), name.ascii());
     }
+    likelyNext_ = meaning->part->place + 1;
     return meaning->part;
 }
 

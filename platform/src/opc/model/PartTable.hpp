@@ -8,6 +8,7 @@
 #include "opc/model/PartState.hpp"
 #include "opc/relationships/Numbered.hpp"
 
+#include <bitset>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -93,6 +94,8 @@ private:
     std::vector<std::size_t> order_;  ///< of the container's entries; what refers to some views it
     NameIndex index_;
     Parts parts_;
+    mutable std::size_t likelyNext_ = 0;  ///< where in parts_ the next one that is asked for likely is
+    std::bitset<1024> otherNames_;        ///< by hashes: where there is none, no name of that hash is listed as no part
     std::size_t nextPlace_ = 0;
     std::vector<bool> dropped_;
     bool changed_ = false;

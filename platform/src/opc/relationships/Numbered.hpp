@@ -54,6 +54,11 @@ public:
     std::size_t size() const noexcept { return slots_.size() - gaps_; }
     bool empty() const noexcept { return size() == 0; }
 
+    /// Returns the pointer at a place, gaps counted; null in a gap and beyond the end.
+    const Pointer* at(std::size_t place) const noexcept {
+        return place < slots_.size() && slots_[place].pointer != nullptr ? &slots_[place].pointer : nullptr;
+    }
+
     /// Makes room for one more, which is all of adding it that may fail.
     void reserveOne() {
         if (slots_.size() == slots_.capacity()) {

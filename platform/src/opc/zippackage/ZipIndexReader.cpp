@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <iterator>
 
 namespace opc::zippackage {
 namespace {
@@ -258,10 +259,11 @@ void ZipIndexReader::checkNames(const std::vector<ZipEntry>& entries) const {
 void ZipIndexReader::checkPlaces(std::vector<ZipEntry>& entries, std::uint64_t directoryOffset) const {
     std::vector<ZipEntry*> order;
     order.reserve(entries.size());
-    for (ZipEntry& entry : entries) {
-        order.push_back(&entry);
+    std::transform(entries.rbegin(), entries.rend(), std::back_inserter(order), [](ZipEntry& entry) { return &entry; });
+    const auto isBehind = [](const auto* a, const auto* b) { return a->offset > b->offset; };
+    if (!std::is_sorted(order.begin(), order.end(), isBehind)) {  // which is rare
+        std::sort(order.begin(), order.end(), isBehind);
     }
-    std::sort(order.begin(), order.end(), [](const auto* a, const auto* b) { return a->offset > b->offset; });
     if (!order.empty() && order.back()->offset != 0) {
         input_.damaged(text("the first entry begins at offset ", order.back()->offset, ", data was put before it"));
     }
