@@ -131,8 +131,9 @@ def wide():
     items = [f'<w:p><w:pPr><w:numPr><w:ilvl w:val="{i}"/><w:numId w:val="1"/></w:numPr></w:pPr>{run("an item")}</w:p>'
              for i in range(9)]
     formula = f'<m:oMath xmlns:m="urn:m"><m:r><m:t>{"a + b" * 40}</m:t></m:r></m:oMath>'
+    table = f'<w:tbl><w:tr>{cell("a long word")}{cell("column") * 19}</w:tr></w:tbl>'
     parts = {"tarmic/numbering.xml": ("application/xml", numbering.encode())}
-    return made.zipped(made.package(made.rich(*items, paragraph("text", formula)), parts=parts,
+    return made.zipped(made.package(made.rich(*items, paragraph("text", formula), table), parts=parts,
                                     document_rels=made.relationships(("n", "x:y/numbering", "numbering.xml"))))
 
 
