@@ -55,6 +55,7 @@ void diffText(Console& console, const DiffOptions& options) {
     const std::string colour = noColour != nullptr && *noColour != '\0' ? "never" : "auto";
     // Names may hold what a terminal obeys; a file or a pipe gets them as they are, for patch(1).
     const auto label = [](const std::string& name) { return Output::isTerminal() ? printable(name) : name; };
+    // NO_COLOR is honoured here, as diff(1) does not know it.
     const int code =
         runProgram({"diff", "-u", "--color=" + colour, "--label", label(nameOfA), "--label", label(nameOfB), a, b});
     // diff(1) ends with 1 for a difference, and with 2 or more for trouble.

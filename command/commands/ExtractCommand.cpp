@@ -63,6 +63,7 @@ public:
             attempt([&] { extractCode(); });
         }
         const std::vector<Part> parts = wantedParts();
+        // Parts are inflated by other threads in this order while earlier ones are written.
         kit::ReadAhead read = readAhead(document_, input_, parts);
         for (const Part& part : parts) {
             attemptWhole([&] { extractPart(part, read); });

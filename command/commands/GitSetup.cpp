@@ -82,6 +82,7 @@ class Config {
 public:
     explicit Config(bool isGlobal) : scope_(isGlobal ? "--global" : "--local") {}
 
+    // -z, as a value may hold line feeds.
     std::vector<std::string> values(const std::string& key) const {
         const auto answer = askGit({"config", scope_, "-z", "--get-all", key});
         return answer ? split(*answer, '\0') : std::vector<std::string>();

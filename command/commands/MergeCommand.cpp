@@ -139,6 +139,7 @@ void sayOutcome(Console& console, const MergeOptions& options, const kit::MergeR
     for (const std::string& note : result.notes) {
         console.say(file + printable(note));
     }
+    // Conflicts in the code are counted in one message: the markers show where they are, and there may be hundreds.
     const auto isPlace = [](const kit::MergeConflict& each) {
         return each.kind == kit::ConflictKind::Code && each.ours;
     };

@@ -52,6 +52,7 @@ void putPage(SafeFolder& folder, const std::string& path, const std::string& nam
         throw Failure(ExitCode::InputOutput, path + "/" + name,
                       "is there already and was not made by this command; --force replaces it");
     }
+    // Somebody may have corrected the page by hand; a digest in it shows whether it is as it was made.
     if (old && !replace && !mark->isUnchanged) {
         throw Failure(ExitCode::InputOutput, path + "/" + name,
                       "was changed since this command made it; --force replaces it");

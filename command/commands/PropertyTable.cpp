@@ -70,6 +70,7 @@ private:
     Cell quotedCell() {
         Cell cell{"", true};
         for (++at_; at_ < text_.size(); ++at_) {
+            // Two quotation marks in a cell stand for one.
             if (text_[at_] == '"' && text_.compare(at_, 2, "\"\"") != 0) {
                 ++at_;
                 return cell;
@@ -129,6 +130,7 @@ std::pair<std::string, PropertyOptions> readRow(CsvReader& reader, const CsvRow&
         }
     }
     try {
+        // Checked here, so that the message names the line, and no file has been changed yet.
         result.second.check();
     } catch (const Failure& failure) {
         reader.fail(failure.what());

@@ -44,12 +44,14 @@ public:
         if (depth_ == 2) {
             begin(name, tag);
         }
+        // The control characters between are none that XML can hold, so no two elements give the same text.
         element_->canonical += '\1' + std::string(name.ns) + '\2' + std::string(name.local);
         std::vector<std::string> texts;
         for (const XmlAttribute& each : attributes) {
             texts.push_back('\3' + std::string(each.name.ns) + '\2' + std::string(each.name.local) + '\4' +
                             std::string(each.value));
         }
+        // The order of attributes means nothing in XML.
         std::sort(texts.begin(), texts.end());
         for (const std::string& each : texts) {
             element_->canonical += each;
@@ -93,6 +95,7 @@ public:
 private:
     void begin(const XmlName& name, XmlSpan tag) {
         const std::string full = std::string(name.ns) + "|" + std::string(name.local);
+        // Several elements may have one name, such as keywords in two languages; they are paired in their order.
         element_ = &elements[full + "#" + std::to_string(counts_[full]++)];
         element_->label = name.local;
         element_->span = tag;
@@ -232,6 +235,7 @@ private:
 
     bool mentions(const Element& element, const std::string& prefix) const {
         const std::size_t found = theirs_.text.find(prefix + ":", element.span.begin);
+        // A mention in a text counts too; a declaration that is not needed does no harm.
         return found < element.span.end;
     }
 

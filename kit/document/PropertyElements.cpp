@@ -149,6 +149,7 @@ std::optional<std::string> corePropertiesPart(const Package& package) {
 }
 
 bool setPropertyText(Package& package, const std::string& name, const std::string& value) {
+    // An element that is there is changed in any part before one is added, as two of one name would be an error.
     for (const auto& change : {withPropertyText, withNewProperty}) {
         for (Part& part : package.getParts()) {
             if (!holdsProperties(part) || (change == withNewProperty && !isCore(part))) {
@@ -174,6 +175,7 @@ void removeProperty(Package& package, const std::string& name) {
         fl::Bytes content = contentOf(part);
         std::vector<PropertyElement> elements = elementsOf(part, content);
         const std::size_t before = content.size();
+        // From the end, so that the places of those before stay right.
         for (auto each = elements.rbegin(); each != elements.rend(); ++each) {
             if (each->name == name) {
                 content.erase(content.begin() + static_cast<std::ptrdiff_t>(each->span.begin),

@@ -34,6 +34,7 @@ std::vector<ZipPiece*> bestFirst(std::vector<ZipPiece*> candidates, IsSound isSo
     }
     std::map<const ZipPiece*, int> ranks;
     for (const ZipPiece* const each : candidates) {
+        // Ranked once each, as finding out whether a list is sound reads it whole.
         ranks[each] = (each->isCurrent() && isSound(*each) ? 2 : 0) + (each->isSpare ? 0 : 1);
     }
     std::stable_sort(candidates.begin(), candidates.end(), [&](auto* a, auto* b) { return ranks[a] > ranks[b]; });
@@ -127,6 +128,7 @@ void FoundLists::settleName(ZipPiece& piece, PackageNames& sure, std::vector<Sal
         }
         piece.name.swap(piece.otherName);
     }
+    // Nothing in the package speaks for one of the two names, so the user is asked to look.
     if (rank == otherRank || std::max(rank, otherRank) == 0) {
         doubts.push_back(
             {"/" + piece.name, "the name /" + piece.name + ", which the file elsewhere gives as /" + piece.otherName});

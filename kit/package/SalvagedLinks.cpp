@@ -24,6 +24,7 @@ public:
 
     void run() {
         PackageContent& content = package_.content;
+        // The package comes first: what it leads to, the code above all, decides how the lists of parts are judged.
         const FoundRelationships* const ofPackage = lists_.of("/");
         if (takeKnown("/", u"", content.relationships)) {
             addGuesses(content.relationships, "/", guessPackage(content.relationships));
@@ -35,6 +36,7 @@ public:
                 open.push_back(&part);
             }
         }
+        // Only pictures that no list names are guessed about, so all lists have to be read before.
         const Strings pictures = picturesAmong(partsLeft());
         for (PartRecord* const part : open) {
             guess(*part, pictures);
@@ -63,6 +65,8 @@ private:
         const FoundRelationships* const list = lists_.of(name);
         if (list == nullptr || (list->isWhole && list->records.empty() && list->faulty.empty())) {
             const bool namesAny = isCodeType(type) && !namedRelationships(package_.contentOf(name)).empty();
+            // A package has relationships in any case. A part without a list has none, unless its text names some or
+            // entries are gone.
             return name == "/" || namesAny || (list == nullptr && !areAll_);
         }
         records = list->records;
@@ -150,6 +154,7 @@ private:
             const PartRecord* const part = package_.find(targetPartOf(record, source));
             const bool isPicture = part != nullptr && isPictureType(part->contentType);
             const bool isShown = shown.count(to_string(record.id)) != 0;
+            // A flipped byte leaves XML that can be read, with another target or another id in it.
             return (record.isInternal && part == nullptr) || isShown != (isPicture && !shown.empty()) ||
                    (isPicture && record.type != type);
         };
@@ -196,6 +201,7 @@ private:
         Records all = known;
         for (const PartRecord& part : package_.content.parts) {
             const std::u16string type = packageRelationshipType(to_string(part.partName), part.contentType);
+            // Readers take the first relationship of a type, so one guess for each is enough.
             if (!type.empty() && types.insert(type).second) {
                 guesses.push_back({type, part.partName, freeId(all), true});
                 all.push_back(guesses.back());

@@ -18,6 +18,7 @@ using opc::model::TargetMode;
 
 namespace {
 
+// An index shows hundreds of thumbnails at once, which are whole pictures; larger ones are left out of it.
 constexpr std::size_t kLargestThumbnail = std::size_t{48} << 10;
 constexpr std::uint64_t kMostThumbnailPixels = std::uint64_t{4} << 20;
 
@@ -36,6 +37,7 @@ constexpr struct {
               {"image/gif", "image/gif"},   {"image/webp", "image/webp"},   {"image/bmp", "image/bmp"},
               {"image/x-bmp", "image/bmp"}, {"image/svg", "image/svg+xml"}, {"image/svg+xml", "image/svg+xml"}};
 
+// Other schemes, such as javascript, may do something when they are followed.
 constexpr std::string_view kSchemes[] = {"http://", "https://", "mailto:"};
 
 std::string mediaTypeOf(const Part& part) { return fl::i18n::to_string(part.getContentType().getMediaType()); }

@@ -93,6 +93,7 @@ void noting(Row& row, const std::string& name, Work work) {
         throw;
     } catch (...) {
         Words words = judge(name);
+        // Encrypted code is no failure of the file: its other columns are there, and its form says why the code is not.
         if (!row.failure && words.kind != "encrypted") {
             row.failure = std::move(words);
         }
@@ -110,6 +111,7 @@ void inThreads(unsigned count, const Work& work) {
                 work();
             }));
         }
+        // The threads that were started share out the work; with none, this one does all of it.
     } catch (const std::system_error&) {
     }
     work();
@@ -122,6 +124,7 @@ void inThreads(unsigned count, const Work& work) {
 
 Rows::Rows(const std::vector<std::string>& columns) : columns_(columns) {
     for (const std::string& name : columns_) {
+        // A name that is no column is refused before any file is opened.
         columnOf(name);
     }
 }

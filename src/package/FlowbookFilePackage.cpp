@@ -52,6 +52,7 @@ std::vector<FlowbookFilePackage::Part> FlowbookFilePackage::getParts() const { r
 std::vector<FlowbookFilePackage::Relationship> FlowbookFilePackage::getRelationships() const { return relationships_; }
 
 std::vector<std::u16string> FlowbookFilePackage::getPackageRelationshipTypes() {
+    // Snapshots are read and written in this order, and callers name the types by their places in it.
     return {format::kDocumentRelationshipType, format::kOutputRelationshipType, format::kDocumentationRelationshipType,
             format::kStylesRelationshipType};
 }

@@ -50,6 +50,7 @@ FlowbookFileReader::FlowbookFileReaderImpl::getPart(const std::u16string& relati
         if (relationships.empty()) {
             return boost::none;
         }
+        // Of several relationships of the type the first counts, as the writer replaces what that one leads to.
         return package_->getPart(opc::model::PartName(relationships.front().getTargetURI()));
     } catch (const opc::Exception& failure) {
         detail::throwReadingFailure(fileName_, failure);

@@ -67,6 +67,7 @@ private:
 };
 
 const Names& names() {
+    // Never destroyed: a host may read flowbooks while it ends.
     static const Names& all = *new Names();
     return all;
 }

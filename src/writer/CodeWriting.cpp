@@ -124,8 +124,10 @@ void FlowbookFileWriter::FlowbookFileWriterImpl::writePart(const PartName& partN
         fill(created, content);
         return;
     }
+    // The part keeps its name, which another program may have chosen, so that what refers to it still finds it.
     const PartName target(existing.front().getTargetURI());
     Part part = package_->getPart(target);
+    // The content type says the form of the code, so plain code for a rich document needs another one.
     if (part.getContentType() != contentType) {
         part = recreate(target, part.getRelationships(ExcludeMode::None), contentType);
     }
