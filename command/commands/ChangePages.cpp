@@ -60,6 +60,7 @@ private:
         if (saved_) {
             side_.document = &saved_->document;
             side_.damage = &saved_->damage;
+        // A package that opened is shown as far as it can be read.
         } else if (side_.document == nullptr) {
             side_.fault = diagnosis.message;
         }
@@ -119,6 +120,7 @@ std::vector<GitChange> parseChanges(const std::string& output) {
             throw Failure(ExitCode::InputOutput, "git reports a change in a way that is not known: " + fields[at]);
         }
         const char kind = head[4].front();
+        // A file that was renamed or copied has its old path first.
         const bool hasTwoPaths = (kind == 'R' || kind == 'C') && at + 2 < fields.size();
         changes.push_back(
             {{head[0], head[2], fields[at + 1]}, {head[1], head[3], fields[at + (hasTwoPaths ? 2 : 1)]}, kind});
@@ -174,6 +176,7 @@ public:
         if (!side.isFile()) {
             return std::nullopt;
         }
+        // git writes zeros where a version has no object yet.
         const bool isInTree = side.id.find_first_not_of('0') == std::string::npos;
         return isInTree ? readBytes(top() + "/" + side.path, kMost) : readObject(side.id);
     }

@@ -44,6 +44,7 @@ public:
 
     Bytes read(const std::string& name) {
         const std::uint64_t most = opc::Limits().maxPartSize;
+        // One byte more, so that a file that is too large is known by it and is not read whole.
         std::optional<Bytes> content = folder_.read(name, most + 1);
         if (!content) {
             throw Failure(ExitCode::InputOutput, path_ + "/" + name, "there is no such file",
@@ -58,6 +59,7 @@ public:
     }
 
     std::optional<Bytes> readCode() {
+        // The code as text is no part of the flowbook; it counts as asked for, so that it is not reported as left out.
         read_.insert(kCode);
         return folder_.read(kCode, opc::Limits().maxPartSize);
     }
@@ -68,6 +70,8 @@ public:
         std::set<std::string> names;
         for (auto at = recursive_directory_iterator(path_); at != recursive_directory_iterator(); ++at) {
             const std::string name = at->path().lexically_relative(path_).string();
+            // Hidden files are those of the system and of version control, and folders of them hold nothing that was
+            // unpacked.
             if (at->path().filename().string().front() == '.') {
                 at.disable_recursion_pending();
             } else if (!at->is_directory() && read_.count(name) == 0) {
@@ -121,6 +125,7 @@ void addBelow(const fs::path& root, std::vector<Packing>& all) {
         if (isOne) {
             found.insert(at->path().lexically_relative(root).string());
         }
+        // What lies in an unpacked flowbook belongs to it, also if it looks like another one.
         if (isHidden || isOne) {
             at.disable_recursion_pending();
         }
@@ -187,6 +192,7 @@ void packAll(Console& console, const PackOptions& options) {
     for (const std::string& argument : options.folders) {
         attempt(console, argument, [&] {
             for (const Packing& packing : packingsOf(argument, true)) {
+                // A folder that cannot be packed is reported, and the others are packed all the same.
                 attempt(console, packing.folder, [&] { packInto(console, folder, taken, packing); });
             }
         });

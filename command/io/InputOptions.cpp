@@ -77,6 +77,7 @@ private:
 
     /// @returns false when the folder can be listed but not entered: nothing is known then about what is in it.
     bool take(const std::string& path, const std::string& name, std::error_code& failure) {
+        // Hidden files and folders hold what programs keep for themselves, such as git's objects.
         if (name.front() == '.') {
             return true;
         }

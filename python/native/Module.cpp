@@ -252,6 +252,7 @@ struct ToPython {
 };
 
 py::list columnOf(const std::vector<Row>& rows, std::size_t at) {
+    // Filled by place and not appended to, as the length is known and there may be millions of rows.
     py::list column(rows.size());
     for (std::size_t i = 0; i != rows.size(); ++i) {
         column[i] = std::visit(ToPython(), rows[i].cells[at]);
@@ -297,6 +298,7 @@ kit::MergeOptions mergeOptions(const std::string& favour, const std::string& out
     options.favour = favour == "ours"     ? kit::Favour::Ours
                      : favour == "theirs" ? kit::Favour::Theirs
                                           : kit::Favour::None;
+    // A word that is none of these is refused by the typed function in Python, which names the words.
     const std::map<std::string, kit::Outputs> known{{"ours", kit::Outputs::Ours},
                                                     {"theirs", kit::Outputs::Theirs},
                                                     {"drop", kit::Outputs::Drop},
