@@ -40,7 +40,6 @@ public:
 private:
     struct Checked {};
     PartName(Checked, std::string_view text);
-    void fold();
 
     std::string text_;
     std::string folded_;  ///< empty when the text itself is folded

@@ -88,10 +88,15 @@ std::string withUnreservedDecoded(const std::string& path) {
     return decoded;
 }
 
+/// Returns nothing for a name that is folded already: most are in lower case, and need no second text.
+std::string foldedUnlessSame(const std::string& name) {
+    const bool isSame = std::none_of(name.begin(), name.end(), [](char c) { return c >= 'A' && c <= 'Z'; });
+    return isSame ? std::string() : detail::fold(name);
+}
+
 }  // namespace
 
-PartName::PartName(const std::u16string& text) : text_(fl::i18n::to_string(text)) {
-    fold();
+PartName::PartName(const std::u16string& text) : text_(fl::i18n::to_string(text)), folded_(foldedUnlessSame(text_)) {
     if (const char* fault = faultOf(text_)) {
         refuseName(ErrorKind::Misuse, text_, fault);
     }
@@ -99,8 +104,7 @@ PartName::PartName(const std::u16string& text) : text_(fl::i18n::to_string(text)
 
 /// A reference that is no part name is reported as Damaged, as it comes from a file; text that is none is the mistake
 /// of a caller.
-PartName::PartName(const URI& uri) : text_(withUnreservedDecoded(uri.path())) {
-    fold();
+PartName::PartName(const URI& uri) : text_(withUnreservedDecoded(uri.path())), folded_(foldedUnlessSame(text_)) {
     if (uri.hasScheme() || uri.hasAuthority() || uri.hasQuery()) {
         refuseName(ErrorKind::Damaged, fl::i18n::to_string(uri.toString()), "it has a scheme, an authority or a query");
     }
@@ -109,14 +113,7 @@ PartName::PartName(const URI& uri) : text_(withUnreservedDecoded(uri.path())) {
     }
 }
 
-PartName::PartName(Checked, std::string_view text) : text_(text) { fold(); }
-
-/// Most names are in lower case already, and need no second text.
-void PartName::fold() {
-    if (std::any_of(text_.begin(), text_.end(), [](char c) { return c >= 'A' && c <= 'Z'; })) {
-        folded_ = detail::fold(text_);
-    }
-}
+PartName::PartName(Checked, std::string_view text) : text_(text), folded_(foldedUnlessSame(text_)) {}
 
 std::optional<PartName> PartName::parse(std::string_view text) {
     return isValid(text) ? std::optional(PartName(Checked(), text)) : std::nullopt;
