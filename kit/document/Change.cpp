@@ -47,7 +47,11 @@ auto withSource(Package& package, const std::string& source, Work work) {
     if (source == "/") {
         return work(static_cast<RelationshipSource&>(package));
     }
-    Part part = package.getPart(partNamed(source));
+    const PartName name = partNamed(source);
+    if (!package.hasPart(name)) {
+        throw opc::Exception(ErrorKind::Misuse, "there is no part '" + source + "'", source);
+    }
+    Part part = package.getPart(name);
     return work(static_cast<RelationshipSource&>(part));
 }
 
@@ -224,7 +228,12 @@ public:
 
     Made operator()(const RemoveRelationship& change) const {
         withSource(package_, change.source, [&](RelationshipSource& source) {
-            source.deleteRelationship(fl::i18n::to_ustring(change.id));
+            const std::u16string id = fl::i18n::to_ustring(change.id);
+            const std::vector<Relationship> all = source.getRelationships(ExcludeMode::None);
+            if (std::none_of(all.begin(), all.end(), [&](const Relationship& each) { return each.getID() == id; })) {
+                throw opc::Exception(ErrorKind::Misuse, "there is no relationship '" + change.id + "'", change.source);
+            }
+            source.deleteRelationship(id);
             return true;
         });
         return {};

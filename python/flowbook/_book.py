@@ -23,7 +23,27 @@ Self = TypeVar("Self", bound="Flowbook")
 
 # Lone surrogates aside, which no UTF-8 holds (XML 1.0, 2.2).
 _NOT_IN_XML = re.compile("[\x00-\x08\x0b\x0c\x0e-\x1f\ufffe\uffff]")
+# Seconds.
+_UNTIL_NEXT_LOOK = 0.1
 _IMAGE_RELATIONSHIP = "/relationships/image"
+
+
+class _Turn:
+    """A lock that a thread may take again. Raises `MisuseError` instead of waiting for a thread whose call of the
+    native flowbook waits for the calling thread."""
+
+    __slots__ = ("_lock", "_native")
+
+    def __init__(self, native: _native.Book) -> None:
+        self._lock = threading.RLock()
+        self._native = native
+
+    def __enter__(self) -> None:
+        while not self._lock.acquire(timeout=_UNTIL_NEXT_LOOK):
+            self._native.await_turn()
+
+    def __exit__(self, *_: object) -> None:
+        self._lock.release()
 
 
 class Flowbook:
@@ -41,8 +61,8 @@ class Flowbook:
     ('x = 1;\\ny = 2;', 'plain', 'Two lines', None)
     """
 
-    __slots__ = ("__weakref__", "_encrypted_here", "_is_closed", "_lock", "_native", "_paragraphs",
-                 "_place", "_process", "_properties", "_version")
+    __slots__ = ("__weakref__", "_encrypted_here", "_is_closed", "_native", "_paragraphs", "_place",
+                 "_process", "_properties", "_turn", "_version")
 
     def __init__(self, place: Place) -> None:
         if not hasattr(place, "save_back"):
@@ -55,7 +75,7 @@ class Flowbook:
         self._encrypted_here = False
         self._is_closed = False
         self._properties: tuple[int, dict[str, _native.Property]] | None = None
-        self._lock, self._process = threading.RLock(), os.getpid()
+        self._turn, self._process = _Turn(self._native), os.getpid()
 
     @classmethod
     def new(cls, code: str | None = None, *, rich_code: str | None = None, title: str | None = None,
@@ -425,15 +445,15 @@ class Flowbook:
         if moves:
             self._place = place
 
-    def _alone(self) -> threading.RLock:
+    def _alone(self) -> _Turn:
         """Lets one thread at a time work on the paragraphs, which are counted. What another thread was at when the
         process was forked is looked at anew. Raises `MisuseError` for a file object that the flowbook calls, as another
         thread may have the lock and wait for that call."""
         self._native.refuse_own_calls()
         if self._process != os.getpid():
-            self._lock, self._process = threading.RLock(), os.getpid()
+            self._turn, self._process = _Turn(self._native), os.getpid()
             self._version += 1
-        return self._lock
+        return self._turn
 
     @contextlib.contextmanager
     def _changing_code(self) -> Iterator[None]:
@@ -542,7 +562,7 @@ class Flowbook:
 def _unpickled(kind: type[Flowbook], place: Place, changed: bytes | None) -> Flowbook:
     book = kind(place)
     if changed is not None:
-        place.refuse_if_changed()
+        place.refuse_if_changed(book._native)
         book._native.hold(changed)
     return book
 

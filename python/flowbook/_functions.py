@@ -9,7 +9,7 @@ from flowbook import _native
 from flowbook._book import Flowbook, open as open_flowbook
 from flowbook._errors import DamagedError, Error
 from flowbook._parts import Finding
-from flowbook._places import Source, place_of
+from flowbook._places import FileObject, Memory, Place, Source, place_of
 
 Given = Union[Source, Flowbook]
 
@@ -40,8 +40,22 @@ def digest(source: Given, *, code: bool = False, dated: bool = True) -> str:
 
 
 def html(source: Given) -> str:
-    """A page that shows a flowbook: one file that runs nothing and loads nothing."""
-    return _book(source).html
+    """A page that shows a flowbook: one file that runs nothing and loads nothing. Of a damaged file it shows what
+    `repair()` would save, and says so; `DamagedError` is raised when that is nothing.
+
+    >>> "x = 1;" in html(Flowbook.new(code="x = 1;").to_bytes()[:-40])
+    True
+    """
+    if isinstance(source, Flowbook):
+        return source.html
+    place = _place(source)
+    try:
+        return Flowbook(place).html
+    except DamagedError as damage:
+        page = _native.damaged_html(place.content(), place.name, damage.words)
+        if page is None:
+            raise
+        return page
 
 
 def canon(source: Given) -> bytes:
@@ -91,14 +105,23 @@ def strip(source: Given) -> bytes:
 
 def diff(a: Given, b: Given, *, context: int = 3) -> str:
     """How two flowbooks differ: properties, parts, prose and code, as lines in the unified format; empty when they
-    hold the same.
+    hold the same. Of a file that is no flowbook there are its size and digest to compare.
 
     >>> [line for line in diff(Flowbook.new(code="x"), Flowbook.new(code="y")).splitlines() if line[1:3] == "  "]
     ['-  x', '+  y']
     """
     lines = min(max(operator.index(context), 0), _MOST_LINES)
-    old, new = _book(a), _book(b)
-    return _native.diff(old.name, old.text, new.name, new.text, lines)
+    return _native.diff(*_named_text(a), *_named_text(b), lines)
+
+
+def _named_text(source: Given) -> tuple[str, str]:
+    if isinstance(source, Flowbook):
+        return source.name, source.text
+    place = _place(source)
+    try:
+        return place.name, Flowbook(place).text
+    except DamagedError:
+        return place.name, _native.text_of(place.content())
 
 
 class Conflict(NamedTuple):
@@ -186,6 +209,13 @@ def repair(source: Given) -> Repaired:
 
 def _book(source: Given) -> Flowbook:
     return source if isinstance(source, Flowbook) else open_flowbook(source)
+
+
+def _place(source: Source) -> Place:
+    """A place that can be read twice."""
+    place = place_of(source)
+    can_be_read_again = not isinstance(place, FileObject) or place.can_seek
+    return place if can_be_read_again else Memory(place.content(), place.name)
 
 
 def _content(source: Given) -> bytes:

@@ -12,9 +12,7 @@ from flowbook import _native
 from flowbook._errors import Error, MisuseError
 
 if TYPE_CHECKING:
-    import threading
-
-    from flowbook._book import Flowbook
+    from flowbook._book import Flowbook, _Turn
 
 
 # As the library stores text: what XML cannot hold, or would disturb an editor, becomes U+FFFD.
@@ -41,15 +39,9 @@ class Run(NamedTuple):
 
 
 class Paragraph:
-    """One paragraph, of prose or of code. It stays the same one when others are inserted and removed.
+    """One paragraph, of prose or of code. It stays the same one when others are inserted and removed."""
 
-    Attributes:
-        style: its name, such as ``Heading1``; empty for none.
-        heading: 1 to 9 for headings, 0 for others.
-        is_code: whether it counts as code.
-    """
-
-    __slots__ = ("__weakref__", "_hint", "_is_block", "_owner", "_runs", "_text", "heading", "is_code", "style")
+    __slots__ = ("__weakref__", "_heading", "_hint", "_is_block", "_is_code", "_owner", "_runs", "_style", "_text")
 
     def __init__(self, owner: Paragraphs, style: str, heading: int, text: str, is_code: bool, is_block: bool = True,
                  runs: tuple[Run, ...] = ()) -> None:
@@ -58,9 +50,24 @@ class Paragraph:
         self._is_block = is_block
         self._hint = 0
         self._runs = runs
-        self.style = style
-        self.heading = heading
-        self.is_code = is_code
+        self._style = style
+        self._heading = heading
+        self._is_code = is_code
+
+    @property
+    def style(self) -> str:
+        """The name of its style, such as ``Heading1``; empty for none."""
+        return self._style
+
+    @property
+    def heading(self) -> int:
+        """1 to 9 for headings, 0 for others."""
+        return self._heading
+
+    @property
+    def is_code(self) -> bool:
+        """Whether it counts as code."""
+        return self._is_code
 
     @property
     def runs(self) -> tuple[Run, ...]:
@@ -101,8 +108,8 @@ class Paragraph:
         self._owner.remove(self)
 
     def _is_like(self, other: Paragraph) -> bool:
-        return (self._text, self.style, self.heading, self.is_code, self._is_block) == (
-            other._text, other.style, other.heading, other.is_code, other._is_block)
+        return (self._text, self._style, self._heading, self._is_code, self._is_block) == (
+            other._text, other._style, other._heading, other._is_code, other._is_block)
 
     def __repr__(self) -> str:
         return f"<Paragraph {'code' if self.is_code else 'prose'} {self.style!r} {self.text[:40]!r}>"
@@ -212,7 +219,7 @@ class Paragraphs(Sequence[Paragraph]):
     def __repr__(self) -> str:
         return f"<Paragraphs of {self._book.name!r}: {'closed' if self._book._is_closed else len(self)}>"
 
-    def _alone(self) -> threading.RLock:
+    def _alone(self) -> _Turn:
         return self._book._alone()
 
     def _found(self, paragraph: Paragraph) -> int:
@@ -294,7 +301,7 @@ class Paragraphs(Sequence[Paragraph]):
         for each in self._all:
             index = indices.get(each)
             if index is None:
-                edits.append(("insert", following, each._text, each.style))
+                edits.append(("insert", following, each._text, each._style))
             else:
                 following = index + 1
                 if each in self._changed:

@@ -16,22 +16,32 @@ class Part:
     """A part of the package. It stands for the part of that name in its flowbook, as the flowbook is when it is asked.
 
     Two are equal when name, content type and data are. A pickled one has its data with it, and belongs to no flowbook.
-
-    Attributes:
-        name: such as ``/tarmic/document.xml``.
-        content_type: in full, parameters included.
-        stored_size: of the content, in bytes, as it is in the part.
     """
 
-    __slots__ = ("__weakref__", "_book", "_data", "content_type", "name", "stored_size")
+    __slots__ = ("__weakref__", "_book", "_content_type", "_data", "_name", "_stored_size")
 
     def __init__(self, book: Flowbook | None, name: str, content_type: str, size: int,
                  data: bytes | None = None) -> None:
         self._book = book
         self._data = data
-        self.name = name
-        self.content_type = content_type
-        self.stored_size = size
+        self._name = name
+        self._content_type = content_type
+        self._stored_size = size
+
+    @property
+    def name(self) -> str:
+        """Such as ``/tarmic/document.xml``; `rename()` gives another."""
+        return self._name
+
+    @property
+    def content_type(self) -> str:
+        """In full, parameters included; `replace()` can give another."""
+        return self._content_type
+
+    @property
+    def stored_size(self) -> int:
+        """Of the content, in bytes, as it is in the part."""
+        return self._stored_size
 
     @property
     def media_type(self) -> str:
@@ -76,11 +86,11 @@ class Part:
         Raises `ConflictError` when there is a part of that name, and `MisuseError` for what no part can be called.
         """
         self._owner._rename_part(self.name, name)
-        self.name = name
+        self._name = name
 
     def _note(self, content_type: str | None) -> None:
         info = self._owner._part_info(self.name)
-        self.content_type, self.stored_size = info.content_type, info.size
+        self._content_type, self._stored_size = info.content_type, info.size
 
     @property
     def _owner(self) -> Flowbook:
@@ -92,6 +102,8 @@ class Part:
         if type(other) is not type(self):
             return NotImplemented
         assert isinstance(other, Part)
+        if other is self:
+            return True  # also when it cannot be read any more
         known = (self.name, self.content_type, self.stored_size) == (other.name, other.content_type, other.stored_size)
         return known and self.data == other.data
 
@@ -107,18 +119,19 @@ class Part:
 
 
 class Image(Part):
-    """A picture. It is stored as a data URI, which `data` decodes; `stored_size` is that of the data URI.
+    """A picture. It is stored as a data URI, which `data` decodes; `stored_size` is that of the data URI."""
 
-    Attributes:
-        relationship_id: of the relationship by which the code refers to it; empty when there is none.
-    """
-
-    __slots__ = ("relationship_id",)
+    __slots__ = ("_relationship_id",)
 
     def __init__(self, book: Flowbook | None, name: str, content_type: str, size: int, data: bytes | None = None,
                  relationship_id: str = "") -> None:
         super().__init__(book, name, content_type, size, data)
-        self.relationship_id = relationship_id
+        self._relationship_id = relationship_id
+
+    @property
+    def relationship_id(self) -> str:
+        """Of the relationship by which the code refers to it; empty when there is none."""
+        return self._relationship_id
 
     @property
     def data(self) -> bytes:
@@ -155,25 +168,42 @@ class Image(Part):
 
 
 class Relationship:
-    """A relationship of the package, whose `source` is ``/``, or of a part.
+    """A relationship of the package, or of a part."""
 
-    Attributes:
-        source: the name of the part that it starts from.
-        id: unique among those of one source.
-        type: a URI.
-        target: as it is stored: a part name, absolute or relative to the source, or any URI.
-        is_internal: whether the target is in the package.
-    """
-
-    __slots__ = ("__weakref__", "_book", "id", "is_internal", "source", "target", "type")
+    __slots__ = ("__weakref__", "_book", "_id", "_is_internal", "_source", "_target", "_type")
 
     def __init__(self, book: Flowbook | None, source: str, id: str, type: str, target: str, is_internal: bool) -> None:
         self._book = book
-        self.source = source
-        self.id = id
-        self.type = type
-        self.target = target
-        self.is_internal = is_internal
+        self._source = source
+        self._id = id
+        self._type = type
+        self._target = target
+        self._is_internal = is_internal
+
+    @property
+    def source(self) -> str:
+        """The name of the part that it starts from; ``/`` for the package."""
+        return self._source
+
+    @property
+    def id(self) -> str:
+        """Unique among those of one source."""
+        return self._id
+
+    @property
+    def type(self) -> str:
+        """A URI."""
+        return self._type
+
+    @property
+    def target(self) -> str:
+        """As it is stored: a part name, absolute or relative to the source, or any URI."""
+        return self._target
+
+    @property
+    def is_internal(self) -> bool:
+        """Whether the target is in the package."""
+        return self._is_internal
 
     def remove(self) -> None:
         """Removes it; what it leads to stays."""

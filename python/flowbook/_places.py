@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import copy
 import fcntl
 import io
 import os
@@ -58,11 +59,11 @@ class Place(Protocol):
         """Saves what may come from elsewhere, over anything that is here. When it `moves`, it comes from here then."""
 
     def pickled(self, book: _native.Book) -> Place:
-        """A place that can be pickled."""
+        """A place that can be pickled, and shares nothing with this one, which `copy.copy()` would open as it is."""
         ...
 
-    def refuse_if_changed(self) -> None:
-        """Raises when the file is another version than the one that was pickled."""
+    def refuse_if_changed(self, book: _native.Book) -> None:
+        """Raises when what was opened from here is another version than the one that was pickled."""
 
 
 class Memory:
@@ -91,7 +92,7 @@ class Memory:
     def pickled(self, book: _native.Book) -> Place:
         return Memory(book.to_bytes(), self.name)
 
-    def refuse_if_changed(self) -> None:
+    def refuse_if_changed(self, book: _native.Book) -> None:
         pass
 
 
@@ -118,17 +119,14 @@ class LocalFile:
         # Absolute, as the working directory may be another when the flowbook is saved.
         self._bytes = native if native.startswith(b"/") else os.path.join(os.getcwdb(), native)
         self._path = native_path(self._bytes)
-        self._stamp: object = None
+        self._expected: object = None
 
     def __eq__(self, other: object) -> bool:
         """Whether a save to either replaces the same file, as links are followed."""
         return isinstance(other, LocalFile) and os.path.realpath(other._bytes) == os.path.realpath(self._bytes)
 
     def open(self) -> _native.Book:
-        stamp = self._seen()
-        book = _native.Book.of_path(self._path, self.name)
-        self._expected, self._stamp = self._stamp, stamp
-        return book
+        return _native.Book.of_path(self._path, self.name)
 
     def content(self) -> bytes:
         return _native.content_of(self._path, self.name)
@@ -138,7 +136,6 @@ class LocalFile:
             self.save_copy(book, True)
         else:
             book.save_back()
-            self._stamp = self._seen()
 
     def save_copy(self, book: _native.Book, moves: bool) -> None:
         try:
@@ -149,21 +146,15 @@ class LocalFile:
             # About this file, which the native flowbook does not come from.
             has_folder = error.kind != "input-output" or os.path.isdir(os.path.dirname(self._bytes))
             raise error_of(error.kind if has_folder else "not-found", error.words, self.name) from None
-        self._stamp = self._seen()
 
     def pickled(self, book: _native.Book) -> Place:
-        return self
+        place = copy.copy(self)
+        place._expected = book.file_version()
+        return place
 
-    def refuse_if_changed(self) -> None:
-        if self._stamp != self._expected:
+    def refuse_if_changed(self, book: _native.Book) -> None:
+        if book.file_version() != self._expected:
             raise ConflictError("it has changed since a flowbook with changes was pickled", self.name)
-
-    def _seen(self) -> object:
-        try:
-            status = os.stat(self._bytes)
-        except OSError:
-            return None
-        return status.st_dev, status.st_ino, status.st_size, status.st_mtime_ns
 
 
 class FileObject:
@@ -179,13 +170,17 @@ class FileObject:
     def __eq__(self, other: object) -> bool:
         return isinstance(other, FileObject) and other._file is self._file
 
+    @property
+    def can_seek(self) -> bool:
+        return _is(self._file, "seekable")
+
     def open(self) -> _native.Book:
-        if _is(self._file, "seekable"):
+        if self.can_seek:
             return _native.Book.of_object(self._file, self.name)
         return _native.Book.of_bytes(self.content(), self.name)
 
     def content(self) -> bytes:
-        if _is(self._file, "seekable"):
+        if self.can_seek:
             self._file.seek(0)
         pieces: list[bytes] = []
         while True:
@@ -199,7 +194,7 @@ class FileObject:
             pieces.append(piece)
 
     def save_back(self, book: _native.Book, overwrite: bool) -> None:
-        if not (_is(self._file, "writable") and _is(self._file, "seekable")):
+        if not (_is(self._file, "writable") and self.can_seek):
             raise MisuseError("the file object cannot be written; name a file to save to", self.name)
         # Asked for first, as content that is left before or behind the new one would make the file useless.
         if _appends(self._file):
@@ -217,7 +212,7 @@ class FileObject:
         book.move_to_object(self._file, revision)
 
     def save_copy(self, book: _native.Book, moves: bool) -> None:
-        if moves and _is(self._file, "seekable"):
+        if moves and self.can_seek:
             self.save_back(book, True)  # it is read from there, so nothing of it may stay behind what is written
         else:
             self._write(book.to_bytes())
@@ -225,7 +220,7 @@ class FileObject:
     def pickled(self, book: _native.Book) -> Place:
         return Memory(book.to_bytes(), self.name)
 
-    def refuse_if_changed(self) -> None:
+    def refuse_if_changed(self, book: _native.Book) -> None:
         pass
 
     def _write(self, content: bytes) -> None:

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import contextlib
+import copy
 import hashlib
 import os
 import threading
@@ -79,9 +80,9 @@ class RemoteFile:
             book.move_to(content, revision)
 
     def pickled(self, book: _native.Book) -> Place:
-        return self
+        return copy.copy(self)
 
-    def refuse_if_changed(self) -> None:
+    def refuse_if_changed(self, book: _native.Book) -> None:
         if self._store.version != self._expected:
             raise ConflictError("it has changed since a flowbook with changes was pickled", self.name)
 
@@ -91,6 +92,7 @@ class RemoteFile:
     def __setstate__(self, state: tuple[Any, ...]) -> None:
         self.name, files, path, self._expected = state
         self._store = store_in(files, path)
+        self._store.version = self._expected  # to be pickled once more
 
 
 @contextlib.contextmanager

@@ -3,11 +3,12 @@
 // Ctrl-C, can be tried again, and what Python shows is what a save writes.
 #include "Book.hpp"
 
+#include "Functions.hpp"
 #include "fl/i18n/Conversion.hpp"
+#include "fl/i18n/ConversionError.hpp"
 #include "foundation/storage/vfs/LocalStorage.hpp"
 #include "foundation/storage/vfs/MemoryStorage.hpp"
 #include "kit/compare/Digest.hpp"
-#include "kit/compare/TextForm.hpp"
 #include "kit/document/Pictures.hpp"
 #include "kit/package/PackageContent.hpp"
 #include "kit/package/Strip.hpp"
@@ -98,6 +99,19 @@ std::uint64_t weightOf(const kit::Change& change) {
     return std::visit(Weigh(), change);
 }
 
+/// Why the code cannot be read as it is stored; nothing when it can, or is encrypted.
+std::optional<std::string> whyCodeIsLost(const kit::Document& document, const std::string& file) {
+    try {
+        if (document.form() != kit::CodeForm::Encrypted) {
+            document.storedCode();
+        }
+        return std::nullopt;
+    } catch (const opc::Exception& failure) {
+        const bool isDamaged = failure.kind() == opc::ErrorKind::Damaged;
+        return isDamaged ? std::make_optional(withName(failure.what(), file)) : std::nullopt;
+    }
+}
+
 }  // namespace
 
 void needReadable(const kit::Document& document) {
@@ -112,7 +126,14 @@ void needReadable(const kit::Document& document) {
 
 /// What a flowbook is between calls. It is shared with the work of a call that was left.
 struct Book::State {
-    State(Source from, std::string name) : source(std::move(from)), file(std::move(name)) {}
+    State(Source from, std::string name) : file(std::move(name)) { take(std::move(from)); }
+
+    void take(Source from) {
+        // First, as the one before may be gone as soon as the source is.
+        fileObject = from.object ? from.object->object() : nullptr;
+        source = std::move(from);
+        weight = source.file ? source.file->size() : 0;
+    }
 
     /// The flowbook with its changes.
     kit::Document& document() {
@@ -161,10 +182,9 @@ struct Book::State {
     void moveTo(Source to, Changes unsaved = {}) {
         open.reset();
         changes = std::move(unsaved);
-        source = std::move(to);
+        take(std::move(to));
         isChanged = !changes.empty();
         ++revision;
-        weight = source.file->size();
     }
 
     /// Takes the content from bytes, and still belongs to the file of the machine that it came from.
@@ -198,6 +218,9 @@ struct Book::State {
 
     Turns turns;
     Source source;
+    // For the collector of cycles, which runs in other threads meanwhile. An object that was let go of without the
+    // interpreter lock lives on until a thread with the lock gives it back, so this is never one that is gone.
+    std::atomic<PyObject*> fileObject{nullptr};
     std::string file;
     Changes changes;
     std::unique_ptr<kit::Document> open;  ///< null until it is asked for
@@ -237,7 +260,6 @@ template <class MakeSource>
 std::shared_ptr<Book> Book::open(const std::string& file, MakeSource makeSource) {
     return runCall(file, false, [file, makeSource = std::move(makeSource)] {
         const auto state = std::make_shared<State>(makeSource(), file);
-        state->weight = state->source.file->size();
         state->document();
         return std::shared_ptr<Book>(new Book(state));
     });
@@ -255,7 +277,13 @@ std::shared_ptr<Book> Book::ofObject(pybind11::object object, const std::string&
     return open(file, [source = Source::ofObject(std::move(object))] { return source; });
 }
 
-PyObject* Book::fileObject() const { return state_->source.object ? state_->source.object->object() : nullptr; }
+PyObject* Book::fileObject() const { return state_->fileObject; }
+
+std::optional<LocalVersion::Identity> Book::fileVersion() {
+    return run(false, [](State& state) {
+        return state.source.local ? std::make_optional(state.source.local->identity()) : std::nullopt;
+    });
+}
 
 bool Book::isChanged() const { return state_->isChanged; }
 
@@ -278,7 +306,11 @@ std::string Book::richCode() {
         const fl::Bytes stored = document.codeInUtf8();
         std::string text(stored.begin(), stored.end());
         // Only the check counts: bytes that are no UTF-8 are damage. Python makes its own text of the bytes.
-        fl::i18n::utf8_to_ustring(text);
+        try {
+            fl::i18n::utf8_to_ustring(text);
+        } catch (const fl::i18n::ConversionError& failure) {
+            throw Refusal("damaged", failure.what(), document.codePart()->getName().ascii());
+        }
         return text;
     });
 }
@@ -351,18 +383,26 @@ std::string Book::digest(bool codeOnly, bool dated) {
 }
 
 std::string Book::text() {
-    return run(false, [](State& state) { return kit::textForm(kName, state.storage()); });
+    return run(false, [](State& state) { return textOf(state.storage()); });
 }
 
 std::string Book::html() {
-    return ask([file = state_->file](const kit::Document& document) {
-        const auto inWords = [&](const std::string& words) { return withName(words, file); };
-        return kit::makePage(document, {file, inWords}).html;
+    return run(false, [file = state_->file](State& state) {
+        kit::Page page = kit::makePage(state.document(), pageOptions(file));
+        const std::optional<std::string> loss =
+            page.faults.empty() ? std::nullopt : whyCodeIsLost(state.document(), file);
+        return loss ? salvagedPage(state.bytes(), file, *loss).value_or(std::move(page.html)) : page.html;
     });
 }
 
 std::vector<kit::Finding> Book::check() {
-    return run(false, [](State& state) { return kit::check(kName, state.storage()); });
+    return run(false, [file = state_->file](State& state) {
+        std::vector<kit::Finding> findings = kit::check(kName, state.storage());
+        for (kit::Finding& each : findings) {
+            each.words = withName(std::move(each.words), file);
+        }
+        return findings;
+    });
 }
 
 fl::Bytes Book::canonical() {
@@ -396,6 +436,14 @@ void Book::refuseOwnCalls() {
     } catch (...) {
         raise(std::current_exception(), state_->file);
     }
+}
+
+void Book::awaitTurn() {
+    mendAfterFork();
+    runCall(state_->file, state_->turns.isTaken(), [state = state_] {
+        const Turns::Turn turn(state->turns);
+        return true;
+    });
 }
 
 fl::Bytes Book::bytes() {
@@ -479,7 +527,7 @@ void Book::close() {
         state->isClosed = true;
         state->open.reset();
         state->changes.clear();
-        state->source = Source();
+        state->take(Source());
         return true;
     });
 }

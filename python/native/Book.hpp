@@ -51,8 +51,11 @@ public:
     static std::shared_ptr<Book> ofBytes(const std::string& bytes, const std::string& file);
     static std::shared_ptr<Book> ofObject(pybind11::object object, const std::string& file);
 
-    /// What it is read from; null when that is no object of Python.
+    /// What it is read from; null when that is no object of Python. Needs no turn.
     PyObject* fileObject() const;
+
+    /// The version of the file of the machine that the changes are made to; nothing when it is from elsewhere.
+    std::optional<LocalVersion::Identity> fileVersion();
 
     std::string form();
     std::u16string code();
@@ -81,9 +84,11 @@ public:
     void editParagraphs(kit::EditParagraphs edits, std::uint64_t number);
 
     /// @throws Refusal when the calling thread works on the flowbook: it runs a file object that is read, or the
-    /// handler
-    ///         of a signal.
+    ///         handler of a signal.
     void refuseOwnCalls();
+
+    /// Waits until no other thread works on the flowbook. @throws Refusal when that waits for the calling thread.
+    void awaitTurn();
 
     bool isChanged() const;
     /// Another number after each change and each save, so that what was read can be kept until then.

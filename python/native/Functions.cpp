@@ -3,6 +3,7 @@
 #include "Failure.hpp"
 #include "flowbook/FlowbookFileWriter.hpp"
 #include "foundation/storage/vfs/MemoryStorage.hpp"
+#include "kit/compare/TextForm.hpp"
 #include "kit/package/Strip.hpp"
 
 namespace flowbook::python {
@@ -28,6 +29,28 @@ fl::Bytes copyOf(const std::string& bytes) { return {bytes.begin(), bytes.end()}
 
 fl::Bytes contentOf(const LocalPath& path, const std::string& name) {
     return runCall(name, true, [path] { return Source::ofPath(path).bytes(); });
+}
+
+std::string textOf(const StorageSystemReference& storage) {
+    // Not by kName, which would stand in the text; the storage has one file under any name.
+    return kit::textForm(u"flowbook", storage);
+}
+
+std::string textOf(const std::string& content) {
+    return runCall("", true, [bytes = copyOf(content)] { return textOf(Source::ofBytes(bytes).storage()); });
+}
+
+kit::PageOptions pageOptions(const std::string& file) {
+    return {file, [file](const std::string& words) { return withName(words, file); }};
+}
+
+std::optional<std::string> salvagedPage(const fl::Bytes& remains, const std::string& file, const std::string& reason) {
+    auto page = kit::makeSalvagedPage(remains, kName, reason, pageOptions(file));
+    return page ? std::make_optional(std::move(page->html)) : std::nullopt;
+}
+
+std::optional<std::string> damagedHtml(const std::string& remains, const std::string& file, const std::string& reason) {
+    return runCall(file, true, [bytes = copyOf(remains), file, reason] { return salvagedPage(bytes, file, reason); });
 }
 
 std::string diff(const kit::NamedText& a, const kit::NamedText& b, std::size_t context) {

@@ -37,11 +37,16 @@ bool mayHoldOneMore() {
     return false;
 }
 
-bool sameTime(const timespec& a, const timespec& b) { return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec; }
+std::int64_t nanosecondsOf(const timespec& time) {
+    return static_cast<std::int64_t>(time.tv_sec) * 1'000'000'000 + time.tv_nsec;
+}
+
+LocalVersion::Identity identityOf(const struct stat& status) {
+    return {status.st_dev, status.st_ino, static_cast<std::uint64_t>(status.st_size), nanosecondsOf(status.st_mtim)};
+}
 
 bool isUntouched(const struct stat& a, const struct stat& b) {
-    return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size && sameTime(a.st_mtim, b.st_mtim) &&
-           sameTime(a.st_ctim, b.st_ctim);
+    return identityOf(a) == identityOf(b) && nanosecondsOf(a.st_ctim) == nanosecondsOf(b.st_ctim);
 }
 
 [[noreturn]] void conflict(const std::u16string& path) {
@@ -94,6 +99,8 @@ std::shared_ptr<const ReadableFile> LocalVersion::forReplacing() const {
     return file;
 }
 
+LocalVersion::Identity LocalVersion::identity() const { return identityOf(status_); }
+
 /// Opens the file that the name stands for, and looks at it before and after, so that what was seen is what was opened.
 LocalVersion::File LocalVersion::openChecked(struct stat& seen) const {
     for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
@@ -111,8 +118,7 @@ LocalVersion::File LocalVersion::reopened() const {
     struct stat seen {};
     File file = openChecked(seen);
     // A change of rights or names alone, which the time of the last change shows too, is not one of the content.
-    if (seen.st_dev != status_.st_dev || seen.st_ino != status_.st_ino || seen.st_size != status_.st_size ||
-        !sameTime(seen.st_mtim, status_.st_mtim)) {
+    if (identityOf(seen) != identityOf(status_)) {
         conflict(path_);
     }
     return file;

@@ -3,10 +3,12 @@
 #include "foundation/storage/vfs/LocalStorage.hpp"
 #include "foundation/storage/vfs/ReadableFile.hpp"
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
 #include <sys/stat.h>
+#include <tuple>
 #include <vector>
 
 namespace flowbook::python {
@@ -27,6 +29,10 @@ public:
     /// The file for LocalStorage to replace. @throws StorageError, of kind Conflict when the name stands for another
     /// version by now.
     std::shared_ptr<const ReadableFile> forReplacing() const;
+
+    /// Device, inode, size and time of the last change of the content in nanoseconds: equal for equal versions.
+    using Identity = std::tuple<std::uint64_t, std::uint64_t, std::uint64_t, std::int64_t>;
+    Identity identity() const;
 
     const std::u16string& path() const { return path_; }
     const std::string& native() const { return native_; }

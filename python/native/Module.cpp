@@ -176,6 +176,7 @@ py::tuple make(Book& self, Change change) {
 
 void addCodeChanges(py::class_<Book, std::shared_ptr<Book>>& book) {
     book.def("is_changed", &Book::isChanged)
+        .def("file_version", &Book::fileVersion)
         .def("revision", &Book::revision)
         .def("set_code",
              [](Book& self, const py::bytes& text, bool flatten) {
@@ -184,6 +185,7 @@ void addCodeChanges(py::class_<Book, std::shared_ptr<Book>>& book) {
         .def("edit_paragraphs", [](Book& self, const py::list& edits,
                                    std::uint64_t number) { self.editParagraphs({toEdits(edits)}, number); })
         .def("refuse_own_calls", &Book::refuseOwnCalls)
+        .def("await_turn", &Book::awaitTurn)
         .def("set_rich_code",
              [](Book& self, const py::bytes& document) { return make(self, kit::SetRichCode{toBytes(document)}); })
         .def("set_encrypted_code",
@@ -346,6 +348,10 @@ void addFunctions(py::module_& module) {
                [](const py::tuple& path, const std::string& name) { return toPython(contentOf(toPath(path), name)); });
     module.def("diff", [](std::string aName, std::string a, std::string bName, std::string b, std::size_t context) {
         return toText(diff({std::move(aName), std::move(a)}, {std::move(bName), std::move(b)}, context));
+    });
+    module.def("text_of", [](const std::string& content) { return toText(textOf(content)); });
+    module.def("damaged_html", [](const std::string& remains, const std::string& file, const std::string& reason) {
+        return toPython(damagedHtml(remains, file, reason));
     });
     module.def("repair", [](const std::string& remains) {
         const kit::Salvaged salvaged = repair(remains);

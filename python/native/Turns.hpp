@@ -1,25 +1,25 @@
 #pragma once
 
-#include <condition_variable>
 #include <memory>
-#include <mutex>
-#include <thread>
 
 namespace flowbook::python {
-
-class Call;
 
 /// Lets one thread at a time work on an object; others wait. Also right in a process that was forked while another
 /// thread, which the child does not have, was at work.
 class Turns {
 public:
     Turns();
+    ~Turns();
+    Turns(const Turns&) = delete;
+    Turns& operator=(const Turns&) = delete;
 
     class Turn {
     public:
         /// Waits until the current call has its turn. Requires that the interpreter lock is released.
         /// @throws Refusal when the calling thread waits for another call that has the turn: a file object or the
-        ///         handler of a signal uses the flowbook that calls it. StorageError when the caller has left.
+        ///         handler of a signal uses the flowbook that calls it. Also when the thread whose call has the turn
+        ///         waits, itself or through others, for a turn that the calling thread's call has. StorageError when
+        ///         the caller has left.
         explicit Turn(Turns& turns);
         ~Turn();
         Turn(const Turn&) = delete;
@@ -39,14 +39,7 @@ public:
     void refuseOwnCalls();
 
 private:
-    struct State {
-        std::mutex mutex;
-        std::condition_variable given;
-        const Call* owner = nullptr;
-
-        bool isTakenByCallerOf(std::thread::id thread) const;
-        void refuseCallsOf(std::thread::id thread) const;
-    };
+    struct State;
 
     std::unique_ptr<State> state_;
     unsigned forks_;

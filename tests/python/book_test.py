@@ -225,8 +225,8 @@ def test_a_file_object_that_uses_the_flowbook_while_another_thread_edits_it():
         if not answers:
             answers.append(editing)
             editing.start()
-            while book._lock.acquire(blocking=False):
-                book._lock.release()
+            while book._turn._lock.acquire(blocking=False):
+                book._turn._lock.release()
             with pytest.raises(flowbook.MisuseError):
                 len(book.paragraphs)
         return io.BytesIO.read(self, count)
@@ -235,6 +235,35 @@ def test_a_file_object_that_uses_the_flowbook_while_another_thread_edits_it():
     assert len(book.code) == 400_000
     answers[0].join()
     assert book.code == "x"
+
+
+@pytest.mark.parametrize("use", [lambda book: book.text, lambda book: len(book.paragraphs)])
+def test_file_objects_that_use_each_others_flowbooks(use):
+    """One of two threads that would wait for each other fails, and the other goes on."""
+    files = [Lying(stored(large())) for _ in range(2)]
+    books = [flowbook.open(file) for file in files]
+    both, inside, refused = threading.Barrier(2), threading.local(), []
+
+    def answer(self, count):
+        if not getattr(inside, "yes", False):
+            inside.yes = True
+            both.wait()
+            try:
+                use(books[1 - files.index(self)])
+            except flowbook.MisuseError as misuse:
+                refused.append(misuse)
+        return io.BytesIO.read(self, count)
+
+    for file in files:
+        file.answer = answer
+    threads = [threading.Thread(target=use, args=(book,)) for book in books]
+    for thread in threads:
+        thread.start()
+    for thread in threads:
+        thread.join()
+    for file in files:
+        file.answer = None
+    assert refused and [len(book.code) for book in books] == [400_000] * 2
 
 
 @pytest.mark.parametrize("size", [0, 1, 10**6, 2**63, 2**64 - 1, 2**64, -1, 2.5, "1", None])
@@ -377,7 +406,30 @@ def test_fixtures_fail_as_flowbooks_do(tmp_path, monkeypatch):
     assert answered > 500
 
 
-@pytest.mark.parametrize("act", [copy.copy, copy.deepcopy, lambda each: pickle.loads(pickle.dumps(each))])
+ACTS = [copy.copy, copy.deepcopy, lambda each: pickle.loads(pickle.dumps(each))]
+
+
+@pytest.mark.parametrize("act", ACTS)
+@pytest.mark.parametrize("address", [None, "memory://copies/a.tqx"])
+def test_copies_share_no_version(act, address, path):
+    """A copy opens what somebody else saved meanwhile; the flowbook that it was made of does not come from there."""
+    place = address or path
+    flowbook.open(path).save(place)
+    book, others = flowbook.open(place), flowbook.open(place)
+    others.code = "theirs"
+    others.save()
+    assert act(book).code == "theirs"
+    book.title = "mine"
+    with pytest.raises(flowbook.ConflictError):
+        act(act(book))
+    with pytest.raises(flowbook.ConflictError):
+        book.save()
+    others.title = "not saved"
+    act(act(others)).save()
+    assert (flowbook.open(place).code, flowbook.open(place).title) == ("theirs", "not saved")
+
+
+@pytest.mark.parametrize("act", ACTS)
 def test_copies(act, path):
     """A copy is opened from the same source, has the changes that were not saved, and its data with it."""
     book = flowbook.open(path)

@@ -1,8 +1,10 @@
 """What a flowbook holds: paragraphs, pictures, parts, relationships and properties."""
+import io
 import os
 import random
 import re
 import sys
+import zipfile
 
 import pytest
 
@@ -244,6 +246,12 @@ def test_mistyped_attributes_are_errors():
                  book.paragraphs[0].runs[0], book.properties, merged, repaired, flowbook.check(b"")[0]):
         with pytest.raises(AttributeError):
             each.titel = "x"
+    for each, names in ((book.images[0], ["name", "content_type", "stored_size", "relationship_id"]),
+                        (book.paragraphs[0], ["style", "heading", "is_code", "runs"]),
+                        (book.relationships[0], ["source", "id", "type", "target", "is_internal"])):
+        for name in names:  # which would be a change that no save has
+            with pytest.raises(AttributeError):
+                setattr(each, name, "x")
 
 
 def test_what_is_given_away_is_what_is_saved():
@@ -264,6 +272,11 @@ def test_code_keeps_its_first_character(tmp_path):
     assert flowbook.read_many(tmp_path, "code") == [{"code": "\ufeffx"}]
 
 
+class OneWay(io.BytesIO):
+    def seekable(self):
+        return False
+
+
 def test_the_commands_work_by_functions(tmp_path):
     book = flowbook.Flowbook.new(code="x = 1;", title="t")
     book.save(tmp_path / "a.tqx")
@@ -276,6 +289,21 @@ def test_the_commands_work_by_functions(tmp_path):
     with pytest.raises(flowbook.DamagedError):
         flowbook.repair(b"nothing").book
     assert flowbook.check(b"nothing")[0].severity == "error"
+    cut = book.to_bytes()[:-30]
+    for given in (cut, io.BytesIO(cut), OneWay(cut)):
+        assert "x = 1;" in flowbook.html(given)
+    assert f"{len(cut)} bytes" in flowbook.diff(book, OneWay(cut)) and flowbook.diff(cut, io.BytesIO(cut)) == ""
+    with pytest.raises(flowbook.DamagedError):
+        flowbook.html(b"nothing")
+    with zipfile.ZipFile(io.BytesIO(book.to_bytes())) as old, zipfile.ZipFile(tmp_path / "b.tqx", "w") as new:
+        for name in old.namelist():
+            new.writestr(name, old.read(name).replace(b"x = 1;", b"x = \xff;"))
+    finding, = flowbook.check(tmp_path / "b.tqx")
+    assert finding.words.startswith(str(tmp_path / "b.tqx"))
+    assert "://flowbook" not in flowbook.open(tmp_path / "b.tqx").text
+    with pytest.raises(flowbook.DamagedError) as damage:
+        flowbook.open(tmp_path / "b.tqx").rich_code
+    assert damage.value.part == finding.part == "/tarmic/document.xml"
     odd = book.to_bytes().replace(b"docProps/tarmic.xml", b"docProps/\x80armic.xml")
     assert any("\ufffdarmic" in words for words in (*flowbook.repair(odd).saved, *flowbook.repair(odd).lost))
 
