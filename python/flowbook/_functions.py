@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import functools
 import operator
 from typing import NamedTuple, Union
 
@@ -68,7 +69,21 @@ def canon(source: Given) -> bytes:
     return _book(source).canon()
 
 
-class Repaired(NamedTuple):
+class _Result:
+    """A result whose flowbook is opened once, so that what is changed in it is there when it is saved."""
+
+    def __setattr__(self, name: str, value: object) -> None:
+        raise AttributeError(f"{type(self).__name__} has no attribute {name!r} that can be set")
+
+
+class _Repaired(NamedTuple):
+    data: bytes | None
+    saved: tuple[str, ...]
+    rebuilt: tuple[str, ...]
+    lost: tuple[str, ...]
+
+
+class Repaired(_Repaired, _Result):
     """What could be had of a damaged flowbook.
 
     Attributes:
@@ -78,12 +93,7 @@ class Repaired(NamedTuple):
         lost: what was there and is not any more, in words.
     """
 
-    data: bytes | None
-    saved: tuple[str, ...]
-    rebuilt: tuple[str, ...]
-    lost: tuple[str, ...]
-
-    @property
+    @functools.cached_property
     def book(self) -> Flowbook:
         """The flowbook; raises `DamagedError` when nothing was found."""
         if self.data is None:
@@ -142,7 +152,13 @@ class Conflict(NamedTuple):
     theirs: str | None
 
 
-class Merged(NamedTuple):
+class _Merged(NamedTuple):
+    data: bytes
+    conflicts: tuple[Conflict, ...]
+    notes: tuple[str, ...]
+
+
+class Merged(_Merged, _Result):
     """What a merge has made.
 
     Attributes:
@@ -151,11 +167,7 @@ class Merged(NamedTuple):
         notes: what was decided without being a conflict, in words.
     """
 
-    data: bytes
-    conflicts: tuple[Conflict, ...]
-    notes: tuple[str, ...]
-
-    @property
+    @functools.cached_property
     def book(self) -> Flowbook:
         """The flowbook, which is in no file yet."""
         return open_flowbook(self.data)

@@ -6,7 +6,7 @@ import operator
 import re
 import sys
 from collections.abc import Iterator, Sequence
-from typing import TYPE_CHECKING, NamedTuple, overload
+from typing import TYPE_CHECKING, Any, NamedTuple, overload
 
 from flowbook import _native
 from flowbook._errors import Error, MisuseError
@@ -39,13 +39,14 @@ class Run(NamedTuple):
 
 
 class Paragraph:
-    """One paragraph, of prose or of code. It stays the same one when others are inserted and removed."""
+    """One paragraph, of prose or of code. It stays the same one when others are inserted and removed. A pickled one
+    belongs to no flowbook."""
 
-    __slots__ = ("__weakref__", "_heading", "_hint", "_is_block", "_is_code", "_owner", "_runs", "_style", "_text")
+    __slots__ = ("__weakref__", "_heading", "_held_by", "_hint", "_is_block", "_is_code", "_runs", "_style", "_text")
 
-    def __init__(self, owner: Paragraphs, style: str, heading: int, text: str, is_code: bool, is_block: bool = True,
-                 runs: tuple[Run, ...] = ()) -> None:
-        self._owner = owner
+    def __init__(self, owner: Paragraphs | None, style: str, heading: int, text: str, is_code: bool,
+                 is_block: bool = True, runs: tuple[Run, ...] = ()) -> None:
+        self._held_by = owner
         self._text = text
         self._is_block = is_block
         self._hint = 0
@@ -72,7 +73,8 @@ class Paragraph:
     @property
     def runs(self) -> tuple[Run, ...]:
         """Its text in pieces of one look."""
-        self._owner._settle()
+        if self._held_by is not None:
+            self._held_by._settle()
         return self._runs
 
     @property
@@ -106,6 +108,15 @@ class Paragraph:
     def remove(self) -> None:
         """Removes the paragraph with all that is in it."""
         self._owner.remove(self)
+
+    @property
+    def _owner(self) -> Paragraphs:
+        if self._held_by is None:
+            raise MisuseError("the paragraph belongs to no flowbook, as it was pickled")
+        return self._held_by
+
+    def __reduce__(self) -> tuple[Any, ...]:
+        return Paragraph, (None, self._style, self._heading, self._text, self._is_code, self._is_block, self.runs)
 
     def _is_like(self, other: Paragraph) -> bool:
         return (self._text, self._style, self._heading, self._is_code, self._is_block) == (
@@ -194,7 +205,7 @@ class Paragraphs(Sequence[Paragraph]):
         """Where a paragraph stands. Raises `MisuseError`, a ``ValueError``, for one that was removed."""
         with self._alone():
             self._load()
-            if isinstance(paragraph, Paragraph) and paragraph._owner is self:
+            if isinstance(paragraph, Paragraph) and paragraph._held_by is self:
                 index = self._found(paragraph)
                 if index in range(*slice(start, stop).indices(len(self._all))):
                     return index
@@ -215,6 +226,10 @@ class Paragraphs(Sequence[Paragraph]):
     def __iter__(self) -> Iterator[Paragraph]:
         """Those that there are when it begins, so that they may be removed meanwhile."""
         return iter(list(self._loaded()))
+
+    def __reduce__(self) -> tuple[Any, ...]:
+        """Those of a flowbook that is pickled."""
+        return getattr, (self._book, "paragraphs")
 
     def __repr__(self) -> str:
         return f"<Paragraphs of {self._book.name!r}: {'closed' if self._book._is_closed else len(self)}>"

@@ -254,8 +254,9 @@ def path_bytes(path: str | bytes) -> bytes:
     """A path as the system takes it."""
     try:
         native = os.fsencode(path)
-    except UnicodeEncodeError:
-        raise MisuseError("the path holds a lone surrogate, which no name of a file can hold") from None
+    except UnicodeEncodeError as error:
+        raise MisuseError(f"no name of a file can hold {error.object[error.start]!a}, as its encoding is "
+                          f"{sys.getfilesystemencoding()}") from None
     if b"\0" in native:
         raise MisuseError("a path cannot hold a NUL character")
     return native

@@ -60,8 +60,7 @@ class RemoteFile:
             found.seek(0, os.SEEK_END)
             size = found.tell()
             found.seek(0)
-            content: bytes = found.read(size)
-            return content
+            return b"".join(_pieces(found, size))
 
     def save_back(self, book: _native.Book, overwrite: bool) -> None:
         if not overwrite and not self._store.compares:
@@ -109,6 +108,16 @@ def told(name: str) -> Iterator[None]:
         raise MisuseError(str(unknown), name) from unknown
     except Exception as failure:
         raise Error(str(failure) or type(failure).__name__, name) from failure
+
+
+def _pieces(file: Any, size: int) -> Iterator[bytes]:
+    """All bytes of a file, of which it may give less at a time than was asked for."""
+    while size > 0:
+        piece: bytes = file.read(size)
+        if not piece:
+            raise Error(f"the file ends {size} bytes early")
+        size -= len(piece)
+        yield piece
 
 
 class Watched:
@@ -428,7 +437,20 @@ class ObjectStore(Store):
         return info.get("ETag")
 
     def put(self, content: bytes, overwrite: bool) -> None:
-        given = {} if overwrite else {"IfMatch": self.version}
+        earlier = set(self._tried)
+        try:
+            self._put(content, {} if overwrite else {"IfMatch": self.version})
+        except ConflictError:
+            # By an earlier save of this flowbook, which was interrupted before it knew of its success?
+            self.files.invalidate_cache()
+            tag = self._version_of(self.files.info(self.path)) if earlier else None
+            if not tag or _digest(self.files.cat_file(self.path)) not in earlier:
+                raise
+            self._put(content, {"IfMatch": tag})
+        self._tried.clear()
+
+    def _put(self, content: bytes, given: Mapping[str, Any]) -> None:
+        self._tried.add(_digest(content))
         bucket, key, _ = self.files.split_path(self.path)
         try:
             # In one request, whose answer has the tag of what it has put; pipe_file() divides what is large.

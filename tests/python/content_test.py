@@ -1,6 +1,8 @@
 """What a flowbook holds: paragraphs, pictures, parts, relationships and properties."""
+import copy
 import io
 import os
+import pickle
 import random
 import re
 import sys
@@ -117,6 +119,18 @@ def test_paragraphs_that_are_held():
         paragraphs.insert(0.5, "x")
 
 
+def test_paragraphs_that_are_copied():
+    book = flowbook.Flowbook.new(code="x")
+    paragraph = pickle.loads(pickle.dumps(book.paragraphs[0]))
+    assert (paragraph.text, paragraph.is_code, paragraph.runs) == ("x", True, book.paragraphs[0].runs)
+    for change in (paragraph.remove, lambda: paragraph.replace("y"), lambda: book.paragraphs.remove(paragraph)):
+        with pytest.raises(flowbook.MisuseError):
+            change()
+    copied = copy.deepcopy(book.paragraphs)
+    copied[0].text = "y"
+    assert (copied._book.code, book.code) == ("y", "x") and copy.copy(book.paragraphs) is book.paragraphs
+
+
 def test_many_edits_are_made_at_once(monkeypatch):
     """Each batch reads and writes the whole text, so that a batch for each edit would take hours."""
     book, batches, chance = flowbook.Flowbook.new(code="0"), [], random.Random(3)
@@ -196,6 +210,9 @@ def test_parts_and_relationships():
     moved.remove()
     read.parts[-1].remove()
     assert not [each for each in read.relationships if "notes" in each.type] and len(read.parts) == 4
+    for gone in (moved.remove, lambda: book.add_relationship("t", "/a", source="/none")):
+        with pytest.raises(flowbook.MisuseError):
+            gone()
     for wrong in (lambda: book.add_part("/notes/B.TXT", b"", "text/plain"), lambda: book.add_part("no", b"", "a/b"),
                   lambda: book.add_part("/notes/c.txt", b"", ""),
                   lambda: book.add_relationship("t", "/a", source="/none"), lambda: part.rename("/tarmic/output.xml"),
@@ -285,6 +302,10 @@ def test_the_commands_work_by_functions(tmp_path):
         assert "x = 1;" in flowbook.html(given) and flowbook.canon(given)[:2] == b"PK"
     assert flowbook.digest(book.to_bytes()) == flowbook.digest(tmp_path / "a.tqx")
     damaged = flowbook.repair(book.to_bytes()[:-30])
+    merged = flowbook.merge(None, book, book)
+    for result in (merged, damaged, copy.copy(merged), pickle.loads(pickle.dumps(damaged))):
+        result.book.title = "once opened"
+        assert result.book.title == "once opened"
     assert damaged.book.code == "x = 1;" and damaged.saved
     with pytest.raises(flowbook.DamagedError):
         flowbook.repair(b"nothing").book

@@ -176,30 +176,6 @@ def test_servers_that_send_another_range(server, monkeypatch, told):
         book.code
 
 
-def test_an_interrupted_save_to_an_address_is_no_conflict(server, monkeypatch):
-    for address in (f"{server}/a.tqx", "memory://interrupted.tqx"):
-        flowbook.open(SMALL).save(address)
-        book = flowbook.open(address)
-        book.title = "new"
-        store = type(book._place._store)
-        put = (type(book._place._store.files), "pipe_file") if "memory" in address else (store, "_request")
-        original = getattr(*put)
-
-        def interrupted(self, *arguments):
-            result = original(self, *arguments)
-            if "memory" in address or arguments[0] == "PUT":
-                raise KeyboardInterrupt
-            return result
-
-        with monkeypatch.context() as patched, pytest.raises(KeyboardInterrupt):
-            patched.setattr(*put, interrupted)
-            book.save()
-        book.description = "d"
-        book.save()
-        read = flowbook.open(address)
-        assert (read.title, read.description) == ("new", "d")
-
-
 class ObjectFiles(fsspec.AbstractFileSystem):
     """Stands in for s3fs: objects with entity tags, replaced with IfMatch in one step."""
 
@@ -228,6 +204,32 @@ class ObjectFiles(fsspec.AbstractFileSystem):
             return {"ETag": f'"{version + 1}"'}
 
 
+def test_an_interrupted_save_to_an_address_is_no_conflict(server, monkeypatch):
+    fsspec.register_implementation("s3", ObjectFiles, clobber=True)
+    for address in (f"{server}/a.tqx", "memory://interrupted.tqx", "s3://interrupted/a.tqx"):
+        flowbook.open(SMALL).save(address)
+        book = flowbook.open(address)
+        book.title = "new"
+        store = type(book._place._store)
+        put = (store, "_request") if "http" in address else (type(book._place._store.files),
+                                                             "call_s3" if "s3:" in address else "pipe_file")
+        original = getattr(*put)
+
+        def interrupted(self, *arguments, **named):
+            result = original(self, *arguments, **named)
+            if "memory" in address or arguments[0] == "PUT" or named.get("Body"):
+                raise KeyboardInterrupt
+            return result
+
+        with monkeypatch.context() as patched, pytest.raises(KeyboardInterrupt):
+            patched.setattr(*put, interrupted)
+            book.save()
+        book.description = "d"
+        book.save()
+        read = flowbook.open(address)
+        assert (read.title, read.description) == ("new", "d")
+
+
 def test_objects_with_entity_tags():
     fsspec.register_implementation("s3", ObjectFiles, clobber=True)
     flowbook.open(SMALL).save("s3://bucket/a.tqx")
@@ -236,7 +238,7 @@ def test_objects_with_entity_tags():
     with pytest.raises(flowbook.MisuseError, match="overwrite=True"):
         book.save()
     ObjectFiles.blind = False
-    assert list(ObjectFiles.objects) == ["bucket/a.tqx"]
+    assert [each for each in ObjectFiles.objects if each.startswith("bucket")] == ["bucket/a.tqx"]
     assert race("s3://bucket/a.tqx") == str(4 * ROUNDS)
     book, other = flowbook.open("s3://bucket/a.tqx"), flowbook.open("s3://bucket/a.tqx")
     other.title = "other"
