@@ -255,7 +255,7 @@ void Inflater::reserve(std::size_t size) {
     }
 }
 
-std::optional<Inflater::Inflated> Inflater::whole(std::string_view data, std::uint64_t expected) {
+std::optional<Inflater::Inflated> Inflater::whole(std::string_view data, std::uint64_t expected, bool isGuess) {
     const std::uint64_t most = std::min<std::uint64_t>(kMostInflated, kMaxRatio * (data.size() + 1));
     // The recorded size may be what is damaged, so it is a first guess and not a limit.
     std::uint64_t size = std::min(std::max<std::uint64_t>(expected, kUsualContent), most);
@@ -270,7 +270,7 @@ std::optional<Inflater::Inflated> Inflater::whole(std::string_view data, std::ui
             budget_ += size - produced;
             return Inflated{fl::Bytes(buffer_.get(), buffer_.get() + produced), consumed};
         }
-        if (result != LIBDEFLATE_INSUFFICIENT_SPACE || size == most) {
+        if (result != LIBDEFLATE_INSUFFICIENT_SPACE || size == most || isGuess) {
             break;
         }
         // By four, so that all attempts that fail cost about a third of the one that succeeds.

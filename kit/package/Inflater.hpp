@@ -30,7 +30,10 @@ public:
 
     /// The content of data that begin here; nothing when they are damaged or inflate to more than 1 GiB.
     /// @param expected  how large the content is, if that is known; a wrong value does no harm.
-    std::optional<Inflated> whole(std::string_view data, std::uint64_t expected);
+    /// @param isGuess   whether it is not known that data begin here: then content that is larger than expected is
+    /// none,
+    ///                  as what are no data may inflate without end.
+    std::optional<Inflated> whole(std::string_view data, std::uint64_t expected, bool isGuess);
 
     /// What data that are damaged or cut off inflate to, up to the fault, but no more than `most` bytes. The bytes just
     /// before the fault may be wrong, unless the data are whole as far as they go.

@@ -220,7 +220,7 @@ private:
                                  const Witnesses& witnesses) {
         const ZipRecord& record = *place.record;
         for (const std::size_t dataAt : dataPlaces(place, header)) {
-            std::optional<Found> found = read(dataAt, witnesses, place.bound);
+            std::optional<Found> found = read(dataAt, witnesses, place.bound, !hasHeaderAt(place.at, record));
             // The checksum in the record may be what is damaged. An older entry of the name has another size, too.
             const bool hasSize = found && header && dataAt == header->dataAt && found->content.size() == record.size;
             if (hasSize || (found && crcOf(found->content) == record.crc)) {
@@ -456,11 +456,12 @@ private:
         return possible;
     }
 
-    std::optional<Found> read(std::size_t at, const Witnesses& witnesses, std::uint64_t bound) {
+    /// @param isGuess  whether it is not known that data begin at the place.
+    std::optional<Found> read(std::size_t at, const Witnesses& witnesses, std::uint64_t bound, bool isGuess = false) {
         std::optional<Found> found;
         const bool isDeflated = witnesses.front()->method == kDeflated;
         for (const bool inflates : {isDeflated, !isDeflated}) {
-            found = inflates ? readDeflated(at, witnesses) : readStored(at, witnesses, bound);
+            found = inflates ? readDeflated(at, witnesses, isGuess) : readStored(at, witnesses, bound);
             if (found) {
                 break;
             }
@@ -468,8 +469,9 @@ private:
         return found;
     }
 
-    std::optional<Found> readDeflated(std::size_t at, const Witnesses& witnesses) {
-        std::optional<Inflater::Inflated> inflated = inflater_.whole(bytes_.substr(at), witnesses.front()->size);
+    std::optional<Found> readDeflated(std::size_t at, const Witnesses& witnesses, bool isGuess) {
+        std::optional<Inflater::Inflated> inflated =
+            inflater_.whole(bytes_.substr(at), witnesses.front()->size, isGuess);
         if (!inflated) {
             return std::nullopt;
         }

@@ -8,7 +8,6 @@
 #include "opc/pxservices/PropertyPart.hpp"
 #include "opc/pxservices/PropertyPlace.hpp"
 
-
 namespace opc::pxservices {
 namespace {
 
