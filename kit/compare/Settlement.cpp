@@ -7,7 +7,7 @@
 #include "kit/compare/PropertyMerge.hpp"
 #include "kit/document/Characters.hpp"
 #include "kit/document/PropertyElements.hpp"
-#include "kit/package/PackageContent.hpp"
+#include "kit/document/RichCodePart.hpp"
 #include "kit/package/PackageLists.hpp"
 #include "opc/Exception.hpp"
 #include "opc/model/StandardPartInfo.hpp"
@@ -66,17 +66,14 @@ void takeOff(Package& package, const char* list, const std::string& item) {
 void replacePart(Package& package, const PartName& old, const PartName& fresh) {
     const Part from = package.getPart(fresh);
     const fl::Bytes content = contentOf(from);
-    const auto relationships = relationshipsOf(from);
+    const RelationshipList relationships = from.getRelationships(opc::model::ExcludeMode::None);
     const opc::model::ContentType type = from.getContentType();
     // Made anew and not overwritten, as the other side may have given the part another content type.
     package.deletePart(old);
     Part to = package.createPart(
         old, type, opc::model::StandardPartInfo(opc::interfaces::CompressionType::Normal, content.size()));
     to.getOutputStream()->write(content.data(), content.size());
-    for (const auto& each : relationships) {
-        const auto mode = each.isInternal ? opc::model::TargetMode::Internal : opc::model::TargetMode::External;
-        to.carryRelationship(each.type, each.target, mode, each.id);
-    }
+    takeOver(relationships, to);
 }
 
 /// Adds a property that a flowbook does not have.
