@@ -406,7 +406,15 @@ std::vector<kit::Finding> Book::check() {
 }
 
 fl::Bytes Book::canonical() {
-    return ask([](const kit::Document& document) { return kit::canonical(document); });
+    return run(false, [](State& state) {
+        const kit::Document before(kName, state.source.storage(), OpenMode::ReadOnly);
+        // Entries of parts that were removed stand in the container until a save, as if they were none of parts.
+        const bool hasOld = kit::otherEntries(before) != kit::otherEntries(state.document());
+        if (hasOld) {
+            return kit::canonical(kit::Document(kName, state.storage(), OpenMode::ReadOnly));
+        }
+        return kit::canonical(state.document());
+    });
 }
 
 kit::Made Book::change(kit::Change change) {

@@ -209,6 +209,7 @@ def test_parts_and_relationships():
     assert (moved.source, moved.target) == ("/other/code.xml", "/notes/b.txt")
     moved.remove()
     read.parts[-1].remove()
+    assert b"notes/b.txt" not in read.canon()
     assert not [each for each in read.relationships if "notes" in each.type] and len(read.parts) == 4
     for gone in (moved.remove, lambda: book.add_relationship("t", "/a", source="/none")):
         with pytest.raises(flowbook.MisuseError):
