@@ -184,7 +184,7 @@ std::vector<Setting> settingsOf(const GitSetup& setup, const std::string& comman
         {"diff.flowbook.textconv", textconvOf(command)},
         {"diff.flowbook.cachetextconv", "true"},
         {"merge.flowbook.name", "flowbooks by paragraph, property and part"},
-        {"merge.flowbook.driver", doubled(command, '%') + " merge --file=%P" + labels + " %O %A %B"},
+        {"merge.flowbook.driver", doubled(command, '%') + " merge --file=%P --marker-size=%L" + labels + " %O %A %B"},
         {"mergetool.flowbook.cmd", command + " git mergetool -- \"$BASE\" \"$LOCAL\" \"$REMOTE\" \"$MERGED\""},
         {"mergetool.flowbook.trustExitCode", "true"},
         {"merge.tool", "flowbook"},
@@ -432,7 +432,7 @@ public:
             }
         }
         checkSetting("diff.flowbook.textconv", " git textconv");
-        checkSetting("merge.flowbook.driver", " merge ");
+        checkSetting("merge.flowbook.driver", " --marker-size=%L ");
         if (hasFilter_) {
             checkSetting("filter.flowbook.process", " git filter");
         }

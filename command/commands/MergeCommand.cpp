@@ -2,12 +2,15 @@
 // name the file that the user knows. OURS is replaced by the version that was opened: if another program changes it
 // meanwhile, that is a conflict and not a lost save.
 #include "Commands.hpp"
+#include "commands/GitSetup.hpp"
 #include "fl/i18n/Conversion.hpp"
 #include "io/Input.hpp"
 #include "io/SharedOptions.hpp"
 #include "kit/compare/Merge.hpp"
+#include "kit/document/Characters.hpp"
 #include "kit/document/Document.hpp"
 #include "kit/package/GitForm.hpp"
+#include "opc/Limits.hpp"
 #include "terminal/Diagnosis.hpp"
 #include "terminal/Failure.hpp"
 #include "terminal/Text.hpp"
@@ -30,6 +33,7 @@ struct MergeOptions {
     bool favourTheirs = false;
     std::optional<std::string> outputs;
     std::optional<std::string> file;
+    std::optional<std::string> markerSize;
     std::optional<std::string> baseLabel;
     std::optional<std::string> oursLabel;
     std::optional<std::string> theirsLabel;
@@ -134,6 +138,19 @@ kit::MergeOptions kitOptions(const MergeOptions& options) {
     return result;
 }
 
+/// Whether git merges common ancestors of the sides into the one that it will pass as BASE. It tells by longer markers:
+/// by two for each level, and by one more where it merges what two renames brought together.
+bool isOfAncestors(const MergeOptions& options) {
+    constexpr unsigned long kUsual = 7;
+    const unsigned long size = std::strtoul(options.markerSize.value_or("").c_str(), nullptr, 10);
+    if (size <= kUsual || (size - kUsual) % 2 != 0) {
+        return false;
+    }
+    // The user may have asked for long markers.
+    const auto attribute = askGit({"check-attr", "conflict-marker-size", "--", options.file.value_or("")});
+    return attribute && kit::endsWith(*attribute, ": unspecified");
+}
+
 void sayOutcome(Console& console, const MergeOptions& options, const kit::MergeResult& result) {
     const std::string file = options.file ? printable(*options.file) + ": " : "";
     for (const std::string& note : result.notes) {
@@ -173,7 +190,12 @@ void merge(Console& console, MergeOptions& options) {
         throw Failure(diagnosis.code, options.file.value_or(""),
                       base.inWords(ours.inWords(theirs.inWords(diagnosis.message))), diagnosis.kind, diagnosis.part);
     }
-    sayOutcome(console, options, result);
+    if (!isOfAncestors(options)) {
+        sayOutcome(console, options, result);
+    } else if (!result.conflicts.empty()) {
+        // With ours in it, a side that kept ours would look unchanged, and what the other side has would be taken.
+        result.flowbook = base.isEmpty() ? Bytes() : readBytes(options.base, opc::Limits().maxPackageSize);
+    }
     if (options.output) {
         // Conflicts do not keep the result from being written: they are in it, and git expects the file with them.
         putFile(console.out(), *options.output, result.flowbook, options.permission);
@@ -204,6 +226,8 @@ constexpr auto kMergeOptions = optionTable(
                                    "What becomes of outputs that both made anew")
         .defaultsTo("those of the side whose code the merged code is, else those of OURS"),
     option<&MergeOptions::file>("--file", '\0', "NAME", "What messages call the file"),
+    option<&MergeOptions::markerSize>("--marker-size", '\0', "N",
+                                      "How long git has markers; longer where it merges common ancestors into BASE"),
     option<&MergeOptions::oursLabel>("--ours-label", '\0', "LABEL", "What markers call OURS").defaultsTo("ours"),
     option<&MergeOptions::baseLabel>("--base-label", '\0', "LABEL", "What git calls BASE; markers do not show it"),
     option<&MergeOptions::theirsLabel>("--theirs-label", '\0', "LABEL", "What markers call THEIRS")

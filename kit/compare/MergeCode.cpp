@@ -288,11 +288,11 @@ std::vector<std::string> Merger::linkThings(const Things& things, const Texts& t
     for (const std::size_t thing : linked) {
         addLink(things.at(thing), things.at(thing)[kOurs] != nullptr ? kOurs : kTheirs, links);
     }
-    std::set<const Link*> hanging;
+    Hanging hanging;
     for (const std::size_t thing : isOpen ? linked : std::vector<std::size_t>()) {
         addHanging(things.at(thing), texts, hanging);
     }
-    for (const Link* link : hanging) {
+    for (const auto& [link, thing] : hanging) {
         used.erase(link);
     }
     linkRest(used, hanging, texts, links);
@@ -305,10 +305,10 @@ std::vector<std::string> Merger::linkThings(const Things& things, const Texts& t
     return ids;
 }
 
-void Merger::addHanging(const LinkTrio& thing, const Texts& texts, std::set<const Link*>& hanging) {
+void Merger::addHanging(const LinkTrio& thing, const Texts& texts, Hanging& hanging) {
     const auto refers = [&](std::size_t i) { return texts[i]->things.count(to_string(thing[i]->record.id)) != 0; };
     if (thing[kOurs] != nullptr && thing[kTheirs] != nullptr && refers(kOurs) != refers(kTheirs)) {
-        hanging.insert(thing[refers(kOurs) ? kTheirs : kOurs]);
+        hanging.emplace(thing[refers(kOurs) ? kTheirs : kOurs], thing);
     }
 }
 
@@ -326,7 +326,7 @@ void Merger::keepNowhere(const std::map<std::size_t, std::string>& nowhere, cons
     }
 }
 
-void Merger::linkRest(const std::set<const Link*>& used, const std::set<const Link*>& hanging, const Texts& texts,
+void Merger::linkRest(const std::set<const Link*>& used, const Hanging& hanging, const Texts& texts,
                       std::vector<MergedLink>& links) {
     LinkLists rest;
     std::array<std::multiset<std::string>, 3> mentioned;  // by the text of a version, and by the merged text no more
@@ -346,15 +346,18 @@ void Merger::linkRest(const std::set<const Link*>& used, const std::set<const Li
         // The other side has the thing at a mention, so it did not delete it.
         const auto mention = mentioned[other].find(trio[side]->leadsTo);
         const bool isAlone = trio[other] == nullptr, isHanging = isAlone && hanging.count(trio[side]) != 0;
-        if (isHanging || (isAlone && mention != mentioned[other].end())) {
-            trio = only(side, trio[side]);
-            isHanging ? void() : void(mentioned[other].erase(mention));
-        }
-        decide(trio, links);
         if (isHanging) {
+            addLink(hanging.at(trio[side]), side, links);  // to the part that the text shows
+            links.back().record = trio[side]->record;
             links.back().of = side;
             links.back().isWithCode = true;
+            continue;
         }
+        if (isAlone && mention != mentioned[other].end()) {
+            trio = only(side, trio[side]);
+            mentioned[other].erase(mention);
+        }
+        decide(trio, links);
     }
 }
 

@@ -177,16 +177,18 @@ private:
     /// @param isOpen  whether the text holds both sides of a conflict. @returns the ids by the numbers of the things.
     std::vector<std::string> linkThings(const Things& things, const Texts& texts, const std::string& marked,
                                         bool isOpen, std::vector<MergedLink>& links);
+    /// Relationships with what each is in the three versions.
+    using Hanging = std::map<const Link*, LinkTrio>;
     /// Finds the relationship of a side that no text refers to, where the text of the other side does. It is kept
     /// beside the one that the text refers to, for when the reference goes with the conflict that it stands in.
-    static void addHanging(const LinkTrio& thing, const Texts& texts, std::set<const Link*>& hanging);
+    static void addHanging(const LinkTrio& thing, const Texts& texts, Hanging& hanging);
     /// A reference that leads nowhere must not come to lead somewhere.
     static void keepNowhere(const std::map<std::size_t, std::string>& nowhere, const std::vector<MergedLink>& links,
                             std::vector<std::string>& ids);
     /// Adds the relationships that the merged text does not refer to. Those that hang on a text of one side, and on
     /// none any more, go with it.
     /// @param hanging  those that addHanging() found.
-    void linkRest(const std::set<const Link*>& used, const std::set<const Link*>& hanging, const Texts& texts,
+    void linkRest(const std::set<const Link*>& used, const Hanging& hanging, const Texts& texts,
                   std::vector<MergedLink>& links);
     std::optional<std::size_t> sideOfCode(const fl::Bytes& document, const CodeText& ours,
                                           const CodeText& theirs) const;

@@ -29,7 +29,7 @@ _flowbook() {
     copy) options='--files-from -0 --null -j --jobs --allow-empty -o --output -d --directory --force --binary' ;;
     digest) options='--files-from -0 --null -j --jobs --allow-empty --code --json' ;;
     diff) options='--html --show --git --name -o --output -d --directory --force --prune --no-outputs -j --jobs --allow-empty --json -q --quiet' ;;
-    merge) options='--ours --theirs --outputs --file --ours-label --base-label --theirs-label -o --output --force --binary' ;;
+    merge) options='--ours --theirs --outputs --file --marker-size --ours-label --base-label --theirs-label -o --output --force --binary' ;;
     resolve) options='--ours --theirs' ;;
     git) options='--global --local --undo --check --filter --strip-outputs --hook --no-outputs --form' ;;
     check) options='--files-from -0 --null -j --jobs --allow-empty --json --format' ;;
@@ -106,6 +106,7 @@ _flowbook() {
     diff:-j | diff:--jobs) kind=none ;;
     merge:--outputs) words='ours theirs drop conflict' current=${current#=} ;;
     merge:--file) kind=none ;;
+    merge:--marker-size) kind=none ;;
     merge:--ours-label) kind=none ;;
     merge:--base-label) kind=none ;;
     merge:--theirs-label) kind=none ;;

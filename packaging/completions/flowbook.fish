@@ -169,6 +169,7 @@ complete -c flowbook -n '__fish_seen_subcommand_from merge' -l ours -d 'Settle c
 complete -c flowbook -n '__fish_seen_subcommand_from merge' -l theirs -d 'Settle conflicts as THEIRS has it'
 complete -c flowbook -n '__fish_seen_subcommand_from merge' -l outputs -x -a 'ours theirs drop conflict' -d 'What becomes of outputs that both made anew'
 complete -c flowbook -n '__fish_seen_subcommand_from merge' -l file -x -d 'What messages call the file'
+complete -c flowbook -n '__fish_seen_subcommand_from merge' -l marker-size -x -d 'How long git has markers; longer where it merges common ancestors into BASE'
 complete -c flowbook -n '__fish_seen_subcommand_from merge' -l ours-label -x -d 'What markers call OURS'
 complete -c flowbook -n '__fish_seen_subcommand_from merge' -l base-label -x -d 'What git calls BASE; markers do not show it'
 complete -c flowbook -n '__fish_seen_subcommand_from merge' -l theirs-label -x -d 'What markers call THEIRS'

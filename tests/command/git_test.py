@@ -267,6 +267,23 @@ class Git(unittest.TestCase):
         (self.folder / "hooks of ours/pre-commit").write_text("mine", encoding="utf-8")
         self.flowbook("git", "setup", "--hook", code=1)
 
+    def test_histories_that_cross(self):
+        self.flowbook("git", "setup")
+        self.write("a.tqx", document=PROSE)
+        self.commit()
+        for title in ("X", "Y"):
+            self.git("checkout", "-qb", title, "main")
+            self.flowbook("set", "a.tqx", "--title", title)
+            self.git("commit", "-qam", title)
+            self.git("tag", "of" + title)
+        for title, other in (("Y", "ofX"), ("X", "ofY")):
+            self.git("checkout", "-q", title)
+            self.git("merge", "-q", other, code=1)
+            self.flowbook("resolve", "a.tqx", "--ours")
+            self.git("commit", "-qam", "mine")
+        self.git("merge", "-q", "Y", code=1)
+        self.assertIn('title: ours "X", theirs "Y"', self.flowbook("resolve", "a.tqx", code=1))
+
     def test_conflicts_are_settled(self):
         parts = {"conflicts/properties.json": ("application/json", json.dumps({
             "title": {"ours": "A", "theirs": "B"}, "description": {"ours": "D", "theirs": None}}).encode()),

@@ -63,7 +63,7 @@ class Book:
         for number in range(rng.choice([0, 1, 1, 2, 4])):
             rng.choice([book.insert, book.insert, book.remove, book.rewrite, book.show, book.show, book.set, book.hang,
                         book.unhang, book.rerun, book.restyle, book.redeep, book.rename,
-                        book.change])(rng, f"{side}{number}")
+                        book.change, book.move, book.move])(rng, f"{side}{number}")
         return book
 
     def pick(self, rng):
@@ -75,6 +75,10 @@ class Book:
     def remove(self, rng, _):
         if self.lines:
             self.lines.remove(self.pick(rng))
+
+    def move(self, rng, _):
+        if self.lines:
+            self.lines.insert(rng.randrange(len(self.lines)), self.lines.pop(0))
 
     def rewrite(self, rng, name):
         texts = self.pick(rng)[1]
@@ -220,6 +224,8 @@ class Found:
         self.code_name = to_code[0][1] if to_code else None
         self.package = {kind: target if mode else self.at(target) for kind, target, mode in root.values()}
         self.entry = self.at("an.entry")
+        top = self.links(next((target for kind, target, _ in root.values() if kind == "http://example.com/top"), ""))
+        self.deep = self.at(top["d1"][1]) if "d1" in top else None
         self.root_count = Counter(kind for kind, _, _ in root.values())
         self.read_code()
         for link in root.values():
@@ -384,12 +390,19 @@ class Round:
         self.check(all(found.properties.get(key) == wanted.properties.get(key) for key in PROPERTIES), "resolve", side)
 
     def paragraphs(self, result, is_conflict, told):
+        for text, count in Counter(result.texts).items() if not is_conflict else ():
+            base, ours, theirs = (self.found[name].texts.count(text) for name in "bot")
+            self.check(count <= max(base, ours, theirs, ours + theirs - base), "more than once:", text, told)
         base, ours, theirs = (self.found[name].shown for name in "bot")
         for key in {*ours, *theirs}:
             wanted, differ = expected(*(Counter(side[key]) if key in side else None for side in (base, ours, theirs)))
             shown = Counter(result.shown.get(key, []))
             if key in ("same", "none") and not is_conflict:
                 continue  # several paragraphs are called so
+            if not is_conflict and wanted is None and any(
+                    [each for each in base if each in side] != [each for each in side if each in base]
+                    for side in (ours, theirs)):
+                continue  # what one side moved and the other deleted is kept
             if not is_conflict and not differ:
                 self.check(shown == (wanted or Counter()), "at", key, shown, "for", wanted, told)
             elif not is_conflict:
@@ -424,6 +437,8 @@ class Round:
         self.check(result.root_count[output] <= 1, "outputs twice")
         self.check(self.found["o"].code != result.code or not differ or None in sides[1:] or kept == sides[1],
                    "outputs of ours")
+        alias = result.package.get("http://example.com/alias")
+        self.check(conflicts or None in (alias, result.deep) or alias == result.deep, "alias", alias, result.deep)
         for thing in {*self.found["o"].hanging, *self.found["t"].hanging}:
             counts = [self.found[name].hanging[thing] > 0 for name in "bot"]
             everywhere = {each for things in result.shown.values() for each in things} | set(result.hanging)
