@@ -287,7 +287,11 @@ void addAttributes(Console& console, const Config& config, const std::string& fi
             continue;
         }
         // A line of an earlier setup is changed where it stands, since of several lines the last that matches decides.
-        present == lines.end() ? lines.push_back(wanted) : void(*present = wanted);
+        if (present == lines.end()) {
+            lines.push_back(wanted);
+        } else {
+            *present = wanted;
+        }
         console.out().line(printable(file) + ": " + wanted);
     }
     if (lines == old) {

@@ -158,7 +158,9 @@ void resolve(const Input& input, Report& report, const ResolveOptions& options) 
     const kit::Document document = openDocument(input);
     const Conflicts meant = chosen(kit::openConflicts(document), options.what);
     if (options.ours || options.theirs) {
-        meant.empty() ? void() : settle(input, document, meant, options.theirs ? kit::Side::Theirs : kit::Side::Ours);
+        if (!meant.empty()) {
+            settle(input, document, meant, options.theirs ? kit::Side::Theirs : kit::Side::Ours);
+        }
         return;
     }
     for (const OpenConflict& conflict : meant) {

@@ -287,7 +287,9 @@ private:
         const Counts surplus = surplusOf(hunks);
         std::set<std::size_t> moved;
         for (const auto& [number, count] : surplus) {
-            isSingle(number) ? void(moved.insert(number)) : void();
+            if (isSingle(number)) {
+                moved.insert(number);
+            }
         }
         if (moved.empty()) {
             return hunks;
@@ -348,10 +350,14 @@ private:
             }
         }
         for (std::size_t i = 1; i < numbers.size(); ++i) {
-            isMoved[i - 1] && !isMoved[i] ? move(i) : void();
+            if (isMoved[i - 1] && !isMoved[i]) {
+                move(i);
+            }
         }
         for (std::size_t i = numbers.size(); i-- > 1;) {
-            isMoved[i] && !isMoved[i - 1] ? move(i - 1) : void();
+            if (isMoved[i] && !isMoved[i - 1]) {
+                move(i - 1);
+            }
         }
         for (std::size_t i = 0; i < numbers.size(); ++i) {
             if (isMoved[i]) {

@@ -57,7 +57,11 @@ public:
     }
 
     /// White space between the elements does not count.
-    void characters(std::string_view text) override { depth_ > 1 ? append(escaped(text, "<")) : void(); }
+    void characters(std::string_view text) override {
+        if (depth_ > 1) {
+            append(escaped(text, "<"));
+        }
+    }
 
     std::vector<std::string> takeSorted() {
         std::sort(texts_.begin(), texts_.end());

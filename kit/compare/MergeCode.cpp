@@ -334,7 +334,11 @@ void Merger::linkRest(const std::set<const Link*>& used, const Hanging& hanging,
         for (const Link* link : linksOf(version(i).code())) {
             const bool isMentioned = texts[i] && texts[i]->things.count(to_string(link->record.id)) != 0;
             if (used.count(link) == 0) {
-                isMentioned ? void(mentioned[i].insert(link->leadsTo)) : rest[i].push_back(link);
+                if (isMentioned) {
+                    mentioned[i].insert(link->leadsTo);
+                } else {
+                    rest[i].push_back(link);
+                }
             }
         }
     }

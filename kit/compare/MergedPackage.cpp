@@ -98,7 +98,9 @@ void MergedPackage::giveNames() {
         if (parts_[i].beside != kNoPart) {
             const std::string ours = PartName(parts_[parts_[i].beside].name).ascii();
             parts_[i].name = to_ustring(parts_[i].isOutput ? kTheirOutputs + ours : besideName(ours));
-            taken.take(foldedOf(parts_[i].name)) ? void() : giveFresh(i);
+            if (!taken.take(foldedOf(parts_[i].name))) {
+                giveFresh(i);
+            }
         }
     }
     giveEntryNames();

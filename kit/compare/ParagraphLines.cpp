@@ -64,7 +64,11 @@ public:
         isCode_ = false;
     }
 
-    void characters(std::string_view text) override { isCode_ ? void() : void(text_.append(text)); }
+    void characters(std::string_view text) override {
+        if (!isCode_) {
+            text_.append(text);
+        }
+    }
 
     void namespaceDeclared(std::string_view prefix, std::string_view uri) override {
         if (open_.size() < 2 && styles.empty()) {

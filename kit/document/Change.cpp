@@ -66,7 +66,9 @@ void retarget(RelationshipSource& source, const PartName& name, const PartName* 
     for (const Relationship& each : all) {
         const bool isMeant = foldedTarget(each) == name.folded();
         if (to == nullptr) {
-            isMeant ? source.deleteRelationship(each) : void();
+            if (isMeant) {
+                source.deleteRelationship(each);
+            }
             continue;
         }
         const std::u16string id(each.getID());  // which deleting takes away

@@ -403,7 +403,11 @@ private:
                 std::lower_bound(ends.begin(), ends.end(), all[i].second,
                                  [&](std::size_t end, std::size_t value) { return all[end].second < value; });
             before[i] = place == ends.begin() ? std::nullopt : std::make_optional(*std::prev(place));
-            place == ends.end() ? ends.push_back(i) : void(*place = i);
+            if (place == ends.end()) {
+                ends.push_back(i);
+            } else {
+                *place = i;
+            }
         }
         Places chosen;
         for (auto at = ends.empty() ? std::nullopt : std::make_optional(ends.back()); at; at = before[*at]) {

@@ -219,7 +219,9 @@ private:
         if (changed.begin == changed.end && changed.text.empty()) {
             return;
         }
-        replaceIn(atoms, changed) ? void() : fillEmpty(paragraph, changed.text);
+        if (!replaceIn(atoms, changed)) {
+            fillEmpty(paragraph, changed.text);
+        }
     }
 
     /// Changes the atoms that the change touches. The new text goes into the one before it, whose formatting it takes.

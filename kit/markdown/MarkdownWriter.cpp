@@ -145,7 +145,9 @@ private:
             writeTable(node);
         } else if (node.local == "AlternateContent") {
             const XmlNode* const shown = shownAlternative(node);
-            shown == nullptr ? void() : writeInside(*shown);
+            if (shown != nullptr) {
+                writeInside(*shown);
+            }
         } else if (holdsBlocks(node)) {
             writeInside(node);
         } else {
@@ -231,7 +233,11 @@ private:
                     : lines(pieces, false, std::string(outer, ' ') + label, std::string(list.indent, ' '));
         // Right below a line of text, only a list that begins with 1, and with a text, is one.
         const bool isParted = !isInItems_ || (isNew && level != 0 && (isEmpty || (item.isOrdered && number != 1)));
-        isParted ? writeInItem(text) : void(text_ += text);
+        if (isParted) {
+            writeInItem(text);
+        } else {
+            text_ += text;
+        }
         isInItems_ = true;
         isItemEmpty_ = isEmpty;
     }
@@ -259,7 +265,11 @@ private:
     }
 
     void writeQuoted(const std::string& text) {
-        isQuoteOpen_ ? void(text_ += ">\n" + text) : writeApart(text);
+        if (isQuoteOpen_) {
+            text_ += ">\n" + text;
+        } else {
+            writeApart(text);
+        }
         isQuoteOpen_ = true;
     }
 
@@ -373,7 +383,11 @@ private:
 
     /// Behind a blank line an item that has nothing yet would be at its end.
     void writeInItem(const std::string& text) {
-        isItemEmpty_ ? void(text_ += text) : writeApart(text);
+        if (isItemEmpty_) {
+            text_ += text;
+        } else {
+            writeApart(text);
+        }
         isItemEmpty_ = false;
     }
 
