@@ -102,7 +102,12 @@ std::map<std::string, kit::PageMark> pagesIn(SafeFolder& folder, const std::stri
 
 PageFolder::PageFolder(const std::string& path, bool replace) : path_(path), replace_(replace) {
     std::error_code error;
-    fs::path place = fs::weakly_canonical(fs::absolute(path, error), error);
+    const fs::path full = fs::absolute(path, error);
+    const fs::path place = error ? fs::path() : fs::weakly_canonical(full, error);
+    if (place.empty()) {
+        // A folder above it cannot be searched: it is not known then which flowbooks lie in the folder itself.
+        throw Failure(ExitCode::InputOutput, path, "cannot find its full path: " + error.message());
+    }
     place_ = (place.has_filename() ? place : place.parent_path()).string();
 }
 
