@@ -60,7 +60,7 @@ private:
         if (saved_) {
             side_.document = &saved_->document;
             side_.damage = &saved_->damage;
-        // A package that opened is shown as far as it can be read.
+            // A package that opened is shown as far as it can be read.
         } else if (side_.document == nullptr) {
             side_.fault = diagnosis.message;
         }
