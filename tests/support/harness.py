@@ -4,6 +4,7 @@ import base64
 import json
 import os
 import re
+import resource
 import shutil
 import signal
 import subprocess
@@ -19,6 +20,10 @@ import make_fixtures as made
 for number in (signal.SIGINT, signal.SIGQUIT, signal.SIGHUP):
     if signal.getsignal(number) == signal.SIG_IGN:
         signal.signal(number, signal.SIG_DFL)
+
+# Sanitizers make the frames of the deepest documents larger than the stack that there is.
+if "ASAN_OPTIONS" in os.environ:
+    resource.setrlimit(resource.RLIMIT_STACK, (64 << 20, resource.getrlimit(resource.RLIMIT_STACK)[1]))
 
 RICH = made.rich(made.paragraph("größe = 2;"), made.paragraph("x &lt; y"))
 PICTURE = b"\x89PNG\r\n\x1a\n" + bytes(range(256))
