@@ -619,6 +619,10 @@ private:
             each.isTaken = isChosen || each.piece.isOlder || each.piece.isSpare;
             each.isBeside = !each.isTaken && mayCount(each, chosen, isMissingAny);
         }
+        handOver(remains);
+    }
+
+    void handOver(ZipRemains& remains) {
         for (Placed& each : placed_) {
             if (each.isTaken || each.isBeside) {
                 (each.isTaken ? remains.pieces : remains.beside).push_back(std::move(each.piece));

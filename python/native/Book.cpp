@@ -29,7 +29,7 @@ namespace {
 
 // Work on less than this takes no time that a person who presses Ctrl-C would notice, even where the content inflates
 // to much more.
-constexpr std::uint64_t kMuch = 64 * 1024;
+constexpr std::uint64_t kMuch = std::uint64_t{64} * 1024;
 
 using Changes = std::vector<std::shared_ptr<const kit::Change>>;
 
@@ -146,7 +146,9 @@ struct Book::State {
     }
 
     /// For what reads storages. Changed flowbooks are written in memory for it.
-    StorageSystemReference storage() { return changes.empty() ? source.storage() : Source::ofBytes(bytes()).storage(); }
+    StorageSystemReference storage() const {
+        return changes.empty() ? source.storage() : Source::ofBytes(bytes()).storage();
+    }
 
     fl::Bytes bytes() const {
         if (changes.empty()) {
@@ -165,14 +167,14 @@ struct Book::State {
             if (changes.empty()) {
                 open = std::make_unique<kit::Document>(changed(source.storage(), changes));
             }
-            const kit::Made result = kit::apply(*made, document().package());
+            kit::Made result = kit::apply(*made, document().package());
             changes.push_back(made);
             isChanged = true;
             ++revision;
             weight += weightOf(*made);
             return result;
-            // A change may have failed half way; the package is made again from the source and the list.
         } catch (...) {
+            // A change may have failed half way; the package is made again from the source and the list.
             open.reset();
             throw;
         }
