@@ -26,8 +26,8 @@ RELATIONSHIPS = "application/vnd.openxmlformats-package.relationships+xml"
 IMAGE = "http://schemas.openxmlformats.org/officeDocument/2006/relationships/image"
 WORDS = "http://schemas.openxmlformats.org/wordprocessingml/2006/main"
 COMMAND = os.path.realpath(sys.argv[1]) if len(sys.argv) > 1 else None
-# The scan of plain documents leaves those with an instruction to the DOM.
-TO_THE_DOM = "<?odd ?>"
+# The scan of plain documents leaves those with blanks around an equals sign to the DOM.
+TO_THE_DOM = '<odd a = ""/>'
 SECONDS, BYTES, OVER_A_LIMIT = 60, 4 << 30, 6
 # A cost below these is lost in the noise of a process's start.
 MIN_SECONDS, MIN_KILOBYTES = 0.02, 4096

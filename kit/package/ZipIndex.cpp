@@ -71,12 +71,12 @@ private:
     /// where its extra fields and comment leave off.
     std::size_t nameSizeAt(std::size_t at, bool isDamaged) const {
         const std::size_t told = number(at + 28, 2);
-        const std::size_t begin = at + kIndexSize;
-        const std::size_t next =
-            isDamaged ? std::min(bytes_.find(kIndexRecord, begin), bytes_.find(kEndRecord, begin)) : begin + told;
+        // No further than the name: a look to the end of the file for each record would take quadratic time.
+        const std::string_view name =
+            isDamaged ? bytes_.substr(at + kIndexSize, told + kIndexRecord.size() - 1) : std::string_view();
+        const std::size_t next = std::min(name.find(kIndexRecord), name.find(kEndRecord));
         const std::size_t behind = number(at + 30, 2) + number(at + 32, 2);
-        const bool fits = next == std::string_view::npos || begin + told <= next || begin + behind >= next;
-        return fits ? told : next - begin - behind;
+        return next == std::string_view::npos || behind >= next ? told : next - behind;
     }
 
     /// The record at a place, whose signature is not looked at, as it may be what is damaged.
