@@ -26,6 +26,8 @@ std::optional<std::string> codeIn(const fl::Bytes& document) {
     return text.fault.empty() ? std::make_optional(code) : std::nullopt;
 }
 
+bool isReferredTo(const Link& link, const CodeText& text) { return text.things.count(to_string(link.record.id)) != 0; }
+
 }  // namespace
 
 /// Numbers what the references of three versions lead to.
@@ -306,7 +308,7 @@ std::vector<std::string> Merger::linkThings(const Things& things, const Texts& t
 }
 
 void Merger::addHanging(const LinkTrio& thing, const Texts& texts, Hanging& hanging) {
-    const auto refers = [&](std::size_t i) { return texts[i]->things.count(to_string(thing[i]->record.id)) != 0; };
+    const auto refers = [&](std::size_t i) { return isReferredTo(*thing[i], *texts[i]); };
     if (thing[kOurs] != nullptr && thing[kTheirs] != nullptr && refers(kOurs) != refers(kTheirs)) {
         hanging.emplace(thing[refers(kOurs) ? kTheirs : kOurs], thing);
     }
@@ -326,19 +328,26 @@ void Merger::keepNowhere(const std::map<std::size_t, std::string>& nowhere, cons
     }
 }
 
+void Merger::addHangingLink(const Link& link, const LinkTrio& shown, std::size_t side, std::vector<MergedLink>& links) {
+    addLink(shown, side, links);
+    links.back().record = link.record;
+    links.back().of = side;
+    links.back().isWithCode = true;
+}
+
 void Merger::linkRest(const std::set<const Link*>& used, const Hanging& hanging, const Texts& texts,
                       std::vector<MergedLink>& links) {
     LinkLists rest;
     std::array<std::multiset<std::string>, 3> mentioned;  // by the text of a version, and by the merged text no more
     for (std::size_t i = 0; i < rest.size(); ++i) {
         for (const Link* link : linksOf(version(i).code())) {
-            const bool isMentioned = texts[i] && texts[i]->things.count(to_string(link->record.id)) != 0;
-            if (used.count(link) == 0) {
-                if (isMentioned) {
-                    mentioned[i].insert(link->leadsTo);
-                } else {
-                    rest[i].push_back(link);
-                }
+            if (used.count(link) != 0) {
+                continue;
+            }
+            if (texts[i] && isReferredTo(*link, *texts[i])) {
+                mentioned[i].insert(link->leadsTo);
+            } else {
+                rest[i].push_back(link);
             }
         }
     }
@@ -347,16 +356,14 @@ void Merger::linkRest(const std::set<const Link*>& used, const Hanging& hanging,
         if (trio[side] == nullptr) {
             continue;
         }
-        // The other side has the thing at a mention, so it did not delete it.
-        const auto mention = mentioned[other].find(trio[side]->leadsTo);
-        const bool isAlone = trio[other] == nullptr, isHanging = isAlone && hanging.count(trio[side]) != 0;
-        if (isHanging) {
-            addLink(hanging.at(trio[side]), side, links);  // to the part that the text shows
-            links.back().record = trio[side]->record;
-            links.back().of = side;
-            links.back().isWithCode = true;
+        const bool isAlone = trio[other] == nullptr;
+        const auto shown = hanging.find(trio[side]);
+        if (isAlone && shown != hanging.end()) {
+            addHangingLink(*trio[side], shown->second, side, links);
             continue;
         }
+        // The other side has the thing at a mention, so it did not delete it.
+        const auto mention = mentioned[other].find(trio[side]->leadsTo);
         if (isAlone && mention != mentioned[other].end()) {
             trio = only(side, trio[side]);
             mentioned[other].erase(mention);

@@ -182,6 +182,8 @@ private:
     /// Finds the relationship of a side that no text refers to, where the text of the other side does. It is kept
     /// beside the one that the text refers to, for when the reference goes with the conflict that it stands in.
     static void addHanging(const LinkTrio& thing, const Texts& texts, Hanging& hanging);
+    /// Adds a relationship that addHanging() found. It leads to the part that the text shows.
+    void addHangingLink(const Link& link, const LinkTrio& shown, std::size_t side, std::vector<MergedLink>& links);
     /// A reference that leads nowhere must not come to lead somewhere.
     static void keepNowhere(const std::map<std::size_t, std::string>& nowhere, const std::vector<MergedLink>& links,
                             std::vector<std::string>& ids);
