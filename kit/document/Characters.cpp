@@ -40,6 +40,17 @@ std::pair<char32_t, std::size_t> characterAt(std::u16string_view text, std::size
     return {0x10000 + ((unit - 0xD800) << 10) + (text[at + 1] - 0xDC00U), 2};
 }
 
+bool isInsideCharacter(std::string_view utf8, std::size_t at) {
+    return at < utf8.size() && (static_cast<unsigned char>(utf8[at]) & 0xC0U) == 0x80U;
+}
+
+std::size_t characterEnd(std::string_view utf8, std::size_t at) {
+    do {
+        ++at;
+    } while (isInsideCharacter(utf8, at));
+    return at;
+}
+
 bool startsWith(std::string_view text, std::string_view start) { return text.substr(0, start.size()) == start; }
 
 bool endsWith(std::string_view text, std::string_view end) {

@@ -2,6 +2,7 @@
 // elements that hold them, so formatting, links and pictures around them stay byte for byte.
 #include "kit/document/ParagraphEdits.hpp"
 
+#include "kit/document/Characters.hpp"
 #include "kit/document/CodeParagraphs.hpp"
 #include "kit/document/References.hpp"
 #include "kit/document/StoredText.hpp"
@@ -95,10 +96,6 @@ std::string textElements(const std::string& prefix, std::string_view text) {
         result += "<" + prefix + (text[at] == '\t' ? "tab/>" : "br/>");
         text.remove_prefix(at + 1);
     }
-}
-
-bool isInsideCharacter(std::string_view text, std::size_t at) {
-    return at < text.size() && (static_cast<unsigned char>(text[at]) & 0xC0U) == 0x80U;
 }
 
 /// The part of a text that changes: from `begin` to `end` in the old one, and what takes its place.

@@ -70,13 +70,13 @@ private:
     /// The size of the name in a record. One that seems to reach into the next record is damaged; the name then ends
     /// where its extra fields and comment leave off.
     std::size_t nameSizeAt(std::size_t at, bool isDamaged) const {
-        const std::size_t told = number(at + 28, 2);
+        const std::size_t recorded = number(at + 28, 2);
         // No further than the name: a look to the end of the file for each record would take quadratic time.
         const std::string_view name =
-            isDamaged ? bytes_.substr(at + kIndexSize, told + kIndexRecord.size() - 1) : std::string_view();
+            isDamaged ? bytes_.substr(at + kIndexSize, recorded + kIndexRecord.size() - 1) : std::string_view();
         const std::size_t next = std::min(name.find(kIndexRecord), name.find(kEndRecord));
         const std::size_t behind = number(at + 30, 2) + number(at + 32, 2);
-        return next == std::string_view::npos || behind >= next ? told : next - behind;
+        return next == std::string_view::npos || behind >= next ? recorded : next - behind;
     }
 
     /// The record at a place, whose signature is not looked at, as it may be what is damaged.

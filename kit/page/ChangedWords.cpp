@@ -3,6 +3,7 @@
 #include "kit/page/ChangedWords.hpp"
 
 #include "kit/compare/Differences.hpp"
+#include "kit/document/Characters.hpp"
 
 #include <algorithm>
 #include <cctype>
@@ -17,13 +18,6 @@ constexpr std::size_t kLongestForWords = 10000;
 constexpr std::size_t kMostPairs = 1000000;  // which takes 8 MB
 
 bool isLetterByte(char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_'; }
-
-/// How many bytes the character in UTF-8 has that the text begins with.
-std::size_t characterLength(std::string_view text) {
-    const auto byte = static_cast<unsigned char>(text.front());
-    const std::size_t length = byte < 0xC0 ? 1 : byte < 0xE0 ? 2 : byte < 0xF0 ? 3 : 4;
-    return std::min(length, text.size());
-}
 
 /// Whether a character beyond ASCII is a word by itself: a no-break space, general punctuation less joiners and marks
 /// of direction, Chinese and Japanese characters, and wide forms.
@@ -45,7 +39,7 @@ std::size_t wordLength(std::string_view text) {
     std::size_t length = 0;
     while (length < text.size()) {
         const std::string_view rest = text.substr(length);
-        const std::size_t next = characterLength(rest);
+        const std::size_t next = characterEnd(rest, 0);
         const bool isOfWord = static_cast<unsigned char>(rest.front()) < 0x80 ? isLetterByte(rest.front())
                                                                               : !standsAlone(rest.substr(0, next));
         if (!isOfWord) {

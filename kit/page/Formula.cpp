@@ -54,13 +54,6 @@ std::size_t numberEnd(std::string_view text, std::size_t at) {
     return at;
 }
 
-std::size_t characterEnd(std::string_view text, std::size_t at) {
-    for (++at; at < text.size() && (static_cast<unsigned char>(text[at]) & 0xC0U) == 0x80;) {
-        ++at;
-    }
-    return at;
-}
-
 /// Numbers, names of one letter, and operators; blanks stay text.
 void writeSymbols(Markup& out, std::string_view text) {
     for (std::size_t at = 0; at < text.size();) {

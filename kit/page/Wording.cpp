@@ -1,5 +1,7 @@
 #include "kit/page/Wording.hpp"
 
+#include "kit/document/Characters.hpp"
+
 #include <algorithm>
 
 namespace flowbook::kit {
@@ -25,7 +27,7 @@ bool isBlankText(std::string_view text) { return text.find_first_not_of(" \t\r\n
 
 std::string_view startOf(std::string_view utf8, std::size_t most) {
     std::size_t end = std::min(utf8.size(), most);
-    while (end < utf8.size() && end > 0 && (static_cast<unsigned char>(utf8[end]) & 0xC0U) == 0x80) {
+    while (end > 0 && isInsideCharacter(utf8, end)) {
         --end;
     }
     return utf8.substr(0, end);
